@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <optional>
+
+namespace wingbell {
+
+/// What came of reading a file: its bytes, or, where they are missing, the reason for a person.
+struct FileReading
+{
+    std::optional<QByteArray> bytes;
+    QString problem;
+};
+
+/// The largest file that is read, in bytes. A show takes a few kilobytes.
+inline constexpr qsizetype largestPlainFile = 64 * 1024 * 1024;
+
+/// The whole of the regular file at `path`. Anything else that stands there (a folder, a pipe, a
+/// device) is a problem at once, never a wait; so is a file above `largestPlainFile`.
+[[nodiscard]] FileReading readPlainFile(const QString& path);
+
+/// Replaces the content of the file at `path` by `bytes`, in place: links are followed, permissions
+/// and owner of an existing file stay. False when not everything was written; the file may then
+/// hold a part. Never waits on a pipe or device that stands there.
+[[nodiscard]] bool writePlainFile(const QString& path, const QByteArray& bytes);
+
+} // namespace wingbell

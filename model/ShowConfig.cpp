@@ -1,0 +1,188 @@
+#include "model/ShowConfig.h"
+
+#include "model/DefaultShow.h"
+#include "model/HorizontalSpace.h"
+#include "model/PlainFile.h"
+
+#include <algorithm>
+
+namespace wingbell {
+
+const QDir& ShowConfig::configDirectory()
+{
+    static const QDir directory(QStringLiteral("/Users/Shared/Wingbell"));
+    return directory;
+}
+
+QString ShowConfig::documentPath(const QDir& directory)
+{
+    return directory.absoluteFilePath(QStringLiteral("roles.json"));
+}
+
+ShowConfig::ShowConfig(const QDir& directory, QObject* parent)
+    : QObject(parent)
+    , m_directory(directory)
+    , m_show(defaultShow().show)
+    , m_channels(defaultShow().channels)
+    , m_roles(defaultShow().roles)
+    , m_oscPort(defaultShow().oscPort)
+{
+    load();
+}
+
+void ShowConfig::setShow(const QString& show)
+{
+    if (m_show == show) {
+        return;
+    }
+    m_show = show;
+    Q_EMIT showChanged();
+}
+
+void ShowConfig::setChannels(const QStringList& channels)
+{
+    if (m_channels == channels) {
+        return;
+    }
+    m_channels = channels;
+    Q_EMIT channelsChanged();
+}
+
+void ShowConfig::setRoles(const QList<Role>& roles)
+{
+    if (m_roles == roles) {
+        return;
+    }
+    m_roles = roles;
+    Q_EMIT rolesChanged();
+}
+
+void ShowConfig::setOscPort(qint64 port)
+{
+    if (m_oscPort == port) {
+        return;
+    }
+    m_oscPort = port;
+    Q_EMIT oscPortChanged();
+}
+
+void ShowConfig::setHasUnsavedChanges(bool unsaved)
+{
+    if (m_hasUnsavedChanges == unsaved) {
+        return;
+    }
+    m_hasUnsavedChanges = unsaved;
+    Q_EMIT hasUnsavedChangesChanged();
+}
+
+void ShowConfig::load()
+{
+    const ShowReading reading = readShow(documentPath(m_directory));
+    take(reading.show ? *reading.show : defaultShow());
+}
+
+void ShowConfig::take(const ShowFile& show)
+{
+    setShow(show.show);
+    setChannels(show.channels);
+    setRoles(show.roles);
+    setOscPort(show.oscPort);
+    setHasUnsavedChanges(false);
+}
+
+bool ShowConfig::save()
+{
+    const std::optional<QByteArray> document =
+        encodeShow(ShowFile{m_show, m_channels, m_roles, m_oscPort});
+    if (!document || !QDir().mkpath(m_directory.absolutePath())
+        || !writePlainFile(documentPath(m_directory), *document)) {
+        return false;
+    }
+    setHasUnsavedChanges(false);
+    return true;
+}
+
+void ShowConfig::addChannel(const QString& name)
+{
+    const QString channel = trimmedOfHorizontalSpace(name);
+    if (channel.isEmpty() || m_channels.contains(channel)) {
+        return;
+    }
+    m_channels.append(channel);
+    Q_EMIT channelsChanged();
+    setHasUnsavedChanges(true);
+}
+
+void ShowConfig::removeChannel(const QString& name)
+{
+    // A copy: the caller's text may be an element of the very lists that shrink here.
+    const QString channel = name;
+    m_channels.removeAll(channel);
+    Q_EMIT channelsChanged();
+    for (qsizetype index = 0; index < m_roles.size(); ++index) {
+        m_roles[index].talk.removeAll(channel);
+        Q_EMIT rolesChanged();
+        m_roles[index].listen.removeAll(channel);
+        Q_EMIT rolesChanged();
+    }
+    setHasUnsavedChanges(true);
+}
+
+void ShowConfig::addRole()
+{
+    m_roles.append(Role{QUuid::createUuid(), QStringLiteral("New Role"), {}, {}});
+    Q_EMIT rolesChanged();
+    setHasUnsavedChanges(true);
+}
+
+void ShowConfig::removeRole(const Role& role)
+{
+    m_roles.removeIf([id = role.id](const Role& stored) { return stored.id == id; });
+    Q_EMIT rolesChanged();
+    setHasUnsavedChanges(true);
+}
+
+void ShowConfig::renameRole(const Role& role, const QString& name)
+{
+    Role* const stored = storedRole(role);
+    if (stored == nullptr) {
+        return;
+    }
+    stored->name = name;
+    Q_EMIT rolesChanged();
+    setHasUnsavedChanges(true);
+}
+
+void ShowConfig::toggleTalk(const Role& role, const QString& channel)
+{
+    toggle(role, &Role::talk, channel);
+}
+
+void ShowConfig::toggleListen(const Role& role, const QString& channel)
+{
+    toggle(role, &Role::listen, channel);
+}
+
+Role* ShowConfig::storedRole(const Role& role)
+{
+    const auto found = std::find_if(
+        m_roles.begin(), m_roles.end(),
+        [&role](const Role& stored) { return stored.id == role.id; });
+    return found == m_roles.end() ? nullptr : &*found;
+}
+
+void ShowConfig::toggle(const Role& role, QStringList Role::*list, const QString& channel)
+{
+    Role* const stored = storedRole(role);
+    if (stored == nullptr) {
+        return;
+    }
+    QStringList& names = stored->*list;
+    if (!names.removeOne(channel)) {
+        names.append(channel);
+    }
+    Q_EMIT rolesChanged();
+    setHasUnsavedChanges(true);
+}
+
+} // namespace wingbell

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "model/Role.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace wingbell {
+
+/// The OSC port of a show that names none.
+inline constexpr qint64 defaultOscPort = 47000;
+
+/// A show as it stands in its document. Exists to be read and written; the live copy is ShowConfig.
+struct ShowFile
+{
+    QString show;
+    QStringList channels;            ///< in display order
+    QList<Role> roles;               ///< in display order
+    qint64 oscPort = defaultOscPort; ///< as found: no range is checked here
+
+    friend bool operator==(const ShowFile&, const ShowFile&) = default;
+};
+
+/// What came of reading a show: the show, or, where it is missing, a reason to show to a person
+/// (lower case, no full stop).
+struct ShowReading
+{
+    std::optional<ShowFile> show;
+    QString problem;
+};
+
+/// The document for `show`: UTF-8 JSON, indented, members in the order of the struct, slashes
+/// plain. Code units that are no text become U+FFFD. Nothing when it cannot be encoded.
+[[nodiscard]] std::optional<QByteArray> encodeShow(const ShowFile& show);
+
+/// Reads a document as a whole or not at all. Unknown members are ignored, every role gets a fresh
+/// id, a missing or null "oscPort" is the default port. Takes any bytes whatever.
+[[nodiscard]] ShowReading decodeShow(const QByteArray& document);
+
+/// Reads the document at `path` (see decodeShow). Never waits on anything that is no regular file.
+[[nodiscard]] ShowReading readShow(const QString& path);
+
+} // namespace wingbell
