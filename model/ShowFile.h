@@ -34,7 +34,7 @@ struct ShowReading
 };
 
 /// The document for `show`: UTF-8 JSON, indented, members in the order of the struct, slashes
-/// plain. Code units that are no text become U+FFFD. Nothing when it cannot be encoded.
+/// plain. A lone surrogate, which is no text, becomes a question mark. Nothing if encoding fails.
 [[nodiscard]] std::optional<QByteArray> encodeShow(const ShowFile& show);
 
 /// Reads a document as a whole or not at all. Unknown members are ignored, every role gets a fresh

@@ -1,0 +1,41 @@
+import QtQuick
+import QtQuick.Templates as T
+import Wingbell.Look
+
+// A one-line text field of the desk, without a bezel.
+T.TextField {
+    id: field
+
+    property alias radius: plate.radius
+
+    Accessible.role: Accessible.EditableText
+    color: "white"
+    implicitHeight: contentHeight + topPadding + bottomPadding
+    padding: 8
+    placeholderTextColor: Theme.faded("white", 0.3)
+    selectByMouse: true
+    selectedTextColor: "black"
+    selectionColor: Theme.gold
+    verticalAlignment: TextInput.AlignVCenter
+
+    background: Rectangle {
+        id: plate
+
+        border.color: Theme.gold
+        border.width: field.activeFocus ? 1 : 0
+        color: Theme.steelDeep
+        radius: 6
+    }
+
+    Text {
+        anchors.fill: parent
+        anchors.margins: field.padding
+        color: field.placeholderTextColor
+        elide: Text.ElideRight
+        font: field.font
+        text: field.placeholderText
+        textFormat: Text.PlainText
+        verticalAlignment: field.verticalAlignment
+        visible: field.length === 0 && field.preeditText.length === 0
+    }
+}

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "model/ShowConfig.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QQmlEngine>
+
+namespace wingbell {
+
+/// What the show setup panel decides beside the store: when an edit counts as one, which port texts
+/// are taken, and when the restart warning stands.
+class ShowSetup : public QObject
+{
+    Q_OBJECT
+    QML_ELEMENT
+    Q_PROPERTY(wingbell::ShowConfig* config READ config WRITE setConfig NOTIFY configChanged)
+    Q_PROPERTY(bool serverIsRunning READ serverIsRunning WRITE setServerIsRunning NOTIFY
+                   serverIsRunningChanged)
+    Q_PROPERTY(bool needsRestart READ needsRestart NOTIFY needsRestartChanged)
+    Q_PROPERTY(QString oscPortText READ oscPortText NOTIFY oscPortTextChanged)
+
+public:
+    using QObject::QObject;
+
+    [[nodiscard]] ShowConfig* config() const { return m_config; }
+    /// Watches that store from now on; not owned. From here on every change of the show's name
+    /// marks an edit, whoever makes it: a reload that brings another name does so too.
+    void setConfig(ShowConfig* config);
+
+    [[nodiscard]] bool serverIsRunning() const { return m_serverIsRunning; }
+    void setServerIsRunning(bool running);
+
+    /// True while a server runs that has not got all edits.
+    [[nodiscard]] bool needsRestart() const { return m_needsRestart; }
+
+    /// The stored port as the field shows it.
+    [[nodiscard]] QString oscPortText() const;
+
+    /// Stores the port that `text` enters and marks an edit, also for the port that is stored
+    /// already; ignores text that is no port.
+    Q_INVOKABLE void enterOscPort(const QString& text);
+
+Q_SIGNALS:
+    void configChanged();
+    void serverIsRunningChanged();
+    void needsRestartChanged();
+    void oscPortTextChanged();
+
+private:
+    void updateNeedsRestart();
+
+    QPointer<ShowConfig> m_config;
+    bool m_serverIsRunning = false;
+    bool m_needsRestart = false;
+};
+
+} // namespace wingbell

@@ -1,0 +1,150 @@
+#include "server/ServerController.h"
+
+#include "server/DesktopSleepInhibitor.h"
+#include "server/ServerLookup.h"
+#include "server/ServerProcess.h"
+
+#include <utility>
+
+namespace wingbell {
+
+namespace {
+
+/// One for the whole run and never destroyed: what it holds at the end goes with the process.
+SleepInhibitor& programsSleepInhibitor()
+{
+    static auto* const inhibitor = new DesktopSleepInhibitor;
+    return *inhibitor;
+}
+
+} // namespace
+
+ServerController::ServerController(ShowConfig& config, QObject* parent)
+    : ServerController(
+        config, [] { return embeddedServer(); }, programsSleepInhibitor(), parent)
+{
+}
+
+ServerController::ServerController(
+    ShowConfig& config, Lookup lookup, SleepInhibitor& sleep, QObject* parent)
+    : QObject(parent)
+    , m_config(config)
+    , m_lookup(std::move(lookup))
+    , m_sleep(sleep)
+{
+}
+
+void ServerController::start()
+{
+    if (m_isRunning || m_isStarting) {
+        return;
+    }
+    const std::optional<QString> server = m_lookup();
+    if (!server) {
+        log(QStringLiteral(
+            u"\u26A0\uFE0F This app is missing its embedded server binary \u2014 rebuild with "
+            u"build_app.sh."));
+        return;
+    }
+    clearLog();
+    setIsStarting(true);
+
+    const QString showFile = ShowConfig::documentPath();
+    const ServerProcess::Launch launch = ServerProcess::launch(*server, {showFile});
+    if (launch.process == nullptr) {
+        log(QStringLiteral(u"\u26A0\uFE0F Couldn't start the server: ") + launch.problem);
+        setIsStarting(false);
+        return;
+    }
+    m_process = launch.process;
+    connect(m_process, &ServerProcess::outputRead, this, &ServerController::appendLog);
+    connect(m_process, &ServerProcess::exited, this, &ServerController::handleExit);
+    preventSleep();
+    log(QStringLiteral(u"\u25B6\uFE0E Starting server with ") + showFile + QChar(u'\u2026'));
+}
+
+void ServerController::stop()
+{
+    if (!m_isRunning || m_process.isNull() || !m_process->isRunning()) {
+        return;
+    }
+    log(QStringLiteral(u"\u25A0 Stopping\u2026"));
+    m_process->terminate();
+}
+
+void ServerController::handleExit(int status)
+{
+    log(status == 0 ? QStringLiteral(u"\u25A0 Server stopped.")
+                    : QStringLiteral(u"\u25A0 Server exited (status %1).").arg(status));
+    setIsRunning(false);
+    setIsStarting(false);
+    m_process.clear();
+    allowSleep();
+}
+
+void ServerController::appendLog(const QStringList& lines)
+{
+    if (m_isStarting && !m_isRunning) {
+        setIsRunning(true);
+        setIsStarting(false);
+    }
+    if (lines.isEmpty()) {
+        return;
+    }
+    m_logLines.append(lines);
+    if (m_logLines.size() > mostLogLines) {
+        m_logLines.remove(0, m_logLines.size() - mostLogLines);
+    }
+    Q_EMIT logLinesChanged();
+}
+
+void ServerController::log(const QString& line)
+{
+    m_logLines.append(line);
+    Q_EMIT logLinesChanged();
+}
+
+void ServerController::clearLog()
+{
+    if (m_logLines.isEmpty()) {
+        return;
+    }
+    m_logLines.clear();
+    Q_EMIT logLinesChanged();
+}
+
+void ServerController::setIsRunning(bool running)
+{
+    if (m_isRunning == running) {
+        return;
+    }
+    m_isRunning = running;
+    Q_EMIT isRunningChanged();
+}
+
+void ServerController::setIsStarting(bool starting)
+{
+    if (m_isStarting == starting) {
+        return;
+    }
+    m_isStarting = starting;
+    Q_EMIT isStartingChanged();
+}
+
+void ServerController::preventSleep()
+{
+    if (m_assertionID != 0) {
+        return;
+    }
+    m_assertionID = m_sleep.inhibit(QStringLiteral("Wingbell show is running"));
+}
+
+void ServerController::allowSleep()
+{
+    if (m_assertionID == 0) {
+        return;
+    }
+    m_sleep.release(std::exchange(m_assertionID, 0U));
+}
+
+} // namespace wingbell

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "model/ShowConfig.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+
+#include <functional>
+#include <optional>
+
+namespace wingbell {
+
+class ServerProcess;
+class SleepInhibitor;
+
+/// Starts, watches and stops the one intercom server, and keeps its words.
+///
+/// Stopped, Starting (launched, silent so far) or Running (has said something). Every outcome is a
+/// line in `logLines`; nothing is returned or thrown. Destroying the controller neither ends a
+/// running server nor lets the computer sleep. User-interface thread only.
+class ServerController : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(bool isRunning READ isRunning NOTIFY isRunningChanged)
+    Q_PROPERTY(bool isStarting READ isStarting NOTIFY isStartingChanged)
+    Q_PROPERTY(QStringList logLines READ logLines NOTIFY logLinesChanged)
+
+public:
+    /// Finds the server's executable; nothing when there is none.
+    using Lookup = std::function<std::optional<QString>()>;
+
+    /// Lines of server output that are kept. The controller's own lines count only when the next
+    /// output arrives, so that the lines of a stop never push out what the server said last.
+    static constexpr qsizetype mostLogLines = 500;
+
+    /// A controller of the application's own server. `config` must outlive it.
+    explicit ServerController(ShowConfig& config, QObject* parent = nullptr);
+
+    /// A controller of another server that keeps the computer awake by other means. `config` and
+    /// `sleep` must outlive it; `sleep` keeps what it holds when the controller goes.
+    ServerController(
+        ShowConfig& config, Lookup lookup, SleepInhibitor& sleep, QObject* parent = nullptr);
+
+    [[nodiscard]] bool isRunning() const { return m_isRunning; }
+    [[nodiscard]] bool isStarting() const { return m_isStarting; }
+    /// Oldest first.
+    [[nodiscard]] const QStringList& logLines() const { return m_logLines; }
+    /// The show that is edited; the server reads its file, never this.
+    [[nodiscard]] ShowConfig& config() const { return m_config; }
+
+    /// Launches the server on the show's file, with an empty log. Ignored unless stopped.
+    Q_INVOKABLE void start();
+    /// Asks a running server to terminate; what follows, follows its exit. Ignored unless running.
+    Q_INVOKABLE void stop();
+
+Q_SIGNALS:
+    void isRunningChanged();
+    void isStartingChanged();
+    void logLinesChanged();
+
+private:
+    void setIsRunning(bool running);
+    void setIsStarting(bool starting);
+    void clearLog();
+    void log(const QString& line);
+    void appendLog(const QStringList& lines);
+    void handleExit(int status);
+    void preventSleep();
+    void allowSleep();
+
+    bool m_isRunning = false;
+    bool m_isStarting = false;
+    QStringList m_logLines;
+    QPointer<ServerProcess> m_process;
+    quint32 m_assertionID = 0; ///< of the held sleep inhibition; 0 means none
+    ShowConfig& m_config;
+    Lookup m_lookup;
+    SleepInhibitor& m_sleep;
+};
+
+} // namespace wingbell

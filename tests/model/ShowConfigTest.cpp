@@ -1,0 +1,571 @@
+#include "model/DefaultShow.h"
+#include "model/ShowConfig.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <memory>
+#include <sys/stat.h>
+
+using namespace wingbell;
+
+namespace {
+
+/// Counts what a store tells about each of its properties.
+struct Spies
+{
+    explicit Spies(ShowConfig& config)
+        : show(&config, &ShowConfig::showChanged)
+        , channels(&config, &ShowConfig::channelsChanged)
+        , roles(&config, &ShowConfig::rolesChanged)
+        , oscPort(&config, &ShowConfig::oscPortChanged)
+        , unsaved(&config, &ShowConfig::hasUnsavedChangesChanged)
+    {
+    }
+
+    /// The notifications since the last call: show, channels, roles, port, unsaved.
+    QList<qsizetype> take()
+    {
+        QList<qsizetype> counts;
+        for (QSignalSpy* spy : {&show, &channels, &roles, &oscPort, &unsaved}) {
+            counts.append(spy->size());
+            spy->clear();
+        }
+        return counts;
+    }
+
+    QSignalSpy show;
+    QSignalSpy channels;
+    QSignalSpy roles;
+    QSignalSpy oscPort;
+    QSignalSpy unsaved;
+};
+
+using Counts = QList<qsizetype>;
+
+const QByteArray smallShow =
+    R"({"show":"Recital","channels":["Main","Fly"],"roles":[{"name":"Fly","talk":["Fly","X","Fly"],)"
+    R"("listen":["Main"]},{"name":"","talk":[],"listen":["Fly"]}],"oscPort":8000})";
+
+} // namespace
+
+class ShowConfigTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void theShowStandsInTheSharedFolder();
+    void withoutAFolderTheStoreHoldsTheDefaultShowAndWritesNothing();
+    void theDocumentIsLoadedAtCreation();
+    void anUnreadableDocumentGivesTheDefaultShowAndStaysUntilASave();
+    void loadingTellsOfWhatDiffersOnly();
+    void loadingADocumentGivesRolesOtherIdentities();
+    void theFallbackKeepsTheIdentitiesOfTheDefaultRoles();
+    void loadingDropsEditsAndClearsTheFlag();
+    void propertiesTellOfNewValuesOnly();
+    void plainWritesDoNotMarkAnEdit();
+
+    void aNewChannelGoesToTheEndAndToNobody();
+    void aKnownNameWithSpacesAroundItChangesNothing();
+    void aNameOfSpacesChangesNothing();
+    void aLineBreakAtTheEndOfANameIsKept();
+    void channelNamesDifferByCase();
+    void removingMainTakesItFromEveryRole();
+    void removingAnUnknownChannelMarksAnEdit();
+    void removingAChannelTakesEveryMentionOfIt();
+    void removingAChannelTellsOncePerList();
+    void removingAChannelByItsOwnListEntryIsSafe();
+
+    void aNewRoleIsNamedNewRoleAndHearsNothing();
+    void removingARoleLooksAtItsIdentityOnly();
+    void removingAStaleRoleMarksAnEdit();
+    void togglingTakesAChannelOutAndPutsItBackAtTheEnd();
+    void togglingTakesOneOfTwoMentions();
+    void togglingListensApartFromTalks();
+    void togglingWorksOnTheStoredRoleNotOnTheCopy();
+    void togglingAStaleRoleDoesNothing();
+    void aRoleMayBeGivenAChannelThatTheShowLacks();
+    void renamingTakesTheTextAsTyped();
+    void renamingAStaleRoleDoesNothing();
+
+    void aSaveMakesTheFolderAndClearsTheFlag();
+    void aSavedShowIsLoadedAgain();
+    void aSaveThatFailsReturnsFalseAndKeepsTheFlag_data();
+    void aSaveThatFailsReturnsFalseAndKeepsTheFlag();
+    void aSaveReplacesALongerDocument();
+    void aSaveWritesThroughALink();
+
+private:
+    QString documentPath() const { return ShowConfig::documentPath(folder()); }
+    QDir folder() const { return QDir(m_root->filePath(u"Shared/Wingbell"_qs)); }
+    void writeDocument(const QByteArray& bytes) const;
+    QByteArray document() const;
+
+    std::unique_ptr<QTemporaryDir> m_root;
+};
+
+void ShowConfigTest::init() { m_root = std::make_unique<QTemporaryDir>(); }
+void ShowConfigTest::cleanup() { m_root.reset(); }
+
+void ShowConfigTest::writeDocument(const QByteArray& bytes) const
+{
+    QVERIFY(QDir().mkpath(folder().path()));
+    QFile file(documentPath());
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(bytes), bytes.size());
+}
+
+QByteArray ShowConfigTest::document() const
+{
+    QFile file(documentPath());
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void ShowConfigTest::theShowStandsInTheSharedFolder()
+{
+    QCOMPARE(ShowConfig::configDirectory().path(), u"/Users/Shared/Wingbell"_qs);
+    QCOMPARE(ShowConfig::documentPath(), u"/Users/Shared/Wingbell/roles.json"_qs);
+}
+
+void ShowConfigTest::withoutAFolderTheStoreHoldsTheDefaultShowAndWritesNothing()
+{
+    const ShowConfig config(folder());
+    QCOMPARE(config.show(), defaultShow().show);
+    QCOMPARE(config.channels(), defaultShow().channels);
+    QCOMPARE(config.roles(), defaultShow().roles);
+    QCOMPARE(config.oscPort(), 47000);
+    QVERIFY(!config.hasUnsavedChanges());
+    QVERIFY(QDir(m_root->path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+}
+
+void ShowConfigTest::theDocumentIsLoadedAtCreation()
+{
+    writeDocument(smallShow);
+    const ShowConfig config(folder());
+    QCOMPARE(config.show(), u"Recital"_qs);
+    QCOMPARE(config.channels(), (QStringList{u"Main"_qs, u"Fly"_qs}));
+    QCOMPARE(config.roles().size(), 2);
+    QCOMPARE(config.roles().first().talk, (QStringList{u"Fly"_qs, u"X"_qs, u"Fly"_qs}));
+    QCOMPARE(config.oscPort(), 8000);
+    QVERIFY(!config.hasUnsavedChanges());
+}
+
+void ShowConfigTest::anUnreadableDocumentGivesTheDefaultShowAndStaysUntilASave()
+{
+    writeDocument("{\"show\":");
+    ShowConfig config(folder());
+    QCOMPARE(config.roles(), defaultShow().roles);
+    QVERIFY(!config.hasUnsavedChanges());
+    config.load();
+    QCOMPARE(document(), "{\"show\":");
+    QVERIFY(config.save());
+    QVERIFY(decodeShow(document()).show);
+}
+
+void ShowConfigTest::loadingTellsOfWhatDiffersOnly()
+{
+    writeDocument(smallShow);
+    ShowConfig config(folder());
+    Spies spies(config);
+    config.load();
+    QCOMPARE(spies.take(), (Counts{0, 0, 1, 0, 0})); // the roles are others, by their identity
+    config.setOscPort(1);
+    config.setShow(u"Other"_qs);
+    config.setHasUnsavedChanges(true);
+    spies.take();
+    config.load();
+    QCOMPARE(spies.take(), (Counts{1, 0, 1, 1, 1}));
+}
+
+void ShowConfigTest::loadingADocumentGivesRolesOtherIdentities()
+{
+    writeDocument(smallShow);
+    ShowConfig config(folder());
+    const QUuid before = config.roles().first().id;
+    config.load();
+    QVERIFY(config.roles().first().id != before);
+}
+
+void ShowConfigTest::theFallbackKeepsTheIdentitiesOfTheDefaultRoles()
+{
+    ShowConfig config(folder());
+    const ShowConfig other(folder());
+    QCOMPARE(config.roles(), other.roles());
+    Spies spies(config);
+    config.load();
+    QCOMPARE(config.roles(), defaultShow().roles);
+    QCOMPARE(spies.take(), (Counts{0, 0, 0, 0, 0}));
+}
+
+void ShowConfigTest::loadingDropsEditsAndClearsTheFlag()
+{
+    ShowConfig config(folder());
+    config.addChannel(u"Fly"_qs);
+    config.addRole();
+    config.load();
+    QCOMPARE(config.channels(), defaultShow().channels);
+    QCOMPARE(config.roles(), defaultShow().roles);
+    QVERIFY(!config.hasUnsavedChanges());
+}
+
+void ShowConfigTest::propertiesTellOfNewValuesOnly()
+{
+    ShowConfig config(folder());
+    Spies spies(config);
+    config.setShow(config.show());
+    config.setChannels(config.channels());
+    config.setRoles(config.roles());
+    config.setOscPort(config.oscPort());
+    config.setHasUnsavedChanges(config.hasUnsavedChanges());
+    QCOMPARE(spies.take(), (Counts{0, 0, 0, 0, 0}));
+
+    config.setShow(u"wingbell"_qs);
+    config.setChannels({u"Main"_qs});
+    config.setRoles({});
+    config.setOscPort(-1);
+    config.setHasUnsavedChanges(true);
+    QCOMPARE(spies.take(), (Counts{1, 1, 1, 1, 1}));
+}
+
+void ShowConfigTest::plainWritesDoNotMarkAnEdit()
+{
+    ShowConfig config(folder());
+    config.setShow(u"Other"_qs);
+    config.setChannels({});
+    config.setRoles({});
+    config.setOscPort(1);
+    QVERIFY(!config.hasUnsavedChanges());
+}
+
+void ShowConfigTest::aNewChannelGoesToTheEndAndToNobody()
+{
+    ShowConfig config(folder());
+    Spies spies(config);
+    config.addChannel(u"  Fly\t"_qs);
+    QCOMPARE(config.channels().last(), u"Fly"_qs);
+    QCOMPARE(config.channels().size(), 5);
+    QCOMPARE(config.roles(), defaultShow().roles);
+    QVERIFY(config.hasUnsavedChanges());
+    QCOMPARE(spies.take(), (Counts{0, 1, 0, 0, 1}));
+    config.addChannel(u"Rail"_qs);
+    QCOMPARE(spies.take(), (Counts{0, 1, 0, 0, 0}));
+}
+
+void ShowConfigTest::aKnownNameWithSpacesAroundItChangesNothing()
+{
+    ShowConfig config(folder());
+    Spies spies(config);
+    config.addChannel(u"  Tech  "_qs);
+    QCOMPARE(config.channels(), defaultShow().channels);
+    QVERIFY(!config.hasUnsavedChanges());
+    QCOMPARE(spies.take(), (Counts{0, 0, 0, 0, 0}));
+}
+
+void ShowConfigTest::aNameOfSpacesChangesNothing()
+{
+    ShowConfig config(folder());
+    config.addChannel({});
+    config.addChannel(u"  \t\u00A0 "_qs);
+    QCOMPARE(config.channels(), defaultShow().channels);
+    QVERIFY(!config.hasUnsavedChanges());
+}
+
+void ShowConfigTest::aLineBreakAtTheEndOfANameIsKept()
+{
+    ShowConfig config(folder());
+    config.addChannel(u" Tech\n"_qs);
+    QCOMPARE(config.channels().last(), u"Tech\n"_qs);
+    config.addChannel(u"\n"_qs);
+    QCOMPARE(config.channels().last(), u"\n"_qs);
+}
+
+void ShowConfigTest::channelNamesDifferByCase()
+{
+    ShowConfig config(folder());
+    config.addChannel(u"main"_qs);
+    QCOMPARE(config.channels().last(), u"main"_qs);
+    config.removeChannel(u"main"_qs);
+    QCOMPARE(config.channels(), defaultShow().channels);
+}
+
+void ShowConfigTest::removingMainTakesItFromEveryRole()
+{
+    ShowConfig config(folder());
+    config.removeChannel(u"Main"_qs);
+    QCOMPARE(config.channels(), (QStringList{u"Tech"_qs, u"Backstage"_qs, u"Green Room"_qs}));
+    for (const Role& role : config.roles()) {
+        QVERIFY(!role.talk.contains(u"Main"_qs));
+        QVERIFY(!role.listen.contains(u"Main"_qs));
+    }
+    QCOMPARE(config.roles().last().listen, (QStringList{u"Tech"_qs, u"Backstage"_qs}));
+    QVERIFY(config.hasUnsavedChanges());
+}
+
+void ShowConfigTest::removingAnUnknownChannelMarksAnEdit()
+{
+    ShowConfig config(folder());
+    config.removeChannel(u" Main"_qs);
+    QCOMPARE(config.channels(), defaultShow().channels);
+    QCOMPARE(config.roles(), defaultShow().roles);
+    QVERIFY(config.hasUnsavedChanges());
+}
+
+void ShowConfigTest::removingAChannelTakesEveryMentionOfIt()
+{
+    writeDocument(smallShow);
+    ShowConfig config(folder());
+    config.setChannels({u"Fly"_qs, u"Main"_qs, u"Fly"_qs});
+    config.removeChannel(u"Fly"_qs);
+    QCOMPARE(config.channels(), QStringList{u"Main"_qs});
+    QCOMPARE(config.roles().first().talk, QStringList{u"X"_qs});
+    QCOMPARE(config.roles().last().listen, QStringList());
+}
+
+void ShowConfigTest::removingAChannelTellsOncePerList()
+{
+    ShowConfig config(folder());
+    Spies spies(config);
+    config.removeChannel(u"nowhere"_qs);
+    QCOMPARE(spies.take(), (Counts{0, 1, 2 * config.roles().size(), 0, 1}));
+}
+
+void ShowConfigTest::removingAChannelByItsOwnListEntryIsSafe()
+{
+    ShowConfig config(folder());
+    config.removeChannel(config.channels().first());
+    QCOMPARE(config.channels().first(), u"Tech"_qs);
+    QVERIFY(!config.roles().first().talk.contains(u"Main"_qs));
+}
+
+void ShowConfigTest::aNewRoleIsNamedNewRoleAndHearsNothing()
+{
+    ShowConfig config(folder());
+    Spies spies(config);
+    config.addRole();
+    config.addRole();
+    QCOMPARE(config.roles().size(), 8);
+    const Role& role = config.roles().last();
+    QCOMPARE(role.name, u"New Role"_qs);
+    QVERIFY(role.talk.isEmpty());
+    QVERIFY(role.listen.isEmpty());
+    QVERIFY(role.id != config.roles().at(6).id);
+    QCOMPARE(spies.take(), (Counts{0, 0, 2, 0, 1}));
+}
+
+void ShowConfigTest::removingARoleLooksAtItsIdentityOnly()
+{
+    ShowConfig config(folder());
+    const Role second = config.roles().at(1);
+    config.removeRole(Role{second.id, u"another name"_qs, {}, {}});
+    QCOMPARE(config.roles().size(), 5);
+    QCOMPARE(config.roles().at(1).name, u"Sound"_qs);
+    QVERIFY(config.hasUnsavedChanges());
+}
+
+void ShowConfigTest::removingAStaleRoleMarksAnEdit()
+{
+    ShowConfig config(folder());
+    Spies spies(config);
+    Role stale = config.roles().first();
+    stale.id = QUuid::createUuid();
+    config.removeRole(stale);
+    QCOMPARE(config.roles(), defaultShow().roles);
+    QVERIFY(config.hasUnsavedChanges());
+    QCOMPARE(spies.take(), (Counts{0, 0, 1, 0, 1}));
+}
+
+void ShowConfigTest::togglingTakesAChannelOutAndPutsItBackAtTheEnd()
+{
+    ShowConfig config(folder());
+    const Role lighting = config.roles().at(1);
+    Spies spies(config);
+    config.toggleTalk(lighting, u"Main"_qs);
+    QCOMPARE(config.roles().at(1).talk, QStringList{u"Tech"_qs});
+    QVERIFY(config.hasUnsavedChanges());
+    config.toggleTalk(lighting, u"Main"_qs);
+    QCOMPARE(config.roles().at(1).talk, (QStringList{u"Tech"_qs, u"Main"_qs}));
+    QCOMPARE(config.roles().at(1).listen, lighting.listen);
+    QCOMPARE(spies.take(), (Counts{0, 0, 2, 0, 1}));
+}
+
+void ShowConfigTest::togglingTakesOneOfTwoMentions()
+{
+    writeDocument(smallShow);
+    ShowConfig config(folder());
+    config.toggleTalk(config.roles().first(), u"Fly"_qs);
+    QCOMPARE(config.roles().first().talk, (QStringList{u"X"_qs, u"Fly"_qs}));
+}
+
+void ShowConfigTest::togglingListensApartFromTalks()
+{
+    ShowConfig config(folder());
+    const Role director = config.roles().last();
+    config.toggleListen(director, u"Green Room"_qs);
+    config.toggleListen(director, u"Tech"_qs);
+    QCOMPARE(
+        config.roles().last().listen,
+        (QStringList{u"Main"_qs, u"Backstage"_qs, u"Green Room"_qs}));
+    QVERIFY(config.roles().last().talk.isEmpty());
+}
+
+void ShowConfigTest::togglingWorksOnTheStoredRoleNotOnTheCopy()
+{
+    ShowConfig config(folder());
+    Role copy = config.roles().first();
+    copy.talk.clear();
+    config.toggleTalk(copy, u"Main"_qs);
+    QCOMPARE(
+        config.roles().first().talk, (QStringList{u"Tech"_qs, u"Backstage"_qs, u"Green Room"_qs}));
+}
+
+void ShowConfigTest::togglingAStaleRoleDoesNothing()
+{
+    writeDocument(smallShow);
+    ShowConfig config(folder());
+    const Role stale = config.roles().first();
+    config.load();
+    const QList<Role> before = config.roles();
+    Spies spies(config);
+    config.toggleTalk(stale, u"Main"_qs);
+    config.toggleListen(stale, u"Main"_qs);
+    QCOMPARE(config.roles(), before);
+    QVERIFY(!config.hasUnsavedChanges());
+    QCOMPARE(spies.take(), (Counts{0, 0, 0, 0, 0}));
+}
+
+void ShowConfigTest::aRoleMayBeGivenAChannelThatTheShowLacks()
+{
+    ShowConfig config(folder());
+    config.toggleTalk(config.roles().last(), u"Nowhere"_qs);
+    QCOMPARE(config.roles().last().talk, QStringList{u"Nowhere"_qs});
+    QCOMPARE(config.channels(), defaultShow().channels);
+}
+
+void ShowConfigTest::renamingTakesTheTextAsTyped()
+{
+    ShowConfig config(folder());
+    Spies spies(config);
+    config.renameRole(config.roles().first(), u"  Caller "_qs);
+    QCOMPARE(config.roles().first().name, u"  Caller "_qs);
+    QCOMPARE(config.roles().first().id, defaultShow().roles.first().id);
+    config.renameRole(config.roles().first(), {});
+    QCOMPARE(config.roles().first().name, QString());
+    QCOMPARE(spies.take(), (Counts{0, 0, 2, 0, 1}));
+}
+
+void ShowConfigTest::renamingAStaleRoleDoesNothing()
+{
+    ShowConfig config(folder());
+    const Role stale = config.roles().first();
+    config.removeRole(stale);
+    config.setHasUnsavedChanges(false);
+    Spies spies(config);
+    config.renameRole(stale, u"Ghost"_qs);
+    QCOMPARE(spies.take(), (Counts{0, 0, 0, 0, 0}));
+}
+
+void ShowConfigTest::aSaveMakesTheFolderAndClearsTheFlag()
+{
+    ShowConfig config(folder());
+    config.addRole();
+    Spies spies(config);
+    QVERIFY(config.save());
+    QVERIFY(!config.hasUnsavedChanges());
+    QCOMPARE(spies.take(), (Counts{0, 0, 0, 0, 1}));
+    QCOMPARE(folder().entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+             QStringList{u"roles.json"_qs});
+    QVERIFY(config.save());
+}
+
+void ShowConfigTest::aSavedShowIsLoadedAgain()
+{
+    ShowConfig config(folder());
+    config.setShow(u"Fall Recital"_qs);
+    config.addChannel(u"A/B \u266B"_qs);
+    config.addRole();
+    config.toggleListen(config.roles().last(), u"Nowhere"_qs);
+    config.setOscPort(70000);
+    const QList<Role> roles = config.roles();
+    const QStringList channels = config.channels();
+    QVERIFY(config.save());
+    config.load();
+    QCOMPARE(config.show(), u"Fall Recital"_qs);
+    QCOMPARE(config.channels(), channels);
+    QCOMPARE(config.oscPort(), 70000);
+    QCOMPARE(config.roles().size(), roles.size());
+    for (qsizetype index = 0; index < roles.size(); ++index) {
+        QCOMPARE(config.roles().at(index).name, roles.at(index).name);
+        QCOMPARE(config.roles().at(index).talk, roles.at(index).talk);
+        QCOMPARE(config.roles().at(index).listen, roles.at(index).listen);
+        QVERIFY(config.roles().at(index).id != roles.at(index).id);
+    }
+    QVERIFY(!config.hasUnsavedChanges());
+}
+
+void ShowConfigTest::aSaveThatFailsReturnsFalseAndKeepsTheFlag_data()
+{
+    QTest::addColumn<QString>("obstacle");
+    for (const char* obstacle :
+         {"a file in the place of the folder", "a file in the place of its parent",
+          "a folder in the place of the document", "a pipe in the place of the document",
+          "a full device in the place of the document"}) {
+        QTest::newRow(obstacle) << QString::fromLatin1(obstacle);
+    }
+}
+
+void ShowConfigTest::aSaveThatFailsReturnsFalseAndKeepsTheFlag()
+{
+    QFETCH(const QString, obstacle);
+    const auto makeFile = [](const QString& path) { return QFile(path).open(QIODevice::WriteOnly); };
+    const QString parent = m_root->filePath(u"Shared"_qs);
+    if (obstacle == u"a file in the place of its parent"_qs) {
+        QVERIFY(makeFile(parent));
+    } else if (obstacle == u"a file in the place of the folder"_qs) {
+        QVERIFY(QDir().mkpath(parent));
+        QVERIFY(makeFile(folder().path()));
+    } else {
+        QVERIFY(QDir().mkpath(folder().path()));
+        if (obstacle.startsWith(u"a folder"_qs)) {
+            QVERIFY(QDir().mkdir(documentPath()));
+        } else if (obstacle.startsWith(u"a pipe"_qs)) {
+            QCOMPARE(::mkfifo(QFile::encodeName(documentPath()).constData(), 0600), 0);
+        } else {
+            QVERIFY(QFile::link(u"/dev/full"_qs, documentPath()));
+        }
+    }
+    ShowConfig config(folder());
+    config.addChannel(u"Fly"_qs);
+    const QStringList channels = config.channels();
+    Spies spies(config);
+    QVERIFY(!config.save());
+    QVERIFY(config.hasUnsavedChanges());
+    QCOMPARE(config.channels(), channels);
+    QCOMPARE(spies.take(), (Counts{0, 0, 0, 0, 0}));
+}
+
+void ShowConfigTest::aSaveReplacesALongerDocument()
+{
+    writeDocument(smallShow + QByteArray(100'000, ' '));
+    ShowConfig config(folder());
+    QVERIFY(config.save());
+    QVERIFY(document().size() < 1000);
+    QCOMPARE(decodeShow(document()).show.value().show, u"Recital"_qs);
+}
+
+void ShowConfigTest::aSaveWritesThroughALink()
+{
+    QVERIFY(QDir().mkpath(folder().path()));
+    const QString target = m_root->filePath(u"kept elsewhere.json"_qs);
+    QVERIFY(QFile::link(target, documentPath()));
+    ShowConfig config(folder());
+    QVERIFY(config.save());
+    QVERIFY(QFileInfo(documentPath()).isSymLink());
+    QVERIFY(readShow(target).show);
+}
+
+QTEST_APPLESS_MAIN(ShowConfigTest)
+#include "ShowConfigTest.moc"

@@ -1,0 +1,643 @@
+#include "server/ServerController.h"
+#include "server/SleepInhibitor.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QtTest>
+
+#include <csignal>
+#include <fcntl.h>
+#include <memory>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace wingbell;
+
+namespace {
+
+/// Notes what it is asked for.
+class RecordingSleepInhibitor final : public SleepInhibitor
+{
+public:
+    quint32 inhibit(const QString& reason) override
+    {
+        calls.append(u"inhibit "_qs + reason);
+        return nextIdentifier;
+    }
+    void release(quint32 identifier) override
+    {
+        calls.append(u"release %1"_qs.arg(identifier));
+    }
+
+    QStringList calls;
+    quint32 nextIdentifier = 7;
+};
+
+const QString showPath = QStringLiteral("/Users/Shared/Wingbell/roles.json");
+const QString startLine = u"\u25B6\uFE0E Starting server with /Users/Shared/Wingbell/roles.json\u2026"_qs;
+const QString stoppingLine = u"\u25A0 Stopping\u2026"_qs;
+const QString stoppedLine = u"\u25A0 Server stopped."_qs;
+const QString missingLine =
+    u"\u26A0\uFE0F This app is missing its embedded server binary \u2014 rebuild with build_app.sh."_qs;
+
+QString exitLine(int status) { return u"\u25A0 Server exited (status %1)."_qs.arg(status); }
+
+/// The processes this one has started and not yet seen the end of.
+QList<pid_t> childProcesses()
+{
+    QFile file(u"/proc/self/task/%1/children"_qs.arg(::getpid()));
+    QList<pid_t> pids;
+    if (file.open(QIODevice::ReadOnly)) {
+        for (const QByteArray& pid : file.readAll().simplified().split(' ')) {
+            if (!pid.isEmpty()) {
+                pids.append(pid.toInt());
+            }
+        }
+    }
+    return pids;
+}
+
+qint64 openDescriptors()
+{
+    return QDir(u"/proc/self/fd"_qs).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System).size();
+}
+
+/// Those that this process was itself given and hands on to every child.
+int descriptorsHandedOn()
+{
+    int count = 0;
+    for (int descriptor = 3; descriptor < 1024; ++descriptor) {
+        const int flags = ::fcntl(descriptor, F_GETFD);
+        count += flags >= 0 && (flags & FD_CLOEXEC) == 0 ? 1 : 0;
+    }
+    return count;
+}
+
+qint64 residentKilobytes()
+{
+    QFile file(u"/proc/self/status"_qs);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return -1;
+    }
+    for (const QByteArray& line : file.readAll().split('\n')) {
+        if (line.startsWith("VmRSS:")) {
+            return line.simplified().split(' ').at(1).toLongLong();
+        }
+    }
+    return -1;
+}
+
+} // namespace
+
+class ServerControllerTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void aNewControllerIsStoppedWithAnEmptyLog();
+    void aMissingServerAddsItsLineAndKeepsTheLog();
+    void aServerThatCannotBeRunIsToldAndTakesNoInhibition_data();
+    void aServerThatCannotBeRunIsToldAndTakesNoInhibition();
+    void aLaunchIsStartingUntilTheFirstOutput();
+    void theServerGetsTheShowsPathAndNothingElse();
+    void startingTwiceChangesNothing();
+    void stoppingAStoppedControllerDoesNothing();
+    void aSilentServerCannotBeStopped();
+    void aLoneLineFeedTurnsStartingToRunning();
+    void outputThatIsNoTextKeepsItStarting();
+    void aChunkThatIsNoTextIsLostAlone();
+    void aCharacterCutInHalfLosesItsChunks();
+    void aLineInTwoChunksIsTwoLines();
+    void bothStreamsArriveInOrder();
+    void theNewest500OutputLinesAreKept();
+    void theControllersOwnLinesComeOnTopOf500();
+    void eachStartBeginsAFreshLog();
+    void theLogSurvivesAStop();
+
+    void everyExitIsTold_data();
+    void everyExitIsTold();
+    void theTerminateSignalIsStatus15();
+    void aServerThatCatchesTheSignalHasStopped();
+    void lastWordsComeBeforeTheExitLine();
+    void aServerThatIgnoresTheSignalStaysRunning();
+    void stoppingAServerThatHasJustExitedLogsNothing();
+    void aServerThatClosesItsOutputRunsOn();
+    void aGrandchildIsHeardAfterTheExit();
+    void aChatteringGrandchildDoesNotDelayTheExit();
+
+    void eachRunTakesAndReleasesOneInhibition();
+    void withoutAnIdentifierNothingIsReleased();
+    void destroyingTheControllerEndsNeitherServerNorInhibition();
+    void outputIsDrainedWithoutAController();
+
+    void changesAreToldOncePerValue();
+    void aFloodLeavesTheWindowAnswering_data();
+    void aFloodLeavesTheWindowAnswering();
+    void randomBytesAreSurvived();
+    void aHundredRunsLeaveNothingBehind();
+
+private:
+    /// Makes the next start run the fixture under that name.
+    void serverIs(const char* behaviour);
+    void startAndWaitUntilRunning(const char* behaviour);
+    QStringList log() const { return m_controller->logLines(); }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<ShowConfig> m_config;
+    std::unique_ptr<ServerController> m_controller;
+    RecordingSleepInhibitor* m_sleep = nullptr;
+    std::unique_ptr<RecordingSleepInhibitor> m_ownedSleep;
+    std::optional<QString> m_server;
+};
+
+void ServerControllerTest::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    m_config = std::make_unique<ShowConfig>(QDir(m_folder->path()));
+    m_ownedSleep = std::make_unique<RecordingSleepInhibitor>();
+    m_sleep = m_ownedSleep.get();
+    m_server.reset();
+    m_controller =
+        std::make_unique<ServerController>(*m_config, [this] { return m_server; }, *m_sleep);
+}
+
+void ServerControllerTest::cleanup()
+{
+    for (const pid_t pid : childProcesses()) {
+        ::kill(pid, SIGKILL);
+    }
+    QTRY_VERIFY(childProcesses().isEmpty());
+    m_controller.reset();
+    m_config.reset();
+    m_folder.reset();
+}
+
+void ServerControllerTest::serverIs(const char* behaviour)
+{
+    const QString link = m_folder->filePath(QString::fromLatin1(behaviour));
+    QFile::link(QStringLiteral(MISBEHAVING_SERVER), link);
+    m_server = link;
+}
+
+void ServerControllerTest::startAndWaitUntilRunning(const char* behaviour)
+{
+    serverIs(behaviour);
+    m_controller->start();
+    QTRY_VERIFY(m_controller->isRunning());
+}
+
+void ServerControllerTest::aNewControllerIsStoppedWithAnEmptyLog()
+{
+    QVERIFY(!m_controller->isRunning());
+    QVERIFY(!m_controller->isStarting());
+    QVERIFY(log().isEmpty());
+    QCOMPARE(&m_controller->config(), m_config.get());
+}
+
+void ServerControllerTest::aMissingServerAddsItsLineAndKeepsTheLog()
+{
+    serverIs("exit-0");
+    m_controller->start();
+    QTRY_COMPARE(log().size(), 2);
+    m_server.reset();
+    m_controller->start();
+    QCOMPARE(log(), (QStringList{startLine, stoppedLine, missingLine}));
+    m_controller->start();
+    QCOMPARE(log().size(), 4);
+    QVERIFY(!m_controller->isRunning());
+    QVERIFY(!m_controller->isStarting());
+    QCOMPARE(m_sleep->calls.size(), 2);
+}
+
+void ServerControllerTest::aServerThatCannotBeRunIsToldAndTakesNoInhibition_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<bool>("executable");
+    QTest::newRow("no execute permission") << QByteArray("#!/bin/sh\n") << false;
+    QTest::newRow("no interpreter") << QByteArray("#!/nowhere/sh\n") << true;
+    QTest::newRow("no program") << QByteArray("hello") << true;
+    QTest::newRow("empty") << QByteArray() << true;
+}
+
+void ServerControllerTest::aServerThatCannotBeRunIsToldAndTakesNoInhibition()
+{
+    QFETCH(const QByteArray, content);
+    QFETCH(const bool, executable);
+    serverIs("exit-0");
+    m_controller->start();
+    QTRY_COMPARE(log().size(), 2);
+    m_sleep->calls.clear();
+
+    QFile file(m_folder->filePath(u"server"_qs));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(content);
+    file.close();
+    if (executable) {
+        QVERIFY(file.setPermissions(file.permissions() | QFile::ExeOwner));
+    }
+    m_server = file.fileName();
+    QSignalSpy starting(m_controller.get(), &ServerController::isStartingChanged);
+    m_controller->start();
+    QCOMPARE(log().size(), 1);
+    QVERIFY(log().first().startsWith(u"\u26A0\uFE0F Couldn't start the server: "_qs));
+    QVERIFY(log().first().size() > 40);
+    QVERIFY(!m_controller->isStarting());
+    QVERIFY(!m_controller->isRunning());
+    QCOMPARE(starting.size(), 2);
+    QVERIFY(m_sleep->calls.isEmpty());
+
+    serverIs("hello"); // and the next start works
+    m_controller->start();
+    QTRY_VERIFY(m_controller->isRunning());
+}
+
+void ServerControllerTest::aLaunchIsStartingUntilTheFirstOutput()
+{
+    serverIs("hello");
+    m_controller->start();
+    QVERIFY(m_controller->isStarting());
+    QVERIFY(!m_controller->isRunning());
+    QCOMPARE(log(), QStringList{startLine});
+    QCOMPARE(m_sleep->calls, QStringList{u"inhibit Wingbell show is running"_qs});
+    QTRY_VERIFY(m_controller->isRunning());
+    QVERIFY(!m_controller->isStarting());
+    QCOMPARE(log(), (QStringList{startLine, u"hello"_qs}));
+}
+
+void ServerControllerTest::theServerGetsTheShowsPathAndNothingElse()
+{
+    qputenv("WINGBELL_TEST_MARK", "handed on");
+    startAndWaitUntilRunning("arguments");
+    QTRY_COMPARE(log().size(), 7);
+    QCOMPARE(log().at(1), u"1 argument(s)"_qs);
+    QCOMPARE(log().at(2), u"["_qs + showPath + u"]"_qs);
+    QCOMPARE(log().at(3), u"folder "_qs + QDir::currentPath());
+    QCOMPARE(log().at(4), u"input is empty"_qs);
+    QCOMPARE(log().at(5), u"mark handed on"_qs);
+    QCOMPARE(log().at(6), u"%1 more descriptor(s)"_qs.arg(descriptorsHandedOn()));
+    qunsetenv("WINGBELL_TEST_MARK");
+}
+
+void ServerControllerTest::startingTwiceChangesNothing()
+{
+    serverIs("hello");
+    m_controller->start();
+    m_controller->start();
+    QCOMPARE(log(), QStringList{startLine});
+    QTRY_VERIFY(m_controller->isRunning());
+    m_controller->start();
+    m_server.reset();
+    m_controller->start();
+    QCOMPARE(log(), (QStringList{startLine, u"hello"_qs}));
+    QCOMPARE(childProcesses().size(), 1);
+    QCOMPARE(m_sleep->calls.size(), 1);
+}
+
+void ServerControllerTest::stoppingAStoppedControllerDoesNothing()
+{
+    m_controller->stop();
+    QVERIFY(log().isEmpty());
+    QVERIFY(m_sleep->calls.isEmpty());
+}
+
+void ServerControllerTest::aSilentServerCannotBeStopped()
+{
+    serverIs("silent");
+    m_controller->start();
+    m_controller->stop();
+    QCOMPARE(log(), QStringList{startLine});
+    QVERIFY(m_controller->isStarting());
+    QCOMPARE(childProcesses().size(), 1);
+    ::kill(childProcesses().constFirst(), SIGTERM);
+    QTRY_VERIFY(!m_controller->isStarting());
+    QVERIFY(!m_controller->isRunning());
+    QCOMPARE(log(), (QStringList{startLine, exitLine(15)}));
+}
+
+void ServerControllerTest::aLoneLineFeedTurnsStartingToRunning()
+{
+    startAndWaitUntilRunning("line-feed");
+    QVERIFY(!m_controller->isStarting());
+    QCOMPARE(log(), QStringList{startLine});
+}
+
+void ServerControllerTest::outputThatIsNoTextKeepsItStarting()
+{
+    serverIs("only-garbage");
+    m_controller->start();
+    const pid_t pid = childProcesses().constFirst();
+    // Once the pipe is closed by its death, all of it has been read.
+    QTest::qWait(0);
+    ::kill(pid, SIGTERM);
+    QSignalSpy running(m_controller.get(), &ServerController::isRunningChanged);
+    QTRY_VERIFY(!m_controller->isStarting());
+    QCOMPARE(running.size(), 0);
+    QCOMPARE(log(), (QStringList{startLine, exitLine(15)}));
+}
+
+void ServerControllerTest::aChunkThatIsNoTextIsLostAlone()
+{
+    startAndWaitUntilRunning("garbage");
+    QCOMPARE(log(), (QStringList{startLine, u"sense"_qs}));
+}
+
+void ServerControllerTest::aCharacterCutInHalfLosesItsChunks()
+{
+    startAndWaitUntilRunning("half-a-character");
+    QCOMPARE(log(), (QStringList{startLine, u"caf\u00E9 whole"_qs}));
+}
+
+void ServerControllerTest::aLineInTwoChunksIsTwoLines()
+{
+    startAndWaitUntilRunning("half-a-line");
+    QTRY_COMPARE(log(), (QStringList{startLine, u"no line feed"_qs, u" yet"_qs}));
+}
+
+void ServerControllerTest::bothStreamsArriveInOrder()
+{
+    startAndWaitUntilRunning("both-streams");
+    QTRY_COMPARE(
+        log(), (QStringList{startLine, u"out 1"_qs, u"error 1"_qs, u"out 2"_qs, u"error 2"_qs}));
+}
+
+void ServerControllerTest::theNewest500OutputLinesAreKept()
+{
+    startAndWaitUntilRunning("520-lines");
+    QTRY_COMPARE(log().last(), u"line 520"_qs);
+    QCOMPARE(log().size(), 500);
+    QCOMPARE(log().first(), u"line 21"_qs);
+}
+
+void ServerControllerTest::theControllersOwnLinesComeOnTopOf500()
+{
+    startAndWaitUntilRunning("500-lines-graceful");
+    QTRY_COMPARE(log().last(), u"line 500"_qs);
+    QCOMPARE(log().size(), 500);
+    m_controller->stop();
+    QTRY_VERIFY(!m_controller->isRunning());
+    QCOMPARE(log().size(), 502);
+    QCOMPARE(log().first(), u"line 1"_qs);
+    QCOMPARE(log().at(500), stoppingLine);
+    QCOMPARE(log().at(501), stoppedLine);
+}
+
+void ServerControllerTest::eachStartBeginsAFreshLog()
+{
+    serverIs("exit-2");
+    m_controller->start();
+    QTRY_COMPARE(log(), (QStringList{startLine, exitLine(2)}));
+    m_controller->start();
+    QCOMPARE(log(), QStringList{startLine});
+    QTRY_COMPARE(log(), (QStringList{startLine, exitLine(2)}));
+}
+
+void ServerControllerTest::theLogSurvivesAStop()
+{
+    startAndWaitUntilRunning("hello");
+    m_controller->stop();
+    QTRY_VERIFY(!m_controller->isRunning());
+    QCOMPARE(log(), (QStringList{startLine, u"hello"_qs, stoppingLine, exitLine(15)}));
+}
+
+void ServerControllerTest::everyExitIsTold_data()
+{
+    QTest::addColumn<QByteArray>("behaviour");
+    QTest::addColumn<QStringList>("lines");
+    QTest::newRow("status 0") << QByteArray("exit-0") << QStringList{stoppedLine};
+    QTest::newRow("status 2") << QByteArray("exit-2") << QStringList{exitLine(2)};
+    QTest::newRow("status 255") << QByteArray("exit-255") << QStringList{exitLine(255)};
+    QTest::newRow("after output") << QByteArray("says-and-exits-3")
+                                  << QStringList{u"one"_qs, u"two"_qs, exitLine(3)};
+    QTest::newRow("abort") << QByteArray("crash") << QStringList{u"hello"_qs, exitLine(SIGABRT)};
+    QTest::newRow("kill") << QByteArray("killed") << QStringList{exitLine(SIGKILL)};
+}
+
+void ServerControllerTest::everyExitIsTold()
+{
+    QFETCH(const QByteArray, behaviour);
+    QFETCH(const QStringList, lines);
+    const rlimit none = {0, 0};
+    ::setrlimit(RLIMIT_CORE, &none); // no core file is left behind
+    serverIs(behaviour.constData());
+    m_controller->start();
+    QTRY_VERIFY(!m_controller->isStarting() && !m_controller->isRunning());
+    QCOMPARE(log(), QStringList{startLine} + lines);
+    QCOMPARE(m_sleep->calls.last(), u"release 7"_qs);
+}
+
+void ServerControllerTest::theTerminateSignalIsStatus15()
+{
+    startAndWaitUntilRunning("hello");
+    m_controller->stop();
+    QVERIFY(m_controller->isRunning());
+    QCOMPARE(log().last(), stoppingLine);
+    QCOMPARE(m_sleep->calls.size(), 1);
+    QTRY_VERIFY(!m_controller->isRunning());
+    QCOMPARE(log().last(), exitLine(15));
+}
+
+void ServerControllerTest::aServerThatCatchesTheSignalHasStopped()
+{
+    startAndWaitUntilRunning("graceful");
+    m_controller->stop();
+    QTRY_VERIFY(!m_controller->isRunning());
+    QCOMPARE(log().last(), stoppedLine);
+}
+
+void ServerControllerTest::lastWordsComeBeforeTheExitLine()
+{
+    startAndWaitUntilRunning("last-words");
+    m_controller->stop();
+    QTRY_VERIFY(!m_controller->isRunning());
+    QCOMPARE(log(), (QStringList{startLine, u"hello"_qs, stoppingLine, u"goodbye"_qs, stoppedLine}));
+}
+
+void ServerControllerTest::aServerThatIgnoresTheSignalStaysRunning()
+{
+    startAndWaitUntilRunning("stubborn");
+    m_controller->stop();
+    m_controller->stop();
+    QCOMPARE(log(), (QStringList{startLine, u"hello"_qs, stoppingLine, stoppingLine}));
+    QVERIFY(m_controller->isRunning());
+    ::kill(childProcesses().constFirst(), SIGKILL);
+    QTRY_VERIFY(!m_controller->isRunning());
+    QCOMPARE(log().last(), exitLine(9));
+}
+
+void ServerControllerTest::stoppingAServerThatHasJustExitedLogsNothing()
+{
+    startAndWaitUntilRunning("hello");
+    const pid_t pid = childProcesses().constFirst();
+    ::kill(pid, SIGKILL);
+    siginfo_t exit = {};
+    QCOMPARE(::waitid(P_PID, static_cast<id_t>(pid), &exit, WEXITED | WNOWAIT | __WALL), 0);
+    // It is gone, and no event has been handled since.
+    m_controller->stop();
+    QCOMPARE(log(), (QStringList{startLine, u"hello"_qs}));
+    QVERIFY(m_controller->isRunning());
+    QTRY_VERIFY(!m_controller->isRunning());
+    QCOMPARE(log().last(), exitLine(9));
+}
+
+void ServerControllerTest::aServerThatClosesItsOutputRunsOn()
+{
+    startAndWaitUntilRunning("closes-its-output");
+    const pid_t pid = childProcesses().constFirst();
+    QFile output(u"/proc/%1/fd/1"_qs.arg(pid));
+    QTRY_VERIFY(!QFileInfo(output.fileName()).isSymLink());
+    QVERIFY(m_controller->isRunning());
+    m_controller->stop();
+    QTRY_VERIFY(!m_controller->isRunning());
+    QCOMPARE(log(), (QStringList{startLine, u"hello"_qs, stoppingLine, exitLine(15)}));
+}
+
+void ServerControllerTest::aGrandchildIsHeardAfterTheExit()
+{
+    serverIs("leaves-a-grandchild");
+    m_controller->start();
+    // Which of the two is noticed first, the exit or the grandchild's words, is chance.
+    QTRY_COMPARE(log().size(), 4);
+    QCOMPARE(log().mid(0, 2), (QStringList{startLine, u"from the parent"_qs}));
+    QVERIFY(log().contains(stoppedLine));
+    QVERIFY(log().contains(u"from the grandchild"_qs));
+    QVERIFY(!m_controller->isRunning());
+    QVERIFY(!m_controller->isStarting());
+    QCOMPARE(m_sleep->calls.size(), 2);
+}
+
+void ServerControllerTest::aChatteringGrandchildDoesNotDelayTheExit()
+{
+    serverIs("leaves-a-chattering-grandchild");
+    QSignalSpy lines(m_controller.get(), &ServerController::logLinesChanged);
+    m_controller->start();
+    QTRY_VERIFY(!m_controller->isStarting() && !m_controller->isRunning());
+    QVERIFY(log().last() != u"from the grandchild"_qs);
+    QTRY_COMPARE(log().last(), u"from the grandchild"_qs);
+    QCOMPARE(log().size(), 500);
+}
+
+void ServerControllerTest::eachRunTakesAndReleasesOneInhibition()
+{
+    serverIs("exit-0");
+    m_controller->start();
+    QTRY_VERIFY(!m_controller->isStarting());
+    m_sleep->nextIdentifier = 8;
+    m_controller->start();
+    QTRY_VERIFY(!m_controller->isStarting());
+    const QString taken = u"inhibit Wingbell show is running"_qs;
+    QCOMPARE(m_sleep->calls, (QStringList{taken, u"release 7"_qs, taken, u"release 8"_qs}));
+}
+
+void ServerControllerTest::withoutAnIdentifierNothingIsReleased()
+{
+    m_sleep->nextIdentifier = 0;
+    serverIs("exit-0");
+    m_controller->start();
+    QTRY_VERIFY(!m_controller->isStarting());
+    QCOMPARE(m_sleep->calls, QStringList{u"inhibit Wingbell show is running"_qs});
+}
+
+void ServerControllerTest::destroyingTheControllerEndsNeitherServerNorInhibition()
+{
+    startAndWaitUntilRunning("hello");
+    const pid_t pid = childProcesses().constFirst();
+    m_controller.reset();
+    QCOMPARE(::kill(pid, 0), 0);
+    siginfo_t exit = {};
+    QCOMPARE(::waitid(P_PID, static_cast<id_t>(pid), &exit, WEXITED | WNOHANG | WNOWAIT | __WALL), 0);
+    QCOMPARE(exit.si_pid, 0);
+    QCOMPARE(m_sleep->calls.size(), 1);
+    ::kill(pid, SIGTERM);
+    QTRY_VERIFY(childProcesses().isEmpty());
+    QCOMPARE(m_sleep->calls.size(), 1);
+}
+
+void ServerControllerTest::outputIsDrainedWithoutAController()
+{
+    // The server can end by itself only if somebody takes its 200 megabytes.
+    serverIs("flood");
+    m_controller->start();
+    m_controller.reset();
+    QTRY_VERIFY_WITH_TIMEOUT(childProcesses().isEmpty(), 60'000);
+}
+
+void ServerControllerTest::changesAreToldOncePerValue()
+{
+    QSignalSpy running(m_controller.get(), &ServerController::isRunningChanged);
+    QSignalSpy starting(m_controller.get(), &ServerController::isStartingChanged);
+    QSignalSpy lines(m_controller.get(), &ServerController::logLinesChanged);
+    startAndWaitUntilRunning("hello");
+    QCOMPARE(running.size(), 1);
+    QCOMPARE(starting.size(), 2);
+    QCOMPARE(lines.size(), 2); // an empty log cleared again is no change
+    m_controller->start();
+    m_controller->stop();
+    QTRY_VERIFY(!m_controller->isRunning());
+    QCOMPARE(running.size(), 2);
+    QCOMPARE(starting.size(), 2);
+    QCOMPARE(lines.size(), 4);
+}
+
+void ServerControllerTest::aFloodLeavesTheWindowAnswering_data()
+{
+    QTest::addColumn<QByteArray>("behaviour");
+    QTest::newRow("lines") << QByteArray("flood");
+    QTest::newRow("no line feed") << QByteArray("no-line-feed");
+}
+
+void ServerControllerTest::aFloodLeavesTheWindowAnswering()
+{
+    QFETCH(const QByteArray, behaviour);
+    serverIs(behaviour.constData());
+    int heartbeats = 0;
+    QTimer heart;
+    connect(&heart, &QTimer::timeout, this, [&heartbeats] { ++heartbeats; });
+    heart.start(1);
+    m_controller->start();
+    QTRY_VERIFY_WITH_TIMEOUT(
+        !m_controller->isStarting() && !m_controller->isRunning(), 60'000);
+    QVERIFY2(heartbeats > 5, "timers are served between chunks");
+    QCOMPARE(log().last(), stoppedLine);
+    QVERIFY(log().size() <= 501);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    // 500 lines of at most one pipeful each, two bytes a character, and what the test itself takes.
+    QVERIFY2(residentKilobytes() < 200'000, qPrintable(QString::number(residentKilobytes())));
+#endif
+}
+
+void ServerControllerTest::randomBytesAreSurvived()
+{
+    serverIs("random-bytes");
+    m_controller->start();
+    QTRY_VERIFY_WITH_TIMEOUT(
+        !m_controller->isStarting() && !m_controller->isRunning(), 60'000);
+    QCOMPARE(log().mid(log().size() - 2), (QStringList{u"end"_qs, stoppedLine}));
+}
+
+void ServerControllerTest::aHundredRunsLeaveNothingBehind()
+{
+    serverIs("exit-0");
+    m_controller->start();
+    QTRY_VERIFY(!m_controller->isStarting());
+    QTRY_VERIFY(childProcesses().isEmpty());
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    const qint64 descriptors = openDescriptors();
+    for (int run = 0; run < 100; ++run) {
+        serverIs("says-and-exits-3");
+        m_controller->start();
+        QTRY_VERIFY(!m_controller->isStarting() && !m_controller->isRunning());
+    }
+    QTRY_COMPARE(openDescriptors(), descriptors);
+    QVERIFY(childProcesses().isEmpty());
+    QCOMPARE(m_sleep->calls.size(), 202);
+}
+
+QTEST_GUILESS_MAIN(ServerControllerTest)
+#include "ServerControllerTest.moc"

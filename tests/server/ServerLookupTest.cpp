@@ -1,0 +1,74 @@
+#include "server/ServerLookup.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <sys/stat.h>
+
+using wingbell::embeddedServer;
+
+class ServerLookupTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        m_root = std::make_unique<QTemporaryDir>();
+        QVERIFY(QDir(m_root->path()).mkpath(u"bin"_qs));
+        QVERIFY(QDir(m_root->path()).mkpath(u"libexec/wingbell-control"_qs));
+    }
+    void cleanup() { m_root.reset(); }
+
+    void aFileInTheLibexecFolderIsFound()
+    {
+        QVERIFY(QFile(serverPath()).open(QIODevice::WriteOnly));
+        QCOMPARE(embeddedServer(binFolder()), serverPath());
+    }
+
+    void aLinkToAFileIsFound()
+    {
+        QVERIFY(QFile::link(u"/bin/true"_qs, serverPath()));
+        QCOMPARE(embeddedServer(binFolder()), serverPath());
+    }
+
+    void nothingIsFoundWhereNothingIs() { QVERIFY(!embeddedServer(binFolder())); }
+
+    void aFolderIsNoServer()
+    {
+        QVERIFY(QDir().mkdir(serverPath()));
+        QVERIFY(!embeddedServer(binFolder()));
+    }
+
+    void aPipeIsNoServer()
+    {
+        QCOMPARE(::mkfifo(QFile::encodeName(serverPath()).constData(), 0700), 0);
+        QVERIFY(!embeddedServer(binFolder()));
+    }
+
+    void aDanglingLinkIsNoServer()
+    {
+        QVERIFY(QFile::link(m_root->filePath(u"gone"_qs), serverPath()));
+        QVERIFY(!embeddedServer(binFolder()));
+    }
+
+    void aServerWithAnExtensionIsAnother()
+    {
+        QVERIFY(QFile(serverPath() + u".bin"_qs).open(QIODevice::WriteOnly));
+        QVERIFY(!embeddedServer(binFolder()));
+    }
+
+private:
+    QString binFolder() const { return m_root->filePath(u"bin"_qs); }
+    QString serverPath() const
+    {
+        return m_root->filePath(u"libexec/wingbell-control/IntercomServer"_qs);
+    }
+
+    std::unique_ptr<QTemporaryDir> m_root;
+};
+
+QTEST_APPLESS_MAIN(ServerLookupTest)
+#include "ServerLookupTest.moc"
