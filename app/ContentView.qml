@@ -12,13 +12,20 @@ Rectangle {
 
     color: Theme.stage
 
-    Component.onCompleted: if (shown)
-        models.viewShown()
-    onShownChanged: if (shown)
-        models.viewShown()
+    Component.onCompleted: {
+        panels.loadOnce();
+        if (shown)
+            models.viewShown();
+    }
+    onShownChanged: {
+        if (shown)
+            models.viewShown();
+    }
 
     Rectangle {
         id: header
+
+        objectName: "header"
 
         anchors.left: parent.left
         anchors.right: parent.right
@@ -52,40 +59,17 @@ Rectangle {
     Item {
         id: strip
 
+        objectName: "strip"
+
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.top: header.bottom
         height: 260
-
-        Loader {
-            active: view.models.server !== null
-            anchors.fill: parent
-            anchors.margins: 14
-
-            sourceComponent: Item {
-                PowerPanel {
-                    id: power
-
-                    height: parent.height
-                    server: view.models.server
-                    showFile: view.models.showFile
-                    width: implicitWidth
-                }
-                ConsolePanel {
-                    anchors.left: power.right
-                    anchors.leftMargin: 14
-                    anchors.right: parent.right
-                    height: parent.height
-
-                    lines: ConsoleLines {
-                        server: view.models.server
-                    }
-                }
-            }
-        }
     }
     Rectangle {
         id: divider
+
+        objectName: "divider"
 
         anchors.left: parent.left
         anchors.right: parent.right
@@ -94,15 +78,26 @@ Rectangle {
         height: 1
     }
     Loader {
-        active: view.models.server !== null
+        id: panels
+
+        function loadOnce() {
+            if (status === Loader.Null && view.models.server)
+                setSource("DeskPanels.qml", {
+                        "models": view.models,
+                        "stripHeight": strip.height
+                    });
+        }
+
         anchors.bottom: parent.bottom
         anchors.left: parent.left
         anchors.right: parent.right
-        anchors.top: divider.bottom
-
-        sourceComponent: ShowSetupPanel {
-            config: view.models.config
-            serverIsRunning: view.models.server.isRunning
+        anchors.top: strip.top
+    }
+    Connections {
+        function onServerChanged() {
+            panels.loadOnce();
         }
+
+        target: view.models
     }
 }

@@ -33,6 +33,6 @@ T.Button {
         verticalAlignment: Text.AlignVCenter
     }
 
-    Keys.onEnterPressed: button.click()
-    Keys.onReturnPressed: button.click()
+    Keys.onEnterPressed: button.clicked()
+    Keys.onReturnPressed: button.clicked()
 }

@@ -6,7 +6,7 @@ import Wingbell.Look
 T.TextField {
     id: field
 
-    property alias radius: plate.radius
+    property real radius: 6
 
     Accessible.role: Accessible.EditableText
     color: "white"
@@ -19,12 +19,10 @@ T.TextField {
     verticalAlignment: TextInput.AlignVCenter
 
     background: Rectangle {
-        id: plate
-
         border.color: Theme.gold
         border.width: field.activeFocus ? 1 : 0
         color: Theme.steelDeep
-        radius: 6
+        radius: field.radius
     }
 
     Text {

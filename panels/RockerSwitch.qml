@@ -1,5 +1,3 @@
-pragma ComponentBehavior: Bound
-
 import QtQuick
 import QtQuick.Templates as T
 import Wingbell.Look
@@ -46,8 +44,8 @@ T.AbstractButton {
         }
     }
 
-    Keys.onEnterPressed: rocker.click()
-    Keys.onReturnPressed: rocker.click()
+    Keys.onEnterPressed: rocker.clicked()
+    Keys.onReturnPressed: rocker.clicked()
 
     component Half: Rectangle {
         id: half

@@ -1,0 +1,126 @@
+#!/usr/bin/env bash
+# Sets up, builds, runs and tests WingbellControl on Debian 12.
+#
+#   ./build_app.sh          install what is missing and build
+#   ./build_app.sh run      the same, then open the window
+#   ./build_app.sh test     the same, then run every test; needs no screen
+#
+# Options for test: --quick leaves out the sanitizers and the static checks.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+package_list=$root/packaging/debian-packages.txt
+cd "$root"
+
+say() { printf '%s\n' "build_app.sh: $*"; }
+fail() {
+    say "$*" >&2
+    exit 1
+}
+
+# The packages needed for any of the given purposes.
+packages_for() {
+    local purposes
+    purposes=$(IFS='|' && printf '%s' "$*")
+    awk -v purposes="^($purposes)\$" '$1 ~ purposes { print $2 }' "$package_list"
+}
+
+is_debian_12() {
+    [ -r /etc/os-release ] || return 1
+    # shellcheck source=/dev/null
+    (. /etc/os-release && [ "${ID:-}" = debian ] && [ "${VERSION_ID:-}" = 12 ])
+}
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo "$@"
+    else
+        fail "this needs the administrator. As root, run: $*"
+    fi
+}
+
+install_packages() {
+    local wanted missing=() package
+    mapfile -t wanted < <(packages_for "$@")
+    if ! is_debian_12; then
+        say "this script installs on Debian 12 only. What is needed there, by its names there:" >&2
+        printf '  %s\n' "${wanted[@]}" >&2
+        fail "install what corresponds on your system and build with: cmake --preset release && cmake --build build"
+    fi
+    for package in "${wanted[@]}"; do
+        [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return
+    say "installing from Debian: ${missing[*]}"
+    [ "$(id -u)" -eq 0 ] || say "this needs administrator rights; sudo may ask for your password."
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get update -q
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"
+}
+
+# The show lies in a folder that all users of the machine share. Its parent is made here, open to
+# all like /tmp; the show's own folder comes with the first save.
+prepare_shared_folder() {
+    [ -d /Users/Shared ] && return
+    say "making /Users/Shared, the folder for the show that all users share."
+    [ "$(id -u)" -eq 0 ] || say "this needs administrator rights; sudo may ask for your password."
+    as_root mkdir -p -m 755 /Users
+    as_root mkdir -m 1777 /Users/Shared
+}
+
+# build PRESET: configures where needed and builds.
+build() {
+    local folder=build
+    [ "$1" = release ] || folder=build-$1
+    if [ ! -f "$folder/build.ninja" ]; then
+        local words
+        words=$(cmake --preset "$1" 2>&1) || {
+            printf '%s\n' "$words" >&2
+            fail "the build could not be configured."
+        }
+    fi
+    cmake --build "$folder" || fail "the build failed; the first error above says where."
+}
+
+run_window() {
+    [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] || fail "there is no screen to open the window on. Run this from a desktop session."
+    exec "$root/build/bin/WingbellControl"
+}
+
+run_tests() {
+    export CTEST_OUTPUT_ON_FAILURE=1
+    say "running every test"
+    ctest --preset release
+    [ "${1:-}" = --quick ] && return
+    say "running the C++ tests under the address and undefined behaviour sanitizers"
+    build sanitizers
+    ctest --preset sanitizers -L cpp
+    say "checking form and code"
+    "$root/tests/check_code.sh"
+}
+
+case ${1:-build} in
+    build)
+        install_packages build run
+        prepare_shared_folder
+        build release
+        say "built. Open the window with: ./build_app.sh run"
+        ;;
+    run)
+        install_packages build run
+        prepare_shared_folder
+        build release
+        run_window
+        ;;
+    test)
+        install_packages build run test
+        prepare_shared_folder
+        build release
+        run_tests "${2:-}"
+        ;;
+    *)
+        sed -n '2,8p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
+        exit 2
+        ;;
+esac

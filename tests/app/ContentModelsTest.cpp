@@ -1,0 +1,61 @@
+#include "app/ContentModels.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using namespace wingbell;
+
+class ContentModelsTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void theStoreIsLoadedWithTheModels()
+    {
+        const QTemporaryDir folder;
+        {
+            ShowConfig other(QDir(folder.path()));
+            other.setShow(u"Recital"_qs);
+            QVERIFY(other.save());
+        }
+        ContentModels models{QDir(folder.path())};
+        QCOMPARE(models.config()->show(), u"Recital"_qs);
+        QVERIFY(!models.config()->hasUnsavedChanges());
+        QVERIFY(models.server() == nullptr);
+    }
+
+    void theFirstShowingBringsTheController()
+    {
+        const QTemporaryDir folder;
+        ContentModels models{QDir(folder.path())};
+        QSignalSpy told(&models, &ContentModels::serverChanged);
+        models.viewShown();
+        QVERIFY(models.server() != nullptr);
+        QCOMPARE(&models.server()->config(), models.config());
+        QVERIFY(!models.server()->isStarting());
+        QVERIFY(!models.server()->isRunning());
+        QVERIFY(models.server()->logLines().isEmpty());
+        QCOMPARE(told.size(), 1);
+    }
+
+    void aSecondShowingKeepsTheControllerAndItsLog()
+    {
+        const QTemporaryDir folder;
+        ContentModels models{QDir(folder.path())};
+        QSignalSpy told(&models, &ContentModels::serverChanged);
+        models.viewShown();
+        ServerController* const server = models.server();
+        models.viewShown();
+        QCOMPARE(models.server(), server);
+        QCOMPARE(told.size(), 1);
+    }
+
+    void theShowFileIsTheSharedOne()
+    {
+        QCOMPARE(ContentModels::showFile(), u"/Users/Shared/Wingbell/roles.json"_qs);
+    }
+};
+
+QTEST_GUILESS_MAIN(ContentModelsTest)
+#include "ContentModelsTest.moc"

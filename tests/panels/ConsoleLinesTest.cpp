@@ -1,0 +1,111 @@
+#include "panels/ConsoleLines.h"
+
+#include <QAbstractItemModelTester>
+#include <QSignalSpy>
+#include <QtTest>
+
+using namespace wingbell;
+
+class ConsoleLinesTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void linesAreRowsInTheirOrder();
+    void aFallOfTheCountTakesRowsFromTheEnd();
+    void aRiseOfTheCountAddsRowsAtTheEnd();
+    void otherTextsInAsManyRowsChangeDataAlone();
+    void theSameLinesTellNothing();
+    void equalLinesAreRowsOfTheirOwn();
+
+private:
+    static QStringList shown(const ConsoleLines& lines)
+    {
+        QStringList texts;
+        for (int row = 0; row < lines.rowCount(); ++row) {
+            texts.append(lines.index(row).data(ConsoleLines::LineRole).toString());
+        }
+        return texts;
+    }
+};
+
+void ConsoleLinesTest::linesAreRowsInTheirOrder()
+{
+    ConsoleLines lines;
+    const QAbstractItemModelTester tester(&lines);
+    QSignalSpy counts(&lines, &ConsoleLines::countDiffers);
+    lines.setLines({u"a"_qs, u"b"_qs});
+    QCOMPARE(shown(lines), (QStringList{u"a"_qs, u"b"_qs}));
+    QCOMPARE(counts.size(), 1);
+    QCOMPARE(lines.roleNames().value(ConsoleLines::LineRole), "line");
+}
+
+void ConsoleLinesTest::aFallOfTheCountTakesRowsFromTheEnd()
+{
+    ConsoleLines lines;
+    const QAbstractItemModelTester tester(&lines);
+    lines.setLines({u"a"_qs, u"b"_qs, u"c"_qs});
+    QSignalSpy counts(&lines, &ConsoleLines::countDiffers);
+    QSignalSpy removed(&lines, &ConsoleLines::rowsRemoved);
+    QSignalSpy resets(&lines, &ConsoleLines::modelReset);
+    QSignalSpy changed(&lines, &ConsoleLines::dataChanged);
+    lines.setLines({u"x"_qs});
+    QCOMPARE(shown(lines), QStringList{u"x"_qs});
+    QCOMPARE(removed.size(), 1);
+    QCOMPARE(removed.first().at(1).toInt(), 1);
+    QCOMPARE(removed.first().at(2).toInt(), 2);
+    QCOMPARE(changed.size(), 1);
+    QCOMPARE(counts.size(), 1);
+    QCOMPARE(resets.size(), 0);
+}
+
+void ConsoleLinesTest::aRiseOfTheCountAddsRowsAtTheEnd()
+{
+    ConsoleLines lines;
+    const QAbstractItemModelTester tester(&lines);
+    lines.setLines({u"a"_qs, u"b"_qs});
+    QSignalSpy inserted(&lines, &ConsoleLines::rowsInserted);
+    QSignalSpy changed(&lines, &ConsoleLines::dataChanged);
+    lines.setLines({u"a"_qs, u"x"_qs, u"c"_qs, u"d"_qs});
+    QCOMPARE(shown(lines), (QStringList{u"a"_qs, u"x"_qs, u"c"_qs, u"d"_qs}));
+    QCOMPARE(inserted.size(), 1);
+    QCOMPARE(inserted.first().at(1).toInt(), 2);
+    QCOMPARE(inserted.first().at(2).toInt(), 3);
+    QCOMPARE(changed.size(), 1);
+    QCOMPARE(changed.first().at(0).toModelIndex().row(), 1);
+    QCOMPARE(changed.first().at(1).toModelIndex().row(), 1);
+}
+
+void ConsoleLinesTest::otherTextsInAsManyRowsChangeDataAlone()
+{
+    ConsoleLines lines;
+    const QAbstractItemModelTester tester(&lines);
+    lines.setLines({u"a"_qs, u"b"_qs, u"c"_qs});
+    QSignalSpy counts(&lines, &ConsoleLines::countDiffers);
+    QSignalSpy changed(&lines, &ConsoleLines::dataChanged);
+    lines.setLines({u"b"_qs, u"c"_qs, u"d"_qs});
+    QCOMPARE(shown(lines), (QStringList{u"b"_qs, u"c"_qs, u"d"_qs}));
+    QCOMPARE(changed.size(), 1);
+    QCOMPARE(counts.size(), 0);
+}
+
+void ConsoleLinesTest::theSameLinesTellNothing()
+{
+    ConsoleLines lines;
+    lines.setLines({u"a"_qs});
+    QSignalSpy counts(&lines, &ConsoleLines::countDiffers);
+    QSignalSpy changed(&lines, &ConsoleLines::dataChanged);
+    lines.setLines({u"a"_qs});
+    QCOMPARE(counts.size(), 0);
+    QCOMPARE(changed.size(), 0);
+}
+
+void ConsoleLinesTest::equalLinesAreRowsOfTheirOwn()
+{
+    ConsoleLines lines;
+    lines.setLines({u"a"_qs, u"a"_qs});
+    QCOMPARE(shown(lines), (QStringList{u"a"_qs, u"a"_qs}));
+}
+
+QTEST_GUILESS_MAIN(ConsoleLinesTest)
+#include "ConsoleLinesTest.moc"

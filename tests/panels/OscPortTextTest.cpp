@@ -1,0 +1,74 @@
+#include "panels/OscPortText.h"
+
+#include <QtTest>
+
+#include <limits>
+
+using namespace wingbell;
+
+class OscPortTextTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void onlyAWholeNumberFrom1To65535IsAPort_data();
+    void onlyAWholeNumberFrom1To65535IsAPort();
+    void aPortIsShownInDigitsAlone();
+};
+
+void OscPortTextTest::onlyAWholeNumberFrom1To65535IsAPort_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<std::optional<qint64>>("port");
+    const auto row = [](const QString& text, std::optional<qint64> port) {
+        QTest::newRow(qPrintable(u"'%1'"_qs.arg(text))) << text << port;
+    };
+    row(u"1"_qs, 1);
+    row(u"47000"_qs, 47000);
+    row(u"65535"_qs, 65535);
+    row(u"+8000"_qs, 8000);
+    row(u"00080"_qs, 80);
+    row(u"047000"_qs, 47000);
+    row(u"+000000000000000000000000000000000000000000080"_qs, 80);
+    row({}, std::nullopt);
+    row(u"0"_qs, std::nullopt);
+    row(u"-0"_qs, std::nullopt);
+    row(u"-1"_qs, std::nullopt);
+    row(u"65536"_qs, std::nullopt);
+    row(u"9223372036854775807"_qs, std::nullopt);
+    row(u"9223372036854775808"_qs, std::nullopt);
+    row(u"18446744073709551617"_qs, std::nullopt); // 1, were it to wrap around
+    row(u"99999999999999999999999999999999999999"_qs, std::nullopt);
+    row(u" 47000"_qs, std::nullopt);
+    row(u"47000 "_qs, std::nullopt);
+    row(u"47000\n"_qs, std::nullopt);
+    row(u"4.7e4"_qs, std::nullopt);
+    row(u"47000.0"_qs, std::nullopt);
+    row(u"47,000"_qs, std::nullopt);
+    row(u"47 000"_qs, std::nullopt);
+    row(u"+"_qs, std::nullopt);
+    row(u"-"_qs, std::nullopt);
+    row(u"++8000"_qs, std::nullopt);
+    row(u"+-8000"_qs, std::nullopt);
+    row(u"8000+"_qs, std::nullopt);
+    row(u"0x50"_qs, std::nullopt);
+    row(u"\u0664\u0667"_qs, std::nullopt); // Arabic digits
+    row(u"\uFF18\uFF10"_qs, std::nullopt); // full-width digits
+}
+
+void OscPortTextTest::onlyAWholeNumberFrom1To65535IsAPort()
+{
+    QFETCH(const QString, text);
+    QFETCH(const std::optional<qint64>, port);
+    QCOMPARE(oscPortFromText(text), port);
+}
+
+void OscPortTextTest::aPortIsShownInDigitsAlone()
+{
+    QCOMPARE(textOfOscPort(47000), u"47000"_qs);
+    QCOMPARE(textOfOscPort(-5), u"-5"_qs);
+    QCOMPARE(textOfOscPort(std::numeric_limits<qint64>::max()), u"9223372036854775807"_qs);
+}
+
+QTEST_APPLESS_MAIN(OscPortTextTest)
+#include "OscPortTextTest.moc"

@@ -1,0 +1,139 @@
+#include "panels/ShowSetup.h"
+
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <memory>
+
+using namespace wingbell;
+
+class ShowSetupTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        m_config = std::make_unique<ShowConfig>(QDir(m_folder->path()));
+        m_setup = std::make_unique<ShowSetup>();
+        m_setup->setConfig(m_config.get());
+    }
+    void cleanup()
+    {
+        m_setup.reset();
+        m_config.reset();
+        m_folder.reset();
+    }
+
+    void aValidPortIsStoredAndMarksAnEdit();
+    void anInvalidPortChangesNothing();
+    void typingTheStoredPortMarksAnEdit();
+    void theFieldShowsTheStoredPort();
+    void showingAShowIsNoEdit();
+    void anotherNameMarksAnEdit();
+    void aReloadThatBringsAnotherNameEndsUnsaved();
+    void aReloadThatKeepsTheNameEndsSaved();
+    void theRestartWarningNeedsARunningServerAndEdits();
+    void aSaveEndsTheRestartWarning();
+
+private:
+    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<ShowConfig> m_config;
+    std::unique_ptr<ShowSetup> m_setup;
+};
+
+void ShowSetupTest::aValidPortIsStoredAndMarksAnEdit()
+{
+    m_setup->enterOscPort(u"+8000"_qs);
+    QCOMPARE(m_config->oscPort(), 8000);
+    QVERIFY(m_config->hasUnsavedChanges());
+}
+
+void ShowSetupTest::anInvalidPortChangesNothing()
+{
+    for (const QString& text : {QString(), u"0"_qs, u"65536"_qs, u"47000 "_qs, u"port"_qs}) {
+        m_setup->enterOscPort(text);
+    }
+    QCOMPARE(m_config->oscPort(), 47000);
+    QVERIFY(!m_config->hasUnsavedChanges());
+}
+
+void ShowSetupTest::typingTheStoredPortMarksAnEdit()
+{
+    QSignalSpy port(m_config.get(), &ShowConfig::oscPortChanged);
+    m_setup->enterOscPort(u"047000"_qs);
+    QVERIFY(m_config->hasUnsavedChanges());
+    QCOMPARE(port.size(), 0);
+}
+
+void ShowSetupTest::theFieldShowsTheStoredPort()
+{
+    QSignalSpy text(m_setup.get(), &ShowSetup::oscPortTextChanged);
+    QCOMPARE(m_setup->oscPortText(), u"47000"_qs);
+    m_config->setOscPort(-12345678);
+    QCOMPARE(m_setup->oscPortText(), u"-12345678"_qs);
+    QCOMPARE(text.size(), 1);
+}
+
+void ShowSetupTest::showingAShowIsNoEdit()
+{
+    QCoreApplication::processEvents();
+    QVERIFY(!m_config->hasUnsavedChanges());
+}
+
+void ShowSetupTest::anotherNameMarksAnEdit()
+{
+    m_config->setShow(u"Fall Recital"_qs);
+    QTRY_VERIFY(m_config->hasUnsavedChanges());
+}
+
+void ShowSetupTest::aReloadThatBringsAnotherNameEndsUnsaved()
+{
+    m_config->setShow(u"Fall Recital"_qs);
+    QTRY_VERIFY(m_config->hasUnsavedChanges());
+    QSignalSpy unsaved(m_config.get(), &ShowConfig::hasUnsavedChangesChanged);
+    m_config->load();
+    QVERIFY(!m_config->hasUnsavedChanges());
+    QTRY_VERIFY(m_config->hasUnsavedChanges());
+    QCOMPARE(unsaved.size(), 2);
+}
+
+void ShowSetupTest::aReloadThatKeepsTheNameEndsSaved()
+{
+    m_config->addRole();
+    m_config->load();
+    QCoreApplication::processEvents();
+    QVERIFY(!m_config->hasUnsavedChanges());
+}
+
+void ShowSetupTest::theRestartWarningNeedsARunningServerAndEdits()
+{
+    QSignalSpy told(m_setup.get(), &ShowSetup::needsRestartChanged);
+    QVERIFY(!m_setup->needsRestart());
+    m_config->addRole();
+    QVERIFY(!m_setup->needsRestart());
+    m_setup->setServerIsRunning(true);
+    QVERIFY(m_setup->needsRestart());
+    m_config->load();
+    QVERIFY(!m_setup->needsRestart());
+    m_config->removeChannel(u"Main"_qs);
+    QVERIFY(m_setup->needsRestart());
+    m_setup->setServerIsRunning(false);
+    QVERIFY(!m_setup->needsRestart());
+    QCOMPARE(told.size(), 4);
+}
+
+void ShowSetupTest::aSaveEndsTheRestartWarning()
+{
+    m_setup->setServerIsRunning(true);
+    m_config->addRole();
+    QVERIFY(m_setup->needsRestart());
+    QVERIFY(m_config->save());
+    QVERIFY(!m_setup->needsRestart());
+}
+
+QTEST_GUILESS_MAIN(ShowSetupTest)
+#include "ShowSetupTest.moc"
