@@ -4,6 +4,7 @@
 #   ./build_app.sh          install what is missing and build
 #   ./build_app.sh run      the same, then open the window
 #   ./build_app.sh test     the same, then run every test; needs no screen
+#   ./build_app.sh pictures take the pictures of the README anew
 #
 # Options for test: --quick leaves out the sanitizers and the static checks.
 set -euo pipefail
@@ -113,6 +114,12 @@ case ${1:-build} in
         build release
         run_window
         ;;
+    pictures)
+        install_packages build run test pictures
+        prepare_shared_folder
+        build release
+        "$root/packaging/take_pictures.sh"
+        ;;
     test)
         install_packages build run test
         prepare_shared_folder
@@ -120,7 +127,7 @@ case ${1:-build} in
         run_tests "${2:-}"
         ;;
     *)
-        sed -n '2,8p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
+        sed -n '2,9p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
         exit 2
         ;;
 esac

@@ -45,7 +45,10 @@ bool isRegularFile(const Descriptor& file)
     return ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-QString systemReason(int error) { return qt_error_string(error); }
+QString systemReason(int error)
+{
+    return qt_error_string(error);
+}
 
 /// Opens without waiting for the other end of a pipe.
 Descriptor openWithoutWaiting(const QString& path, int flags)
@@ -67,13 +70,13 @@ FileReading readPlainFile(const QString& path)
     if (!isRegularFile(file)) {
         return {std::nullopt, QStringLiteral("it is not a regular file")};
     }
-    constexpr qsizetype step = 256 * 1024;
+    constexpr qsizetype step = 256LL * 1024;
     QByteArray bytes;
     qsizetype used = 0;
     for (;;) {
         bytes.resize(used + std::max(step, used)); // doubling, so that growth stays linear
-        const ssize_t count = ::read(
-            file.get(), bytes.data() + used, static_cast<size_t>(bytes.size() - used));
+        const ssize_t count =
+            ::read(file.get(), bytes.data() + used, static_cast<size_t>(bytes.size() - used));
         if (count < 0 && errno == EINTR) {
             continue;
         }

@@ -15,7 +15,7 @@ struct FileReading
 };
 
 /// The largest file that is read, in bytes. A show takes a few kilobytes.
-inline constexpr qsizetype largestPlainFile = 64 * 1024 * 1024;
+inline constexpr qsizetype largestPlainFile = 64LL * 1024 * 1024;
 
 /// The whole of the regular file at `path`. Anything else that stands there (a folder, a pipe, a
 /// device) is a problem at once, never a wait; so is a file above `largestPlainFile`.

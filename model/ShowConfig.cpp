@@ -94,8 +94,8 @@ bool ShowConfig::save()
 {
     const std::optional<QByteArray> document =
         encodeShow(ShowFile{m_show, m_channels, m_roles, m_oscPort});
-    if (!document || !QDir().mkpath(m_directory.absolutePath())
-        || !writePlainFile(documentPath(m_directory), *document)) {
+    if (!document || !QDir().mkpath(m_directory.absolutePath()) ||
+        !writePlainFile(documentPath(m_directory), *document)) {
         return false;
     }
     setHasUnsavedChanges(false);
@@ -116,14 +116,17 @@ void ShowConfig::addChannel(const QString& name)
 void ShowConfig::removeChannel(const QString& name)
 {
     // A copy: the caller's text may be an element of the very lists that shrink here.
-    const QString channel = name;
+    const QString channel = name; // NOLINT(performance-unnecessary-copy-initialization)
     m_channels.removeAll(channel);
     Q_EMIT channelsChanged();
-    for (qsizetype index = 0; index < m_roles.size(); ++index) {
-        m_roles[index].talk.removeAll(channel);
-        Q_EMIT rolesChanged();
-        m_roles[index].listen.removeAll(channel);
-        Q_EMIT rolesChanged();
+    // By index, looked at anew each time: whoever is told may change the list meanwhile.
+    for (qsizetype index = 0; index < m_roles.size(); ++index) { // NOLINT(modernize-loop-convert)
+        for (QStringList Role::*const list : {&Role::talk, &Role::listen}) {
+            if (index < m_roles.size()) {
+                (m_roles[index].*list).removeAll(channel);
+                Q_EMIT rolesChanged();
+            }
+        }
     }
     setHasUnsavedChanges(true);
 }
@@ -165,9 +168,9 @@ void ShowConfig::toggleListen(const Role& role, const QString& channel)
 
 Role* ShowConfig::storedRole(const Role& role)
 {
-    const auto found = std::find_if(
-        m_roles.begin(), m_roles.end(),
-        [&role](const Role& stored) { return stored.id == role.id; });
+    const auto found = std::find_if(m_roles.begin(), m_roles.end(), [&role](const Role& stored) {
+        return stored.id == role.id;
+    });
     return found == m_roles.end() ? nullptr : &*found;
 }
 

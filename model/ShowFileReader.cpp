@@ -22,7 +22,10 @@ bool ShowFileReader::atUnknownMember() const
     return (inside(Container::Document) || inside(Container::Role)) && m_member == Member::Unknown;
 }
 
-bool ShowFileReader::scalarIsIgnored() const { return m_skippedDepth > 0 || atUnknownMember(); }
+bool ShowFileReader::scalarIsIgnored() const
+{
+    return m_skippedDepth > 0 || atUnknownMember();
+}
 
 QStringList& ShowFileReader::currentList()
 {
@@ -45,14 +48,22 @@ QString ShowFileReader::placeName() const
         return QStringLiteral("a role");
     }
     switch (m_member) {
-    case Member::Show: return QStringLiteral("\"show\"");
-    case Member::Channels: return QStringLiteral("\"channels\"");
-    case Member::Roles: return QStringLiteral("\"roles\"");
-    case Member::OscPort: return QStringLiteral("\"oscPort\"");
-    case Member::Name: return QStringLiteral("a role's \"name\"");
-    case Member::Talk: return QStringLiteral("a role's \"talk\"");
-    case Member::Listen: return QStringLiteral("a role's \"listen\"");
-    case Member::Unknown: break;
+    case Member::Show:
+        return QStringLiteral("\"show\"");
+    case Member::Channels:
+        return QStringLiteral("\"channels\"");
+    case Member::Roles:
+        return QStringLiteral("\"roles\"");
+    case Member::OscPort:
+        return QStringLiteral("\"oscPort\"");
+    case Member::Name:
+        return QStringLiteral("a role's \"name\"");
+    case Member::Talk:
+        return QStringLiteral("a role's \"talk\"");
+    case Member::Listen:
+        return QStringLiteral("a role's \"listen\"");
+    case Member::Unknown:
+        break;
     }
     return QStringLiteral("a member");
 }
@@ -81,7 +92,8 @@ bool ShowFileReader::null()
 
 bool ShowFileReader::boolean(bool value)
 {
-    return scalarIsIgnored() || refuseType(value ? QStringLiteral("true") : QStringLiteral("false"));
+    return scalarIsIgnored() ||
+           refuseType(value ? QStringLiteral("true") : QStringLiteral("false"));
 }
 
 bool ShowFileReader::number_integer(std::int64_t value)
@@ -145,7 +157,10 @@ bool ShowFileReader::string(std::string& value)
     return refuseType(QStringLiteral("a string"));
 }
 
-bool ShowFileReader::binary(binary_t& /*value*/) { return refuseType(QStringLiteral("binary")); }
+bool ShowFileReader::binary(binary_t& /*value*/)
+{
+    return refuseType(QStringLiteral("binary"));
+}
 
 bool ShowFileReader::start_object(std::size_t /*elements*/)
 {

@@ -40,7 +40,10 @@ void ConsoleLines::setServer(ServerController* server)
     Q_EMIT serverChanged();
 }
 
-void ConsoleLines::takeLines() { setLines(m_server ? m_server->logLines() : QStringList()); }
+void ConsoleLines::takeLines()
+{
+    setLines(m_server ? m_server->logLines() : QStringList());
+}
 
 void ConsoleLines::setLines(const QStringList& lines)
 {
@@ -51,7 +54,9 @@ void ConsoleLines::setLines(const QStringList& lines)
     const qsizetype unchanged = firstOld - m_lines.cbegin();
     Q_UNUSED(firstNew)
 
-    const auto row = [](qsizetype position) { return static_cast<int>(position); };
+    const auto row = [](qsizetype position) {
+        return static_cast<int>(position);
+    };
     if (lines.size() < before) {
         beginRemoveRows({}, row(lines.size()), row(before - 1));
         m_lines = lines;
@@ -82,6 +87,9 @@ QVariant ConsoleLines::data(const QModelIndex& index, int role) const
     return known ? QVariant(m_lines.at(index.row())) : QVariant();
 }
 
-QHash<int, QByteArray> ConsoleLines::roleNames() const { return {{LineRole, "line"}}; }
+QHash<int, QByteArray> ConsoleLines::roleNames() const
+{
+    return {{LineRole, "line"}};
+}
 
 } // namespace wingbell

@@ -8,7 +8,10 @@ namespace {
 
 constexpr qint64 highestPort = 65535;
 
-bool isAsciiDigit(QChar character) { return character >= u'0' && character <= u'9'; }
+bool isAsciiDigit(QChar character)
+{
+    return character >= u'0' && character <= u'9';
+}
 
 } // namespace
 
@@ -32,6 +35,9 @@ std::optional<qint64> oscPortFromText(QStringView text)
     return port;
 }
 
-QString textOfOscPort(qint64 port) { return QString::number(port); }
+QString textOfOscPort(qint64 port)
+{
+    return QString::number(port);
+}
 
 } // namespace wingbell

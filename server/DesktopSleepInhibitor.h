@@ -7,4 +7,4 @@ public:
     quint32 inhibit(const QString&) override { return 0; }
     void release(quint32) override {}
 };
-}
+} // namespace wingbell

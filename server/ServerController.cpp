@@ -21,7 +21,7 @@ SleepInhibitor& programsSleepInhibitor()
 
 ServerController::ServerController(ShowConfig& config, QObject* parent)
     : ServerController(
-        config, [] { return embeddedServer(); }, programsSleepInhibitor(), parent)
+          config, [] { return embeddedServer(); }, programsSleepInhibitor(), parent)
 {
 }
 

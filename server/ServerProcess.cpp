@@ -16,7 +16,7 @@ namespace wingbell {
 namespace {
 
 /// What a pipe holds at most unless its writer enlarges it: one read takes all that waits.
-constexpr size_t chunkSize = 64 * 1024;
+constexpr size_t chunkSize = 64UL * 1024;
 
 /// Keeps hold of the processes that outlive the program. QProcess kills its child when it is
 /// destroyed, so at the program's end those left must not be.
@@ -95,7 +95,10 @@ bool ServerProcess::isRunning() const
     return looked == 0 && exit.si_pid == 0;
 }
 
-void ServerProcess::terminate() { m_process.terminate(); }
+void ServerProcess::terminate()
+{
+    m_process.terminate();
+}
 
 /// Reads and tells what waits in the pipe, closes it at its end. The number of bytes read.
 qsizetype ServerProcess::readChunk()

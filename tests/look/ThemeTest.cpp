@@ -71,7 +71,8 @@ void ThemeTest::theLitGoldGradientIsSymmetric()
 void ThemeTest::aColourIsFadedWhereItIsUsed()
 {
     QCOMPARE(Theme::faded(Theme::gold(), 0.85).redF(), Theme::gold().redF());
-    QVERIFY(std::abs(static_cast<double>(Theme::faded(Theme::gold(), 0.85).alphaF()) - 0.85) < 1e-4);
+    QVERIFY(
+        std::abs(static_cast<double>(Theme::faded(Theme::gold(), 0.85).alphaF()) - 0.85) < 1e-4);
 }
 
 QTEST_APPLESS_MAIN(ThemeTest)

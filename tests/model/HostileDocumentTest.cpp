@@ -43,7 +43,9 @@ private Q_SLOTS:
 void HostileDocumentTest::validJsonUnderAnUnknownKeyIsRead_data()
 {
     QTest::addColumn<QByteArray>("value");
-    const auto row = [](const QByteArray& value) { QTest::newRow(value.left(40).constData()) << value; };
+    const auto row = [](const QByteArray& value) {
+        QTest::newRow(value.left(40).constData()) << value;
+    };
     row("[]");
     row("{}");
     row("[[]   ]");
@@ -284,7 +286,8 @@ void HostileDocumentTest::aMillionBracketsAreRefusedOrIgnored()
     QVERIFY(!decodeShow(objects).show);
     QVERIFY(!decodeShow(showWithExtra(open)).show);
     QVERIFY(!decodeShow(showWithExtra(objects)).show);
-    QVERIFY2(decodeShow(showWithExtra(open + close)).show, "deep, but valid and under an unknown key");
+    QVERIFY2(
+        decodeShow(showWithExtra(open + close)).show, "deep, but valid and under an unknown key");
     QVERIFY(!decodeShow(R"({"show":"S","channels":)" + open + close + R"(,"roles":[]})").show);
 }
 
@@ -292,9 +295,9 @@ void HostileDocumentTest::manyMegabytesAreRead()
 {
     constexpr qsizetype megabytes = 20 * 1024 * 1024;
     const QByteArray name(megabytes, 'x');
-    const ShowReading reading =
-        decodeShow("{\"show\":\"" + name + R"(","channels":[],"roles":[],"more":[)"
-                   + QByteArray("1,").repeated(megabytes / 2) + "1]}");
+    const ShowReading reading = decodeShow(
+        "{\"show\":\"" + name + R"(","channels":[],"roles":[],"more":[)" +
+        QByteArray("1,").repeated(megabytes / 2) + "1]}");
     QVERIFY(reading.show);
     QCOMPARE(reading.show->show.size(), megabytes);
 }

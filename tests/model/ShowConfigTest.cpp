@@ -1,5 +1,5 @@
-#include "model/DefaultShow.h"
 #include "model/ShowConfig.h"
+#include "model/DefaultShow.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -108,8 +108,14 @@ private:
     std::unique_ptr<QTemporaryDir> m_root;
 };
 
-void ShowConfigTest::init() { m_root = std::make_unique<QTemporaryDir>(); }
-void ShowConfigTest::cleanup() { m_root.reset(); }
+void ShowConfigTest::init()
+{
+    m_root = std::make_unique<QTemporaryDir>();
+}
+void ShowConfigTest::cleanup()
+{
+    m_root.reset();
+}
 
 void ShowConfigTest::writeDocument(const QByteArray& bytes) const
 {
@@ -407,8 +413,7 @@ void ShowConfigTest::togglingListensApartFromTalks()
     config.toggleListen(director, u"Green Room"_qs);
     config.toggleListen(director, u"Tech"_qs);
     QCOMPARE(
-        config.roles().last().listen,
-        (QStringList{u"Main"_qs, u"Backstage"_qs, u"Green Room"_qs}));
+        config.roles().last().listen, (QStringList{u"Main"_qs, u"Backstage"_qs, u"Green Room"_qs}));
     QVERIFY(config.roles().last().talk.isEmpty());
 }
 
@@ -476,8 +481,9 @@ void ShowConfigTest::aSaveMakesTheFolderAndClearsTheFlag()
     QVERIFY(config.save());
     QVERIFY(!config.hasUnsavedChanges());
     QCOMPARE(spies.take(), (Counts{0, 0, 0, 0, 1}));
-    QCOMPARE(folder().entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-             QStringList{u"roles.json"_qs});
+    QCOMPARE(
+        folder().entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+        QStringList{u"roles.json"_qs});
     QVERIFY(config.save());
 }
 
@@ -520,7 +526,9 @@ void ShowConfigTest::aSaveThatFailsReturnsFalseAndKeepsTheFlag_data()
 void ShowConfigTest::aSaveThatFailsReturnsFalseAndKeepsTheFlag()
 {
     QFETCH(const QString, obstacle);
-    const auto makeFile = [](const QString& path) { return QFile(path).open(QIODevice::WriteOnly); };
+    const auto makeFile = [](const QString& path) {
+        return QFile(path).open(QIODevice::WriteOnly);
+    };
     const QString parent = m_root->filePath(u"Shared"_qs);
     if (obstacle == u"a file in the place of its parent"_qs) {
         QVERIFY(makeFile(parent));

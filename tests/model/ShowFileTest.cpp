@@ -1,5 +1,5 @@
-#include "model/DefaultShow.h"
 #include "model/ShowFile.h"
+#include "model/DefaultShow.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -236,8 +236,8 @@ void ShowFileTest::aRoleThatLacksAMemberMakesTheDocumentUnreadable()
     QFETCH(const QByteArray, members);
     // A whole role before it and after it must not stand in for what this one lacks.
     const QByteArray whole = "{" + wholeRole + "}";
-    const QByteArray document = R"({"show":"S","channels":[],"roles":[)" + whole + ",{" + members
-                                + "}," + whole + "]}";
+    const QByteArray document =
+        R"({"show":"S","channels":[],"roles":[)" + whole + ",{" + members + "}," + whole + "]}";
     const ShowReading reading = decodeShow(document);
     QVERIFY(!reading.show);
     QVERIFY(!reading.problem.isEmpty());
@@ -246,7 +246,9 @@ void ShowFileTest::aRoleThatLacksAMemberMakesTheDocumentUnreadable()
 void ShowFileTest::aDocumentThatLacksAMemberIsUnreadable_data()
 {
     QTest::addColumn<QByteArray>("document");
-    const auto row = [](const char* document) { QTest::newRow(document) << QByteArray(document); };
+    const auto row = [](const char* document) {
+        QTest::newRow(document) << QByteArray(document);
+    };
     row(R"({})");
     row(R"({"channels":[],"roles":[]})");
     row(R"({"show":"S","roles":[]})");
@@ -303,8 +305,9 @@ void ShowFileTest::unknownMembersAreIgnoredWhateverTheyHold()
 {
     const QByteArray extra = R"({"show":7,"roles":[1,{"name":2}],"oscPort":[[]],"talk":null})";
     const ShowFile show = decoded(
-        R"({"x":)" + extra + R"(,"show":"S","y":[)" + extra + R"(],"channels":["Main"],"roles":[{"z":)"
-        + extra + R"(,"name":"Fly","talk":["Main"],"w":[[],[{}]],"listen":[],"v":-1e5}],"":0})");
+        R"({"x":)" + extra + R"(,"show":"S","y":[)" + extra +
+        R"(],"channels":["Main"],"roles":[{"z":)" + extra +
+        R"(,"name":"Fly","talk":["Main"],"w":[[],[{}]],"listen":[],"v":-1e5}],"":0})");
     QCOMPARE(show.show, u"S"_qs);
     QCOMPARE(show.channels, QStringList{u"Main"_qs});
     QCOMPARE(show.roles.size(), 1);

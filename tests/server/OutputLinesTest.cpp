@@ -37,7 +37,8 @@ void OutputLinesTest::aChunkIsSplitAtLineFeeds_data()
     row("a CR alone stays", "x\ry\n", {u"x\ry"_qs});
     row("a second CR joins with the LF", "x\r\r\ny\n", {u"x\r\r\ny"_qs});
     row("LF before CR splits", "x\n\ry\n", {u"x"_qs, u"\ry"_qs});
-    row("other line ends do not split", "a\u2028b\u0085c\x0b\x0c\n", {u"a\u2028b\u0085c\x0b\x0c"_qs});
+    row("other line ends do not split", "a\u2028b\u0085c\x0b\x0c\n",
+        {u"a\u2028b\u0085c\x0b\x0c"_qs});
     row("zero bytes are characters", QByteArray("a\0b\n", 4), {QString(u"a\0b"_qs)});
     row("emoji and combining marks", "\u25B6\uFE0E e\u0301\n", {u"\u25B6\uFE0E e\u0301"_qs});
     row("a leading U+FEFF is a character", "\xEF\xBB\xBFx\n", {u"\uFEFFx"_qs});

@@ -28,23 +28,24 @@ public:
         calls.append(u"inhibit "_qs + reason);
         return nextIdentifier;
     }
-    void release(quint32 identifier) override
-    {
-        calls.append(u"release %1"_qs.arg(identifier));
-    }
+    void release(quint32 identifier) override { calls.append(u"release %1"_qs.arg(identifier)); }
 
     QStringList calls;
     quint32 nextIdentifier = 7;
 };
 
 const QString showPath = QStringLiteral("/Users/Shared/Wingbell/roles.json");
-const QString startLine = u"\u25B6\uFE0E Starting server with /Users/Shared/Wingbell/roles.json\u2026"_qs;
+const QString startLine =
+    u"\u25B6\uFE0E Starting server with /Users/Shared/Wingbell/roles.json\u2026"_qs;
 const QString stoppingLine = u"\u25A0 Stopping\u2026"_qs;
 const QString stoppedLine = u"\u25A0 Server stopped."_qs;
 const QString missingLine =
     u"\u26A0\uFE0F This app is missing its embedded server binary \u2014 rebuild with build_app.sh."_qs;
 
-QString exitLine(int status) { return u"\u25A0 Server exited (status %1)."_qs.arg(status); }
+QString exitLine(int status)
+{
+    return u"\u25A0 Server exited (status %1)."_qs.arg(status);
+}
 
 /// The processes this one has started and not yet seen the end of.
 QList<pid_t> childProcesses()
@@ -63,7 +64,9 @@ QList<pid_t> childProcesses()
 
 qint64 openDescriptors()
 {
-    return QDir(u"/proc/self/fd"_qs).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System).size();
+    return QDir(u"/proc/self/fd"_qs)
+        .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
+        .size();
 }
 
 /// Those that this process was itself given and hands on to every child.
@@ -164,8 +167,8 @@ void ServerControllerTest::init()
     m_ownedSleep = std::make_unique<RecordingSleepInhibitor>();
     m_sleep = m_ownedSleep.get();
     m_server.reset();
-    m_controller =
-        std::make_unique<ServerController>(*m_config, [this] { return m_server; }, *m_sleep);
+    m_controller = std::make_unique<ServerController>(
+        *m_config, [this] { return m_server; }, *m_sleep);
 }
 
 void ServerControllerTest::cleanup()
@@ -456,7 +459,8 @@ void ServerControllerTest::lastWordsComeBeforeTheExitLine()
     startAndWaitUntilRunning("last-words");
     m_controller->stop();
     QTRY_VERIFY(!m_controller->isRunning());
-    QCOMPARE(log(), (QStringList{startLine, u"hello"_qs, stoppingLine, u"goodbye"_qs, stoppedLine}));
+    QCOMPARE(
+        log(), (QStringList{startLine, u"hello"_qs, stoppingLine, u"goodbye"_qs, stoppedLine}));
 }
 
 void ServerControllerTest::aServerThatIgnoresTheSignalStaysRunning()
@@ -551,7 +555,8 @@ void ServerControllerTest::destroyingTheControllerEndsNeitherServerNorInhibition
     m_controller.reset();
     QCOMPARE(::kill(pid, 0), 0);
     siginfo_t exit = {};
-    QCOMPARE(::waitid(P_PID, static_cast<id_t>(pid), &exit, WEXITED | WNOHANG | WNOWAIT | __WALL), 0);
+    QCOMPARE(
+        ::waitid(P_PID, static_cast<id_t>(pid), &exit, WEXITED | WNOHANG | WNOWAIT | __WALL), 0);
     QCOMPARE(exit.si_pid, 0);
     QCOMPARE(m_sleep->calls.size(), 1);
     ::kill(pid, SIGTERM);
@@ -601,8 +606,7 @@ void ServerControllerTest::aFloodLeavesTheWindowAnswering()
     connect(&heart, &QTimer::timeout, this, [&heartbeats] { ++heartbeats; });
     heart.start(1);
     m_controller->start();
-    QTRY_VERIFY_WITH_TIMEOUT(
-        !m_controller->isStarting() && !m_controller->isRunning(), 60'000);
+    QTRY_VERIFY_WITH_TIMEOUT(!m_controller->isStarting() && !m_controller->isRunning(), 60'000);
     QVERIFY2(heartbeats > 5, "timers are served between chunks");
     QCOMPARE(log().last(), stoppedLine);
     QVERIFY(log().size() <= 501);
@@ -616,8 +620,7 @@ void ServerControllerTest::randomBytesAreSurvived()
 {
     serverIs("random-bytes");
     m_controller->start();
-    QTRY_VERIFY_WITH_TIMEOUT(
-        !m_controller->isStarting() && !m_controller->isRunning(), 60'000);
+    QTRY_VERIFY_WITH_TIMEOUT(!m_controller->isStarting() && !m_controller->isRunning(), 60'000);
     QCOMPARE(log().mid(log().size() - 2), (QStringList{u"end"_qs, stoppedLine}));
 }
 

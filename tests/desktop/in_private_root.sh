@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Runs a command as an ordinary user in a private root: the system's /usr read-only, an own "/Users"
+# and "/tmp", a network of its own with nothing but loopback, an own X server with a window manager
+# and an own session bus. Nothing of it outlives the command.
+#
+#   in_private_root.sh BUILD_FOLDER COMMAND [ARGUMENT...]
+#
+# The application is installed from the build folder to /opt/wingbell, the tests lie in /tests.
+set -euo pipefail
+
+build=$1
+shift
+tests=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+staging=$(mktemp -d)
+trap 'rm -rf "$staging"' EXIT
+cmake --install "$build" --prefix "$staging/wingbell" >/dev/null
+
+bwrap \
+    --unshare-all --new-session --die-with-parent --uid 1000 --gid 1000 \
+    --ro-bind /usr /usr --symlink usr/bin /bin --symlink usr/sbin /sbin \
+    --symlink usr/lib /lib --symlink usr/lib64 /lib64 \
+    --ro-bind /etc /etc --ro-bind /var /var --proc /proc --dev /dev \
+    --tmpfs /tmp --dir /tmp/.X11-unix --chmod 1777 /tmp/.X11-unix \
+    --tmpfs /run --perms 0700 --dir /run/user/1000 --tmpfs /Users --perms 1777 --dir /Users/Shared \
+    --perms 0700 --dir /home/crew \
+    --ro-bind "$staging/wingbell" /opt/wingbell --ro-bind "$tests" /tests \
+    --clearenv --setenv PATH /usr/bin:/bin --setenv HOME /home/crew --setenv LC_ALL C.UTF-8 \
+    --setenv XDG_RUNTIME_DIR /run/user/1000 --setenv QT_LINUX_ACCESSIBILITY_ALWAYS_ON 1 \
+    --setenv PYTHONDONTWRITEBYTECODE 1 --setenv WINGBELL_SCREEN "${WINGBELL_SCREEN:-1280x1024x24}" \
+    --chdir /tmp \
+    /bin/bash /tests/desktop/on_own_screen.sh "$@"

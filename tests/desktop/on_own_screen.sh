@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Runs a command on an X server, a window manager and a session bus of its own, and ends them after.
+#
+#   on_own_screen.sh COMMAND [ARGUMENT...]
+set -euo pipefail
+
+folder=$(mktemp -d)
+children=()
+clean_up() {
+    for child in "${children[@]}"; do
+        kill "$child" 2>/dev/null || true
+        wait "$child" 2>/dev/null || true
+    done
+    rm -rf "$folder"
+}
+trap clean_up EXIT
+
+mkfifo "$folder/display"
+Xvfb -displayfd 3 -screen 0 "${WINGBELL_SCREEN:-1280x1024x24}" -nolisten tcp \
+    3>"$folder/display" 2>"$folder/xvfb.log" &
+children+=($!)
+read -r number <"$folder/display"
+export DISPLAY=:$number
+openbox >"$folder/openbox.log" 2>&1 &
+children=($! "${children[@]}")
+until xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q '#'; do
+    kill -0 "${children[0]}" # a window manager that has ended never comes
+    read -r -t 0.05 <> <(:) || true
+done
+
+dbus-run-session -- "$@"
