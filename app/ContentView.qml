@@ -1,12 +1,12 @@
 import QtQuick
 import Wingbell.App
 import Wingbell.Look
-import Wingbell.Panels
 
 // Header, then the strip with power panel and console, then the editor of the show.
 Rectangle {
     id: view
 
+    readonly property alias headerHeight: header.height
     required property ContentModels models
     readonly property bool shown: Window.visibility !== Window.Hidden
 
@@ -22,39 +22,12 @@ Rectangle {
             models.viewShown();
     }
 
-    Rectangle {
+    ControlHeader {
         id: header
-
-        objectName: "header"
 
         anchors.left: parent.left
         anchors.right: parent.right
-        color: Theme.steelDark
-        height: title.implicitHeight + subtitle.implicitHeight + 2 + 28 + 12
-
-        Text {
-            id: title
-
-            anchors.horizontalCenter: parent.horizontalCenter
-            color: Theme.gold
-            font.bold: true
-            font.letterSpacing: 0.5
-            font.pixelSize: 17
-            text: qsTr("Wingbell Control")
-            textFormat: Text.PlainText
-            y: 14
-        }
-        Text {
-            id: subtitle
-
-            anchors.horizontalCenter: parent.horizontalCenter
-            anchors.top: title.bottom
-            anchors.topMargin: 2
-            color: Theme.faded("white", 0.75)
-            font.pixelSize: 10
-            text: qsTr("Set up and run the show relay")
-            textFormat: Text.PlainText
-        }
+        objectName: "header"
     }
     Item {
         id: strip

@@ -4,14 +4,15 @@ import Wingbell.Panels
 
 // The server's own words. Follows the newest line whenever the number of lines changes, and only
 // then: at the log's cap the rows change under a view that stands still.
-Rectangle {
+Item {
     id: panel
 
     required property ConsoleLines lines
 
-    color: Theme.steelDark
-    radius: 14
-
+    SteelPanelBackground {
+        anchors.fill: parent
+        cornerRadius: 14
+    }
     Row {
         id: header
 
@@ -27,29 +28,35 @@ Rectangle {
             width: 6
         }
         Text {
+            Accessible.name: text
+            Accessible.role: Accessible.StaticText
+            anchors.verticalCenter: parent.verticalCenter
             color: Theme.faded(Theme.gold, 0.85)
-            font.bold: true
             font.letterSpacing: 1.5
             font.pixelSize: 10
+            font.weight: Font.Bold
             text: qsTr("CONSOLE")
             textFormat: Text.PlainText
         }
     }
-    Rectangle {
+    InsetPlate {
+        id: area
+
         anchors.bottom: parent.bottom
         anchors.left: parent.left
         anchors.margins: 14
         anchors.right: parent.right
         anchors.top: header.bottom
         anchors.topMargin: 6
-        border.color: Theme.faded(Theme.steelMid, 0.6)
-        border.width: 1
-        clip: true
-        color: "black"
-        radius: 6
+        cornerRadius: 6
+        fill: "black"
+        objectName: "logArea"
+        outline: Theme.faded(Theme.steelMid, 0.6)
 
         ListView {
             id: list
+
+            readonly property real endMarker: 1
 
             function follow() {
                 animation.stop();
@@ -63,28 +70,30 @@ Rectangle {
 
             Accessible.name: qsTr("Console")
             Accessible.role: Accessible.List
+            activeFocusOnTab: true
             anchors.fill: parent
-            anchors.leftMargin: 10
-            anchors.rightMargin: 10
-            bottomMargin: 13 // the padding, the end marker and its spacing
+            anchors.margins: 1
             boundsBehavior: Flickable.StopAtBounds
-            cacheBuffer: 2000
+            cacheBuffer: 1200
+            clip: true
+            interactive: false
             model: panel.lines
+            objectName: "log"
             spacing: 2
-            topMargin: 10
 
-            delegate: Text {
-                required property string line
-
-                Accessible.name: line
-                Accessible.role: Accessible.StaticText
-                color: Qt.rgba(0.55, 0.95, 0.6, 1)
-                font.family: "monospace"
-                font.pixelSize: 11
-                text: line
-                textFormat: Text.PlainText
+            delegate: ConsoleRow {
                 width: ListView.view.width
-                wrapMode: Text.Wrap
+            }
+            footer: Item {
+                implicitHeight: 13 // the end marker with the spacing before it, and the padding
+            }
+            header: Item {
+                implicitHeight: 10
+            }
+
+            Keys.onPressed: event => {
+                if (scroll.key(event.key))
+                    event.accepted = true;
             }
 
             NumberAnimation {
@@ -92,6 +101,7 @@ Rectangle {
 
                 duration: 150
                 easing.type: Easing.OutQuad
+                objectName: "followAnimation"
                 property: "contentY"
                 target: list
 
@@ -105,5 +115,20 @@ Rectangle {
                 target: panel.lines
             }
         }
+        DeskScroll {
+            id: scroll
+
+            anchors.fill: parent
+            flickable: list
+
+            onScrolled: animation.stop()
+        }
+        FocusRing {
+            distance: 1
+            visible: list.activeFocus
+        }
+    }
+    CornerBolts {
+        anchors.fill: parent
     }
 }

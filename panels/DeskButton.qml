@@ -1,38 +1,35 @@
 import QtQuick
-import QtQuick.Templates as T
 import Wingbell.Look
 
-// A bordered button of the desk; `tinted` fills it with gold.
-T.Button {
+// A bordered button of the desk; `prominent` fills it with gold.
+Pressable {
     id: button
 
-    property bool tinted: false
+    property alias font: label.font
+    property bool prominent: false
+    property alias text: label.text
 
     Accessible.name: text
-    Accessible.onPressAction: button.clicked()
-    Accessible.role: Accessible.Button
-    focusPolicy: Qt.StrongFocus
-    horizontalPadding: 12
-    implicitHeight: implicitContentHeight + topPadding + bottomPadding
-    implicitWidth: implicitContentWidth + leftPadding + rightPadding
+    implicitHeight: label.implicitHeight + 12
+    implicitWidth: label.implicitWidth + 24
     opacity: enabled ? 1 : 0.4
-    verticalPadding: 6
 
-    background: Rectangle {
-        border.color: button.visualFocus ? Theme.gold : Theme.faded(Theme.steelLight, 0.35)
-        border.width: button.visualFocus ? 2 : 1
-        color: button.tinted ? (button.down ? Qt.darker(Theme.gold, 1.2) : Theme.gold) : Theme.faded(Theme.steelMid, button.down ? 0.6 : 0.35)
+    Rectangle {
+        anchors.fill: parent
+        border.color: button.prominent ? Qt.lighter(Theme.gold, 1.15) : Theme.faded(Theme.steelLight, 0.35)
+        border.width: 1
+        color: button.prominent ? Qt.darker(Theme.gold, button.pressed ? 1.25 : 1) : Theme.faded(Theme.steelMid, button.pressed ? 0.65 : 0.4)
         radius: 6
     }
-    contentItem: Text {
-        color: button.tinted ? "black" : "white"
-        font: button.font
-        horizontalAlignment: Text.AlignHCenter
-        text: button.text
-        textFormat: Text.PlainText
-        verticalAlignment: Text.AlignVCenter
-    }
+    Text {
+        id: label
 
-    Keys.onEnterPressed: button.clicked()
-    Keys.onReturnPressed: button.clicked()
+        anchors.centerIn: parent
+        color: button.prominent ? "black" : "white"
+        font.pixelSize: 13
+        textFormat: Text.PlainText
+    }
+    FocusRing {
+        visible: button.showsFocus
+    }
 }

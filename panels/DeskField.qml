@@ -6,8 +6,11 @@ import Wingbell.Look
 T.TextField {
     id: field
 
+    property color plateColor: Theme.steelDeep
     property real radius: 6
 
+    Accessible.focusable: true
+    Accessible.focused: activeFocus
     Accessible.role: Accessible.EditableText
     color: "white"
     implicitHeight: contentHeight + topPadding + bottomPadding
@@ -21,19 +24,46 @@ T.TextField {
     background: Rectangle {
         border.color: Theme.gold
         border.width: field.activeFocus ? 1 : 0
-        color: Theme.steelDeep
+        color: field.plateColor
         radius: field.radius
+    }
+    cursorDelegate: Rectangle {
+        id: caret
+
+        color: Theme.gold
+        visible: field.cursorVisible
+        width: 1
+    }
+
+    onPressed: event => {
+        if (event.button === Qt.RightButton)
+            menu.popup(field, event.x, event.y);
     }
 
     Text {
         anchors.fill: parent
-        anchors.margins: field.padding
+        anchors.leftMargin: field.leftPadding
+        anchors.rightMargin: field.rightPadding
         color: field.placeholderTextColor
         elide: Text.ElideRight
         font: field.font
         text: field.placeholderText
         textFormat: Text.PlainText
-        verticalAlignment: field.verticalAlignment
+        verticalAlignment: Text.AlignVCenter
         visible: field.length === 0 && field.preeditText.length === 0
+    }
+    HoverHandler {
+        cursorShape: Qt.IBeamCursor
+    }
+    EditMenu {
+        id: menu
+
+        canCut: field.selectedText.length > 0
+        canPaste: field.canPaste
+
+        onCopy: field.copy()
+        onCut: field.cut()
+        onPaste: field.paste()
+        onSelectAll: field.selectAll()
     }
 }

@@ -19,6 +19,13 @@ struct ShowConfigForQml
     QML_UNCREATABLE("The window owns the one store")
 };
 
+struct RoleForQml
+{
+    Q_GADGET
+    QML_FOREIGN(wingbell::Role)
+    QML_VALUE_TYPE(role)
+};
+
 struct ServerControllerForQml
 {
     Q_GADGET

@@ -3,22 +3,29 @@ import Wingbell.Look
 import Wingbell.Panels
 
 // The column beside the console: on air or not, the switch, and the file that the server reads.
-Rectangle {
+Item {
     id: panel
 
     required property ServerController server
     required property string showFile
 
-    color: Theme.steelDark
     implicitWidth: 230
-    radius: 14
 
+    SteelPanelBackground {
+        anchors.fill: parent
+        cornerRadius: 14
+    }
     Column {
-        anchors.left: parent.left
-        anchors.margins: 16
-        anchors.right: parent.right
-        anchors.verticalCenter: parent.verticalCenter
+        id: column
+
+        readonly property real room: panel.height - 32
+
+        objectName: "column"
         spacing: 18
+        width: parent.width - 32
+        x: 16
+        // At the top while there is room below; what is too tall takes from both sides alike.
+        y: 16 + Math.min(0, (room - height) / 2)
 
         StatusLamp {
             anchors.horizontalCenter: parent.horizontalCenter
@@ -29,6 +36,7 @@ Rectangle {
             anchors.horizontalCenter: parent.horizontalCenter
             isBusy: panel.server.isStarting
             isOn: panel.server.isRunning
+            objectName: "rocker"
 
             onClicked: {
                 if (panel.server.isRunning)
@@ -42,21 +50,56 @@ Rectangle {
             width: parent.width
 
             Text {
+                Accessible.name: text
+                Accessible.role: Accessible.StaticText
                 color: Theme.faded(Theme.gold, 0.85)
-                font.bold: true
                 font.pixelSize: 10
+                font.weight: Font.Bold
                 text: qsTr("SHOW FILE")
                 textFormat: Text.PlainText
             }
             Text {
+                Accessible.name: panel.showFile
+                Accessible.role: Accessible.StaticText
                 color: Theme.faded("white", 0.65)
-                font.family: "monospace"
+                font.family: Typeface.monospaced
                 font.pixelSize: 10
-                text: panel.showFile
+                maximumLineCount: 2
+                objectName: "path"
+                text: HeadElision.elided(panel.showFile, font, width, 2)
                 textFormat: Text.PlainText
                 width: parent.width
                 wrapMode: Text.WrapAnywhere
             }
+            Pressable {
+                id: reveal
+
+                Accessible.name: link.text
+                implicitHeight: link.implicitHeight + 2
+                implicitWidth: link.implicitWidth
+
+                onClicked: FileRevealer.reveal(panel.showFile)
+
+                Text {
+                    id: link
+
+                    color: reveal.pressed ? Qt.darker(Theme.gold, 1.3) : Theme.gold
+                    font.pixelSize: 11
+                    font.underline: hover.hovered
+                    text: qsTr("Reveal in Finder")
+                    textFormat: Text.PlainText
+                    y: 2
+                }
+                HoverHandler {
+                    id: hover
+                }
+                FocusRing {
+                    visible: reveal.showsFocus
+                }
+            }
         }
+    }
+    CornerBolts {
+        anchors.fill: parent
     }
 }

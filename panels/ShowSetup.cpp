@@ -26,11 +26,14 @@ void ShowSetup::setConfig(ShowConfig* config)
             Qt::QueuedConnection);
         connect(
             m_config, &ShowConfig::hasUnsavedChangesChanged, this, &ShowSetup::updateNeedsRestart);
-        connect(m_config, &ShowConfig::oscPortChanged, this, &ShowSetup::oscPortTextChanged);
+        connect(m_config, &ShowConfig::showChanged, this, &ShowSetup::rebuilt);
+        connect(m_config, &ShowConfig::rolesChanged, this, &ShowSetup::rebuilt);
+        connect(m_config, &ShowConfig::oscPortChanged, this, &ShowSetup::rebuilt);
+        connect(m_config, &ShowConfig::hasUnsavedChangesChanged, this, &ShowSetup::rebuilt);
     }
     updateNeedsRestart();
     Q_EMIT configChanged();
-    Q_EMIT oscPortTextChanged();
+    Q_EMIT rebuilt();
 }
 
 void ShowSetup::setServerIsRunning(bool running)

@@ -18,7 +18,7 @@ class ShowSetup : public QObject
     Q_PROPERTY(bool serverIsRunning READ serverIsRunning WRITE setServerIsRunning NOTIFY
                    serverIsRunningChanged)
     Q_PROPERTY(bool needsRestart READ needsRestart NOTIFY needsRestartChanged)
-    Q_PROPERTY(QString oscPortText READ oscPortText NOTIFY oscPortTextChanged)
+    Q_PROPERTY(QString oscPortText READ oscPortText NOTIFY rebuilt)
 
 public:
     using QObject::QObject;
@@ -45,7 +45,8 @@ Q_SIGNALS:
     void configChanged();
     void serverIsRunningChanged();
     void needsRestartChanged();
-    void oscPortTextChanged();
+    /// Something that the panel shows has changed: what it shows is to be read anew.
+    void rebuilt();
 
 private:
     void updateNeedsRestart();

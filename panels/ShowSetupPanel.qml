@@ -4,16 +4,26 @@ import Wingbell.Panels
 
 // The editor of the show. Holds no show data: every edit is in the store at once and reaches disk
 // by "Save Show" alone.
-Flickable {
+Item {
     id: panel
 
     required property ShowConfig config
     required property bool serverIsRunning
 
-    boundsBehavior: Flickable.StopAtBounds
-    clip: true
-    contentHeight: column.implicitHeight + 40
-    contentWidth: width
+    // Brings the item that has the keyboard's focus into sight.
+    function showFocus() {
+        const item = Window.activeFocusItem;
+        if (!item || !column.contains(item.mapToItem(column, 0, 0)))
+            return;
+        const top = item.mapToItem(column, 0, 0).y + column.y - 12;
+        const bottom = top + item.height + 24;
+        if (top < view.contentY)
+            scroll.to(top);
+        else if (bottom > view.contentY + view.height)
+            scroll.to(bottom - view.height);
+    }
+
+    Window.onActiveFocusItemChanged: showFocus()
 
     ShowSetup {
         id: setup
@@ -24,126 +34,237 @@ Flickable {
     SaveFeedback {
         id: feedback
     }
-    Column {
-        id: column
+    Flickable {
+        id: view
 
-        spacing: 20
-        width: parent.width - 40
-        x: 20
-        y: 20
+        anchors.fill: parent
+        boundsBehavior: Flickable.StopAtBounds
+        clip: true
+        contentHeight: column.implicitHeight + 40
+        contentWidth: width
+        interactive: false
+        objectName: "setupView"
 
-        Rectangle {
-            Accessible.name: warning.text
-            Accessible.role: Accessible.AlertMessage
-            color: Theme.steelDeep
-            height: warning.implicitHeight + 20
-            radius: 8
-            visible: setup.needsRestart
-            width: parent.width
+        Column {
+            id: column
 
-            Text {
-                id: warning
+            spacing: 20
+            width: parent.width - 40
+            x: 20
+            y: 20
 
-                Accessible.ignored: true
-                color: Theme.gold
-                font.pixelSize: 12
-                text: qsTr("Changes won't reach the show until you stop and restart the server.")
-                textFormat: Text.PlainText
-                width: parent.width - 20
-                wrapMode: Text.Wrap
-                x: 10
-                y: 10
-            }
-        }
-        Section {
-            title: qsTr("SHOW NAME")
-
-            DeskField {
-                Accessible.name: qsTr("Show name")
-                font.bold: true
-                font.pixelSize: 15
-                padding: 10
-                placeholderText: qsTr("e.g. Fall Recital")
+            Rectangle {
+                Accessible.name: warning.text
+                Accessible.role: Accessible.AlertMessage
+                color: Theme.steelDeep
+                implicitHeight: Math.max(sign.height, warning.height) + 20
+                objectName: "restartWarning"
                 radius: 8
-                text: panel.config.show
+                visible: setup.needsRestart
                 width: parent.width
 
-                onTextEdited: panel.config.show = text
-            }
-        }
-        Section {
-            title: qsTr("OSC (QLab)")
+                Symbol {
+                    id: sign
 
-            Row {
-                spacing: 10
-
-                Text {
-                    Accessible.ignored: true
                     anchors.verticalCenter: parent.verticalCenter
-                    color: Theme.faded("white", 0.8)
-                    font.bold: true
-                    font.pixelSize: 13
-                    text: qsTr("Port")
+                    color: Theme.gold
+                    fontSize: 12
+                    name: "exclamationmark.triangle.fill"
+                    x: 10
+                }
+                Text {
+                    id: warning
+
+                    anchors.left: sign.right
+                    anchors.leftMargin: 6
+                    anchors.right: parent.right
+                    anchors.rightMargin: 10
+                    anchors.verticalCenter: parent.verticalCenter
+                    color: Theme.gold
+                    font.pixelSize: 12
+                    text: qsTr("Changes won't reach the show until you stop and restart the server.")
                     textFormat: Text.PlainText
+                    wrapMode: Text.Wrap
                 }
+            }
+            SetupSection {
+                title: qsTr("SHOW NAME")
+
                 DeskField {
-                    Accessible.name: qsTr("Port")
-                    font.family: "monospace"
-                    placeholderText: "47000"
-                    text: setup.oscPortText
-                    width: 100
+                    Accessible.name: qsTr("Show name")
+                    font.family: Typeface.rounded
+                    font.pixelSize: 15
+                    font.weight: Font.DemiBold
+                    objectName: "showName"
+                    padding: 10
+                    placeholderText: qsTr("e.g. Fall Recital")
+                    radius: 8
+                    text: panel.config.show
+                    width: parent.width
 
-                    onTextEdited: setup.enterOscPort(text)
+                    onTextEdited: panel.config.show = text
                 }
             }
-            Text {
-                color: Theme.faded("white", 0.55)
-                font.pixelSize: 10
-                text: qsTr("Point a QLab Network (OSC) cue at this Mac's IP and this port. Address /wingbell/say (or /wingbell/say/ChannelName) with a string argument speaks it into the intercom.")
-                textFormat: Text.PlainText
-                width: parent.width
-                wrapMode: Text.Wrap
-            }
-        }
-        Row {
-            spacing: 8
+            SetupSection {
+                title: qsTr("OSC (QLab)")
 
-            DeskButton {
-                font.bold: true
-                font.pixelSize: 13
-                text: feedback.justSaved ? qsTr("Saved \u2713") : qsTr("Save Show")
-                tinted: true
-                width: Math.max(120, implicitWidth)
+                Column {
+                    spacing: 6
+                    width: parent.width
 
-                onClicked: {
-                    panel.config.save();
-                    feedback.savePressed();
+                    Row {
+                        spacing: 10
+
+                        Text {
+                            anchors.verticalCenter: parent.verticalCenter
+                            color: Theme.faded("white", 0.8)
+                            font.family: Typeface.rounded
+                            font.pixelSize: 13
+                            font.weight: Font.DemiBold
+                            text: qsTr("Port")
+                            textFormat: Text.PlainText
+                        }
+                        DeskField {
+                            id: port
+
+                            // Shows the stored port again; text that is no port stays until then.
+                            function showStored() {
+                                if (text !== setup.oscPortText)
+                                    text = setup.oscPortText;
+                            }
+
+                            Accessible.name: qsTr("Port")
+                            font.family: Typeface.monospaced
+                            font.pixelSize: 13
+                            objectName: "port"
+                            placeholderText: "47000"
+                            width: 100
+
+                            Component.onCompleted: showStored()
+                            onTextEdited: setup.enterOscPort(text)
+
+                            Connections {
+                                function onRebuilt() {
+                                    port.showStored();
+                                }
+
+                                target: setup
+                            }
+                        }
+                    }
+                    Text {
+                        Accessible.name: text
+                        Accessible.role: Accessible.StaticText
+                        color: Theme.faded("white", 0.55)
+                        font.pixelSize: 10
+                        text: qsTr("Point a QLab Network (OSC) cue at this Mac's IP and this port. Address /wingbell/say (or /wingbell/say/ChannelName) with a string argument speaks it into the intercom.")
+                        textFormat: Text.PlainText
+                        width: parent.width
+                        wrapMode: Text.Wrap
+                    }
                 }
             }
-            DeskButton {
-                font.pixelSize: 13
-                text: qsTr("Reload from File")
+            SetupSection {
+                title: qsTr("CHANNELS")
 
-                onClicked: panel.config.load()
+                ChannelsEditor {
+                    config: panel.config
+                    objectName: "channelsEditor"
+                    width: parent.width
+                }
+            }
+            SetupSection {
+                title: qsTr("ROLES")
+
+                Column {
+                    spacing: 12
+                    width: parent.width
+
+                    Repeater {
+                        objectName: "roleCards"
+
+                        delegate: RoleCard {
+                            config: panel.config
+                            width: parent?.width ?? 0
+                        }
+                        model: RoleCards {
+                            config: panel.config
+                        }
+                    }
+                    Item {
+                        anchors.horizontalCenter: parent.horizontalCenter
+                        implicitHeight: addRole.height + 4
+                        implicitWidth: addRole.width
+
+                        Pressable {
+                            id: addRole
+
+                            Accessible.name: addLabel.text
+                            height: Math.max(addSign.height, addLabel.height)
+                            objectName: "addRole"
+                            opacity: pressed ? 0.6 : 1
+                            width: addLabel.x + addLabel.width
+                            y: 4
+
+                            onClicked: panel.config.addRole()
+
+                            Symbol {
+                                id: addSign
+
+                                anchors.verticalCenter: parent.verticalCenter
+                                color: Theme.gold
+                                name: "plus.circle.fill"
+                            }
+                            Text {
+                                id: addLabel
+
+                                anchors.verticalCenter: parent.verticalCenter
+                                color: Theme.gold
+                                font.pixelSize: 13
+                                text: qsTr("Add Role")
+                                textFormat: Text.PlainText
+                                x: addSign.width + 6
+                            }
+                            FocusRing {
+                                visible: addRole.showsFocus
+                            }
+                        }
+                    }
+                }
+            }
+            Row {
+                spacing: 8
+
+                DeskButton {
+                    font.family: Typeface.rounded
+                    font.weight: Font.Bold
+                    objectName: "save"
+                    prominent: true
+                    text: feedback.justSaved ? qsTr("Saved \u2713") : qsTr("Save Show")
+                    width: Math.max(120 + 24, implicitWidth)
+
+                    onClicked: {
+                        panel.config.save();
+                        feedback.savePressed();
+                        port.showStored();
+                    }
+                }
+                DeskButton {
+                    objectName: "reload"
+                    text: qsTr("Reload from File")
+
+                    onClicked: {
+                        panel.config.load();
+                        port.showStored();
+                    }
+                }
             }
         }
     }
+    DeskScroll {
+        id: scroll
 
-    component Section: Column {
-        id: section
-
-        required property string title
-
-        spacing: 8
-        width: parent?.width ?? 0
-
-        Text {
-            color: Theme.faded(Theme.gold, 0.85)
-            font.bold: true
-            font.letterSpacing: 1.5
-            font.pixelSize: 11
-            text: section.title
-            textFormat: Text.PlainText
-        }
+        anchors.fill: parent
+        flickable: view
     }
 }

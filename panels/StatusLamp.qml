@@ -5,32 +5,28 @@ import Wingbell.Look
 Column {
     id: lamp
 
+    readonly property string caption: isRunning ? qsTr("ON AIR") : isStarting ? qsTr("STARTING") : qsTr("STOPPED")
     required property bool isRunning
     required property bool isStarting
 
-    readonly property string caption: isRunning ? qsTr("ON AIR") : isStarting ? qsTr("STARTING") : qsTr("STOPPED")
-    readonly property color tint: isRunning ? Theme.live : isStarting ? Theme.gold : Theme.ready
-
     Accessible.name: caption
-    Accessible.role: Accessible.Indicator
+    Accessible.role: Accessible.StaticText
     spacing: 8
 
-    Rectangle {
+    LampLight {
         anchors.horizontalCenter: parent.horizontalCenter
-        border.color: Theme.steelDark
-        border.width: 2
-        color: lamp.tint
-        height: 34
-        radius: 17
-        width: 34
+        color: lamp.isRunning ? Theme.live : lamp.isStarting ? Theme.gold : Theme.ready
+        glowRadius: lamp.isRunning ? 12 : 4
+        objectName: "light"
     }
     Text {
-        Accessible.ignored: true
         anchors.horizontalCenter: parent.horizontalCenter
         color: Theme.faded("white", 0.9)
-        font.bold: true
+        font.family: Typeface.rounded
         font.letterSpacing: 1.2
         font.pixelSize: 12
+        font.weight: Font.Bold
+        objectName: "caption"
         text: lamp.caption
         textFormat: Text.PlainText
     }

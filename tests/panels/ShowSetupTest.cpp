@@ -71,7 +71,7 @@ void ShowSetupTest::typingTheStoredPortMarksAnEdit()
 
 void ShowSetupTest::theFieldShowsTheStoredPort()
 {
-    QSignalSpy text(m_setup.get(), &ShowSetup::oscPortTextChanged);
+    QSignalSpy text(m_setup.get(), &ShowSetup::rebuilt);
     QCOMPARE(m_setup->oscPortText(), u"47000"_qs);
     m_config->setOscPort(-12345678);
     QCOMPARE(m_setup->oscPortText(), u"-12345678"_qs);

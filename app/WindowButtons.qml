@@ -1,0 +1,65 @@
+import QtQuick
+import Wingbell.Look
+import Wingbell.Panels
+
+// Minimise, maximise and close, small and of steel, beside the header's bolt.
+Row {
+    id: buttons
+
+    required property bool maximized
+
+    signal closeRequested
+    signal maximizeRequested
+    signal minimizeRequested
+
+    spacing: 6
+
+    WindowButton {
+        Accessible.name: qsTr("Minimise")
+        symbol: "minus"
+
+        onClicked: buttons.minimizeRequested()
+    }
+    WindowButton {
+        Accessible.name: buttons.maximized ? qsTr("Restore") : qsTr("Maximise")
+        symbol: buttons.maximized ? "square.on.square" : "square"
+
+        onClicked: buttons.maximizeRequested()
+    }
+    WindowButton {
+        Accessible.name: qsTr("Close")
+        symbol: "xmark"
+
+        onClicked: buttons.closeRequested()
+    }
+
+    component WindowButton: Pressable {
+        id: button
+
+        required property string symbol
+
+        implicitHeight: 16
+        implicitWidth: 16
+
+        Rectangle {
+            anchors.fill: parent
+            border.color: Theme.faded(Theme.steelMid, 0.6)
+            color: Theme.faded(Theme.steelMid, button.pressed ? 0.6 : hover.hovered ? 0.45 : 0.2)
+            radius: 8
+        }
+        Symbol {
+            anchors.centerIn: parent
+            color: Theme.faded("white", hover.hovered ? 0.95 : 0.65)
+            fontSize: 8
+            name: button.symbol
+        }
+        HoverHandler {
+            id: hover
+        }
+        FocusRing {
+            distance: 2
+            radius: 10
+            visible: button.showsFocus
+        }
+    }
+}

@@ -1,0 +1,67 @@
+#include "look/LitText.h"
+
+#include "look/Shadow.h"
+#include "look/Theme.h"
+
+#include <QFontMetricsF>
+#include <QPainterPath>
+
+namespace wingbell {
+
+namespace {
+
+Shadow glow()
+{
+    return {Theme::faded(Theme::gold(), 0.6), 5.0, {}};
+}
+
+} // namespace
+
+LitText::LitText(QQuickItem* parent)
+    : PaintedSurface(parent)
+{
+    setReach(glow().reach());
+}
+
+void LitText::setText(const QString& text)
+{
+    if (m_text == text) {
+        return;
+    }
+    m_text = text;
+    measure();
+    Q_EMIT textChanged();
+}
+
+void LitText::setFont(const QFont& font)
+{
+    if (m_font == font) {
+        return;
+    }
+    m_font = font;
+    measure();
+    Q_EMIT fontChanged();
+}
+
+void LitText::measure()
+{
+    const QFontMetricsF metrics(m_font);
+    setImplicitSize(metrics.horizontalAdvance(m_text), metrics.height());
+    repaint();
+}
+
+void LitText::paintSurface(QPainter& painter, const QSizeF& size)
+{
+    QPainterPath letters;
+    letters.addText(QPointF(0.0, QFontMetricsF(m_font).ascent()), m_font, m_text);
+    const QRectF frame(QPointF(), size);
+    paintShadow(painter, frame, glow(), [&letters](QPainter& shape) {
+        shape.fillPath(letters, Qt::black);
+    });
+    QLinearGradient gold = Theme::litGoldGradient();
+    gold.setCoordinateMode(QGradient::LogicalMode);
+    gold.setFinalStop(0.0, size.height());
+    painter.fillPath(letters, gold);
+}
+
+} // namespace wingbell

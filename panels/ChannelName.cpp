@@ -1,0 +1,12 @@
+#include "panels/ChannelName.h"
+
+#include "model/HorizontalSpace.h"
+
+namespace wingbell {
+
+bool ChannelName::isBlank(const QString& name)
+{
+    return trimmedOfHorizontalSpace(name).isEmpty();
+}
+
+} // namespace wingbell

@@ -1,0 +1,43 @@
+import QtQuick
+import Wingbell.Look
+
+// The text of a console's row while it can be selected and copied.
+TextEdit {
+    id: selection
+
+    readonly property bool hasSelection: selectedText.length > 0 || menu.visible || activeFocus
+    property color ink
+
+    Accessible.ignored: true
+    color: ink
+    readOnly: true
+    selectByMouse: true
+    selectedTextColor: "black"
+    selectionColor: Theme.gold
+    textFormat: TextEdit.PlainText
+    wrapMode: TextEdit.Wrap
+
+    onActiveFocusChanged: if (!activeFocus && !menu.visible)
+        deselect()
+
+    TapHandler {
+        acceptedButtons: Qt.RightButton
+
+        onTapped: point => menu.popup(selection, point.position.x, point.position.y)
+    }
+    HoverHandler {
+        cursorShape: Qt.IBeamCursor
+    }
+    EditMenu {
+        id: menu
+
+        canCut: selection.selectedText.length > 0
+        canEdit: false
+
+        onCopy: selection.copy()
+        onSelectAll: {
+            selection.forceActiveFocus();
+            selection.selectAll();
+        }
+    }
+}

@@ -1,0 +1,83 @@
+import QtQuick
+import QtQuick.Templates as T
+import Wingbell.Look
+
+// The context menu of text: cut, copy, paste, select all; without `canEdit` copy and select all.
+T.Menu {
+    id: menu
+
+    property bool canCut: false
+    property bool canEdit: true
+    property bool canPaste: false
+
+    signal copy
+    signal cut
+    signal paste
+    signal selectAll
+
+    implicitHeight: contentItem.implicitHeight + 8
+    implicitWidth: 160
+    padding: 4
+
+    background: Rectangle {
+        border.color: Theme.faded(Theme.steelMid, 0.6)
+        color: Theme.steelDark
+        radius: 6
+    }
+    contentItem: ListView {
+        implicitHeight: contentHeight
+        model: menu.contentModel
+    }
+
+    onAboutToShow: menu.currentIndex = -1
+
+    Entry {
+        enabled: menu.canEdit && menu.canCut
+        height: menu.canEdit ? implicitHeight : 0
+        text: qsTr("Cut")
+        visible: menu.canEdit
+
+        onTriggered: menu.cut()
+    }
+    Entry {
+        enabled: menu.canCut
+        text: qsTr("Copy")
+
+        onTriggered: menu.copy()
+    }
+    Entry {
+        enabled: menu.canEdit && menu.canPaste
+        height: menu.canEdit ? implicitHeight : 0
+        text: qsTr("Paste")
+        visible: menu.canEdit
+
+        onTriggered: menu.paste()
+    }
+    Entry {
+        text: qsTr("Select All")
+
+        onTriggered: menu.selectAll()
+    }
+
+    component Entry: T.MenuItem {
+        id: entry
+
+        Accessible.name: text
+        implicitHeight: 26
+        implicitWidth: 152
+
+        background: Rectangle {
+            color: entry.highlighted ? Theme.gold : "transparent"
+            radius: 4
+        }
+        contentItem: Text {
+            color: entry.highlighted ? "black" : "white"
+            font.pixelSize: 13
+            leftPadding: 8
+            opacity: entry.enabled ? 1 : 0.4
+            text: entry.text
+            textFormat: Text.PlainText
+            verticalAlignment: Text.AlignVCenter
+        }
+    }
+}

@@ -1,0 +1,17 @@
+import QtQuick
+import Wingbell.Panels
+
+// One item a channel, in wrapping rows.
+FlowLayout {
+    id: flow
+
+    required property ChannelChips chips
+    required property Component itemView
+
+    spacing: 8
+
+    Repeater {
+        delegate: flow.itemView
+        model: flow.chips
+    }
+}

@@ -1,0 +1,47 @@
+import QtQuick
+
+// What can be pressed: by mouse, by Space, Return and Enter, and through the accessibility bus. It
+// draws nothing; `showsFocus` asks its user to show the keyboard's focus.
+Item {
+    id: pressable
+
+    readonly property alias pressed: area.containsPress
+    property bool showsFocus: false
+
+    signal clicked
+
+    function press() {
+        if (enabled)
+            clicked();
+    }
+
+    Accessible.focusable: true
+    Accessible.focused: activeFocus
+    Accessible.role: Accessible.Button
+    activeFocusOnTab: true
+
+    Accessible.onPressAction: press()
+    Keys.onEnterPressed: event => {
+        if (!event.isAutoRepeat)
+            press();
+    }
+    Keys.onReturnPressed: event => {
+        if (!event.isAutoRepeat)
+            press();
+    }
+    Keys.onSpacePressed: event => {
+        if (!event.isAutoRepeat)
+            press();
+    }
+    onActiveFocusChanged: showsFocus = activeFocus && !area.containsPress
+
+    MouseArea {
+        id: area
+
+        anchors.fill: parent
+        cursorShape: pressable.enabled ? Qt.PointingHandCursor : Qt.ArrowCursor
+
+        onClicked: pressable.press()
+        onPressed: pressable.forceActiveFocus(Qt.MouseFocusReason)
+    }
+}

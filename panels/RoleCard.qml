@@ -1,0 +1,108 @@
+import QtQuick
+import Wingbell.Look
+import Wingbell.Panels
+
+// The editor of one role. Every edit goes to the store at once, to the role of that id; a card whose
+// role has gone changes nothing.
+Item {
+    id: card
+
+    required property ShowConfig config
+    required property role role
+
+    implicitHeight: rows.implicitHeight + 28
+
+    SteelPanelBackground {
+        anchors.fill: parent
+        cornerRadius: 10
+    }
+    Column {
+        id: rows
+
+        spacing: 10
+        width: parent.width - 28
+        x: 14
+        y: 14
+
+        Item {
+            implicitHeight: Math.max(name.implicitHeight, remove.implicitHeight)
+            width: parent.width
+
+            DeskField {
+                id: name
+
+                Accessible.name: qsTr("Role name")
+                anchors.left: parent.left
+                anchors.right: remove.left
+                anchors.rightMargin: 8
+                anchors.verticalCenter: parent.verticalCenter
+                font.family: Typeface.rounded
+                font.pixelSize: 13
+                font.weight: Font.Bold
+                padding: 0
+                placeholderText: qsTr("Role name")
+                plateColor: "transparent"
+                text: card.role.name
+
+                background: FocusRing {
+                    border.width: 1
+                    visible: name.activeFocus
+                }
+
+                onTextEdited: card.config.renameRole(card.role, text)
+            }
+            Pressable {
+                id: remove
+
+                Accessible.name: qsTr("Delete role")
+                anchors.right: parent.right
+                anchors.verticalCenter: parent.verticalCenter
+                implicitHeight: bin.implicitHeight
+                implicitWidth: bin.implicitWidth
+                opacity: pressed ? 0.6 : 1
+
+                onClicked: card.config.removeRole(card.role)
+
+                Symbol {
+                    id: bin
+
+                    color: Theme.live
+                    fontSize: 13
+                    name: "trash.fill"
+                }
+                FocusRing {
+                    visible: remove.showsFocus
+                }
+            }
+        }
+        PatchRow {
+            channels: card.config.channels
+            icon: "mic.fill"
+            selected: card.role.talk
+            title: "TALKS ON"
+            width: parent.width
+
+            onToggled: channel => card.config.toggleTalk(card.role, channel)
+        }
+        PatchRow {
+            channels: card.config.channels
+            icon: "headphones"
+            selected: card.role.listen
+            title: "LISTENS ON"
+            width: parent.width
+
+            onToggled: channel => card.config.toggleListen(card.role, channel)
+        }
+    }
+    HexBolt {
+        anchors.verticalCenter: parent.verticalCenter
+        diameter: 10
+        x: 6
+    }
+    HexBolt {
+        anchors.right: parent.right
+        anchors.rightMargin: 6
+        anchors.verticalCenter: parent.verticalCenter
+        diameter: 10
+    }
+}

@@ -1,0 +1,48 @@
+#include "panels/RoleCards.h"
+
+namespace wingbell {
+
+RoleCards::RoleCards(QObject* parent)
+    : KeyedListModel(parent)
+{
+}
+
+void RoleCards::setConfig(ShowConfig* config)
+{
+    if (m_config == config) {
+        return;
+    }
+    if (m_config) {
+        disconnect(m_config, nullptr, this, nullptr);
+    }
+    m_config = config;
+    if (m_config) {
+        connect(m_config, &ShowConfig::rolesChanged, this, &RoleCards::takeRoles);
+    }
+    takeRoles();
+    Q_EMIT configChanged();
+}
+
+void RoleCards::takeRoles()
+{
+    QList<RoleRow> wanted;
+    if (m_config) {
+        for (const Role& role : m_config->roles()) {
+            wanted.append({role});
+        }
+    }
+    sync(wanted);
+}
+
+QVariant RoleCards::data(const QModelIndex& index, int role) const
+{
+    const bool known = checkIndex(index, CheckIndexOption::IndexIsValid) && role == RoleRole;
+    return known ? QVariant::fromValue(rows().at(index.row()).role) : QVariant();
+}
+
+QHash<int, QByteArray> RoleCards::roleNames() const
+{
+    return {{RoleRole, "role"}};
+}
+
+} // namespace wingbell

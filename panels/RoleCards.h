@@ -1,0 +1,49 @@
+#pragma once
+
+#include "model/ShowConfig.h"
+#include "panels/KeyedListModel.h"
+
+#include <QPointer>
+#include <QQmlEngine>
+
+namespace wingbell {
+
+/// A role as a row of its own, known by its id.
+struct RoleRow
+{
+    Role role;
+
+    [[nodiscard]] const QUuid& key() const { return role.id; }
+    friend bool operator==(const RoleRow&, const RoleRow&) = default;
+};
+
+/// The store's roles, one row a card, in the store's order. Cards keep their identity by the role's
+/// id when others come and go.
+class RoleCards : public KeyedListModel<RoleRow>
+{
+    Q_OBJECT
+    QML_ELEMENT
+    Q_PROPERTY(wingbell::ShowConfig* config READ config WRITE setConfig NOTIFY configChanged)
+
+public:
+    enum DataRole { RoleRole = Qt::UserRole + 1 };
+
+    explicit RoleCards(QObject* parent = nullptr);
+
+    [[nodiscard]] ShowConfig* config() const { return m_config; }
+    /// Shows that store's roles from now on; not owned.
+    void setConfig(ShowConfig* config);
+
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
+
+Q_SIGNALS:
+    void configChanged();
+
+private:
+    void takeRoles();
+
+    QPointer<ShowConfig> m_config;
+};
+
+} // namespace wingbell
