@@ -3,6 +3,13 @@
 #include <QDeadlineTimer>
 
 #include <csignal>
+#include <sys/prctl.h>
+
+ServerUnderTest::ServerUnderTest()
+{
+    // A test program that is killed, being late, runs no destructor.
+    m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
+}
 
 ServerUnderTest::~ServerUnderTest()
 {

@@ -5,7 +5,8 @@
 
 #include <optional>
 
-/// A running IntercomServer, and what it said. Ended with its owner, whatever it does.
+/// A running IntercomServer, and what it said. Ended with its owner, and with the test
+/// program, whatever becomes of them.
 ///
 /// Every wait ends with what it waits for, or with a failure after `patience`.
 class ServerUnderTest
@@ -22,7 +23,7 @@ public:
         friend bool operator==(const End&, const End&) = default;
     };
 
-    ServerUnderTest() = default;
+    ServerUnderTest();
     ~ServerUnderTest();
     Q_DISABLE_COPY_MOVE(ServerUnderTest)
 
