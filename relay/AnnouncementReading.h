@@ -1,0 +1,22 @@
+#pragma once
+
+#include "relay/Announcement.h"
+#include "relay/OscMessage.h"
+#include "relay/Refusal.h"
+
+#include <QStringList>
+
+#include <variant>
+
+namespace wingbell {
+
+/// How many characters (code points) of a text are announced; the rest is cut off.
+inline constexpr qsizetype longestAnnouncement = 500;
+
+using AnnouncementReading = std::variant<Announcement, Refusal>;
+
+/// What `message` asks to be said in a show that has `channels`, or why it is refused.
+[[nodiscard]] AnnouncementReading
+readAnnouncement(const OscMessage& message, const QStringList& channels);
+
+} // namespace wingbell

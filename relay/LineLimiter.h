@@ -1,0 +1,57 @@
+#pragma once
+
+#include "relay/LineCause.h"
+
+#include <QtGlobal>
+
+#include <array>
+#include <chrono>
+#include <optional>
+#include <vector>
+
+namespace wingbell {
+
+/// Lets through at most `linesASecond` lines of each cause in any second and counts the others.
+///
+/// From the first line that is held back, all of its cause are, until their number is taken a
+/// second later: so the number always stands behind the lines it belongs to. Knows no clock and
+/// starts no timer; the times it is given must not go back.
+class LineLimiter
+{
+public:
+    using Clock = std::chrono::steady_clock;
+
+    static constexpr std::size_t linesASecond = 3;
+    static constexpr Clock::duration period = std::chrono::seconds(1);
+
+    /// How many lines of a cause were held back; never none.
+    struct Held
+    {
+        LineCause cause = LineCause::Announced;
+        quint64 lines = 0;
+
+        friend bool operator==(const Held&, const Held&) = default;
+    };
+
+    /// True when a line of `cause` may be printed now; otherwise it is counted.
+    [[nodiscard]] bool admit(LineCause cause, Clock::time_point now);
+
+    /// When the next number is due; nothing while no line is held back.
+    [[nodiscard]] std::optional<Clock::time_point> nextDue() const;
+
+    /// The numbers due at `now`; their causes may print again.
+    [[nodiscard]] std::vector<Held> takeDue(Clock::time_point now);
+
+private:
+    struct State
+    {
+        std::array<std::optional<Clock::time_point>, linesASecond> admitted; ///< a ring
+        std::size_t oldest = 0;
+        quint64 held = 0;
+        Clock::time_point due; ///< of any meaning only while `held` is not zero
+    };
+
+    std::array<State, lineCauseCount> m_states;
+};
+
+} // namespace wingbell

@@ -1,0 +1,136 @@
+#include "relay/LineWriter.h"
+
+#include "relay/LineText.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+
+namespace wingbell {
+
+namespace {
+
+/// The same pipe or terminal opened once more, so that not to wait is a setting of ours alone and
+/// not of everybody who shares `descriptor`. None where that cannot be had; waiting for
+/// writability and writing no more than a pipe takes at once must do then.
+Descriptor openedWithoutWaiting(int descriptor)
+{
+    struct stat status = {};
+    if (::fstat(descriptor, &status) != 0 ||
+        (!S_ISFIFO(status.st_mode) && !S_ISCHR(status.st_mode))) {
+        return {};
+    }
+    const QByteArray path = "/proc/self/fd/" + QByteArray::number(descriptor);
+    return Descriptor(::open(path.constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+}
+
+/// `text` without an incomplete character at its end.
+QByteArray cutTo(QByteArray text, qsizetype size)
+{
+    if (text.size() <= size) {
+        return text;
+    }
+    const auto continues = [&text](qsizetype at) {
+        return (static_cast<unsigned char>(text.at(at)) & 0xC0U) == 0x80U;
+    };
+    while (size > 0 && continues(size)) {
+        --size;
+    }
+    text.truncate(size);
+    return text;
+}
+
+} // namespace
+
+LineWriter::LineWriter(int descriptor)
+    : m_own(openedWithoutWaiting(descriptor))
+    , m_descriptor(m_own.isOpen() ? m_own.get() : descriptor)
+{
+}
+
+void LineWriter::write(const QString& line)
+{
+    if (m_lines.size() >= mostWaitingLines) {
+        ++m_leftOut;
+        return;
+    }
+    appendNumberLeftOut();
+    append(line);
+    resume();
+}
+
+int LineWriter::awaitedDescriptor() const
+{
+    return m_lines.empty() ? -1 : m_descriptor;
+}
+
+void LineWriter::resume()
+{
+    using namespace std::chrono_literals;
+    while (!m_lines.empty() && isWritable(0ms)) {
+        const QByteArray& line = m_lines.front();
+        const ssize_t count = ::write(
+            m_descriptor, line.constData() + m_writtenOfFirst,
+            static_cast<std::size_t>(line.size() - m_writtenOfFirst));
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0 && errno == EAGAIN) {
+            return;
+        }
+        if (count < 0) {
+            forgetFirst();
+            continue;
+        }
+        m_writtenOfFirst += count;
+        if (m_writtenOfFirst == line.size()) {
+            forgetFirst();
+        }
+    }
+}
+
+void LineWriter::finish(std::chrono::milliseconds patience)
+{
+    using namespace std::chrono;
+    const auto end = steady_clock::now() + patience;
+    while (!m_lines.empty()) {
+        const auto left = ceil<milliseconds>(end - steady_clock::now());
+        if (left.count() <= 0 || !isWritable(left)) {
+            return;
+        }
+        resume();
+    }
+}
+
+void LineWriter::append(const QString& line)
+{
+    m_lines.push_back(cutTo(onOneLine(line).toUtf8(), longestLine - 1) + '\n');
+}
+
+void LineWriter::appendNumberLeftOut()
+{
+    if (m_leftOut > 0) {
+        append(QStringLiteral("Left out here, as nobody was reading: %1 lines.").arg(m_leftOut));
+        m_leftOut = 0;
+    }
+}
+
+void LineWriter::forgetFirst()
+{
+    m_lines.pop_front();
+    m_writtenOfFirst = 0;
+    if (m_lines.empty()) {
+        appendNumberLeftOut();
+    }
+}
+
+bool LineWriter::isWritable(std::chrono::milliseconds patience) const
+{
+    // A broken end counts as writable too: the writing tells.
+    pollfd waiting = {m_descriptor, POLLOUT, 0};
+    return ::poll(&waiting, 1, static_cast<int>(patience.count())) > 0;
+}
+
+} // namespace wingbell

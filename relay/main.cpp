@@ -1,0 +1,16 @@
+#include "relay/IntercomServer.h"
+#include "relay/StandardDescriptors.h"
+#include "relay/StopSignals.h"
+
+#include <QFile>
+
+int main(int argc, char* argv[])
+{
+    wingbell::fillStandardDescriptors();
+    const wingbell::StopSignals stop;
+    QStringList arguments;
+    for (int index = 1; index < argc; ++index) {
+        arguments.append(QFile::decodeName(argv[index]));
+    }
+    return wingbell::runIntercomServer(arguments, stop);
+}

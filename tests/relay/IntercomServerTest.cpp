@@ -1,0 +1,748 @@
+#include "ServerUnderTest.h"
+#include "model/ShowFile.h"
+#include "relay/Descriptor.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUdpSocket>
+
+#include <algorithm>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <random>
+#include <sys/stat.h>
+
+using namespace wingbell;
+using End = ServerUnderTest::End;
+
+namespace {
+
+constexpr End cleanEnd{false, 0};
+constexpr int longestStop = 1000; // milliseconds
+
+const QString ipv4 = QStringLiteral("127.0.0.1");
+const QString ipv6 = QStringLiteral("::1");
+const QString say = QStringLiteral("/wingbell/say");
+const QString notYet = QStringLiteral("; announcements are not spoken yet.");
+const QString secondLine = QStringLiteral(
+    "Announcements are only written here: nothing is spoken and no voice is carried yet.");
+
+QString received(const QString& text, const QString& where, const QString& sender = ipv4)
+{
+    return QStringLiteral("Received \"%1\" for %2 from %3%4").arg(text, where, sender, notYet);
+}
+
+/// A port that was free a moment ago.
+quint16 freePort()
+{
+    QUdpSocket socket;
+    return socket.bind(QHostAddress::Any, 0) ? socket.localPort() : quint16{0};
+}
+
+QByteArray kernelText(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// The bytes that arrived at `port` and nobody took yet; none when nobody has that port.
+std::optional<qulonglong> bytesWaiting(quint16 port)
+{
+    const QByteArray ending = ':' + QByteArray::number(port, 16).rightJustified(4, '0').toUpper();
+    for (const char* table : {"/proc/net/udp6", "/proc/net/udp"}) {
+        for (const QByteArray& line : kernelText(QString::fromLatin1(table)).split('\n')) {
+            const QList<QByteArray> columns = line.simplified().split(' ');
+            if (columns.size() > 4 && columns.at(1).endsWith(ending)) {
+                return columns.at(4).split(':').constLast().toULongLong(nullptr, 16);
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+bool sendOsc(const QString& host, quint16 port, const QStringList& rest)
+{
+    QProcess perl;
+    perl.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    perl.start(
+        QStringLiteral(WINGBELL_PERL),
+        QStringList{QStringLiteral(WINGBELL_SEND_OSC), host, QString::number(port)} + rest);
+    return perl.waitForFinished(ServerUnderTest::patience) &&
+           perl.exitStatus() == QProcess::NormalExit && perl.exitCode() == 0;
+}
+
+bool sendMessage(quint16 port, const QStringList& message)
+{
+    return sendOsc(ipv4, port, QStringList(QStringLiteral("message")) + message);
+}
+
+bool sendText(quint16 port, const QString& text)
+{
+    return sendMessage(port, {say, QStringLiteral("s"), text});
+}
+
+bool sendBytes(quint16 port, const QByteArray& bytes)
+{
+    QUdpSocket socket;
+    return socket.writeDatagram(bytes, QHostAddress::LocalHost, port) == bytes.size();
+}
+
+/// Starts a server with `show` and waits until it is on air.
+bool goOnAir(ServerUnderTest& server, const QString& path)
+{
+    return server.start({path}) && server.linesThrough(secondLine).size() == 2;
+}
+
+/// A named pipe, read and filled without waiting.
+class NamedPipe
+{
+public:
+    explicit NamedPipe(const QString& path)
+        : m_path(QFile::encodeName(path))
+    {
+        if (::mkfifo(m_path.constData(), 0600) == 0) {
+            m_reader = Descriptor(::open(m_path.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+        }
+    }
+
+    void closeReader() { m_reader = Descriptor(); }
+
+    /// Writes until nothing more fits.
+    void fill() const
+    {
+        const Descriptor writer(::open(m_path.constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+        while (::write(writer.get(), ".", 1) == 1) {
+        }
+    }
+
+    /// Reads until `text` came; all that came, whether it did or not.
+    [[nodiscard]] QByteArray readThrough(const QByteArray& text) const
+    {
+        QByteArray all;
+        std::array<char, 65536> bytes = {};
+        pollfd waiting = {m_reader.get(), POLLIN, 0};
+        while (!all.contains(text) && ::poll(&waiting, 1, ServerUnderTest::patience) > 0) {
+            const ssize_t count = ::read(m_reader.get(), bytes.data(), bytes.size());
+            if (count <= 0) {
+                break;
+            }
+            all.append(bytes.data(), count);
+        }
+        return all;
+    }
+
+private:
+    QByteArray m_path;
+    Descriptor m_reader;
+};
+
+} // namespace
+
+class IntercomServerTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void anythingButOneArgumentIsWrongUsage_data();
+    void anythingButOneArgumentIsWrongUsage();
+    void aFileThatHoldsNoShowIsNamedWithTheReason_data();
+    void aFileThatHoldsNoShowIsNamedWithTheReason();
+    void aPortThatIsNoneIsRefused_data();
+    void aPortThatIsNoneIsRefused();
+    void whoHoldsThePortIsNamed_data();
+    void whoHoldsThePortIsNamed();
+    void twoServersDoNotShareAPort();
+
+    void theFirstLineMeansOnAir();
+    void aShowOfNothingIsOnAirToo();
+    void ipv4AndIpv6BothArrive();
+    void anAnnouncementIsToldWithItsChannel_data();
+    void anAnnouncementIsToldWithItsChannel();
+    void whatIsRefusedIsToldWithTheReason_data();
+    void whatIsRefusedIsToldWithTheReason();
+    void aLongTextIsCutAndTheLineSaysSo();
+    void aBundleIsHandledNowAndInOrder();
+    void bundlesInsideBundlesAreBounded();
+    void theLargestDatagramIsTaken();
+    void malformedPacketsAreSurvived();
+    void aFloodIsCountedAndNotEchoed();
+    void atRestItSleepsUntilSomethingComes();
+
+    void aStopSignalEndsItWithTheTimeOnAir_data();
+    void aStopSignalEndsItWithTheTimeOnAir();
+    void aStopSignalRightAfterTheLaunchNeverHangs();
+    void itStopsWhileNobodyReadsItsOutput();
+    void aReaderWhoComesBackGetsTheLines();
+    void itStaysOnAirWhenItsOutputIsBroken();
+    void itStaysOnAirWithoutAnyOutput();
+
+private:
+    [[nodiscard]] QString pathOf(const QString& name) const { return m_folder->filePath(name); }
+    QString writeShow(const ShowFile& show) const;
+    QString writeShow(qint64 port) const;
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    quint16 m_port = 0;
+};
+
+void IntercomServerTest::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_folder->isValid());
+    m_port = freePort();
+    QVERIFY(m_port != 0);
+}
+
+QString IntercomServerTest::writeShow(const ShowFile& show) const
+{
+    const QString path = pathOf(QStringLiteral("show.json"));
+    QFile file(path);
+    const QByteArray document = encodeShow(show).value();
+    return file.open(QIODevice::WriteOnly) && file.write(document) == document.size() ? path
+                                                                                      : QString();
+}
+
+QString IntercomServerTest::writeShow(qint64 port) const
+{
+    ShowFile show;
+    show.show = QStringLiteral("Hamlet");
+    show.channels = QStringList{QStringLiteral("Stage"),   QStringLiteral("Green Room"),
+                                QStringLiteral("A/B"),     QStringLiteral("100%"),
+                                QStringLiteral("Bühne 🎭"), QStringLiteral("Two\nLines")};
+    show.roles = {Role{QUuid::createUuid(), QStringLiteral("Caller"), {}, {}}};
+    show.oscPort = port;
+    return writeShow(show);
+}
+
+void IntercomServerTest::anythingButOneArgumentIsWrongUsage_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("none") << QStringList();
+    QTest::newRow("two") << QStringList{QStringLiteral("a"), QStringLiteral("b")};
+}
+
+void IntercomServerTest::anythingButOneArgumentIsWrongUsage()
+{
+    QFETCH(QStringList, arguments);
+    ServerUnderTest server;
+    QVERIFY(server.start(arguments));
+    const End wrongUsage{false, 2};
+    QCOMPARE(server.waitForEnd(), wrongUsage);
+    QCOMPARE(server.errorText(), QStringLiteral("Usage: IntercomServer SHOW-FILE\n"));
+    QCOMPARE(server.remainingLines(), QStringList());
+}
+
+void IntercomServerTest::aFileThatHoldsNoShowIsNamedWithTheReason_data()
+{
+    QTest::addColumn<QByteArray>("document");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("no file") << QByteArray() << QStringLiteral("No such file or directory");
+    QTest::newRow("no JSON") << QByteArray("Hamlet\n") << QStringLiteral("it is no JSON");
+    QTest::newRow("no show") << QByteArray("{\"show\": 1}") << QStringLiteral("show");
+}
+
+void IntercomServerTest::aFileThatHoldsNoShowIsNamedWithTheReason()
+{
+    QFETCH(QByteArray, document);
+    QFETCH(QString, reason);
+    const QString path = pathOf(QStringLiteral("no\nshow.json"));
+    if (!document.isEmpty()) {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(document), document.size());
+    }
+    ServerUnderTest server;
+    QVERIFY(server.start({path}));
+    const End notOnAir{false, 1};
+    QCOMPARE(server.waitForEnd(), notOnAir);
+    const QString error = server.errorText();
+    const QString expected = QStringLiteral("Cannot go on air: there is no show in \"%1\": ")
+                                 .arg(pathOf(QStringLiteral("no show.json")));
+    QVERIFY2(error.startsWith(expected), qPrintable(error));
+    QVERIFY2(error.sliced(expected.size()).contains(reason), qPrintable(error));
+    QVERIFY2(error.endsWith(QLatin1String(".\n")), qPrintable(error));
+    QCOMPARE(error.count(QLatin1Char('\n')), 1);
+    QCOMPARE(server.remainingLines(), QStringList());
+}
+
+void IntercomServerTest::aPortThatIsNoneIsRefused_data()
+{
+    QTest::addColumn<qint64>("port");
+    for (const qint64 port : {qint64{0}, qint64{-1}, qint64{65536}, qint64{1} << 40}) {
+        QTest::addRow("%lld", static_cast<long long>(port)) << port;
+    }
+}
+
+void IntercomServerTest::aPortThatIsNoneIsRefused()
+{
+    QFETCH(qint64, port);
+    ServerUnderTest server;
+    QVERIFY(server.start({writeShow(port)}));
+    const End notOnAir{false, 1};
+    QCOMPARE(server.waitForEnd(), notOnAir);
+    QCOMPARE(
+        server.errorText(), QStringLiteral("Cannot go on air: the show's OSC port is %1; choose "
+                                           "one from 1 to 65535 in the control window.\n")
+                                .arg(port));
+    QCOMPARE(server.remainingLines(), QStringList());
+}
+
+void IntercomServerTest::whoHoldsThePortIsNamed_data()
+{
+    QTest::addColumn<QHostAddress>("address");
+    QTest::newRow("both families") << QHostAddress(QHostAddress::Any);
+    QTest::newRow("IPv4") << QHostAddress(QHostAddress::AnyIPv4);
+    QTest::newRow("IPv6") << QHostAddress(QHostAddress::AnyIPv6);
+    QTest::newRow("IPv4 on this machine only") << QHostAddress(QHostAddress::LocalHost);
+    QTest::newRow("IPv6 on this machine only") << QHostAddress(QHostAddress::LocalHostIPv6);
+}
+
+void IntercomServerTest::whoHoldsThePortIsNamed()
+{
+    QFETCH(QHostAddress, address);
+    QUdpSocket holder;
+    QVERIFY(holder.bind(address, 0, QAbstractSocket::DontShareAddress));
+    ServerUnderTest server;
+    QVERIFY(server.start({writeShow(holder.localPort())}));
+    const End notOnAir{false, 1};
+    QCOMPARE(server.waitForEnd(), notOnAir);
+    const QString ourName =
+        QString::fromUtf8(kernelText(QStringLiteral("/proc/self/comm"))).trimmed();
+    QCOMPARE(
+        server.errorText(),
+        QStringLiteral("Cannot go on air: UDP port %1 is in use by %2 (process %3); end that "
+                       "program or choose another port in the control window.\n")
+            .arg(
+                QString::number(holder.localPort()), ourName,
+                QString::number(QCoreApplication::applicationPid())));
+    QCOMPARE(server.remainingLines(), QStringList());
+}
+
+void IntercomServerTest::twoServersDoNotShareAPort()
+{
+    const QString path = writeShow(m_port);
+    ServerUnderTest first;
+    QVERIFY(goOnAir(first, path));
+    ServerUnderTest second;
+    QVERIFY(second.start({path}));
+    const End notOnAir{false, 1};
+    QCOMPARE(second.waitForEnd(), notOnAir);
+    const QString holder = QStringLiteral(" is in use by IntercomServer (process %1); ");
+    QVERIFY(second.errorText().contains(holder.arg(first.processId())));
+    QCOMPARE(second.remainingLines(), QStringList());
+    QVERIFY(first.isRunning());
+}
+
+void IntercomServerTest::theFirstLineMeansOnAir()
+{
+    ServerUnderTest server;
+    QVERIFY(server.start({writeShow(m_port)}));
+    const auto first = server.nextLine();
+    QUdpSocket other;
+    QVERIFY(!other.bind(QHostAddress::Any, m_port, QAbstractSocket::DontShareAddress));
+    QCOMPARE(
+        first.value(), QStringLiteral("On air with \"Hamlet\": 6 channels, 1 role, OSC on UDP "
+                                      "port %1.")
+                           .arg(m_port));
+    QCOMPARE(server.nextLine().value(), secondLine);
+}
+
+void IntercomServerTest::aShowOfNothingIsOnAirToo()
+{
+    ShowFile show;
+    show.oscPort = m_port;
+    ServerUnderTest server;
+    QVERIFY(server.start({writeShow(show)}));
+    QCOMPARE(
+        server.nextLine().value(), QStringLiteral("On air with a show without a name: 0 channels, "
+                                                  "0 roles, OSC on UDP port %1.")
+                                       .arg(m_port));
+    QVERIFY(sendText(m_port, QStringLiteral("Anybody?")));
+    const QStringList expected = {
+        secondLine, received(QStringLiteral("Anybody?"), QStringLiteral("every channel"))};
+    QCOMPARE(server.linesThrough(QStringLiteral("Received")), expected);
+}
+
+void IntercomServerTest::ipv4AndIpv6BothArrive()
+{
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    for (const QString& host : {ipv4, ipv6}) {
+        QVERIFY(sendOsc(
+            host, m_port,
+            {QStringLiteral("message"), say, QStringLiteral("s"), QStringLiteral("Go")}));
+        QCOMPARE(
+            server.nextLine().value(),
+            received(QStringLiteral("Go"), QStringLiteral("every channel"), host));
+    }
+}
+
+void IntercomServerTest::anAnnouncementIsToldWithItsChannel_data()
+{
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("expected");
+    const QString go = QStringLiteral("Go");
+    const auto row = [&go](const QString& name, const QString& channel) {
+        QTest::newRow(qPrintable(name))
+            << QString(say + QLatin1Char('/') + name) << go
+            << received(go, QStringLiteral("channel \"%1\"").arg(channel));
+    };
+    row(QStringLiteral("Stage"), QStringLiteral("Stage"));
+    row(QStringLiteral("Green Room"), QStringLiteral("Green Room"));
+    row(QStringLiteral("Green%20Room"), QStringLiteral("Green Room"));
+    row(QStringLiteral("A/B"), QStringLiteral("A/B"));
+    row(QStringLiteral("100%"), QStringLiteral("100%"));
+    row(QStringLiteral("Bühne 🎭"), QStringLiteral("Bühne 🎭"));
+    row(QStringLiteral("Two%0ALines"), QStringLiteral("Two Lines"));
+    QTest::newRow("text of several lines")
+        << say << QStringLiteral("Places,\nplease\r\n\x1B[2J")
+        << received(QStringLiteral("Places, please  �[2J"), QStringLiteral("every channel"));
+    QTest::newRow("text like a placeholder")
+        << say << QStringLiteral("%3 %1 %L2")
+        << received(QStringLiteral("%3 %1 %L2"), QStringLiteral("every channel"));
+}
+
+void IntercomServerTest::anAnnouncementIsToldWithItsChannel()
+{
+    QFETCH(QString, address);
+    QFETCH(QString, text);
+    QFETCH(QString, expected);
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    QVERIFY(sendMessage(m_port, {address, QStringLiteral("s"), text}));
+    QCOMPARE(server.nextLine().value(), expected);
+}
+
+void IntercomServerTest::whatIsRefusedIsToldWithTheReason_data()
+{
+    QTest::addColumn<QStringList>("message");
+    QTest::addColumn<QString>("reason");
+    const auto row = [](const char* name, const QStringList& message, const QString& reason) {
+        QTest::newRow(name) << message << reason;
+    };
+    const QString text = QStringLiteral("s");
+    const QString go = QStringLiteral("Go");
+    row("no argument", {say}, QStringLiteral("it brings no text"));
+    row("a number", {say, QStringLiteral("i"), QStringLiteral("7")},
+        QStringLiteral("its argument is no text"));
+    row("a blob", {say, QStringLiteral("b"), go}, QStringLiteral("its argument is no text"));
+    row("two texts", {say, QStringLiteral("ss"), go, go},
+        QStringLiteral("it brings 2 arguments instead of one text"));
+    row("empty", {say, text, QString()}, QStringLiteral("its text is blank"));
+    row("blank", {say, text, QStringLiteral(" \n\t ")}, QStringLiteral("its text is blank"));
+    row("unknown channel", {say + QStringLiteral("/stage"), text, go},
+        QStringLiteral("the show has no channel \"stage\""));
+    row("no channel", {say + QStringLiteral("/"), text, go},
+        QStringLiteral("its address ends before the name of a channel"));
+    row("unknown address", {QStringLiteral("/cue/\n1"), text, go},
+        QStringLiteral(
+            "\"/cue/ 1\" is neither /wingbell/say nor /wingbell/say/ and a channel's name"));
+}
+
+void IntercomServerTest::whatIsRefusedIsToldWithTheReason()
+{
+    QFETCH(QStringList, message);
+    QFETCH(QString, reason);
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    QVERIFY(sendMessage(m_port, message));
+    QVERIFY(sendText(m_port, QStringLiteral("The end")));
+    const QStringList expected = {
+        QStringLiteral("Refused a message from %1: %2.").arg(ipv4, reason),
+        received(QStringLiteral("The end"), QStringLiteral("every channel"))};
+    QCOMPARE(server.linesThrough(QStringLiteral("The end")), expected);
+}
+
+void IntercomServerTest::aLongTextIsCutAndTheLineSaysSo()
+{
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    const QString kept = QStringLiteral("🎭").repeated(500);
+    QVERIFY(sendText(m_port, kept + QStringLiteral("!")));
+    QCOMPARE(
+        server.nextLine().value(),
+        QStringLiteral("Received \"%1\" (cut to 500 characters) for every channel from %2%3")
+            .arg(kept, ipv4, notYet));
+}
+
+void IntercomServerTest::aBundleIsHandledNowAndInOrder()
+{
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    QVERIFY(sendOsc(
+        ipv4, m_port,
+        {QStringLiteral("bundle"), say, QStringLiteral("one"), QStringLiteral("/none"),
+         QStringLiteral("two"), say + QStringLiteral("/Stage"), QStringLiteral("three")}));
+    const QStringList lines = server.linesThrough(QStringLiteral("three"));
+    QCOMPARE(lines.size(), 3);
+    QCOMPARE(lines.at(0), received(QStringLiteral("one"), QStringLiteral("every channel")));
+    QVERIFY(lines.at(1).startsWith(QLatin1String("Refused a message from 127.0.0.1: \"/none\"")));
+    QCOMPARE(lines.at(2), received(QStringLiteral("three"), QStringLiteral("channel \"Stage\"")));
+}
+
+void IntercomServerTest::bundlesInsideBundlesAreBounded()
+{
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    for (const char* depth : {"8", "9", "1000"}) {
+        QVERIFY(sendOsc(
+            ipv4, m_port,
+            {QStringLiteral("nested"), QString::fromLatin1(depth), say, QStringLiteral("deep")}));
+    }
+    const QString refused =
+        QStringLiteral("Refused a packet from 127.0.0.1: its bundles stand more than 8 deep.");
+    QCOMPARE(
+        server.nextLine().value(),
+        received(QStringLiteral("deep"), QStringLiteral("every channel")));
+    QCOMPARE(server.nextLine().value(), refused);
+    QCOMPARE(server.nextLine().value(), refused);
+}
+
+void IntercomServerTest::theLargestDatagramIsTaken()
+{
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    constexpr qsizetype largest = qsizetype{65507} / 4 * 4;
+    const QByteArray head("/wingbell/say\0\0\0,s\0\0", 20);
+    const QByteArray packet = head + QByteArray(largest - head.size() - 1, 'x') + '\0';
+    QVERIFY(sendBytes(m_port, packet));
+    const QString line = server.nextLine().value();
+    QVERIFY2(line.contains(QLatin1String("xxx\" (cut to 500 characters) for ")), qPrintable(line));
+}
+
+void IntercomServerTest::malformedPacketsAreSurvived()
+{
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    const QByteArray whole("/wingbell/say\0\0\0,s\0\0Go!\0", 24);
+    std::mt19937 random(47000); // NOLINT(bugprone-random-generator-seed): the same every time
+    for (int round = 0; round < 2000; ++round) {
+        QByteArray packet(static_cast<qsizetype>(random() % 64), '\0');
+        std::generate(packet.begin(), packet.end(), [&random] { return char(random() & 0xFFU); });
+        if (round % 4 == 0) {
+            packet = whole.left(round / 4 % whole.size()); // every length but the whole
+        } else if (round % 4 == 1) {
+            packet = "#bundle" + packet;
+        }
+        QVERIFY(sendBytes(m_port, packet));
+        if (round % 50 == 0) {
+            QTRY_COMPARE(bytesWaiting(m_port), 0);
+        }
+    }
+    QTRY_COMPARE(bytesWaiting(m_port), 0);
+    QVERIFY(sendText(m_port, QStringLiteral("Still here")));
+    const QStringList lines = server.linesThrough(QStringLiteral("Still here"));
+    QCOMPARE(
+        lines.constLast(), received(QStringLiteral("Still here"), QStringLiteral("every channel")));
+    for (const QString& line : lines.first(lines.size() - 1)) {
+        QVERIFY2(line.startsWith(QLatin1String("Refused ")), qPrintable(line));
+    }
+    server.signal(SIGTERM);
+    QCOMPARE(server.waitForEnd(), cleanEnd);
+    QCOMPARE(server.errorText(), QString());
+}
+
+void IntercomServerTest::aFloodIsCountedAndNotEchoed()
+{
+    constexpr int sent = 150; // fits into what the kernel keeps, so that none is lost
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(sendOsc(
+        ipv4, m_port,
+        {QStringLiteral("repeat"), QString::number(sent), say, QStringLiteral("Flood")}));
+    QVERIFY(sendMessage(m_port, {QStringLiteral("/other")}));
+
+    const QRegularExpression number(QStringLiteral(
+        "^Received (\\d+) more announcements? within a second; announcements are not spoken "
+        "yet\\.$"));
+    int echoed = 0;
+    int told = 0;
+    int numbers = 0;
+    int others = 0;
+    while (echoed + told < sent) {
+        const QString line = server.nextLine().value();
+        const auto match = number.match(line);
+        if (match.hasMatch()) {
+            told += match.captured(1).toInt();
+            ++numbers;
+        } else if (line.contains(QLatin1String("\"/other\""))) {
+            ++others;
+        } else {
+            QCOMPARE(line, received(QStringLiteral("Flood"), QStringLiteral("every channel")));
+            ++echoed;
+        }
+    }
+    const auto seconds = static_cast<int>(timer.elapsed() / 1000 + 1);
+    QCOMPARE(echoed + told, sent);
+    QVERIFY2(echoed >= 3 && echoed <= 3 * seconds, qPrintable(QString::number(echoed)));
+    QVERIFY2(numbers >= 1 && numbers <= seconds, qPrintable(QString::number(numbers)));
+    QCOMPARE(others, 1);
+
+    // What is still held back is told before the end.
+    QVERIFY(sendOsc(
+        ipv4, m_port,
+        {QStringLiteral("repeat"), QStringLiteral("5"), QStringLiteral("/none"),
+         QStringLiteral("Flood")}));
+    QTRY_COMPARE(bytesWaiting(m_port), 0);
+    server.signal(SIGTERM);
+    QCOMPARE(server.waitForEnd(), cleanEnd);
+    QVERIFY(server.remainingLines()
+                .join(QLatin1Char('\n'))
+                .contains(QRegularExpression(
+                    QStringLiteral("Refused \\d more messages? within a second: unknown "
+                                   "address\\.\nOff air after "))));
+}
+
+void IntercomServerTest::atRestItSleepsUntilSomethingComes()
+{
+#ifdef __x86_64__
+    // What the kernel says of a waiting poll(): its number and its arguments, the third of which is
+    // how long to wait at most; all bits set is for ever.
+    const QRegularExpression waiting(QStringLiteral("^7 \\S+ \\S+ (0x[0-9a-f]+) "));
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    const QString path = QStringLiteral("/proc/%1/syscall").arg(server.processId());
+    const auto timeout = [&path, &waiting] {
+        const auto match = waiting.match(QString::fromLatin1(kernelText(path)));
+        return match.hasMatch() ? match.captured(1).toULongLong(nullptr, 16) : 0;
+    };
+    if (kernelText(path).isEmpty()) {
+        QSKIP("This kernel does not tell what a program waits for.");
+    }
+    QTRY_COMPARE(timeout() & 0xFFFFFFFFU, 0xFFFFFFFFU);
+    QVERIFY(sendOsc(
+        ipv4, m_port,
+        {QStringLiteral("repeat"), QStringLiteral("9"), say, QStringLiteral("Flood")}));
+    QVERIFY(!server.linesThrough(QStringLiteral(" more ")).isEmpty());
+    QTRY_COMPARE(timeout() & 0xFFFFFFFFU, 0xFFFFFFFFU);
+#else
+    QSKIP("How the kernel tells what a program waits for differs between machines.");
+#endif
+}
+
+void IntercomServerTest::aStopSignalEndsItWithTheTimeOnAir_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::newRow("terminate") << SIGTERM;
+    QTest::newRow("interrupt") << SIGINT;
+}
+
+void IntercomServerTest::aStopSignalEndsItWithTheTimeOnAir()
+{
+    QFETCH(int, number);
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    QElapsedTimer timer;
+    timer.start();
+    server.signal(number);
+    QCOMPARE(server.waitForEnd(), cleanEnd);
+    QVERIFY2(timer.elapsed() < longestStop, qPrintable(QString::number(timer.elapsed())));
+    const QStringList lines = server.remainingLines();
+    QCOMPARE(lines.size(), 1);
+    const QRegularExpression offAir(
+        QStringLiteral("^Off air after (less than a|\\d+) seconds?\\.$"));
+    QVERIFY2(lines.at(0).contains(offAir), qPrintable(lines.at(0)));
+    QCOMPARE(server.errorText(), QString());
+    QUdpSocket next;
+    QVERIFY(next.bind(QHostAddress::Any, m_port, QAbstractSocket::DontShareAddress));
+}
+
+void IntercomServerTest::aStopSignalRightAfterTheLaunchNeverHangs()
+{
+    const QString path = writeShow(m_port);
+    const End bySignal{true, SIGTERM};
+    for (int round = 0; round < 20; ++round) {
+        ServerUnderTest server;
+        QVERIFY(server.start({path}));
+        server.signal(SIGTERM);
+        const auto end = server.waitForEnd();
+        QVERIFY(end);
+        QVERIFY2(end == cleanEnd || end == bySignal, qPrintable(server.errorText()));
+    }
+}
+
+void IntercomServerTest::itStopsWhileNobodyReadsItsOutput()
+{
+    const NamedPipe pipe(pathOf(QStringLiteral("output")));
+    ServerUnderTest server;
+    server.sendOutputTo(pathOf(QStringLiteral("output")));
+    QVERIFY(server.start({writeShow(m_port)}));
+    QVERIFY(pipe.readThrough(secondLine.toUtf8() + '\n').startsWith("On air "));
+    pipe.fill();
+    QVERIFY(sendText(m_port, QStringLiteral("Nobody reads this")));
+    QTRY_COMPARE(bytesWaiting(m_port), 0);
+    QVERIFY(server.isRunning());
+    QElapsedTimer timer;
+    timer.start();
+    server.signal(SIGTERM);
+    QCOMPARE(server.waitForEnd(), cleanEnd);
+    QVERIFY2(timer.elapsed() < longestStop, qPrintable(QString::number(timer.elapsed())));
+}
+
+void IntercomServerTest::aReaderWhoComesBackGetsTheLines()
+{
+    const NamedPipe pipe(pathOf(QStringLiteral("output")));
+    ServerUnderTest server;
+    server.sendOutputTo(pathOf(QStringLiteral("output")));
+    QVERIFY(server.start({writeShow(m_port)}));
+    QVERIFY(pipe.readThrough(secondLine.toUtf8() + '\n').startsWith("On air "));
+    pipe.fill();
+    QVERIFY(sendText(m_port, QStringLiteral("first")));
+    QVERIFY(sendText(m_port, QStringLiteral("second")));
+    QTRY_COMPARE(bytesWaiting(m_port), 0);
+    const QByteArray output = pipe.readThrough("\"second\" for every channel from 127.0.0.1");
+    const qsizetype first = output.indexOf("Received \"first\"");
+    QVERIFY(first >= 0);
+    QVERIFY(output.indexOf("Received \"second\"") > first);
+    server.signal(SIGTERM);
+    QCOMPARE(server.waitForEnd(), cleanEnd);
+    QVERIFY(pipe.readThrough("Off air after ").contains("Off air after "));
+}
+
+void IntercomServerTest::itStaysOnAirWhenItsOutputIsBroken()
+{
+    NamedPipe pipe(pathOf(QStringLiteral("output")));
+    ServerUnderTest server;
+    server.sendOutputTo(pathOf(QStringLiteral("output")));
+    QVERIFY(server.start({writeShow(m_port)}));
+    QVERIFY(pipe.readThrough(secondLine.toUtf8() + '\n').startsWith("On air "));
+    pipe.closeReader();
+    for (int count = 0; count < 3; ++count) {
+        QVERIFY(sendText(m_port, QStringLiteral("Nobody can read this")));
+        QTRY_COMPARE(bytesWaiting(m_port), 0);
+    }
+    QVERIFY(server.isRunning());
+    server.signal(SIGTERM);
+    QCOMPARE(server.waitForEnd(), cleanEnd);
+    QCOMPARE(server.errorText(), QString());
+}
+
+void IntercomServerTest::itStaysOnAirWithoutAnyOutput()
+{
+    ServerUnderTest server;
+    QVERIFY(server.start(
+        {QStringLiteral("-c"), QStringLiteral("exec \"$0\" \"$1\" <&- >&- 2>&-"),
+         QStringLiteral(WINGBELL_SERVER), writeShow(m_port)},
+        QStringLiteral("/bin/sh")));
+    QTRY_COMPARE(bytesWaiting(m_port), 0);
+    // Nothing that the server opened stands in for its output and gets the lines.
+    const QString output = QStringLiteral("/proc/%1/fd/1").arg(server.processId());
+    QCOMPARE(QFile::symLinkTarget(output), QStringLiteral("/dev/null"));
+    QVERIFY(sendText(m_port, QStringLiteral("Nobody can read this")));
+    QTRY_COMPARE(bytesWaiting(m_port), 0);
+    QVERIFY(server.isRunning());
+    server.signal(SIGTERM);
+    QCOMPARE(server.waitForEnd(), cleanEnd);
+}
+
+QTEST_GUILESS_MAIN(IntercomServerTest)
+#include "IntercomServerTest.moc"

@@ -1,0 +1,69 @@
+#include "relay/LineText.h"
+
+#include <QTest>
+
+using namespace wingbell;
+
+class LineTextTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void everyLineBreakBecomesASpace();
+    void controlsAreReplaced();
+    void textThatDisturbsNothingStays();
+    void charactersAreCountedAsCodePoints();
+    void aCharacterLongerThanTheLimitIsPartedAfterAll();
+    void aLongTextIsQuotedInPart();
+    void blankIsWhatShowsNothing();
+};
+
+void LineTextTest::everyLineBreakBecomesASpace()
+{
+    QCOMPARE(
+        onOneLine(u"a\nb\rc\td\ve\ff\u0085g\u2028h\u2029i"), QStringLiteral("a b c d e f g h i"));
+}
+
+void LineTextTest::controlsAreReplaced()
+{
+    const QString text =
+        QChar(u'\0') + QStringLiteral("\u001B[2J\u007F\u009B\u202Etxt\u2066\u200F");
+    QCOMPARE(onOneLine(text), QStringLiteral("��[2J���txt��"));
+}
+
+void LineTextTest::textThatDisturbsNothingStays()
+{
+    const QString text = QStringLiteral("Bühne \"A\" 👩‍🚀 שלום %1 \\n");
+    QCOMPARE(onOneLine(text), text);
+}
+
+void LineTextTest::charactersAreCountedAsCodePoints()
+{
+    QCOMPARE(firstCharacters(u"🎭🎭🎭", 2), QStringView(u"🎭🎭"));
+    QCOMPARE(firstCharacters(u"🎭🎭", 2), QStringView(u"🎭🎭"));
+    QCOMPARE(firstCharacters(u"abc", 0), QStringView());
+    QCOMPARE(firstCharacters(u"ae\u0301b", 2), QStringView(u"a"));
+}
+
+void LineTextTest::aCharacterLongerThanTheLimitIsPartedAfterAll()
+{
+    QCOMPARE(firstCharacters(u"e\u0301\u0301\u0301", 2), QStringView(u"e\u0301"));
+}
+
+void LineTextTest::aLongTextIsQuotedInPart()
+{
+    QCOMPARE(quoted(u"Stage"), QStringLiteral("\"Stage\""));
+    QCOMPARE(quoted(u"Stage", 5), QStringLiteral("\"Stage\""));
+    QCOMPARE(quoted(u"Stage", 4), QStringLiteral("\"Stag…\""));
+}
+
+void LineTextTest::blankIsWhatShowsNothing()
+{
+    QVERIFY(isBlank(u""));
+    QVERIFY(isBlank(u" \t\n\u00A0\u3000\u200B\u0007"));
+    QVERIFY(!isBlank(u" . "));
+    QVERIFY(!isBlank(u"🎭"));
+}
+
+QTEST_APPLESS_MAIN(LineTextTest)
+#include "LineTextTest.moc"

@@ -1,0 +1,304 @@
+#include "relay/OscPacket.h"
+#include "relay/AnnouncementReading.h"
+
+#include <QTest>
+#include <QtEndian>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+
+using namespace wingbell;
+
+namespace {
+
+/// `text` as OSC has it: with one zero byte behind it or more, up to a multiple of four.
+QByteArray oscString(QByteArray text)
+{
+    const qsizetype padded = (text.size() / 4 + 1) * 4;
+    return text.append(padded - text.size(), '\0');
+}
+
+QByteArray
+message(const QByteArray& address, const QByteArray& typeTags, const QByteArray& arguments = {})
+{
+    return oscString(address) + oscString(',' + typeTags) + arguments;
+}
+
+QByteArray say(const QByteArray& text, const QByteArray& address = "/wingbell/say")
+{
+    return message(address, "s", oscString(text));
+}
+
+QByteArray length(quint32 bytes)
+{
+    QByteArray result(4, '\0');
+    qToBigEndian(bytes, result.data());
+    return result;
+}
+
+const QByteArray now = QByteArray(7, '\0') + '\x01';
+
+QByteArray bundle(const QList<QByteArray>& elements)
+{
+    QByteArray result = oscString("#bundle") + now;
+    for (const QByteArray& element : elements) {
+        result += length(static_cast<quint32>(element.size())) + element;
+    }
+    return result;
+}
+
+QByteArray nested(int depth, QByteArray inside)
+{
+    for (int level = 0; level < depth; ++level) {
+        inside = bundle({inside});
+    }
+    return inside;
+}
+
+/// The texts of the messages; for one that cannot be read, the reason between angle brackets.
+QStringList texts(const QByteArray& packet)
+{
+    QStringList result;
+    for (const OscElement& element : readOscPacket(packet)) {
+        const auto* refusal = std::get_if<Refusal>(&element);
+        result.append(
+            refusal ? QLatin1Char('<') + refusal->reason + QLatin1Char('>')
+                    : QString::fromUtf8(std::get<OscMessage>(element).text));
+    }
+    return result;
+}
+
+/// Reads from a block of memory of exactly that size, so that a sanitizer sees a byte too far.
+std::vector<OscElement> readExactly(const QByteArray& packet)
+{
+    const auto size = static_cast<std::size_t>(packet.size());
+    const auto memory = std::make_unique<char[]>(size);
+    std::copy(packet.begin(), packet.end(), memory.get());
+    return readOscPacket(QByteArrayView(memory.get(), packet.size()));
+}
+
+} // namespace
+
+class OscPacketTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aMessageIsRead();
+    void aSymbolIsReadAsAText();
+    void aTextIsOnlyTheFirstArgument();
+    void otherArgumentsAreAllowed();
+    void aBundleGivesItsMessagesInOrder();
+    void aBundleOfNothingHoldsNothing();
+    void bundlesInsideBundlesAreRead();
+    void bundlesTooDeepAreRefused();
+    void aBundleOfTooManyMessagesIsRefused();
+    void aBrokenMessageLeavesTheOthersOfItsBundle();
+    void aBrokenBundleIsRefusedAsAWhole_data();
+    void aBrokenBundleIsRefusedAsAWhole();
+    void aBrokenMessageIsRefused_data();
+    void aBrokenMessageIsRefused();
+    void theLargestTextIsRead();
+    void noBytesWhateverDoHarm();
+};
+
+void OscPacketTest::aMessageIsRead()
+{
+    const std::vector<OscElement> elements = readOscPacket(say("Places"));
+    QCOMPARE(elements.size(), std::size_t{1});
+    const OscMessage expected{"/wingbell/say", "s", "Places"};
+    QCOMPARE(std::get<OscMessage>(elements.front()), expected);
+}
+
+void OscPacketTest::aSymbolIsReadAsAText()
+{
+    const std::vector<OscElement> elements = readOscPacket(message("/a", "S", oscString("Go")));
+    const OscMessage expected{"/a", "S", "Go"};
+    QCOMPARE(std::get<OscMessage>(elements.at(0)), expected);
+}
+
+void OscPacketTest::aTextIsOnlyTheFirstArgument()
+{
+    const QByteArray packet = message("/a", "is", QByteArray(4, '\0') + oscString("Go"));
+    const OscMessage expected{"/a", "is", {}};
+    QCOMPARE(std::get<OscMessage>(readOscPacket(packet).at(0)), expected);
+}
+
+void OscPacketTest::otherArgumentsAreAllowed()
+{
+    const QByteArray blob = length(5) + QByteArray("bytes\0\0\0", 8);
+    const QByteArray packet = message("/a", "fhdtTFNIb", QByteArray(4 + 8 + 8 + 8, '\x7F') + blob);
+    const OscMessage expected{"/a", "fhdtTFNIb", {}};
+    QCOMPARE(std::get<OscMessage>(readOscPacket(packet).at(0)), expected);
+}
+
+void OscPacketTest::aBundleGivesItsMessagesInOrder()
+{
+    const QByteArray packet = bundle({say("one"), bundle({say("two"), say("three")}), say("four")});
+    const QStringList expected = {
+        QStringLiteral("one"), QStringLiteral("two"), QStringLiteral("three"),
+        QStringLiteral("four")};
+    QCOMPARE(texts(packet), expected);
+}
+
+void OscPacketTest::aBundleOfNothingHoldsNothing()
+{
+    QCOMPARE(texts(bundle({})), QStringList());
+}
+
+void OscPacketTest::bundlesInsideBundlesAreRead()
+{
+    QCOMPARE(texts(nested(deepestOscBundle, say("deep"))), QStringList(QStringLiteral("deep")));
+}
+
+void OscPacketTest::bundlesTooDeepAreRefused()
+{
+    const QStringList expected(QStringLiteral("<its bundles stand more than 8 deep>"));
+    QCOMPARE(texts(nested(deepestOscBundle + 1, say("deep"))), expected);
+    QCOMPARE(texts(nested(2500, say("deep"))), expected);
+}
+
+void OscPacketTest::aBundleOfTooManyMessagesIsRefused()
+{
+    QList<QByteArray> messages(mostOscMessages, say("again"));
+    QCOMPARE(texts(bundle(messages)).size(), qsizetype{mostOscMessages});
+    messages.append(say("too much"));
+    const QStringList expected(QStringLiteral("<it holds more than 256 messages>"));
+    QCOMPARE(texts(bundle(messages)), expected);
+}
+
+void OscPacketTest::aBrokenMessageLeavesTheOthersOfItsBundle()
+{
+    const QStringList expected = {
+        QStringLiteral("one"), QStringLiteral("<its arguments do not fit their types>"),
+        QStringLiteral("two")};
+    QCOMPARE(texts(bundle({say("one"), message("/a", "z"), say("two")})), expected);
+}
+
+void OscPacketTest::aBrokenBundleIsRefusedAsAWhole_data()
+{
+    QTest::addColumn<QByteArray>("packet");
+    const QByteArray head = oscString("#bundle");
+    QTest::newRow("no time tag") << head;
+    QTest::newRow("half a time tag") << head + QByteArray(4, '\0');
+    QTest::newRow("half a length") << bundle({say("one")}) + QByteArray(2, '\0');
+    QTest::newRow("length beyond the end") << bundle({say("one")}) + length(4);
+    QTest::newRow("greatest length") << bundle({say("one")}) + length(0xFFFFFFFF) + say("two");
+    QTest::newRow("length of nothing") << bundle({say("one")}) + length(0);
+    QTest::newRow("odd length") << bundle({say("one")}) + length(5) + QByteArray(5, '\0');
+    QTest::newRow("cut off") << bundle({say("one"), say("two")}).chopped(4);
+    QTest::newRow("broken inside") << bundle({say("one"), bundle({say("two")}).chopped(4)});
+}
+
+void OscPacketTest::aBrokenBundleIsRefusedAsAWhole()
+{
+    QFETCH(QByteArray, packet);
+    const std::vector<OscElement> elements = readExactly(packet);
+    QCOMPARE(elements.size(), std::size_t{1});
+    QVERIFY(std::holds_alternative<Refusal>(elements.front()));
+    QVERIFY(std::get<Refusal>(elements.front()).reason.startsWith(QLatin1String("its bundle ")));
+}
+
+void OscPacketTest::aBrokenMessageIsRefused_data()
+{
+    QTest::addColumn<QByteArray>("packet");
+    QTest::addColumn<QString>("reason");
+    const QString notOsc = QStringLiteral("it does not begin as an OSC message or bundle must");
+    const QString address = QStringLiteral("its address does not end as one must");
+    const QString types = QStringLiteral("it does not say of what type its arguments are");
+    const QString arguments = QStringLiteral("its arguments do not fit their types");
+    const QString size = QStringLiteral("its length does not fit its arguments");
+
+    QTest::newRow("nothing") << QByteArray() << QStringLiteral("it is empty");
+    QTest::newRow("plain text") << QByteArray("Hello") << notOsc;
+    QTest::newRow("almost a bundle") << QByteArray("#bundlf\0", 8) + now << notOsc;
+    QTest::newRow("address without an end") << QByteArray("/a/b") << address;
+    QTest::newRow("dirty padding") << QByteArray("/a\0x,\0\0\0", 8) << address;
+    QTest::newRow("no types") << oscString("/a") << types;
+    QTest::newRow("types without a comma") << oscString("/a") + oscString("s") << types;
+    QTest::newRow("types without an end") << oscString("/a") + ",sss" << types;
+    QTest::newRow("unknown type") << message("/a", "z") << arguments;
+    QTest::newRow("argument missing") << message("/a", "s") << arguments;
+    QTest::newRow("text without an end") << message("/a", "s", "text") << arguments;
+    QTest::newRow("half a number") << message("/a", "d", QByteArray(4, '\0')) << arguments;
+    QTest::newRow("blob beyond the end") << message("/a", "b", length(64) + "1234") << arguments;
+    QTest::newRow("greatest blob") << message("/a", "b", length(0xFFFFFFFF) + "1234") << arguments;
+    QTest::newRow("more than its types say") << message("/a", "i", QByteArray(8, '\0')) << size;
+}
+
+void OscPacketTest::aBrokenMessageIsRefused()
+{
+    QFETCH(QByteArray, packet);
+    QFETCH(QString, reason);
+    const std::vector<OscElement> elements = readExactly(packet);
+    QCOMPARE(elements.size(), std::size_t{1});
+    const Refusal expected{LineCause::Unreadable, reason};
+    QVERIFY(std::holds_alternative<Refusal>(elements.front()));
+    QCOMPARE(std::get<Refusal>(elements.front()).reason, expected.reason);
+    QCOMPARE(std::get<Refusal>(elements.front()).cause, expected.cause);
+}
+
+void OscPacketTest::theLargestTextIsRead()
+{
+    constexpr qsizetype largestOverIpv4 = 65507;
+    const qsizetype around = say({}).size();
+    const QByteArray packet = say(QByteArray((largestOverIpv4 - around) / 4 * 4 + 3, 'x'));
+    QCOMPARE(packet.size(), largestOverIpv4 / 4 * 4);
+    QCOMPARE(texts(packet).at(0).size(), packet.size() - around + 3);
+}
+
+void OscPacketTest::noBytesWhateverDoHarm()
+{
+    const QList<QByteArray> whole = {
+        say("Places, please"),
+        say("Go", "/wingbell/say/Green%20Room"),
+        bundle({say("one"), bundle({say("two")}), message("/a", "ifb", QByteArray(16, '\0'))}),
+        nested(deepestOscBundle, say("deep")),
+        message("/wingbell/say", "hdtcmTFNI", QByteArray(8 * 3 + 4 * 2, '\x55')),
+    };
+    const QStringList channels(QStringLiteral("Green Room"));
+    std::mt19937 random(20240517); // NOLINT(bugprone-random-generator-seed): the same every time
+    const auto below = [&random](qsizetype bound) {
+        return static_cast<qsizetype>(random() % static_cast<unsigned>(bound));
+    };
+    int read = 0;
+    int refused = 0;
+    for (int round = 0; round < 20000; ++round) {
+        QByteArray packet = whole.at(below(whole.size()));
+        for (qsizetype change = below(5); change >= 0 && !packet.isEmpty(); --change) {
+            const qsizetype at = below(packet.size());
+            switch (below(4)) {
+            case 0:
+                packet[at] = static_cast<char>(below(256));
+                break;
+            case 1:
+                packet.truncate(at);
+                break;
+            case 2:
+                packet.insert(at, packet.mid(below(packet.size()), 8));
+                break;
+            default:
+                packet.remove(at, below(8));
+            }
+        }
+        for (const OscElement& element : readExactly(packet)) {
+            if (const auto* message = std::get_if<OscMessage>(&element)) {
+                ++read;
+                QVERIFY(message->address.startsWith('/'));
+                const AnnouncementReading reading = readAnnouncement(*message, channels);
+                const auto* announcement = std::get_if<Announcement>(&reading);
+                QVERIFY(!announcement || !announcement->text.isEmpty());
+            } else {
+                ++refused;
+                QVERIFY(!std::get<Refusal>(element).reason.isEmpty());
+            }
+        }
+    }
+    // Both ways are gone often enough for the above to mean something.
+    QVERIFY2(read > 1000, qPrintable(QString::number(read)));
+    QVERIFY2(refused > 10000, qPrintable(QString::number(refused)));
+}
+
+QTEST_APPLESS_MAIN(OscPacketTest)
+#include "OscPacketTest.moc"

@@ -1,0 +1,86 @@
+#include "ServerUnderTest.h"
+
+#include <QDeadlineTimer>
+
+#include <csignal>
+#include <sys/prctl.h>
+
+ServerUnderTest::ServerUnderTest()
+{
+    // A test program that is killed, being late, runs no destructor.
+    m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
+}
+
+ServerUnderTest::~ServerUnderTest()
+{
+    if (isRunning()) {
+        m_process.kill();
+        m_process.waitForFinished(patience);
+    }
+}
+
+bool ServerUnderTest::start(const QStringList& arguments, const QString& program)
+{
+    m_process.start(program.isEmpty() ? QStringLiteral(WINGBELL_SERVER) : program, arguments);
+    return m_process.waitForStarted(patience);
+}
+
+std::optional<QString> ServerUnderTest::nextLine()
+{
+    const QDeadlineTimer deadline(patience);
+    for (;;) {
+        m_unread += m_process.readAllStandardOutput();
+        const qsizetype end = m_unread.indexOf('\n');
+        if (end >= 0) {
+            const QString line = QString::fromUtf8(m_unread.left(end));
+            m_unread.remove(0, end + 1);
+            return line;
+        }
+        const int left = static_cast<int>(deadline.remainingTime());
+        if (left <= 0 || !m_process.waitForReadyRead(left)) {
+            m_unread += m_process.readAllStandardOutput();
+            if (!m_unread.contains('\n')) {
+                return std::nullopt;
+            }
+        }
+    }
+}
+
+QStringList ServerUnderTest::linesThrough(const QString& last)
+{
+    QStringList lines;
+    while (const auto line = nextLine()) {
+        lines.append(*line);
+        if (line->contains(last)) {
+            break;
+        }
+    }
+    return lines;
+}
+
+void ServerUnderTest::signal(int number) const
+{
+    ::kill(static_cast<pid_t>(m_process.processId()), number);
+}
+
+std::optional<ServerUnderTest::End> ServerUnderTest::waitForEnd()
+{
+    if (isRunning() && !m_process.waitForFinished(patience)) {
+        return std::nullopt;
+    }
+    return End{m_process.exitStatus() == QProcess::CrashExit, m_process.exitCode()};
+}
+
+QStringList ServerUnderTest::remainingLines()
+{
+    QStringList lines;
+    while (const auto line = nextLine()) {
+        lines.append(*line);
+    }
+    return lines;
+}
+
+QString ServerUnderTest::errorText()
+{
+    return QString::fromUtf8(m_process.readAllStandardError());
+}

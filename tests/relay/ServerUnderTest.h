@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QProcess>
+#include <QStringList>
+
+#include <optional>
+
+/// A running IntercomServer, and what it said. Ended with its owner, and with the test
+/// program, whatever becomes of them.
+///
+/// Every wait ends with what it waits for, or with a failure after `patience`.
+class ServerUnderTest
+{
+public:
+    static constexpr int patience = 30'000; ///< milliseconds, for the slowest machine
+
+    /// How a server ended: with an exit status or by a signal.
+    struct End
+    {
+        bool bySignal = false;
+        int status = 0;
+
+        friend bool operator==(const End&, const End&) = default;
+    };
+
+    ServerUnderTest();
+    ~ServerUnderTest();
+    Q_DISABLE_COPY_MOVE(ServerUnderTest)
+
+    /// To be called before start(): a named pipe that takes the standard output.
+    void sendOutputTo(const QString& path) { m_process.setStandardOutputFile(path); }
+
+    /// Runs the server itself or, with a `program`, whatever becomes it.
+    [[nodiscard]] bool start(const QStringList& arguments, const QString& program = {});
+    [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }
+    [[nodiscard]] qint64 processId() const { return m_process.processId(); }
+
+    /// The next line, without its line feed; none when the output ended.
+    [[nodiscard]] std::optional<QString> nextLine();
+    /// The lines up to the first one that contains `last`, that one included; all of them when the
+    /// output ended before.
+    [[nodiscard]] QStringList linesThrough(const QString& last);
+
+    void signal(int number) const;
+    /// Waits for the end; none when it does not come.
+    [[nodiscard]] std::optional<End> waitForEnd();
+    /// What is left of the output after the end, and all of standard error.
+    [[nodiscard]] QStringList remainingLines();
+    [[nodiscard]] QString errorText();
+
+private:
+    QProcess m_process;
+    QByteArray m_unread;
+};
