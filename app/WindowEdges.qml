@@ -69,6 +69,6 @@ Item {
 
         acceptedButtons: Qt.LeftButton
 
-        onPressed: frame.dragged(edges)
+        onPressed: (parent as WindowEdges)?.dragged(edges)
     }
 }

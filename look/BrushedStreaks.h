@@ -5,7 +5,7 @@
 namespace wingbell {
 
 /// A texture of faint diagonal hairlines that fills the item, as on brushed metal.
-class BrushedStreaks : public PaintedSurface
+class BrushedStreaks : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT

@@ -7,7 +7,7 @@
 namespace wingbell {
 
 /// A pill that fills the item: a fill and, centred on its edge, an outline 1 point wide.
-class Capsule : public PaintedSurface
+class Capsule : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT

@@ -9,7 +9,7 @@ namespace wingbell {
 void paintHexBolt(QPainter& painter, const QPointF& topLeft, double diameter);
 
 /// A round bolt head with a hexagon and its shadow; a decoration that no screen reader tells.
-class HexBolt : public PaintedSurface
+class HexBolt : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT

@@ -7,7 +7,7 @@
 namespace wingbell {
 
 /// A rounded plate whose outline is clipped to its own shape, as of glass set into steel.
-class InsetPlate : public PaintedSurface
+class InsetPlate : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT

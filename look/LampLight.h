@@ -7,7 +7,7 @@
 namespace wingbell {
 
 /// A round lamp of one colour with a glow around it and a steel ring on it; static.
-class LampLight : public PaintedSurface
+class LampLight : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT

@@ -7,7 +7,7 @@
 namespace wingbell {
 
 /// One line of lettering filled with lit gold, with a golden glow around it.
-class LitText : public PaintedSurface
+class LitText : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT

@@ -12,6 +12,7 @@ namespace wingbell {
 class PaintedSurface : public QQuickItem
 {
     Q_OBJECT
+    QML_ANONYMOUS
 
 public:
     explicit PaintedSurface(QQuickItem* parent = nullptr);

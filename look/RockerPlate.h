@@ -8,7 +8,7 @@ namespace wingbell {
 
 /// The surfaces of a two-sided switch: a steel housing with its shadow and a face of two halves,
 /// one of them lit. Its labels are its user's.
-class RockerPlate : public PaintedSurface
+class RockerPlate : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT

@@ -5,7 +5,7 @@
 namespace wingbell {
 
 /// A rounded plate of brushed steel that fills the item.
-class SteelPanelBackground : public PaintedSurface
+class SteelPanelBackground : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT

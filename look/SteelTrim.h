@@ -6,7 +6,7 @@ namespace wingbell {
 
 /// A strip of steel with a gold line along its top and a bolt at each end; it casts a shadow
 /// downwards. As high as its user makes it.
-class SteelTrim : public PaintedSurface
+class SteelTrim : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT

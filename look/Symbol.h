@@ -8,7 +8,7 @@ namespace wingbell {
 
 /// One of the desk's symbols, by its name (see symbolOutline), as large as in a font of `fontSize`
 /// points. The square around it is its implicit size.
-class Symbol : public PaintedSurface
+class Symbol : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT

@@ -3,6 +3,6 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 mkdir -p docs/pictures
-WINGBELL_SCREEN=900x840x24 tests/desktop/in_private_root.sh build \
-    /usr/bin/python3 /tests/desktop/take_pictures.py | tar -x -C docs/pictures
+WINGBELL_OUTPUT=$PWD/docs/pictures WINGBELL_SCREEN=900x840x24 tests/desktop/in_private_root.sh build \
+    /usr/bin/python3 /tests/desktop/take_pictures.py
 ls -l docs/pictures

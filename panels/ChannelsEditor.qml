@@ -32,8 +32,10 @@ Column {
             textColor: "white"
             tint: Theme.steelMid
 
-            onClicked: editor.config.removeChannel(name)
+            onClicked: (parent as FlowChips)?.chosen(name)
         }
+
+        onChosen: name => editor.config.removeChannel(name)
     }
     Row {
         spacing: 8

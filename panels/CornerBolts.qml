@@ -3,17 +3,25 @@ import Wingbell.Look
 
 // A bolt in each corner of a plate.
 Item {
-    id: plate
+    Bolt {
+        anchors.left: parent.left
+        anchors.top: parent.top
+    }
+    Bolt {
+        anchors.right: parent.right
+        anchors.top: parent.top
+    }
+    Bolt {
+        anchors.bottom: parent.bottom
+        anchors.left: parent.left
+    }
+    Bolt {
+        anchors.bottom: parent.bottom
+        anchors.right: parent.right
+    }
 
-    Repeater {
-        model: 4
-
-        HexBolt {
-            required property int index
-
-            diameter: 12
-            x: index % 2 === 0 ? 6 : plate.width - 18
-            y: index < 2 ? 6 : plate.height - 18
-        }
+    component Bolt: HexBolt {
+        anchors.margins: 6
+        diameter: 12
     }
 }

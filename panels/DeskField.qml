@@ -28,10 +28,8 @@ T.TextField {
         radius: field.radius
     }
     cursorDelegate: Rectangle {
-        id: caret
-
         color: Theme.gold
-        visible: field.cursorVisible
+        visible: (parent as TextInput)?.cursorVisible ?? false
         width: 1
     }
 

@@ -8,6 +8,9 @@ FlowLayout {
     required property ChannelChips chips
     required property Component itemView
 
+    // A chip calls this when it is pressed.
+    signal chosen(string name)
+
     spacing: 8
 
     Repeater {

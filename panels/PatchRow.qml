@@ -6,9 +6,9 @@ import Wingbell.Panels
 Column {
     id: row
 
-    required property list<string> channels
+    property alias channels: channelChips.channels
     required property string icon
-    required property list<string> selected
+    property alias selected: channelChips.selected
     required property string title
 
     signal toggled(string channel)
@@ -39,8 +39,7 @@ Column {
         width: parent.width
 
         chips: ChannelChips {
-            channels: row.channels
-            selected: row.selected
+            id: channelChips
         }
         itemView: Chip {
             required property string name
@@ -54,7 +53,9 @@ Column {
             tint: selected ? Theme.gold : Theme.steelDeep
 
             Accessible.onToggleAction: press()
-            onClicked: row.toggled(name)
+            onClicked: (parent as FlowChips)?.chosen(name)
         }
+
+        onChosen: name => row.toggled(name)
     }
 }

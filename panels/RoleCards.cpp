@@ -36,13 +36,22 @@ void RoleCards::takeRoles()
 
 QVariant RoleCards::data(const QModelIndex& index, int role) const
 {
-    const bool known = checkIndex(index, CheckIndexOption::IndexIsValid) && role == RoleRole;
-    return known ? QVariant::fromValue(rows().at(index.row()).role) : QVariant();
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid)) {
+        return {};
+    }
+    switch (role) {
+    case RoleRole:
+        return QVariant::fromValue(rows().at(index.row()).role);
+    case ConfigRole:
+        return QVariant::fromValue(m_config.data());
+    default:
+        return {};
+    }
 }
 
 QHash<int, QByteArray> RoleCards::roleNames() const
 {
-    return {{RoleRole, "role"}};
+    return {{RoleRole, "role"}, {ConfigRole, "config"}};
 }
 
 } // namespace wingbell

@@ -26,7 +26,7 @@ class RoleCards : public KeyedListModel<RoleRow>
     Q_PROPERTY(wingbell::ShowConfig* config READ config WRITE setConfig NOTIFY configChanged)
 
 public:
-    enum DataRole { RoleRole = Qt::UserRole + 1 };
+    enum DataRole { RoleRole = Qt::UserRole + 1, ConfigRole };
 
     explicit RoleCards(QObject* parent = nullptr);
 

@@ -54,6 +54,7 @@ Item {
             y: 20
 
             Rectangle {
+                Accessible.ignored: !visible
                 Accessible.name: warning.text
                 Accessible.role: Accessible.AlertMessage
                 color: Theme.steelDeep
@@ -184,7 +185,6 @@ Item {
                         objectName: "roleCards"
 
                         delegate: RoleCard {
-                            config: panel.config
                             width: parent?.width ?? 0
                         }
                         model: RoleCards {

@@ -3,11 +3,14 @@
 import os
 import subprocess
 import time
+import warnings
 
 import gi
 
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi  # noqa: E402
+
+warnings.simplefilter("ignore", DeprecationWarning)
 
 PROGRAM = "/opt/wingbell/bin/WingbellControl"
 SHOW_FILE = "/Users/Shared/Wingbell/roles.json"
@@ -102,9 +105,12 @@ class Desk:
         return self.process.stdout.read().decode()
 
 
-def send_osc(port, address, *strings):
+def send_osc(port, address, text):
     """Sends a message by another OSC implementation than the server's."""
-    subprocess.run(["/usr/bin/perl", "/tests/fixtures/send_osc.pl", "127.0.0.1", str(port), address, *strings], check=True)
+    subprocess.run(
+        ["/usr/bin/perl", "/tests/fixtures/send_osc.pl", "127.0.0.1", str(port), "message", address, "s", text],
+        check=True,
+    )
 
 
 def children_of(pid):

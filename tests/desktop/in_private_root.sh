@@ -5,6 +5,7 @@
 #
 #   in_private_root.sh BUILD_FOLDER COMMAND [ARGUMENT...]
 #
+# With WINGBELL_OUTPUT set, that folder is /output, the only one in which something stays.
 # The application is installed from the build folder to /opt/wingbell, the tests lie in /tests.
 set -euo pipefail
 
@@ -13,6 +14,8 @@ shift
 tests=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 staging=$(mktemp -d)
 trap 'rm -rf "$staging"' EXIT
+output=()
+[ -z "${WINGBELL_OUTPUT:-}" ] || output=(--bind "$WINGBELL_OUTPUT" /output)
 cmake --install "$build" --prefix "$staging/wingbell" >/dev/null
 
 bwrap \
@@ -24,6 +27,7 @@ bwrap \
     --tmpfs /run --perms 0700 --dir /run/user/1000 --tmpfs /Users --perms 1777 --dir /Users/Shared \
     --perms 0700 --dir /home/crew \
     --ro-bind "$staging/wingbell" /opt/wingbell --ro-bind "$tests" /tests \
+    "${output[@]}" \
     --clearenv --setenv PATH /usr/bin:/bin --setenv HOME /home/crew --setenv LC_ALL C.UTF-8 \
     --setenv XDG_RUNTIME_DIR /run/user/1000 --setenv QT_LINUX_ACCESSIBILITY_ALWAYS_ON 1 \
     --setenv PYTHONDONTWRITEBYTECODE 1 --setenv WINGBELL_SCREEN "${WINGBELL_SCREEN:-1280x1024x24}" \
