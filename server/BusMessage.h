@@ -1,0 +1,49 @@
+#pragma once
+
+#include "server/FileDescriptor.h"
+
+#include <QString>
+#include <QtGlobal>
+
+#include <memory>
+#include <optional>
+
+struct sd_bus_message;
+
+namespace wingbell {
+
+/// What came in over a message bus: an answer or a signal; or that no answer came.
+///
+/// The readers take the values one after another, in the order in which they were sent. A value of
+/// another type, a missing one and anything in an error read as nothing.
+class BusMessage
+{
+public:
+    /// Keeps `message` alive. Null stands for the answer that never came.
+    explicit BusMessage(sd_bus_message* message);
+
+    /// False when it stands for the answer that never came.
+    [[nodiscard]] bool hasCome() const { return m_message != nullptr; }
+    /// True when the call was refused or never answered.
+    [[nodiscard]] bool isError() const;
+    /// The sender's unique name; empty when there is none.
+    [[nodiscard]] QString sender() const;
+
+    [[nodiscard]] std::optional<QString> readText();
+    [[nodiscard]] std::optional<quint32> readNumber();
+    [[nodiscard]] std::optional<bool> readTruth();
+    /// A duplicate of its own, which programs started from here do not inherit.
+    [[nodiscard]] FileDescriptor readDescriptor();
+
+private:
+    struct Unreference
+    {
+        void operator()(sd_bus_message* message) const;
+    };
+
+    [[nodiscard]] bool read(char type, void* value);
+
+    std::unique_ptr<sd_bus_message, Unreference> m_message;
+};
+
+} // namespace wingbell
