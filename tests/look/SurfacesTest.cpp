@@ -32,7 +32,10 @@ private Q_SLOTS:
     void aBoltIsLitFromTheTopLeft();
 };
 
-void SurfacesTest::aPlateOfNoSizeHasNoStreaks() { QVERIFY(streaksOf(QSizeF(0.0, 0.0)).isEmpty()); }
+void SurfacesTest::aPlateOfNoSizeHasNoStreaks()
+{
+    QVERIFY(streaksOf(QSizeF(0.0, 0.0)).isEmpty());
+}
 
 void SurfacesTest::aPlateThreeWideAndNothingHighHasOneStreak()
 {
@@ -179,7 +182,10 @@ void SurfacesTest::aHexagonStandsOnACorner()
     QVERIFY(!hexagon.contains(QPointF(0.3, bounds.top() + 0.02)));
 }
 
-void SurfacesTest::anUnknownSymbolIsEmpty() { QVERIFY(symbolOutline(u"bell"_qs).isEmpty()); }
+void SurfacesTest::anUnknownSymbolIsEmpty()
+{
+    QVERIFY(symbolOutline(u"bell"_qs).isEmpty());
+}
 
 void SurfacesTest::aBoltIsLitFromTheTopLeft()
 {

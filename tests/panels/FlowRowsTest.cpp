@@ -126,8 +126,7 @@ void FlowRowsTest::theSpacingBehindTheLastItemDoesNotCount()
 void FlowRowsTest::notANumberNeverWraps()
 {
     QCOMPARE(rows.sizeThatFits(notANumber, items({60.0, 60.0})), QSizeF(136.0, 20.0));
-    QCOMPARE(
-        placed(notANumber, items({60.0, 60.0})), (QList<QPointF>{{0.0, 0.0}, {68.0, 0.0}}));
+    QCOMPARE(placed(notANumber, items({60.0, 60.0})), (QList<QPointF>{{0.0, 0.0}, {68.0, 0.0}}));
     QCOMPARE(rows.sizeThatFits(50.0, items({40.0, notANumber})).height(), 20.0);
 }
 

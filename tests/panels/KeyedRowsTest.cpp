@@ -33,8 +33,8 @@ private:
         for (int row = 0; row < chips.rowCount(); ++row) {
             const QModelIndex index = chips.index(row);
             result.append(
-                index.data(ChannelChips::NameRole).toString()
-                + (index.data(ChannelChips::SelectedRole).toBool() ? u"*"_qs : QString()));
+                index.data(ChannelChips::NameRole).toString() +
+                (index.data(ChannelChips::SelectedRole).toBool() ? u"*"_qs : QString()));
         }
         return result;
     }
