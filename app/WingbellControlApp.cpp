@@ -1,10 +1,13 @@
 #include "app/WingbellControlApp.h"
 
+#include "server/BusConnection.h"
+
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQmlExtensionPlugin>
 #include <QQuickWindow>
 
+#include <chrono>
 #include <cstdlib>
 
 Q_IMPORT_QML_PLUGIN(Wingbell_LookPlugin)
@@ -13,6 +16,20 @@ Q_IMPORT_QML_PLUGIN(Wingbell_AppPlugin)
 
 namespace wingbell {
 
+namespace {
+
+/// The toolkit waits half a minute for a session bus that takes it in and never answers. Without
+/// one it goes on at once, and so does everything here.
+void standClearOfAHangingBus()
+{
+    constexpr std::chrono::seconds patience{1};
+    if (BusConnection::hangs(BusConnection::Bus::Session, patience)) {
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+    }
+}
+
+} // namespace
+
 int WingbellControlApp::run(char* executable)
 {
     // The software scene graph starts in a third of the time and memory, and leaves the graphics
@@ -20,6 +37,7 @@ int WingbellControlApp::run(char* executable)
     if (!qEnvironmentVariableIsSet("QT_QUICK_BACKEND")) {
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     }
+    standClearOfAHangingBus();
     int argumentCount = 1;
     char* arguments[] = {executable, nullptr};
     const QGuiApplication application(argumentCount, arguments);

@@ -10,7 +10,7 @@ void SaveFeedback::savePressed()
 {
     setJustSaved(true);
     constexpr std::chrono::milliseconds moment{1400};
-    QTimer::singleShot(moment, this, [this] { setJustSaved(false); });
+    QTimer::singleShot(moment, Qt::PreciseTimer, this, [this] { setJustSaved(false); });
 }
 
 void SaveFeedback::setJustSaved(bool justSaved)

@@ -108,6 +108,24 @@ void BusConnection::CloseBus::operator()(sd_bus* bus) const
     sd_bus_close_unref(bus);
 }
 
+bool BusConnection::hangs(Bus bus, milliseconds patience)
+{
+    using std::chrono::steady_clock;
+    const std::unique_ptr<sd_bus, CloseBus> probe(open(bus));
+    const auto end = steady_clock::now() + patience;
+    while (probe && sd_bus_process(probe.get(), nullptr) >= 0) {
+        const auto left = std::chrono::ceil<std::chrono::microseconds>(end - steady_clock::now());
+        if (sd_bus_is_ready(probe.get()) > 0) {
+            return false;
+        }
+        if (left.count() <= 0) {
+            return true;
+        }
+        (void)sd_bus_wait(probe.get(), static_cast<std::uint64_t>(left.count()));
+    }
+    return false;
+}
+
 BusConnection::BusConnection(Bus bus, milliseconds patience)
     : m_patience(patience)
     , m_bus(open(bus))

@@ -36,6 +36,10 @@ public:
     using Handler = std::function<void(BusMessage&)>;
     using OwnerHandler = std::function<void(const QString& owner)>;
 
+    /// Whether the bus takes connections and then lets nobody in within `patience`. Waits that
+    /// long at most, a bus in good health for a millisecond: for use before there is a window.
+    [[nodiscard]] static bool hangs(Bus bus, std::chrono::milliseconds patience);
+
     /// Starts connecting. `patience` is how long the bus may take to let us in, and how long the
     /// answer to a call may take, counted from the call.
     BusConnection(Bus bus, std::chrono::milliseconds patience);
