@@ -66,6 +66,7 @@ Item {
     T.ScrollBar {
         id: bar
 
+        Accessible.ignored: true // a screen reader scrolls by what it focuses
         active: hovered || pressed
         anchors.bottom: parent.bottom
         anchors.right: parent.right

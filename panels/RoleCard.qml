@@ -10,6 +10,8 @@ Item {
     required property ShowConfig config
     required property role role
 
+    Accessible.name: role.name
+    Accessible.role: Accessible.Grouping
     implicitHeight: rows.implicitHeight + 28
 
     SteelPanelBackground {
