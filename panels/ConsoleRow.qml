@@ -33,9 +33,9 @@ Item {
     Loader {
         id: selectable
 
-        readonly property bool hasSelection: (item as ConsoleSelection)?.hasSelection ?? false
+        property bool held: false
 
-        active: hover.hovered || hasSelection
+        active: hover.hovered || held
         height: plain.height
         width: plain.width
         x: 10
@@ -48,6 +48,14 @@ Item {
         }
 
         sourceComponent: ConsoleSelection {
+        }
+
+        Connections {
+            function onHasSelectionChanged() {
+                selectable.held = (selectable.item as ConsoleSelection)?.hasSelection ?? false;
+            }
+
+            target: selectable.item as ConsoleSelection
         }
     }
 }

@@ -33,9 +33,12 @@ T.TextField {
         width: 1
     }
 
+    Keys.onMenuPressed: menu.popup(field, cursorRectangle.x, height)
     onPressed: event => {
-        if (event.button === Qt.RightButton)
-            menu.popup(field, event.x, event.y);
+        if (event.button !== Qt.RightButton)
+            return;
+        forceActiveFocus(Qt.MouseFocusReason);
+        menu.popup(field, event.x, event.y);
     }
 
     Text {
