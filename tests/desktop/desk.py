@@ -265,6 +265,7 @@ def run(*tests, show=None, program=None):
         shutil.rmtree(os.path.dirname(SHOW_FILE), ignore_errors=True)
         if show is not None:
             write_show(show)
+        xdotool("mousemove", 0, 0)  # a menu that opens under the pointer chooses by it
         window = None
         try:
             window = Desk(program() if program else PROGRAM)
