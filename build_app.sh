@@ -70,9 +70,12 @@ prepare_shared_folder() {
     as_root mkdir -m 1777 /Users/Shared
 }
 
-# build PRESET: configures where needed and builds.
+# build PRESET [TARGET...]: configures where needed and builds those targets, or everything.
 build() {
-    local folder=build
+    local folder=build target options=()
+    for target in "${@:2}"; do
+        options+=(--target "$target")
+    done
     [ "$1" = release ] || folder=build-$1
     if [ ! -f "$folder/build.ninja" ]; then
         local words
@@ -81,7 +84,7 @@ build() {
             fail "the build could not be configured."
         }
     fi
-    cmake --build "$folder" || fail "the build failed; the first error above says where."
+    cmake --build "$folder" "${options[@]}" || fail "the build failed; the first error above says where."
 }
 
 run_window() {
@@ -105,19 +108,19 @@ case ${1:-build} in
     build)
         install_packages build run
         prepare_shared_folder
-        build release
+        build release WingbellControl IntercomServer
         say "built. Open the window with: ./build_app.sh run"
         ;;
     run)
         install_packages build run
         prepare_shared_folder
-        build release
+        build release WingbellControl IntercomServer
         run_window
         ;;
     pictures)
         install_packages build run test pictures
         prepare_shared_folder
-        build release
+        build release WingbellControl IntercomServer
         "$root/packaging/take_pictures.sh"
         ;;
     test)
