@@ -5,6 +5,7 @@
 #   ./build_app.sh run      the same, then open the window
 #   ./build_app.sh test     the same, then run every test; needs no screen
 #   ./build_app.sh pictures take the pictures of the README anew
+#   ./build_app.sh bench    print start-up, memory and wake-ups beside other windows
 #
 # Options for test: --quick leaves out the sanitizers and the static checks.
 set -euo pipefail
@@ -123,6 +124,11 @@ case ${1:-build} in
         build release WingbellControl IntercomServer
         "$root/packaging/take_pictures.sh"
         ;;
+    bench)
+        install_packages build run test bench
+        build release WingbellControl IntercomServer
+        "$root/bench/run"
+        ;;
     test)
         install_packages build run test
         prepare_shared_folder
@@ -130,7 +136,7 @@ case ${1:-build} in
         run_tests "${2:-}"
         ;;
     *)
-        sed -n '2,9p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
+        sed -n '2,10p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
         exit 2
         ;;
 esac
