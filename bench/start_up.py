@@ -12,7 +12,7 @@ import time
 from Xlib import X, display
 
 SECONDS_AT_REST = float(os.environ.get("WINGBELL_REST", "10"))
-ROUNDS = int(os.environ.get("WINGBELL_ROUNDS", "7"))
+ROUNDS = int(os.environ.get("WINGBELL_ROUNDS", "5"))
 
 
 def painted(screen, root, before):
@@ -22,7 +22,7 @@ def painted(screen, root, before):
     return row != before
 
 
-def measure(command):
+def measure(command, seconds_at_rest):
     connection = display.Display()
     screen = connection.screen()
     root = screen.root
@@ -34,10 +34,10 @@ def measure(command):
             process.kill()
             raise SystemExit(f"{command[0]} showed no window")
     milliseconds = 1000 * (time.monotonic() - started)
-    time.sleep(1.5)  # what is loaded late counts as well
+    time.sleep(1)  # what is loaded late counts as well
     resident = memory(process.pid)
-    wakes = wake_ups(process.pid)
-    process.terminate()
+    wakes = wake_ups(process.pid, seconds_at_rest)
+    process.kill()
     process.wait()
     while painted(screen, root, before):
         time.sleep(0.01)
@@ -58,10 +58,11 @@ def switches(pid):
     return total
 
 
-def wake_ups(pid):
+def wake_ups(pid, seconds):
+    """Context switches a minute."""
     begin = switches(pid)
-    time.sleep(SECONDS_AT_REST)
-    return (switches(pid) - begin) * 60 / SECONDS_AT_REST
+    time.sleep(seconds)
+    return (switches(pid) - begin) * 60 / seconds
 
 
 def main():
@@ -69,15 +70,16 @@ def main():
     rows = {name: [] for name in commands}
     for _ in range(ROUNDS):
         for name, command in commands.items():
-            rows[name].append(measure(command.split()))
+            rows[name].append(measure(command.split(), 0.5)[:2])
     reference = next(iter(rows))
+    wakes = {name: measure(command.split(), SECONDS_AT_REST)[2] for name, command in commands.items()}
     medians = {name: [statistics.median(column) for column in zip(*values)] for name, values in rows.items()}
     print(f"{ROUNDS} rounds in turn, medians; ratios are {reference} to the other")
     print(f"{'':22}{'painted ms':>12}{'ratio':>7}{'resident MB':>13}{'ratio':>7}{'wake-ups/min':>14}")
-    for name, (milliseconds, resident, wakes) in medians.items():
+    for name, (milliseconds, resident) in medians.items():
         print(
             f"{name:22}{milliseconds:12.0f}{medians[reference][0] / milliseconds:7.2f}"
-            f"{resident:13.1f}{medians[reference][1] / resident:7.2f}{wakes:14.0f}"
+            f"{resident:13.1f}{medians[reference][1] / resident:7.2f}{wakes[name]:14.0f}"
         )
 
 
