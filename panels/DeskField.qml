@@ -35,7 +35,7 @@ T.TextField {
 
     onPressed: event => {
         if (event.button === Qt.RightButton)
-            menu.popup(field, event.x, event.y);
+            menu.popup(event.x, event.y);
     }
 
     Text {
@@ -53,15 +53,34 @@ T.TextField {
     HoverHandler {
         cursorShape: Qt.IBeamCursor
     }
-    EditMenu {
+    // Asking what can be pasted loads a good deal, so the menu comes when it is first asked for.
+    Loader {
         id: menu
 
-        canCut: field.selectedText.length > 0
-        canPaste: field.canPaste
+        function popup(x, y) {
+            source = "EditMenu.qml";
+            const edits = item as EditMenu;
+            edits.canCut = Qt.binding(() => field.selectedText.length > 0);
+            edits.canPaste = Qt.binding(() => field.canPaste);
+            edits.popup(field, x, y);
+        }
 
-        onCopy: field.copy()
-        onCut: field.cut()
-        onPaste: field.paste()
-        onSelectAll: field.selectAll()
+        active: true
+    }
+    Connections {
+        function onCopy() {
+            field.copy();
+        }
+        function onCut() {
+            field.cut();
+        }
+        function onPaste() {
+            field.paste();
+        }
+        function onSelectAll() {
+            field.selectAll();
+        }
+
+        target: menu.item as EditMenu
     }
 }
