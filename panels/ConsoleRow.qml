@@ -33,9 +33,10 @@ Item {
     Loader {
         id: selectable
 
-        readonly property bool hasSelection: (item as ConsoleSelection)?.hasSelection ?? false
+        // Told by the text rather than read from it, as it is what keeps the text there.
+        property bool isHeld: false
 
-        active: hover.hovered || hasSelection
+        active: hover.hovered || isHeld
         height: plain.height
         width: plain.width
         x: 10
@@ -45,6 +46,7 @@ Item {
             selection.ink = row.ink;
             selection.font = plain.font;
             selection.text = Qt.binding(() => row.line);
+            selection.hasSelectionChanged.connect(() => isHeld = selection.hasSelection);
         }
 
         sourceComponent: ConsoleSelection {
