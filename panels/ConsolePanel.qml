@@ -81,6 +81,7 @@ Item {
             boundsBehavior: Flickable.StopAtBounds
             cacheBuffer: 1200
             clip: true
+            currentIndex: -1 // a current row would have the focus besides the list
             interactive: false
             model: panel.lines
             objectName: "log"

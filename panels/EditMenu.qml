@@ -25,11 +25,15 @@ T.Menu {
         radius: 6
     }
     contentItem: ListView {
+        currentIndex: menu.currentIndex
         implicitHeight: contentHeight
+        interactive: false // the arrow keys are the menu's
         model: menu.contentModel
     }
 
     onAboutToShow: menu.currentIndex = -1
+    // A plain window gives the focus to nobody when a menu goes.
+    onClosed: parent?.forceActiveFocus(Qt.PopupFocusReason)
 
     Entry {
         enabled: menu.canEdit && menu.canCut
@@ -63,6 +67,7 @@ T.Menu {
         id: entry
 
         Accessible.name: text
+        activeFocusOnTab: enabled // the arrow keys pass over what cannot be chosen
         implicitHeight: 26
         implicitWidth: 152
 

@@ -16,10 +16,12 @@ Item {
             clicked();
     }
 
-    Accessible.focusable: true
+    // The toolkit tells no screen reader that an item is disabled.
+    Accessible.description: enabled ? "" : qsTr("Not available now")
+    Accessible.focusable: enabled
     Accessible.focused: activeFocus
     Accessible.role: Accessible.Button
-    activeFocusOnTab: true
+    activeFocusOnTab: enabled
 
     Accessible.onPressAction: press()
     Keys.onEnterPressed: event => {

@@ -61,39 +61,14 @@ Item {
             x: 20
             y: 20
 
-            Rectangle {
-                Accessible.ignored: !visible
-                Accessible.name: warning.text
-                Accessible.role: Accessible.AlertMessage
-                color: Theme.steelDeep
-                implicitHeight: Math.max(sign.height, warning.height) + 20
+            // Made anew each time: only what comes into being is told to a screen reader.
+            Loader {
+                active: setup.needsRestart
                 objectName: "restartWarning"
-                radius: 8
-                visible: setup.needsRestart
+                visible: active
                 width: parent.width
 
-                Symbol {
-                    id: sign
-
-                    anchors.verticalCenter: parent.verticalCenter
-                    color: Theme.gold
-                    fontSize: 12
-                    name: "exclamationmark.triangle.fill"
-                    x: 10
-                }
-                Text {
-                    id: warning
-
-                    anchors.left: sign.right
-                    anchors.leftMargin: 6
-                    anchors.right: parent.right
-                    anchors.rightMargin: 10
-                    anchors.verticalCenter: parent.verticalCenter
-                    color: Theme.gold
-                    font.pixelSize: 12
-                    text: qsTr("Changes won't reach the show until you stop and restart the server.")
-                    textFormat: Text.PlainText
-                    wrapMode: Text.Wrap
+                sourceComponent: RestartWarning {
                 }
             }
             SetupSection {

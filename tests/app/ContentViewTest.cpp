@@ -1,4 +1,8 @@
 #include "app/ContentModels.h"
+#include "look/HexBolt.h"
+#include "look/LampLight.h"
+#include "look/LitText.h"
+#include "look/SteelTrim.h"
 
 #include <QQmlEngine>
 #include <QQmlExtensionPlugin>
@@ -14,6 +18,85 @@ Q_IMPORT_QML_PLUGIN(Wingbell_AppPlugin)
 
 using namespace wingbell;
 
+namespace {
+
+/// Every item under `root`, in the order in which they are drawn over each other.
+QList<QQuickItem*> itemsIn(QQuickItem* root)
+{
+    QList<QQuickItem*> items = {root};
+    for (QQuickItem* const child : root->childItems()) {
+        items.append(itemsIn(child));
+    }
+    return items;
+}
+
+/// Every item of that type under `root`.
+template <typename Type> QList<Type*> allIn(QQuickItem* root)
+{
+    QList<Type*> found;
+    for (QQuickItem* const item : itemsIn(root)) {
+        if (auto* const one = qobject_cast<Type*>(item)) {
+            found.append(one);
+        }
+    }
+    return found;
+}
+
+/// The first visible item inside `root` that shows or holds that text or has it as its placeholder.
+QQuickItem* textIn(QQuickItem* root, const QString& text)
+{
+    for (QQuickItem* const item : itemsIn(root).mid(1)) {
+        if (item->isVisible() &&
+            (item->property("text") == text || item->property("placeholderText") == text)) {
+            return item;
+        }
+    }
+    return nullptr;
+}
+
+QRectF placeIn(QQuickItem* root, QQuickItem* item)
+{
+    return item->mapRectToItem(root, QRectF(QPointF(), item->size()));
+}
+
+/// The places of the bolts on `root`, sorted from top to bottom and from left to right.
+QList<QRectF> boltsOn(QQuickItem* root)
+{
+    QList<QRectF> places;
+    for (HexBolt* const bolt : allIn<HexBolt>(root)) {
+        places.append(placeIn(root, bolt));
+    }
+    std::sort(places.begin(), places.end(), [](const QRectF& one, const QRectF& other) {
+        return std::pair(one.y(), one.x()) < std::pair(other.y(), other.x());
+    });
+    return places;
+}
+
+/// The card of the role at that position.
+QQuickItem* cardIn(QQuickItem* panel, int index)
+{
+    QQuickItem* card = nullptr;
+    auto* const cards = panel->findChild<QObject*>(u"roleCards"_qs);
+    QMetaObject::invokeMethod(cards, "itemAt", Q_RETURN_ARG(QQuickItem*, card), Q_ARG(int, index));
+    return card;
+}
+
+/// A bolt in each corner of a plate of that size.
+QList<QRectF> cornerBolts(const QSizeF& plate)
+{
+    constexpr double size = 12.0;
+    constexpr double inset = 6.0;
+    const double right = plate.width() - inset - size;
+    const double bottom = plate.height() - inset - size;
+    return {
+        {inset, inset, size, size},
+        {right, inset, size, size},
+        {inset, bottom, size, size},
+        {right, bottom, size, size}};
+}
+
+} // namespace
+
 class ContentViewTest : public QObject
 {
     Q_OBJECT
@@ -28,8 +111,20 @@ private Q_SLOTS:
     void aSecondShowingKeepsThem();
     void theStripIs260HighAtEverySize_data();
     void theStripIs260HighAtEverySize();
+    void theHeaderIsAPlateWithATrimUnderIt();
+    void thePowerPanelStacksLampSwitchAndShowFile();
+    void theConsoleHasItsTitleOverItsGlass();
+    void theEditorStacksItsSections();
+    void aRoleCardStacksItsRows();
+    void aChipIsAsLargeAsItsTextAndItsPadding();
 
 private:
+    void showView()
+    {
+        m_view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+        QTRY_VERIFY(find(u"showSetupPanel"_qs) != nullptr);
+    }
     QQuickItem* find(const QString& name) const
     {
         return m_view->rootObject()->findChild<QQuickItem*>(name);
@@ -129,6 +224,159 @@ void ContentViewTest::theStripIs260HighAtEverySize()
     QCOMPARE(setup->mapToItem(nullptr, QPointF()), QPointF(0, divider->y() + 1));
     QCOMPARE(setup->width(), size.width());
     QCOMPARE(setup->mapToItem(nullptr, QPointF(0, setup->height())).y(), size.height());
+}
+
+void ContentViewTest::theHeaderIsAPlateWithATrimUnderIt()
+{
+    showView();
+    QQuickItem* const header = find(u"header"_qs);
+    const QRectF title = placeIn(header, allIn<LitText>(header).value(0));
+    const QRectF subtitle = placeIn(header, textIn(header, u"Set up and run the show relay"_qs));
+    const QRectF trim = placeIn(header, allIn<SteelTrim>(header).value(0));
+    QCOMPARE(title.y(), 14.0);
+    QCOMPARE(subtitle.y(), title.bottom() + 2.0);
+    QVERIFY(std::abs(title.center().x() - 410.0) <= 0.5);
+    QVERIFY(std::abs(subtitle.center().x() - 410.0) <= 0.5);
+    QCOMPARE(trim, QRectF(0.0, subtitle.bottom() + 14.0, 820.0, 12.0));
+    QCOMPARE(header->height(), trim.bottom());
+    const QList<QRectF> bolts = {{10.0, 10.0, 14.0, 14.0}, {796.0, 10.0, 14.0, 14.0}};
+    QCOMPARE(boltsOn(header), bolts);
+}
+
+void ContentViewTest::thePowerPanelStacksLampSwitchAndShowFile()
+{
+    showView();
+    QQuickItem* const panel = find(u"powerPanel"_qs);
+    const QRectF light = placeIn(panel, allIn<LampLight>(panel).value(0));
+    const QRectF caption = placeIn(panel, textIn(panel, u"STOPPED"_qs));
+    const QRectF rocker = placeIn(panel, find(u"rocker"_qs));
+    const QRectF title = placeIn(panel, textIn(panel, u"SHOW FILE"_qs));
+    const QRectF path = placeIn(panel, find(u"path"_qs));
+    const QRectF link = placeIn(panel, textIn(panel, u"Reveal in Finder"_qs));
+    QCOMPARE(light.size(), QSizeF(34.0, 34.0));
+    QCOMPARE(light.center().x(), 115.0);
+    QCOMPARE(caption.y(), light.bottom() + 8.0);
+    QCOMPARE(rocker.size(), QSizeF(150.0, 58.0));
+    QCOMPARE(rocker.x(), 40.0);
+    QCOMPARE(rocker.y(), caption.bottom() + 18.0);
+    QCOMPARE(title.topLeft(), QPointF(16.0, rocker.bottom() + 18.0));
+    QCOMPARE(path.topLeft(), QPointF(16.0, title.bottom() + 4.0));
+    QCOMPARE(path.width(), 198.0);
+    QCOMPARE(link.topLeft(), QPointF(16.0, path.bottom() + 4.0 + 2.0));
+    QCOMPARE(boltsOn(panel), cornerBolts(QSizeF(230.0, 232.0)));
+}
+
+void ContentViewTest::theConsoleHasItsTitleOverItsGlass()
+{
+    showView();
+    QQuickItem* const panel = find(u"consolePanel"_qs);
+    QQuickItem* const titleText = textIn(panel, u"CONSOLE"_qs);
+    const QRectF title = placeIn(panel, titleText);
+    const QRectF glass = placeIn(panel, find(u"logArea"_qs));
+    const QRectF dot = placeIn(panel, titleText->parentItem()->childItems().constFirst());
+    QCOMPARE(dot.x(), 14.0);
+    QCOMPARE(dot.size(), QSizeF(6.0, 6.0));
+    QCOMPARE(title.topLeft(), QPointF(14.0 + 6.0 + 6.0, 14.0));
+    QVERIFY(std::abs(dot.center().y() - title.center().y()) <= 0.5);
+    QCOMPARE(
+        glass, QRectF(
+                   QPointF(14.0, title.bottom() + 6.0),
+                   QPointF(panel->width() - 14.0, panel->height() - 14.0)));
+    QCOMPARE(find(u"log"_qs)->property("spacing").toReal(), 2.0);
+    QCOMPARE(boltsOn(panel), cornerBolts(panel->size()));
+}
+
+void ContentViewTest::theEditorStacksItsSections()
+{
+    m_models->config()->setRoles(m_models->config()->roles().mid(0, 2));
+    showView();
+    QQuickItem* const panel = find(u"showSetupPanel"_qs);
+    const auto place = [panel](const QString& text) {
+        return placeIn(panel, textIn(panel, text));
+    };
+    const QRectF name = placeIn(panel, find(u"showName"_qs));
+    QCOMPARE(place(u"SHOW NAME"_qs).topLeft(), QPointF(20.0, 20.0));
+    QCOMPARE(name.topLeft(), QPointF(20.0, place(u"SHOW NAME"_qs).bottom() + 8.0));
+    QCOMPARE(name.width(), 780.0);
+    QCOMPARE(place(u"OSC (QLab)"_qs).topLeft(), QPointF(20.0, name.bottom() + 20.0));
+
+    const QRectF label = place(u"Port"_qs);
+    const QRectF port = placeIn(panel, find(u"port"_qs));
+    QCOMPARE(label.x(), 20.0);
+    QCOMPARE(port.topLeft(), QPointF(label.right() + 10.0, place(u"OSC (QLab)"_qs).bottom() + 8.0));
+    QCOMPARE(port.width(), 100.0);
+    QVERIFY(std::abs(label.center().y() - port.center().y()) <= 0.5);
+
+    const QRectF channels = place(u"CHANNELS"_qs);
+    const QRectF editor = placeIn(panel, find(u"channelsEditor"_qs));
+    const QRectF chip = place(u"Main"_qs);
+    const QRectF field = place(u"New channel name"_qs);
+    QCOMPARE(editor.topLeft(), QPointF(20.0, channels.bottom() + 8.0));
+    QCOMPARE(chip.topLeft(), editor.topLeft());
+    QCOMPARE(field.topLeft(), QPointF(20.0, chip.bottom() + 10.0));
+    QCOMPARE(field.width(), 220.0);
+
+    const QRectF roles = place(u"ROLES"_qs);
+    QQuickItem* const first = cardIn(panel, 0);
+    QQuickItem* const second = cardIn(panel, 1);
+    QCOMPARE(roles.topLeft(), QPointF(20.0, editor.bottom() + 20.0));
+    QCOMPARE(placeIn(panel, first).topLeft(), QPointF(20.0, roles.bottom() + 8.0));
+    QCOMPARE(first->width(), 780.0);
+    QCOMPARE(placeIn(panel, second).y(), placeIn(panel, first).bottom() + 12.0);
+
+    const QRectF add = placeIn(panel, find(u"addRole"_qs));
+    const QRectF save = placeIn(panel, find(u"save"_qs));
+    const QRectF reload = placeIn(panel, find(u"reload"_qs));
+    QCOMPARE(add.y(), placeIn(panel, second).bottom() + 12.0 + 4.0);
+    QVERIFY(std::abs(add.center().x() - 410.0) <= 0.5);
+    QCOMPARE(save.topLeft(), QPointF(20.0, add.bottom() + 20.0));
+    QVERIFY(save.width() >= 120.0);
+    QCOMPARE(reload.y(), save.y());
+    const QQuickItem* const view = find(u"setupView"_qs);
+    QCOMPARE(view->property("contentHeight").toReal(), save.bottom() + 20.0);
+}
+
+void ContentViewTest::aRoleCardStacksItsRows()
+{
+    showView();
+    QQuickItem* const card = cardIn(find(u"showSetupPanel"_qs), 0);
+    const QRectF name = placeIn(card, textIn(card, u"Role name"_qs));
+    QQuickItem* const talksTitle = textIn(card, u"TALKS ON"_qs);
+    QQuickItem* const listensTitle = textIn(card, u"LISTENS ON"_qs);
+    const QRectF talks = placeIn(card, talksTitle->parentItem());
+    const QRectF listens = placeIn(card, listensTitle->parentItem());
+    const QRectF talkChip =
+        placeIn(card, textIn(talksTitle->parentItem()->parentItem(), u"Main"_qs));
+    const QRectF listenChip =
+        placeIn(card, textIn(listensTitle->parentItem()->parentItem(), u"Main"_qs));
+    QCOMPARE(name.x(), 14.0);
+    QVERIFY(name.y() >= 14.0);
+    QCOMPARE(talks.x(), 14.0);
+    QVERIFY(talks.y() >= name.bottom() + 10.0);
+    QCOMPARE(talkChip.topLeft(), QPointF(14.0, talks.bottom() + 4.0));
+    QCOMPARE(listens.topLeft(), QPointF(14.0, talkChip.bottom() + 10.0));
+    QCOMPARE(listenChip.topLeft(), QPointF(14.0, listens.bottom() + 4.0));
+    QCOMPARE(card->height(), listenChip.bottom() + 14.0);
+    const double middle = (card->height() - 10.0) / 2.0;
+    const QList<QRectF> bolts = boltsOn(card);
+    QCOMPARE(bolts.size(), 2);
+    QCOMPARE(bolts.at(0).size(), QSizeF(10.0, 10.0));
+    QCOMPARE(bolts.at(0).x(), 6.0);
+    QCOMPARE(bolts.at(1).right(), card->width() - 6.0);
+    QVERIFY(std::abs(bolts.at(0).y() - middle) <= 0.5);
+    QCOMPARE(bolts.at(1).y(), bolts.at(0).y());
+}
+
+void ContentViewTest::aChipIsAsLargeAsItsTextAndItsPadding()
+{
+    showView();
+    QQuickItem* const editor = find(u"channelsEditor"_qs);
+    QQuickItem* const chip = textIn(editor, u"Main"_qs);
+    QQuickItem* const next = textIn(editor, u"Tech"_qs);
+    QQuickItem* const label = textIn(chip, u"Main"_qs);
+    QVERIFY(label != nullptr);
+    QCOMPARE(chip->size(), QSizeF(label->implicitWidth() + 20.0, label->implicitHeight() + 10.0));
+    QCOMPARE(placeIn(editor, next).x(), placeIn(editor, chip).right() + 8.0);
 }
 
 QTEST_MAIN(ContentViewTest)

@@ -1,14 +1,18 @@
 """Drives the control window as a person with a screen reader would: over the accessibility bus."""
 
+import json
 import os
+import shutil
 import subprocess
+import sys
 import time
+import traceback
 import warnings
 
 import gi
 
 gi.require_version("Atspi", "2.0")
-from gi.repository import Atspi  # noqa: E402
+from gi.repository import Atspi, GLib  # noqa: E402
 
 warnings.simplefilter("ignore", DeprecationWarning)
 
@@ -21,6 +25,8 @@ def wait_until(condition, what, patience=PATIENCE):
     """The first true result of `condition`, polled until then."""
     deadline = time.monotonic() + patience
     while True:
+        while GLib.MainContext.default().iteration(False):
+            pass  # what the buses have brought
         result = condition()
         if result:
             return result
@@ -32,8 +38,8 @@ def wait_until(condition, what, patience=PATIENCE):
 class Desk:
     """The running control window."""
 
-    def __init__(self):
-        self.process = subprocess.Popen([PROGRAM], stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    def __init__(self, program=PROGRAM):
+        self.process = subprocess.Popen([program], stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self.application = wait_until(self._find_application, "the window on the accessibility bus")
         wait_until(lambda: self.find(name="Save Show"), "the panels")
 
@@ -63,8 +69,8 @@ class Desk:
             yield node
             pending = [child for child in children if child is not None] + pending
 
-    def find(self, name=None, role=None):
-        for node in self.nodes():
+    def find(self, name=None, role=None, within=None):
+        for node in self.nodes(within):
             try:
                 if name is not None and node.get_name() != name:
                     continue
@@ -78,13 +84,62 @@ class Desk:
     def has(self, name):
         return self.find(name=name) is not None
 
-    def press(self, name):
-        node = wait_until(lambda: self.find(name=name), name)
+    def press(self, name, role=None, within=None):
+        self.act(wait_until(lambda: self.find(name, role, within), name))
+
+    @staticmethod
+    def act(node, actions=("Press", "Toggle")):
+        """Does the first of `actions` that the accessible offers."""
         for index in range(node.get_n_actions()):
-            if node.get_action_name(index) in ("Press", "Toggle"):
-                assert node.do_action(index), f"{name}: the action was refused"
+            if node.get_action_name(index) in actions:
+                assert node.do_action(index), f"{node.get_name()}: the action was refused"
                 return
-        raise AssertionError(f"{name} cannot be pressed")
+        raise AssertionError(f"{node.get_name()} cannot be pressed")
+
+    def focused(self):
+        """What has the keyboard's focus: every accessible that says so."""
+        return [node for node in self.nodes() if has_state(node, Atspi.StateType.FOCUSED)]
+
+    def wait_for_focus(self, name):
+        """Waits until the accessible of that name, and no other, has the keyboard's focus."""
+
+        def there():
+            found = self.focused()
+            return found[0] if [node.get_name() for node in found] == [name] else None
+
+        return wait_until(there, f"the focus on {name}; it is on {[node.get_name() for node in self.focused()]}")
+
+    def text_of(self, name, within=None):
+        """What stands in the field of that name."""
+        field = wait_until(lambda: self.find(name, Atspi.Role.TEXT, within), name)
+        return Atspi.Text.get_text(field, 0, -1)
+
+    def see_text(self, name, text, within=None):
+        wait_until(lambda: self.text_of(name, within) == text, f"{text!r} in {name}: {self.text_of(name, within)!r}")
+
+    def save(self):
+        """Presses "Save Show" and gives back what is in the file then."""
+        if os.path.exists(SHOW_FILE):
+            os.remove(SHOW_FILE)
+        self.act(wait_until(lambda: self.find("Save Show") or self.find("Saved ✓"), "the button to save"))
+        wait_until(lambda: os.path.exists(SHOW_FILE) and os.path.getsize(SHOW_FILE), "the show's file")
+        return wait_until(saved_show, "a show in the file")
+
+    @property
+    def window(self):
+        """The window as the X server knows it."""
+        found = subprocess.run(
+            ["xdotool", "search", "--onlyvisible", "--pid", str(self.process.pid)],
+            capture_output=True, text=True, check=False,
+        )  # fmt: skip
+        windows = found.stdout.split()
+        return windows[-1] if windows else None
+
+    def wait_for_input(self):
+        """Waits until keys go to the window; gives back its identifier."""
+        window = wait_until(lambda: self.window, "the window on the screen")
+        wait_until(lambda: output_of("xdotool", "getactivewindow") == window, "the window to be active")
+        return window
 
     def console(self):
         """The console's lines as a screen reader gets them."""
@@ -100,9 +155,134 @@ class Desk:
         return wait_until(seen, f"the line {parts} in {self.console()}")[0]
 
     def close(self):
-        self.process.terminate()
-        self.process.wait()
+        if self.process.poll() is None:
+            self.process.terminate()
+            self.process.wait()
         return self.process.stdout.read().decode()
+
+
+class Events:
+    """What the accessibility bus tells from now on of one kind of event."""
+
+    def __init__(self, kind):
+        self.kind = kind
+        self.told = []
+        self._listener = Atspi.EventListener.new(self._take)
+        assert self._listener.register(kind)
+
+    def _take(self, event):
+        try:
+            self.told.append((event.source.get_role_name(), event.source.get_name(), event.detail1))
+        except GLib.Error:
+            pass  # it went before it could be asked
+
+    def wait_for(self, role, name, detail=None):
+        def seen():
+            return [told for told in self.told if told[:2] == (role, name) and detail in (None, told[2])]
+
+        wait_until(seen, f"{self.kind} of {role} {name!r}; told was {self.told}")
+
+    def close(self):
+        self._listener.deregister(self.kind)
+
+
+def has_state(node, state):
+    try:
+        return node.get_state_set().contains(state)
+    except GLib.Error:
+        return False
+
+
+def output_of(*command):
+    return subprocess.run(command, capture_output=True, text=True, check=False).stdout.strip()
+
+
+def xdotool(*arguments):
+    subprocess.run(["xdotool", *[str(argument) for argument in arguments]], check=True)
+
+
+def keys(*names):
+    xdotool("key", "--clearmodifiers", *names)
+
+
+def type_text(text):
+    xdotool("type", "--clearmodifiers", "--delay", "1", text)
+
+
+def middle_of(node):
+    """The middle of an accessible on the screen."""
+    place = Atspi.Component.get_extents(node, Atspi.CoordType.SCREEN)
+    return place.x + place.width // 2, place.y + place.height // 2
+
+
+def click(node, button=1):
+    xdotool("mousemove", *middle_of(node), "click", button)
+
+
+def write_show(show):
+    os.makedirs(os.path.dirname(SHOW_FILE), exist_ok=True)
+    with open(SHOW_FILE, "w", encoding="utf-8") as file:
+        json.dump(show, file)
+
+
+def saved_show():
+    """The show in the file; None while there is none or only a part of it."""
+    try:
+        with open(SHOW_FILE, encoding="utf-8") as file:
+            return json.load(file)
+    except (FileNotFoundError, json.JSONDecodeError):
+        return None
+
+
+def program_with_server(name, script):
+    """The path of a window whose server is that script."""
+    root = f"/tmp/{name}"
+    if not os.path.exists(root):
+        shutil.copytree("/opt/wingbell", root)
+        server = root + "/libexec/wingbell-control/IntercomServer"
+        os.remove(server)
+        with open(server, "w", encoding="utf-8") as file:
+            file.write(script)
+        os.chmod(server, 0o755)
+    return root + "/bin/WingbellControl"
+
+
+def program_with_silent_server():
+    return program_with_server("silent", "#!/bin/sh\nexec sleep infinity\n")
+
+
+def end_servers(window):
+    for server in children_of(window.process.pid):
+        os.kill(server, 15)
+        wait_until(lambda pid=server: not alive(pid), "the server to end")
+
+
+def run(*tests, show=None, program=None):
+    """Runs each test on a window of its own that opens with `show`, and ends the program with the result."""
+    real_folder_is_private()
+    failed = 0
+    for test in tests:
+        shutil.rmtree(os.path.dirname(SHOW_FILE), ignore_errors=True)
+        if show is not None:
+            write_show(show)
+        window = None
+        try:
+            window = Desk(program() if program else PROGRAM)
+            test(window)
+            words = window.close()
+            assert "qrc:" not in words and "Binding loop" not in words, words
+            print("ok", test.__name__, flush=True)
+        except Exception:  # pylint: disable=broad-exception-caught
+            failed += 1
+            print("FAILED", test.__name__, flush=True)
+            traceback.print_exc()
+        finally:
+            if window is not None and window.process.poll() is None:
+                end_servers(window)
+                window.close()
+    assert tests, "there are no tests"
+    print(f"{len(tests) - failed} passed, {failed} failed")
+    sys.exit(1 if failed else 0)
 
 
 def send_osc(port, address, text):

@@ -56,7 +56,9 @@ Item {
             return findChild(item, "showName");
         }
         function showsFocus(item) {
-            return all(item, FocusRing).some(ring => ring.visible) || item.background?.border?.width === 1;
+            const around = all(item.parent, FocusRing).filter(ring => ring.parent === item.parent);
+            const plate = findChild(item, "plate");
+            return all(item, FocusRing).concat(around).some(ring => ring.visible) || (plate !== null && plate.border.width === 1);
         }
         function test_escapeFromAFieldIsPossible_data() {
             return [{

@@ -1,0 +1,310 @@
+"""The desk is worked by the keyboard alone, and its fields edit text as fields do."""
+
+import desk
+from desk import keys, saved_show, type_text, wait_until
+from gi.repository import Atspi
+
+SHOW = {
+    "show": "Recital",
+    "channels": ["Main", "Tech"],
+    "roles": [
+        {"name": "Stage Manager", "talk": ["Main", "Tech"], "listen": ["Main"]},
+        {"name": "Director", "talk": [], "listen": ["Tech"]},
+    ],
+    "oscPort": 47123,
+}
+CARD = ["Role name", "Delete role", "Main", "Tech", "Main", "Tech"]
+ORDER = [
+    "Intercom server",
+    "Reveal in Finder",
+    "Console",
+    "Show name",
+    "Port",
+    "Main",
+    "Tech",
+    "New channel name",
+    *CARD,
+    *CARD,
+    "Add Role",
+    "Save Show",
+    "Reload from File",
+    "Minimise",
+    "Maximise",
+    "Close",
+]
+
+
+def tab_to(window, name):
+    """Tabs on until the accessible of that name has the focus."""
+    window.wait_for_input()
+    for _ in range(len(ORDER) + 1):
+        before = focus_of(window)
+        if before and before.get_name() == name:
+            return before
+        step(window, "Tab")
+    raise AssertionError(f"Tab does not reach {name}")
+
+
+def focus_of(window):
+    found = window.focused()
+    assert len(found) < 2, [node.get_name() for node in found]
+    return found[0] if found else None
+
+
+def step(window, key):
+    """Presses the key and gives back what has the focus once it is elsewhere."""
+    before = focus_of(window)
+
+    def moved():
+        now = focus_of(window)
+        return now if now is not None and now != before else None
+
+    keys(key)
+    return wait_until(moved, f"the focus to move by {key} from {before and before.get_name()}")
+
+
+def see(window, name, text):
+    window.see_text(name, text)
+
+
+def tab_goes_through_everything_and_back(window):
+    window.wait_for_input()
+    forth = [step(window, "Tab") for _ in ORDER]
+    assert [node.get_name() for node in forth] == ORDER, [node.get_name() for node in forth]
+    assert step(window, "Tab") == forth[0], "after the last comes the first"
+    assert step(window, "shift+Tab") == forth[-1]
+    back = [step(window, "shift+Tab") for _ in ORDER[1:]]
+    assert back == forth[-2::-1], [node.get_name() for node in back]
+
+
+def what_gets_the_focus_comes_into_sight(window):
+    for name in ("Add Role", "Reload from File"):
+        node = tab_to(window, name)
+        wait_until(lambda shown=node: desk.has_state(shown, Atspi.StateType.SHOWING), f"{name} to be in sight")
+    node = tab_to(window, "Show name")
+    wait_until(lambda: desk.has_state(node, Atspi.StateType.SHOWING), "the name to be in sight again")
+
+
+def space_and_return_press(window):
+    tab_to(window, "Intercom server")
+    keys("space")
+    wait_until(lambda: window.has("ON AIR"), "the switch to start")
+    keys("Return")
+    wait_until(lambda: window.has("STOPPED"), "the switch to stop")
+    keys("KP_Enter")
+    wait_until(lambda: window.has("ON AIR"), "the switch to start again")
+    desk.end_servers(window)
+    wait_until(lambda: window.has("STOPPED"), "the server's end")
+
+    talks = window.find("TALKS ON")
+    tab_to(window, "Role name")
+    step(window, "Tab")
+    step(window, "Tab")
+    for key, talk in (("space", ["Tech"]), ("Return", ["Tech", "Main"])):
+        keys(key)
+        chip = window.find("Main", within=talks)
+        wait_until(lambda: desk.has_state(chip, Atspi.StateType.CHECKED) == ("Main" in talk), f"the chip by {key}")
+        assert window.focused() == [chip], "a pressed chip keeps the focus"
+        assert window.save()["roles"][0]["talk"] == talk, saved_show()
+
+    tab_to(window, "Add Role")
+    keys("Return")
+    wait_until(lambda: window.find("New Role", Atspi.Role.PANEL), "the new role")
+    tab_to(window, "Save Show")
+    desk.os.remove(desk.SHOW_FILE)
+    keys("space")
+    wait_until(lambda: saved_show() and len(saved_show()["roles"]) == 3, "the saved show")
+
+
+def a_pressed_button_that_goes_leaves_the_keyboard_usable(window):
+    chips = window.find("CHANNELS")
+    tab_to(window, "Port")
+    step(window, "Tab")
+    keys("space")
+    wait_until(lambda: not window.find("Main", within=chips), "the channel to go")
+    # The next Tab finds its way from anywhere.
+    keys("Tab")
+    wait_until(window.focused, "something to have the focus")
+    tab_to(window, "Role name")
+    step(window, "Tab")
+    keys("Return")
+    wait_until(lambda: not window.find("Stage Manager"), "the role to go")
+    keys("Tab")
+    wait_until(window.focused, "something to have the focus")
+    assert [role["name"] for role in window.save()["roles"]] == ["Director"]
+
+
+def return_in_the_channel_field_adds(window):
+    tab_to(window, "New channel name")
+    type_text("  Fly Floor ")
+    see(window, "New channel name", "  Fly Floor ")
+    keys("Return")
+    see(window, "New channel name", "")
+    wait_until(lambda: window.find("Fly Floor", Atspi.Role.PUSH_BUTTON), "the chip")
+    # A name that there is already, and none: the field is emptied, nothing else.
+    for text in ("Main", "   "):
+        type_text(text)
+        see(window, "New channel name", text)
+        keys("KP_Enter")
+        see(window, "New channel name", "")
+    window.wait_for_focus("New channel name")
+    assert window.save()["channels"] == ["Main", "Tech", "Fly Floor"], saved_show()
+
+
+def fields_know_the_usual_editing_keys(window):
+    tab_to(window, "Show name")
+    keys("ctrl+a")
+    type_text("Gala")
+    see(window, "Show name", "Gala")
+    keys("Home")
+    type_text("A ")
+    see(window, "Show name", "A Gala")
+    keys("End")
+    type_text("!")
+    see(window, "Show name", "A Gala!")
+    keys("ctrl+z")
+    see(window, "Show name", "A Gala")
+    keys("ctrl+shift+z")
+    see(window, "Show name", "A Gala!")
+    keys("BackSpace")
+    see(window, "Show name", "A Gala")
+    keys("Home")
+    keys("Delete")
+    see(window, "Show name", " Gala")
+    keys("ctrl+a")
+    keys("ctrl+c")
+    keys("End")
+    keys("ctrl+v")
+    see(window, "Show name", " Gala Gala")
+    keys("ctrl+Left")
+    keys("shift+End")
+    keys("ctrl+x")
+    see(window, "Show name", " Gala ")
+    tab_to(window, "New channel name")
+    keys("ctrl+v")
+    see(window, "New channel name", "Gala")
+    assert window.save()["show"] == " Gala ", saved_show()
+
+
+def a_role_is_renamed_in_the_middle_of_its_name(window):
+    tab_to(window, "Role name")
+    card = window.find("Stage Manager", Atspi.Role.PANEL)
+    keys("Home")
+    for _ in "Stage":
+        keys("Right")
+    for typed in ("StageX Manager", "StageXY Manager", "StageXYZ Manager"):
+        type_text(typed[typed.index(" ") - 1])
+        window.see_text("Role name", typed, card)
+    keys("BackSpace")
+    window.see_text("Role name", "StageXY Manager", card)
+    assert window.save()["roles"][0]["name"] == "StageXY Manager", saved_show()
+
+
+def a_port_that_is_none_stays_in_the_field_and_out_of_the_show(window):
+    tab_to(window, "Port")
+    keys("ctrl+a")
+    type_text("65536")
+    see(window, "Port", "65536")
+    assert window.save()["oscPort"] == 6553, "the last text that was a port"
+    see(window, "Port", "6553")
+
+
+def entry(window, name):
+    found = wait_until(lambda: window.find(name, Atspi.Role.MENU_ITEM), f"the menu's {name}")
+    wait_until(lambda: desk.has_state(found, Atspi.StateType.SHOWING), f"the menu's {name} to be seen")
+    return found
+
+
+def menu_closed(window):
+    return not [node for node in window.nodes() if node.get_role() == Atspi.Role.MENU_ITEM]
+
+
+def fields_have_a_menu_for_the_mouse(window):
+    window.wait_for_input()
+    field = window.find("Show name", Atspi.Role.TEXT)
+
+    def choose(name):
+        desk.click(field, button=3)
+        desk.click(entry(window, name))
+        wait_until(lambda: menu_closed(window), "the menu to close")
+
+    desk.click(field, button=3)
+    entry(window, "Select All")
+    names = [node.get_name() for node in window.nodes() if node.get_role() == Atspi.Role.MENU_ITEM]
+    assert names == ["Cut", "Copy", "Paste", "Select All"], names
+    keys("Escape")
+    wait_until(lambda: menu_closed(window), "the menu to close")
+
+    choose("Select All")
+    choose("Copy")
+    see(window, "Show name", "Recital")
+    choose("Select All")
+    choose("Cut")
+    see(window, "Show name", "")
+    choose("Paste")
+    see(window, "Show name", "Recital")
+    window.wait_for_focus("Show name")
+    assert window.save() == SHOW, saved_show()
+
+    # Who presses elsewhere while the menu is open means what is there.
+    desk.click(field, button=3)
+    entry(window, "Cut")
+    desk.click(window.find("Port", Atspi.Role.TEXT))
+    wait_until(lambda: menu_closed(window), "the menu to close")
+    window.wait_for_focus("Port")
+
+
+def fields_have_a_menu_for_the_keys(window):
+    tab_to(window, "Show name")
+
+    def choose(name):
+        keys("Menu")
+        wanted = entry(window, name)
+        wait_until(lambda: [n for n in window.focused() if n.get_role() == Atspi.Role.POPUP_MENU], "keys to go to the menu")
+        keys("Down")  # to the first entry that there is anything to do for
+        wait_until(lambda: wanted in window.focused(), f"{name} to be chosen")
+        keys("Return")
+        wait_until(lambda: menu_closed(window), "the menu to close")
+        window.wait_for_focus("Show name")
+
+    choose("Select All")
+    choose("Cut")
+    see(window, "Show name", "")
+    choose("Paste")
+    choose("Paste")
+    see(window, "Show name", "RecitalRecital")
+    assert window.save()["show"] == "RecitalRecital", saved_show()
+
+
+def a_line_of_the_console_is_copied_by_its_menu(window):
+    window.press("Intercom server")
+    wait_until(lambda: window.has("ON AIR"), "the lamp to say ON AIR")
+    desk.send_osc(47123, "/wingbell/say", "Places")
+    line = window.see_line("Places")
+    window.wait_for_input()
+    row = window.find(line)
+    for name in ("Select All", "Copy"):
+        desk.click(row, button=3)
+        desk.click(entry(window, name))
+        wait_until(lambda: menu_closed(window), "the menu to close")
+    desk.click(window.find("New channel name", Atspi.Role.TEXT))
+    window.wait_for_focus("New channel name")
+    keys("ctrl+v")
+    see(window, "New channel name", line)
+    desk.end_servers(window)
+
+
+desk.run(
+    tab_goes_through_everything_and_back,
+    what_gets_the_focus_comes_into_sight,
+    space_and_return_press,
+    a_pressed_button_that_goes_leaves_the_keyboard_usable,
+    return_in_the_channel_field_adds,
+    fields_know_the_usual_editing_keys,
+    a_role_is_renamed_in_the_middle_of_its_name,
+    a_port_that_is_none_stays_in_the_field_and_out_of_the_show,
+    fields_have_a_menu_for_the_mouse,
+    fields_have_a_menu_for_the_keys,
+    a_line_of_the_console_is_copied_by_its_menu,
+    show=SHOW,
+)

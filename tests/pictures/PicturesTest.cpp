@@ -1,0 +1,393 @@
+#include "app/ContentModels.h"
+#include "look/Theme.h"
+#include "panels/ConsoleLines.h"
+#include "server/SleepInhibitor.h"
+#include "tests/pictures/PictureComparison.h"
+
+#include <QFile>
+#include <QGuiApplication>
+#include <QImageWriter>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQmlExtensionPlugin>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QStyleHints>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <csignal>
+#include <unistd.h>
+
+#include <functional>
+
+Q_IMPORT_QML_PLUGIN(Wingbell_LookPlugin)
+Q_IMPORT_QML_PLUGIN(Wingbell_PanelsPlugin)
+Q_IMPORT_QML_PLUGIN(Wingbell_AppPlugin)
+
+using namespace wingbell;
+
+namespace {
+
+class NoSleepInhibitor final : public SleepInhibitor
+{
+public:
+    quint32 inhibit(const QString& /*reason*/) override { return 0; }
+    void release(quint32 /*identifier*/) override {}
+};
+
+constexpr double margin = 8.0; // around a panel, for what it casts beyond its edges
+
+/// A window of the stage's colour, the models of a show in a folder of its own, and a server that
+/// does as it is told.
+class Scene
+{
+public:
+    Scene()
+        : config(QDir(m_folder.path()))
+        , server(
+              config, [this] { return std::optional<QString>(m_server); }, m_sleep)
+        , models(QDir(m_folder.path()))
+    {
+        m_engine.addImportPath(u"qrc:/qt/qml"_qs);
+        m_window.setColor(Theme::stage());
+    }
+    ~Scene() { endServer(); }
+    Q_DISABLE_COPY_MOVE(Scene)
+
+    /// Puts a component of a module, "Panels/PowerPanel", on the window, with a margin around it.
+    QQuickItem* put(const QString& component, const QSizeF& size, const QVariantMap& properties)
+    {
+        return fill(component, size, margin, properties);
+    }
+
+    /// The same without a margin. A height of 0 is the component's own.
+    QQuickItem*
+    fill(const QString& component, const QSizeF& size, double around, QVariantMap properties)
+    {
+        QQmlComponent source(&m_engine, QUrl(u"qrc:/qt/qml/Wingbell/%1.qml"_qs.arg(component)));
+        properties.insert(u"x"_qs, around);
+        properties.insert(u"y"_qs, around);
+        properties.insert(u"width"_qs, size.width());
+        if (size.height() > 0.0) {
+            properties.insert(u"height"_qs, size.height());
+        }
+        m_item.reset(qobject_cast<QQuickItem*>(source.createWithInitialProperties(properties)));
+        if (!m_item) {
+            qFatal("%s", qPrintable(source.errorString()));
+        }
+        m_item->setParentItem(m_window.contentItem());
+        m_window.resize(
+            qCeil(m_item->width() + 2.0 * around), qCeil(m_item->height() + 2.0 * around));
+        return m_item.get();
+    }
+
+    /// Starts the server that behaves in that way.
+    void startServer(const QString& behaviour)
+    {
+        m_server = m_folder.filePath(behaviour);
+        QVERIFY(QFile::link(QStringLiteral(WINGBELL_MISBEHAVING_SERVER), m_server));
+        server.start();
+    }
+
+    QImage picture()
+    {
+        m_window.show();
+        return m_window.grabWindow().convertToFormat(QImage::Format_RGB32);
+    }
+
+    [[nodiscard]] QQuickWindow& window() { return m_window; }
+
+private:
+    void endServer()
+    {
+        QFile children(u"/proc/self/task/%1/children"_qs.arg(::getpid()));
+        if (!children.open(QIODevice::ReadOnly)) {
+            return;
+        }
+        for (const QByteArray& child : children.readAll().simplified().split(' ')) {
+            if (!child.isEmpty()) {
+                ::kill(child.toInt(), SIGTERM);
+            }
+        }
+        QVERIFY(QTest::qWaitFor([this] { return !server.isRunning() && !server.isStarting(); }));
+    }
+
+    QTemporaryDir m_folder;
+    QString m_server;
+    NoSleepInhibitor m_sleep;
+
+public:
+    ShowConfig config;
+    ServerController server;
+    ContentModels models;
+
+private:
+    QQmlEngine m_engine;
+    QQuickWindow m_window;
+    std::unique_ptr<QQuickItem> m_item;
+};
+
+using Build = std::function<void(Scene&)>;
+
+QVariant pointerTo(auto& object)
+{
+    return QVariant::fromValue(&object);
+}
+
+void headerAlone(Scene& scene)
+{
+    scene.fill(u"Look/ControlHeader"_qs, QSizeF(780.0, 0.0), 0.0, {});
+    constexpr int shadow = 12; // falls below the trim
+    scene.window().resize(780, scene.window().height() + shadow);
+}
+
+QQuickItem* powerPanel(Scene& scene)
+{
+    return scene.put(
+        u"Panels/PowerPanel"_qs, QSizeF(230.0, 232.0),
+        {{u"server"_qs, pointerTo(scene.server)}, {u"showFile"_qs, ContentModels::showFile()}});
+}
+
+void powerPanelStarting(Scene& scene)
+{
+    powerPanel(scene);
+    scene.startServer(u"silent"_qs);
+    QVERIFY(scene.server.isStarting());
+}
+
+void powerPanelOnAir(Scene& scene)
+{
+    powerPanel(scene);
+    scene.startServer(u"hello"_qs);
+    QTRY_VERIFY(scene.server.isRunning());
+}
+
+void powerPanelFocused(Scene& scene)
+{
+    auto* const rocker = powerPanel(scene)->findChild<QQuickItem*>(u"rocker"_qs);
+    QVERIFY(rocker != nullptr);
+    scene.window().show();
+    scene.window().requestActivate();
+    QVERIFY(QTest::qWaitForWindowActive(&scene.window()));
+    rocker->forceActiveFocus(Qt::TabFocusReason);
+    QVERIFY(rocker->hasActiveFocus());
+}
+
+Build consoleWith(const QStringList& lines)
+{
+    return [lines](Scene& scene) {
+        auto* const rows = new ConsoleLines(&scene.config);
+        const QQuickItem* const panel = scene.put(
+            u"Panels/ConsolePanel"_qs, QSizeF(508.0, 232.0),
+            {{u"lines"_qs, QVariant::fromValue(rows)}});
+        scene.window().show();
+        rows->setLines(lines);
+        const auto* const animation = panel->findChild<QObject*>(u"followAnimation"_qs);
+        QVERIFY(animation != nullptr);
+        QTRY_VERIFY(!animation->property("running").toBool());
+    };
+}
+
+QStringList manyLines()
+{
+    QStringList lines;
+    for (int number = 1; number <= 40; ++number) {
+        lines.append(u"Line %1 of forty: all quiet on stage left."_qs.arg(number));
+    }
+    return lines;
+}
+
+void setupPanel(Scene& scene, double height, bool running)
+{
+    scene.fill(
+        u"Panels/ShowSetupPanel"_qs, QSizeF(780.0, height), 0.0,
+        {{u"config"_qs, pointerTo(scene.config)}, {u"serverIsRunning"_qs, running}});
+}
+
+void setupPanelByDefault(Scene& scene)
+{
+    setupPanel(scene, 520.0, false);
+}
+
+void setupPanelWithWarning(Scene& scene)
+{
+    scene.config.setHasUnsavedChanges(true);
+    setupPanel(scene, 300.0, true);
+}
+
+void setupPanelOfAnEmptyShow(Scene& scene)
+{
+    scene.config.setShow({});
+    scene.config.setChannels({});
+    scene.config.setRoles({});
+    setupPanel(scene, 470.0, false);
+}
+
+void roleCard(Scene& scene, const QString& name)
+{
+    const QList<Role>& roles = scene.config.roles();
+    const auto role = std::find_if(roles.cbegin(), roles.cend(), [&name](const Role& candidate) {
+        return candidate.name == name;
+    });
+    QVERIFY(role != roles.cend());
+    scene.put(
+        u"Panels/RoleCard"_qs, QSizeF(380.0, 0.0),
+        {{u"config"_qs, pointerTo(scene.config)}, {u"role"_qs, QVariant::fromValue(*role)}});
+}
+
+void roleCardWithoutAName(Scene& scene)
+{
+    Role nobody = scene.config.roles().constFirst();
+    nobody.name.clear();
+    scene.config.setChannels({});
+    scene.put(
+        u"Panels/RoleCard"_qs, QSizeF(380.0, 0.0),
+        {{u"config"_qs, pointerTo(scene.config)}, {u"role"_qs, QVariant::fromValue(nobody)}});
+}
+
+Build channelsEditorWith(const QStringList& channels, const QString& newName)
+{
+    return [channels, newName](Scene& scene) {
+        scene.config.setChannels(channels);
+        scene.put(
+            u"Panels/ChannelsEditor"_qs, QSizeF(360.0, 0.0),
+            {{u"config"_qs, pointerTo(scene.config)}, {u"newChannelName"_qs, newName}});
+    };
+}
+
+Build contentViewOf(const QSizeF& size)
+{
+    return [size](Scene& scene) {
+        scene.fill(u"App/ContentView"_qs, size, 0.0, {{u"models"_qs, pointerTo(scene.models)}});
+    };
+}
+
+} // namespace
+
+/// Every panel in every state, as it is remembered in the reference folder. To remember how the
+/// panels look now, run it with WINGBELL_WRITE_REFERENCES set and look at what changed:
+/// WINGBELL_WRITE_REFERENCES=1 ctest --preset release -L pictures
+class PicturesTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void aPictureDiffersFromAnotherAndNotFromItself();
+    void aPanelLooksAsItDid_data();
+    void aPanelLooksAsItDid();
+};
+
+void PicturesTest::initTestCase()
+{
+    if (!qEnvironmentVariableIsSet("QT_QUICK_BACKEND")) {
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    }
+    QGuiApplication::styleHints()->setCursorFlashTime(0);
+    QVERIFY(QDir().mkpath(QStringLiteral(WINGBELL_DIFFERENCES)));
+}
+
+void PicturesTest::aPictureDiffersFromAnotherAndNotFromItself()
+{
+    QImage first(100, 100, QImage::Format_RGB32);
+    first.fill(Qt::black);
+    QImage second = first;
+    QVERIFY(!comparePictures(first, second).isVisible());
+
+    second.fill(qRgb(8, 8, 8));
+    QVERIFY2(!comparePictures(first, second).isVisible(), "a shade is not seen");
+
+    second = first;
+    for (int x = 0; x < 21; ++x) {
+        QVERIFY(!comparePictures(first, second).isVisible());
+        second.setPixel(x, 0, qRgb(0, 9, 0));
+    }
+    QVERIFY2(comparePictures(first, second).isVisible(), "a line of 21 pixels is seen");
+    QVERIFY2(
+        comparePictures(first, QImage(100, 99, QImage::Format_RGB32)).isVisible(), "another size");
+    QVERIFY2(comparePictures(first, {}).isVisible(), "no picture");
+}
+
+void PicturesTest::aPanelLooksAsItDid_data()
+{
+    QTest::addColumn<Build>("build");
+    const auto add = [](const char* name, const Build& build) {
+        QTest::newRow(name) << build;
+    };
+    add("header", headerAlone);
+    add("powerPanel-stopped", powerPanel);
+    add("powerPanel-starting", powerPanelStarting);
+    add("powerPanel-onAir", powerPanelOnAir);
+    add("powerPanel-focused", powerPanelFocused);
+    add("console-empty", consoleWith({}));
+    add("console-lines",
+        consoleWith(
+            {u"\u25B6\uFE0E Starting server with /Users/Shared/Wingbell/roles.json\u2026"_qs,
+             u"Listening for OSC on port 47000."_qs, u"Places, please"_qs, u"Places, please"_qs,
+             u"\u26A0\uFE0F <b>Plain</b> text & nothing else"_qs, u"\u25A0 Stopping\u2026"_qs,
+             u"\u25A0 Server stopped."_qs}));
+    add("console-longLines",
+        consoleWith(
+            {u"A line of many words wraps onto the next row of the console where one ends. "_qs
+                 .repeated(3),
+             QString(200, u'x'), u"short"_qs}));
+    add("console-manyLines", consoleWith(manyLines()));
+    add("setupPanel-default", setupPanelByDefault);
+    add("setupPanel-warning", setupPanelWithWarning);
+    add("setupPanel-emptyShow", setupPanelOfAnEmptyShow);
+    add("roleCard", [](Scene& scene) { roleCard(scene, u"Stage Manager"_qs); });
+    add("roleCard-listenOnly", [](Scene& scene) { roleCard(scene, u"Director (listen only)"_qs); });
+    add("roleCard-withoutAName", roleCardWithoutAName);
+    add("channelsEditor", channelsEditorWith(
+                              {u"Main"_qs, u"Tech"_qs, u"Backstage"_qs, u"Green Room"_qs,
+                               u"Front of House"_qs, u"Fly Floor"_qs},
+                              {}));
+    add("channelsEditor-typed", channelsEditorWith({u"Main"_qs}, u"Orchestra Pit"_qs));
+    add("window-smallest", contentViewOf(QSizeF(780.0, 680.0)));
+    add("window-default", contentViewOf(QSizeF(820.0, 760.0)));
+    add("window-large", contentViewOf(QSizeF(1600.0, 1000.0)));
+}
+
+void PicturesTest::aPanelLooksAsItDid()
+{
+    QFETCH(const Build, build);
+    Scene scene;
+    build(scene);
+    if (QTest::currentTestFailed()) {
+        return;
+    }
+    scene.window().show();
+    QVERIFY(QTest::qWaitForWindowExposed(&scene.window()));
+
+    const bool fine = scene.window().devicePixelRatio() > 1.0;
+    const QString name = QString::fromLatin1(QTest::currentDataTag()) % (fine ? u"@2x" : u"");
+    const QString reference = QStringLiteral(WINGBELL_REFERENCES "/%1.png").arg(name);
+    if (qEnvironmentVariableIsSet("WINGBELL_WRITE_REFERENCES")) {
+        QImage last;
+        QImage now = scene.picture();
+        QTRY_VERIFY((last = std::exchange(now, scene.picture())) == now);
+        QImageWriter writer(reference);
+        writer.setQuality(0); // the smallest file
+        QVERIFY2(writer.write(now), qPrintable(writer.errorString()));
+        return;
+    }
+
+    const QImage expected(reference);
+    QVERIFY2(!expected.isNull(), qPrintable(reference));
+    if (QTest::qWaitFor(
+            [&] { return !comparePictures(expected, scene.picture()).isVisible(); }, 2000)) {
+        return;
+    }
+    const QImage actual = scene.picture();
+    const PictureComparison comparison = comparePictures(expected, actual);
+    const QDir folder(QStringLiteral(WINGBELL_DIFFERENCES));
+    actual.save(folder.filePath(name + u"-actual.png"_qs));
+    comparison.difference.save(folder.filePath(name + u"-difference.png"_qs));
+    QFAIL(qPrintable(u"%1: %2 % of the pixels differ; look at %3"_qs.arg(name)
+                         .arg(comparison.differing * 100.0)
+                         .arg(folder.path())));
+}
+
+QTEST_MAIN(PicturesTest)
+#include "PicturesTest.moc"
