@@ -5,6 +5,7 @@
 #   ./build_app.sh run      the same, then open the window
 #   ./build_app.sh test     the same, then run every test; needs no screen
 #   ./build_app.sh pictures take the pictures of the README anew
+#   ./build_app.sh bench    print start-up, memory and wake-ups beside other windows
 #
 # Options for test: --quick leaves out the sanitizers and the static checks.
 set -euo pipefail
@@ -70,9 +71,12 @@ prepare_shared_folder() {
     as_root mkdir -m 1777 /Users/Shared
 }
 
-# build PRESET: configures where needed and builds.
+# build PRESET [TARGET...]: configures where needed and builds those targets, or everything.
 build() {
-    local folder=build
+    local folder=build target options=()
+    for target in "${@:2}"; do
+        options+=(--target "$target")
+    done
     [ "$1" = release ] || folder=build-$1
     if [ ! -f "$folder/build.ninja" ]; then
         local words
@@ -81,7 +85,7 @@ build() {
             fail "the build could not be configured."
         }
     fi
-    cmake --build "$folder" || fail "the build failed; the first error above says where."
+    cmake --build "$folder" "${options[@]}" || fail "the build failed; the first error above says where."
 }
 
 run_window() {
@@ -105,20 +109,25 @@ case ${1:-build} in
     build)
         install_packages build run
         prepare_shared_folder
-        build release
+        build release WingbellControl IntercomServer
         say "built. Open the window with: ./build_app.sh run"
         ;;
     run)
         install_packages build run
         prepare_shared_folder
-        build release
+        build release WingbellControl IntercomServer
         run_window
         ;;
     pictures)
         install_packages build run test pictures
         prepare_shared_folder
-        build release
+        build release WingbellControl IntercomServer
         "$root/packaging/take_pictures.sh"
+        ;;
+    bench)
+        install_packages build run test bench
+        build release WingbellControl IntercomServer
+        "$root/bench/run"
         ;;
     test)
         install_packages build run test
@@ -127,7 +136,7 @@ case ${1:-build} in
         run_tests "${2:-}"
         ;;
     *)
-        sed -n '2,9p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
+        sed -n '2,10p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
         exit 2
         ;;
 esac

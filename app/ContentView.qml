@@ -10,10 +10,24 @@ Rectangle {
     required property ContentModels models
     readonly property bool shown: Window.visibility !== Window.Hidden
 
+    // Once there is a controller to show, and then for good.
+    function showPanels() {
+        if (strip.item || !models.server)
+            return;
+        strip.setSource("DeskStrip.qml", {
+                "models": models
+            });
+        setup.setSource("../Panels/ShowSetupPanel.qml", {
+                "config": models.config,
+                "objectName": "showSetupPanel",
+                "serverIsRunning": models.server.isRunning
+            });
+    }
+
     color: Theme.stage
 
     Component.onCompleted: {
-        panels.loadOnce();
+        showPanels();
         if (shown)
             models.viewShown();
     }
@@ -29,46 +43,43 @@ Rectangle {
         anchors.right: parent.right
         objectName: "header"
     }
-    Item {
+    Loader {
         id: strip
-
-        objectName: "strip"
 
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.top: header.bottom
         height: 260
+        objectName: "strip"
     }
     Rectangle {
         id: divider
-
-        objectName: "divider"
 
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.top: strip.bottom
         color: Theme.faded(Theme.steelMid, 0.4)
         height: 1
+        objectName: "divider"
     }
+    // By far the largest part: it comes while the rest can be seen and used already.
     Loader {
-        id: panels
-
-        function loadOnce() {
-            if (status === Loader.Null && view.models.server)
-                setSource("DeskPanels.qml", {
-                        "models": view.models,
-                        "stripHeight": strip.height
-                    });
-        }
+        id: setup
 
         anchors.bottom: parent.bottom
         anchors.left: parent.left
         anchors.right: parent.right
-        anchors.top: strip.top
+        anchors.top: divider.bottom
+        asynchronous: true
+    }
+    Binding {
+        property: "serverIsRunning"
+        target: setup.item
+        value: view.models.server?.isRunning ?? false
     }
     Connections {
         function onServerChanged() {
-            panels.loadOnce();
+            view.showPanels();
         }
 
         target: view.models

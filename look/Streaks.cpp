@@ -2,10 +2,13 @@
 
 #include "look/Theme.h"
 
+#include <QImage>
 #include <QPen>
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <vector>
 
 namespace wingbell {
 
@@ -17,6 +20,43 @@ constexpr double lineWidth = 1.0;
 double opacityAt(double x)
 {
     return std::max(0.0, std::sin(0.6 * x) * 0.02 + 0.025);
+}
+
+void strokeStreaks(QPainter& painter, const QSizeF& plate)
+{
+    QPen pen;
+    pen.setWidthF(lineWidth);
+    pen.setCapStyle(Qt::FlatCap);
+    for (const Streak& streak : streaksOf(plate)) {
+        pen.setColor(Theme::faded(Qt::white, streak.opacity));
+        painter.setPen(pen);
+        painter.drawLine(streak.line);
+    }
+}
+
+/// The pixels along the top edge of a plate whose width and height together are `length` pixels of
+/// `scale` a point.
+///
+/// Lines at 45 degrees: every row of a plate is the row above moved left by a pixel. So one row
+/// tells the whole plate, and to stroke the lines of a narrow band is enough.
+std::vector<QRgb> topRow(int length, double scale)
+{
+    constexpr int band = 9; // pixels; its middle row is far enough from where lines end
+    constexpr int middle = 4;
+    QImage image(length + band, band, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.scale(scale, scale);
+    strokeStreaks(painter, QSizeF(image.size()) / scale);
+    painter.end();
+    std::vector<QRgb> row(static_cast<size_t>(length));
+    for (int along = 0; along < length; ++along) {
+        const int y = std::min(along, middle);
+        row[static_cast<size_t>(along)] =
+            reinterpret_cast<const QRgb*>(image.constScanLine(y))[along - y];
+    }
+    return row;
 }
 
 } // namespace
@@ -38,14 +78,21 @@ QList<Streak> streaksOf(const QSizeF& plate)
 
 void paintStreaks(QPainter& painter, const QSizeF& plate, double opacity)
 {
-    QPen pen;
-    pen.setWidthF(lineWidth);
-    pen.setCapStyle(Qt::FlatCap);
-    for (const Streak& streak : streaksOf(plate)) {
-        pen.setColor(Theme::faded(Qt::white, streak.opacity * opacity));
-        painter.setPen(pen);
-        painter.drawLine(streak.line);
+    const double scale = painter.device()->devicePixelRatio() * painter.transform().m11();
+    const int width = static_cast<int>(std::ceil(plate.width() * scale));
+    const int height = static_cast<int>(std::ceil(plate.height() * scale));
+    if (width <= 0 || height <= 0) {
+        return;
     }
+    const std::vector<QRgb> row = topRow(width + height, scale);
+    QImage texture(width, height, QImage::Format_ARGB32_Premultiplied);
+    for (int y = 0; y < height; ++y) {
+        std::memcpy(texture.scanLine(y), row.data() + y, static_cast<size_t>(width) * sizeof(QRgb));
+    }
+    painter.save();
+    painter.setOpacity(painter.opacity() * opacity);
+    painter.drawImage(QRectF(QPointF(), QSizeF(texture.size()) / scale), texture);
+    painter.restore();
 }
 
 } // namespace wingbell

@@ -60,6 +60,11 @@ Item {
 
             function follow() {
                 animation.stop();
+                // Without rows there is no end to go to.
+                if (count === 0) {
+                    contentY = originY;
+                    return;
+                }
                 const from = contentY;
                 positionViewAtEnd();
                 const to = contentY;

@@ -33,9 +33,10 @@ Item {
     Loader {
         id: selectable
 
-        property bool held: false
+        // Told by the text rather than read from it, as it is what keeps the text there.
+        property bool isHeld: false
 
-        active: hover.hovered || held
+        active: hover.hovered || isHeld
         height: plain.height
         width: plain.width
         x: 10
@@ -45,17 +46,10 @@ Item {
             selection.ink = row.ink;
             selection.font = plain.font;
             selection.text = Qt.binding(() => row.line);
+            selection.hasSelectionChanged.connect(() => isHeld = selection.hasSelection);
         }
 
         sourceComponent: ConsoleSelection {
-        }
-
-        Connections {
-            function onHasSelectionChanged() {
-                selectable.held = (selectable.item as ConsoleSelection)?.hasSelection ?? false;
-            }
-
-            target: selectable.item as ConsoleSelection
         }
     }
 }

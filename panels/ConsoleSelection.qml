@@ -5,7 +5,7 @@ import Wingbell.Look
 TextEdit {
     id: selection
 
-    readonly property bool hasSelection: selectedText.length > 0 || menu.visible || activeFocus
+    readonly property bool hasSelection: selectedText.length > 0 || menu.isOpen || activeFocus
     property color ink
 
     Accessible.ignored: true
@@ -17,21 +17,20 @@ TextEdit {
     textFormat: TextEdit.PlainText
     wrapMode: TextEdit.Wrap
 
-    onActiveFocusChanged: if (!activeFocus && !menu.visible)
+    onActiveFocusChanged: if (!activeFocus && !menu.isOpen)
         deselect()
 
     TapHandler {
         acceptedButtons: Qt.RightButton
 
-        onTapped: point => menu.popup(selection, point.position.x, point.position.y)
+        onTapped: point => menu.popup(selection, point.position.x, point.position.y, selection.selectedText.length > 0, false)
     }
     HoverHandler {
         cursorShape: Qt.IBeamCursor
     }
-    EditMenu {
+    EditMenuLoader {
         id: menu
 
-        canCut: selection.selectedText.length > 0
         canEdit: false
 
         onCopy: selection.copy()

@@ -1,51 +1,48 @@
 import QtQuick
-import QtQuick.Templates as T
 import Wingbell.Look
 
 // A one-line text field of the desk, without a bezel.
-T.TextField {
+TextInput {
     id: field
 
+    property string placeholderText
     property color plateColor: Theme.steelDeep
     property real radius: 6
 
     Accessible.focusable: true
     Accessible.focused: activeFocus
     Accessible.role: Accessible.EditableText
+    activeFocusOnTab: true
+    clip: true
     color: "white"
-    implicitHeight: contentHeight + topPadding + bottomPadding
     padding: 8
-    placeholderTextColor: Theme.faded("white", 0.3)
     selectByMouse: true
     selectedTextColor: "black"
     selectionColor: Theme.gold
     verticalAlignment: TextInput.AlignVCenter
 
-    background: Rectangle {
-        border.color: Theme.gold
-        border.width: field.activeFocus ? 1 : 0
-        color: field.plateColor
-        radius: field.radius
-    }
     cursorDelegate: Rectangle {
         color: Theme.gold
         visible: (parent as TextInput)?.cursorVisible ?? false
         width: 1
     }
 
-    Keys.onMenuPressed: menu.popup(field, cursorRectangle.x, height)
-    onPressed: event => {
-        if (event.button !== Qt.RightButton)
-            return;
-        forceActiveFocus(Qt.MouseFocusReason);
-        menu.popup(field, event.x, event.y);
-    }
+    Keys.onMenuPressed: menu.popup(field, cursorRectangle.x, height, selectedText.length > 0, canPaste)
 
+    Rectangle {
+        anchors.fill: parent
+        border.color: Theme.gold
+        border.width: field.activeFocus && field.plateColor.a > 0 ? 1 : 0
+        color: field.plateColor
+        objectName: "plate"
+        radius: field.radius
+        z: -1
+    }
     Text {
         anchors.fill: parent
         anchors.leftMargin: field.leftPadding
         anchors.rightMargin: field.rightPadding
-        color: field.placeholderTextColor
+        color: Theme.faded("white", 0.3)
         elide: Text.ElideRight
         font: field.font
         text: field.placeholderText
@@ -53,14 +50,18 @@ T.TextField {
         verticalAlignment: Text.AlignVCenter
         visible: field.length === 0 && field.preeditText.length === 0
     }
-    HoverHandler {
+    MouseArea {
+        acceptedButtons: Qt.RightButton
+        anchors.fill: parent
         cursorShape: Qt.IBeamCursor
-    }
-    EditMenu {
-        id: menu
 
-        canCut: field.selectedText.length > 0
-        canPaste: field.canPaste
+        onPressed: event => {
+            field.forceActiveFocus(Qt.MouseFocusReason);
+            menu.popup(field, event.x, event.y, field.selectedText.length > 0, field.canPaste);
+        }
+    }
+    EditMenuLoader {
+        id: menu
 
         onCopy: field.copy()
         onCut: field.cut()

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Templates as T
 import Wingbell.Look
 
 // Scrolls a Flickable as a desktop does: by wheel and touchpad without swinging, by touch, by its
@@ -63,29 +62,40 @@ Item {
             before = activeTranslation.y;
         }
     }
-    T.ScrollBar {
+    // The bar: there while there is something to scroll. A screen reader scrolls by what it focuses.
+    MouseArea {
         id: bar
 
-        Accessible.ignored: true // a screen reader scrolls by what it focuses
-        active: hovered || pressed
+        readonly property real length: height * scroll.flickable.visibleArea.heightRatio
+        property real grip: 0
+
         anchors.bottom: parent.bottom
         anchors.right: parent.right
         anchors.top: parent.top
-        implicitWidth: 10
-        orientation: Qt.Vertical
-        padding: 2
-        policy: size < 1 ? T.ScrollBar.AlwaysOn : T.ScrollBar.AlwaysOff
-        position: scroll.flickable.visibleArea.yPosition
-        size: scroll.flickable.visibleArea.heightRatio
-        visible: size < 1
+        hoverEnabled: true
+        objectName: "scrollBar"
+        visible: scroll.flickable.visibleArea.heightRatio < 1
+        width: 10
 
-        contentItem: Rectangle {
-            color: Theme.faded(Theme.steelLight, bar.pressed ? 0.8 : bar.hovered ? 0.6 : 0.35)
-            implicitWidth: 6
-            radius: 3
+        onPositionChanged: event => {
+            if (pressed)
+                scroll.to(scroll.flickable.originY + (event.y - grip) / height * scroll.flickable.contentHeight);
+        }
+        onPressed: event => {
+            const inside = event.y - handle.y;
+            grip = inside >= 0 && inside <= handle.height ? inside : handle.height / 2;
+            positionChanged(event);
         }
 
-        onPositionChanged: if (pressed)
-            scroll.to(scroll.flickable.originY + position * scroll.flickable.contentHeight)
+        Rectangle {
+            id: handle
+
+            color: Theme.faded(Theme.steelLight, bar.pressed ? 0.8 : bar.containsMouse ? 0.6 : 0.35)
+            height: Math.max(20, bar.length - 4)
+            radius: 3
+            width: 6
+            x: 2
+            y: 2 + (bar.height - 4 - height) * Math.min(1, scroll.flickable.visibleArea.yPosition / Math.max(0.0001, 1 - scroll.flickable.visibleArea.heightRatio))
+        }
     }
 }

@@ -32,7 +32,7 @@ QString HeadElision::elided(const QString& text, const QFont& font, double width
     }
     QTextBoundaryFinder boundaries(QTextBoundaryFinder::Grapheme, text);
     while (boundaries.toNextBoundary() >= 0 && boundaries.position() < text.size()) {
-        const QString shortened = QChar(u'\u2026') + text.sliced(boundaries.position());
+        QString shortened = QChar(u'\u2026') + text.sliced(boundaries.position());
         if (fits(shortened, font, width, lines)) {
             return shortened;
         }

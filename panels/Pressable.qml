@@ -6,7 +6,8 @@ Item {
     id: pressable
 
     readonly property alias pressed: area.containsPress
-    property bool showsFocus: false
+    property bool reachedByPointer: false
+    readonly property bool showsFocus: activeFocus && !reachedByPointer
 
     signal clicked
 
@@ -35,7 +36,9 @@ Item {
         if (!event.isAutoRepeat)
             press();
     }
-    onActiveFocusChanged: showsFocus = activeFocus && !area.containsPress
+    // What is disabled for a while gets its focus back as it was.
+    onActiveFocusChanged: if (!activeFocus && enabled)
+        reachedByPointer = false
 
     MouseArea {
         id: area
@@ -44,6 +47,9 @@ Item {
         cursorShape: pressable.enabled ? Qt.PointingHandCursor : Qt.ArrowCursor
 
         onClicked: pressable.press()
-        onPressed: pressable.forceActiveFocus(Qt.MouseFocusReason)
+        onPressed: {
+            pressable.reachedByPointer = true;
+            pressable.forceActiveFocus(Qt.MouseFocusReason);
+        }
     }
 }

@@ -46,12 +46,12 @@ Item {
                 plateColor: "transparent"
                 text: card.role.name
 
-                background: FocusRing {
-                    border.width: 1
-                    visible: name.activeFocus
-                }
-
                 onTextEdited: card.config.renameRole(card.role, text)
+            }
+            FocusRing {
+                anchors.fill: name
+                border.width: 1
+                visible: name.activeFocus
             }
             Pressable {
                 id: remove

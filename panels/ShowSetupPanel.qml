@@ -10,10 +10,18 @@ Item {
     required property ShowConfig config
     required property bool serverIsRunning
 
-    // Brings the item that has the keyboard's focus into sight.
+    function holds(item) {
+        for (let ancestor = item; ancestor; ancestor = ancestor.parent) {
+            if (ancestor === column)
+                return true;
+        }
+        return false;
+    }
+    // Brings the item that has the keyboard's focus into sight, unless a pointer is on it: what
+    // moves away from under a pointer is not pressed.
     function showFocus() {
         const item = Window.activeFocusItem;
-        if (!item || !column.contains(item.mapToItem(column, 0, 0)))
+        if (!holds(item) || (item as Pressable)?.pressed)
             return;
         const top = item.mapToItem(column, 0, 0).y + column.y - 12;
         const bottom = top + item.height + 24;

@@ -22,6 +22,8 @@ private Q_SLOTS:
     void streaksFallToTheLeftAt45Degrees();
     void streaksWaverBetweenTheirOpacities();
     void theSamePlateIsTheSamePicture();
+    void thePictureIsThatOfTheStrokedLines_data();
+    void thePictureIsThatOfTheStrokedLines();
     void aBlurKeepsTheSumAndSpreads();
     void aShadowLiesWhereItIsCast();
     void aShadowIsAsSharpAsTheScreen();
@@ -87,6 +89,47 @@ void SurfacesTest::theSamePlateIsTheSamePicture()
     };
     QCOMPARE(picture(), picture());
     QVERIFY(picture().pixelColor(60, 40) != QColor(Qt::white));
+}
+
+void SurfacesTest::thePictureIsThatOfTheStrokedLines_data()
+{
+    QTest::addColumn<double>("scale");
+    QTest::newRow("100 %") << 1.0;
+    QTest::newRow("150 %") << 1.5;
+    QTest::newRow("200 %") << 2.0;
+}
+
+void SurfacesTest::thePictureIsThatOfTheStrokedLines()
+{
+    QFETCH(const double, scale);
+    constexpr QSizeF plate(120.0, 80.0);
+    const auto picture = [&](const std::function<void(QPainter&)>& paint) {
+        QImage image((plate * scale).toSize(), QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::black);
+        QPainter painter(&image);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.scale(scale, scale);
+        paint(painter);
+        return image;
+    };
+    const QImage painted = picture([&](QPainter& painter) { paintStreaks(painter, plate, 1.0); });
+    const QImage stroked = picture([&](QPainter& painter) {
+        for (const Streak& streak : streaksOf(plate)) {
+            painter.setPen(
+                QPen(Theme::faded(Qt::white, streak.opacity), 1.0, Qt::SolidLine, Qt::FlatCap));
+            painter.drawLine(streak.line);
+        }
+    });
+    int brightest = 0;
+    constexpr int ends = 2; // pixels along the edges, where the lines' own ends show
+    for (int y = ends; y < painted.height() - ends; ++y) {
+        for (int x = 0; x < painted.width(); ++x) {
+            brightest = std::max(brightest, painted.pixelColor(x, y).red());
+            const int difference = painted.pixelColor(x, y).red() - stroked.pixelColor(x, y).red();
+            QVERIFY(std::abs(difference) <= 1); // of 255: rounding
+        }
+    }
+    QVERIFY(brightest >= 8);
 }
 
 void SurfacesTest::aBlurKeepsTheSumAndSpreads()

@@ -1,0 +1,35 @@
+import QtQuick
+import Wingbell.App
+import Wingbell.Panels
+
+// The power panel beside the console. Created once there is a controller to show.
+Item {
+    id: strip
+
+    required property ContentModels models
+
+    PowerPanel {
+        id: power
+
+        height: parent.height - 28
+        objectName: "powerPanel"
+        server: strip.models.server
+        showFile: strip.models.showFile
+        width: implicitWidth
+        x: 14
+        y: 14
+    }
+    ConsolePanel {
+        anchors.bottom: power.bottom
+        anchors.left: power.right
+        anchors.leftMargin: 14
+        anchors.right: parent.right
+        anchors.rightMargin: 14
+        anchors.top: power.top
+        objectName: "consolePanel"
+
+        lines: ConsoleLines {
+            server: strip.models.server
+        }
+    }
+}

@@ -1,0 +1,86 @@
+"""Start to painted window, resident memory and wake-ups at rest, beside other windows in the same run.
+
+Run by bench/run. Prints a table; asserts nothing.
+"""
+
+import os
+import statistics
+import subprocess
+import sys
+import time
+
+from Xlib import X, display
+
+SECONDS_AT_REST = float(os.environ.get("WINGBELL_REST", "10"))
+ROUNDS = int(os.environ.get("WINGBELL_ROUNDS", "5"))
+
+
+def painted(screen, root, before):
+    """Whether anything but the empty screen shows on a cross through its middle."""
+    width, height = screen.width_in_pixels, screen.height_in_pixels
+    row = root.get_image(0, height // 2, width, 1, X.ZPixmap, 0xFFFFFF).data
+    return row != before
+
+
+def measure(command, seconds_at_rest):
+    connection = display.Display()
+    screen = connection.screen()
+    root = screen.root
+    before = root.get_image(0, screen.height_in_pixels // 2, screen.width_in_pixels, 1, X.ZPixmap, 0xFFFFFF).data
+    started = time.monotonic()
+    process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    while not painted(screen, root, before):
+        if process.poll() is not None or time.monotonic() - started > 20:
+            process.kill()
+            raise SystemExit(f"{command[0]} showed no window")
+    milliseconds = 1000 * (time.monotonic() - started)
+    time.sleep(1)  # what is loaded late counts as well
+    resident = memory(process.pid)
+    wakes = wake_ups(process.pid, seconds_at_rest)
+    process.kill()
+    process.wait()
+    while painted(screen, root, before):
+        time.sleep(0.01)
+    connection.close()
+    return milliseconds, resident, wakes
+
+
+def memory(pid):
+    with open(f"/proc/{pid}/status", encoding="ascii") as status:
+        return next(int(line.split()[1]) / 1024 for line in status if line.startswith("VmRSS"))
+
+
+def switches(pid):
+    total = 0
+    for task in os.listdir(f"/proc/{pid}/task"):
+        with open(f"/proc/{pid}/task/{task}/status", encoding="ascii") as status:
+            total += sum(int(line.split()[1]) for line in status if "ctxt_switches" in line)
+    return total
+
+
+def wake_ups(pid, seconds):
+    """Context switches a minute."""
+    begin = switches(pid)
+    time.sleep(seconds)
+    return (switches(pid) - begin) * 60 / seconds
+
+
+def main():
+    commands = dict(argument.split("=", 1) for argument in sys.argv[1:])
+    rows = {name: [] for name in commands}
+    for _ in range(ROUNDS):
+        for name, command in commands.items():
+            rows[name].append(measure(command.split(), 0.5)[:2])
+    reference = next(iter(rows))
+    wakes = {name: measure(command.split(), SECONDS_AT_REST)[2] for name, command in commands.items()}
+    medians = {name: [statistics.median(column) for column in zip(*values)] for name, values in rows.items()}
+    print(f"{ROUNDS} rounds in turn, medians; ratios are {reference} to the other")
+    print(f"{'':22}{'painted ms':>12}{'ratio':>7}{'resident MB':>13}{'ratio':>7}{'wake-ups/min':>14}")
+    for name, (milliseconds, resident) in medians.items():
+        print(
+            f"{name:22}{milliseconds:12.0f}{medians[reference][0] / milliseconds:7.2f}"
+            f"{resident:13.1f}{medians[reference][1] / resident:7.2f}{wakes[name]:14.0f}"
+        )
+
+
+main()

@@ -1,0 +1,164 @@
+#include "TestDesk.h"
+
+#include "panels/FlowRows.h"
+#include "server/SleepInhibitor.h"
+
+#include <QClipboard>
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+
+#include <csignal>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace wingbell {
+
+/// Notes what it is asked for.
+class RecordingSleepInhibitor final : public SleepInhibitor
+{
+public:
+    quint32 inhibit(const QString& /*reason*/) override
+    {
+        calls.append(u"inhibit"_qs);
+        return 1;
+    }
+    void release(quint32 /*identifier*/) override { calls.append(u"release"_qs); }
+
+    QStringList calls;
+};
+
+namespace {
+
+QList<pid_t> childProcesses()
+{
+    QFile file(u"/proc/self/task/%1/children"_qs.arg(::getpid()));
+    QList<pid_t> pids;
+    if (file.open(QIODevice::ReadOnly)) {
+        for (const QByteArray& pid : file.readAll().simplified().split(' ')) {
+            if (!pid.isEmpty()) {
+                pids.append(pid.toInt());
+            }
+        }
+    }
+    return pids;
+}
+
+QList<QSizeF> sizesOf(const QVariantList& values)
+{
+    QList<QSizeF> sizes;
+    for (const QVariant& value : values) {
+        sizes.append(value.toSizeF());
+    }
+    return sizes;
+}
+
+} // namespace
+
+TestDesk::TestDesk(QObject* parent)
+    : QObject(parent)
+    , m_config(QDir(m_folder.filePath(u"show"_qs)))
+    , m_sleep(std::make_unique<RecordingSleepInhibitor>())
+    , m_server(std::make_unique<ServerController>(
+          m_config, [this] { return m_serverPath; }, *m_sleep))
+{
+}
+
+TestDesk::~TestDesk() = default;
+
+void TestDesk::writeShow(const QString& document) const
+{
+    QDir(m_folder.path()).mkpath(u"show"_qs);
+    QFile file(m_folder.filePath(u"show/roles.json"_qs));
+    if (!file.open(QIODevice::WriteOnly) || file.write(document.toUtf8()) < 0) {
+        qFatal("The test's own show cannot be written");
+    }
+}
+
+QString TestDesk::savedShow() const
+{
+    QFile file(m_folder.filePath(u"show/roles.json"_qs));
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+void TestDesk::makeSavingFail() const
+{
+    // A folder in the file's place stops every user, the administrator too.
+    QFile::remove(m_folder.filePath(u"show/roles.json"_qs));
+    QDir(m_folder.path()).mkpath(u"show/roles.json"_qs);
+}
+
+int TestDesk::roleCount() const
+{
+    return static_cast<int>(m_config.roles().size());
+}
+
+Role TestDesk::role(int position) const
+{
+    return m_config.roles().value(position);
+}
+
+void TestDesk::setRoles(const QStringList& names)
+{
+    QList<Role> roles;
+    for (const QString& name : names) {
+        roles.append(Role{QUuid::createUuid(), name, {}, {}});
+    }
+    m_config.setRoles(roles);
+}
+
+void TestDesk::serverIs(const QString& behaviour)
+{
+    const QString link = m_folder.filePath(behaviour);
+    QFile::link(QStringLiteral(MISBEHAVING_SERVER), link);
+    m_serverPath = link;
+}
+
+void TestDesk::serverIsNoProgram()
+{
+    m_serverPath = m_folder.path();
+}
+
+int TestDesk::serverCount()
+{
+    return static_cast<int>(childProcesses().size());
+}
+
+void TestDesk::killServers()
+{
+    for (const pid_t pid : childProcesses()) {
+        ::kill(pid, SIGKILL);
+    }
+}
+
+QStringList TestDesk::sleepCalls() const
+{
+    return m_sleep->calls;
+}
+
+QString TestDesk::clipboard()
+{
+    return QGuiApplication::clipboard()->text();
+}
+
+void TestDesk::clearClipboard()
+{
+    QGuiApplication::clipboard()->clear();
+}
+
+QVariantList TestDesk::rowPlaces(double width, double spacing, const QVariantList& sizes)
+{
+    QVariantList places;
+    const QRectF bounds(0.0, 0.0, width, 0.0);
+    for (const QPointF& place : FlowRows{spacing}.placeSubviews(bounds, sizesOf(sizes))) {
+        places.append(place);
+    }
+    return places;
+}
+
+QSizeF TestDesk::rowsSize(double width, double spacing, const QVariantList& sizes)
+{
+    return FlowRows{spacing}.sizeThatFits(width, sizesOf(sizes));
+}
+
+} // namespace wingbell
