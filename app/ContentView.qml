@@ -71,6 +71,7 @@ Rectangle {
         anchors.right: parent.right
         anchors.top: divider.bottom
         asynchronous: true
+        objectName: "setup"
     }
     Binding {
         property: "serverIsRunning"

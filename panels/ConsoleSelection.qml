@@ -23,7 +23,7 @@ TextEdit {
     TapHandler {
         acceptedButtons: Qt.RightButton
 
-        onTapped: point => menu.popup(selection, point.position.x, point.position.y, selection.selectedText.length > 0, false)
+        onTapped: point => menu.popup(selection, point.position.x, point.position.y)
     }
     HoverHandler {
         cursorShape: Qt.IBeamCursor
@@ -32,6 +32,7 @@ TextEdit {
         id: menu
 
         canEdit: false
+        hasSelection: selection.selectedText.length > 0
 
         onCopy: selection.copy()
         onSelectAll: {

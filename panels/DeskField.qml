@@ -27,7 +27,7 @@ TextInput {
         width: 1
     }
 
-    Keys.onMenuPressed: menu.popup(field, cursorRectangle.x, height, selectedText.length > 0, canPaste)
+    Keys.onMenuPressed: menu.popup(field, cursorRectangle.x, height)
 
     Rectangle {
         anchors.fill: parent
@@ -57,11 +57,14 @@ TextInput {
 
         onPressed: event => {
             field.forceActiveFocus(Qt.MouseFocusReason);
-            menu.popup(field, event.x, event.y, field.selectedText.length > 0, field.canPaste);
+            menu.popup(field, event.x, event.y);
         }
     }
     EditMenuLoader {
         id: menu
+
+        canPaste: isOpen && field.canPaste
+        hasSelection: field.selectedText.length > 0
 
         onCopy: field.copy()
         onCut: field.cut()

@@ -6,6 +6,9 @@ Loader {
     id: loader
 
     property bool canEdit: true
+    // To be bound by `isOpen` as well: looking into the clipboard is what is put off.
+    property bool canPaste: false
+    property bool hasSelection: false
     readonly property bool isOpen: (item as EditMenu)?.visible ?? false
 
     signal copy
@@ -14,12 +17,12 @@ Loader {
     signal selectAll
 
     // Opens the menu at that place of `owner`.
-    function popup(owner: Item, x: real, y: real, hasSelection: bool, canPaste: bool) {
+    function popup(owner: Item, x: real, y: real) {
         source = "EditMenu.qml";
         const menu = item as EditMenu;
-        menu.canCut = hasSelection;
+        menu.canCut = Qt.binding(() => loader.hasSelection);
         menu.canEdit = canEdit;
-        menu.canPaste = canPaste;
+        menu.canPaste = Qt.binding(() => loader.canPaste);
         menu.popup(owner, x, y);
     }
 

@@ -123,7 +123,7 @@ private:
     {
         m_view->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
-        QTRY_VERIFY(find(u"showSetupPanel"_qs) != nullptr);
+        QTRY_COMPARE(find(u"setup"_qs)->property("status").toInt(), 1); // ready
     }
     QQuickItem* find(const QString& name) const
     {
@@ -174,7 +174,7 @@ void ContentViewTest::theFirstShowingBringsThePanels()
     for (const QString& name : {u"powerPanel"_qs, u"consolePanel"_qs}) {
         QVERIFY2(find(name) != nullptr, qPrintable(name));
     }
-    QTRY_VERIFY(find(u"showSetupPanel"_qs) != nullptr);
+    QTRY_COMPARE(find(u"setup"_qs)->property("status").toInt(), 1); // ready
     QVERIFY2(m_models->server()->logLines().isEmpty(), "nothing is started by itself");
 }
 
@@ -218,7 +218,7 @@ void ContentViewTest::theStripIs260HighAtEverySize()
     QCOMPARE(console->size(), QSizeF(size.width() - 230 - 3 * 14, 232));
 
     const QQuickItem* const divider = find(u"divider"_qs);
-    QTRY_VERIFY(find(u"showSetupPanel"_qs) != nullptr);
+    QTRY_COMPARE(find(u"setup"_qs)->property("status").toInt(), 1); // ready
     const QQuickItem* const setup = find(u"showSetupPanel"_qs);
     QCOMPARE(divider->y(), strip->y() + strip->height());
     QCOMPARE(setup->mapToItem(nullptr, QPointF()), QPointF(0, divider->y() + 1));

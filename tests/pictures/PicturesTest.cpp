@@ -93,6 +93,12 @@ public:
     QImage picture()
     {
         m_window.show();
+        // What is loaded while the rest is shown already belongs to the picture.
+        if (const auto* const setup = m_item->findChild<QQuickItem*>(u"setup"_qs)) {
+            constexpr int ready = 1;
+            (void)QTest::qWaitFor(
+                [setup] { return setup->property("status").toInt() == ready; }, 20'000);
+        }
         return m_window.grabWindow().convertToFormat(QImage::Format_RGB32);
     }
 
