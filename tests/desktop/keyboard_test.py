@@ -110,6 +110,7 @@ def space_and_return_press(window):
     tab_to(window, "Add Role")
     keys("Return")
     wait_until(lambda: window.find("New Role", Atspi.Role.PANEL), "the new role")
+    wait_until(lambda: window.has("Save Show"), "the button to be itself again")
     tab_to(window, "Save Show")
     desk.os.remove(desk.SHOW_FILE)
     keys("space")
