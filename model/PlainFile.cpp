@@ -1,5 +1,7 @@
 #include "model/PlainFile.h"
 
+#include "model/FileDescriptor.h"
+
 #include <QFile>
 #include <QtGlobal>
 
@@ -8,38 +10,12 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utility>
 
 namespace wingbell {
 
 namespace {
 
-/// An open file descriptor, closed with its owner.
-class Descriptor
-{
-public:
-    explicit Descriptor(int descriptor)
-        : m_descriptor(descriptor)
-    {
-    }
-    ~Descriptor() { (void)close(); }
-    Q_DISABLE_COPY_MOVE(Descriptor)
-
-    [[nodiscard]] int get() const { return m_descriptor; }
-    [[nodiscard]] bool isOpen() const { return m_descriptor >= 0; }
-
-    /// False when the system reports at closing that earlier writes were lost.
-    [[nodiscard]] bool close()
-    {
-        const int descriptor = std::exchange(m_descriptor, -1);
-        return descriptor < 0 || ::close(descriptor) == 0;
-    }
-
-private:
-    int m_descriptor;
-};
-
-bool isRegularFile(const Descriptor& file)
+bool isRegularFile(const FileDescriptor& file)
 {
     struct stat status = {};
     return ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
@@ -51,10 +27,10 @@ QString systemReason(int error)
 }
 
 /// Opens without waiting for the other end of a pipe.
-Descriptor openWithoutWaiting(const QString& path, int flags)
+FileDescriptor openWithoutWaiting(const QString& path, int flags)
 {
     constexpr mode_t everyoneWithinTheMask = 0666;
-    return Descriptor(::open(
+    return FileDescriptor(::open(
         QFile::encodeName(path).constData(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY,
         everyoneWithinTheMask));
 }
@@ -63,7 +39,7 @@ Descriptor openWithoutWaiting(const QString& path, int flags)
 
 FileReading readPlainFile(const QString& path)
 {
-    const Descriptor file = openWithoutWaiting(path, O_RDONLY);
+    const FileDescriptor file = openWithoutWaiting(path, O_RDONLY);
     if (!file.isOpen()) {
         return {std::nullopt, systemReason(errno)};
     }
@@ -96,7 +72,7 @@ FileReading readPlainFile(const QString& path)
 
 bool writePlainFile(const QString& path, const QByteArray& bytes)
 {
-    Descriptor file = openWithoutWaiting(path, O_WRONLY | O_CREAT | O_TRUNC);
+    FileDescriptor file = openWithoutWaiting(path, O_WRONLY | O_CREAT | O_TRUNC);
     if (!file.isOpen() || !isRegularFile(file)) {
         return false;
     }

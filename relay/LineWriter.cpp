@@ -15,7 +15,7 @@ namespace {
 /// The same pipe or terminal opened once more, so that not to wait is a setting of ours alone and
 /// not of everybody who shares `descriptor`. None where that cannot be had; waiting for
 /// writability and writing no more than a pipe takes at once must do then.
-Descriptor openedWithoutWaiting(int descriptor)
+FileDescriptor openedWithoutWaiting(int descriptor)
 {
     struct stat status = {};
     if (::fstat(descriptor, &status) != 0 ||
@@ -23,7 +23,7 @@ Descriptor openedWithoutWaiting(int descriptor)
         return {};
     }
     const QByteArray path = "/proc/self/fd/" + QByteArray::number(descriptor);
-    return Descriptor(::open(path.constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    return FileDescriptor(::open(path.constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
 }
 
 /// `text` without an incomplete character at its end.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/Descriptor.h"
+#include "model/FileDescriptor.h"
 
 #include <QByteArray>
 #include <QString>
@@ -46,7 +46,7 @@ private:
     void forgetFirst();
     [[nodiscard]] bool isWritable(std::chrono::milliseconds patience) const;
 
-    Descriptor m_own;
+    FileDescriptor m_own;
     int m_descriptor;
     std::deque<QByteArray> m_lines;
     qsizetype m_writtenOfFirst = 0;

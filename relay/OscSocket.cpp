@@ -10,13 +10,13 @@ namespace {
 /// The bound socket, or none and the error that kept it from being one.
 struct Bound
 {
-    Descriptor descriptor;
+    FileDescriptor descriptor;
     int error = 0;
 };
 
 template <typename Address> Bound bound(int family, const Address& address)
 {
-    Descriptor descriptor(::socket(family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    FileDescriptor descriptor(::socket(family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!descriptor.isOpen()) {
         return {{}, errno};
     }
@@ -58,7 +58,7 @@ bool meansNoIpv6(int error)
 
 } // namespace
 
-OscSocket::OscSocket(Descriptor descriptor, bool takesIpv6)
+OscSocket::OscSocket(FileDescriptor descriptor, bool takesIpv6)
     : m_descriptor(std::move(descriptor))
     , m_takesIpv6(takesIpv6)
     , m_buffer(largestDatagram)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/Descriptor.h"
+#include "model/FileDescriptor.h"
 
 #include <QByteArrayView>
 #include <QtGlobal>
@@ -35,7 +35,7 @@ public:
     [[nodiscard]] std::optional<Datagram> receive();
 
     /// Gives the port back. Nothing is received from then on.
-    void close() { m_descriptor = Descriptor(); }
+    void close() { m_descriptor = FileDescriptor(); }
 
     /// What to wait for until there is something to receive. Stays the socket's.
     [[nodiscard]] int descriptor() const { return m_descriptor.get(); }
@@ -43,9 +43,9 @@ public:
     [[nodiscard]] bool takesIpv6() const { return m_takesIpv6; }
 
 private:
-    OscSocket(Descriptor descriptor, bool takesIpv6);
+    OscSocket(FileDescriptor descriptor, bool takesIpv6);
 
-    Descriptor m_descriptor;
+    FileDescriptor m_descriptor;
     bool m_takesIpv6;
     std::vector<char> m_buffer;
 };

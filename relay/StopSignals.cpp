@@ -13,7 +13,7 @@ StopSignals::StopSignals()
     sigaddset(&set, SIGTERM);
     sigaddset(&set, SIGINT);
     ::sigprocmask(SIG_BLOCK, &set, nullptr);
-    m_descriptor = Descriptor(::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
+    m_descriptor = FileDescriptor(::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
     if (!m_descriptor.isOpen()) {
         ::sigprocmask(SIG_UNBLOCK, &set, nullptr);
     }

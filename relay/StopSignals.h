@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/Descriptor.h"
+#include "model/FileDescriptor.h"
 
 namespace wingbell {
 
@@ -18,7 +18,7 @@ public:
     [[nodiscard]] int descriptor() const { return m_descriptor.get(); }
 
 private:
-    Descriptor m_descriptor;
+    FileDescriptor m_descriptor;
 };
 
 } // namespace wingbell

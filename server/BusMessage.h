@@ -1,6 +1,6 @@
 #pragma once
 
-#include "server/FileDescriptor.h"
+#include "model/FileDescriptor.h"
 
 #include <QString>
 #include <QtGlobal>

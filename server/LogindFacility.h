@@ -1,6 +1,6 @@
 #pragma once
 
-#include "server/FileDescriptor.h"
+#include "model/FileDescriptor.h"
 #include "server/ServiceFacility.h"
 
 namespace wingbell {

@@ -2,6 +2,7 @@
 #include "look/Theme.h"
 #include "panels/ConsoleLines.h"
 #include "server/SleepInhibitor.h"
+#include "tests/fixtures/ChildProcesses.h"
 #include "tests/pictures/PictureComparison.h"
 
 #include <QFile>
@@ -107,14 +108,8 @@ public:
 private:
     void endServer()
     {
-        QFile children(u"/proc/self/task/%1/children"_qs.arg(::getpid()));
-        if (!children.open(QIODevice::ReadOnly)) {
-            return;
-        }
-        for (const QByteArray& child : children.readAll().simplified().split(' ')) {
-            if (!child.isEmpty()) {
-                ::kill(child.toInt(), SIGTERM);
-            }
+        for (const pid_t pid : childProcesses()) {
+            ::kill(pid, SIGTERM);
         }
         QVERIFY(QTest::qWaitFor([this] { return !server.isRunning() && !server.isStarting(); }));
     }

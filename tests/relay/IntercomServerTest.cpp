@@ -1,6 +1,6 @@
 #include "ServerUnderTest.h"
 #include "model/ShowFile.h"
-#include "relay/Descriptor.h"
+#include "model/FileDescriptor.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -105,16 +105,16 @@ public:
         : m_path(QFile::encodeName(path))
     {
         if (::mkfifo(m_path.constData(), 0600) == 0) {
-            m_reader = Descriptor(::open(m_path.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+            m_reader = FileDescriptor(::open(m_path.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
         }
     }
 
-    void closeReader() { m_reader = Descriptor(); }
+    void closeReader() { m_reader = FileDescriptor(); }
 
     /// Writes until nothing more fits.
     void fill() const
     {
-        const Descriptor writer(::open(m_path.constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+        const FileDescriptor writer(::open(m_path.constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
         while (::write(writer.get(), ".", 1) == 1) {
         }
     }
@@ -137,7 +137,7 @@ public:
 
 private:
     QByteArray m_path;
-    Descriptor m_reader;
+    FileDescriptor m_reader;
 };
 
 } // namespace

@@ -22,15 +22,15 @@ public:
     {
         std::array<int, 2> ends = {-1, -1};
         if (::pipe2(ends.data(), O_CLOEXEC) == 0) {
-            m_read = Descriptor(ends[0]);
-            m_write = Descriptor(ends[1]);
+            m_read = FileDescriptor(ends[0]);
+            m_write = FileDescriptor(ends[1]);
             ::fcntl(m_read.get(), F_SETFL, O_NONBLOCK);
             ::fcntl(m_write.get(), F_SETPIPE_SZ, LineWriter::longestLine);
         }
     }
 
     [[nodiscard]] int writeEnd() const { return m_write.get(); }
-    void closeReadEnd() { m_read = Descriptor(); }
+    void closeReadEnd() { m_read = FileDescriptor(); }
 
     [[nodiscard]] QByteArray takeAll() const
     {
@@ -40,8 +40,8 @@ public:
     }
 
 private:
-    Descriptor m_read;
-    Descriptor m_write;
+    FileDescriptor m_read;
+    FileDescriptor m_write;
 };
 
 /// What comes out of `pipe` while `writer` writes all that it kept.
@@ -199,8 +199,8 @@ void LineWriterTest::filesAndSocketsAreWrittenToo()
 
     std::array<int, 2> ends = {-1, -1};
     QCOMPARE(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
-    const Descriptor ours(ends[0]);
-    const Descriptor theirs(ends[1]);
+    const FileDescriptor ours(ends[0]);
+    const FileDescriptor theirs(ends[1]);
     LineWriter(theirs.get()).write(QStringLiteral("to a socket"));
     std::array<char, 100> bytes = {};
     const ssize_t count = ::recv(ours.get(), bytes.data(), bytes.size(), MSG_DONTWAIT);

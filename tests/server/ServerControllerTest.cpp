@@ -1,5 +1,6 @@
 #include "server/ServerController.h"
 #include "server/SleepInhibitor.h"
+#include "tests/fixtures/ChildProcesses.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -45,21 +46,6 @@ const QString missingLine =
 QString exitLine(int status)
 {
     return u"\u25A0 Server exited (status %1)."_qs.arg(status);
-}
-
-/// The processes this one has started and not yet seen the end of.
-QList<pid_t> childProcesses()
-{
-    QFile file(u"/proc/self/task/%1/children"_qs.arg(::getpid()));
-    QList<pid_t> pids;
-    if (file.open(QIODevice::ReadOnly)) {
-        for (const QByteArray& pid : file.readAll().simplified().split(' ')) {
-            if (!pid.isEmpty()) {
-                pids.append(pid.toInt());
-            }
-        }
-    }
-    return pids;
 }
 
 qint64 openDescriptors()

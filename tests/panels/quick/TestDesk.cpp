@@ -2,6 +2,7 @@
 
 #include "panels/FlowRows.h"
 #include "server/SleepInhibitor.h"
+#include "tests/fixtures/ChildProcesses.h"
 
 #include <QClipboard>
 #include <QDir>
@@ -29,20 +30,6 @@ public:
 };
 
 namespace {
-
-QList<pid_t> childProcesses()
-{
-    QFile file(u"/proc/self/task/%1/children"_qs.arg(::getpid()));
-    QList<pid_t> pids;
-    if (file.open(QIODevice::ReadOnly)) {
-        for (const QByteArray& pid : file.readAll().simplified().split(' ')) {
-            if (!pid.isEmpty()) {
-                pids.append(pid.toInt());
-            }
-        }
-    }
-    return pids;
-}
 
 QList<QSizeF> sizesOf(const QVariantList& values)
 {

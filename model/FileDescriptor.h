@@ -12,6 +12,7 @@ class FileDescriptor
 {
 public:
     FileDescriptor() = default;
+    /// Takes over `descriptor`; -1 is none.
     explicit FileDescriptor(int descriptor)
         : m_descriptor(descriptor)
     {
@@ -22,19 +23,22 @@ public:
     }
     FileDescriptor& operator=(FileDescriptor&& other) noexcept
     {
-        std::swap(m_descriptor, other.m_descriptor);
+        FileDescriptor taken(std::move(other));
+        std::swap(m_descriptor, taken.m_descriptor);
         return *this;
     }
     Q_DISABLE_COPY(FileDescriptor)
-    ~FileDescriptor()
-    {
-        if (isOpen()) {
-            ::close(m_descriptor);
-        }
-    }
+    ~FileDescriptor() { (void)close(); }
 
     [[nodiscard]] bool isOpen() const { return m_descriptor >= 0; }
     [[nodiscard]] int get() const { return m_descriptor; }
+
+    /// Closes it early. False when the system reports that earlier writes were lost.
+    [[nodiscard]] bool close()
+    {
+        const int descriptor = std::exchange(m_descriptor, -1);
+        return descriptor < 0 || ::close(descriptor) == 0;
+    }
 
 private:
     int m_descriptor = -1;
