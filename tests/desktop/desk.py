@@ -303,7 +303,7 @@ def alive(pid):
     try:
         with open(f"/proc/{pid}/stat", encoding="ascii") as file:
             return file.read().rsplit(")", 1)[1].split()[0] not in "ZX"
-    except FileNotFoundError:
+    except (FileNotFoundError, ProcessLookupError):  # gone before or while it is read
         return False
 
 
