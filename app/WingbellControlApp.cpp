@@ -37,6 +37,8 @@ int WingbellControlApp::run(char* executable)
     if (!qEnvironmentVariableIsSet("QT_QUICK_BACKEND")) {
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     }
+    // Letters as the software scene graph draws them, on every renderer.
+    QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
     standClearOfAHangingBus();
     int argumentCount = 1;
     char* arguments[] = {executable, nullptr};

@@ -2,6 +2,8 @@
 
 #include "look/Symbols.h"
 
+#include <cmath>
+
 namespace wingbell {
 
 Symbol::Symbol(QQuickItem* parent)
@@ -27,7 +29,9 @@ void Symbol::setFontSize(double fontSize)
         return;
     }
     m_fontSize = fontSize;
-    setImplicitSize(symbolExtent(fontSize), symbolExtent(fontSize));
+    // Whole points, so that what is aligned by it lies on whole pixels.
+    const double extent = std::ceil(symbolExtent(fontSize));
+    setImplicitSize(extent, extent);
     repaint();
     Q_EMIT fontSizeChanged();
 }
