@@ -9,6 +9,7 @@
 #include <QQuickItem>
 #include <QQuickView>
 #include <QQuickWindow>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -124,6 +125,10 @@ private:
         m_view->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
         QTRY_COMPARE(find(u"setup"_qs)->property("status").toInt(), 1); // ready
+        // Rows of chips are laid out with the frame that shows them first.
+        QSignalSpy frames(m_view.get(), &QQuickWindow::afterRendering);
+        m_view->update();
+        QTRY_VERIFY(!frames.isEmpty());
     }
     QQuickItem* find(const QString& name) const
     {
