@@ -56,8 +56,6 @@ Item {
         ListView {
             id: list
 
-            readonly property real endMarker: 1
-
             function follow() {
                 animation.stop();
                 // Without rows there is no end to go to.
@@ -68,7 +66,8 @@ Item {
                 const from = contentY;
                 positionViewAtEnd();
                 const to = contentY;
-                contentY = Math.max(from, to - height);
+                // From at most a screen away, on whichever side: nobody follows more.
+                contentY = Math.min(to + height, Math.max(from, to - height));
                 animation.to = to;
                 animation.start();
             }
