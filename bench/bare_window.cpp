@@ -9,9 +9,8 @@ int main(int argc, char* argv[])
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     const QGuiApplication application(argc, argv);
     QQmlApplicationEngine engine;
-    engine.loadData(
-        "import QtQuick\n"
-        "Window { visible: true; width: 820; height: 760; color: 'gray'\n"
-        "  Text { anchors.centerIn: parent; text: 'bare' } }");
+    engine.loadData("import QtQuick\n"
+                    "Window { visible: true; width: 820; height: 760; color: 'gray'\n"
+                    "  Text { anchors.centerIn: parent; text: 'bare' } }");
     return QGuiApplication::exec();
 }

@@ -1,6 +1,6 @@
 #include "ServerUnderTest.h"
-#include "model/ShowFile.h"
 #include "model/FileDescriptor.h"
+#include "model/ShowFile.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -105,7 +105,8 @@ public:
         : m_path(QFile::encodeName(path))
     {
         if (::mkfifo(m_path.constData(), 0600) == 0) {
-            m_reader = FileDescriptor(::open(m_path.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+            m_reader =
+                FileDescriptor(::open(m_path.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
         }
     }
 
