@@ -4,7 +4,12 @@
 #include "look/Symbols.h"
 #include "look/Theme.h"
 
+#include <QImage>
+#include <QList>
 #include <QRadialGradient>
+
+#include <algorithm>
+#include <cmath>
 
 namespace wingbell {
 
@@ -15,11 +20,10 @@ Shadow boltShadow()
     return {Theme::faded(Qt::black, 0.7), 2.0, QPointF(0.0, 1.0)};
 }
 
-} // namespace
-
-void paintHexBolt(QPainter& painter, const QPointF& topLeft, double diameter)
+/// Paints the bolt into the square from the origin on.
+void paintBolt(QPainter& painter, double diameter)
 {
-    const QRectF frame(topLeft, QSizeF(diameter, diameter));
+    const QRectF frame(0.0, 0.0, diameter, diameter);
     paintShadow(painter, frame, boltShadow(), [&frame](QPainter& shape) {
         shape.setPen(Qt::NoPen);
         shape.setBrush(Qt::black);
@@ -40,6 +44,54 @@ void paintHexBolt(QPainter& painter, const QPointF& topLeft, double diameter)
     paintSymbol(
         painter, QStringLiteral("hexagon"), frame.center(), fontSize,
         Theme::faded(Theme::steelLight(), 0.6));
+}
+
+struct BoltPicture
+{
+    double diameter = 0.0;
+    double scale = 0.0; ///< pixels a point
+    QImage image;       ///< with room for the shadow around the head
+};
+
+/// A window has dozens of bolts of a few sizes, each with a shadow to blur: every size is painted
+/// once. Each thread that paints keeps its own.
+const QImage& boltPicture(double diameter, double scale)
+{
+    thread_local QList<BoltPicture> pictures;
+    const auto known = std::find_if(
+        pictures.cbegin(), pictures.cend(), [diameter, scale](const BoltPicture& picture) {
+            return picture.diameter == diameter && picture.scale == scale;
+        });
+    if (known != pictures.cend()) {
+        return known->image;
+    }
+    constexpr qsizetype most = 16; // sizes, on a desk that has seen many screens
+    if (pictures.size() >= most) {
+        pictures.clear();
+    }
+    const double reach = std::ceil(boltShadow().reach());
+    const int pixels = static_cast<int>(std::ceil((diameter + 2.0 * reach) * scale));
+    QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.scale(scale, scale);
+    painter.translate(reach, reach);
+    paintBolt(painter, diameter);
+    painter.end();
+    pictures.append({diameter, scale, image});
+    return pictures.constLast().image;
+}
+
+} // namespace
+
+void paintHexBolt(QPainter& painter, const QPointF& topLeft, double diameter)
+{
+    const double scale = painter.device()->devicePixelRatio() * painter.transform().m11();
+    const double reach = std::ceil(boltShadow().reach());
+    const QImage& picture = boltPicture(diameter, scale);
+    painter.drawImage(
+        QRectF(topLeft - QPointF(reach, reach), QSizeF(picture.size()) / scale), picture);
 }
 
 HexBolt::HexBolt(QQuickItem* parent)

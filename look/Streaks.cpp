@@ -35,11 +35,11 @@ void strokeStreaks(QPainter& painter, const QSizeF& plate)
 }
 
 /// The pixels along the top edge of a plate whose width and height together are `length` pixels of
-/// `scale` a point.
+/// `scale` a point, stroked anew.
 ///
 /// Lines at 45 degrees: every row of a plate is the row above moved left by a pixel. So one row
 /// tells the whole plate, and to stroke the lines of a narrow band is enough.
-std::vector<QRgb> topRow(int length, double scale)
+std::vector<QRgb> strokedTopRow(int length, double scale)
 {
     constexpr int band = 9; // pixels; its middle row is far enough from where lines end
     constexpr int middle = 4;
@@ -57,6 +57,20 @@ std::vector<QRgb> topRow(int length, double scale)
             reinterpret_cast<const QRgb*>(image.constScanLine(y))[along - y];
     }
     return row;
+}
+
+/// The same, or a longer one: every plate's row is the beginning of any longer one, so the longest
+/// asked for is kept. Pictures may be painted on a rendering thread, and so each thread keeps its
+/// own.
+const std::vector<QRgb>& topRow(int length, double scale)
+{
+    thread_local std::vector<QRgb> kept;
+    thread_local double keptScale = 0.0;
+    if (keptScale != scale || kept.size() < static_cast<size_t>(length)) {
+        kept = strokedTopRow(length, scale);
+        keptScale = scale;
+    }
+    return kept;
 }
 
 } // namespace
@@ -84,7 +98,7 @@ void paintStreaks(QPainter& painter, const QSizeF& plate, double opacity)
     if (width <= 0 || height <= 0) {
         return;
     }
-    const std::vector<QRgb> row = topRow(width + height, scale);
+    const std::vector<QRgb>& row = topRow(width + height, scale);
     QImage texture(width, height, QImage::Format_ARGB32_Premultiplied);
     for (int y = 0; y < height; ++y) {
         std::memcpy(texture.scanLine(y), row.data() + y, static_cast<size_t>(width) * sizeof(QRgb));
