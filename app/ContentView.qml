@@ -10,9 +10,10 @@ Rectangle {
     required property ContentModels models
     readonly property bool shown: Window.visibility !== Window.Hidden
 
-    // Once there is a controller to show, and then for good.
+    // Once there is a controller to show, and then for good. The panels come one after the other
+    // while what is there already can be seen and used.
     function showPanels() {
-        if (strip.item || !models.server)
+        if (strip.status !== Loader.Null || !models.server)
             return;
         strip.setSource("DeskStrip.qml", {
                 "models": models
@@ -49,6 +50,7 @@ Rectangle {
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.top: header.bottom
+        asynchronous: true
         height: 260
         objectName: "strip"
     }
@@ -62,7 +64,6 @@ Rectangle {
         height: 1
         objectName: "divider"
     }
-    // By far the largest part: it comes while the rest can be seen and used already.
     Loader {
         id: setup
 

@@ -124,11 +124,17 @@ private:
     {
         m_view->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
-        QTRY_COMPARE(find(u"setup"_qs)->property("status").toInt(), 1); // ready
+        QTRY_VERIFY(panelsAreReady());
         // Rows of chips are laid out with the frame that shows them first.
         QSignalSpy frames(m_view.get(), &QQuickWindow::afterRendering);
         m_view->update();
         QTRY_VERIFY(!frames.isEmpty());
+    }
+    bool panelsAreReady() const
+    {
+        constexpr int ready = 1;
+        return find(u"strip"_qs)->property("status").toInt() == ready &&
+               find(u"setup"_qs)->property("status").toInt() == ready;
     }
     QQuickItem* find(const QString& name) const
     {
@@ -177,16 +183,15 @@ void ContentViewTest::theFirstShowingBringsThePanels()
     QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
     QVERIFY(m_models->server() != nullptr);
     for (const QString& name : {u"powerPanel"_qs, u"consolePanel"_qs}) {
-        QVERIFY2(find(name) != nullptr, qPrintable(name));
+        QTRY_VERIFY2(find(name) != nullptr, qPrintable(name));
     }
-    QTRY_COMPARE(find(u"setup"_qs)->property("status").toInt(), 1); // ready
+    QTRY_VERIFY(panelsAreReady());
     QVERIFY2(m_models->server()->logLines().isEmpty(), "nothing is started by itself");
 }
 
 void ContentViewTest::aSecondShowingKeepsThem()
 {
-    m_view->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+    showView();
     ServerController* const server = m_models->server();
     QQuickItem* const console = find(u"consolePanel"_qs);
     m_view->hide();
@@ -207,8 +212,7 @@ void ContentViewTest::theStripIs260HighAtEverySize_data()
 void ContentViewTest::theStripIs260HighAtEverySize()
 {
     QFETCH(const QSize, size);
-    m_view->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+    showView();
     m_view->resize(size);
     QTRY_COMPARE(m_view->rootObject()->width(), size.width());
     const QQuickItem* const strip = find(u"strip"_qs);
@@ -223,7 +227,6 @@ void ContentViewTest::theStripIs260HighAtEverySize()
     QCOMPARE(console->size(), QSizeF(size.width() - 230 - 3 * 14, 232));
 
     const QQuickItem* const divider = find(u"divider"_qs);
-    QTRY_COMPARE(find(u"setup"_qs)->property("status").toInt(), 1); // ready
     const QQuickItem* const setup = find(u"showSetupPanel"_qs);
     QCOMPARE(divider->y(), strip->y() + strip->height());
     QCOMPARE(setup->mapToItem(nullptr, QPointF()), QPointF(0, divider->y() + 1));

@@ -95,10 +95,12 @@ public:
     {
         m_window.show();
         // What is loaded while the rest is shown already belongs to the picture.
-        if (const auto* const setup = m_item->findChild<QQuickItem*>(u"setup"_qs)) {
-            constexpr int ready = 1;
-            (void)QTest::qWaitFor(
-                [setup] { return setup->property("status").toInt() == ready; }, 20'000);
+        for (const QString& name : {u"strip"_qs, u"setup"_qs}) {
+            if (const auto* const part = m_item->findChild<QQuickItem*>(name)) {
+                constexpr int ready = 1;
+                (void)QTest::qWaitFor(
+                    [part] { return part->property("status").toInt() == ready; }, 20'000);
+            }
         }
         return m_window.grabWindow().convertToFormat(QImage::Format_RGB32);
     }
