@@ -11,7 +11,7 @@ set -euo pipefail
 
 # Inside a changed root, for one, nobody may make another. That is no fault of the program; where
 # everything is expected to run, it is a failure all the same.
-if ! bwrap --unshare-all --uid 1000 --ro-bind / / /bin/true; then
+if ! bwrap --unshare-all --uid 1000 --ro-bind / / --proc /proc --dev /dev /bin/true; then
     echo "This system does not allow a private root, so this was not tested."
     [ "${CI:-}" != true ] || exit 1
     exit 77
@@ -24,13 +24,17 @@ staging=$(mktemp -d)
 trap 'rm -rf "$staging"' EXIT
 output=()
 [ -z "${WINGBELL_OUTPUT:-}" ] || output=(--bind "$WINGBELL_OUTPUT" /output)
+# The ordinary user need not be known to the machine; a message bus asks who it is.
+echo "crew:x:1000:1000::/home/crew:/bin/sh" >"$staging/passwd"
+echo "crew:x:1000:" >"$staging/group"
 cmake --install "$build" --prefix "$staging/wingbell" >/dev/null
 
 bwrap \
     --unshare-all --new-session --die-with-parent --uid 1000 --gid 1000 \
     --ro-bind /usr /usr --symlink usr/bin /bin --symlink usr/sbin /sbin \
     --symlink usr/lib /lib --symlink usr/lib64 /lib64 \
-    --ro-bind /etc /etc --ro-bind /var /var --proc /proc --dev /dev \
+    --ro-bind /etc /etc --ro-bind "$staging/passwd" /etc/passwd --ro-bind "$staging/group" /etc/group \
+    --ro-bind /var /var --proc /proc --dev /dev \
     --tmpfs /tmp --dir /tmp/.X11-unix --chmod 1777 /tmp/.X11-unix \
     --tmpfs /run --perms 0700 --dir /run/user/1000 --tmpfs /Users --perms 1777 --dir /Users/Shared \
     --perms 0700 --dir /home/crew \
