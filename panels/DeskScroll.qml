@@ -66,8 +66,10 @@ Item {
     MouseArea {
         id: bar
 
-        readonly property real length: height * scroll.flickable.visibleArea.heightRatio
+        // How far the content can go, and how far the handle can.
+        readonly property real distance: Math.max(1, scroll.lowest - scroll.flickable.originY)
         property real grip: 0
+        readonly property real room: Math.max(1, height - 4 - handle.height)
 
         anchors.bottom: parent.bottom
         anchors.right: parent.right
@@ -79,7 +81,7 @@ Item {
 
         onPositionChanged: event => {
             if (pressed)
-                scroll.to(scroll.flickable.originY + (event.y - grip) / height * scroll.flickable.contentHeight);
+                scroll.to(scroll.flickable.originY + (event.y - grip - 2) / room * distance);
         }
         onPressed: event => {
             const inside = event.y - handle.y;
@@ -91,11 +93,11 @@ Item {
             id: handle
 
             color: Theme.faded(Theme.steelLight, bar.pressed ? 0.8 : bar.containsMouse ? 0.6 : 0.35)
-            height: Math.max(20, bar.length - 4)
+            height: Math.max(20, bar.height * scroll.flickable.visibleArea.heightRatio - 4)
             radius: 3
             width: 6
             x: 2
-            y: 2 + (bar.height - 4 - height) * Math.min(1, scroll.flickable.visibleArea.yPosition / Math.max(0.0001, 1 - scroll.flickable.visibleArea.heightRatio))
+            y: 2 + bar.room * Math.max(0, Math.min(1, (scroll.flickable.contentY - scroll.flickable.originY) / bar.distance))
         }
     }
 }

@@ -111,6 +111,9 @@ Item {
             tryVerify(() => all(row, TextEdit).length === 1);
             return all(row, TextEdit)[0];
         }
+        function scrollOf(item) {
+            return findChild(item, "scrollBar").parent as DeskScroll;
+        }
         // The position of the row at the upper edge.
         function firstShown(item) {
             const log = list(item);
@@ -416,6 +419,21 @@ Item {
             }
             verify(waitForRendering(log));
             standsStill(item, contentY);
+        }
+        function test_draggingTheBarReachesBothEnds() {
+            const item = panel([]);
+            const log = list(item);
+            desk.setLines(linesFrom(1, 500));
+            follows(item);
+            const bar = findChild(item, "scrollBar");
+            const handle = bar.children[0];
+            const grip = handle.y + 5;
+            mousePress(bar, 5, grip);
+            mouseMove(bar, 5, grip - bar.height);
+            tryVerify(() => log.contentY === log.originY);
+            mouseMove(bar, 5, grip);
+            tryVerify(() => log.contentY >= scrollOf(item).lowest - 0.5);
+            mouseRelease(bar, 5, grip);
         }
         function test_equalLinesAreRowsOfTheirOwn() {
             const item = panel(["the same", "the same"]);
