@@ -2,6 +2,20 @@
 
 namespace wingbell {
 
+namespace {
+
+QList<QSizeF> idealSizes(const QList<QQuickItem*>& items)
+{
+    QList<QSizeF> sizes;
+    sizes.reserve(items.size());
+    for (const QQuickItem* const item : items) {
+        sizes.append({item->implicitWidth(), item->implicitHeight()});
+    }
+    return sizes;
+}
+
+} // namespace
+
 void FlowLayout::setSpacing(double spacing)
 {
     if (m_rows.spacing == spacing) {
@@ -52,22 +66,14 @@ void FlowLayout::componentComplete()
 
 void FlowLayout::measure()
 {
-    QList<QSizeF> sizes;
-    for (const QQuickItem* const item : laidOutItems()) {
-        sizes.append({item->implicitWidth(), item->implicitHeight()});
-    }
-    const QSizeF whole = m_rows.sizeThatFits(width(), sizes);
-    setImplicitHeight(whole.height());
+    setImplicitHeight(m_rows.sizeThatFits(width(), idealSizes(laidOutItems())).height());
 }
 
 void FlowLayout::updatePolish()
 {
     measure();
     const QList<QQuickItem*> items = laidOutItems();
-    QList<QSizeF> sizes;
-    for (const QQuickItem* const item : items) {
-        sizes.append({item->implicitWidth(), item->implicitHeight()});
-    }
+    const QList<QSizeF> sizes = idealSizes(items);
     const QList<QPointF> places = m_rows.placeSubviews(boundingRect(), sizes);
     for (qsizetype index = 0; index < items.size(); ++index) {
         items.at(index)->setSize(sizes.at(index));
