@@ -1,9 +1,9 @@
 #include "relay/IntercomServer.h"
 
 #include "model/ShowFile.h"
-#include "relay/LineWriter.h"
-#include "relay/OscSocket.h"
-#include "relay/PortHolder.h"
+#include "relay/words/LineWriter.h"
+#include "relay/osc/OscSocket.h"
+#include "relay/net/PortHolder.h"
 #include "relay/Relay.h"
 #include "relay/Sentences.h"
 

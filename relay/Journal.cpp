@@ -1,7 +1,7 @@
 #include "relay/Journal.h"
 
-#include "relay/LineWriter.h"
-#include "relay/SenderAddress.h"
+#include "relay/words/LineWriter.h"
+#include "relay/net/SenderAddress.h"
 #include "relay/Sentences.h"
 
 namespace wingbell {

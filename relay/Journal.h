@@ -1,8 +1,8 @@
 #pragma once
 
-#include "relay/Announcement.h"
-#include "relay/LineLimiter.h"
-#include "relay/Refusal.h"
+#include "relay/osc/Announcement.h"
+#include "relay/words/LineLimiter.h"
+#include "relay/words/Refusal.h"
 
 #include <sys/socket.h>
 

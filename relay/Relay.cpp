@@ -1,8 +1,8 @@
 #include "relay/Relay.h"
 
-#include "relay/AnnouncementReading.h"
-#include "relay/LineWriter.h"
-#include "relay/OscPacket.h"
+#include "relay/osc/AnnouncementReading.h"
+#include "relay/words/LineWriter.h"
+#include "relay/osc/OscPacket.h"
 #include "relay/Sentences.h"
 #include "relay/StopSignals.h"
 

@@ -2,7 +2,7 @@
 
 #include "model/ShowFile.h"
 #include "relay/Journal.h"
-#include "relay/OscSocket.h"
+#include "relay/osc/OscSocket.h"
 
 namespace wingbell {
 

@@ -1,8 +1,8 @@
 #include "relay/Sentences.h"
 
-#include "relay/AnnouncementReading.h"
-#include "relay/DurationInWords.h"
-#include "relay/LineText.h"
+#include "relay/osc/AnnouncementReading.h"
+#include "relay/words/DurationInWords.h"
+#include "relay/words/LineText.h"
 
 #include <cerrno>
 

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "model/ShowFile.h"
-#include "relay/Announcement.h"
-#include "relay/LineLimiter.h"
-#include "relay/PortHolder.h"
-#include "relay/Refusal.h"
+#include "relay/osc/Announcement.h"
+#include "relay/words/LineLimiter.h"
+#include "relay/net/PortHolder.h"
+#include "relay/words/Refusal.h"
 
 #include <QString>
 

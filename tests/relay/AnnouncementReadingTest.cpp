@@ -1,4 +1,4 @@
-#include "relay/AnnouncementReading.h"
+#include "relay/osc/AnnouncementReading.h"
 
 #include <QTest>
 

@@ -1,4 +1,4 @@
-#include "relay/LineText.h"
+#include "relay/words/LineText.h"
 
 #include <QTest>
 

@@ -1,4 +1,4 @@
-#include "relay/LineWriter.h"
+#include "relay/words/LineWriter.h"
 
 #include <QElapsedTimer>
 #include <QTemporaryFile>

@@ -1,5 +1,5 @@
-#include "relay/OscPacket.h"
-#include "relay/AnnouncementReading.h"
+#include "relay/osc/OscPacket.h"
+#include "relay/osc/AnnouncementReading.h"
 
 #include <QTest>
 #include <QtEndian>

@@ -1,6 +1,6 @@
-#include "relay/LineWriter.h"
+#include "relay/words/LineWriter.h"
 
-#include "relay/LineText.h"
+#include "relay/words/LineText.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/LineCause.h"
+#include "relay/words/LineCause.h"
 
 #include <QString>
 

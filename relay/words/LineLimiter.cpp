@@ -1,4 +1,4 @@
-#include "relay/LineLimiter.h"
+#include "relay/words/LineLimiter.h"
 
 namespace wingbell {
 

@@ -1,4 +1,4 @@
-#include "relay/SayAddress.h"
+#include "relay/osc/SayAddress.h"
 
 #include "model/Utf8.h"
 

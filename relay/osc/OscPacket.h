@@ -1,7 +1,7 @@
 #pragma once
 
-#include "relay/OscMessage.h"
-#include "relay/Refusal.h"
+#include "relay/osc/OscMessage.h"
+#include "relay/words/Refusal.h"
 
 #include <QByteArrayView>
 

@@ -1,4 +1,4 @@
-#include "relay/PortHolder.h"
+#include "relay/net/PortHolder.h"
 
 #include <QByteArray>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "relay/OscPacket.h"
+#include "relay/osc/OscPacket.h"
 
 #include <QtEndian>
 

@@ -1,4 +1,4 @@
-#include "relay/DurationInWords.h"
+#include "relay/words/DurationInWords.h"
 
 #include <QStringList>
 

@@ -1,4 +1,4 @@
-#include "relay/SenderAddress.h"
+#include "relay/net/SenderAddress.h"
 
 #include <array>
 #include <cstring>

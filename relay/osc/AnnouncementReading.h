@@ -1,8 +1,8 @@
 #pragma once
 
-#include "relay/Announcement.h"
-#include "relay/OscMessage.h"
-#include "relay/Refusal.h"
+#include "relay/osc/Announcement.h"
+#include "relay/osc/OscMessage.h"
+#include "relay/words/Refusal.h"
 
 #include <QStringList>
 

@@ -1,4 +1,4 @@
-#include "relay/OscSocket.h"
+#include "relay/osc/OscSocket.h"
 
 #include <cerrno>
 #include <netinet/in.h>

@@ -1,8 +1,8 @@
-#include "relay/AnnouncementReading.h"
+#include "relay/osc/AnnouncementReading.h"
 
 #include "model/Utf8.h"
-#include "relay/LineText.h"
-#include "relay/SayAddress.h"
+#include "relay/words/LineText.h"
+#include "relay/osc/SayAddress.h"
 
 namespace wingbell {
 
