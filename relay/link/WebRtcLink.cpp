@@ -1,6 +1,6 @@
 #include "relay/link/WebRtcLink.h"
 
-#include "relay/link/MainThread.h"
+#include "relay/loop/MainThread.h"
 #include "relay/voice/AudioFormat.h"
 
 #include <gst/app/gstappsrc.h>
@@ -65,6 +65,33 @@ std::optional<QByteArray> descriptionText(GstElement* connection)
     g_free(text);
     gst_webrtc_session_description_free(description);
     return result;
+}
+
+template <typename Object> GstPointer<Object> objectIn(gpointer owner, const char* property)
+{
+    Object* object = nullptr;
+    if (owner != nullptr) {
+        g_object_get(owner, property, &object, nullptr);
+    }
+    return GstPointer<Object>(object);
+}
+
+/// As PEM; empty before there is one.
+QByteArray peerCertificate(GstElement* connection)
+{
+    GstWebRTCRTPTransceiver* first = nullptr;
+    g_signal_emit_by_name(connection, "get-transceiver", 0, &first);
+    const GstPointer<GstWebRTCRTPTransceiver> transceiver(first);
+    const auto receiver = objectIn<GstWebRTCRTPReceiver>(transceiver.get(), "receiver");
+    const auto transport = objectIn<GstWebRTCDTLSTransport>(receiver.get(), "transport");
+    if (!transport) {
+        return {};
+    }
+    gchar* pem = nullptr;
+    g_object_get(transport.get(), "remote-certificate", &pem, nullptr);
+    const QByteArray certificate(pem);
+    g_free(pem);
+    return certificate;
 }
 
 /// Plain addresses over UDP are all that a crew on one network needs; each further kind would cost
@@ -268,12 +295,20 @@ void WebRtcLink::lookAtState()
     GstWebRTCPeerConnectionState state = GST_WEBRTC_PEER_CONNECTION_STATE_NEW;
     g_object_get(m_connection.get(), "connection-state", &state, nullptr);
     if (state == GST_WEBRTC_PEER_CONNECTION_STATE_CONNECTED) {
-        m_state = State::Connected;
+        m_state = isPeer() ? State::Connected : State::Lost;
     } else if (
         state == GST_WEBRTC_PEER_CONNECTION_STATE_FAILED ||
         state == GST_WEBRTC_PEER_CONNECTION_STATE_CLOSED) {
         m_state = State::Lost;
     }
+}
+
+/// Whether the other end has the certificate that it was said to have.
+bool WebRtcLink::isPeer()
+{
+    const QByteArray certificate = peerCertificate(m_connection.get());
+    const std::lock_guard lock(m_peerMutex);
+    return m_isPeer && m_isPeer(certificate);
 }
 
 void WebRtcLink::tellOffer(std::optional<QByteArray> offer)
@@ -286,10 +321,14 @@ void WebRtcLink::tellOffer(std::optional<QByteArray> offer)
     });
 }
 
-void WebRtcLink::takeAnswer(const QByteArray& answer)
+void WebRtcLink::takeAnswer(const QByteArray& answer, IsPeer isPeer)
 {
     if (!m_isOpen) {
         return;
+    }
+    {
+        const std::lock_guard lock(m_peerMutex);
+        m_isPeer = std::move(isPeer);
     }
     GstSDPMessage* message = nullptr;
     if (gst_sdp_message_new_from_text(answer.constData(), &message) != GST_SDP_OK) {
