@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/crew/ShowPatch.h"
+#include "relay/sessions/ShowPatch.h"
 #include "relay/osc/Announcement.h"
 #include "relay/osc/OscSocket.h"
 #include "relay/speech/SpeechWorker.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/crew/CrewNews.h"
+#include "relay/sessions/CrewNews.h"
 #include "relay/osc/Announcement.h"
 #include "relay/words/LineLimiter.h"
 #include "relay/words/Refusal.h"

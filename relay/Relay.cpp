@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 constexpr std::chrono::milliseconds goodbyePatience = 250ms;
 constexpr std::chrono::milliseconds lastPatience = 200ms;
 
-constexpr std::chrono::milliseconds lookAroundEvery = 1000ms;
+constexpr std::chrono::milliseconds lookAroundEvery = 500ms;
 
 /// How many names of channels that there are not are told one by one.
 constexpr std::size_t mostStraysTold = 5;
@@ -63,7 +63,11 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
     , m_mixing(std::in_place, m_room)
     , m_crew(
           m_show, m_room,
-          [&media](RtpReceiver receiver) { return media.makeLink(std::move(receiver)); }, m_journal)
+          [this, &media](RtpReceiver receiver) {
+              lookAfterCrew();
+              return media.makeLink(std::move(receiver));
+          },
+          m_journal)
     , m_announcer(
           m_show, std::move(parts.osc), m_room, m_journal,
           [this](const ChannelSet& channels) { m_crew.setAnnouncing(channels); })
@@ -90,7 +94,6 @@ Relay::~Relay() = default;
 void Relay::run()
 {
     tellOnAir();
-    lookAfterCrew();
     m_loop.run();
     tellOffAir();
 }
@@ -99,9 +102,6 @@ void Relay::tellOnAir()
 {
     m_began = Clock::now();
     m_journal.tell(onAirSentence(m_show, m_port, m_takesIpv6));
-    m_journal.tell(joinSentence(m_door.urls, m_door.code.text()));
-    m_journal.tell(
-        cardSentence(m_door.urls.constFirst() + QStringLiteral("card#code=") + m_door.code.text()));
     for (const QString& remark : m_remarks) {
         m_journal.tell(remark);
     }
@@ -112,6 +112,9 @@ void Relay::tellOnAir()
     if (strays.size() > mostStraysTold) {
         m_journal.tell(moreStraysSentence(static_cast<qsizetype>(strays.size() - mostStraysTold)));
     }
+    m_journal.tell(joinSentence(m_door.urls, m_door.code.text()));
+    m_journal.tell(
+        cardSentence(m_door.urls.constFirst() + QStringLiteral("card#code=") + m_door.code.text()));
 }
 
 void Relay::stop()
@@ -164,9 +167,18 @@ void Relay::waitForOutput()
     }
 }
 
+/// As long as nobody is there, nothing is looked after: a desk at rest does not wake the machine.
 void Relay::lookAfterCrew()
 {
-    m_lookAround = Watch::every(lookAroundEvery, [this] { m_crew.lookAround(Clock::now()); });
+    if (m_lookAround.isActive()) {
+        return;
+    }
+    m_lookAround = Watch::every(lookAroundEvery, [this] {
+        m_crew.lookAround(Clock::now());
+        if (m_crew.people() == 0) {
+            m_lookAround = Watch();
+        }
+    });
 }
 
 void Relay::turnedAway(WebRefusal cause, const sockaddr_storage& who)

@@ -2,7 +2,7 @@
 
 #include "relay/Announcer.h"
 #include "relay/Journal.h"
-#include "relay/crew/CrewService.h"
+#include "relay/sessions/CrewService.h"
 #include "relay/link/MediaLibrary.h"
 #include "relay/loop/MainLoop.h"
 #include "relay/loop/Watch.h"

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "model/ShowFile.h"
-#include "relay/crew/CrewNews.h"
-#include "relay/crew/ShowPatch.h"
+#include "relay/sessions/CrewNews.h"
+#include "relay/sessions/ShowPatch.h"
 #include "relay/net/PortHolder.h"
 #include "relay/osc/Announcement.h"
 #include "relay/words/LineLimiter.h"

@@ -1,4 +1,4 @@
-#include "relay/crew/ShowPatch.h"
+#include "relay/sessions/ShowPatch.h"
 
 #include <QTest>
 

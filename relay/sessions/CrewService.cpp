@@ -1,4 +1,4 @@
-#include "relay/crew/CrewService.h"
+#include "relay/sessions/CrewService.h"
 
 #include "relay/crew/AnswerReading.h"
 #include "relay/crew/CrewAnswers.h"

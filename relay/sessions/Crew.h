@@ -1,9 +1,9 @@
 #pragma once
 
-#include "relay/crew/CrewEvents.h"
-#include "relay/crew/CrewNews.h"
+#include "relay/sessions/CrewEvents.h"
+#include "relay/sessions/CrewNews.h"
 #include "relay/crew/MediaAnswer.h"
-#include "relay/crew/ShowPatch.h"
+#include "relay/sessions/ShowPatch.h"
 #include "relay/crew/StateRequest.h"
 #include "relay/link/MediaLink.h"
 #include "relay/voice/VoiceRoom.h"

@@ -1,4 +1,4 @@
-#include "relay/crew/Crew.h"
+#include "relay/sessions/Crew.h"
 
 #include "relay/crew/AnswerReading.h"
 
