@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <span>
 #include <vector>
 
@@ -25,7 +24,7 @@ public:
 
 private:
     std::size_t m_kept;
-    std::deque<std::int16_t> m_silence; ///< the last of it
+    std::vector<std::int16_t> m_silence; ///< the last of it
     bool m_sounds = false;
 };
 

@@ -31,8 +31,10 @@ public:
     /// duration holds, rounded up.
     void finish(std::vector<float>& output);
 
+    /// Forgets what was taken so far and is as new again.
+    void restart();
+
 private:
-    void begin();
     void produce(std::vector<float>& output);
 
     int m_inputRate;
@@ -40,7 +42,6 @@ private:
     std::size_t m_stride;         ///< places from one output sample to the next
     std::vector<float> m_filters; ///< for each place its coefficients
     std::vector<float> m_input;   ///< from the first sample that is still needed
-    std::size_t m_first = 0;      ///< in `m_input`: the first that the next output needs
     std::size_t m_place = 0;      ///< of the next output sample, below `m_steps`
 };
 

@@ -15,8 +15,8 @@ namespace wingbell {
 
 class WakeUp;
 
-/// Turns texts into sound with the program espeak-ng or one that is called like it. Not for several
-/// threads at once.
+/// Turns texts into sound with the program espeak-ng or one that is called like it. Needs SIGPIPE
+/// ignored. Not for several threads at once.
 class Speaker
 {
 public:
@@ -34,7 +34,7 @@ public:
 
     /// Speaks `text`, UTF-8, and gives its sound to `sink` while it is made, far faster than it
     /// plays. Returns when all of it was given, when that failed, or, at once, when `stop` is
-    /// raised. No process is left behind.
+    /// raised, which stays so. No process is left behind.
     [[nodiscard]] SpeechResult speak(std::string_view text, const Sink& sink, const WakeUp& stop);
 
     /// The voice it speaks with.

@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -39,8 +40,8 @@ public:
     [[nodiscard]] Admission announce(PendingAnnouncement announcement);
 
     /// Ends the thread and a speech program that runs, within a moment. What is still waiting is
-    /// never spoken, nothing is played or told any more, and sounds that are being played end
-    /// where they are. May be called again; by one thread at a time.
+    /// never spoken, and nothing is told any more; what is being played is finished where its
+    /// making stopped. May be called again; by one thread at a time, not the worker's own.
     void stop();
 
 private:
@@ -55,7 +56,8 @@ private:
     void waitForWork() const;
     void tellPlayedOut();
     [[nodiscard]] bool speakNext();
-    void finish(const Playing& playing);
+    [[nodiscard]] std::optional<PendingAnnouncement> takeStartable();
+    void finish(const PendingAnnouncement& announcement, const SpeechResult& result);
 
     Play m_play;
     Tell m_tell;

@@ -8,6 +8,7 @@ namespace wingbell {
 class WakeUp
 {
 public:
+    /// Throws std::system_error where the system has no descriptor left.
     WakeUp();
 
     /// Any thread; never waits.
@@ -16,6 +17,7 @@ public:
     /// Readable from raise() until clear(). Stays ours.
     [[nodiscard]] int descriptor() const { return m_descriptor.get(); }
 
+    [[nodiscard]] bool isRaised() const noexcept;
     void clear() const noexcept;
 
 private:

@@ -28,26 +28,27 @@ public:
     /// In samples a second; nothing before the header's end.
     [[nodiscard]] std::optional<int> rate() const;
 
-    /// For a person, a clause; empty while there is none.
+    /// What came instead, for a person: "something that is no WAVE file"; empty while there is
+    /// none.
     [[nodiscard]] const QString& problem() const { return m_problem; }
 
 private:
-    enum class Part { File, ChunkHeader, Format, SkippedChunk, Sound };
+    enum class Part { File, ChunkHeader, Format, Sound };
 
-    [[nodiscard]] std::size_t wantedBytes() const;
-    void readHeaderByte(std::uint8_t byte);
+    void takeSoundByte(std::uint8_t byte, std::vector<std::int16_t>& samples);
+    void takeHeaderByte(std::uint8_t byte);
+    [[nodiscard]] std::size_t partBytes() const;
     void readFile();
     void readChunkHeader();
     void readFormat();
-    void readSoundByte(std::uint8_t byte, std::vector<std::int16_t>& samples);
-    void refuse(const QString& problem) { m_problem = problem; }
 
     Part m_part = Part::File;
-    std::array<std::uint8_t, 16> m_bytes = {}; ///< the beginning of the part that is being read
+    std::array<std::uint8_t, 16> m_bytes = {}; ///< of the part that is being read
     std::size_t m_taken = 0;                   ///< bytes of that part
+    std::size_t m_skip = 0;                    ///< bytes of no interest before that part
+    std::size_t m_formatRest = 0;              ///< bytes of no interest behind the format
     std::size_t m_header = 0;                  ///< bytes of the header so far
-    std::size_t m_chunkSize = 0;
-    int m_rate = 0;
+    int m_rate = 0;                            ///< 0 before the format
     QString m_problem;
 };
 
