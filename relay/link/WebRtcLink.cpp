@@ -236,6 +236,12 @@ void WebRtcLink::prepareConnection(bool loopback)
 void WebRtcLink::makeOffer(OfferReady ready)
 {
     m_ready = std::move(ready);
+    // Made before the library asks for it, an offer has no sound in it.
+    const auto needed = +[](GstElement*, gpointer data) {
+        if (const auto link = static_cast<Weak*>(data)->lock()) {
+            link->askForOffer();
+        }
+    };
     const auto gathered = +[](GstElement*, GParamSpec*, gpointer data) {
         if (const auto link = static_cast<Weak*>(data)->lock()) {
             link->lookAtGathering();
@@ -246,13 +252,21 @@ void WebRtcLink::makeOffer(OfferReady ready)
             link->lookAtState();
         }
     };
+    GstElement* connection = m_connection.get();
+    connectKeeping(connection, "on-negotiation-needed", G_CALLBACK(needed), weak_from_this());
     connectKeeping(
-        m_connection.get(), "notify::ice-gathering-state", G_CALLBACK(gathered), weak_from_this());
-    connectKeeping(
-        m_connection.get(), "notify::connection-state", G_CALLBACK(changed), weak_from_this());
-    gst_element_set_state(m_pipeline.get(), GST_STATE_PLAYING);
+        connection, "notify::ice-gathering-state", G_CALLBACK(gathered), weak_from_this());
+    connectKeeping(connection, "notify::connection-state", G_CALLBACK(changed), weak_from_this());
     m_isOpen = true;
+    gst_element_set_state(m_pipeline.get(), GST_STATE_PLAYING);
+}
 
+/// On a thread of the media library, as are the next ones.
+void WebRtcLink::askForOffer()
+{
+    if (m_isOffered.exchange(true)) {
+        return;
+    }
     const auto made = +[](GstPromise* promise, gpointer data) {
         if (const auto link = static_cast<Weak*>(data)->lock()) {
             link->offerMade(promise);
@@ -264,7 +278,6 @@ void WebRtcLink::makeOffer(OfferReady ready)
     g_signal_emit_by_name(m_connection.get(), "create-offer", nullptr, promise);
 }
 
-/// On a thread of the media library, as are the two below.
 void WebRtcLink::offerMade(GstPromise* promise)
 {
     const GstStructure* reply = gst_promise_wait(promise) == GST_PROMISE_RESULT_REPLIED

@@ -49,6 +49,7 @@ private:
     struct Receiving;
 
     void prepareConnection(bool loopback);
+    void askForOffer();
     void offerMade(GstPromise* promise);
     void lookAtGathering();
     void lookAtState();
@@ -64,6 +65,7 @@ private:
     GstPointer<GstElement> m_source;
     std::atomic<State> m_state = State::Waiting;
     std::atomic<bool> m_isOpen = false;
+    std::atomic<bool> m_isOffered = false;
     std::mutex m_peerMutex;
     IsPeer m_isPeer;
     OfferReady m_ready; ///< main thread only
