@@ -22,10 +22,10 @@ namespace wingbell {
 class VoiceRoom::State
 {
 public:
-    State(std::size_t channels, std::size_t samplesPerTick)
-        : channels(channels)
-        , samplesPerTick(samplesPerTick)
-        , m_desk(channels, samplesPerTick, mostVoices, mostAnnouncements)
+    State(std::size_t channelCount, std::size_t tickSamples)
+        : channels(channelCount)
+        , samplesPerTick(tickSamples)
+        , m_desk(channelCount, tickSamples, mostVoices, mostAnnouncements)
     {
         m_left.reserve(mostVoices);
     }
