@@ -94,6 +94,16 @@ QByteArray peerCertificate(GstElement* connection)
     return certificate;
 }
 
+/// Each packet is made at the moment at which it is to go. The library would hold each back until
+/// its time by a clock of its own, for good as late as the first one was: a packet's length.
+void sendAtOnce(GstBin* /*bin*/, GstBin* /*inner*/, GstElement* element, gpointer /*data*/)
+{
+    const GstElementFactory* factory = gst_element_get_factory(element);
+    if (factory != nullptr && g_strcmp0(GST_OBJECT_NAME(factory), "clocksync") == 0) {
+        g_object_set(element, "sync", FALSE, nullptr);
+    }
+}
+
 /// Plain addresses over UDP are all that a crew on one network needs; each further kind would cost
 /// descriptors for every crew member.
 void limitAddresses(GstElement* connection, bool loopback)
@@ -230,6 +240,7 @@ void WebRtcLink::prepareConnection(bool loopback)
         connectKeeping(
             bin.get(), "new-jitterbuffer", G_CALLBACK(&Receiving::watchJitterBuffer), m_receiving);
     }
+    g_signal_connect(m_connection.get(), "deep-element-added", G_CALLBACK(sendAtOnce), nullptr);
     gst_element_link(m_source.get(), m_connection.get());
 }
 

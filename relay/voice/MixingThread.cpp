@@ -56,6 +56,7 @@ MixingThread::MixingThread(VoiceRoom& room)
 MixingThread::~MixingThread()
 {
     m_isStopping = true;
+    m_room.wake();
     m_thread.join();
 }
 
@@ -78,6 +79,10 @@ void MixingThread::run()
             m_ticks.notify_all();
         }
         due += period;
+        if (m_room.waitWhileEmpty()) {
+            due = now();
+            continue;
+        }
         const std::int64_t behind = (now() - due) / period;
         if (now() > due) {
             ++m_missedTicks;
