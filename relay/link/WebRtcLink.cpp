@@ -1,6 +1,6 @@
 #include "relay/link/WebRtcLink.h"
 
-#include "relay/link/MainThread.h"
+#include "relay/loop/MainThread.h"
 #include "relay/voice/AudioFormat.h"
 
 #include <gst/app/gstappsrc.h>
@@ -65,6 +65,33 @@ std::optional<QByteArray> descriptionText(GstElement* connection)
     g_free(text);
     gst_webrtc_session_description_free(description);
     return result;
+}
+
+template <typename Object> GstPointer<Object> objectIn(gpointer owner, const char* property)
+{
+    Object* object = nullptr;
+    if (owner != nullptr) {
+        g_object_get(owner, property, &object, nullptr);
+    }
+    return GstPointer<Object>(object);
+}
+
+/// As PEM; empty before there is one.
+QByteArray peerCertificate(GstElement* connection)
+{
+    GstWebRTCRTPTransceiver* first = nullptr;
+    g_signal_emit_by_name(connection, "get-transceiver", 0, &first);
+    const GstPointer<GstWebRTCRTPTransceiver> transceiver(first);
+    const auto receiver = objectIn<GstWebRTCRTPReceiver>(transceiver.get(), "receiver");
+    const auto transport = objectIn<GstWebRTCDTLSTransport>(receiver.get(), "transport");
+    if (!transport) {
+        return {};
+    }
+    gchar* pem = nullptr;
+    g_object_get(transport.get(), "remote-certificate", &pem, nullptr);
+    const QByteArray certificate(pem);
+    g_free(pem);
+    return certificate;
 }
 
 /// Each packet is made at the moment at which it is to go. The library would hold each back until
@@ -220,6 +247,12 @@ void WebRtcLink::prepareConnection(bool loopback)
 void WebRtcLink::makeOffer(OfferReady ready)
 {
     m_ready = std::move(ready);
+    // Made before the library asks for it, an offer has no sound in it.
+    const auto needed = +[](GstElement*, gpointer data) {
+        if (const auto link = static_cast<Weak*>(data)->lock()) {
+            link->askForOffer();
+        }
+    };
     const auto gathered = +[](GstElement*, GParamSpec*, gpointer data) {
         if (const auto link = static_cast<Weak*>(data)->lock()) {
             link->lookAtGathering();
@@ -230,13 +263,21 @@ void WebRtcLink::makeOffer(OfferReady ready)
             link->lookAtState();
         }
     };
+    GstElement* connection = m_connection.get();
+    connectKeeping(connection, "on-negotiation-needed", G_CALLBACK(needed), weak_from_this());
     connectKeeping(
-        m_connection.get(), "notify::ice-gathering-state", G_CALLBACK(gathered), weak_from_this());
-    connectKeeping(
-        m_connection.get(), "notify::connection-state", G_CALLBACK(changed), weak_from_this());
-    gst_element_set_state(m_pipeline.get(), GST_STATE_PLAYING);
+        connection, "notify::ice-gathering-state", G_CALLBACK(gathered), weak_from_this());
+    connectKeeping(connection, "notify::connection-state", G_CALLBACK(changed), weak_from_this());
     m_isOpen = true;
+    gst_element_set_state(m_pipeline.get(), GST_STATE_PLAYING);
+}
 
+/// On a thread of the media library, as are the next ones.
+void WebRtcLink::askForOffer()
+{
+    if (m_isOffered.exchange(true)) {
+        return;
+    }
     const auto made = +[](GstPromise* promise, gpointer data) {
         if (const auto link = static_cast<Weak*>(data)->lock()) {
             link->offerMade(promise);
@@ -248,7 +289,6 @@ void WebRtcLink::makeOffer(OfferReady ready)
     g_signal_emit_by_name(m_connection.get(), "create-offer", nullptr, promise);
 }
 
-/// On a thread of the media library, as are the two below.
 void WebRtcLink::offerMade(GstPromise* promise)
 {
     const GstStructure* reply = gst_promise_wait(promise) == GST_PROMISE_RESULT_REPLIED
@@ -279,12 +319,20 @@ void WebRtcLink::lookAtState()
     GstWebRTCPeerConnectionState state = GST_WEBRTC_PEER_CONNECTION_STATE_NEW;
     g_object_get(m_connection.get(), "connection-state", &state, nullptr);
     if (state == GST_WEBRTC_PEER_CONNECTION_STATE_CONNECTED) {
-        m_state = State::Connected;
+        m_state = isPeer() ? State::Connected : State::Lost;
     } else if (
         state == GST_WEBRTC_PEER_CONNECTION_STATE_FAILED ||
         state == GST_WEBRTC_PEER_CONNECTION_STATE_CLOSED) {
         m_state = State::Lost;
     }
+}
+
+/// Whether the other end has the certificate that it was said to have.
+bool WebRtcLink::isPeer()
+{
+    const QByteArray certificate = peerCertificate(m_connection.get());
+    const std::lock_guard lock(m_peerMutex);
+    return m_isPeer && m_isPeer(certificate);
 }
 
 void WebRtcLink::tellOffer(std::optional<QByteArray> offer)
@@ -297,10 +345,14 @@ void WebRtcLink::tellOffer(std::optional<QByteArray> offer)
     });
 }
 
-void WebRtcLink::takeAnswer(const QByteArray& answer)
+void WebRtcLink::takeAnswer(const QByteArray& answer, IsPeer isPeer)
 {
     if (!m_isOpen) {
         return;
+    }
+    {
+        const std::lock_guard lock(m_peerMutex);
+        m_isPeer = std::move(isPeer);
     }
     GstSDPMessage* message = nullptr;
     if (gst_sdp_message_new_from_text(answer.constData(), &message) != GST_SDP_OK) {
