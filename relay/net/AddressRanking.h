@@ -22,9 +22,10 @@ enum class AddressRank {
 
 [[nodiscard]] AddressRank rankOf(const InterfaceAddress& address);
 
-/// The addresses under which the crew could reach this machine, best first; in one rank those on a
-/// cable before wireless ones, and otherwise in the order given. Interfaces that are down, passing
-/// addresses and repetitions are left out, and so is loopback unless there is nothing else.
+/// The addresses under which the crew could reach this machine, best first. In one rank, real
+/// adapters stand before virtual ones, IPv4 before IPv6, a cable before wireless, and otherwise the
+/// order given stays. Interfaces that are down, passing addresses and repetitions are left out, and
+/// so is loopback unless there is nothing else.
 [[nodiscard]] std::vector<InterfaceAddress>
 rankedAddresses(const std::vector<InterfaceAddress>& addresses);
 
