@@ -58,7 +58,8 @@ private:
     struct Record
     {
         int wrongCodes = 0;
-        Clock::time_point lastChecked;
+        Clock::time_point lastChecked; ///< whichever code it was
+        Clock::time_point lastWrong;
         Clock::time_point waitsUntil; ///< waits no more once this is reached
     };
     using Records = std::map<IpAddress, Record>;
