@@ -5,40 +5,48 @@
 #include "relay/crew/CrewRequests.h"
 #include "relay/net/SenderAddress.h"
 
+#include <QDir>
 #include <QFile>
 #include <QUrl>
-
-#include <array>
 
 namespace wingbell {
 
 namespace {
 
-struct Page
+/// Whatever is built in for browsers stands under its own name, the pages under shorter ones.
+QDir builtIn()
 {
-    const char* path;
-    const char* file;
-    const char* type;
-};
+    return QDir(QStringLiteral(":/crew"));
+}
 
-constexpr const char* html = "text/html; charset=utf-8";
-constexpr const char* css = "text/css; charset=utf-8";
-constexpr const char* script = "text/javascript; charset=utf-8";
-
-constexpr std::array<Page, 7> pages = {{
-    {"/", "crew.html", html},
-    {"/crew.css", "crew.css", css},
-    {"/crew.js", "crew.js", script},
-    {"/card", "card.html", html},
-    {"/card.css", "card.css", css},
-    {"/card.js", "card.js", script},
-    {"/icon.svg", "icon.svg", "image/svg+xml"},
-}};
-
-QByteArray pageFile(const char* name)
+QByteArray bytesOf(const QString& name)
 {
-    QFile file(QStringLiteral(":/crew/") + QLatin1String(name));
+    QFile file(builtIn().filePath(name));
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QByteArray pathOf(const QString& name)
+{
+    if (name == QLatin1String("crew.html")) {
+        return "/";
+    }
+    const QString suffix = QStringLiteral(".html");
+    return '/' + (name.endsWith(suffix) ? name.chopped(suffix.size()) : name).toLatin1();
+}
+
+QByteArray typeOf(const QString& name)
+{
+    const QString suffix = name.section(QLatin1Char('.'), -1);
+    if (suffix == QLatin1String("html")) {
+        return "text/html; charset=utf-8";
+    }
+    if (suffix == QLatin1String("css")) {
+        return "text/css; charset=utf-8";
+    }
+    if (suffix == QLatin1String("js")) {
+        return "text/javascript; charset=utf-8";
+    }
+    return "image/svg+xml";
 }
 
 QStringList namesOf(const ShowPatch& show)
@@ -94,15 +102,16 @@ CrewService::CrewService(
 
 void CrewService::addPages(HttpsServer& server)
 {
-    for (const Page& page : pages) {
-        server.addPage(page.path, page.type, pageFile(page.file));
+    const QString help = QStringLiteral("help.html");
+    for (const QString& name : builtIn().entryList(QDir::Files)) {
+        // What explains the certificate is read before any style of ours can be fetched.
+        const WebHeaders headers =
+            name == help
+                ? WebHeaders{{"Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'"}}
+                : WebHeaders();
+        server.addPage(pathOf(name), typeOf(name), bytesOf(name), headers);
     }
-    // What it explains is wanted before the certificate is accepted and after.
-    const QByteArray help = pageFile("help.html");
-    server.setPlainPage(help);
-    server.addPage(
-        "/help", html, help,
-        {{"Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'"}});
+    server.setPlainPage(bytesOf(help));
 }
 
 /// Has `take` called with what `reader` reads from each body; bodies it refuses are answered here.
