@@ -23,7 +23,7 @@ using namespace wingbell;
 namespace {
 
 constexpr std::size_t channelCount = 4;
-const SpeechLimits patient = {1min, 2min, 90s};
+const SpeechLimits patient = {5min, 10min, 90s};
 
 ChannelSet channels(std::initializer_list<std::size_t> each)
 {
