@@ -15,7 +15,8 @@ namespace wingbell {
 namespace {
 
 // Together these keep nine tenths of the band and hold its images 80 dB down.
-constexpr std::size_t taps = 64;
+constexpr std::size_t halfTaps = 32;
+constexpr std::size_t taps = 2 * halfTaps;
 constexpr double windowShape = 8.0;
 
 /// The modified Bessel function of the first kind and order 0.
@@ -47,7 +48,7 @@ double sinc(double x)
 /// middle one.
 void appendFilter(double fraction, std::vector<float>& filters)
 {
-    constexpr auto half = static_cast<double>(taps / 2);
+    constexpr auto half = static_cast<double>(halfTaps);
     std::array<double, taps> weights = {};
     double distance = fraction + half - 1;
     for (double& weight : weights) {
@@ -84,7 +85,7 @@ void Resampler::process(std::span<const float> input, std::vector<float>& output
 
 void Resampler::finish(std::vector<float>& output)
 {
-    m_input.insert(m_input.end(), taps / 2, 0.0F);
+    m_input.insert(m_input.end(), halfTaps, 0.0F);
     produce(output);
     restart();
 }
@@ -92,7 +93,7 @@ void Resampler::finish(std::vector<float>& output)
 void Resampler::restart()
 {
     // The silence before the first sample, so that no delay is left in the output.
-    m_input.assign(taps / 2 - 1, 0.0F);
+    m_input.assign(halfTaps - 1, 0.0F);
     m_place = 0;
 }
 

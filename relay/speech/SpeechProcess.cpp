@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
@@ -132,7 +132,7 @@ int SpeechProcess::start(const std::string& program, const std::vector<std::stri
         return error;
     }
     m_process = process;
-    m_end = FileDescriptor(::pidfd_open(process, 0));
+    m_end = FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
     m_input = std::move(input.write);
     m_output = std::move(output.read);
     m_errorOutput = std::move(errorOutput.read);
