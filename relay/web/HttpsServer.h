@@ -1,34 +1,42 @@
 #pragma once
 
+#include "relay/web/AddressKey.h"
+#include "relay/web/LoopSource.h"
+#include "relay/web/RequestLimiter.h"
 #include "relay/web/TcpListener.h"
+#include "relay/web/TlsIdentity.h"
+#include "relay/web/WebConnectionOwner.h"
 #include "relay/web/WebHeaders.h"
 #include "relay/web/WebLimits.h"
 #include "relay/web/WebRefusal.h"
 #include "relay/web/WebReply.h"
 #include "relay/web/WebRequest.h"
+#include "relay/web/WebTable.h"
 
 #include <QByteArray>
 #include <QString>
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
 #include <sys/socket.h>
 #include <vector>
 
 namespace wingbell {
 
-class HttpsServing;
+class WebConnection;
 
 /// Pages and an API over HTTPS, from an exact table of paths: no file is ever read. A request by
 /// plain http on the same port gets one explaining page and nothing else.
 ///
 /// Lives on the thread that made it, in that thread's default GLib main context; everything it
-/// calls is called from there. Takes connections from its making to goodbye() or its end.
-class HttpsServer
+/// calls is called from there, never from inside a call of yours, and may do anything but destroy
+/// the server. Takes connections from its making to goodbye() or its end. Starts no thread.
+class HttpsServer final : private WebConnectionOwner
 {
 public:
-    using Handler = std::function<void(const WebRequest&, WebReply)>;
+    using Handler = WebTable::Handler;
     using Refused = std::function<void(WebRefusal cause, const sockaddr_storage& peer)>;
 
     /// The server, or, where it is missing, what is wrong with the certificate.
@@ -42,7 +50,7 @@ public:
     HttpsServer& operator=(const HttpsServer&) = delete;
 
     /// Cuts every connection at once.
-    ~HttpsServer();
+    ~HttpsServer() override;
 
     /// Gives another certificate to those who connect from now on. Where it cannot be used, says
     /// why and keeps the old one; empty when all is well.
@@ -73,13 +81,39 @@ public:
 
     /// Takes nobody new, closes the event streams as soon as they are flushed, lets answers on
     /// their way out; after `patience` cuts what is left. Then calls `done`, once, from the main
-    /// loop.
+    /// loop; `done` may destroy the server.
     void goodbye(std::chrono::milliseconds patience, std::function<void()> done);
 
 private:
-    explicit HttpsServer(std::unique_ptr<HttpsServing> serving);
+    HttpsServer(
+        TcpListener listener, std::shared_ptr<const TlsIdentity> identity, const WebLimits& limits);
 
-    std::unique_ptr<HttpsServing> m_serving;
+    void requested(
+        RequestReader::Request request, const sockaddr_storage& peer, WebReply reply) override;
+    [[nodiscard]] QByteArray plainPage() const override { return m_plainPage; }
+    void refused(WebRefusal cause, const sockaddr_storage& peer) override;
+    void ended(WebConnection& connection) override;
+
+    void takeConnections(short events);
+    [[nodiscard]] bool takeConnection();
+    void rest();
+    void welcome(FileDescriptor descriptor, const sockaddr_storage& peer);
+    [[nodiscard]] std::optional<WebRefusal> objection(const sockaddr_storage& peer);
+    [[nodiscard]] std::vector<std::shared_ptr<WebConnection>> everybody() const;
+    void leave();
+
+    TcpListener m_listener;
+    std::shared_ptr<const TlsIdentity> m_identity;
+    WebLimits m_limits;
+    RequestLimiter m_limiter;
+    WebTable m_table;
+    QByteArray m_plainPage;
+    Refused m_refused;
+    std::map<const WebConnection*, std::shared_ptr<WebConnection>> m_connections;
+    std::map<AddressKey, std::size_t> m_fromAddress;
+    std::unique_ptr<LoopSource> m_taking;
+    std::unique_ptr<LoopSource> m_leaving;
+    std::function<void()> m_done;
 };
 
 struct HttpsServer::Opening

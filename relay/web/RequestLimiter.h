@@ -1,9 +1,9 @@
 #pragma once
 
-#include <array>
+#include "relay/web/AddressKey.h"
+
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <map>
 #include <sys/socket.h>
 
@@ -36,11 +36,12 @@ private:
     };
 
     void forgetTheQuiet(Clock::time_point now);
+    void fill(Bucket& bucket, Clock::time_point now) const;
     [[nodiscard]] bool take(Bucket& bucket, Clock::time_point now) const;
 
     double m_rate;
     double m_capacity;
-    std::map<std::array<std::uint8_t, 16>, Bucket> m_buckets;
+    std::map<AddressKey, Bucket> m_buckets;
     Bucket m_shared;
 };
 

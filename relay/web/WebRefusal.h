@@ -8,7 +8,7 @@ enum class WebRefusal {
     TooManyFromOneAddress, ///< connections
     TooManyRequests,       ///< from one address in too short a time
     TooSlow,               ///< with the handshake, with a request, or with reading the answer
-    NotTls,                ///< handshake failed: rubbish, or a browser that rejects the certificate
+    NotTls,                ///< what came is rubbish; not a browser that rejects the certificate
     Malformed,             ///< no request that HTTP/1.1 allows
     TooLarge,              ///< head or body
     ForeignOrigin,         ///< a page from elsewhere asked

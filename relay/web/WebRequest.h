@@ -11,9 +11,10 @@ namespace wingbell {
 /// What a browser asks for: whole, and within the server's bounds.
 struct WebRequest
 {
-    QByteArray method; ///< "GET" or "POST"; a HEAD comes as a GET whose answer's body stays unsent
-    QByteArray path;   ///< exactly as sent; never decoded
-    QByteArray query;  ///< as sent, without the question mark
+    QByteArray method;      ///< "GET" or "POST"
+    QByteArray path;        ///< exactly as sent; never decoded
+    QByteArray query;       ///< as sent, without the question mark
+    QByteArray contentType; ///< empty when not given
     QByteArray body;
     sockaddr_storage peer = {};
 
