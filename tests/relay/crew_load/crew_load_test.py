@@ -35,7 +35,7 @@ def guests(server, client, count=GUESTS, **manner):
         }
         for number in range(count)
     ]
-    return Crew(client, {"server": server.url(), "code": server.code, "members": members})
+    return Crew(client, server.document(members))
 
 
 def all_connected(crew, count=GUESTS):
@@ -137,7 +137,7 @@ def those_who_pelt(server, client):
 
 def strangers_who_guess_the_code(server, client):
     members = [{"role": "Guest", "source": next(addresses), "code": f"{number:06}"} for number in range(GUESTS)]
-    crew = Crew(client, {"server": server.url(), "members": members})
+    crew = Crew(client, server.document(members))
     for number in range(GUESTS):
         refused = crew.wait_for(number, "refused")
         assert refused["error"] in ("wrong-code", "slow-down"), refused
@@ -169,14 +169,9 @@ def main():
     )
     steady = Crew(
         client,
-        {
-            "server": server.url(),
-            "code": server.code,
-            "members": [
-                {"role": "Caller", "sound": {"tone": TONE}, "talk": [0]},
-                {"role": "Listener", "watch": TONE},
-            ],
-        },
+        server.document(
+            [{"role": "Caller", "sound": {"tone": TONE}, "talk": [0]}, {"role": "Listener", "watch": TONE}]
+        ),
     )
     steady.wait_for_tones(1, [TONE])
     steady.tell(f"1 watch {TONE}")
