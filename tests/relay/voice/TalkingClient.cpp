@@ -27,7 +27,7 @@ TalkingClient::TalkingClient(
         throw std::runtime_error(opus_strerror(error));
     }
     opus_encoder_ctl(m_encoder.get(), OPUS_SET_BITRATE(32000));
-    opus_encoder_ctl(m_encoder.get(), OPUS_SET_COMPLEXITY(2));
+    opus_encoder_ctl(m_encoder.get(), OPUS_SET_COMPLEXITY(1));
     opus_encoder_ctl(m_encoder.get(), OPUS_SET_INBAND_FEC(1));
     opus_encoder_ctl(m_encoder.get(), OPUS_SET_PACKET_LOSS_PERC(10));
 }
