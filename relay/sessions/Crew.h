@@ -1,11 +1,11 @@
 #pragma once
 
-#include "relay/sessions/CrewEvents.h"
-#include "relay/sessions/CrewNews.h"
 #include "relay/crew/MediaAnswer.h"
-#include "relay/sessions/ShowPatch.h"
 #include "relay/crew/StateRequest.h"
 #include "relay/link/MediaLink.h"
+#include "relay/sessions/CrewEvents.h"
+#include "relay/sessions/CrewNews.h"
+#include "relay/sessions/ShowPatch.h"
 #include "relay/voice/VoiceRoom.h"
 
 #include <QByteArray>
@@ -56,6 +56,8 @@ public:
     {
         Session session;
         QByteArray offer;
+
+        friend bool operator==(const Joined&, const Joined&) = default;
     };
 
     enum class JoinProblem {

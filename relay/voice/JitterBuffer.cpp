@@ -19,6 +19,14 @@ constexpr std::size_t longestConcealment = sampleRate / 10;
 /// A packet that comes after a longer time was not late: its sender had paused.
 constexpr std::size_t longestWait = sampleRate;
 
+/// Packets that come late twice within this many turns do not do so by chance.
+constexpr std::size_t lateTogether = 100;
+
+/// Many are lost from the first share on, until no more than the second are.
+constexpr float lossy = 0.05F;
+constexpr float hardlyLossy = 0.02F;
+constexpr float turnsRemembered = 256;
+
 /// How many samples a payload holds; none for an empty one, which only keeps a connection open.
 std::optional<std::uint32_t> samplesOf(std::span<const std::uint8_t> payload)
 {
@@ -47,6 +55,7 @@ int ahead(std::uint16_t sequence, std::uint16_t from)
 JitterBuffer::JitterBuffer()
     : m_slots(mostPackets)
     , m_packetSamples(mostTickSamples)
+    , m_turnsSinceLate(lateTogether)
 {
 }
 
@@ -67,17 +76,21 @@ bool JitterBuffer::insert(const RtpPacket& packet)
     }
     const int distance = ahead(packet.sequence, m_expected);
     const bool isNear = distance >= -far && distance < far;
-    if (packet.ssrc != m_ssrc || !isNear) {
-        if (!continuesCandidate(packet)) {
-            return true;
-        }
-        begin(packet);
-    } else if (distance < 0) {
-        ++m_late;
+    if (packet.ssrc == m_ssrc && isNear && distance >= 0) {
+        m_candidate.reset();
+        place(packet, *samples);
         return true;
     }
-    m_candidate.reset();
-    place(packet, *samples);
+    if (continuesCandidate(packet)) {
+        begin(packet);
+        place(packet, *samples);
+        return true;
+    }
+    if (packet.ssrc == m_ssrc && isNear) {
+        noteLate(distance);
+        return true;
+    }
+    m_candidate = Candidate{packet.ssrc, static_cast<std::uint16_t>(packet.sequence + 1)};
     return true;
 }
 
@@ -106,20 +119,45 @@ void JitterBuffer::begin(const RtpPacket& packet)
     for (Slot& slot : m_slots) {
         slot.isFilled = false;
     }
+    m_candidate.reset();
     m_hasBegun = true;
     m_ssrc = packet.ssrc;
     m_expected = packet.sequence;
     m_kept = 0;
     m_keptSamples = 0;
     m_bridged = 0;
+    m_passedOver = 0;
+    m_lossShare = 0;
+    m_isLossy = false;
+    m_turnsSinceLate = lateTogether;
+    m_shallWait = false;
 }
 
-bool JitterBuffer::continuesCandidate(const RtpPacket& packet)
+/// `distance`: to a turn that is over, from -1 down.
+void JitterBuffer::noteLate(int distance)
 {
-    const bool continues =
-        m_candidate && m_candidate->ssrc == packet.ssrc && m_candidate->next == packet.sequence;
-    m_candidate = Candidate{packet.ssrc, static_cast<std::uint16_t>(packet.sequence + 1)};
-    return continues;
+    const std::uint64_t turn = std::uint64_t{1} << static_cast<unsigned>(-1 - distance);
+    if ((m_passedOver & turn) == 0) {
+        return; // the same packet again
+    }
+    m_passedOver &= ~turn;
+    ++m_late;
+    m_shallWait = m_turnsSinceLate < lateTogether;
+    m_turnsSinceLate = 0;
+}
+
+void JitterBuffer::endTurn(bool wasThere)
+{
+    ++m_expected;
+    ++m_turnsSinceLate;
+    m_passedOver = m_passedOver << 1U | (wasThere ? 0U : 1U);
+    m_lossShare += ((wasThere ? 0.0F : 1.0F) - m_lossShare) / turnsRemembered;
+    m_isLossy = m_lossShare > (m_isLossy ? hardlyLossy : lossy);
+}
+
+bool JitterBuffer::continuesCandidate(const RtpPacket& packet) const
+{
+    return m_candidate && m_candidate->ssrc == packet.ssrc && m_candidate->next == packet.sequence;
 }
 
 /// How many are missing before the first one kept, of which there must be one.
@@ -134,15 +172,19 @@ std::size_t JitterBuffer::packetsMissing()
 
 void JitterBuffer::passOver(std::size_t packets)
 {
-    m_expected = static_cast<std::uint16_t>(m_expected + packets);
     m_lost += packets;
+    for (; packets > 0; --packets) {
+        endTurn(false);
+    }
 }
 
 void JitterBuffer::passOverWhatWasBridged()
 {
     // Half a packet's time decides, for what is bridged need not be whole packets.
+    const std::size_t recoverable = m_isLossy ? 1 : 0;
     for (std::size_t missing = packetsMissing();
-         missing > 0 && m_bridged >= std::max<std::size_t>(m_packetSamples / 2, 1); --missing) {
+         missing > recoverable && m_bridged >= std::max<std::size_t>(m_packetSamples / 2, 1);
+         --missing) {
         passOver(1);
         m_bridged -= std::min(m_bridged, m_packetSamples);
     }
@@ -153,7 +195,7 @@ void JitterBuffer::passOverEmptyPackets()
     while (m_kept > 0 && slotOf(m_expected).isFilled && slotOf(m_expected).samples == 0) {
         slotOf(m_expected).isFilled = false;
         --m_kept;
-        ++m_expected;
+        endTurn(true);
     }
 }
 
@@ -163,7 +205,7 @@ JitterBuffer::Step JitterBuffer::decode()
     slot.isFilled = false;
     --m_kept;
     m_keptSamples -= slot.samples;
-    ++m_expected;
+    endTurn(true);
     const std::size_t waited = m_bridged > longestWait ? 0 : m_bridged;
     m_bridged = 0;
     return {Action::Decode, std::span(slot.payload).first(slot.size), slot.samples, waited};
@@ -176,11 +218,12 @@ JitterBuffer::Step JitterBuffer::next(std::size_t bridge)
         passOverWhatWasBridged();
         passOverEmptyPackets();
     }
-    if (m_kept == 0) {
+    const std::size_t missing = m_kept == 0 ? 0 : packetsMissing();
+    if (m_kept == 0 || (missing > 0 && m_shallWait)) {
+        m_shallWait = false;
         m_bridged += bridge;
         return {Action::Bridge, {}, bridge, 0};
     }
-    const std::size_t missing = packetsMissing();
     if (missing == 0) {
         return decode();
     }

@@ -15,8 +15,9 @@ namespace wingbell {
 ///
 /// Never waits ahead of time: what has come is played. When nothing is there the time is bridged
 /// without passing over a packet, so that one which is only late is still played and the latency
-/// grows by itself; if it stays away while later ones come, the bridge has stood for it. Allocates
-/// only when built. Not for several threads at once.
+/// grows by itself; if it stays away while later ones come, the bridge has stood for it. When
+/// packets come late again and again although later ones were there, the next gap is bridged too.
+/// Allocates only when built. Not for several threads at once.
 class JitterBuffer
 {
 public:
@@ -52,6 +53,9 @@ public:
     /// Samples from the next packet's turn to the end of the last one kept, lost ones among them.
     [[nodiscard]] std::size_t depth() const;
 
+    /// How much of the depth is wanted, in samples: a packet where many are lost, else nothing.
+    [[nodiscard]] std::size_t reserve() const { return m_isLossy ? m_packetSamples : 0; }
+
     [[nodiscard]] std::uint64_t received() const { return m_received; }
     [[nodiscard]] std::uint64_t lost() const { return m_lost; }
     [[nodiscard]] std::uint64_t late() const { return m_late; }
@@ -74,9 +78,11 @@ private:
     [[nodiscard]] Slot& slotOf(std::uint16_t sequence);
     void place(const RtpPacket& packet, std::uint32_t samples);
     void begin(const RtpPacket& packet);
-    [[nodiscard]] bool continuesCandidate(const RtpPacket& packet);
+    [[nodiscard]] bool continuesCandidate(const RtpPacket& packet) const;
     [[nodiscard]] std::size_t packetsMissing();
+    void endTurn(bool wasThere);
     void passOver(std::size_t packets);
+    void noteLate(int distance);
     void passOverWhatWasBridged();
     void passOverEmptyPackets();
     [[nodiscard]] Step decode();
@@ -88,8 +94,13 @@ private:
     std::uint16_t m_last = 0;     ///< the furthest one kept; of meaning while any is
     std::size_t m_kept = 0;
     std::size_t m_keptSamples = 0;
-    std::size_t m_packetSamples; ///< of the latest packet; taken for a lost one's
-    std::size_t m_bridged = 0;   ///< samples since the last packet that was there
+    std::size_t m_packetSamples;    ///< of the latest packet; taken for a lost one's
+    std::size_t m_bridged = 0;      ///< samples since the last packet that was there
+    std::uint64_t m_passedOver = 0; ///< for each of the last turns a bit, the last one's lowest
+    float m_lossShare = 0;          ///< of the last few hundred turns
+    bool m_isLossy = false;
+    std::size_t m_turnsSinceLate;
+    bool m_shallWait = false; ///< at the next gap
     std::optional<Candidate> m_candidate;
     std::uint64_t m_received = 0;
     std::uint64_t m_lost = 0;

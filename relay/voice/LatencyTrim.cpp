@@ -6,9 +6,6 @@ namespace wingbell {
 
 namespace {
 
-/// A large excess is taken out after this part of the window.
-constexpr std::size_t shortPart = 5;
-
 /// How long after a trim, beside a window, a late packet is still put down to it.
 constexpr std::size_t blame = std::size_t{sampleRate} * 5;
 
@@ -17,16 +14,30 @@ constexpr std::size_t calmStep = std::size_t{sampleRate} * 10;
 
 } // namespace
 
-void LatencyTrim::Watch::note(std::size_t samples, std::size_t depth)
+LatencyTrim::Watch::Watch(std::size_t part, std::size_t least)
+    : m_part(part)
+    , m_least(least)
 {
-    least = elapsed == 0 ? depth : std::min(least, depth);
-    elapsed += samples;
+}
+
+std::size_t LatencyTrim::Watch::played(std::size_t samples, std::size_t depth, std::size_t window)
+{
+    m_found = m_elapsed == 0 ? depth : std::min(m_found, depth);
+    m_elapsed += samples;
+    if (m_elapsed < window / m_part) {
+        return 0;
+    }
+    m_elapsed = 0;
+    return m_found >= m_least ? m_found : 0;
+}
+
+LatencyTrim::LatencyTrim()
+    : m_watches{Watch(1, small), Watch(5, large), Watch(10, veryLarge)}
+{
 }
 
 std::size_t LatencyTrim::played(std::size_t samples, std::size_t depth)
 {
-    m_long.note(samples, depth);
-    m_short.note(samples, depth);
     m_sinceTrim = std::min(m_sinceTrim + samples, blame + longestWindow);
     m_calm += samples;
     if (m_calm >= calmStep) {
@@ -34,21 +45,17 @@ std::size_t LatencyTrim::played(std::size_t samples, std::size_t depth)
         m_window = std::max(shortestWindow, m_window / 10 * 9);
     }
     std::size_t excess = 0;
-    if (m_short.elapsed >= m_window / shortPart) {
-        excess = m_short.least >= large ? m_short.least : 0;
-        m_short = {};
-    }
-    if (m_long.elapsed >= m_window) {
-        excess = std::max(excess, m_long.least >= small ? m_long.least : 0);
-        m_long = {};
+    for (Watch& watch : m_watches) {
+        excess = std::max(excess, watch.played(samples, depth, m_window));
     }
     return excess;
 }
 
 void LatencyTrim::trimmed()
 {
-    m_long = {};
-    m_short = {};
+    for (Watch& watch : m_watches) {
+        watch.restart();
+    }
     m_hasTrimmed = true;
     m_sinceTrim = 0;
 }

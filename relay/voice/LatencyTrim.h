@@ -2,6 +2,7 @@
 
 #include "relay/voice/AudioFormat.h"
 
+#include <array>
 #include <cstddef>
 
 namespace wingbell {
@@ -9,13 +10,19 @@ namespace wingbell {
 /// Tells how many of the samples that wait in a jitter buffer need not wait.
 ///
 /// What was never needed during a window of time is too much: about a second for a little, a fifth
-/// of it for much. A packet that comes late soon after something was taken out shows that it had
-/// been needed after all: the windows double, and fall back slowly in calm times.
+/// of it for much, a tenth for very much. A packet that comes late soon after something was taken
+/// out shows that it had been needed after all: the windows double, and fall back slowly in calm
+/// times.
 class LatencyTrim
 {
 public:
+    LatencyTrim();
+
     /// From here on an excess is large, in samples: 60 ms.
     static constexpr std::size_t large = std::size_t{sampleRate} * 60 / 1000;
+
+    /// From here on it is very large: 200 ms.
+    static constexpr std::size_t veryLarge = std::size_t{sampleRate} * 200 / 1000;
 
     /// An excess below this is left alone, in samples: 5 ms.
     static constexpr std::size_t small = std::size_t{sampleRate} * 5 / 1000;
@@ -37,18 +44,26 @@ public:
     [[nodiscard]] std::size_t window() const { return m_window; }
 
 private:
-    /// The least depth during a time.
-    struct Watch
+    /// The least depth during a part of the window, at the end of which it is told if it is at
+    /// least `least`.
+    class Watch
     {
-        std::size_t elapsed = 0;
-        std::size_t least = 0;
+    public:
+        Watch(std::size_t part, std::size_t least);
 
-        void note(std::size_t samples, std::size_t depth);
+        [[nodiscard]] std::size_t
+        played(std::size_t samples, std::size_t depth, std::size_t window);
+        void restart() { m_elapsed = 0; }
+
+    private:
+        std::size_t m_part;
+        std::size_t m_least;
+        std::size_t m_elapsed = 0;
+        std::size_t m_found = 0;
     };
 
     std::size_t m_window = shortestWindow;
-    Watch m_long;
-    Watch m_short;
+    std::array<Watch, 3> m_watches;
     bool m_hasTrimmed = false;
     std::size_t m_sinceTrim = 0;
     std::size_t m_calm = 0;

@@ -212,7 +212,7 @@ void VoiceReceiver::drop(std::size_t samples)
 
 void VoiceReceiver::passed(std::size_t samples)
 {
-    m_excess = m_trim.played(samples, depth());
+    m_excess = m_trim.played(samples, depth() - std::min(depth(), m_buffer.reserve()));
 }
 
 VoiceStatistics VoiceReceiver::statistics() const

@@ -515,7 +515,7 @@ void IntercomServerTest::theLargestDatagramIsTaken()
     const QByteArray packet = head + QByteArray(largest - head.size() - 1, 'x') + '\0';
     QVERIFY(sendBytes(m_port, packet));
     const QString line = server.nextLine().value();
-    QVERIFY2(line.contains(QLatin1String("xxx\" (cut to 500 characters) for ")), qPrintable(line));
+    QVERIFY2(line.contains(QLatin1String("xxx\" (cut to 500 characters) on ")), qPrintable(line));
 }
 
 void IntercomServerTest::malformedPacketsAreSurvived()

@@ -22,7 +22,7 @@ private Q_SLOTS:
     void aSessionIsTold();
     void theCardIsTold();
     void errorsAreTold();
-    void anEventIsALineAndAnEmptyOne();
+    void anEventBringsOneLine();
     void hostileTextStaysInItsPlace();
     void aLoneSurrogateBecomesAQuestionMark();
     void bytesThatAreNoTextAreReplaced();
@@ -87,37 +87,26 @@ void CrewAnswersTest::errorsAreTold()
     QCOMPARE(slowDownText(5s), QByteArray(R"({"error":"slow-down","seconds":5})"));
 }
 
-void CrewAnswersTest::anEventIsALineAndAnEmptyOne()
+void CrewAnswersTest::anEventBringsOneLine()
 {
     const DeskEvent event = {
         {{{QStringLiteral("Director"), QStringLiteral("Stage Manager")}, false}, {{}, true}}};
     QCOMPARE(
-        eventText(event),
-        QByteArray("event: desk\ndata: "
-                   R"({"channels":[{"talking":["Director","Stage Manager"],"announcing":false},)"
-                   R"({"talking":[],"announcing":true}]})"
-                   "\n\n"));
-    QCOMPARE(beatEventText(), QByteArray("event: beat\ndata: {}\n\n"));
-    QCOMPARE(unheardEventText(), QByteArray("event: unheard\ndata: {}\n\n"));
-    QCOMPARE(
-        eventText(Goodbye::OffAir),
-        QByteArray("event: goodbye\ndata: {\"reason\":\"off-air\"}\n\n"));
-    QCOMPARE(
-        eventText(Goodbye::Replaced),
-        QByteArray("event: goodbye\ndata: {\"reason\":\"replaced\"}\n\n"));
-    QCOMPARE(
-        eventText(Goodbye::Silent),
-        QByteArray("event: goodbye\ndata: {\"reason\":\"silent\"}\n\n"));
+        eventData(event),
+        QByteArray(R"({"channels":[{"talking":["Director","Stage Manager"],"announcing":false},)"
+                   R"({"talking":[],"announcing":true}]})"));
+    QCOMPARE(eventData(Goodbye::OffAir), QByteArray(R"({"reason":"off-air"})"));
+    QCOMPARE(eventData(Goodbye::Replaced), QByteArray(R"({"reason":"replaced"})"));
+    QCOMPARE(eventData(Goodbye::Silent), QByteArray(R"({"reason":"silent"})"));
 }
 
 void CrewAnswersTest::hostileTextStaysInItsPlace()
 {
     const QString hostile = QStringLiteral("\"]}\n\n\rdata: \\ \u2028</script>\u0001\x7F") +
                             QChar(QChar::Null) + QStringLiteral("🎭");
-    const QByteArray text = eventText(DeskEvent{{{{hostile}, false}}});
-    QCOMPARE(text.count('\n'), qsizetype{3});
-    QCOMPARE(text.count('\r'), qsizetype{0});
-    const QByteArray data = text.mid(text.indexOf("data: ") + 6);
+    const QByteArray data = eventData(DeskEvent{{{{hostile}, false}}});
+    QCOMPARE(data.count('\n'), qsizetype{0});
+    QCOMPARE(data.count('\r'), qsizetype{0});
     const QJsonObject object = QJsonDocument::fromJson(data).object();
     QCOMPARE(
         object[QStringLiteral("channels")][0][QStringLiteral("talking")][0].toString(), hostile);

@@ -14,8 +14,8 @@ namespace {
 class FakeLink final : public MediaLink
 {
 public:
-    explicit FakeLink(RtpReceiver receiver)
-        : receiver(std::move(receiver))
+    explicit FakeLink(RtpReceiver soundTaker)
+        : receiver(std::move(soundTaker))
     {
     }
 
