@@ -1,5 +1,6 @@
 #include "relay/link/WebRtcLink.h"
 
+#include "relay/link/SourceLimit.h"
 #include "relay/loop/MainThread.h"
 #include "relay/voice/AudioFormat.h"
 
@@ -94,13 +95,41 @@ QByteArray peerCertificate(GstElement* connection)
     return certificate;
 }
 
-/// Each packet is made at the moment at which it is to go. The library would hold each back until
-/// its time by a clock of its own, for good as late as the first one was: a packet's length.
-void sendAtOnce(GstBin* /*bin*/, GstBin* /*inner*/, GstElement* element, gpointer /*data*/)
+GstPadProbeReturn dropSurplusSources(GstPad* /*pad*/, GstPadProbeInfo* info, gpointer data)
+{
+    GstMapInfo map = {};
+    GstBuffer* buffer = gst_pad_probe_info_get_buffer(info);
+    if (gst_buffer_map(buffer, &map, GST_MAP_READ) == FALSE) {
+        return GST_PAD_PROBE_DROP;
+    }
+    const bool admitted = static_cast<SourceLimit*>(data)->admits({map.data, map.size});
+    gst_buffer_unmap(buffer, &map);
+    return admitted ? GST_PAD_PROBE_OK : GST_PAD_PROBE_DROP;
+}
+
+void limitSources(GstElement* decryption)
+{
+    for (const char* name : {"rtp_sink", "rtcp_sink"}) {
+        const GstPointer<GstPad> pad(gst_element_get_static_pad(decryption, name));
+        if (pad) {
+            gst_pad_add_probe(
+                pad.get(), GST_PAD_PROBE_TYPE_BUFFER, dropSurplusSources, new SourceLimit,
+                [](gpointer limit) { delete static_cast<SourceLimit*>(limit); });
+        }
+    }
+}
+
+/// Changes what the library has built for itself and gives no other way to.
+void prepareElement(GstBin* /*bin*/, GstBin* /*inner*/, GstElement* element, gpointer /*data*/)
 {
     const GstElementFactory* factory = gst_element_get_factory(element);
-    if (factory != nullptr && g_strcmp0(GST_OBJECT_NAME(factory), "clocksync") == 0) {
+    const gchar* kind = factory == nullptr ? nullptr : GST_OBJECT_NAME(factory);
+    if (g_strcmp0(kind, "clocksync") == 0) {
+        // Each packet is made at the moment at which it is to go. This would hold each back until
+        // its time by a clock of its own, for good as late as the first one was: a packet's length.
         g_object_set(element, "sync", FALSE, nullptr);
+    } else if (g_strcmp0(kind, "srtpdec") == 0) {
+        limitSources(element);
     }
 }
 
@@ -240,7 +269,7 @@ void WebRtcLink::prepareConnection(bool loopback)
         connectKeeping(
             bin.get(), "new-jitterbuffer", G_CALLBACK(&Receiving::watchJitterBuffer), m_receiving);
     }
-    g_signal_connect(m_connection.get(), "deep-element-added", G_CALLBACK(sendAtOnce), nullptr);
+    g_signal_connect(m_connection.get(), "deep-element-added", G_CALLBACK(prepareElement), nullptr);
     gst_element_link(m_source.get(), m_connection.get());
 }
 
