@@ -49,6 +49,9 @@ private Q_SLOTS:
     void whoVanishesLeavesNothing_data();
     void whoVanishesLeavesNothing();
 
+    void theLoopRestsWhateverIsWaitedFor_data();
+    void theLoopRestsWhateverIsWaitedFor();
+
     void ofManyOnlySoManyAreTaken();
     void ofOneAddressOnlySoManyAreTaken();
     void aConnectionThatEndsMakesRoom();
@@ -504,6 +507,53 @@ void HttpsServerBoundsTest::whoVanishesLeavesNothing()
     QVERIFY(!web.hasRefused(WebRefusal::TooSlow));
 }
 
+void HttpsServerBoundsTest::theLoopRestsWhateverIsWaitedFor_data()
+{
+    QTest::addColumn<bool>("isSecure");
+    QTest::addColumn<bool>("ends");
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QByteArray>("expected"); // of the answer
+    QTest::newRow("first byte") << false << false << QByteArray() << QByteArray();
+    QTest::newRow("rest of the first word")
+        << false << false << Browser::firstWord().left(50) << QByteArray();
+    QTest::newRow("second word") << false << false << Browser::firstWord() << QByteArray("\x16");
+    QTest::newRow("end of who was refused")
+        << true << false << QByteArray("rubbish\r\n\r\n") << QByteArray("malformed");
+    QTest::newRow("end of a plain one") << false << false << get("/") << QByteArray("https</p>");
+    QTest::newRow("next request") << true << false << get("/") << QByteArray("desk</p>");
+    QTest::newRow("rest of a request")
+        << true << false << (get("/") + QByteArray("GET /")) << QByteArray("desk</p>");
+    QTest::newRow("answer") << true << false << (get("/") + get("/api/later"))
+                            << QByteArray("desk</p>");
+    QTest::newRow("answer, with more sent than is taken ahead")
+        << true << false << (get("/") + get("/api/later") + get("/").repeated(3000))
+        << QByteArray("desk</p>");
+    QTest::newRow("event") << true << false << get("/api/events") << QByteArray("stream");
+    QTest::newRow("reader who ended") << true << true << get("/huge") << QByteArray("200 OK");
+    QTest::newRow("reader") << true << false << get("/huge") << QByteArray("200 OK");
+}
+
+void HttpsServerBoundsTest::theLoopRestsWhateverIsWaitedFor()
+{
+    QFETCH(bool, isSecure);
+    QFETCH(bool, ends);
+    QFETCH(QByteArray, bytes);
+    QFETCH(QByteArray, expected);
+    WebUnderTest web(WebUnderTest::wideLimits());
+    web.server->addPage("/huge", "text/plain", QByteArray(100000000, 'x'));
+    Browser browser(web.port);
+    if (isSecure) {
+        browser.secure();
+    }
+    browser.send(bytes);
+    if (ends) {
+        browser.endSending();
+    }
+    QTRY_VERIFY(web.server->connections() == 1 && browser.received().contains(expected));
+    QVERIFY(loopRests());
+    QCOMPARE(web.server->connections(), std::size_t(1));
+}
+
 void HttpsServerBoundsTest::ofManyOnlySoManyAreTaken()
 {
     WebLimits limits = WebUnderTest::wideLimits();
@@ -608,7 +658,7 @@ void HttpsServerBoundsTest::withoutDescriptorsTheOthersAreServedOn()
         const NoDescriptors nothingLeft;
         before.send(get("/nowhere"));
         return QTest::qWaitFor([&] { return before.received().endsWith("not-found\"}"); }) &&
-               web.server->connections() == 1;
+               web.server->connections() == 1 && loopRests();
     }();
     QVERIFY(isServed);
     QTRY_VERIFY(got(starved, 200));

@@ -5,7 +5,7 @@
 #include <QDir>
 
 #include <algorithm>
-#include <stdexcept>
+#include <glib.h>
 
 namespace wingbell {
 
@@ -60,6 +60,17 @@ QByteArray post(const QByteArray& path, const QByteArray& body, const QByteArray
     return QByteArray("POST ") + path + QByteArray(" HTTP/1.1\r\nHost: 127.0.0.1\r\n") + fields +
            QByteArray("Content-Length: ") + QByteArray::number(body.size()) +
            QByteArray("\r\n\r\n") + body;
+}
+
+bool loopRests()
+{
+    constexpr int manyTurns = 2000;
+    for (int turn = 0; turn < manyTurns; ++turn) {
+        if (g_main_context_iteration(nullptr, FALSE) == FALSE) {
+            return true;
+        }
+    }
+    return false;
 }
 
 std::size_t openDescriptors()

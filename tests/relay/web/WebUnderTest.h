@@ -32,6 +32,9 @@ struct WebUnderTest
 [[nodiscard]] QByteArray
 post(const QByteArray& path, const QByteArray& body, const QByteArray& fields = {});
 
+/// True when the main loop comes to rest: nothing is ready over and over again.
+[[nodiscard]] bool loopRests();
+
 /// How many descriptors this program has open.
 [[nodiscard]] std::size_t openDescriptors();
 
