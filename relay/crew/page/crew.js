@@ -284,6 +284,7 @@ function lineChanged(shown) {
     const words = sentences.stateWords[shown] ?? '';
     find('joining-state').textContent = words;
     find('line-state').textContent = words;
+    find('desk-step').dataset.line = shown;
     if (shown === 'on-air' || (was === 'on-air' && shown !== 'closed')) say('assertive', words);
     if (shown !== 'on-air') view.showTalkers([]);
     applyKeys();
