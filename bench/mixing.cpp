@@ -5,8 +5,9 @@
 
 #include <opus.h>
 
+#include <time.h>
+
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -70,6 +71,14 @@ std::vector<Packet> speech(int speaker, int samplesPerTick)
     return packets;
 }
 
+/// The time that this thread has worked, in microseconds; what others do meanwhile is left out.
+double worked()
+{
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return 1e6 * static_cast<double>(time.tv_sec) + 1e-3 * static_cast<double>(time.tv_nsec);
+}
+
 /// The median and the longest of a thousand ticks.
 void measure(std::size_t count, bool isTalking, std::size_t samplesPerTick)
 {
@@ -93,10 +102,9 @@ void measure(std::size_t count, bool isTalking, std::size_t samplesPerTick)
             packet[3] = static_cast<std::uint8_t>(tick);
             room.receive(ids[client], packet);
         }
-        const auto begin = std::chrono::steady_clock::now();
+        const double begin = worked();
         room.tick();
-        const auto end = std::chrono::steady_clock::now();
-        times.push_back(std::chrono::duration<double, std::micro>(end - begin).count());
+        times.push_back(worked() - begin);
     }
     std::sort(times.begin(), times.end());
     const double median = times[times.size() / 2];

@@ -109,8 +109,8 @@ public:
     [[nodiscard]] bool isFinished() const override { return false; }
 };
 
-constexpr double loud = 0.22;   // a tone of 0.3, through Opus twice
-constexpr double still = 0.003; // nothing of it
+constexpr double loud = 0.22;  // a tone of 0.3, through Opus twice
+constexpr double still = 0.01; // nothing of it but what coding other tones leaves there
 
 } // namespace
 
