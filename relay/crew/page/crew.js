@@ -212,6 +212,7 @@ async function join(wanted) {
     lineShown = null;
     find('joining-role').textContent = role.name;
     find('joining-state').textContent = 'Asking for the microphone…';
+    find('line-state').textContent = '';
     showStep('joining-step');
     const joining = role;
     await microphone.open(setting());

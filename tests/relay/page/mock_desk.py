@@ -251,7 +251,7 @@ class MockDesk:
         return 204, None
 
 
-FAR_PAGE = b'<!doctype html><title>far end</title><script type="module" src="/far_end.js"></script>'
+FAR_PAGE = b'<!doctype html><title>far end</title><p>far end</p><script type="module" src="/far_end.js"></script>'
 UNIT_PAGE = b'<!doctype html><title>units</title><script type="module" src="/units/units.js"></script>'
 
 
