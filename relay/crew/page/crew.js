@@ -43,7 +43,7 @@ const awake = new Awake(() => {
 });
 const view = new DeskView(
     { list: find('channels'), allArea: find('all-area'), empty: find('no-channels') },
-    () => session?.changed(),
+    () => session?.isChanging(),
 );
 const hands = new KeyHands(() => keys, keysChanged);
 

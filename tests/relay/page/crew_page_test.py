@@ -674,6 +674,16 @@ class LosingTheLineTest(PageTest):
         self.wait_for_rejoin()
         self.on_air()
 
+    def test_a_desk_that_is_asked_too_much_is_not_a_lost_one(self):
+        self.join()
+        posts = len(self.desk.newest.states)
+        self.desk.state_refusals = [(429, {"error": "slow-down", "seconds": 1})]
+        self.latch()
+        wait_until(lambda: len(self.desk.newest.states) > posts, "the next sign of life")
+        self.assertEqual(self.talk_posted(), [0])
+        self.assertEqual(self.state_of(key(1)), "latched")
+        self.assertEqual(len(self.desk.joins), 1)
+
     def test_off_air_is_said_and_waited_for(self):
         self.join()
         self.desk.refusals = [(503, {"error": "not-now"})]
