@@ -77,7 +77,7 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
               m_journal.turnedAway(
                   LineCause::WrongCode, who,
                   kind == CodeVerdict::Kind::Wrong
-                      ? QStringLiteral("that was not the crew code")
+                      ? QStringLiteral("that was a wrong crew code")
                       : QStringLiteral("it has to wait after wrong crew codes"));
           })
     , m_server(std::move(parts.server))

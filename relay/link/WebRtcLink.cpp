@@ -90,7 +90,7 @@ QByteArray peerCertificate(GstElement* connection)
     }
     gchar* pem = nullptr;
     g_object_get(transport.get(), "remote-certificate", &pem, nullptr);
-    const QByteArray certificate(pem);
+    QByteArray certificate(pem);
     g_free(pem);
     return certificate;
 }

@@ -5,7 +5,6 @@
 #include <QtGlobal>
 
 #include <array>
-#include <compare>
 #include <optional>
 #include <sys/socket.h>
 
@@ -46,7 +45,12 @@ public:
     /// first 64 bits, because a guest may choose the others anew for every connection.
     [[nodiscard]] IpAddress guest() const;
 
-    friend auto operator<=>(const IpAddress&, const IpAddress&) = default;
+    friend bool operator==(const IpAddress&, const IpAddress&) = default;
+    /// An order for maps; it means nothing.
+    friend bool operator<(const IpAddress& left, const IpAddress& right)
+    {
+        return left.m_bytes < right.m_bytes;
+    }
 
 private:
     Ipv6Bytes m_bytes; ///< an IPv4 address stands in it as ::ffff:a.b.c.d

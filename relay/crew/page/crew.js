@@ -86,7 +86,10 @@ function submitCode() {
     const typed = typedCode();
     if (find('code-go').disabled) return;
     if (typed.length !== 6) {
-        find('code-message').textContent = 'The code has six digits.';
+        // A press that came just after the answer to the sixth digit must not hide that answer.
+        if (typed || !find('code-message').textContent) {
+            find('code-message').textContent = 'The code has six digits.';
+        }
         return;
     }
     askForRoles(typed);
@@ -281,6 +284,7 @@ function lineChanged(shown) {
     const words = sentences.stateWords[shown] ?? '';
     find('joining-state').textContent = words;
     find('line-state').textContent = words;
+    find('desk-step').dataset.line = shown;
     if (shown === 'on-air' || (was === 'on-air' && shown !== 'closed')) say('assertive', words);
     if (shown !== 'on-air') view.showTalkers([]);
     applyKeys();

@@ -3,8 +3,8 @@ import { memory } from './memory.js';
 import { whoTalks } from './sentences.js';
 
 const keyWords = {
-    idle: ['Talk', 'hold, or tap to latch', '#icon-talk'],
-    held: ['TALKING', 'release to stop', '#icon-talking'],
+    idle: ['Talk', 'hold or tap', '#icon-talk'],
+    held: ['TALKING', 'let go to stop', '#icon-talking'],
     latched: ['LATCHED', 'tap to release', '#icon-latched'],
     'no-line': ['No line', 'wait a moment', '#icon-off'],
     'no-microphone': ['Listen only', 'no microphone', '#icon-off'],

@@ -9,6 +9,9 @@ const drift = 24; // CSS pixels
 /** A click that follows a pointer's press belongs to it; one without is a screen reader's. */
 const clickFollows = 700; // milliseconds
 
+/** An event that is older than this tells no true time. */
+const latestEvent = 2000; // milliseconds
+
 const isPointer = (hand) => hand.startsWith('pointer ');
 const textTypes = new Set(['text', 'search', 'number', 'tel', 'password', 'email', 'url']);
 const takesText = (element) => element instanceof HTMLInputElement && textTypes.has(element.type);
@@ -42,10 +45,11 @@ export class KeyHands {
         this.#do((keys, now) => keys.cancelHands(now, isPointer));
     }
 
-    #do(action) {
+    /** `event`: what happened, if it has a time of its own; a busy page hears of it later. */
+    #do(action, event = null) {
         const keys = this.#keys();
         if (!keys) return;
-        action(keys, performance.now());
+        action(keys, timeOf(event));
         this.#changed();
     }
 
@@ -64,14 +68,14 @@ export class KeyHands {
             }
             this.#do((keys, now) => {
                 if (keys.press(hand(event), key, now, event.clientX, event.clientY)) navigator.vibrate?.(12);
-            });
+            }, event);
         });
         button.addEventListener('pointermove', (event) => {
             if (!this.#keys()?.isPressed(hand(event))) return;
             this.#do((keys, now) => {
                 if (isPalm(event)) keys.cancel(hand(event), now);
                 else keys.move(hand(event), now, event.clientX, event.clientY, isNear(area, event));
-            });
+            }, event);
         });
         button.addEventListener('pointerup', (event) => {
             this.#touchedAt.set(button, performance.now());
@@ -80,11 +84,11 @@ export class KeyHands {
                 const before = keys.state(key);
                 keys.release(hand(event), now);
                 if ((keys.state(key) === 'latched') !== (before === 'latched')) navigator.vibrate?.([12, 50, 12]);
-            });
+            }, event);
         });
         for (const name of ['pointercancel', 'lostpointercapture']) {
             button.addEventListener(name, (event) => {
-                if (this.#keys()?.isPressed(hand(event))) this.#do((keys, now) => keys.cancel(hand(event), now));
+                if (this.#keys()?.isPressed(hand(event))) this.#do((keys, now) => keys.cancel(hand(event), now), event);
             });
         }
         button.addEventListener('click', () => {
@@ -99,12 +103,12 @@ export class KeyHands {
         button.addEventListener('keydown', (event) => {
             if (event.code !== 'Space' && event.code !== 'Enter') return;
             event.preventDefault(); // the browser's own click
-            if (!event.repeat) this.#do((keys, now) => keys.press(event.code, key, now));
+            if (!event.repeat) this.#do((keys, now) => keys.press(event.code, key, now), event);
         });
         button.addEventListener('keyup', (event) => {
             if (event.code !== 'Space' && event.code !== 'Enter') return;
             event.preventDefault();
-            this.#do((keys, now) => keys.release(event.code, now));
+            this.#do((keys, now) => keys.release(event.code, now), event);
         });
         button.addEventListener('blur', () => {
             this.#do((keys, now) => keys.cancelHands(now, (name) => name === 'Space' || name === 'Enter'));
@@ -122,12 +126,12 @@ export class KeyHands {
         if (key === null || event.ctrlKey || event.altKey || event.metaKey) return;
         if (takesText(event.target) || document.querySelector('dialog[open]')) return;
         event.preventDefault();
-        if (!event.repeat) this.#do((keys, now) => keys.press(event.code, key, now));
+        if (!event.repeat) this.#do((keys, now) => keys.press(event.code, key, now), event);
     }
 
     #numberUp(event) {
         if (this.#keys()?.isPressed(event.code) && this.#keyOfNumber(event.code) !== null) {
-            this.#do((keys, now) => keys.release(event.code, now));
+            this.#do((keys, now) => keys.release(event.code, now), event);
         }
     }
 
@@ -139,6 +143,13 @@ export class KeyHands {
         const key = Number(number) - 1;
         return key < this.#buttons.length && key !== this.#allKey ? key : null;
     }
+}
+
+/** On the clock of performance.now(); events that a program made may have strange times. */
+function timeOf(event) {
+    const now = performance.now();
+    const time = event?.timeStamp ?? now;
+    return time <= now && now - time < latestEvent ? time : now;
 }
 
 function isPalm(event) {

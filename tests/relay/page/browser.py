@@ -8,6 +8,8 @@ from selenium.webdriver.chrome.options import Options
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 
+TAP = 0.05  # seconds
+LONGEST_TAP = 0.2  # seconds
 PATIENCE = 20.0  # seconds until a condition that never comes is called a failure
 
 SWITCHES = [
@@ -106,33 +108,46 @@ class Browser:
             return [left + width / 2, top + height / 2];"""
         return self.run(script, selector)
 
-    def touch(self, *points):
+    def fingers_down(self, *points, at=None):
         """All fingers that are on the glass now, each (x, y) or (x, y, radius)."""
-        fingers = [
-            {"x": p[0], "y": p[1], "id": i, "radiusX": p[2] if len(p) > 2 else 10, "radiusY": p[2] if len(p) > 2 else 10}
-            for i, p in enumerate(points)
-        ]
-        return fingers
+        self._touch("touchStart", points, at)
 
-    def fingers_down(self, *points):
-        self.cdp("Input.dispatchTouchEvent", type="touchStart", touchPoints=self.touch(*points))
+    def fingers_move(self, *points, at=None):
+        self._touch("touchMove", points, at)
 
-    def fingers_move(self, *points):
-        self.cdp("Input.dispatchTouchEvent", type="touchMove", touchPoints=self.touch(*points))
-
-    def fingers_up(self):
-        self.cdp("Input.dispatchTouchEvent", type="touchEnd", touchPoints=[])
+    def fingers_up(self, at=None):
+        self._touch("touchEnd", (), at)
 
     def touch_taken_away(self):
-        self.cdp("Input.dispatchTouchEvent", type="touchCancel", touchPoints=[])
+        self._touch("touchCancel", (), None)
+
+    def _touch(self, kind, points, at):
+        fingers = [
+            {"x": x, "y": y, "id": index, "radiusX": radius[0] if radius else 10, "radiusY": radius[0] if radius else 10}
+            for index, (x, y, *radius) in enumerate(points)
+        ]
+        self.cdp("Input.dispatchTouchEvent", type=kind, touchPoints=fingers, timestamp=at or time.time())
 
     def tap(self, selector):
-        """Shorter than any tap must be: both halves of it are sent to the browser in one go."""
-        x, y = self.middle(selector)
-        self.cdp("Input.synthesizeTapGesture", x=round(x), y=round(y), duration=30, gestureSourceType="touch")
+        """As short as it says, however slow the machine is: the events carry their own times."""
+        now = time.time()
+        self.fingers_down(self.middle(selector), at=now - TAP)
+        self.fingers_up(at=now)
 
-    def key_down(self, key, code):
-        self.cdp("Input.dispatchKeyEvent", type="keyDown", key=key, code=code)
+    def hold(self, selector):
+        """A finger that has been down for longer than a tap."""
+        self.fingers_down(self.middle(selector), at=time.time() - 2 * LONGEST_TAP)
 
-    def key_up(self, key, code):
-        self.cdp("Input.dispatchKeyEvent", type="keyUp", key=key, code=code)
+    def key_down(self, key, code, at=None):
+        self.cdp("Input.dispatchKeyEvent", type="keyDown", key=key, code=code, timestamp=at or time.time())
+
+    def key_up(self, key, code, at=None):
+        self.cdp("Input.dispatchKeyEvent", type="keyUp", key=key, code=code, timestamp=at or time.time())
+
+    def tap_key(self, key, code):
+        now = time.time()
+        self.key_down(key, code, at=now - TAP)
+        self.key_up(key, code, at=now)
+
+    def hold_key(self, key, code):
+        self.key_down(key, code, at=time.time() - 2 * LONGEST_TAP)
