@@ -19,6 +19,7 @@ SPARE = GUESTS - 1
 # A machine that is busy with other things makes a hole now and then; who is disturbed by guests has many.
 LONGEST_HOLE = 500  # milliseconds
 MOST_HOLES = 0.02  # of the time
+MOST_FOR_NOISE = 20  # MB; 1 kB for each datagram would be as much
 FLOOD = 1000
 TONE = 1000
 FIRST_GUEST_TONE = 2000
@@ -121,7 +122,6 @@ def those_who_flood(server, client):
     all_connected(crew, 2)
     crew.tell(f"0 flood {FLOOD}")
     flooded = crew.wait_for(0, "flooded", patience=SETTLING)
-    print(flooded["answers"])
     assert sum(flooded["answers"].values()) == FLOOD, flooded
     crew.tell("1 talk 0")  # the one beside is still served
     crew.wait_for(1, "desk")
@@ -131,10 +131,13 @@ def those_who_flood(server, client):
 def those_who_pelt(server, client):
     crew = guests(server, client)
     all_connected(crew)
+    before = server.resident_megabytes()
     crew.tell("* pelt 2000")
     for number in range(GUESTS):
         crew.wait_for(number, "pelted")
-    talk_and_hear(crew)
+    talk_and_hear(crew)  # what came before that has been looked at by then
+    grown = server.resident_megabytes() - before
+    assert grown < MOST_FOR_NOISE, f"noise has filled {grown:.0f} MB"
     crew.quit()
 
 
