@@ -4,7 +4,9 @@
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QRandomGenerator>
 #include <QRegularExpression>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUdpSocket>
@@ -35,11 +37,20 @@ QString announcing(const QString& text, const QString& where, const QString& sen
     return QStringLiteral("Announcing \"%1\" on %2, from %3.").arg(text, where, sender);
 }
 
-/// A port that was free a moment ago.
+/// A port that was free a moment ago, for datagrams and connections; none that the system gives to
+/// whoever connects somewhere, as other tests do meanwhile.
 quint16 freePort()
 {
-    QUdpSocket socket;
-    return socket.bind(QHostAddress::Any, 0) ? socket.localPort() : quint16{0};
+    for (int attempt = 0; attempt < 1000; ++attempt) {
+        const auto port = static_cast<quint16>(QRandomGenerator::global()->bounded(20000, 32000));
+        QUdpSocket datagrams;
+        QTcpServer connections;
+        if (datagrams.bind(QHostAddress::Any, port, QAbstractSocket::DontShareAddress) &&
+            connections.listen(QHostAddress::Any, port)) {
+            return port;
+        }
+    }
+    return 0;
 }
 
 QByteArray kernelText(const QString& path)
