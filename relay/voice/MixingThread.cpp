@@ -54,6 +54,7 @@ MixingThread::MixingThread(VoiceRoom& room)
 MixingThread::~MixingThread()
 {
     m_isStopping = true;
+    m_room.wake();
     m_thread.join();
 }
 
@@ -67,13 +68,17 @@ void MixingThread::run()
     pthread_setname_np(pthread_self(), "mixer");
     m_isRealTime = askForRealTime();
     const auto samples = static_cast<std::int64_t>(m_room.samplesPerTick());
-    TickPace pace(now(), samples * second / sampleRate);
+    const std::int64_t period = samples * second / sampleRate;
+    TickPace pace(now(), period);
     while (!m_isStopping) {
         sleepUntil(pace.due());
         m_room.tick();
         m_missedTicks += pace.ended(now());
         if (++m_ticks == 1) {
             m_ticks.notify_all();
+        }
+        if (m_room.waitWhileEmpty()) {
+            pace = TickPace(now(), period);
         }
     }
 }

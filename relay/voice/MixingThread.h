@@ -8,7 +8,8 @@ namespace wingbell {
 
 class VoiceRoom;
 
-/// Ticks a room at its own pace, on a thread of its own, from construction to destruction.
+/// Ticks a room at its own pace, on a thread of its own, from construction to destruction; rests
+/// while the room is empty.
 ///
 /// Asks for real-time priority and goes on without when that is refused. A tick that comes late is
 /// made up for at once; after a longer pause (the computer stood still) the pace begins anew.

@@ -10,6 +10,7 @@
 #include <array>
 #include <atomic>
 #include <cassert>
+#include <condition_variable>
 #include <mutex>
 #include <utility>
 
@@ -36,6 +37,8 @@ public:
     void wish(VoiceId id, std::vector<float> Patch::*part, std::vector<float> wished);
     bool announce(std::shared_ptr<SoundSource> source, std::vector<float> talk);
     void tick();
+    [[nodiscard]] bool waitWhileEmpty();
+    void wake();
 
     const std::size_t channels;
     const std::size_t samplesPerTick;
@@ -61,9 +64,12 @@ private:
     void takeOver();
     void takeOver(std::size_t place);
     void seeOff(std::size_t place);
+    [[nodiscard]] bool isEmpty() const;
     [[nodiscard]] static Voices emptyVoices();
 
+    std::condition_variable m_somebody;
     mutable std::mutex m_mutex; ///< guards everything from here to the desk
+    bool m_isAwake = false;
     std::array<Seat, mostVoices> m_seats;
     Voices m_left; ///< no longer on the desk; destroyed by whoever comes or goes next
     VoiceId m_lastId = 0;
@@ -118,6 +124,7 @@ std::optional<VoiceId> VoiceRoom::State::seat(std::shared_ptr<Voice> voice)
     std::swap(free->wished, patch);
     free->isChanged = true;
     m_hasNews = true;
+    m_somebody.notify_one();
     return free->id;
 }
 
@@ -159,6 +166,7 @@ bool VoiceRoom::State::announce(std::shared_ptr<SoundSource> source, std::vector
     arrival.source.swap(source);
     arrival.talk.swap(talk);
     m_hasNews = true;
+    m_somebody.notify_one();
     return true;
 }
 
@@ -168,6 +176,36 @@ void VoiceRoom::State::tick()
         takeOver();
     }
     m_finished += m_desk.tick();
+}
+
+/// Of those who have left, too: they fade out and are seen off by ticks.
+bool VoiceRoom::State::isEmpty() const
+{
+    return m_announcements == 0 &&
+           std::none_of(m_seats.begin(), m_seats.end(), [](const Seat& seat) {
+               return seat.voice != nullptr;
+           });
+}
+
+bool VoiceRoom::State::waitWhileEmpty()
+{
+    // While there is something to mix the mutex is not waited for here either.
+    if (m_hasNews || m_finished > 0 || !m_desk.isEmpty()) {
+        return false;
+    }
+    std::unique_lock lock(m_mutex);
+    if (m_isAwake || !isEmpty()) {
+        return false;
+    }
+    m_somebody.wait(lock, [this] { return m_isAwake || !isEmpty(); });
+    return true;
+}
+
+void VoiceRoom::State::wake()
+{
+    const std::lock_guard lock(m_mutex);
+    m_isAwake = true;
+    m_somebody.notify_one();
 }
 
 void VoiceRoom::State::takeOver()
@@ -292,6 +330,16 @@ bool VoiceRoom::announce(std::shared_ptr<SoundSource> source, const ChannelSet& 
 void VoiceRoom::tick()
 {
     m_state->tick();
+}
+
+bool VoiceRoom::waitWhileEmpty()
+{
+    return m_state->waitWhileEmpty();
+}
+
+void VoiceRoom::wake()
+{
+    m_state->wake();
 }
 
 } // namespace wingbell

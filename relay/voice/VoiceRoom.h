@@ -81,6 +81,14 @@ public:
     /// nothing.
     void tick();
 
+    /// Waits while nobody is in the room and nothing is played, so that a desk at rest does not
+    /// wake the machine, but no longer than until wake(). True when it has waited. On the mixing
+    /// thread only, between ticks.
+    [[nodiscard]] bool waitWhileEmpty();
+
+    /// Ends the waiting for good.
+    void wake();
+
 private:
     class State;
     const std::unique_ptr<State> m_state;

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "relay/link/MediaLink.h"
+#include "relay/link/PipelineReaper.h"
+#include "relay/link/WebRtcLink.h"
+
+#include <QString>
+
+namespace wingbell {
+
+/// The media library, made ready. One for the program; outlives every link it made.
+class MediaLibrary
+{
+public:
+    explicit MediaLibrary(WebRtcLink::Settings settings);
+
+    /// What it lacks to carry voices, for a person; nothing when it lacks nothing.
+    [[nodiscard]] std::optional<QString> problem() const;
+
+    /// A new link, or nothing when the machine has no room for one.
+    [[nodiscard]] std::shared_ptr<MediaLink> makeLink(RtpReceiver receiver);
+
+private:
+    WebRtcLink::Settings m_settings;
+    PipelineReaper m_reaper;
+};
+
+} // namespace wingbell

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+namespace wingbell {
+
+/// The headers of a stream of RTP packets that goes out, one after the other.
+class RtpStream
+{
+public:
+    static constexpr std::uint8_t payloadType = 111;
+    static constexpr std::size_t headerSize = 12;
+    using Header = std::array<std::uint8_t, headerSize>;
+
+    /// The stream called `source`; begins at places in sequence and time that should be random.
+    RtpStream(std::uint32_t source, std::uint16_t firstSequence, std::uint32_t firstTimestamp);
+
+    [[nodiscard]] std::uint32_t source() const { return m_source; }
+
+    /// The header of the next packet, which lasts `samples` at 48 kHz.
+    [[nodiscard]] Header next(std::uint32_t samples);
+
+private:
+    std::uint32_t m_source;
+    std::uint16_t m_sequence;
+    std::uint32_t m_timestamp;
+    bool m_isFirst = true;
+};
+
+} // namespace wingbell

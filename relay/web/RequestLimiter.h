@@ -1,0 +1,48 @@
+#pragma once
+
+#include "relay/web/AddressKey.h"
+
+#include <chrono>
+#include <cstddef>
+#include <map>
+#include <sys/socket.h>
+
+namespace wingbell {
+
+/// How many requests an address may send: a bucket of tokens for each, filled at a steady rate.
+///
+/// The table is bounded: when it is full, the addresses whose bucket is full again are forgotten,
+/// and while there is none of these, new addresses share one bucket. Knows no clock; the times it
+/// is given must not go back.
+class RequestLimiter
+{
+public:
+    using Clock = std::chrono::steady_clock;
+
+    static constexpr std::size_t mostAddresses = 1024;
+
+    RequestLimiter(double requestsASecond, double requestsAtOnce);
+
+    /// True when one more request from `peer`, whatever its port, may be answered now.
+    [[nodiscard]] bool admit(const sockaddr_storage& peer, Clock::time_point now);
+
+    [[nodiscard]] std::size_t addresses() const { return m_buckets.size(); }
+
+private:
+    struct Bucket
+    {
+        double tokens;
+        Clock::time_point filled;
+    };
+
+    void forgetTheQuiet(Clock::time_point now);
+    void fill(Bucket& bucket, Clock::time_point now) const;
+    [[nodiscard]] bool take(Bucket& bucket, Clock::time_point now) const;
+
+    double m_rate;
+    double m_capacity;
+    std::map<AddressKey, Bucket> m_buckets;
+    Bucket m_shared;
+};
+
+} // namespace wingbell
