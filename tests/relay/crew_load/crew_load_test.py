@@ -33,7 +33,7 @@ def guests(server, client, count=GUESTS, **manner):
         {
             "role": "Guest",
             "source": next(addresses),
-            "sound": {"tone": FIRST_GUEST_TONE + 100 * number, "amplitude": 0.1},
+            "sound": {"tone": FIRST_GUEST_TONE + 100 * number, "amplitude": 0.05},  # all together are not too loud yet
             **manner,
         }
         for number in range(count)
@@ -131,6 +131,7 @@ def those_who_flood(server, client):
 def those_who_pelt(server, client):
     crew = guests(server, client)
     all_connected(crew)
+    talk_and_hear(crew)
     before = server.resident_megabytes()
     crew.tell("* pelt 2000")
     for number in range(GUESTS):
