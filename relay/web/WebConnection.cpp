@@ -44,7 +44,7 @@ std::shared_ptr<WebConnection> WebConnection::begin(
     FileDescriptor descriptor, const sockaddr_storage& peer,
     std::shared_ptr<const TlsIdentity> identity, const WebLimits& limits, WebConnectionOwner& owner)
 {
-    const std::shared_ptr<WebConnection> connection(
+    std::shared_ptr<WebConnection> connection(
         new WebConnection(std::move(descriptor), peer, std::move(identity), limits, owner));
     connection->waitOn();
     return connection;

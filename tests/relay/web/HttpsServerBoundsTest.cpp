@@ -148,9 +148,11 @@ void HttpsServerBoundsTest::halfHandshakesKeepNobodyWaiting()
     for (std::size_t count = 0; count < limits.connectionsFromOneAddress; ++count) {
         silent.emplace_back(web.port).send(word);
     }
-    QTRY_VERIFY(std::all_of(silent.begin(), silent.end(), [](Browser& browser) {
-        return !browser.received().isEmpty();
-    }));
+    QTRY_COMPARE(
+        std::count_if(
+            silent.begin(), silent.end(),
+            [](Browser& browser) { return browser.received().isEmpty(); }),
+        0);
     Browser browser = asking(web, get("/"), "127.0.0.2");
     QTRY_VERIFY(got(browser, 200));
     QCOMPARE(web.server->connections(), limits.connectionsFromOneAddress + 1);
