@@ -5,7 +5,7 @@
 #   ./build_app.sh run      the same, then open the window
 #   ./build_app.sh test     the same, then run every test; needs no screen
 #   ./build_app.sh pictures take the pictures of the README anew
-#   ./build_app.sh bench    print start-up, memory and wake-ups beside other windows
+#   ./build_app.sh bench    print what the window and the server cost, and how late a voice is
 #
 # Options for test: --quick leaves out the sanitizers and the static checks.
 set -euo pipefail
