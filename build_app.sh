@@ -5,11 +5,7 @@
 #   ./build_app.sh run      the same, then open the window
 #   ./build_app.sh test     the same, then run every test; needs no screen
 #   ./build_app.sh pictures take the pictures of the README anew
-<<<<<<< HEAD
-#   ./build_app.sh bench    measure the window and the server, and print it
-=======
 #   ./build_app.sh bench    print what the window and the server cost, and how late a voice is
->>>>>>> try
 #
 # Options for test: --quick leaves out the sanitizers, the fuzzers and the static checks.
 set -euo pipefail
