@@ -1,21 +1,35 @@
 #include "relay/IntercomServer.h"
 
-#include "model/ShowFile.h"
-#include "relay/words/LineWriter.h"
-#include "relay/osc/OscSocket.h"
-#include "relay/net/PortHolder.h"
 #include "relay/Relay.h"
 #include "relay/Sentences.h"
+#include "relay/crew/CrewFolder.h"
+#include "relay/crew/KeptCertificate.h"
+#include "relay/crew/KeptCrewCode.h"
+#include "relay/net/AddressRanking.h"
+#include "relay/net/HostNames.h"
+#include "relay/net/NetworkAddresses.h"
+#include "relay/net/PortHolder.h"
+#include "relay/voice/AudioFormat.h"
+#include "relay/words/LineWriter.h"
+
+#include <QProcessEnvironment>
+#include <QSysInfo>
 
 #include <cerrno>
 #include <limits>
+#include <sys/resource.h>
 #include <unistd.h>
+#include <variant>
 
 namespace wingbell {
 
 namespace {
 
 enum ExitStatus { AfterShow = 0, NotOnAir = 1, WrongUsage = 2 };
+
+/// Beyond these a show is a mistake, and every crew member would pay for it.
+constexpr qsizetype mostChannels = 1024;
+constexpr qsizetype mostRoles = 1024;
 
 int failed(ExitStatus status, const QString& line)
 {
@@ -25,10 +39,149 @@ int failed(ExitStatus status, const QString& line)
     return status;
 }
 
-int portNotOpen(quint16 port, int error)
+/// Every crew member takes about a dozen descriptors; the usual soft limit suits fewer than a full
+/// house.
+void allowManyDescriptors()
 {
-    const auto holder = error == EADDRINUSE ? udpPortHolder(port) : std::nullopt;
-    return failed(NotOnAir, portNotOpenSentence(port, error, holder));
+    rlimit limit = {};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        (void)::setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+/// For tests and measurements; nobody who runs a show has to know these.
+struct Switches
+{
+    bool loopback = qEnvironmentVariableIntValue("WINGBELL_LOOPBACK") == 1;
+    bool shortTicks = qEnvironmentVariableIntValue("WINGBELL_TICK_MS") == 10;
+
+    [[nodiscard]] std::size_t samplesPerTick() const
+    {
+        return shortTicks ? mostTickSamples / 2 : mostTickSamples;
+    }
+};
+
+/// The addresses and names of this machine, for the crew's page and its certificate.
+struct Place
+{
+    CertificateNames names;
+    QStringList urls; ///< of the crew's page, best first; never empty
+};
+
+Place placeOf(quint16 port)
+{
+    Place place;
+    place.names.hostNames = hostNames(QSysInfo::machineHostName());
+    for (const InterfaceAddress& found : rankedAddresses(NetworkAddresses().read())) {
+        place.names.addresses.push_back(found.address);
+        // A link-local address means nothing without the name of the asking side's interface.
+        if (found.address.isIpv4() || !found.address.isLinkLocal()) {
+            place.urls.append(urlFor(found.address, port));
+        }
+    }
+    for (const QString& name : place.names.hostNames) {
+        if (name.endsWith(QLatin1String(".local"))) {
+            place.urls.append(urlFor(name, port));
+        }
+    }
+    if (place.urls.isEmpty()) {
+        place.urls.append(urlFor(QStringLiteral("localhost"), port));
+    }
+    return place;
+}
+
+WebLimits webLimits()
+{
+    // A page holds one connection for events and one or two for what it asks; a whole crew may
+    // come from one address, through a router of the house.
+    WebLimits limits;
+    limits.connections = 768;
+    limits.connectionsFromOneAddress = 256;
+    limits.requestsASecond = 200;
+    limits.requestsAtOnce = 400;
+    return limits;
+}
+
+/// Both ports, or the sentence that says what keeps them.
+struct Ports
+{
+    OscSocket osc;
+    TcpListener crew;
+};
+
+std::variant<Ports, QString> openPorts(quint16 port)
+{
+    OscSocket::Opening osc = OscSocket::open(port);
+    if (!osc.socket) {
+        const auto holder = osc.error == EADDRINUSE ? udpPortHolder(port) : std::nullopt;
+        return portNotOpenSentence(PortKind::Udp, port, osc.error, holder);
+    }
+    TcpListener::Opening crew = TcpListener::open(port);
+    if (!crew.listener) {
+        const auto holder = crew.error == EADDRINUSE ? tcpPortHolder(port) : std::nullopt;
+        return portNotOpenSentence(PortKind::Tcp, port, crew.error, holder);
+    }
+    return Ports{std::move(*osc.socket), std::move(*crew.listener)};
+}
+
+std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t samplesPerTick)
+{
+    const auto port = static_cast<quint16>(show.oscPort);
+    auto ports = openPorts(port);
+    if (const auto* problem = std::get_if<QString>(&ports)) {
+        return *problem;
+    }
+    auto& [osc, listener] = std::get<Ports>(ports);
+
+    const Place place = placeOf(port);
+    const CrewFolder folder(CrewFolder::standardPath(QProcessEnvironment::systemEnvironment()));
+    const KeptCrewCode code = keptCrewCode(folder);
+    const KeptCertificate kept =
+        keptCertificate(folder, place.names, std::chrono::system_clock::now());
+    if (!kept.certificate) {
+        return notOnAirSentence(kept.problem);
+    }
+    HttpsServer::Opening server =
+        HttpsServer::open(std::move(listener), kept.certificate->pem(), webLimits());
+    if (!server.server) {
+        return notOnAirSentence(server.error);
+    }
+    std::vector<QByteArray> names;
+    for (const QString& name : place.names.hostNames) {
+        names.push_back(name.toUtf8());
+    }
+    server.server->setHostNames(names);
+
+    QStringList remarks;
+    for (const QString& problem : {code.problem, kept.problem}) {
+        if (!problem.isEmpty()) {
+            remarks.append(notKeptSentence(problem));
+        }
+    }
+    if (!kept.newBecause.isEmpty()) {
+        remarks.append(newCertificateSentence(kept.newBecause));
+    }
+    return Relay::Parts{ShowPatch(show),         port,    std::move(osc), std::move(server.server),
+                        {code.code, place.urls}, remarks, samplesPerTick};
+}
+
+std::optional<QString> problemOf(const QString& path, const ShowReading& reading)
+{
+    if (!reading.show) {
+        return noShowSentence(path, reading.problem);
+    }
+    const ShowFile& show = *reading.show;
+    if (show.oscPort < 1 || show.oscPort > std::numeric_limits<quint16>::max()) {
+        return noSuchPortSentence(show.oscPort);
+    }
+    if (show.channels.size() > mostChannels) {
+        return tooLargeSentence(QStringLiteral("channels"), mostChannels);
+    }
+    if (show.roles.size() > mostRoles) {
+        return tooLargeSentence(QStringLiteral("roles"), mostRoles);
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -38,21 +191,22 @@ int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
     if (arguments.size() != 1) {
         return failed(WrongUsage, usageSentence());
     }
-    const QString& path = arguments.constFirst();
-    const ShowReading reading = readShow(path);
-    if (!reading.show) {
-        return failed(NotOnAir, noShowSentence(path, reading.problem));
+    const ShowReading reading = readShow(arguments.constFirst());
+    if (const auto problem = problemOf(arguments.constFirst(), reading)) {
+        return failed(NotOnAir, *problem);
     }
-    if (reading.show->oscPort < 1 || reading.show->oscPort > std::numeric_limits<quint16>::max()) {
-        return failed(NotOnAir, noSuchPortSentence(reading.show->oscPort));
+    allowManyDescriptors();
+    const Switches switches;
+    MediaLibrary media({switches.samplesPerTick(), switches.loopback});
+    if (const auto problem = media.problem()) {
+        return failed(NotOnAir, notOnAirSentence(*problem));
     }
-    const auto port = static_cast<quint16>(reading.show->oscPort);
-    OscSocket::Opening opening = OscSocket::open(port);
-    if (!opening.socket) {
-        return portNotOpen(port, opening.error);
+    auto parts = openParts(*reading.show, switches.samplesPerTick());
+    if (const auto* problem = std::get_if<QString>(&parts)) {
+        return failed(NotOnAir, *problem);
     }
     LineWriter output(STDOUT_FILENO);
-    Relay(*reading.show, std::move(*opening.socket), stop, output).run();
+    Relay(std::get<Relay::Parts>(std::move(parts)), media, stop, output).run();
     return AfterShow;
 }
 

@@ -1,27 +1,38 @@
 #pragma once
 
+#include "relay/sessions/CrewNews.h"
 #include "relay/osc/Announcement.h"
 #include "relay/words/LineLimiter.h"
 #include "relay/words/Refusal.h"
 
+#include <functional>
 #include <sys/socket.h>
 
 namespace wingbell {
 
 class LineWriter;
 
-/// Tells a person what came over the network, at most a few lines a second of each kind.
-class Journal
+/// Tells a person what goes on, at most a few lines a second of each kind. Main thread only.
+class Journal final : public CrewNews
 {
 public:
     using Clock = LineLimiter::Clock;
 
-    /// Borrows `output`, which must outlive it.
-    explicit Journal(LineWriter& output);
+    /// Borrows `output`, which must outlive it. Calls `written` after whatever changes what output
+    /// waits to be written or told.
+    Journal(LineWriter& output, std::function<void()> written);
 
-    void announced(
-        const Announcement& announcement, const sockaddr_storage& sender, Clock::time_point now);
-    void refused(const Refusal& refusal, const sockaddr_storage& sender, Clock::time_point now);
+    void announced(const Announcement& announcement, const sockaddr_storage& sender);
+    void refused(const Refusal& refusal, const sockaddr_storage& sender);
+    void notSpoken(const QString& text, const QString& reason);
+    void turnedAway(LineCause cause, const sockaddr_storage& who, const QString& reason);
+
+    void joined(const QString& role, const QString& address, bool microphone) override;
+    void returned(const QString& role, const QString& address) override;
+    void left(const QString& role, const QString& address, Departure why) override;
+
+    /// Tells `line` in any case.
+    void tell(const QString& line);
 
     /// When to call tellHeldBack() next; nothing while there is nothing to tell.
     [[nodiscard]] std::optional<Clock::time_point> nextDue() const { return m_limiter.nextDue(); }
@@ -30,7 +41,10 @@ public:
     void tellHeldBack(Clock::time_point now);
 
 private:
+    template <typename Line> void tell(LineCause cause, const Line& line);
+
     LineWriter& m_output;
+    std::function<void()> m_written;
     LineLimiter m_limiter;
 };
 

@@ -1,34 +1,81 @@
 #pragma once
 
-#include "model/ShowFile.h"
+#include "relay/Announcer.h"
 #include "relay/Journal.h"
+#include "relay/sessions/CrewService.h"
+#include "relay/link/MediaLibrary.h"
+#include "relay/loop/MainLoop.h"
+#include "relay/loop/Watch.h"
 #include "relay/osc/OscSocket.h"
+#include "relay/voice/MixingThread.h"
+#include "relay/web/HttpsServer.h"
+
+#include <chrono>
+#include <memory>
+#include <optional>
 
 namespace wingbell {
 
+class LineWriter;
 class StopSignals;
 
-/// A show on air: takes announcements from the network until it is told to stop.
+/// A show on air: carries voices and speaks announcements until it is told to stop.
 class Relay
 {
 public:
-    /// Takes over the bound `socket`; borrows the others, which must outlive it.
-    Relay(ShowFile show, OscSocket socket, const StopSignals& stop, LineWriter& output);
+    /// What a show needs to go on air, opened and sound.
+    struct Parts
+    {
+        ShowPatch show;
+        quint16 port = 0;
+        OscSocket osc;
+        std::unique_ptr<HttpsServer> server;
+        CrewService::Door door;
+        QStringList remarks; ///< lines that belong behind the first ones
+        std::size_t samplesPerTick = 960;
+    };
 
-    /// Returns once a stop signal came. Uses no processor time while nothing comes in. A reader of
-    /// the output who is slow, stuck or gone delays nothing but the last lines, by a moment.
+    /// Takes over `parts`; borrows the others, which must outlive it. The sound ticks when it is
+    /// made.
+    Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWriter& output);
+    ~Relay();
+    Q_DISABLE_COPY_MOVE(Relay)
+
+    /// Returns within a second after a stop signal came. A reader of the output who is slow, stuck
+    /// or gone delays nothing but the last lines, by a moment.
     void run();
 
 private:
-    [[nodiscard]] bool waitForWork();
-    void receive();
-    void handle(const OscSocket::Datagram& datagram);
+    using Clock = std::chrono::steady_clock;
 
-    ShowFile m_show;
-    OscSocket m_socket;
+    void tellOnAir();
+    void stop();
+    void tellOffAir();
+    void waitForOutput();
+    void lookAfterCrew();
+    void turnedAway(WebRefusal cause, const sockaddr_storage& who);
+
+    ShowPatch m_show;
+    quint16 m_port;
+    bool m_takesIpv6;
+    CrewService::Door m_door;
+    QStringList m_remarks;
     const StopSignals& m_stop;
     LineWriter& m_output;
+    Clock::time_point m_began;
+    MainLoop m_loop;
+    Watch m_outputWritable;
+    Watch m_heldBackDue;
     Journal m_journal;
+    VoiceRoom m_room;
+    std::optional<MixingThread> m_mixing;
+    Crew m_crew;
+    Announcer m_announcer;
+    CrewService m_service;
+    std::unique_ptr<HttpsServer> m_server; ///< calls the service, so it goes first
+    Watch m_stopAsked;
+    Watch m_oscReadable;
+    Watch m_lookAround;
 };
 
 } // namespace wingbell

@@ -24,9 +24,13 @@ public:
     /// is closed before.
     virtual void makeOffer(OfferReady ready) = 0;
 
+    /// Tells whether a certificate, as PEM, is the one that the answer promised. Any thread.
+    using IsPeer = std::function<bool(const QByteArray& certificate)>;
+
     /// Takes the answer to the offer. Only for an answer that was written by ourselves from what
-    /// was read: the media library trusts it.
-    virtual void takeAnswer(const QByteArray& answer) = 0;
+    /// was read: the media library trusts it. A link whose other end is not `isPeer` is lost: the
+    /// library by itself would talk to whoever answers first.
+    virtual void takeAnswer(const QByteArray& answer, IsPeer isPeer) = 0;
 
     [[nodiscard]] virtual State state() const = 0;
 

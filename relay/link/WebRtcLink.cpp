@@ -1,6 +1,7 @@
 #include "relay/link/WebRtcLink.h"
 
-#include "relay/link/MainThread.h"
+#include "relay/link/SourceLimit.h"
+#include "relay/loop/MainThread.h"
 #include "relay/voice/AudioFormat.h"
 
 #include <gst/app/gstappsrc.h>
@@ -37,6 +38,12 @@ void connectKeeping(gpointer object, const char* signal, GCallback callback, Kep
         GConnectFlags{});
 }
 
+/// Only what was agreed on goes further; whatever else is sent under another type is none of it.
+bool isVoice(std::span<const std::uint8_t> packet)
+{
+    return packet.size() > RtpStream::headerSize && (packet[1] & 0x7FU) == RtpStream::payloadType;
+}
+
 GstPointer<GstCaps> rtpCaps(std::uint32_t source)
 {
     return GstPointer<GstCaps>(gst_caps_new_simple(
@@ -65,6 +72,71 @@ std::optional<QByteArray> descriptionText(GstElement* connection)
     g_free(text);
     gst_webrtc_session_description_free(description);
     return result;
+}
+
+template <typename Object> GstPointer<Object> objectIn(gpointer owner, const char* property)
+{
+    Object* object = nullptr;
+    if (owner != nullptr) {
+        g_object_get(owner, property, &object, nullptr);
+    }
+    return GstPointer<Object>(object);
+}
+
+/// As PEM; empty before there is one.
+QByteArray peerCertificate(GstElement* connection)
+{
+    GstWebRTCRTPTransceiver* first = nullptr;
+    g_signal_emit_by_name(connection, "get-transceiver", 0, &first);
+    const GstPointer<GstWebRTCRTPTransceiver> transceiver(first);
+    const auto receiver = objectIn<GstWebRTCRTPReceiver>(transceiver.get(), "receiver");
+    const auto transport = objectIn<GstWebRTCDTLSTransport>(receiver.get(), "transport");
+    if (!transport) {
+        return {};
+    }
+    gchar* pem = nullptr;
+    g_object_get(transport.get(), "remote-certificate", &pem, nullptr);
+    QByteArray certificate(pem);
+    g_free(pem);
+    return certificate;
+}
+
+GstPadProbeReturn dropSurplusSources(GstPad* /*pad*/, GstPadProbeInfo* info, gpointer data)
+{
+    GstMapInfo map = {};
+    GstBuffer* buffer = gst_pad_probe_info_get_buffer(info);
+    if (gst_buffer_map(buffer, &map, GST_MAP_READ) == FALSE) {
+        return GST_PAD_PROBE_DROP;
+    }
+    const bool admitted = static_cast<SourceLimit*>(data)->admits({map.data, map.size});
+    gst_buffer_unmap(buffer, &map);
+    return admitted ? GST_PAD_PROBE_OK : GST_PAD_PROBE_DROP;
+}
+
+void limitSources(GstElement* decryption)
+{
+    for (const char* name : {"rtp_sink", "rtcp_sink"}) {
+        const GstPointer<GstPad> pad(gst_element_get_static_pad(decryption, name));
+        if (pad) {
+            gst_pad_add_probe(
+                pad.get(), GST_PAD_PROBE_TYPE_BUFFER, dropSurplusSources, new SourceLimit,
+                [](gpointer limit) { delete static_cast<SourceLimit*>(limit); });
+        }
+    }
+}
+
+/// Changes what the library has built for itself and gives no other way to.
+void prepareElement(GstBin* /*bin*/, GstBin* /*inner*/, GstElement* element, gpointer /*data*/)
+{
+    const GstElementFactory* factory = gst_element_get_factory(element);
+    const gchar* kind = factory == nullptr ? nullptr : GST_OBJECT_NAME(factory);
+    if (g_strcmp0(kind, "clocksync") == 0) {
+        // Each packet is made at the moment at which it is to go. This would hold each back until
+        // its time by a clock of its own, for good as late as the first one was: a packet's length.
+        g_object_set(element, "sync", FALSE, nullptr);
+    } else if (g_strcmp0(kind, "srtpdec") == 0) {
+        limitSources(element);
+    }
 }
 
 /// Plain addresses over UDP are all that a crew on one network needs; each further kind would cost
@@ -103,7 +175,7 @@ struct WebRtcLink::Receiving
         if (gst_buffer_map(buffer, &map, GST_MAP_READ) == FALSE) {
             return;
         }
-        {
+        if (isVoice({map.data, map.size})) {
             const std::lock_guard lock(mutex);
             if (receiver) {
                 receiver({map.data, map.size});
@@ -203,12 +275,19 @@ void WebRtcLink::prepareConnection(bool loopback)
         connectKeeping(
             bin.get(), "new-jitterbuffer", G_CALLBACK(&Receiving::watchJitterBuffer), m_receiving);
     }
+    g_signal_connect(m_connection.get(), "deep-element-added", G_CALLBACK(prepareElement), nullptr);
     gst_element_link(m_source.get(), m_connection.get());
 }
 
 void WebRtcLink::makeOffer(OfferReady ready)
 {
     m_ready = std::move(ready);
+    // Made before the library asks for it, an offer has no sound in it.
+    const auto needed = +[](GstElement*, gpointer data) {
+        if (const auto link = static_cast<Weak*>(data)->lock()) {
+            link->askForOffer();
+        }
+    };
     const auto gathered = +[](GstElement*, GParamSpec*, gpointer data) {
         if (const auto link = static_cast<Weak*>(data)->lock()) {
             link->lookAtGathering();
@@ -219,13 +298,21 @@ void WebRtcLink::makeOffer(OfferReady ready)
             link->lookAtState();
         }
     };
+    GstElement* connection = m_connection.get();
+    connectKeeping(connection, "on-negotiation-needed", G_CALLBACK(needed), weak_from_this());
     connectKeeping(
-        m_connection.get(), "notify::ice-gathering-state", G_CALLBACK(gathered), weak_from_this());
-    connectKeeping(
-        m_connection.get(), "notify::connection-state", G_CALLBACK(changed), weak_from_this());
-    gst_element_set_state(m_pipeline.get(), GST_STATE_PLAYING);
+        connection, "notify::ice-gathering-state", G_CALLBACK(gathered), weak_from_this());
+    connectKeeping(connection, "notify::connection-state", G_CALLBACK(changed), weak_from_this());
     m_isOpen = true;
+    gst_element_set_state(m_pipeline.get(), GST_STATE_PLAYING);
+}
 
+/// On a thread of the media library, as are the next ones.
+void WebRtcLink::askForOffer()
+{
+    if (m_isOffered.exchange(true)) {
+        return;
+    }
     const auto made = +[](GstPromise* promise, gpointer data) {
         if (const auto link = static_cast<Weak*>(data)->lock()) {
             link->offerMade(promise);
@@ -237,7 +324,6 @@ void WebRtcLink::makeOffer(OfferReady ready)
     g_signal_emit_by_name(m_connection.get(), "create-offer", nullptr, promise);
 }
 
-/// On a thread of the media library, as are the two below.
 void WebRtcLink::offerMade(GstPromise* promise)
 {
     const GstStructure* reply = gst_promise_wait(promise) == GST_PROMISE_RESULT_REPLIED
@@ -268,12 +354,20 @@ void WebRtcLink::lookAtState()
     GstWebRTCPeerConnectionState state = GST_WEBRTC_PEER_CONNECTION_STATE_NEW;
     g_object_get(m_connection.get(), "connection-state", &state, nullptr);
     if (state == GST_WEBRTC_PEER_CONNECTION_STATE_CONNECTED) {
-        m_state = State::Connected;
+        m_state = isPeer() ? State::Connected : State::Lost;
     } else if (
         state == GST_WEBRTC_PEER_CONNECTION_STATE_FAILED ||
         state == GST_WEBRTC_PEER_CONNECTION_STATE_CLOSED) {
         m_state = State::Lost;
     }
+}
+
+/// Whether the other end has the certificate that it was said to have.
+bool WebRtcLink::isPeer()
+{
+    const QByteArray certificate = peerCertificate(m_connection.get());
+    const std::lock_guard lock(m_peerMutex);
+    return m_isPeer && m_isPeer(certificate);
 }
 
 void WebRtcLink::tellOffer(std::optional<QByteArray> offer)
@@ -286,10 +380,14 @@ void WebRtcLink::tellOffer(std::optional<QByteArray> offer)
     });
 }
 
-void WebRtcLink::takeAnswer(const QByteArray& answer)
+void WebRtcLink::takeAnswer(const QByteArray& answer, IsPeer isPeer)
 {
     if (!m_isOpen) {
         return;
+    }
+    {
+        const std::lock_guard lock(m_peerMutex);
+        m_isPeer = std::move(isPeer);
     }
     GstSDPMessage* message = nullptr;
     if (gst_sdp_message_new_from_text(answer.constData(), &message) != GST_SDP_OK) {

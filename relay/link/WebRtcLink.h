@@ -38,7 +38,7 @@ public:
     Q_DISABLE_COPY_MOVE(WebRtcLink)
 
     void makeOffer(OfferReady ready) override;
-    void takeAnswer(const QByteArray& answer) override;
+    void takeAnswer(const QByteArray& answer, IsPeer isPeer) override;
     [[nodiscard]] State state() const override { return m_state.load(); }
     void close() override;
     void send(std::span<const std::uint8_t> packet) override;
@@ -49,9 +49,11 @@ private:
     struct Receiving;
 
     void prepareConnection(bool loopback);
+    void askForOffer();
     void offerMade(GstPromise* promise);
     void lookAtGathering();
     void lookAtState();
+    [[nodiscard]] bool isPeer();
     void tellOffer(std::optional<QByteArray> offer);
     [[nodiscard]] GstClockTime timeOfNextPacket();
 
@@ -63,6 +65,9 @@ private:
     GstPointer<GstElement> m_source;
     std::atomic<State> m_state = State::Waiting;
     std::atomic<bool> m_isOpen = false;
+    std::atomic<bool> m_isOffered = false;
+    std::mutex m_peerMutex;
+    IsPeer m_isPeer;
     OfferReady m_ready; ///< main thread only
     RtpStream m_stream; ///< mixing thread only, and so is what follows
     GstClockTime m_packetTime = GST_CLOCK_TIME_NONE;

@@ -34,15 +34,6 @@ QByteArray kernelText(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-std::vector<quint64> inodesAtUdpPort(quint16 port)
-{
-    std::vector<quint64> inodes = inodesAtPort(kernelText(QStringLiteral("/proc/net/udp")), port);
-    const std::vector<quint64> more =
-        inodesAtPort(kernelText(QStringLiteral("/proc/net/udp6")), port);
-    inodes.insert(inodes.end(), more.begin(), more.end());
-    return inodes;
-}
-
 /// Calls `visit` with each entry of the folder until it says true; then true. What cannot be read,
 /// or is gone by then, is passed over.
 template <typename Visit> bool anyEntry(const fs::path& folder, const Visit& visit)
@@ -68,40 +59,67 @@ bool hasSocket(const fs::path& process, const std::vector<quint64>& inodes)
     });
 }
 
-} // namespace
+/// A line of a table of sockets, as far as it tells who has a port.
+struct SocketLine
+{
+    quint16 localPort = 0;
+    quint64 inode = 0;
+    QByteArray state;
+};
 
-std::vector<quint64> inodesAtPort(QByteArrayView table, quint16 port)
+std::optional<SocketLine> socketLine(const QByteArray& line)
 {
     constexpr qsizetype localAddressColumn = 1;
+    constexpr qsizetype stateColumn = 3;
     constexpr qsizetype inodeColumn = 9;
+    const QList<QByteArray> columns = line.simplified().split(' ');
+    if (columns.size() <= inodeColumn) {
+        return std::nullopt;
+    }
+    const QByteArray& local = columns.at(localAddressColumn);
+    const auto port = number<quint16>(local.mid(local.lastIndexOf(':') + 1), 16);
+    const auto inode = number<quint64>(columns.at(inodeColumn), 10);
+    if (!port || !inode) {
+        return std::nullopt;
+    }
+    return SocketLine{*port, *inode, columns.at(stateColumn)};
+}
+
+/// The inodes of the lines of `table` that `isWanted`.
+template <typename Wanted>
+std::vector<quint64> inodesIn(QByteArrayView table, const Wanted& isWanted)
+{
     std::vector<quint64> inodes;
     for (const QByteArray& line : table.toByteArray().split('\n')) {
-        const QList<QByteArray> columns = line.simplified().split(' ');
-        if (columns.size() <= inodeColumn) {
-            continue;
-        }
-        const QByteArray& local = columns.at(localAddressColumn);
-        const QByteArray localPort = local.mid(local.lastIndexOf(':') + 1);
-        const auto inode = number<quint64>(columns.at(inodeColumn), 10);
-        if (number<quint16>(localPort, 16) == port && inode) {
-            inodes.push_back(*inode);
+        const std::optional<SocketLine> read = socketLine(line);
+        if (read && isWanted(*read)) {
+            inodes.push_back(read->inode);
         }
     }
     return inodes;
 }
 
-std::optional<quint64> socketInode(QByteArrayView link)
+std::vector<quint64> inodesAtUdpPort(quint16 port)
 {
-    constexpr QByteArrayView before("socket:[");
-    if (!link.startsWith(before) || !link.endsWith(']')) {
-        return std::nullopt;
-    }
-    return number<quint64>(link.sliced(before.size()).chopped(1), 10);
+    std::vector<quint64> inodes = inodesAtPort(kernelText(QStringLiteral("/proc/net/udp")), port);
+    const std::vector<quint64> more =
+        inodesAtPort(kernelText(QStringLiteral("/proc/net/udp6")), port);
+    inodes.insert(inodes.end(), more.begin(), more.end());
+    return inodes;
 }
 
-std::optional<PortHolder> udpPortHolder(quint16 port)
+std::vector<quint64> inodesAtTcpPort(quint16 port)
 {
-    const std::vector<quint64> inodes = inodesAtUdpPort(port);
+    std::vector<quint64> inodes =
+        listeningInodesAtPort(kernelText(QStringLiteral("/proc/net/tcp")), port);
+    const std::vector<quint64> more =
+        listeningInodesAtPort(kernelText(QStringLiteral("/proc/net/tcp6")), port);
+    inodes.insert(inodes.end(), more.begin(), more.end());
+    return inodes;
+}
+
+std::optional<PortHolder> holderOf(const std::vector<quint64>& inodes)
+{
     if (inodes.empty()) {
         return std::nullopt;
     }
@@ -116,6 +134,40 @@ std::optional<PortHolder> udpPortHolder(quint16 port)
         return true;
     });
     return holder;
+}
+
+} // namespace
+
+std::vector<quint64> inodesAtPort(QByteArrayView table, quint16 port)
+{
+    return inodesIn(table, [port](const SocketLine& line) { return line.localPort == port; });
+}
+
+std::vector<quint64> listeningInodesAtPort(QByteArrayView table, quint16 port)
+{
+    return inodesIn(table, [port](const SocketLine& line) {
+        constexpr QByteArrayView listening("0A");
+        return line.localPort == port && line.state == listening;
+    });
+}
+
+std::optional<quint64> socketInode(QByteArrayView link)
+{
+    constexpr QByteArrayView before("socket:[");
+    if (!link.startsWith(before) || !link.endsWith(']')) {
+        return std::nullopt;
+    }
+    return number<quint64>(link.sliced(before.size()).chopped(1), 10);
+}
+
+std::optional<PortHolder> udpPortHolder(quint16 port)
+{
+    return holderOf(inodesAtUdpPort(port));
+}
+
+std::optional<PortHolder> tcpPortHolder(quint16 port)
+{
+    return holderOf(inodesAtTcpPort(port));
 }
 
 } // namespace wingbell

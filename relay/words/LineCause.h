@@ -8,14 +8,26 @@ namespace wingbell {
 /// hides no line of another.
 enum class LineCause {
     Announced,
+    NotSpoken,
     Unreadable,
     UnknownAddress,
     UnknownChannel,
     WrongArguments,
     Blank,
     NotUtf8,
+    TooManyAnnouncements,
+    Joined,
+    Left,
+    NeverConnected,
+    WrongCode,
+    TooManyConnections,
+    TooManyRequests,
+    TooSlow,
+    NotTls,
+    MalformedRequest,
+    ForeignRequest,
 };
 
-inline constexpr std::size_t lineCauseCount = 7;
+inline constexpr std::size_t lineCauseCount = 19;
 
 } // namespace wingbell

@@ -11,7 +11,7 @@ desk.real_folder_is_private()
 window = Desk()
 
 # Nothing starts and nothing is written by itself.
-assert window.has("STOPPED")
+wait_until(lambda: window.has("STOPPED"), "the lamp to say STOPPED")
 assert not desk.children_of(window.process.pid)
 assert not os.path.exists("/Users/Shared/Wingbell")
 

@@ -1,5 +1,7 @@
 #include "relay/net/PortHolder.h"
 
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
 #include <QUdpSocket>
 
@@ -23,6 +25,17 @@ constexpr QByteArrayView ipv6Table =
     "rx_queue tr tm->when retrnsmt   uid  timeout inode ref pointer drops\n"
     "  324: 00000000000000000000000000000000:B798 00000000000000000000000000000000:0000 07 "
     "00000000:00000000 00:00000000 00000000     0        0 40 2 0000000000000000 0\n";
+constexpr QByteArrayView tcpTable =
+    "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout "
+    "inode                                                     \n"
+    "   0: 0100007F:B798 00000000:0000 0A 00000000:00000000 00:00000000 00000000     0        0 "
+    "801 1 0000000000000000 100 0 0 10 0                       \n"
+    "   1: 0100007F:B798 0100007F:8C1E 01 00000000:00000000 00:00000000 00000000     0        0 "
+    "802 1 0000000000000000 20 4 30 10 -1                      \n"
+    "   2: 0100007F:B798 0100007F:8C20 06 00000000:00000000 03:00000FA0 00000000     0        0 0 "
+    "3 0000000000000000                                        \n"
+    "   3: 00000000:0016 00000000:0000 0A 00000000:00000000 00:00000000 00000000     0        0 "
+    "803 1 0000000000000000 100 0 0 10 0                       \n";
 
 } // namespace
 
@@ -32,11 +45,14 @@ class PortHolderTest : public QObject
 
 private Q_SLOTS:
     void theTableGivesTheInodesOfThePort();
+    void onlyWhoeverWaitsForConnectionsHasATcpPort();
     void aBrokenTableGivesNothing_data();
     void aBrokenTableGivesNothing();
     void onlyALinkToASocketNamesOne();
     void theHolderOfAPortIsThisProgram();
+    void theHolderOfATcpPortIsThisProgram();
     void aFreePortHasNoHolder();
+    void aConnectionAloneHoldsNoTcpPort();
 };
 
 void PortHolderTest::theTableGivesTheInodesOfThePort()
@@ -45,6 +61,13 @@ void PortHolderTest::theTableGivesTheInodesOfThePort()
     QCOMPARE(inodesAtPort(ipv4Table, 53), (Inodes{17654}));
     QCOMPARE(inodesAtPort(ipv4Table, 47001), Inodes());
     QCOMPARE(inodesAtPort(ipv6Table, 47000), (Inodes{40}));
+}
+
+void PortHolderTest::onlyWhoeverWaitsForConnectionsHasATcpPort()
+{
+    QCOMPARE(listeningInodesAtPort(tcpTable, 47000), (Inodes{801}));
+    QCOMPARE(listeningInodesAtPort(tcpTable, 22), (Inodes{803}));
+    QCOMPARE(listeningInodesAtPort(tcpTable, 35870), Inodes());
 }
 
 void PortHolderTest::aBrokenTableGivesNothing_data()
@@ -62,6 +85,7 @@ void PortHolderTest::aBrokenTableGivesNothing()
 {
     QFETCH(QByteArray, table);
     QCOMPARE(inodesAtPort(table, 47000), Inodes());
+    QCOMPARE(listeningInodesAtPort(table, 47000), Inodes());
 }
 
 void PortHolderTest::onlyALinkToASocketNamesOne()
@@ -92,8 +116,36 @@ void PortHolderTest::aFreePortHasNoHolder()
     QUdpSocket socket;
     QVERIFY(socket.bind(QHostAddress::Any, 0));
     const quint16 port = socket.localPort();
+    QVERIFY(!tcpPortHolder(port));
     socket.close();
     QVERIFY(!udpPortHolder(port));
+}
+
+void PortHolderTest::theHolderOfATcpPortIsThisProgram()
+{
+    for (const QHostAddress address :
+         {QHostAddress::Any, QHostAddress::AnyIPv4, QHostAddress::LocalHostIPv6}) {
+        QTcpServer server;
+        QVERIFY(server.listen(address, 0));
+        const auto holder = tcpPortHolder(server.serverPort());
+        QVERIFY(holder);
+        QCOMPARE(holder->process, QCoreApplication::applicationPid());
+        QCOMPARE(holder->name, QStringLiteral("PortHolderTest"));
+    }
+}
+
+void PortHolderTest::aConnectionAloneHoldsNoTcpPort()
+{
+    QTcpServer server;
+    QVERIFY(server.listen(QHostAddress::LocalHost, 0));
+    QTcpSocket client;
+    client.connectToHost(QHostAddress::LocalHost, server.serverPort());
+    QVERIFY(client.waitForConnected());
+    QVERIFY(server.waitForNewConnection());
+    const quint16 port = server.serverPort();
+    server.close();
+    QVERIFY(!tcpPortHolder(port));
+    QVERIFY(!tcpPortHolder(client.localPort()));
 }
 
 QTEST_GUILESS_MAIN(PortHolderTest)

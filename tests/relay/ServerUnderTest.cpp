@@ -1,6 +1,7 @@
 #include "ServerUnderTest.h"
 
 #include <QDeadlineTimer>
+#include <QTemporaryDir>
 
 #include <csignal>
 #include <sys/prctl.h>
@@ -9,6 +10,11 @@ ServerUnderTest::ServerUnderTest()
 {
     // A test program that is killed, being late, runs no destructor.
     m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
+    // The crew's code and certificate of whoever runs the tests are not for them.
+    static const QTemporaryDir state;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_STATE_HOME"), state.path());
+    m_process.setProcessEnvironment(environment);
 }
 
 ServerUnderTest::~ServerUnderTest()
@@ -17,6 +23,18 @@ ServerUnderTest::~ServerUnderTest()
         m_process.kill();
         m_process.waitForFinished(patience);
     }
+}
+
+void ServerUnderTest::setPath(const QString& path)
+{
+    QProcessEnvironment environment = m_process.processEnvironment();
+    environment.insert(QStringLiteral("PATH"), path);
+    m_process.setProcessEnvironment(environment);
+}
+
+QString ServerUnderTest::stateFolder() const
+{
+    return m_process.processEnvironment().value(QStringLiteral("XDG_STATE_HOME"));
 }
 
 bool ServerUnderTest::start(const QStringList& arguments, const QString& program)

@@ -1,4 +1,4 @@
-#include "relay/link/MainThread.h"
+#include "relay/loop/MainThread.h"
 
 #include <glib.h>
 

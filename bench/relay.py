@@ -1,0 +1,225 @@
+"""What the intercom server costs and how late a voice is, on a network of its own.
+
+    relay.py SERVER CREW_CLIENT LOSSY_LINK
+
+Run by bench/run. Prints tables; asserts nothing.
+"""
+
+import os
+import socket
+import statistics
+import sys
+import time
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../tests/fixtures"))
+import own_network  # noqa: E402
+from on_air import Crew, Server, late_ticks, own_addresses, show_with, wait_until  # noqa: E402
+
+SECONDS = float(os.environ.get("WINGBELL_SECONDS", "10"))  # each load is looked at
+BURSTS = int(os.environ.get("WINGBELL_BURSTS", "60"))
+ANNOUNCEMENTS = int(os.environ.get("WINGBELL_ANNOUNCEMENTS", "10"))
+CROWDS = [int(count) for count in os.environ.get("WINGBELL_CROWDS", "2 8 16 32 64").split()]
+
+# Measured before the server was written, with a stack put together for that on 2 processors.
+EARLIER_LATENCY = {(20, 0): "69-71", (10, 0): "54-56", (20, 2): "76-105"}
+EARLIER_PROCESSOR = {(2, 20): "5", (8, 20): "15", (16, 20): "28", (32, 20): "56", (32, 10): "77"}
+EARLIER_MEMORY = {(32, 20): "72"}
+
+SHOW = show_with(["Main"], {"Caller": (["Main"], ["Main"])})
+
+
+def ticks_of(milliseconds):
+    return {"WINGBELL_TICK_MS": str(milliseconds)}
+
+
+def middle_and_worst(values):
+    ordered = sorted(values)
+    return f"{statistics.median(ordered):.0f} / {ordered[max(0, -(-95 * len(ordered) // 100) - 1)]:.0f}"
+
+
+def latency_without_browsers(program, client, network, tick, loss):
+    network.command("loss 0")
+    server = Server(program, SHOW, ticks_of(tick), network)
+    crew = Crew(
+        client,
+        server.document([{"role": "Caller", "sound": {"bursts": 1000}, "talk": [0]}, {"role": "Caller"}]),
+    )
+    crew.wait_for(1, "connected")
+    crew.wait_for(0, "connected")
+    network.command(f"loss {loss}")
+    crew.report(1)
+    found = []
+
+    def enough():
+        found.extend(crew.report(1)["latenciesMs"])
+        time.sleep(0.5)
+        return len(found) >= BURSTS
+
+    wait_until(enough, "bursts heard", BURSTS + 60)
+    network.command("loss 0")
+    crew.quit()
+    server.stop()
+    return found
+
+
+def latency_between_browsers(program, network, tick, loss):
+    from crew_browser import CrewBrowser, latencies
+
+    network.command("loss 0")
+    server = Server(program, SHOW, ticks_of(tick), network)
+    browsers = [CrewBrowser(f"{name}-{tick}-{loss}", bursts=True) for name in ("talker", "listener")]
+    for browser in browsers:
+        browser.join(server.url, server.code, "Caller")
+    browsers[0].hold("Main")
+    network.command(f"loss {loss}")
+    found = latencies(*browsers, BURSTS)
+    network.command("loss 0")
+    for browser in browsers:
+        browser.close()
+    server.stop()
+    return found
+
+
+def print_latency(program, client, link):
+    print(f"\nfrom said to heard, ms, median / 95 % of {BURSTS}; loss each way")
+    print(f"{'tick':>6}{'loss':>7}{'two clients':>15}{'two Chromium':>15}{'earlier, two Chromium':>25}")
+    network = own_network.LossyNetwork(link)
+    for tick in (20, 10):
+        for loss in (0, 2, 10):
+            bare = middle_and_worst(latency_without_browsers(program, client, network, tick, loss))
+            real = middle_and_worst(latency_between_browsers(program, network, tick, loss))
+            earlier = EARLIER_LATENCY.get((tick, loss), "")
+            print(f"{tick:>3} ms{loss:>5} %{bare:>15}{real:>15}{earlier:>25}", flush=True)
+    network.close()
+
+
+def measure_crowd(program, client, count, tick):
+    """Everybody talks on one channel, everybody hears all others."""
+    server = Server(program, SHOW, ticks_of(tick))
+    addresses = own_addresses()
+    crew = Crew(
+        client,
+        server.document(
+            [
+                {
+                    "role": "Caller",
+                    "source": next(addresses),
+                    "sound": {"tone": 300 + 100 * number, "amplitude": 0.02},
+                    "talk": [0],
+                    "deaf": True,
+                }
+                for number in range(count)
+            ]
+        ),
+    )
+    connected = [crew.wait_for(number, "connected", patience=120)["ms"] for number in range(count)]
+    crew.report(0)
+    begin, spent = time.monotonic(), server.processor_seconds()
+    time.sleep(SECONDS)
+    spent = server.processor_seconds() - spent
+    percent = 100 * spent / (time.monotonic() - begin)
+    report = crew.report(0)
+    memory, threads = server.resident_megabytes(), server.threads()
+    said = server.stop()
+    crew.quit()
+    late, ticks = late_ticks(said)
+    return {
+        "percent": percent,
+        "memory": memory,
+        "threads": threads,
+        "late": f"{late}" + (f" of {ticks}" if ticks else ""),
+        "connected": statistics.median(connected),
+        "pause": report["longestPauseMs"],
+    }
+
+
+def print_crowds(program, client):
+    print(f"\neverybody talking at once, {SECONDS:.0f} s; processor: the server's share of one, %")
+    print(
+        f"{'clients':>8}{'tick':>8}{'processor':>11}{'earlier':>9}{'late ticks':>16}{'resident MB':>13}"
+        f"{'earlier':>9}{'threads':>9}{'longest pause ms':>18}"
+    )
+    for count, tick in [(count, 20) for count in CROWDS] + [(32, 10)]:
+        found = measure_crowd(program, client, count, tick)
+        print(
+            f"{count:>8}{tick:>5} ms{found['percent']:>11.0f}{EARLIER_PROCESSOR.get((count, tick), ''):>9}"
+            f"{found['late']:>16}{found['memory']:>13.0f}{EARLIER_MEMORY.get((count, tick), ''):>9}"
+            f"{found['threads']:>9}{found['pause']:>18.0f}",
+            flush=True,
+        )
+
+
+def print_joining(program, client):
+    """One after another, as people come."""
+    server = Server(program, SHOW)
+    joined, connected = [], []
+    for address, _ in zip(own_addresses(), range(20)):
+        crew = Crew(client, server.document([{"role": "Caller", "source": address, "sound": {"tone": 1000}}]))
+        joined.append(crew.wait_for(0, "joined")["ms"])
+        connected.append(crew.wait_for(0, "connected")["ms"])
+        crew.tell("0 leave")
+        crew.wait_for(0, "left")
+        crew.quit()
+    server.stop()
+    print(f"\njoin to its answer:   {middle_and_worst(joined)} ms (median / 95 %)")
+    print(f"join to connected:    {middle_and_worst(connected)} ms; earlier 170-320 ms, in Chromium")
+
+
+def osc_packet(address, text):
+    def padded(word):
+        encoded = word.encode() + b"\0"
+        return encoded + bytes(-len(encoded) % 4)
+
+    return padded(address) + padded(",s") + padded(text)
+
+
+def send_announcement(sender, server):
+    """When it was sent, in the seconds of either clock."""
+    now = time.monotonic(), time.time()
+    sender.sendto(osc_packet("/wingbell/say", "Attention"), ("127.0.0.1", server.port))
+    return now
+
+
+def print_announcements(program, client):
+    """One packet after the other, heard by a client and by a page."""
+    from crew_browser import CrewBrowser
+
+    server = Server(program, SHOW)
+    crew = Crew(client, server.document([{"role": "Caller"}]))
+    crew.wait_for(0, "connected")
+    browser = CrewBrowser("announced", bursts=True)
+    browser.join(server.url, server.code, "Caller")
+    bare, real = [], []
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
+        for number in range(ANNOUNCEMENTS + 1):
+            begin = crew.mark()
+            crew.report(0)
+            browser.take_bursts("heard")
+            monotonic, since_1970 = send_announcement(sender, server)
+            for announcing in (True, False):
+                crew.wait_for(
+                    0, "desk", lambda event, now=announcing: event["data"]["channels"][0]["announcing"] == now, begin
+                )
+                begin = crew.mark()
+            heard = crew.report(0)["onsetsMs"]
+            page = wait_until(lambda: browser.take_bursts("heard"), "the announcement in the page")
+            if number > 0:  # the first waits for what is made once
+                bare.append(heard[0] - 1000 * monotonic)
+                real.append(page[0] - 1000 * since_1970)
+    browser.close()
+    crew.quit()
+    server.stop()
+    print(f"OSC packet to sound:  {middle_and_worst(bare)} ms in a client, {middle_and_worst(real)} ms in Chromium; "
+          "earlier 83-102 ms in Chromium")  # fmt: skip
+
+
+def main():
+    own_network.enter()
+    program, client, link = sys.argv[1:4]
+    print_crowds(program, client)
+    print_joining(program, client)
+    print_announcements(program, client)
+    print_latency(program, client, link)
+
+
+main()

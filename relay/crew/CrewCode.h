@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QString>
+#include <QStringView>
+
+#include <optional>
+
+namespace wingbell {
+
+/// The six digits that let a person join the crew.
+class CrewCode
+{
+public:
+    static constexpr qsizetype digits = 6;
+
+    /// A new code; each of the million is as likely as any other.
+    [[nodiscard]] static CrewCode random();
+
+    /// Nothing for anything but six digits of ASCII.
+    [[nodiscard]] static std::optional<CrewCode> fromText(QStringView text);
+
+    /// Takes the same time for every `given` of the same length.
+    [[nodiscard]] bool matches(QStringView given) const;
+
+    /// All six digits, leading zeros too.
+    [[nodiscard]] const QString& text() const { return m_text; }
+
+    friend bool operator==(const CrewCode&, const CrewCode&) = default;
+
+private:
+    explicit CrewCode(QString text);
+
+    QString m_text;
+};
+
+} // namespace wingbell

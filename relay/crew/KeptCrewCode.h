@@ -1,0 +1,23 @@
+#pragma once
+
+#include "relay/crew/CrewCode.h"
+
+#include <QString>
+
+namespace wingbell {
+
+class CrewFolder;
+
+/// A code that stays from one start of the server to the next.
+struct KeptCrewCode
+{
+    CrewCode code;
+    bool isNew = false; ///< nobody can know it yet
+    QString problem;    ///< why it is not kept, a clause for a person; empty when it is
+};
+
+/// The code in `folder`. Where there is none, or none that can be believed, a new one that is put
+/// there.
+[[nodiscard]] KeptCrewCode keptCrewCode(const CrewFolder& folder);
+
+} // namespace wingbell

@@ -1,0 +1,101 @@
+#include "relay/net/AddressRanking.h"
+
+#include <QLatin1String>
+
+#include <algorithm>
+#include <array>
+#include <tuple>
+
+namespace wingbell {
+
+namespace {
+
+/// What programs name the adapters that they make: containers, virtual machines, private networks.
+constexpr std::array<QLatin1String, 12> virtualBeginnings = {
+    QLatin1String("docker"), QLatin1String("br-"),       QLatin1String("veth"),
+    QLatin1String("virbr"),  QLatin1String("vmnet"),     QLatin1String("vboxnet"),
+    QLatin1String("tun"),    QLatin1String("tap"),       QLatin1String("wg"),
+    QLatin1String("zt"),     QLatin1String("tailscale"), QLatin1String("lxc")};
+
+bool isVirtual(const InterfaceAddress& address)
+{
+    return !address.hasDevice || std::any_of(
+                                     virtualBeginnings.begin(), virtualBeginnings.end(),
+                                     [&address](QLatin1String beginning) {
+                                         return address.interface.startsWith(beginning);
+                                     });
+}
+
+bool isOfUse(const InterfaceAddress& address)
+{
+    return address.up && !address.passing && !address.address.isUnspecified() &&
+           !address.address.isMulticast();
+}
+
+/// Smaller is better: what tells addresses of one rank apart. In a room with both, a cable drops
+/// out less than the air; and a person reads an IPv4 address more easily.
+std::tuple<AddressRank, bool, bool, bool> order(const InterfaceAddress& address)
+{
+    return {rankOf(address), isVirtual(address), !address.address.isIpv4(), address.wireless};
+}
+
+QString url(const QString& host, quint16 port)
+{
+    constexpr quint16 portOfHttps = 443;
+    const QString behind =
+        port == portOfHttps ? QString() : QString(QLatin1Char(':') + QString::number(port));
+    return QStringLiteral("https://") + host + behind + QLatin1Char('/');
+}
+
+} // namespace
+
+AddressRank rankOf(const InterfaceAddress& address)
+{
+    if (address.loopback || address.address.isLoopback()) {
+        return AddressRank::Loopback;
+    }
+    if (address.address.isLinkLocal()) {
+        return AddressRank::LinkLocal;
+    }
+    if (isVirtual(address)) {
+        return AddressRank::Virtual;
+    }
+    if (address.address.isIpv4()) {
+        return address.address.isPrivate() ? AddressRank::PrivateIpv4 : AddressRank::OtherIpv4;
+    }
+    return address.address.isPrivate() ? AddressRank::UniqueLocalIpv6 : AddressRank::GlobalIpv6;
+}
+
+std::vector<InterfaceAddress> rankedAddresses(const std::vector<InterfaceAddress>& addresses)
+{
+    std::vector<InterfaceAddress> ranked;
+    std::copy_if(addresses.begin(), addresses.end(), std::back_inserter(ranked), isOfUse);
+    std::stable_sort(ranked.begin(), ranked.end(), [](const auto& left, const auto& right) {
+        return order(left) < order(right);
+    });
+    std::vector<InterfaceAddress> result;
+    for (const InterfaceAddress& address : ranked) {
+        const bool known = std::any_of(result.begin(), result.end(), [&address](const auto& other) {
+            return other.address == address.address;
+        });
+        const bool hidden = !result.empty() && rankOf(address) == AddressRank::Loopback &&
+                            rankOf(result.front()) != AddressRank::Loopback;
+        if (!known && !hidden) {
+            result.push_back(address);
+        }
+    }
+    return result;
+}
+
+QString urlFor(const IpAddress& address, quint16 port)
+{
+    const QString text = address.text();
+    return url(address.isIpv4() ? text : QString(QLatin1Char('[') + text + QLatin1Char(']')), port);
+}
+
+QString urlFor(const QString& hostName, quint16 port)
+{
+    return url(hostName, port);
+}
+
+} // namespace wingbell

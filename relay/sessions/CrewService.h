@@ -1,0 +1,56 @@
+#pragma once
+
+#include "relay/crew/CodeGuard.h"
+#include "relay/sessions/Crew.h"
+#include "relay/crew/JoinRequest.h"
+#include "relay/crew/RoleKeys.h"
+#include "relay/web/HttpsServer.h"
+
+#include <functional>
+
+namespace wingbell {
+
+/// What the crew's pages ask of the server: the pages themselves, and their requests turned into
+/// calls of Crew. Main thread only.
+class CrewService
+{
+public:
+    /// How the crew get here.
+    struct Door
+    {
+        CrewCode code;
+        QStringList urls; ///< of the page, best first; never empty
+    };
+
+    /// Learns of a code that was not right.
+    using WrongCode = std::function<void(CodeVerdict::Kind, const sockaddr_storage&)>;
+
+    /// Borrows `show` and `crew`; they and this must outlive `server`, which it prepares.
+    CrewService(
+        HttpsServer& server, const ShowPatch& show, Crew& crew, Door door, WrongCode wrongCode);
+    Q_DISABLE_COPY_MOVE(CrewService)
+
+private:
+    using Clock = Crew::Clock;
+
+    void addPages(HttpsServer& server);
+    void addRequests(HttpsServer& server);
+    template <typename Reader, typename Take>
+    void onPost(HttpsServer& server, const char* path, Reader reader, Take take);
+    [[nodiscard]] bool
+    isAdmitted(const QString& code, const sockaddr_storage& peer, WebReply& reply);
+
+    void sendRoles(WebReply reply) const;
+    void sendCard(WebReply reply) const;
+    void join(const JoinRequest& request, const sockaddr_storage& peer, WebReply reply);
+    void openEvents(const WebRequest& request, WebReply reply);
+
+    const ShowPatch& m_show;
+    Crew& m_crew;
+    Door m_door;
+    WrongCode m_wrongCode;
+    CodeGuard m_guard;
+    RoleKeys m_keys;
+};
+
+} // namespace wingbell

@@ -1,0 +1,69 @@
+#include "relay/sessions/ShowPatch.h"
+
+#include <QHash>
+
+#include <algorithm>
+
+namespace wingbell {
+
+namespace {
+
+using Places = QHash<QString, std::size_t>;
+
+Places placesOf(const QStringList& channels)
+{
+    Places places;
+    for (const QString& channel : channels) {
+        places.insert(channel, static_cast<std::size_t>(places.size()));
+    }
+    return places;
+}
+
+} // namespace
+
+ShowPatch::ShowPatch(const ShowFile& show)
+    : m_name(show.show)
+    , m_channels(show.channels)
+{
+    m_channels.removeDuplicates();
+    const Places places = placesOf(m_channels);
+    const auto count = static_cast<std::size_t>(m_channels.size());
+    for (const Role& role : show.roles) {
+        const auto patched = [&](const QStringList& names) {
+            ChannelSet set(count);
+            for (const QString& name : names) {
+                if (const auto place = places.constFind(name); place != places.cend()) {
+                    set.insert(*place);
+                    continue;
+                }
+                Stray stray{role.name, name};
+                if (std::find(m_strays.begin(), m_strays.end(), stray) == m_strays.end()) {
+                    m_strays.push_back(std::move(stray));
+                }
+            }
+            return set;
+        };
+        PatchedRole result{role.name, patched(role.talk), patched(role.listen), {}};
+        for (std::size_t channel = 0; channel < count; ++channel) {
+            if (result.talk.contains(channel) || result.listen.contains(channel)) {
+                result.channels.push_back(channel);
+            }
+        }
+        m_roles.push_back(std::move(result));
+    }
+}
+
+ChannelSet ShowPatch::setOf(const std::optional<QString>& channel) const
+{
+    const auto count = static_cast<std::size_t>(m_channels.size());
+    if (!channel) {
+        return ChannelSet::all(count);
+    }
+    ChannelSet set(count);
+    if (const auto place = m_channels.indexOf(*channel); place >= 0) {
+        set.insert(static_cast<std::size_t>(place));
+    }
+    return set;
+}
+
+} // namespace wingbell

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "relay/voice/ChannelSet.h"
+
+#include <cstdint>
+#include <string>
+
+namespace wingbell {
+
+/// A text that is to be spoken on some channels.
+struct PendingAnnouncement
+{
+    std::uint64_t id = 0; ///< the caller's; no two that are waiting or speaking may share one
+    ChannelSet channels;  ///< of the show's number of channels
+    std::string text;     ///< UTF-8
+
+    friend bool operator==(const PendingAnnouncement&, const PendingAnnouncement&) = default;
+};
+
+} // namespace wingbell

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "relay/speech/Resampler.h"
+#include "relay/speech/SpeechLimits.h"
+#include "relay/speech/SpeechResult.h"
+#include "relay/speech/SpeechVoice.h"
+
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace wingbell {
+
+class WakeUp;
+
+/// Turns texts into sound with the program espeak-ng or one that is called like it. Needs SIGPIPE
+/// ignored. Not for several threads at once.
+class Speaker
+{
+public:
+    /// Takes the next samples of the sound, at the rate everything sounds at; never none.
+    using Sink = std::function<void(std::span<const float>)>;
+
+    struct Settings
+    {
+        std::string program = "espeak-ng"; ///< a path, or a name to look for in PATH
+        std::string voice = systemVoice(); ///< English is taken where the program has no such voice
+        SpeechLimits limits;
+    };
+
+    explicit Speaker(Settings settings);
+
+    /// Speaks `text`, UTF-8, and gives its sound to `sink` while it is made, far faster than it
+    /// plays. Returns when all of it was given, when that failed, or, at once, when `stop` is
+    /// raised, which stays so. No process is left behind.
+    [[nodiscard]] SpeechResult speak(std::string_view text, const Sink& sink, const WakeUp& stop);
+
+    /// The voice it speaks with.
+    [[nodiscard]] const std::string& voice() const { return m_settings.voice; }
+
+private:
+    class Run;
+
+    [[nodiscard]] Resampler& resamplerFor(int rate);
+
+    Settings m_settings;
+    std::optional<Resampler> m_resampler; ///< kept, as its coefficients take a while
+};
+
+} // namespace wingbell

@@ -1,0 +1,78 @@
+#include "relay/speech/SpokenSound.h"
+
+#include "relay/speech/WakeUp.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace wingbell {
+
+namespace {
+
+constexpr float fullScale = 32767;
+
+std::int16_t toStored(float sample)
+{
+    return static_cast<std::int16_t>(std::lrint(std::clamp(sample, -1.0F, 1.0F) * fullScale));
+}
+
+} // namespace
+
+SpokenSound::SpokenSound(std::shared_ptr<const WakeUp> played)
+    : m_played(std::move(played))
+{
+}
+
+SpokenSound::~SpokenSound()
+{
+    if (!isFinished()) {
+        m_played->raise();
+    }
+}
+
+void SpokenSound::append(std::span<const float> samples)
+{
+    const std::size_t begin = m_written.load();
+    const std::size_t end = std::min(begin + samples.size(), mostSamples);
+    for (std::size_t place = begin; place < end; ++place) {
+        auto& second = m_seconds.at(place / sampleRate);
+        if (!second) {
+            second = std::make_unique<Second>();
+        }
+        second->at(place % sampleRate) = toStored(samples[place - begin]);
+    }
+    m_written.store(end);
+}
+
+void SpokenSound::end()
+{
+    m_ended.store(true);
+    // The reader may have had everything before it could know that this was all.
+    if (isFinished()) {
+        m_played->raise();
+    }
+}
+
+std::size_t SpokenSound::read(std::span<float> samples)
+{
+    const std::size_t begin = m_read.load();
+    const std::size_t end = std::min(begin + samples.size(), m_written.load());
+    for (std::size_t place = begin; place < end; ++place) {
+        const Second& second = *m_seconds[place / sampleRate];
+        samples[place - begin] = static_cast<float>(second[place % sampleRate]) / fullScale;
+    }
+    m_read.store(end);
+    if (end > begin && isFinished()) {
+        m_played->raise();
+    }
+    return end - begin;
+}
+
+bool SpokenSound::isFinished() const
+{
+    // In this order: what is written stays as it is once the end is there.
+    return m_ended.load() && m_read.load() == m_written.load();
+}
+
+} // namespace wingbell

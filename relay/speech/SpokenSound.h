@@ -1,0 +1,52 @@
+#pragma once
+
+#include "relay/voice/AudioFormat.h"
+#include "relay/voice/SoundSource.h"
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+namespace wingbell {
+
+class WakeUp;
+
+/// An announcement's sound: written by one thread while another one plays it.
+///
+/// Without any lock: neither thread ever waits for the other. Memory is taken a second at a time,
+/// 2 bytes a sample, and given back with the sound.
+class SpokenSound final : public SoundSource
+{
+public:
+    static constexpr std::size_t mostSeconds = 90;
+    static constexpr std::size_t mostSamples = mostSeconds * sampleRate;
+
+    /// Raises `played` once its end has been read, or when the last owner gives it up.
+    explicit SpokenSound(std::shared_ptr<const WakeUp> played);
+    SpokenSound(const SpokenSound&) = delete;
+    SpokenSound& operator=(const SpokenSound&) = delete;
+    ~SpokenSound() override;
+
+    /// Appends `samples`; what goes beyond `mostSamples` is left out. Writing thread.
+    void append(std::span<const float> samples);
+
+    /// Nothing will be appended any more. Writing thread.
+    void end();
+
+    [[nodiscard]] std::size_t read(std::span<float> samples) override;
+    [[nodiscard]] bool isFinished() const override;
+
+private:
+    using Second = std::array<std::int16_t, sampleRate>;
+
+    std::shared_ptr<const WakeUp> m_played;
+    std::array<std::unique_ptr<Second>, mostSeconds> m_seconds;
+    std::atomic<std::size_t> m_written = 0; ///< samples; those before it do not change any more
+    std::atomic<std::size_t> m_read = 0;
+    std::atomic<bool> m_ended = false;
+};
+
+} // namespace wingbell

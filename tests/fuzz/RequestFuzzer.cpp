@@ -1,0 +1,77 @@
+#include "relay/crew/CrewAnswers.h"
+#include "relay/crew/CrewRequests.h"
+#include "tests/fuzz/Check.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+using namespace wingbell;
+
+namespace {
+
+void checkWord(const QString& word)
+{
+    check(word.toUtf8().size() <= qsizetype{longestRequestWord}, "a word is short");
+    check(
+        QString::fromUtf8(word.toUtf8()).size() == word.size() || word.startsWith(QChar(0xFEFF)),
+        "a word is text");
+    RolesAnswer answer;
+    answer.show = word;
+    check(answerText(answer).isValidUtf8(), "what is told of a word is text");
+}
+
+void checkState(const StateRequest& state)
+{
+    checkWord(state.session);
+    check(state.number <= largestStateNumber, "a number can be counted to");
+    check(state.levels.size() <= mostStateChannels, "there are so many levels at most");
+    check(
+        std::all_of(
+            state.levels.begin(), state.levels.end(),
+            [](float level) { return level >= 0 && level <= 1; }),
+        "a level lies between 0 and 1");
+    check(state.talk.size() <= mostStateChannels, "there are so many channels at most");
+    check(
+        std::adjacent_find(state.talk.begin(), state.talk.end(), std::greater_equal<>()) ==
+            state.talk.end(),
+        "channels ascend, each once");
+    check(
+        state.talk.empty() ||
+            (state.talk.front() >= 0 && state.talk.back() < int{mostStateChannels}),
+        "a channel can be one");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    const QByteArrayView body(data, static_cast<qsizetype>(size));
+    const auto code = readCodeRequest(body);
+    if (const auto* request = std::get_if<CodeRequest>(&code)) {
+        checkWord(request->code);
+    }
+    const auto join = readJoinRequest(body);
+    if (const auto* request = std::get_if<JoinRequest>(&join)) {
+        checkWord(request->code);
+        checkWord(request->role);
+        checkWord(request->replaces.value_or(QString()));
+    }
+    const auto answer = readAnswerRequest(body);
+    if (const auto* request = std::get_if<AnswerRequest>(&answer)) {
+        checkWord(request->session);
+        check(
+            request->answer.size() <= qsizetype{longestRequestAnswer} &&
+                request->answer.isValidUtf8(),
+            "an answer is text and bounded");
+    }
+    const auto state = readStateRequest(body);
+    if (const auto* request = std::get_if<StateRequest>(&state)) {
+        checkState(*request);
+    }
+    const auto leave = readLeaveRequest(body);
+    if (const auto* request = std::get_if<LeaveRequest>(&leave)) {
+        checkWord(request->session);
+    }
+    return 0;
+}

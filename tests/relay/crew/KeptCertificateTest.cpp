@@ -1,0 +1,186 @@
+#include "relay/crew/KeptCertificate.h"
+#include "relay/crew/CrewFolder.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+#include <sys/stat.h>
+
+using namespace std::chrono_literals;
+using namespace wingbell;
+
+namespace {
+
+constexpr Certificate::Time now{1'700'000'000s};
+const QString file = QStringLiteral("certificate.pem");
+
+IpAddress ip(const char* text)
+{
+    return IpAddress::fromText(QString::fromLatin1(text)).value();
+}
+
+CertificateNames at(const char* address)
+{
+    return {{ip(address)}, {QStringLiteral("desk"), QStringLiteral("desk.local")}};
+}
+
+} // namespace
+
+class KeptCertificateTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void aCertificateIsKept();
+    void fewerAddressesNeedNoNewOne();
+    void aNewAddressNeedsANewOne();
+    void aNewNameNeedsANewOne();
+    void twoNetworksNeedOneInTheEnd();
+    void theLatestAddressesCountMost();
+    void itIsRenewedBeforeItExpires();
+    void itIsRenewedWhenTheClockWasWrong();
+    void aDamagedOneIsReplaced_data();
+    void aDamagedOneIsReplaced();
+    void oneThatOthersCouldWriteIsReplaced();
+    void oneThatCannotBeKeptIsTold();
+
+private:
+    [[nodiscard]] CrewFolder folder() const
+    {
+        return CrewFolder(m_place->filePath(QStringLiteral("wingbell")));
+    }
+    [[nodiscard]] KeptCertificate
+    kept(const CertificateNames& names, Certificate::Time time = now) const
+    {
+        return keptCertificate(folder(), names, time);
+    }
+    [[nodiscard]] bool isKept(const CertificateNames& names, Certificate::Time time = now) const
+    {
+        return kept(names, time).newBecause.isEmpty();
+    }
+
+    std::unique_ptr<QTemporaryDir> m_place;
+};
+
+void KeptCertificateTest::init()
+{
+    m_place = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_place->isValid());
+}
+
+void KeptCertificateTest::aCertificateIsKept()
+{
+    const KeptCertificate first = kept(at("192.168.1.5"));
+    QCOMPARE(first.newBecause, QStringLiteral("there was none"));
+    QCOMPARE(first.problem, QString());
+    QVERIFY(first.certificate->covers(at("192.168.1.5")));
+    const KeptCertificate second = kept(at("192.168.1.5"));
+    QCOMPARE(second.newBecause, QString());
+    QCOMPARE(second.problem, QString());
+    QCOMPARE(second.certificate->pem(), first.certificate->pem());
+}
+
+void KeptCertificateTest::fewerAddressesNeedNoNewOne()
+{
+    (void)kept(at("192.168.1.5"));
+    QVERIFY(isKept({}));
+    QVERIFY(isKept({{}, {QStringLiteral("desk")}}));
+}
+
+void KeptCertificateTest::aNewAddressNeedsANewOne()
+{
+    const KeptCertificate first = kept(at("192.168.1.5"));
+    const KeptCertificate second = kept(at("10.0.0.5"));
+    QVERIFY(second.newBecause.contains(QStringLiteral("addresses")));
+    QVERIFY(second.certificate->covers(at("10.0.0.5")));
+    QVERIFY(second.certificate->fingerprint() != first.certificate->fingerprint());
+}
+
+void KeptCertificateTest::aNewNameNeedsANewOne()
+{
+    (void)kept(at("192.168.1.5"));
+    const KeptCertificate second = kept({{ip("192.168.1.5")}, {QStringLiteral("stage")}});
+    QVERIFY(!second.newBecause.isEmpty());
+    QVERIFY(second.certificate->covers({{}, {QStringLiteral("stage"), QStringLiteral("desk")}}));
+}
+
+void KeptCertificateTest::twoNetworksNeedOneInTheEnd()
+{
+    (void)kept(at("192.168.1.5"));
+    (void)kept(at("10.0.0.5"));
+    QVERIFY(isKept(at("192.168.1.5")));
+    QVERIFY(isKept(at("10.0.0.5")));
+}
+
+void KeptCertificateTest::theLatestAddressesCountMost()
+{
+    for (quint8 number = 0; number < 100; ++number) {
+        const IpAddress address(IpAddress::Ipv4Bytes{10, 0, 0, number});
+        QVERIFY(kept({{address}, {}}).certificate->covers({{address}, {}}));
+    }
+    QVERIFY(isKept(at("10.0.0.99")) || kept({{ip("10.0.0.99")}, {}}).newBecause.isEmpty());
+    QVERIFY(!kept({{ip("10.0.0.0")}, {}}).newBecause.isEmpty());
+}
+
+void KeptCertificateTest::itIsRenewedBeforeItExpires()
+{
+    const KeptCertificate first = kept(at("192.168.1.5"));
+    const auto due = first.certificate->validUntil() - std::chrono::days(30);
+    QVERIFY(isKept(at("192.168.1.5"), due - 1s));
+    const KeptCertificate second = kept(at("10.0.0.5"), due);
+    QVERIFY(second.newBecause.contains(QStringLiteral("expire")));
+    QVERIFY(second.certificate->validFrom() == due - 24h);
+    QVERIFY(second.certificate->covers(at("192.168.1.5")));
+    QVERIFY(isKept(at("10.0.0.5"), due));
+}
+
+void KeptCertificateTest::itIsRenewedWhenTheClockWasWrong()
+{
+    (void)kept(at("192.168.1.5"), now);
+    QVERIFY(isKept(at("192.168.1.5"), now - 24h));
+    const KeptCertificate second = kept(at("192.168.1.5"), now - 25h);
+    QVERIFY(second.newBecause.contains(QStringLiteral("clock")));
+    QVERIFY(isKept(at("192.168.1.5"), now - 25h));
+}
+
+void KeptCertificateTest::aDamagedOneIsReplaced_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::newRow("empty") << QByteArray();
+    QTest::newRow("text") << QByteArray("no certificate");
+    QTest::newRow("half") << Certificate::make(at("192.168.1.5"), now)->pem().first(300);
+}
+
+void KeptCertificateTest::aDamagedOneIsReplaced()
+{
+    QFETCH(QByteArray, bytes);
+    QVERIFY(!folder().write(file, bytes));
+    const KeptCertificate made = kept(at("192.168.1.5"));
+    QCOMPARE(made.newBecause, QStringLiteral("the one before is damaged"));
+    QCOMPARE(made.problem, QString());
+    QVERIFY(isKept(at("192.168.1.5")));
+}
+
+void KeptCertificateTest::oneThatOthersCouldWriteIsReplaced()
+{
+    const KeptCertificate first = kept(at("192.168.1.5"));
+    const QByteArray path = (folder().path() + QLatin1Char('/') + file).toLocal8Bit();
+    QCOMPARE(::chmod(path.constData(), 0666), 0);
+    const KeptCertificate second = kept(at("192.168.1.5"));
+    QVERIFY(second.newBecause.contains(QStringLiteral("others could have written it")));
+    QVERIFY(second.certificate->fingerprint() != first.certificate->fingerprint());
+    QVERIFY(isKept(at("192.168.1.5")));
+}
+
+void KeptCertificateTest::oneThatCannotBeKeptIsTold()
+{
+    const KeptCertificate made =
+        keptCertificate(CrewFolder(QStringLiteral("/dev/null/wingbell")), at("192.168.1.5"), now);
+    QVERIFY(made.certificate);
+    QVERIFY(made.problem.contains(QStringLiteral("/dev/null/wingbell")));
+}
+
+QTEST_APPLESS_MAIN(KeptCertificateTest)
+#include "KeptCertificateTest.moc"

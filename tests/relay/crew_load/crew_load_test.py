@@ -1,0 +1,227 @@
+"""Members come and go in every manner, good and bad, while two others talk: they are not disturbed,
+and nothing of those who are gone stays behind.
+
+    crew_load_test.py SERVER CREW_CLIENT
+"""
+
+import os
+import sys
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../fixtures"))
+import own_network  # noqa: E402
+from on_air import Crew, Server, late_ticks, own_addresses, show_with, wait_until  # noqa: E402
+
+GUESTS = 8
+ROUNDS = int(os.environ.get("WINGBELL_ROUNDS", "2"))
+SETTLING = 120.0  # seconds; those who are gone without a word are waited for before they are given up
+# Less than what a single guest of any kind would leave behind if all of its kind did.
+SPARE = GUESTS - 1
+# A machine that is busy with other things makes a hole now and then; who is disturbed by guests has many.
+LONGEST_HOLE = 500  # milliseconds
+MOST_HOLES = 0.02  # of the time
+MOST_FOR_NOISE = 20  # MB; 1 kB for each datagram would be as much
+FLOOD = 1000
+TONE = 1000
+FIRST_GUEST_TONE = 2000
+
+addresses = own_addresses()
+
+
+def guests(server, client, count=GUESTS, **manner):
+    """Guests on a channel of their own, each with a tone of its own."""
+    members = [
+        {
+            "role": "Guest",
+            "source": next(addresses),
+            "sound": {"tone": FIRST_GUEST_TONE + 100 * number, "amplitude": 0.05},  # all together are not too loud yet
+            **manner,
+        }
+        for number in range(count)
+    ]
+    return Crew(client, server.document(members))
+
+
+def all_connected(crew, count=GUESTS):
+    for number in range(count):
+        crew.wait_for(number, "connected")
+
+
+def talk_and_hear(crew, count=GUESTS):
+    """Every guest talks and is heard by every other one, and by nobody after."""
+    tones = [FIRST_GUEST_TONE + 100 * number for number in range(count)]
+    begin = crew.mark()
+    crew.tell("* talk 0")
+    for number in range(count):
+        crew.wait_for_tones(number, [tone for tone in tones if tone != tones[number]], begin)
+    begin = crew.mark()
+    crew.tell("* talk none")
+    for number in range(count):
+        crew.wait_for_tones(number, [], begin)
+
+
+def those_who_leave(server, client):
+    crew = guests(server, client)
+    all_connected(crew)
+    talk_and_hear(crew)
+    crew.tell("* leave")
+    for number in range(GUESTS):
+        crew.wait_for(number, "left")
+    crew.quit()
+
+
+def those_who_come_back_at_once(server, client):
+    crew = guests(server, client)
+    all_connected(crew)
+    begin = crew.mark()
+    crew.tell("* join")  # in the place of who they were
+    for number in range(GUESTS):
+        crew.wait_for(number, "connected", begin=begin)
+    talk_and_hear(crew)
+    crew.tell("* leave")
+    for number in range(GUESTS):
+        crew.wait_for(number, "left")
+    crew.quit()
+
+
+def those_who_die(server, client):
+    crew = guests(server, client)
+    all_connected(crew)
+    crew.tell("* talk 0")
+    crew.tell("die")
+    assert crew.process.wait() == -9
+    crew.quit()
+
+
+def those_who_stall(server, client):
+    crew = guests(server, client, talk=[0])
+    all_connected(crew)
+    begin = server.lines.count()
+    crew.tell("* stall")
+    server.wait_for_line("is gone", begin=begin, patience=SETTLING)
+    crew.tell("* resume")
+    crew.quit()
+
+
+def those_who_never_answer(server, client):
+    crew = guests(server, client, answer="never")
+    for number in range(GUESTS):
+        crew.wait_for(number, "joined")
+    crew.quit()
+
+
+def those_who_answer_rubbish(server, client):
+    crew = guests(server, client, answer="rubbish")
+    for number in range(GUESTS):
+        answer = crew.wait_for(number, "answer")
+        assert answer["status"] == 400, answer
+    crew.quit()
+
+
+def those_who_flood(server, client):
+    crew = guests(server, client, count=2)
+    all_connected(crew, 2)
+    crew.tell(f"0 flood {FLOOD}")
+    flooded = crew.wait_for(0, "flooded", patience=SETTLING)
+    assert sum(flooded["answers"].values()) == FLOOD, flooded
+    crew.tell("1 talk 0")  # the one beside is still served
+    crew.wait_for(1, "desk")
+    crew.quit()
+
+
+def those_who_pelt(server, client):
+    crew = guests(server, client)
+    all_connected(crew)
+    talk_and_hear(crew)
+    before = server.resident_megabytes()
+    crew.tell("* pelt 2000")
+    for number in range(GUESTS):
+        crew.wait_for(number, "pelted")
+    talk_and_hear(crew)  # what came before that has been looked at by then
+    grown = server.resident_megabytes() - before
+    assert grown < MOST_FOR_NOISE, f"noise has filled {grown:.0f} MB"
+    crew.quit()
+
+
+def strangers_who_guess_the_code(server, client):
+    members = [{"role": "Guest", "source": next(addresses), "code": f"{number:06}"} for number in range(GUESTS)]
+    crew = Crew(client, server.document(members))
+    for number in range(GUESTS):
+        refused = crew.wait_for(number, "refused")
+        assert refused["error"] in ("wrong-code", "slow-down"), refused
+    crew.quit()
+
+
+KINDS = [
+    those_who_leave,
+    those_who_come_back_at_once,
+    those_who_die,
+    those_who_stall,
+    those_who_never_answer,
+    those_who_answer_rubbish,
+    those_who_flood,
+    those_who_pelt,
+    strangers_who_guess_the_code,
+]
+
+
+def main():
+    own_network.enter()
+    program, client = sys.argv[1:3]
+    server = Server(
+        program,
+        show_with(
+            ["Main", "Other"],
+            {"Caller": (["Main"], ["Main"]), "Listener": ([], ["Main"]), "Guest": (["Other"], ["Other"])},
+        ),
+    )
+    steady = Crew(
+        client,
+        server.document(
+            [{"role": "Caller", "sound": {"tone": TONE}, "talk": [0]}, {"role": "Listener", "watch": TONE}]
+        ),
+    )
+    steady.wait_for_tones(1, [TONE])
+    steady.tell(f"1 watch {TONE}")
+    before = server.descriptors(), server.threads(), server.resident_megabytes()
+    print(f"with 2 members: {before[0]} descriptors, {before[1]} threads, {before[2]:.1f} MB")
+
+    heard_in_all, holes = 0, 0
+    for number in range(ROUNDS):
+        for kind in KINDS:
+            kind(server, client)
+            heard = steady.report(1)
+            assert server.process.poll() is None, "the server has ended"
+            assert steady.count("ended") == 0 and steady.count("goodbye") == 0, "the two who talk were sent away"
+            assert heard["watchedSeconds"] > 0 and heard["packets"] > 0, heard
+            assert heard["longestGapMs"] <= LONGEST_HOLE, f"{kind.__name__}: {heard}"
+            heard_in_all += 1000 * heard["watchedSeconds"]
+            holes += heard["allGapsMs"]
+            print(
+                f"round {number + 1}, {kind.__name__}: the two who talk heard {heard['watchedSeconds']:.1f} s, "
+                f"{heard['gaps']} dips, the longest {heard['longestGapMs']:.0f} ms; {server.resident_megabytes():.1f} MB",
+                flush=True,
+            )
+
+    def settled():
+        return server.descriptors() <= before[0] + SPARE and server.threads() <= before[1] + SPARE
+
+    assert holes <= MOST_HOLES * heard_in_all, f"{holes} ms of {heard_in_all}"
+    wait_until(
+        settled,
+        lambda: f"{before[0]} descriptors and {before[1]} threads again; "
+        f"there are {server.descriptors()} and {server.threads()}",
+        SETTLING,
+    )
+    print(f"after: {server.descriptors()} descriptors, {server.threads()} threads, {server.resident_megabytes():.1f} MB")
+    begin = steady.mark()
+    steady.tell("0 talk none")
+    steady.wait_for_tones(1, [], begin)
+    said = server.stop()
+    late, ticks = late_ticks(said)
+    print(f"late ticks: {late}" + (f" of {ticks}" if ticks else ""))
+    steady.wait_for(0, "goodbye")
+    steady.quit()
+    print("1 passed, 0 failed")
+
+
+main()

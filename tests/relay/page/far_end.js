@@ -1,0 +1,64 @@
+// The other end of every call: offers, sends a tone and listens, as the desk would.
+const context = new AudioContext();
+const oscillator = context.createOscillator();
+const tone = context.createMediaStreamDestination();
+oscillator.connect(tone);
+oscillator.start();
+
+const peers = new Map();
+
+async function offer(session) {
+    await context.resume();
+    const connection = new RTCPeerConnection({ iceServers: [] });
+    const transceiver = connection.addTransceiver(tone.stream.getAudioTracks()[0], {
+        direction: 'sendrecv',
+        streams: [tone.stream],
+    });
+    const analyser = context.createAnalyser();
+    analyser.fftSize = 2048;
+    const player = new Audio(); // a remote stream that nobody plays stays silent
+    player.muted = true;
+    connection.addEventListener('track', ({ track }) => {
+        const stream = new MediaStream([track]);
+        player.srcObject = stream;
+        player.play();
+        context.createMediaStreamSource(stream).connect(analyser);
+    });
+    peers.set(session, { connection, transceiver, analyser, player });
+    await connection.setLocalDescription(await connection.createOffer());
+    if (connection.iceGatheringState !== 'complete') {
+        await new Promise((resolve) => {
+            connection.addEventListener('icegatheringstatechange', () => {
+                if (connection.iceGatheringState === 'complete') resolve();
+            });
+        });
+    }
+    const { sdp } = connection.localDescription;
+    await fetch('/far/offer', { method: 'POST', body: JSON.stringify({ session, sdp }) });
+}
+
+const commands = new EventSource('/far/commands');
+commands.addEventListener('message', async ({ data }) => {
+    const { command, session, sdp } = JSON.parse(data);
+    if (command === 'offer') await offer(session);
+    else await peers.get(session).connection.setRemoteDescription({ type: 'answer', sdp });
+});
+
+window.far = {
+    /** How loud the page is heard here now, in decibels below the loudest. */
+    level(session) {
+        const { analyser } = peers.get(session);
+        const samples = new Float32Array(analyser.fftSize);
+        analyser.getFloatTimeDomainData(samples);
+        let sum = 0;
+        for (const sample of samples) sum += sample * sample;
+        return 10 * Math.log10(sum / samples.length + 1e-12);
+    },
+    /** The connection stands, and nothing comes through it any more. */
+    fallSilent: (session) => peers.get(session).transceiver.sender.replaceTrack(null),
+    hangUp: (session) => peers.get(session).connection.close(),
+    hangUpAll() {
+        for (const { connection } of peers.values()) connection.close();
+        peers.clear();
+    },
+};

@@ -1,0 +1,493 @@
+#include "relay/sessions/Crew.h"
+
+#include <QTest>
+
+#include <list>
+
+using namespace wingbell;
+using namespace std::chrono_literals;
+using Clock = Crew::Clock;
+
+namespace {
+
+/// A link without any network, which does as the test says.
+class FakeLink final : public MediaLink
+{
+public:
+    explicit FakeLink(RtpReceiver soundTaker)
+        : receiver(std::move(soundTaker))
+    {
+    }
+
+    void makeOffer(OfferReady ready) override { offerReady = std::move(ready); }
+    void takeAnswer(const QByteArray& text, IsPeer /*isPeer*/) override { answer = text; }
+    [[nodiscard]] State state() const override { return now; }
+    void close() override { isClosed = true; }
+    void send(std::span<const std::uint8_t> /*packet*/) override {}
+
+    RtpReceiver receiver;
+    OfferReady offerReady;
+    QByteArray answer;
+    State now = State::Waiting;
+    bool isClosed = false;
+};
+
+/// Keeps what a page was told, also when the page's end of it is gone.
+struct Told
+{
+    std::vector<DeskEvent> desks;
+    int beats = 0;
+    int unheards = 0;
+    std::optional<Goodbye> goodbye;
+};
+
+class FakeEvents final : public CrewEvents
+{
+public:
+    explicit FakeEvents(Told& told)
+        : m_told(told)
+    {
+    }
+
+    void desk(const DeskEvent& desk) override { m_told.desks.push_back(desk); }
+    void beat() override { ++m_told.beats; }
+    void unheard() override { ++m_told.unheards; }
+    void goodbye(Goodbye reason) override { m_told.goodbye = reason; }
+
+private:
+    Told& m_told;
+};
+
+class FakeNews final : public CrewNews
+{
+public:
+    void joined(const QString& role, const QString& address, bool microphone) override
+    {
+        lines.append(QStringLiteral("joined %1 %2%3")
+                         .arg(role, address, microphone ? QString() : QStringLiteral(" mute")));
+    }
+    void returned(const QString& role, const QString& address) override
+    {
+        lines.append(QStringLiteral("returned %1 %2").arg(role, address));
+    }
+    void left(const QString& role, const QString& address, Departure why) override
+    {
+        lines.append(QStringLiteral("left %1 %2 %3").arg(role, address).arg(static_cast<int>(why)));
+    }
+
+    QStringList lines;
+};
+
+ShowFile hamlet()
+{
+    const auto list = [](const char* names) {
+        return QString::fromUtf8(names).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    };
+    ShowFile show;
+    show.channels = list("Main Tech Stage");
+    show.roles = {
+        Role{{}, QStringLiteral("Caller"), list("Main Tech"), list("Main Tech Stage")},
+        Role{{}, QStringLiteral("Lights"), list("Tech"), list("Tech")},
+        Role{{}, QStringLiteral("Usher"), {}, list("Stage")}};
+    return show;
+}
+
+MediaAnswer answerWith(MediaAnswer::Direction direction)
+{
+    MediaAnswer answer;
+    answer.iceUser = "abcd";
+    answer.icePassword = "abcdefghijklmnopqrstuv";
+    answer.fingerprintHash = "sha-256";
+    answer.fingerprint = QByteArray("AB:").repeated(32).chopped(1);
+    answer.direction = direction;
+    return answer;
+}
+
+} // namespace
+
+class CrewTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void aJoinIsToldOnceTheSoundFlows();
+    void somebodyWithoutAMicrophoneIsToldSo();
+    void everybodySeesWhoTalksWhereButNotThemselves();
+    void twoOnOneRoleSeeEachOther();
+    void keysBeyondTheRoleDoNothing();
+    void anOlderStateThatComesLateIsIgnored();
+    void aStateOfNobodyIsNoSession();
+    void keysAreLetGoWhenThePageIsSilent();
+    void whoeverNeverConnectsIsLetGo();
+    void whoeverGivesNoSignOfLifeIsLetGo();
+    void aBrokenLinkIsGivenTimeToComeBack();
+    void joiningAnewTakesThePlaceOfTheSessionBefore();
+    void leavingIsToldAndStopsTheKeys();
+    void whoeverLeavesBeforeArrivingIsNotTold();
+    void aHouseThatIsFullTakesNobody();
+    void tooManyAtTheDoorHaveToWait();
+    void anOfferThatFailsLeavesNothing();
+    void aPageIsToldThatItsMicrophoneIsNotHeard();
+    void announcementsShowOnTheirChannels();
+    void goingOffAirSaysGoodbyeToAll();
+    void aBeatComesEveryTwoSeconds();
+    void anAnswerIsPassedOnAsOurOwn();
+
+private:
+    /// Joins, with its link connected at once, and returns the session.
+    QString join(std::size_t role, const QString& replaces = {});
+    QString ask(std::size_t role, const QString& replaces = {});
+    void press(const QString& session, std::vector<int> talk);
+    Told& listenTo(const QString& session);
+
+    ShowFile m_file = hamlet();
+    ShowPatch m_show{m_file};
+    std::unique_ptr<VoiceRoom> m_room;
+    FakeNews m_news;
+    std::vector<std::shared_ptr<FakeLink>> m_links;
+    std::list<Told> m_told;
+    std::unique_ptr<Crew> m_crew;
+    Clock::time_point m_now;
+    quint64 m_number = 0;
+};
+
+void CrewTest::init()
+{
+    m_room = std::make_unique<VoiceRoom>(3, 960);
+    m_news = {};
+    m_links.clear();
+    m_told.clear();
+    m_number = 0;
+    m_now = Clock::time_point(1h);
+    m_crew = std::make_unique<Crew>(
+        m_show, *m_room,
+        [this](RtpReceiver receiver) {
+            m_links.push_back(std::make_shared<FakeLink>(std::move(receiver)));
+            return m_links.back();
+        },
+        m_news);
+}
+
+void CrewTest::cleanup()
+{
+    m_crew.reset();
+}
+
+QString CrewTest::ask(std::size_t role, const QString& replaces)
+{
+    QString session;
+    const std::size_t before = m_links.size();
+    m_crew->join(
+        {role, true, replaces, QStringLiteral("10.0.0.%1").arg(before + 1)}, m_now,
+        [&session](const Crew::JoinOutcome& outcome) {
+            session = std::get<Crew::Joined>(outcome).session;
+        });
+    m_links.back()->offerReady(QByteArray("v=0\r\na=mid:audio0\r\n"));
+    return session;
+}
+
+QString CrewTest::join(std::size_t role, const QString& replaces)
+{
+    const QString session = ask(role, replaces);
+    if (!m_crew->takeAnswer(session, answerWith(MediaAnswer::Direction::SendReceive), m_now)) {
+        return {};
+    }
+    m_links.back()->now = MediaLink::State::Connected;
+    m_crew->lookAround(m_now);
+    return session;
+}
+
+void CrewTest::press(const QString& session, std::vector<int> talk)
+{
+    StateRequest state;
+    state.session = session;
+    state.number = ++m_number;
+    state.talk = std::move(talk);
+    state.levels = {1, 1, 1};
+    QVERIFY(m_crew->takeState(state, m_now));
+}
+
+Told& CrewTest::listenTo(const QString& session)
+{
+    Told& told = m_told.emplace_back();
+    const bool taken = m_crew->takeEvents(session, std::make_unique<FakeEvents>(told), m_now);
+    Q_ASSERT(taken);
+    return told;
+}
+
+void CrewTest::aJoinIsToldOnceTheSoundFlows()
+{
+    (void)ask(0);
+    m_crew->lookAround(m_now);
+    QCOMPARE(m_news.lines, QStringList());
+    m_links.back()->now = MediaLink::State::Connected;
+    m_crew->lookAround(m_now);
+    m_crew->lookAround(m_now);
+    QCOMPARE(m_news.lines, QStringList(QStringLiteral("joined Caller 10.0.0.1")));
+}
+
+void CrewTest::somebodyWithoutAMicrophoneIsToldSo()
+{
+    const QString session = ask(2);
+    QVERIFY(m_crew->takeAnswer(session, answerWith(MediaAnswer::Direction::ReceiveOnly), m_now));
+    m_links.back()->now = MediaLink::State::Connected;
+    m_crew->lookAround(m_now);
+    QCOMPARE(m_news.lines, QStringList(QStringLiteral("joined Usher 10.0.0.1 mute")));
+}
+
+void CrewTest::everybodySeesWhoTalksWhereButNotThemselves()
+{
+    const QString caller = join(0);
+    const QString lights = join(1);
+    Told& callers = listenTo(caller);
+    Told& lightss = listenTo(lights);
+    press(caller, {1});
+    QCOMPARE(lightss.desks.back().channels.at(0).talking, QStringList(QStringLiteral("Caller")));
+    QCOMPARE(callers.desks.size(), std::size_t{1}); // nothing new for itself
+    press(lights, {0});
+    QCOMPARE(callers.desks.back().channels.at(1).talking, QStringList(QStringLiteral("Lights")));
+    QCOMPARE(callers.desks.back().channels.at(0).talking, QStringList());
+    press(caller, {});
+    QCOMPARE(lightss.desks.back().channels.at(0).talking, QStringList());
+}
+
+void CrewTest::twoOnOneRoleSeeEachOther()
+{
+    const QString first = join(1);
+    const QString second = join(1);
+    QCOMPARE(m_crew->present(1), std::size_t{2});
+    Told& told = listenTo(second);
+    press(first, {0});
+    QCOMPARE(told.desks.back().channels.at(0).talking, QStringList(QStringLiteral("Lights")));
+}
+
+void CrewTest::keysBeyondTheRoleDoNothing()
+{
+    const QString caller = join(0);
+    const QString usher = join(2);
+    Told& told = listenTo(caller);
+    press(usher, {0, 1, 7});
+    QCOMPARE(told.desks.size(), std::size_t{1});
+}
+
+void CrewTest::anOlderStateThatComesLateIsIgnored()
+{
+    const QString caller = join(0);
+    const QString lights = join(1);
+    Told& told = listenTo(lights);
+    StateRequest state;
+    state.session = caller;
+    state.number = 5;
+    QVERIFY(m_crew->takeState(state, m_now));
+    state.number = 4;
+    state.talk = {1};
+    QVERIFY(m_crew->takeState(state, m_now));
+    QCOMPARE(told.desks.size(), std::size_t{1});
+}
+
+void CrewTest::aStateOfNobodyIsNoSession()
+{
+    StateRequest state;
+    state.session = QStringLiteral("0123");
+    state.number = 1;
+    QVERIFY(!m_crew->takeState(state, m_now));
+    QVERIFY(
+        !m_crew->takeAnswer(state.session, answerWith(MediaAnswer::Direction::SendReceive), m_now));
+    QVERIFY(!m_crew->takeEvents(state.session, nullptr, m_now));
+    m_crew->leave(state.session);
+    QCOMPARE(m_news.lines, QStringList());
+}
+
+void CrewTest::keysAreLetGoWhenThePageIsSilent()
+{
+    const QString caller = join(0);
+    const QString lights = join(1);
+    Told& told = listenTo(lights);
+    press(caller, {1});
+    m_now += Crew::keyPatience - 1ms;
+    m_crew->lookAround(m_now);
+    QCOMPARE(told.desks.back().channels.at(0).talking.size(), 1);
+    m_now += 1ms;
+    m_crew->lookAround(m_now);
+    QCOMPARE(told.desks.back().channels.at(0).talking.size(), 0);
+    press(caller, {1});
+    QCOMPARE(told.desks.back().channels.at(0).talking.size(), 1);
+}
+
+void CrewTest::whoeverNeverConnectsIsLetGo()
+{
+    const QString session = ask(0);
+    m_now += Crew::arrival - 1ms;
+    m_crew->lookAround(m_now);
+    QVERIFY(m_crew->has(session));
+    m_now += 1ms;
+    m_crew->lookAround(m_now);
+    QVERIFY(!m_crew->has(session));
+    QVERIFY(m_links.back()->isClosed);
+    QCOMPARE(m_news.lines, QStringList(QStringLiteral("left Caller 10.0.0.1 2")));
+}
+
+void CrewTest::whoeverGivesNoSignOfLifeIsLetGo()
+{
+    const QString session = join(0);
+    Told& told = listenTo(session);
+    m_now += Crew::patience;
+    m_crew->lookAround(m_now);
+    QVERIFY(!m_crew->has(session));
+    QCOMPARE(told.goodbye, std::optional(Goodbye::Silent));
+    QVERIFY(m_links.back()->isClosed);
+    QCOMPARE(m_news.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 1"));
+}
+
+void CrewTest::aBrokenLinkIsGivenTimeToComeBack()
+{
+    const QString session = join(0);
+    m_links.back()->now = MediaLink::State::Lost;
+    m_crew->lookAround(m_now);
+    QVERIFY(m_crew->has(session));
+    m_now += Crew::keyPatience;
+    m_crew->lookAround(m_now);
+    QVERIFY(!m_crew->has(session));
+    QCOMPARE(m_news.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 3"));
+}
+
+void CrewTest::joiningAnewTakesThePlaceOfTheSessionBefore()
+{
+    const QString before = join(0);
+    Told& told = listenTo(before);
+    const QString after = join(0, before);
+    QVERIFY(!m_crew->has(before));
+    QVERIFY(m_crew->has(after));
+    QVERIFY(before != after);
+    QCOMPARE(told.goodbye, std::optional(Goodbye::Replaced));
+    QCOMPARE(m_crew->people(), std::size_t{1});
+    QCOMPARE(
+        m_news.lines,
+        (QStringList{
+            QStringLiteral("joined Caller 10.0.0.1"), QStringLiteral("returned Caller 10.0.0.2")}));
+}
+
+void CrewTest::leavingIsToldAndStopsTheKeys()
+{
+    const QString caller = join(0);
+    const QString lights = join(1);
+    Told& told = listenTo(lights);
+    press(caller, {1});
+    m_crew->leave(caller);
+    QCOMPARE(told.desks.back().channels.at(0).talking, QStringList());
+    QVERIFY(m_links.front()->isClosed);
+    QCOMPARE(m_news.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 0"));
+    m_crew->leave(caller);
+    QCOMPARE(m_news.lines.size(), 3);
+}
+
+void CrewTest::whoeverLeavesBeforeArrivingIsNotTold()
+{
+    m_crew->leave(ask(0));
+    QCOMPARE(m_news.lines, QStringList());
+    QVERIFY(m_links.back()->isClosed);
+}
+
+void CrewTest::aHouseThatIsFullTakesNobody()
+{
+    QString last;
+    for (std::size_t count = 0; count < Crew::mostPeople; ++count) {
+        last = join(1);
+    }
+    std::optional<Crew::JoinOutcome> outcome;
+    const auto keep = [&outcome](const Crew::JoinOutcome& it) {
+        outcome = it;
+    };
+    m_crew->join({1, true, {}, {}}, m_now, keep);
+    QVERIFY(outcome == Crew::JoinOutcome(Crew::JoinProblem::Full));
+    // Whoever is there already may join anew all the same.
+    QVERIFY(m_crew->has(join(1, last)));
+}
+
+void CrewTest::tooManyAtTheDoorHaveToWait()
+{
+    for (std::size_t count = 0; count < Crew::mostOnTheirWay; ++count) {
+        (void)ask(1);
+    }
+    std::optional<Crew::JoinOutcome> outcome;
+    m_crew->join(
+        {1, true, {}, {}}, m_now, [&outcome](const Crew::JoinOutcome& it) { outcome = it; });
+    QVERIFY(outcome == Crew::JoinOutcome(Crew::JoinProblem::NotNow));
+    m_links.front()->now = MediaLink::State::Connected;
+    m_crew->lookAround(m_now);
+    QVERIFY(m_crew->has(ask(1)));
+}
+
+void CrewTest::anOfferThatFailsLeavesNothing()
+{
+    std::optional<Crew::JoinOutcome> outcome;
+    m_crew->join(
+        {1, true, {}, {}}, m_now, [&outcome](const Crew::JoinOutcome& it) { outcome = it; });
+    m_links.back()->offerReady(std::nullopt);
+    QVERIFY(outcome == Crew::JoinOutcome(Crew::JoinProblem::NotNow));
+    QCOMPARE(m_crew->people(), std::size_t{0});
+    QVERIFY(m_links.back()->isClosed);
+}
+
+void CrewTest::aPageIsToldThatItsMicrophoneIsNotHeard()
+{
+    const QString caller = join(0);
+    Told& told = listenTo(caller);
+    m_now += 10s;
+    press(caller, {0});
+    m_crew->lookAround(m_now + 1s);
+    QCOMPARE(told.unheards, 0);
+    m_crew->lookAround(m_now + 2s);
+    QCOMPARE(told.unheards, 1);
+    const std::array<std::uint8_t, 15> packet = {0x80, 111, 0, 1, 0,    0,    0,   1,
+                                                 0,    0,   0, 1, 0xF8, 0xFF, 0xFE};
+    m_links.back()->receiver(packet);
+    m_room->tick();
+    m_crew->lookAround(m_now + 4s);
+    QCOMPARE(told.unheards, 1);
+}
+
+void CrewTest::announcementsShowOnTheirChannels()
+{
+    Told& told = listenTo(join(1));
+    m_crew->setAnnouncing(m_show.setOf(QStringLiteral("Tech")));
+    QVERIFY(told.desks.back().channels.at(0).announcing);
+    m_crew->setAnnouncing(m_show.setOf(QStringLiteral("Main")));
+    QVERIFY(!told.desks.back().channels.at(0).announcing);
+}
+
+void CrewTest::goingOffAirSaysGoodbyeToAll()
+{
+    Told& first = listenTo(join(0));
+    Told& second = listenTo(join(1));
+    m_crew->goOffAir();
+    QCOMPARE(first.goodbye, std::optional(Goodbye::OffAir));
+    QCOMPARE(second.goodbye, std::optional(Goodbye::OffAir));
+    QVERIFY(m_links.front()->isClosed && m_links.back()->isClosed);
+    QCOMPARE(m_crew->people(), std::size_t{0});
+}
+
+void CrewTest::aBeatComesEveryTwoSeconds()
+{
+    Told& told = listenTo(join(0));
+    m_crew->lookAround(m_now + 1s);
+    QCOMPARE(told.beats, 0);
+    m_crew->lookAround(m_now + 2s);
+    m_crew->lookAround(m_now + 3s);
+    QCOMPARE(told.beats, 1);
+    m_crew->lookAround(m_now + 4s);
+    QCOMPARE(told.beats, 2);
+}
+
+void CrewTest::anAnswerIsPassedOnAsOurOwn()
+{
+    (void)join(0);
+    QVERIFY(m_links.back()->answer.contains("a=mid:audio0"));
+    QVERIFY(m_links.back()->answer.contains("a=ice-ufrag:abcd"));
+}
+
+QTEST_APPLESS_MAIN(CrewTest)
+#include "CrewTest.moc"

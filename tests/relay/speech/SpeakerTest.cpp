@@ -1,0 +1,437 @@
+#include "relay/speech/Speaker.h"
+#include "relay/speech/WakeUp.h"
+#include "relay/voice/AudioFormat.h"
+#include "tests/fixtures/ChildProcesses.h"
+#include "tests/relay/speech/SpeechProgram.h"
+#include "tests/relay/speech/Tones.h"
+
+#include <QDir>
+#include <QTest>
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <thread>
+
+using namespace std::chrono_literals;
+using namespace wingbell;
+
+namespace {
+
+/// Long enough for a program that is only slow, on a machine that is.
+const SpeechLimits patient = {5min, 10min, 90s};
+/// Short, for a program that does nothing anyhow.
+const SpeechLimits hasty = {100ms, 1min, 90s};
+
+Speaker::Settings with(const SpeechProgram& program, const SpeechLimits& limits = patient)
+{
+    return {program.path(), "en", limits};
+}
+
+Speaker::Settings espeak(const std::string& voice = "en")
+{
+    return {"espeak-ng", voice, patient};
+}
+
+SpeechResult failed(const QString& reason)
+{
+    return {SpeechEnd::Failed, reason};
+}
+
+qint64 openDescriptors()
+{
+    return QDir(QStringLiteral("/proc/self/fd"))
+        .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
+        .size();
+}
+
+double seconds(const std::vector<float>& samples)
+{
+    return static_cast<double>(samples.size()) / sampleRate;
+}
+
+/// Where something loud comes first; the size when nothing does.
+std::size_t firstLoud(const std::vector<float>& samples)
+{
+    const auto found = std::find_if(
+        samples.begin(), samples.end(), [](float sample) { return std::abs(sample) > 0.001F; });
+    return static_cast<std::size_t>(found - samples.begin());
+}
+
+float loudest(const std::vector<float>& samples)
+{
+    float most = 0;
+    for (const float sample : samples) {
+        most = std::max(most, std::abs(sample));
+    }
+    return most;
+}
+
+} // namespace
+
+class SpeakerTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { ::signal(SIGPIPE, SIG_IGN); }
+    void init();
+    void cleanup();
+
+    void aToneComesOutAtOurRate();
+    void theTextIsNeverOnTheCommandLine();
+    void aProgramThatFailsIsToldWithItsReason_data();
+    void aProgramThatFailsIsToldWithItsReason();
+    void aProgramThatHangsIsEnded_data();
+    void aProgramThatHangsIsEnded();
+    void aProgramThatNeverComesToItsEndIsEnded();
+    void whatWasMadeBeforeAFailureIsGiven();
+    void aProgramThatDoesNotReadMaySpeak();
+    void aGrandchildThatKeepsThePipesOpenDelaysNothing();
+    void aSoundWithoutEndIsCut();
+    void silenceWithoutEndIsNoSound();
+    void blankTextStartsNothing();
+    void englishStandsInForAVoiceThatIsMissingFromThenOn();
+    void aFailureInEnglishToldInEnglishTooKeepsTheVoice();
+    void stoppingEndsAProgramThatHangs();
+    void stoppingEndsAProgramThatSpeaks();
+    void nothingIsLeftOfASoundThatWasNotFinished();
+
+    void espeakSpeaks();
+    void espeakSpeaksGerman();
+    void espeakStartsAtOnce();
+    void espeakKnowsNoSuchVoice();
+    void espeakTakesAnyText_data();
+    void espeakTakesAnyText();
+
+private:
+    [[nodiscard]] SpeechResult speak(Speaker& speaker, const std::string& text = "Hello");
+
+    WakeUp m_stop;
+    std::vector<float> m_sound;
+    qint64 m_descriptors = 0;
+};
+
+void SpeakerTest::init()
+{
+    m_stop.clear();
+    m_sound.clear();
+    m_descriptors = openDescriptors();
+}
+
+void SpeakerTest::cleanup()
+{
+    QVERIFY(childProcesses().isEmpty());
+    QCOMPARE(openDescriptors(), m_descriptors);
+}
+
+SpeechResult SpeakerTest::speak(Speaker& speaker, const std::string& text)
+{
+    m_sound.clear();
+    return speaker.speak(
+        text,
+        [this](std::span<const float> samples) {
+            QVERIFY(!samples.empty());
+            m_sound.insert(m_sound.end(), samples.begin(), samples.end());
+        },
+        m_stop);
+}
+
+void SpeakerTest::aToneComesOutAtOurRate()
+{
+    const SpeechProgram program(QStringLiteral("speaks"));
+    QVERIFY(program.isThere());
+    Speaker speaker(with(program));
+    QCOMPARE(speak(speaker), SpeechResult());
+    QCOMPARE(m_sound.size(), std::size_t{4800});
+    const auto strength = strengthAt(1000, sampleRate, m_sound);
+    QVERIFY2(std::abs(strength + 6.02) < 0.2, qPrintable(QString::number(strength)));
+}
+
+void SpeakerTest::theTextIsNeverOnTheCommandLine()
+{
+    const SpeechProgram program(QStringLiteral("notes"));
+    Speaker speaker(with(program));
+    QCOMPARE(speak(speaker, "-v de; $(ls) \"x\"\n\x01Secret"), SpeechResult());
+    const QStringList expected = {
+        QStringLiteral("argument --stdin"),
+        QStringLiteral("argument --stdout"),
+        QStringLiteral("argument -b"),
+        QStringLiteral("argument 1"),
+        QStringLiteral("argument -v"),
+        QStringLiteral("argument en"),
+        QStringLiteral("text -v de; $(ls) \"x\"  Secret")};
+    QCOMPARE(program.notes(), expected);
+}
+
+void SpeakerTest::aProgramThatFailsIsToldWithItsReason_data()
+{
+    QTest::addColumn<QString>("reason");
+    const auto row = [](const char* name, const char* reason) {
+        QTest::newRow(name) << QString::fromUtf8(reason);
+    };
+    row("exits-at-once", "exits-at-once made no sound of it");
+    row("half-a-header", "half-a-header made no sound of it");
+    row("exits-midway", "exits-midway ended with status 3");
+    row("knows-no-voice", "knows-no-voice ended with status 1 (Error: no data.)");
+    row("dies", "dies was ended by signal 15");
+    row("rubbish", "rubbish gave something that is no WAVE file");
+}
+
+void SpeakerTest::aProgramThatFailsIsToldWithItsReason()
+{
+    QFETCH(QString, reason);
+    const SpeechProgram program(QString::fromUtf8(QTest::currentDataTag()));
+    QVERIFY(program.isThere());
+    Speaker speaker(with(program));
+    QCOMPARE(speak(speaker), failed(reason));
+    QCOMPARE(program.calls(), QStringList{QStringLiteral("en")});
+}
+
+void SpeakerTest::aProgramThatHangsIsEnded_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const char* const name :
+         {"hangs", "hangs-midway", "reads-nothing", "closes-its-output", "complains-for-ever"}) {
+        QTest::newRow(name) << QString::fromUtf8(name);
+    }
+}
+
+void SpeakerTest::aProgramThatHangsIsEnded()
+{
+    QFETCH(QString, name);
+    const SpeechProgram program(name);
+    QVERIFY(program.isThere());
+    Speaker speaker(with(program, hasty));
+    QCOMPARE(speak(speaker), failed(name + QStringLiteral(" hung")));
+    QVERIFY(m_sound.size() <= 4800);
+}
+
+void SpeakerTest::aProgramThatNeverComesToItsEndIsEnded()
+{
+    // It shows signs of life for ever: only the limit for all of it ends it.
+    const SpeechProgram program(QStringLiteral("endless-silence"));
+    Speaker speaker(with(program, {1min, 200ms, 24h}));
+    QCOMPARE(speak(speaker), failed(QStringLiteral("endless-silence hung")));
+}
+
+void SpeakerTest::whatWasMadeBeforeAFailureIsGiven()
+{
+    const SpeechProgram program(QStringLiteral("exits-midway"));
+    Speaker speaker(with(program));
+    QCOMPARE(speak(speaker).end, SpeechEnd::Failed);
+    QCOMPARE(m_sound.size(), std::size_t{4800});
+}
+
+void SpeakerTest::aProgramThatDoesNotReadMaySpeak()
+{
+    const SpeechProgram program(QStringLiteral("closes-its-input"));
+    Speaker speaker(with(program));
+    for (int round = 0; round < 20; ++round) {
+        QCOMPARE(speak(speaker, std::string(4000, 'x')), SpeechResult());
+        QCOMPARE(m_sound.size(), std::size_t{4800});
+    }
+}
+
+void SpeakerTest::aGrandchildThatKeepsThePipesOpenDelaysNothing()
+{
+    const SpeechProgram program(QStringLiteral("leaves-a-grandchild"));
+    Speaker speaker(with(program, {24h, 24h, 90s}));
+    QCOMPARE(speak(speaker), SpeechResult());
+    QCOMPARE(m_sound.size(), std::size_t{4800});
+}
+
+void SpeakerTest::aSoundWithoutEndIsCut()
+{
+    const SpeechProgram program(QStringLiteral("endless"));
+    Speaker speaker(with(program, {5min, 10min, 2500ms}));
+    QCOMPARE(speak(speaker), (SpeechResult{SpeechEnd::Cut, {}}));
+    QCOMPARE(m_sound.size(), std::size_t{120000});
+    Speaker ordinary(with(program));
+    QCOMPARE(speak(ordinary).end, SpeechEnd::Cut);
+    QCOMPARE(m_sound.size(), std::size_t{90 * sampleRate});
+}
+
+void SpeakerTest::silenceWithoutEndIsNoSound()
+{
+    const SpeechProgram program(QStringLiteral("endless-silence"));
+    Speaker speaker(with(program));
+    QCOMPARE(speak(speaker), failed(QStringLiteral("endless-silence made no sound of it")));
+    QVERIFY(m_sound.empty());
+}
+
+void SpeakerTest::blankTextStartsNothing()
+{
+    const SpeechProgram program(QStringLiteral("speaks"));
+    Speaker speaker(with(program));
+    for (const char* const text : {"", " ", "\n", "\x01", "[]"}) {
+        QCOMPARE(speak(speaker, text), failed(QStringLiteral("there is nothing to say in it")));
+    }
+    QVERIFY(program.calls().isEmpty());
+}
+
+void SpeakerTest::englishStandsInForAVoiceThatIsMissingFromThenOn()
+{
+    const SpeechProgram program(QStringLiteral("knows-english-only"));
+    Speaker speaker({program.path(), "xx", patient});
+    QCOMPARE(speaker.voice(), std::string("xx"));
+    QCOMPARE(speak(speaker), SpeechResult());
+    QCOMPARE(m_sound.size(), std::size_t{4800});
+    QCOMPARE(speaker.voice(), std::string("en"));
+    QCOMPARE(speak(speaker), SpeechResult());
+    const QStringList calls = {QStringLiteral("xx"), QStringLiteral("en"), QStringLiteral("en")};
+    QCOMPARE(program.calls(), calls);
+}
+
+void SpeakerTest::aFailureInEnglishToldInEnglishTooKeepsTheVoice()
+{
+    const SpeechProgram program(QStringLiteral("knows-no-voice"));
+    Speaker speaker({program.path(), "de", patient});
+    QCOMPARE(
+        speak(speaker),
+        failed(QStringLiteral("knows-no-voice ended with status 1 (Error: no data.)")));
+    QCOMPARE(speaker.voice(), std::string("de"));
+}
+
+void SpeakerTest::stoppingEndsAProgramThatHangs()
+{
+    const SpeechProgram program(QStringLiteral("hangs"));
+    Speaker speaker(with(program, {24h, 24h, 90s}));
+    std::thread stopping([this, &program] {
+        // Not before it runs.
+        while (program.calls().isEmpty()) {
+            std::this_thread::yield();
+        }
+        m_stop.raise();
+    });
+    const SpeechResult result = speak(speaker);
+    stopping.join();
+    QCOMPARE(result, (SpeechResult{SpeechEnd::Stopped, {}}));
+}
+
+void SpeakerTest::stoppingEndsAProgramThatSpeaks()
+{
+    const SpeechProgram program(QStringLiteral("endless"));
+    Speaker speaker(with(program, {24h, 24h, 24h}));
+    const SpeechResult result = speaker.speak(
+        "Hello", [this](std::span<const float>) { m_stop.raise(); }, m_stop);
+    QCOMPARE(result, (SpeechResult{SpeechEnd::Stopped, {}}));
+}
+
+void SpeakerTest::nothingIsLeftOfASoundThatWasNotFinished()
+{
+    const SpeechProgram program(QStringLiteral("endless"));
+    Speaker speaker(with(program, {5min, 10min, 100ms}));
+    QCOMPARE(speak(speaker).end, SpeechEnd::Cut);
+    const std::vector<float> sound = m_sound;
+    QCOMPARE(sound.size(), std::size_t{4800});
+    QCOMPARE(speak(speaker).end, SpeechEnd::Cut);
+    QVERIFY(m_sound == sound);
+
+    const SpeechProgram hanging(QStringLiteral("hangs-midway"));
+    Speaker other(with(hanging, {24h, 24h, 90s}));
+    const SpeechResult stopped = other.speak(
+        "Hello", [this](std::span<const float>) { m_stop.raise(); }, m_stop);
+    QCOMPARE(stopped.end, SpeechEnd::Stopped);
+    m_stop.clear();
+    std::vector<float> again;
+    (void)other.speak(
+        "Hello",
+        [this, &again](std::span<const float> samples) {
+            again.insert(again.end(), samples.begin(), samples.end());
+            m_stop.raise();
+        },
+        m_stop);
+    QVERIFY(again.size() > 100);
+    QVERIFY(std::equal(again.begin(), again.begin() + 100, sound.begin()));
+}
+
+void SpeakerTest::espeakSpeaks()
+{
+    Speaker speaker(espeak());
+    QCOMPARE(speak(speaker, "Places, please."), SpeechResult());
+    QVERIFY2(
+        seconds(m_sound) > 0.8 && seconds(m_sound) < 3,
+        qPrintable(QString::number(seconds(m_sound))));
+    QVERIFY(loudest(m_sound) > 0.1F);
+    const auto once = m_sound.size();
+    QCOMPARE(speak(speaker, "Places, please. Places, please. Places, please."), SpeechResult());
+    QVERIFY(m_sound.size() > 2 * once && m_sound.size() < 4 * once);
+}
+
+void SpeakerTest::espeakSpeaksGerman()
+{
+    Speaker english(espeak());
+    Speaker german(espeak("de"));
+    const std::string text = "Vorhang auf, bitte alle auf die B\xC3\xBChne.";
+    QCOMPARE(speak(english, text), SpeechResult());
+    const std::vector<float> inEnglish = m_sound;
+    QCOMPARE(speak(german, text), SpeechResult());
+    QVERIFY(m_sound != inEnglish);
+    QCOMPARE(german.voice(), std::string("de"));
+}
+
+void SpeakerTest::espeakStartsAtOnce()
+{
+    Speaker speaker(espeak());
+    QCOMPARE(speak(speaker, "Places, please."), SpeechResult());
+    QVERIFY2(firstLoud(m_sound) < 480, qPrintable(QString::number(firstLoud(m_sound))));
+}
+
+void SpeakerTest::espeakKnowsNoSuchVoice()
+{
+    Speaker speaker(espeak("xx"));
+    QCOMPARE(speak(speaker, "Places, please."), SpeechResult());
+    QVERIFY(loudest(m_sound) > 0.1F);
+    QCOMPARE(speaker.voice(), std::string("en"));
+}
+
+void SpeakerTest::espeakTakesAnyText_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<double>("shortest");
+    QTest::addColumn<double>("longest");
+    const auto row = [](const char* name, const QByteArray& text, double shortest, double longest) {
+        QTest::newRow(name) << text << shortest << longest;
+    };
+    row("quotes", R"("Go" on 'cue' `five`)", 0.5, 5);
+    row("a dash first", "-v de", 0.3, 3);
+    row("an option first", "--help", 0.3, 3);
+    row("a line feed", "Stand by\nGo", 0.5, 4);
+    row("a line feed first", "\n\nGo", 0.2, 3);
+    row("emoji", "Curtain \xF0\x9F\x8E\xAD up", 0.5, 6);
+    row("markup", "<speak><break time=\"30s\"/>Go</speak>", 0.5, 15);
+    row("phonemes", "[[h@l'oU]] Go", 0.2, 8);
+    row("a command",
+        "Go \x01"
+        "300S \x01"
+        "30000Pnow",
+        0.3, 6);
+    row("shell", "$(reboot); `reboot` | reboot &", 0.5, 10);
+    row("no UTF-8", "Go \xFF\xFE now", 0.3, 4);
+    row("a zero", QByteArray("Go\0now", 6), 0.3, 3);
+    row("Greek", "\xCE\xB3\xCE\xB5\xCE\xB9\xCE\xB1", 0.2, 6);
+    row("500 characters", QByteArray("abcd ").repeated(100), 10, 80);
+    row("500 emoji", QByteArray("\xF0\x9F\x98\x80").repeated(500), 10, 90);
+    row("500 digits", QByteArray("9").repeated(500), 10, 90);
+    row("500 capitals", QByteArray("W").repeated(500), 5, 90);
+    row("500 exclamation marks", "Go" + QByteArray("!").repeated(498), 0.1, 90);
+}
+
+void SpeakerTest::espeakTakesAnyText()
+{
+    QFETCH(QByteArray, text);
+    QFETCH(double, shortest);
+    QFETCH(double, longest);
+    Speaker speaker(espeak());
+    const SpeechResult result = speak(speaker, text.toStdString());
+    QVERIFY2(
+        result.end == SpeechEnd::Spoken || result.end == SpeechEnd::Cut, qPrintable(result.reason));
+    QVERIFY2(
+        seconds(m_sound) >= shortest && seconds(m_sound) <= longest,
+        qPrintable(QString::number(seconds(m_sound))));
+    QVERIFY(loudest(m_sound) > 0.05F);
+}
+
+QTEST_GUILESS_MAIN(SpeakerTest)
+#include "SpeakerTest.moc"

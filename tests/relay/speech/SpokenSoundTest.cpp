@@ -1,0 +1,204 @@
+#include "relay/speech/SpokenSound.h"
+#include "relay/speech/WakeUp.h"
+
+#include <QTest>
+
+#include <cmath>
+#include <thread>
+#include <vector>
+
+using namespace wingbell;
+
+namespace {
+
+/// What every sample of the test is, by its place.
+float sampleAt(std::size_t place)
+{
+    return static_cast<float>(place % 1000) / 1000;
+}
+
+std::vector<float> samplesFrom(std::size_t begin, std::size_t count)
+{
+    std::vector<float> samples(count);
+    for (std::size_t place = 0; place < count; ++place) {
+        samples[place] = sampleAt(begin + place);
+    }
+    return samples;
+}
+
+bool isAt(std::size_t place, float sample)
+{
+    return std::abs(sample - sampleAt(place)) < 1.0F / 32767;
+}
+
+} // namespace
+
+class SpokenSoundTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { m_played = std::make_shared<const WakeUp>(); }
+
+    void whatIsWrittenIsReadInOrder();
+    void moreThanThereIsAtTheMomentIsNoEnd();
+    void samplesBeyondFullScaleAreClipped();
+    void readingItsEndFinishesItAndTellsSo();
+    void anEndAfterEverythingWasReadTellsSoToo();
+    void nothingAtAllIsFinishedWithItsEnd();
+    void givingItUpEarlyTellsSo();
+    void givingItUpAfterItsEndTellsNothing();
+    void beyondItsMostItTakesNothing();
+    void oneThreadWritesWhileAnotherReads();
+
+private:
+    std::shared_ptr<const WakeUp> m_played;
+};
+
+void SpokenSoundTest::whatIsWrittenIsReadInOrder()
+{
+    SpokenSound sound(m_played);
+    const std::size_t count = sampleRate * 2 + 77;
+    for (std::size_t begin = 0; begin < count; begin += 1001) {
+        sound.append(samplesFrom(begin, std::min<std::size_t>(1001, count - begin)));
+    }
+    std::vector<float> tick(mostTickSamples);
+    std::size_t place = 0;
+    for (std::size_t taken = sound.read(tick); taken > 0; taken = sound.read(tick)) {
+        for (std::size_t index = 0; index < taken; ++index) {
+            QVERIFY(isAt(place, tick[index]));
+            ++place;
+        }
+    }
+    QCOMPARE(place, count);
+}
+
+void SpokenSoundTest::moreThanThereIsAtTheMomentIsNoEnd()
+{
+    SpokenSound sound(m_played);
+    std::vector<float> tick(10, 7);
+    QCOMPARE(sound.read(tick), std::size_t{0});
+    sound.append(samplesFrom(0, 4));
+    QCOMPARE(sound.read(tick), std::size_t{4});
+    QCOMPARE(tick[4], 7.0F);
+    QCOMPARE(sound.read(tick), std::size_t{0});
+    QVERIFY(!sound.isFinished());
+    QVERIFY(!m_played->isRaised());
+    sound.append(samplesFrom(4, 1));
+    QCOMPARE(sound.read(tick), std::size_t{1});
+    QVERIFY(isAt(4, tick[0]));
+}
+
+void SpokenSoundTest::samplesBeyondFullScaleAreClipped()
+{
+    SpokenSound sound(m_played);
+    sound.append(std::vector<float>{2, -2, 1, -1});
+    std::vector<float> tick(4);
+    QCOMPARE(sound.read(tick), std::size_t{4});
+    QVERIFY(tick == std::vector<float>({1, -1, 1, -1}));
+}
+
+void SpokenSoundTest::readingItsEndFinishesItAndTellsSo()
+{
+    SpokenSound sound(m_played);
+    sound.append(samplesFrom(0, 15));
+    sound.end();
+    std::vector<float> tick(10);
+    QCOMPARE(sound.read(tick), std::size_t{10});
+    QVERIFY(!sound.isFinished());
+    QVERIFY(!m_played->isRaised());
+    QCOMPARE(sound.read(tick), std::size_t{5});
+    QVERIFY(sound.isFinished());
+    QVERIFY(m_played->isRaised());
+    m_played->clear();
+    QCOMPARE(sound.read(tick), std::size_t{0});
+    QVERIFY(!m_played->isRaised());
+}
+
+void SpokenSoundTest::anEndAfterEverythingWasReadTellsSoToo()
+{
+    SpokenSound sound(m_played);
+    sound.append(samplesFrom(0, 10));
+    std::vector<float> tick(10);
+    QCOMPARE(sound.read(tick), std::size_t{10});
+    QVERIFY(!m_played->isRaised());
+    sound.end();
+    QVERIFY(sound.isFinished());
+    QVERIFY(m_played->isRaised());
+}
+
+void SpokenSoundTest::nothingAtAllIsFinishedWithItsEnd()
+{
+    SpokenSound sound(m_played);
+    QVERIFY(!sound.isFinished());
+    sound.end();
+    QVERIFY(sound.isFinished());
+}
+
+void SpokenSoundTest::givingItUpEarlyTellsSo()
+{
+    auto sound = std::make_shared<SpokenSound>(m_played);
+    sound->append(samplesFrom(0, 10));
+    sound->end();
+    sound.reset();
+    QVERIFY(m_played->isRaised());
+}
+
+void SpokenSoundTest::givingItUpAfterItsEndTellsNothing()
+{
+    auto sound = std::make_shared<SpokenSound>(m_played);
+    sound->end();
+    m_played->clear();
+    sound.reset();
+    QVERIFY(!m_played->isRaised());
+}
+
+void SpokenSoundTest::beyondItsMostItTakesNothing()
+{
+    SpokenSound sound(m_played);
+    const std::vector<float> second(sampleRate, 0.25F);
+    for (std::size_t count = 0; count < SpokenSound::mostSeconds + 3; ++count) {
+        sound.append(second);
+        sound.append(samplesFrom(0, 1));
+    }
+    sound.end();
+    std::vector<float> block(sampleRate);
+    std::size_t read = 0;
+    for (std::size_t taken = sound.read(block); taken > 0; taken = sound.read(block)) {
+        read += taken;
+    }
+    QCOMPARE(read, SpokenSound::mostSamples);
+    QVERIFY(sound.isFinished());
+}
+
+void SpokenSoundTest::oneThreadWritesWhileAnotherReads()
+{
+    constexpr std::size_t count = sampleRate * 5 + 123;
+    for (int round = 0; round < 20; ++round) {
+        m_played->clear();
+        SpokenSound sound(m_played);
+        std::thread writer([&sound] {
+            for (std::size_t begin = 0; begin < count; begin += 4799) {
+                sound.append(samplesFrom(begin, std::min<std::size_t>(4799, count - begin)));
+            }
+            sound.end();
+        });
+        std::vector<float> tick(mostTickSamples);
+        std::size_t place = 0;
+        bool right = true;
+        while (!sound.isFinished()) {
+            const std::size_t taken = sound.read(tick);
+            for (std::size_t index = 0; index < taken; ++index) {
+                right = right && isAt(place, tick[index]);
+                ++place;
+            }
+        }
+        writer.join();
+        QVERIFY(right);
+        QCOMPARE(place, count);
+        QVERIFY(m_played->isRaised());
+    }
+}
+
+QTEST_GUILESS_MAIN(SpokenSoundTest)
+#include "SpokenSoundTest.moc"
