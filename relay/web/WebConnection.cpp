@@ -359,11 +359,11 @@ void WebConnection::refuse(const RequestProblem& problem)
     leave();
 }
 
-/// While no request is wanted: notices that the browser ends, and keeps a little of what it sends
-/// ahead.
+/// While no request is wanted: notices that the browser ends, and keeps what it sends ahead, of
+/// which takesMore() lets little in.
 void WebConnection::listenForEnd()
 {
-    while (m_reader.waiting() < m_limits.headBytes && pull()) {
+    while (pull()) {
     }
 }
 
