@@ -16,7 +16,7 @@ import own_network  # noqa: E402
 from on_air import Crew, Server, late_ticks, own_addresses, show_with, wait_until  # noqa: E402
 
 SECONDS = float(os.environ.get("WINGBELL_SECONDS", "10"))  # each load is looked at
-BURSTS = int(os.environ.get("WINGBELL_BURSTS", "60"))
+BURSTS = int(os.environ.get("WINGBELL_BURSTS", "40"))
 ANNOUNCEMENTS = int(os.environ.get("WINGBELL_ANNOUNCEMENTS", "10"))
 CROWDS = [int(count) for count in os.environ.get("WINGBELL_CROWDS", "2 8 16 32 64").split()]
 
