@@ -46,7 +46,7 @@ std::optional<QString> MediaLibrary::problem() const
 
 std::shared_ptr<MediaLink> MediaLibrary::makeLink(RtpReceiver receiver)
 {
-    return WebRtcLink::make(m_settings, std::move(receiver), m_reaper);
+    return WebRtcLink::make(m_settings, std::move(receiver), {m_reaper, m_sending});
 }
 
 } // namespace wingbell

@@ -2,6 +2,7 @@
 
 #include "relay/link/MediaLink.h"
 #include "relay/link/PipelineReaper.h"
+#include "relay/link/SendingThread.h"
 #include "relay/link/WebRtcLink.h"
 
 #include <QString>
@@ -23,6 +24,7 @@ public:
 private:
     WebRtcLink::Settings m_settings;
     PipelineReaper m_reaper;
+    SendingThread m_sending;
 };
 
 } // namespace wingbell

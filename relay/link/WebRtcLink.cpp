@@ -44,13 +44,16 @@ bool isVoice(std::span<const std::uint8_t> packet)
     return packet.size() > RtpStream::headerSize && (packet[1] & 0x7FU) == RtpStream::payloadType;
 }
 
-GstPointer<GstCaps> rtpCaps(std::uint32_t source)
+GstPointer<GstCaps> rtpCaps(std::uint32_t source, std::size_t samplesPerPacket)
 {
+    const QByteArray milliseconds =
+        QByteArray::number(static_cast<int>(samplesPerPacket * 1000 / sampleRate));
     return GstPointer<GstCaps>(gst_caps_new_simple(
         "application/x-rtp", "media", G_TYPE_STRING, "audio", "encoding-name", G_TYPE_STRING,
         "OPUS", "payload", G_TYPE_INT, int{RtpStream::payloadType}, "clock-rate", G_TYPE_INT, 48000,
         "encoding-params", G_TYPE_STRING, "2", "minptime", G_TYPE_STRING, "10", "useinbandfec",
-        G_TYPE_STRING, "1", "a-ptime", G_TYPE_STRING, "20", "ssrc", G_TYPE_UINT, source, nullptr));
+        G_TYPE_STRING, "1", "a-ptime", G_TYPE_STRING, milliseconds.constData(), "ssrc", G_TYPE_UINT,
+        source, nullptr));
 }
 
 /// Nobody reads the messages of a pipeline: forgotten as they come, or they would pile up.
@@ -216,7 +219,7 @@ struct WebRtcLink::Receiving
 };
 
 std::shared_ptr<WebRtcLink>
-WebRtcLink::make(const Settings& settings, RtpReceiver receiver, PipelineReaper& reaper)
+WebRtcLink::make(const Settings& settings, RtpReceiver receiver, const Threads& threads)
 {
     GstElement* connection = gst_element_factory_make("webrtcbin", nullptr);
     GstElement* source = gst_element_factory_make("appsrc", nullptr);
@@ -228,16 +231,17 @@ WebRtcLink::make(const Settings& settings, RtpReceiver receiver, PipelineReaper&
     GstPointer<GstElement> pipeline(GST_ELEMENT(gst_object_ref_sink(gst_pipeline_new(nullptr))));
     gst_bin_add_many(GST_BIN(pipeline.get()), source, connection, nullptr);
     auto link = std::make_shared<WebRtcLink>(
-        Private{}, settings, std::move(receiver), reaper, std::move(pipeline), connection, source);
+        Private{}, settings, std::move(receiver), threads, std::move(pipeline), connection, source);
     link->prepareConnection(settings.loopback);
+    threads.sending.add(link);
     return link;
 }
 
 WebRtcLink::WebRtcLink(
-    Private, const Settings& settings, RtpReceiver receiver, PipelineReaper& reaper,
+    Private, const Settings& settings, RtpReceiver receiver, const Threads& threads,
     GstPointer<GstElement> pipeline, GstElement* connection, GstElement* source)
     : m_samplesPerTick(settings.samplesPerTick)
-    , m_reaper(reaper)
+    , m_threads(threads)
     , m_receiving(std::make_shared<Receiving>())
     , m_pipeline(std::move(pipeline))
     , m_connection(GST_ELEMENT(gst_object_ref(connection)))
@@ -260,7 +264,7 @@ void WebRtcLink::prepareConnection(bool loopback)
     const GstPointer<GstBus> bus(gst_element_get_bus(m_pipeline.get()));
     gst_bus_set_sync_handler(bus.get(), forgetMessage, nullptr, nullptr);
 
-    const GstPointer<GstCaps> caps = rtpCaps(m_stream.source());
+    const GstPointer<GstCaps> caps = rtpCaps(m_stream.source(), m_samplesPerTick);
     g_object_set(
         m_source.get(), "is-live", TRUE, "format", GST_FORMAT_TIME, "caps", caps.get(),
         "max-buffers", mostWaitingPackets, "max-bytes", guint64{0}, "leaky-type",
@@ -408,15 +412,30 @@ void WebRtcLink::close()
         m_receiving->receiver = nullptr;
     }
     if (m_pipeline) {
-        m_reaper.end(std::move(m_pipeline));
+        m_threads.reaper.end(std::move(m_pipeline));
     }
 }
 
+/// The library's locks are not for the mixing thread: their holders may be kept waiting themselves.
 void WebRtcLink::send(std::span<const std::uint8_t> packet)
 {
-    if (!m_isOpen || m_state != State::Connected) {
-        return;
+    if (m_isOpen && m_state == State::Connected && m_outbox.put(packet)) {
+        m_threads.sending.wake();
     }
+}
+
+void WebRtcLink::sendWaiting()
+{
+    for (auto packet = m_outbox.first(); !packet.empty(); packet = m_outbox.first()) {
+        if (m_isOpen) {
+            push(packet);
+        }
+        m_outbox.removeFirst();
+    }
+}
+
+void WebRtcLink::push(std::span<const std::uint8_t> packet)
+{
     const RtpStream::Header header = m_stream.next(static_cast<std::uint32_t>(m_samplesPerTick));
     GstBuffer* buffer = gst_buffer_new_allocate(nullptr, header.size() + packet.size(), nullptr);
     gst_buffer_fill(buffer, 0, header.data(), header.size());

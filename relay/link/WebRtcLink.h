@@ -2,8 +2,10 @@
 
 #include "relay/link/GlibPointer.h"
 #include "relay/link/MediaLink.h"
+#include "relay/link/PacketOutbox.h"
 #include "relay/link/PipelineReaper.h"
 #include "relay/link/RtpStream.h"
+#include "relay/link/SendingThread.h"
 
 #include <atomic>
 #include <mutex>
@@ -12,7 +14,9 @@ namespace wingbell {
 
 /// A link to a browser: addresses, encryption and transport by GStreamer's webrtcbin, one pipeline
 /// each. What is sent and received stays RTP: mixing and jitter are not its business.
-class WebRtcLink final : public MediaLink, public std::enable_shared_from_this<WebRtcLink>
+class WebRtcLink final : public MediaLink,
+                         public SendingThread::Sender,
+                         public std::enable_shared_from_this<WebRtcLink>
 {
     struct Private
     {
@@ -26,13 +30,20 @@ public:
         bool loopback = false;
     };
 
-    /// A new link. Borrows `reaper`, which must outlive it. Nothing when the media library lacks
+    /// Who does for all links what takes time.
+    struct Threads
+    {
+        PipelineReaper& reaper;
+        SendingThread& sending;
+    };
+
+    /// A new link. Borrows `threads`, which must outlive it. Nothing when the media library lacks
     /// something it needs.
     [[nodiscard]] static std::shared_ptr<WebRtcLink>
-    make(const Settings& settings, RtpReceiver receiver, PipelineReaper& reaper);
+    make(const Settings& settings, RtpReceiver receiver, const Threads& threads);
 
     WebRtcLink(
-        Private, const Settings& settings, RtpReceiver receiver, PipelineReaper& reaper,
+        Private, const Settings& settings, RtpReceiver receiver, const Threads& threads,
         GstPointer<GstElement> pipeline, GstElement* connection, GstElement* source);
     ~WebRtcLink() override;
     Q_DISABLE_COPY_MOVE(WebRtcLink)
@@ -42,6 +53,7 @@ public:
     [[nodiscard]] State state() const override { return m_state.load(); }
     void close() override;
     void send(std::span<const std::uint8_t> packet) override;
+    void sendWaiting() override;
 
 private:
     using Weak = std::weak_ptr<WebRtcLink>;
@@ -55,10 +67,11 @@ private:
     void lookAtState();
     [[nodiscard]] bool isPeer();
     void tellOffer(std::optional<QByteArray> offer);
+    void push(std::span<const std::uint8_t> packet);
     [[nodiscard]] GstClockTime timeOfNextPacket();
 
     std::size_t m_samplesPerTick;
-    PipelineReaper& m_reaper;
+    Threads m_threads;
     std::shared_ptr<Receiving> m_receiving;
     GstPointer<GstElement> m_pipeline;
     GstPointer<GstElement> m_connection;
@@ -69,7 +82,8 @@ private:
     std::mutex m_peerMutex;
     IsPeer m_isPeer;
     OfferReady m_ready; ///< main thread only
-    RtpStream m_stream; ///< mixing thread only, and so is what follows
+    PacketOutbox m_outbox;
+    RtpStream m_stream; ///< sending thread only, and so is what follows
     GstClockTime m_packetTime = GST_CLOCK_TIME_NONE;
 };
 
