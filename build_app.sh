@@ -7,7 +7,7 @@
 #   ./build_app.sh pictures take the pictures of the README anew
 #   ./build_app.sh bench    print what the window and the server cost, and how late a voice is
 #
-# Options for test: --quick leaves out the sanitizers and the static checks.
+# Options for test: --quick leaves out the sanitizers, the fuzzers and the static checks.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -101,6 +101,11 @@ run_tests() {
     say "running the C++ tests under the address and undefined behaviour sanitizers"
     build sanitizers
     ctest --preset sanitizers -L cpp
+    say "running the tests of threads under the thread sanitizer"
+    build thread-sanitizer thread_tests
+    ctest --preset thread-sanitizer -L threads
+    say "trying what strangers may send, for a short while"
+    "$root/tests/fuzz/run" 5
     say "checking form and code"
     "$root/tests/check_code.sh"
 }

@@ -17,6 +17,7 @@
 
 #include <cerrno>
 #include <limits>
+#include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
 #include <variant>
@@ -48,6 +49,13 @@ void allowManyDescriptors()
         limit.rlim_cur = limit.rlim_max;
         (void)::setrlimit(RLIMIT_NOFILE, &limit);
     }
+}
+
+/// Every link brings threads and takes them along when it goes. A heap for each of them would keep
+/// a little of what every one of a thousand joins used.
+void shareFewHeaps()
+{
+    (void)::mallopt(M_ARENA_MAX, 2);
 }
 
 /// For tests and measurements; nobody who runs a show has to know these.
@@ -196,6 +204,7 @@ int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
         return failed(NotOnAir, *problem);
     }
     allowManyDescriptors();
+    shareFewHeaps();
     const Switches switches;
     MediaLibrary media({switches.samplesPerTick(), switches.loopback});
     if (const auto problem = media.problem()) {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "relay/sessions/CrewNews.h"
 #include "relay/osc/Announcement.h"
+#include "relay/sessions/CrewNews.h"
 #include "relay/words/LineLimiter.h"
 #include "relay/words/Refusal.h"
 

@@ -2,11 +2,11 @@
 
 #include "relay/Announcer.h"
 #include "relay/Journal.h"
-#include "relay/sessions/CrewService.h"
 #include "relay/link/MediaLibrary.h"
 #include "relay/loop/MainLoop.h"
 #include "relay/loop/Watch.h"
 #include "relay/osc/OscSocket.h"
+#include "relay/sessions/CrewService.h"
 #include "relay/voice/MixingThread.h"
 #include "relay/web/HttpsServer.h"
 

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "model/ShowFile.h"
-#include "relay/sessions/CrewNews.h"
-#include "relay/sessions/ShowPatch.h"
 #include "relay/net/PortHolder.h"
 #include "relay/osc/Announcement.h"
+#include "relay/sessions/CrewNews.h"
+#include "relay/sessions/ShowPatch.h"
 #include "relay/words/LineLimiter.h"
 #include "relay/words/Refusal.h"
 

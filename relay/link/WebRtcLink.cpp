@@ -38,6 +38,12 @@ void connectKeeping(gpointer object, const char* signal, GCallback callback, Kep
         GConnectFlags{});
 }
 
+/// Only what was agreed on goes further; whatever else is sent under another type is none of it.
+bool isVoice(std::span<const std::uint8_t> packet)
+{
+    return packet.size() > RtpStream::headerSize && (packet[1] & 0x7FU) == RtpStream::payloadType;
+}
+
 GstPointer<GstCaps> rtpCaps(std::uint32_t source)
 {
     return GstPointer<GstCaps>(gst_caps_new_simple(
@@ -169,7 +175,7 @@ struct WebRtcLink::Receiving
         if (gst_buffer_map(buffer, &map, GST_MAP_READ) == FALSE) {
             return;
         }
-        {
+        if (isVoice({map.data, map.size})) {
             const std::lock_guard lock(mutex);
             if (receiver) {
                 receiver({map.data, map.size});

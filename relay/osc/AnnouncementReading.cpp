@@ -1,8 +1,8 @@
 #include "relay/osc/AnnouncementReading.h"
 
 #include "model/Utf8.h"
-#include "relay/words/LineText.h"
 #include "relay/osc/SayAddress.h"
+#include "relay/words/LineText.h"
 
 namespace wingbell {
 

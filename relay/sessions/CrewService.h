@@ -1,9 +1,9 @@
 #pragma once
 
 #include "relay/crew/CodeGuard.h"
-#include "relay/sessions/Crew.h"
 #include "relay/crew/JoinRequest.h"
 #include "relay/crew/RoleKeys.h"
+#include "relay/sessions/Crew.h"
 #include "relay/web/HttpsServer.h"
 
 #include <functional>

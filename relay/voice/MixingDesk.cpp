@@ -109,6 +109,16 @@ std::size_t MixingDesk::talkerOf(const Announcement& announcement) const
     return m_places.size() + static_cast<std::size_t>(&announcement - m_announcements.data());
 }
 
+bool MixingDesk::isEmpty() const
+{
+    return std::none_of(
+               m_places.begin(), m_places.end(),
+               [](const Place& place) { return place.voice != nullptr; }) &&
+           std::none_of(
+               m_announcements.begin(), m_announcements.end(),
+               [](const Announcement& announcement) { return announcement.source != nullptr; });
+}
+
 std::size_t MixingDesk::tick()
 {
     playVoices();

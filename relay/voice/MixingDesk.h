@@ -41,6 +41,9 @@ public:
     /// place.
     void announce(std::shared_ptr<SoundSource> source, const std::vector<float>& talk);
 
+    /// True when there are neither voices nor announcements.
+    [[nodiscard]] bool isEmpty() const;
+
     /// Makes one tick. Returns how many announcements have finished with it.
     std::size_t tick();
 

@@ -1,6 +1,7 @@
 #include "relay/voice/MixingThread.h"
 
 #include "relay/voice/AudioFormat.h"
+#include "relay/voice/TickPace.h"
 #include "relay/voice/VoiceRoom.h"
 
 #include <pthread.h>
@@ -17,9 +18,6 @@ constexpr std::int64_t second = 1'000'000'000;
 
 /// Above ordinary threads, below what audio servers and the kernel use.
 constexpr int priority = 10;
-
-/// Further behind than this many ticks, the pace begins anew.
-constexpr std::int64_t mostBehind = 5;
 
 std::int64_t now()
 {
@@ -71,25 +69,16 @@ void MixingThread::run()
     m_isRealTime = askForRealTime();
     const auto samples = static_cast<std::int64_t>(m_room.samplesPerTick());
     const std::int64_t period = samples * second / sampleRate;
-    std::int64_t due = now();
+    TickPace pace(now(), period);
     while (!m_isStopping) {
-        sleepUntil(due);
+        sleepUntil(pace.due());
         m_room.tick();
+        m_missedTicks += pace.ended(now());
         if (++m_ticks == 1) {
             m_ticks.notify_all();
         }
-        due += period;
         if (m_room.waitWhileEmpty()) {
-            due = now();
-            continue;
-        }
-        const std::int64_t behind = (now() - due) / period;
-        if (now() > due) {
-            ++m_missedTicks;
-        }
-        if (behind > mostBehind) {
-            m_missedTicks += static_cast<std::uint64_t>(behind);
-            due += behind * period;
+            pace = TickPace(now(), period);
         }
     }
 }

@@ -189,6 +189,10 @@ bool VoiceRoom::State::isEmpty() const
 
 bool VoiceRoom::State::waitWhileEmpty()
 {
+    // While there is something to mix the mutex is not waited for here either.
+    if (m_hasNews || m_finished > 0 || !m_desk.isEmpty()) {
+        return false;
+    }
     std::unique_lock lock(m_mutex);
     if (m_isAwake || !isEmpty()) {
         return false;

@@ -10,6 +10,8 @@ struct LoopSource::Source
     GSource base;
     std::shared_ptr<Ready>* ready; ///< lives until the source is destroyed
     void* tag;
+
+    static gboolean dispatch(GSource* source, GSourceFunc, gpointer);
 };
 
 namespace {
@@ -28,10 +30,9 @@ LoopSource::LoopSource(Ready ready)
 
 LoopSource::LoopSource(int descriptor, Ready ready)
     : m_ready(kept(std::move(ready)))
-    , m_descriptor(descriptor)
 {
     // GLib keeps the pointer, and writes to none of these.
-    static GSourceFuncs functions = {nullptr, nullptr, &LoopSource::dispatch,
+    static GSourceFuncs functions = {nullptr, nullptr, &Source::dispatch,
                                      nullptr, nullptr, nullptr};
     m_source = reinterpret_cast<Source*>(g_source_new(&functions, sizeof(Source)));
     m_source->ready = &m_ready;
@@ -74,7 +75,7 @@ void LoopSource::wakeSoon()
     g_source_set_ready_time(&m_source->base, 0);
 }
 
-int LoopSource::dispatch(GSource* source, int (*)(void*), void*)
+gboolean LoopSource::Source::dispatch(GSource* source, GSourceFunc, gpointer)
 {
     auto* self = reinterpret_cast<Source*>(source);
     const auto ready = *self->ready; // what it calls may destroy the owner

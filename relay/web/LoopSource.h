@@ -5,8 +5,6 @@
 #include <memory>
 #include <optional>
 
-using GSource = struct _GSource;
-
 namespace wingbell {
 
 /// Waits, in the GLib main loop of the thread that made it, for a file descriptor, for a point in
@@ -39,12 +37,9 @@ public:
 private:
     struct Source;
 
-    static int dispatch(GSource* source, int (*)(void*), void*);
-
     std::shared_ptr<Ready> m_ready;
     Source* m_source;
-    int m_descriptor;
-    void* m_tag = nullptr;
+    void* m_tag = nullptr; ///< GLib's name for the descriptor; none without one
     short m_awaited = 0;
 };
 

@@ -65,7 +65,7 @@ QByteArray TlsSession::read(qsizetype most)
 
 void TlsSession::write(QByteArrayView bytes)
 {
-    if (m_state != State::Open && m_state != State::Ended) {
+    if (m_state != State::Open) {
         return;
     }
     ERR_clear_error();

@@ -34,8 +34,7 @@ public:
     /// will.
     [[nodiscard]] QByteArray read(qsizetype most);
 
-    /// Encrypts `bytes`, which are at most `mostBytesAtOnce`. Only while open, or when
-    /// the other side has ended and still listens.
+    /// Encrypts `bytes`, which are at most `mostBytesAtOnce`. Only while open.
     void write(QByteArrayView bytes);
 
     /// Says that nothing more will be written.

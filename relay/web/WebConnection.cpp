@@ -44,7 +44,7 @@ std::shared_ptr<WebConnection> WebConnection::begin(
     FileDescriptor descriptor, const sockaddr_storage& peer,
     std::shared_ptr<const TlsIdentity> identity, const WebLimits& limits, WebConnectionOwner& owner)
 {
-    const std::shared_ptr<WebConnection> connection(
+    std::shared_ptr<WebConnection> connection(
         new WebConnection(std::move(descriptor), peer, std::move(identity), limits, owner));
     connection->waitOn();
     return connection;
@@ -359,11 +359,11 @@ void WebConnection::refuse(const RequestProblem& problem)
     leave();
 }
 
-/// While no request is wanted: notices that the browser ends, and keeps a little of what it sends
-/// ahead.
+/// While no request is wanted: notices that the browser ends, and keeps what it sends ahead, of
+/// which takesMore() lets little in.
 void WebConnection::listenForEnd()
 {
-    while (m_reader.waiting() < m_limits.headBytes && pull()) {
+    while (pull()) {
     }
 }
 

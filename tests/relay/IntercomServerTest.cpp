@@ -2,9 +2,13 @@
 #include "model/FileDescriptor.h"
 #include "model/ShowFile.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QRandomGenerator>
 #include <QRegularExpression>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUdpSocket>
@@ -35,11 +39,20 @@ QString announcing(const QString& text, const QString& where, const QString& sen
     return QStringLiteral("Announcing \"%1\" on %2, from %3.").arg(text, where, sender);
 }
 
-/// A port that was free a moment ago.
+/// A port that was free a moment ago, for datagrams and connections; none that the system gives to
+/// whoever connects somewhere, as other tests do meanwhile.
 quint16 freePort()
 {
-    QUdpSocket socket;
-    return socket.bind(QHostAddress::Any, 0) ? socket.localPort() : quint16{0};
+    for (int attempt = 0; attempt < 1000; ++attempt) {
+        const auto port = static_cast<quint16>(QRandomGenerator::global()->bounded(20000, 32000));
+        QUdpSocket datagrams;
+        QTcpServer connections;
+        if (datagrams.bind(QHostAddress::Any, port, QAbstractSocket::DontShareAddress) &&
+            connections.listen(QHostAddress::Any, port)) {
+            return port;
+        }
+    }
+    return 0;
 }
 
 QByteArray kernelText(const QString& path)
@@ -157,6 +170,7 @@ private Q_SLOTS:
     void aPortThatIsNoneIsRefused();
     void whoHoldsThePortIsNamed_data();
     void whoHoldsThePortIsNamed();
+    void whoHoldsThePortOfTheCrewsPageIsNamed();
     void twoServersDoNotShareAPort();
 
     void theFirstLineMeansOnAir();
@@ -173,6 +187,11 @@ private Q_SLOTS:
     void malformedPacketsAreSurvived();
     void aFloodIsCountedAndNotEchoed();
     void atRestItSleepsUntilSomethingComes();
+    void theCrewsPageAnswersWithTheFirstLine();
+    void theCodeAndTheCertificateAreForNobodyElse();
+    void theCodeStaysFromShowToShow();
+    void withoutASpeechProgramItSaysWhatIsMissing();
+    void moreAnnouncementsThanCanWaitAreRefused();
 
     void aStopSignalEndsItWithTheTimeOnAir_data();
     void aStopSignalEndsItWithTheTimeOnAir();
@@ -321,6 +340,21 @@ void IntercomServerTest::whoHoldsThePortIsNamed()
             .arg(
                 QString::number(holder.localPort()), ourName,
                 QString::number(QCoreApplication::applicationPid())));
+    QCOMPARE(server.remainingLines(), QStringList());
+}
+
+void IntercomServerTest::whoHoldsThePortOfTheCrewsPageIsNamed()
+{
+    QTcpServer holder;
+    QVERIFY(holder.listen(QHostAddress::Any, m_port));
+    ServerUnderTest server;
+    QVERIFY(server.start({writeShow(m_port)}));
+    const End notOnAir{false, 1};
+    QCOMPARE(server.waitForEnd(), notOnAir);
+    const QString line = server.errorText();
+    const QString begin = QStringLiteral("Cannot go on air: TCP port %1 is in use by ").arg(m_port);
+    QVERIFY2(line.startsWith(begin), qPrintable(line));
+    QVERIFY(line.contains(QString::number(QCoreApplication::applicationPid())));
     QCOMPARE(server.remainingLines(), QStringList());
 }
 
@@ -629,6 +663,79 @@ void IntercomServerTest::atRestItSleepsUntilSomethingComes()
 #else
     QSKIP("How the kernel tells what a program waits for differs between machines.");
 #endif
+}
+
+void IntercomServerTest::theCrewsPageAnswersWithTheFirstLine()
+{
+    ServerUnderTest server;
+    QVERIFY(server.start({writeShow(m_port)}));
+    QVERIFY(server.nextLine().value().startsWith(QLatin1String("On air ")));
+    QTcpSocket browser;
+    browser.connectToHost(QHostAddress::LocalHost, m_port);
+    QVERIFY(browser.waitForConnected(ServerUnderTest::patience));
+    // Without TLS there is one page, which says how to come in, and no other.
+    browser.write("GET /api/roles HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    QVERIFY(browser.waitForDisconnected(ServerUnderTest::patience));
+    const QByteArray answer = browser.readAll();
+    QVERIFY(answer.startsWith("HTTP/1.1 200"));
+    QVERIFY(answer.contains("certificate"));
+}
+
+void IntercomServerTest::theCodeAndTheCertificateAreForNobodyElse()
+{
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    const QDir folder(server.stateFolder() + QStringLiteral("/wingbell"));
+    const auto ours = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
+    for (const char* name : {"crew-code", "certificate.pem"}) {
+        const QString path = folder.filePath(QString::fromLatin1(name));
+        QVERIFY2(QFile::exists(path), qPrintable(path));
+        QCOMPARE(QFile::permissions(path), ours);
+    }
+    QCOMPARE(QFile::permissions(folder.path()), ours | QFile::ExeOwner | QFile::ExeUser);
+}
+
+void IntercomServerTest::theCodeStaysFromShowToShow()
+{
+    const QRegularExpression code(QStringLiteral("with the code (\\d{6})\\."));
+    QStringList codes;
+    for (int show = 0; show < 2; ++show) {
+        ServerUnderTest server;
+        QVERIFY(server.start({writeShow(m_port)}));
+        const QString lines = server.linesThrough(lastOfFirst).join(QLatin1Char('\n'));
+        codes.append(code.match(lines).captured(1));
+        server.signal(SIGTERM);
+        QCOMPARE(server.waitForEnd(), cleanEnd);
+    }
+    QCOMPARE(codes.at(0).size(), 6);
+    QCOMPARE(codes.at(0), codes.at(1));
+}
+
+void IntercomServerTest::withoutASpeechProgramItSaysWhatIsMissing()
+{
+    ServerUnderTest server;
+    server.setPath(pathOf(QStringLiteral("nothing")));
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    QVERIFY(sendText(m_port, QStringLiteral("Anybody?")));
+    QCOMPARE(
+        server.linesThrough(QStringLiteral("Could not")).constLast(),
+        QStringLiteral("Could not speak \"Anybody?\": espeak-ng is not installed."));
+}
+
+void IntercomServerTest::moreAnnouncementsThanCanWaitAreRefused()
+{
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    const QString text = QStringLiteral("Places please. ").repeated(30);
+    QVERIFY(sendOsc(ipv4, m_port, {QStringLiteral("repeat"), QStringLiteral("12"), say, text}));
+    QVERIFY(server.linesThrough(QStringLiteral("8 announcements are waiting already"))
+                .constLast()
+                .startsWith(QLatin1String("Refused a message from 127.0.0.1: ")));
+    QElapsedTimer timer;
+    timer.start();
+    server.signal(SIGTERM);
+    QCOMPARE(server.waitForEnd(), cleanEnd);
+    QVERIFY2(timer.elapsed() < longestStop, qPrintable(QString::number(timer.elapsed())));
 }
 
 void IntercomServerTest::aStopSignalEndsItWithTheTimeOnAir_data()

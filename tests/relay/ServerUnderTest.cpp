@@ -25,6 +25,18 @@ ServerUnderTest::~ServerUnderTest()
     }
 }
 
+void ServerUnderTest::setPath(const QString& path)
+{
+    QProcessEnvironment environment = m_process.processEnvironment();
+    environment.insert(QStringLiteral("PATH"), path);
+    m_process.setProcessEnvironment(environment);
+}
+
+QString ServerUnderTest::stateFolder() const
+{
+    return m_process.processEnvironment().value(QStringLiteral("XDG_STATE_HOME"));
+}
+
 bool ServerUnderTest::start(const QStringList& arguments, const QString& program)
 {
     m_process.start(program.isEmpty() ? QStringLiteral(WINGBELL_SERVER) : program, arguments);

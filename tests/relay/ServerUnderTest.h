@@ -30,6 +30,11 @@ public:
     /// To be called before start(): a named pipe that takes the standard output.
     void sendOutputTo(const QString& path) { m_process.setStandardOutputFile(path); }
 
+    /// To be called before start(): where the server looks for the programs that it runs.
+    void setPath(const QString& path);
+    /// Where it keeps what stays from show to show; shared by all servers of a test program.
+    [[nodiscard]] QString stateFolder() const;
+
     /// Runs the server itself or, with a `program`, whatever becomes it.
     [[nodiscard]] bool start(const QStringList& arguments, const QString& program = {});
     [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }

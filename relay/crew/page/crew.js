@@ -43,7 +43,7 @@ const awake = new Awake(() => {
 });
 const view = new DeskView(
     { list: find('channels'), allArea: find('all-area'), empty: find('no-channels') },
-    () => session?.changed(),
+    () => session?.isChanging(),
 );
 const hands = new KeyHands(() => keys, keysChanged);
 
@@ -215,6 +215,7 @@ async function join(wanted) {
     lineShown = null;
     find('joining-role').textContent = role.name;
     find('joining-state').textContent = 'Asking for the microphone…';
+    find('line-state').textContent = '';
     showStep('joining-step');
     const joining = role;
     await microphone.open(setting());

@@ -1,12 +1,13 @@
 // The microphone of this device: asked for once, silent unless a key is on.
 
 /**
- * What the browser may do to the voice. Noise suppression takes 20 dB off a steady tone and the ends off
- * soft words, so a headset goes without; echo cancellation costs half a decibel and saves those who
- * have no headset after all; gain control brings soft voices up by some 15 dB.
+ * What the browser may do to the voice, as measured in Chromium. Echo cancellation takes 35 dB and more off
+ * the first seconds of whoever talks while others are heard, until it has learned that there is no echo: a
+ * headset goes without. Noise suppression takes 20 dB off any steady tone. Gain control brings soft voices
+ * up by 15 dB and leaves a steady tone, after three seconds, at its own level.
  */
 export const settings = {
-    headset: { echoCancellation: true, noiseSuppression: false, autoGainControl: true },
+    headset: { echoCancellation: false, noiseSuppression: false, autoGainControl: true },
     loudspeaker: { echoCancellation: true, noiseSuppression: true, autoGainControl: true },
 };
 

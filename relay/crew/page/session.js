@@ -77,6 +77,11 @@ export class Session {
         this.#posts?.changed();
     }
 
+    /** The same while it goes on changing, as a slider does. */
+    isChanging() {
+        this.#posts?.isChanging();
+    }
+
     /** The microphone was opened, closed or changed. */
     async microphoneChanged() {
         const { track } = this.#microphone;
@@ -141,7 +146,10 @@ export class Session {
         this.#posts = new StatePosts(
             this.#state,
             (state) => desk.sendState(this.#id, state),
-            (error) => this.#gone(attempt, error.message),
+            (error) => {
+                // A desk that is asked too much is still there; the next sign of life tells it all.
+                if (error.error !== 'slow-down') this.#gone(attempt, error.message);
+            },
         );
         this.#posts.changed();
     }

@@ -117,6 +117,17 @@ def those_who_answer_rubbish(server, client):
     crew.quit()
 
 
+def those_who_are_not_who_they_promised(server, client):
+    """Whoever gets between a phone and the desk has another certificate than the phone told."""
+    begin = server.lines.count()
+    crew = guests(server, client, count=2, answer="forged")
+    for number in range(2):
+        crew.wait_for(number, "joined")
+    server.wait_for_line("never got through", begin=begin)
+    assert crew.count("connected") == 0
+    crew.quit()
+
+
 def those_who_flood(server, client):
     crew = guests(server, client, count=2)
     all_connected(crew, 2)
@@ -158,6 +169,7 @@ KINDS = [
     those_who_stall,
     those_who_never_answer,
     those_who_answer_rubbish,
+    those_who_are_not_who_they_promised,
     those_who_flood,
     those_who_pelt,
     strangers_who_guess_the_code,

@@ -23,6 +23,7 @@ SWITCHES = [
     "--disable-background-timer-throttling",
     "--disable-renderer-backgrounding",
     "--use-fake-device-for-media-stream",
+    "--disable-features=WebRtcHideLocalIpsWithMdns",  # names for addresses need a network to be found
     "--allow-loopback-in-peer-connection",
     "--autoplay-policy=document-user-activation-required",
 ]
@@ -71,6 +72,11 @@ class Browser:
 
     def cdp(self, command, **arguments):
         return self.driver.execute_cdp_cmd(command, arguments)
+
+    def before_each_page(self, test, source):
+        """Runs the script before those of every page, until the test is over."""
+        script = self.cdp("Page.addScriptToEvaluateOnNewDocument", source=source)
+        test.addCleanup(self.cdp, "Page.removeScriptToEvaluateOnNewDocument", **script)
 
     def find(self, selector):
         return self.driver.find_element(By.CSS_SELECTOR, selector)

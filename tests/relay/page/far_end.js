@@ -5,13 +5,9 @@ const tone = context.createMediaStreamDestination();
 oscillator.connect(tone);
 oscillator.start();
 
-// Without it a browser hides its addresses behind names that need a network to be found.
-const permission = navigator.mediaDevices.getUserMedia({ audio: true });
-
 const peers = new Map();
 
 async function offer(session) {
-    await permission;
     await context.resume();
     const connection = new RTCPeerConnection({ iceServers: [] });
     const transceiver = connection.addTransceiver(tone.stream.getAudioTracks()[0], {

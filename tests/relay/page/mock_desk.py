@@ -103,6 +103,7 @@ class MockDesk:
         self.left = []  # sessions
         self.refusals = []  # what the next joins are answered: (status, body)
         self.role_refusals = []  # the same for the next requests for roles
+        self.state_refusals = []  # and for the next states
         self.beats = True
         self.silent = False  # takes requests and never answers
         self.unknown = set()  # sessions that the desk has forgotten
@@ -209,6 +210,8 @@ class MockDesk:
         return 204, None
 
     def answer_state(self, request):
+        if self.state_refusals:
+            return self.state_refusals.pop(0)
         session = self.known(request)
         if not session:
             return 404, {"error": "no-such-session"}
@@ -251,7 +254,7 @@ class MockDesk:
         return 204, None
 
 
-FAR_PAGE = b'<!doctype html><title>far end</title><script type="module" src="/far_end.js"></script>'
+FAR_PAGE = b'<!doctype html><title>far end</title><p>far end</p><script type="module" src="/far_end.js"></script>'
 UNIT_PAGE = b'<!doctype html><title>units</title><script type="module" src="/units/units.js"></script>'
 
 

@@ -104,6 +104,11 @@ private Q_SLOTS:
     void itTicksBeforeItIsSaidTo();
     void everybodyGetsAPacketEachTick();
     void afterItsEndNothingTicks();
+    void anEmptyRoomIsWaitedInUntilSomebodyComes();
+    void anEmptyRoomIsWaitedInUntilSomethingIsAnnounced();
+    void whoeverEndsTheWaitingEndsItForGood();
+    void aRoomIsEmptyOnlyWhenWhoLeftHasFadedOut();
+    void afterARestItTicksAgain();
     void leavingWaitsForAPacketThatIsJustBeingSent();
     void theRoomMayBeUsedFromManyThreadsWhileItTicks();
 };
@@ -140,6 +145,65 @@ void MixingThreadTest::afterItsEndNothingTicks()
     const int packets = sink->packets();
     room.tick(); // by hand: nobody else is at it
     QCOMPARE(sink->packets(), packets + 1);
+}
+
+void MixingThreadTest::anEmptyRoomIsWaitedInUntilSomebodyComes()
+{
+    VoiceRoom room(1, 480);
+    std::thread waiting([&] { static_cast<void>(room.waitWhileEmpty()); });
+    // Whether it waits already or only looks afterwards: the room is no longer empty.
+    const auto id = room.join(ChannelSet(1), ChannelSet(1), std::make_shared<CountingSink>());
+    waiting.join();
+    QVERIFY(id);
+    QVERIFY(!room.waitWhileEmpty());
+}
+
+void MixingThreadTest::anEmptyRoomIsWaitedInUntilSomethingIsAnnounced()
+{
+    VoiceRoom room(1, 480);
+    std::thread waiting([&] { static_cast<void>(room.waitWhileEmpty()); });
+    QVERIFY(room.announce(std::make_shared<Noise>(), ChannelSet::all(1)));
+    waiting.join();
+    QVERIFY(!room.waitWhileEmpty());
+    for (int tick = 0; tick < 100; ++tick) {
+        room.tick();
+        QVERIFY(!room.waitWhileEmpty());
+    }
+}
+
+void MixingThreadTest::whoeverEndsTheWaitingEndsItForGood()
+{
+    VoiceRoom room(1, 480);
+    std::thread waiting([&] { static_cast<void>(room.waitWhileEmpty()); });
+    room.wake();
+    waiting.join();
+    QVERIFY(!room.waitWhileEmpty());
+}
+
+void MixingThreadTest::aRoomIsEmptyOnlyWhenWhoLeftHasFadedOut()
+{
+    VoiceRoom room(1, 480);
+    const VoiceId id =
+        room.join(ChannelSet(1), ChannelSet(1), std::make_shared<CountingSink>()).value();
+    room.tick();
+    room.leave(id);
+    QVERIFY(!room.waitWhileEmpty());
+    room.tick();
+    QVERIFY(!room.waitWhileEmpty());
+}
+
+void MixingThreadTest::afterARestItTicksAgain()
+{
+    VoiceRoom room(1, 480);
+    const MixingThread mixer(room);
+    mixer.waitUntilTicking();
+    for (int round = 0; round < 5; ++round) {
+        const auto sink = std::make_shared<CountingSink>();
+        const VoiceId id = room.join(ChannelSet(1), ChannelSet(1), sink).value();
+        sink->waitFor(3);
+        room.leave(id);
+    }
+    QVERIFY(mixer.ticks() >= 15);
 }
 
 void MixingThreadTest::leavingWaitsForAPacketThatIsJustBeingSent()

@@ -104,6 +104,7 @@ private Q_SLOTS:
     void reorderedAndDoubledPacketsAreHarmless();
     void packetsThatComeOutOfOrderAgainAndAgainAreWaitedFor();
     void whatPassesUnheardDoesNotAddLatency();
+    void nothingIsLeftOfWhatWasHeardBefore();
     void rubbishIsSafe();
     void theStatisticsTellWhatCame();
 };
@@ -473,6 +474,22 @@ void VoiceReceiverTest::whatPassesUnheardDoesNotAddLatency()
     QVERIFY(latencies.size() >= 10);
     QVERIFY(*std::max_element(latencies.begin(), latencies.end()) < leastLatency + 700);
     QCOMPARE(receiver.statistics().lost, std::uint64_t{0});
+}
+
+void VoiceReceiverTest::nothingIsLeftOfWhatWasHeardBefore()
+{
+    // It speaks while it is heard and is silent when it is heard again.
+    TalkingClient talker([sound = tone(200, 0.8)](std::size_t sample) {
+        return sample < sampleRate * 3 / 2 ? sound(sample) : 0.0F;
+    });
+    VoiceReceiver receiver;
+    SimulatedLine line(talker, receiver, steadyDelay(10));
+    line.listen(1);
+    line.pass(1);
+    line.listen(1);
+    QVERIFY(loudnessOf(secondsOf(line.heard(), 0.5, 1)) > 0.5);
+    const double loudness = loudnessOf(secondsOf(line.heard(), 2, 2.1));
+    QVERIFY2(loudness < 1e-4, qPrintable(QString::number(loudness)));
 }
 
 void VoiceReceiverTest::rubbishIsSafe()

@@ -33,9 +33,9 @@ Browser::Browser(quint16 port, const char* address)
 {
     std::signal(SIGPIPE, SIG_IGN); // OpenSSL writes as to a file
     const sockaddr_in own = loopback(address, 0);
-    ::bind(m_descriptor.get(), reinterpret_cast<const sockaddr*>(&own), sizeof own);
+    (void)::bind(m_descriptor.get(), reinterpret_cast<const sockaddr*>(&own), sizeof own);
     const sockaddr_in server = loopback("127.0.0.1", port);
-    ::connect(m_descriptor.get(), reinterpret_cast<const sockaddr*>(&server), sizeof server);
+    (void)::connect(m_descriptor.get(), reinterpret_cast<const sockaddr*>(&server), sizeof server);
 }
 
 void Browser::secure(int newestVersion)

@@ -50,6 +50,8 @@ public:
     /// True when the server has closed its side, in whatever way.
     [[nodiscard]] bool hasEnded();
     [[nodiscard]] bool hasSent();
+    /// In bytes: what the system has not taken yet.
+    [[nodiscard]] qsizetype unsent() const { return m_toSend.size(); }
     [[nodiscard]] bool isSecure();
     /// The name in the server's certificate.
     [[nodiscard]] QByteArray serverName() const;

@@ -29,11 +29,14 @@ private Q_SLOTS:
     void aSlowFirstRequestIsCut();
     void aSlowLaterRequestIsCut();
     void anIdleConnectionIsClosed();
+    void aRequestThatWasReadInTimeIsForgotten();
     void aRequestThatIsAnsweredLateIsNotCut();
     void whoDoesNotReadAPageIsCut();
     void whoDoesNotReadItsEventsIsCut();
     void whoDoesNotReadItsEventsGetsOnlyTheNewest();
     void whoDoesNotReadItsAnswersIsHeardNoFurther();
+    void whoSendsFarAheadOfAnAnswerIsHeardNoFurther_data();
+    void whoSendsFarAheadOfAnAnswerIsHeardNoFurther();
 
     void aRequestTooLargeIsRefusedBeforeItsEnd_data();
     void aRequestTooLargeIsRefusedBeforeItsEnd();
@@ -95,6 +98,20 @@ QByteArray address(int number)
 
 constexpr std::size_t none = 0;
 
+/// True when `browser` cannot send all it has, however long it goes on.
+bool isHeardNoFurther(Browser& browser)
+{
+    qsizetype before = -1;
+    while (browser.unsent() != before) {
+        before = browser.unsent();
+        browser.work();
+        if (!loopRests()) {
+            return false;
+        }
+    }
+    return before > 0;
+}
+
 /// While it lives, this program can open nothing.
 class NoDescriptors
 {
@@ -148,9 +165,11 @@ void HttpsServerBoundsTest::halfHandshakesKeepNobodyWaiting()
     for (std::size_t count = 0; count < limits.connectionsFromOneAddress; ++count) {
         silent.emplace_back(web.port).send(word);
     }
-    QTRY_VERIFY(std::all_of(silent.begin(), silent.end(), [](Browser& browser) {
-        return !browser.received().isEmpty();
-    }));
+    QTRY_COMPARE(
+        std::count_if(
+            silent.begin(), silent.end(),
+            [](Browser& browser) { return browser.received().isEmpty(); }),
+        0);
     Browser browser = asking(web, get("/"), "127.0.0.2");
     QTRY_VERIFY(got(browser, 200));
     QCOMPARE(web.server->connections(), limits.connectionsFromOneAddress + 1);
@@ -225,6 +244,24 @@ void HttpsServerBoundsTest::anIdleConnectionIsClosed()
     QVERIFY(web.refusals.empty());
 }
 
+void HttpsServerBoundsTest::aRequestThatWasReadInTimeIsForgotten()
+{
+    WebLimits limits = WebUnderTest::wideLimits();
+    limits.laterRequest = 2s;
+    WebUnderTest web(limits);
+    Browser browser = asking(web, get("/"));
+    QTRY_VERIFY(got(browser, 200));
+    const QByteArray second = post("/api/echo", "second");
+    browser.send(second.chopped(1));
+    QTRY_VERIFY(browser.hasSent() && loopRests());
+    browser.send("d");
+    QTRY_VERIFY(browser.received().endsWith("second"));
+    Browser later = asking(web, get("/") + QByteArray("GET /"));
+    QTRY_VERIFY(later.hasEnded());
+    browser.send(post("/api/echo", "third"));
+    QTRY_VERIFY(browser.received().endsWith("third"));
+}
+
 void HttpsServerBoundsTest::aRequestThatIsAnsweredLateIsNotCut()
 {
     WebLimits limits = WebUnderTest::wideLimits();
@@ -288,7 +325,7 @@ void HttpsServerBoundsTest::whoDoesNotReadItsEventsGetsOnlyTheNewest()
     const QByteArray& all = browser.received();
     QVERIFY(
         all.contains(QByteArray("data: ").append(QByteArray::number(states - 1)).append(filling)));
-    QVERIFY(all.size() < states * filling.size() / 4);
+    QVERIFY(all.size() < 1000000);
 }
 
 void HttpsServerBoundsTest::whoDoesNotReadItsAnswersIsHeardNoFurther()
@@ -298,15 +335,31 @@ void HttpsServerBoundsTest::whoDoesNotReadItsAnswersIsHeardNoFurther()
     Browser browser = asking(web, {});
     QTRY_VERIFY(browser.isSecure());
     browser.stopReading();
-    constexpr int requests = 500000;
-    browser.send(get("/large").repeated(requests));
+    browser.send(get("/large").repeated(500000));
+    QVERIFY(isHeardNoFurther(browser));
     Browser other = asking(web, get("/"));
     QTRY_VERIFY(got(other, 200));
-    // What it sends stays with its own system, as nobody takes it.
-    Browser later = asking(web, get("/"));
-    QTRY_VERIFY(!browser.hasSent() && got(later, 200));
     browser.reset();
-    QTRY_COMPARE(web.server->connections(), std::size_t(2));
+    QTRY_COMPARE(web.server->connections(), std::size_t(1));
+}
+
+void HttpsServerBoundsTest::whoSendsFarAheadOfAnAnswerIsHeardNoFurther_data()
+{
+    QTest::addColumn<QByteArray>("first");
+    QTest::newRow("answer") << get("/api/later");
+    QTest::newRow("events") << get("/api/events");
+}
+
+void HttpsServerBoundsTest::whoSendsFarAheadOfAnAnswerIsHeardNoFurther()
+{
+    QFETCH(QByteArray, first);
+    WebUnderTest web(WebUnderTest::wideLimits());
+    Browser browser = asking(web, first);
+    QTRY_VERIFY(browser.hasSent() && web.waiting.size() + web.streams.size() == 1);
+    browser.send(get("/").repeated(500000));
+    QVERIFY(isHeardNoFurther(browser));
+    browser.reset();
+    QTRY_COMPARE(web.server->connections(), none);
 }
 
 void HttpsServerBoundsTest::aRequestTooLargeIsRefusedBeforeItsEnd_data()

@@ -56,6 +56,22 @@ test('a sign of life is a post, unless one is under way', async () => {
     equal(desk.sent.length, 2);
 });
 
+test('what goes on changing is posted once in a while, and a key at once', async () => {
+    const desk = new SlowDesk();
+    let level = 1;
+    const due = [];
+    const posts = new StatePosts(() => ({ level }), desk.send, () => {}, (call) => due.push(call));
+    for (level of [0.9, 0.8, 0.7]) posts.isChanging();
+    equal([desk.sent.length, due.length], [0, 1]);
+    due.shift()();
+    equal(desk.sent, [{ number: 1, level: 0.7 }]);
+    await desk.takes();
+    level = 0.6;
+    posts.isChanging();
+    posts.changed();
+    equal(desk.sent[1], { number: 2, level: 0.6 });
+});
+
 test('a refused post is told, and the next change is posted all the same', async () => {
     const desk = new SlowDesk();
     const told = [];

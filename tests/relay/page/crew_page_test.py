@@ -1,0 +1,794 @@
+"""The crew's page, used as a person uses it, against a desk that answers as the server does."""
+
+import math
+import pathlib
+import struct
+import sys
+import tempfile
+import unittest
+import wave
+
+from browser import Browser, wait_until
+from mock_desk import MockDesk, channel
+
+TONE = -20  # decibels, of the microphone
+HEARD = -40  # louder than this: a tone comes through
+SILENT = -80  # quieter than this: nothing does
+
+KEY = ".key"
+ALL = ".key.all"
+
+
+def key(number):
+    """The selector of the n-th channel's key, from 1."""
+    return f"#channels li:nth-child({number}) .key"
+
+
+def write_tone(path):
+    """A second of 1 kHz, which the browser takes for its microphone, over and over."""
+    rate = 48000
+    peak = 10 ** (TONE / 20) * math.sqrt(2) * 32767
+    samples = [round(peak * math.sin(2 * math.pi * 1000 * i / rate)) for i in range(rate)]
+    with wave.open(path, "wb") as file:
+        file.setnchannels(1)
+        file.setsampwidth(2)
+        file.setframerate(rate)
+        file.writeframes(struct.pack(f"<{rate}h", *samples))
+
+
+class PageTest(unittest.TestCase):
+    """One browser for all tests of a class; each test finds the desk and the page's memory as new."""
+
+    switches = ()
+    microphone = True
+
+    @classmethod
+    def setUpClass(cls):
+        cls.desk = MockDesk()
+        cls.addClassCleanup(cls.desk.stop)
+        folder = cls.enterClassContext(tempfile.TemporaryDirectory(prefix="wingbell-tone-"))
+        tone = str(pathlib.Path(folder) / "tone.wav")
+        write_tone(tone)
+        switches = [f"--use-file-for-fake-audio-capture={tone}", *cls.switches]
+        cls.browser = cls.enterClassContext(Browser(*switches, microphone=cls.microphone))
+        cls.browser.open(cls.desk.address + "/far")
+        cls.browser.find("html").click()  # or it may not make a sound
+        cls.far = cls.browser.driver.current_window_handle
+        cls.browser.driver.switch_to.new_window("window")
+        cls.crew = cls.browser.driver.current_window_handle
+        cls.browser.resize(390, 844)
+
+    def setUp(self):
+        self.browser.open(self.desk.address + "/help")  # leaves the page of the test before
+        self.browser.run("localStorage.clear()")
+        self.at_far_end("far.hangUpAll()")
+        self.desk.reset()
+        self.browser.complaints()  # those of the test before are told
+
+    def tearDown(self):
+        bad = [text for text in self.browser.complaints() if "Failed to load resource" not in text]
+        self.assertEqual(bad, [], "the page complained")
+
+    # ---- Steps that many tests take ----
+
+    def open(self, path="/"):
+        self.browser.open(self.desk.address + path)
+
+    def at_far_end(self, script, *arguments):
+        self.browser.driver.switch_to.window(self.far)
+        try:
+            return self.browser.run("return " + script, *arguments)
+        finally:
+            self.browser.driver.switch_to.window(self.crew)
+
+    def join(self, role="k7d2m9qa"):
+        self.open(f"/#code={self.desk.code}&role={role}")
+        self.browser.wait_for("#join-last")
+        self.browser.tap("#join-last")
+        self.on_air()
+
+    def on_air(self):
+        self.browser.wait_for("#desk-step")
+        self.browser.wait_for_text("#line-state", "On air")
+
+    def latch(self, number=1):
+        self.browser.tap(key(number))
+        self.wait_for_state(key(number), "latched")
+
+    def state_of(self, selector):
+        return self.browser.run("return document.querySelector(arguments[0]).dataset.state", selector)
+
+    def wait_for_state(self, selector, state):
+        wait_until(lambda: self.state_of(selector) == state, f"{selector} is {state}")
+
+    def talk_posted(self):
+        states = self.desk.newest.states
+        return states[-1]["talk"] if states else None
+
+    def wait_for_talk(self, channels):
+        wait_until(lambda: self.talk_posted() == channels, f"the desk is told {channels}")
+
+    def nothing_latched(self):
+        """No key is on, and once the tails are over the desk knows."""
+        self.wait_for_talk([])
+        states = self.browser.run("return [...document.querySelectorAll('.key')].map((k) => k.dataset.state)")
+        self.assertEqual(set(states), {"idle"})
+
+    def wait_for_rejoin(self, joins=2):
+        wait_until(lambda: len(self.desk.joins) >= joins, "the page joins anew")
+
+
+class ComingInTest(PageTest):
+    def type_code(self, code):
+        self.browser.wait_for("#code-step")
+        self.browser.find("#code").send_keys(code)
+
+    def test_the_code_leads_to_the_roles_and_how_many_are_on_each(self):
+        self.desk.present = {"b3n8x1zz": 2}
+        self.open()
+        self.type_code("482913")
+        self.browser.wait_for("#roles-step")
+        rows = self.browser.run("return [...document.querySelectorAll('.role')].map((row) => row.innerText.split('\\n'))")
+        self.assertEqual(rows[0][0], "Stage Manager")
+        self.assertIn("nobody yet", " ".join(rows[0]))
+        self.assertIn("2 on it", " ".join(rows[1]))
+        self.assertFalse(self.browser.shown("#join-last"), "nobody was here before")
+
+    def test_the_code_may_be_typed_with_a_space(self):
+        self.open()
+        self.type_code("482 913")
+        self.browser.wait_for("#roles-step")
+
+    def test_a_short_code_is_not_sent(self):
+        self.open()
+        self.type_code("4829\n")
+        self.browser.wait_for_text("#code-message", "six digits")
+
+    def test_a_wrong_code_is_told_and_another_one_works(self):
+        self.open()
+        self.type_code("111111")
+        self.browser.wait_for_text("#code-message", "not the code")
+        self.type_code("482913")
+        self.browser.wait_for("#roles-step")
+
+    def test_too_many_wrong_codes_are_counted_down(self):
+        self.desk.role_refusals = [(429, {"error": "slow-down", "seconds": 2})]
+        self.open()
+        self.type_code("482913")
+        self.browser.wait_for_text("#code-message", "Wait 2 seconds")
+        self.assertFalse(self.browser.find("#code-go").is_enabled())
+        self.browser.wait_for_text("#code-message", "Wait 1 second.")
+        wait_until(lambda: self.browser.find("#code-go").is_enabled(), "one may try again")
+        self.browser.tap("#code-go")
+        self.browser.wait_for("#roles-step")
+
+    def test_no_answer_is_told_and_tried_again(self):
+        self.desk.role_refusals = [(502, "not the desk's words")]
+        self.open("/#code=482913")
+        self.browser.wait_for_text("#code-message", "No answer from the desk")
+        self.browser.wait_for("#roles-step")
+
+    def test_a_scanned_card_offers_its_role_and_hides_the_code(self):
+        self.open("/#code=482913&role=b3n8x1zz")
+        self.browser.wait_for("#join-last")
+        self.assertEqual(self.browser.text("#join-last"), "Join as Director")
+        self.assertEqual(self.browser.run("return location.href"), self.desk.address + "/")
+
+    def test_another_card_scanned_into_the_open_page_leaves_the_desk_for_its_role(self):
+        self.join()
+        session = self.desk.newest.id
+        self.browser.run("location.hash = 'code=482913&role=b3n8x1zz'")
+        self.browser.wait_for("#join-last")
+        self.assertEqual(self.browser.text("#join-last"), "Join as Director")
+        wait_until(lambda: session in self.desk.left, "the first role is left")
+
+    def test_the_code_and_the_last_role_are_remembered(self):
+        self.join("p0p0p0p0")
+        self.open("/help")
+        self.open()
+        self.browser.wait_for("#join-last")
+        self.assertEqual(self.browser.text("#join-last"), "Join as Fly Floor")
+
+    def test_a_code_that_has_changed_since_is_asked_for(self):
+        self.open("/#code=482913")
+        self.browser.wait_for("#roles-step")
+        self.desk.code = "000111"
+        self.open("/help")
+        self.open()
+        self.browser.wait_for_text("#code-message", "The code has changed")
+        self.assertEqual(self.browser.find("#code").get_attribute("value"), "")
+
+    def test_a_card_of_a_role_that_is_gone_leaves_the_choice(self):
+        self.open("/#code=482913&role=gone")
+        self.browser.wait_for_text("#roles-message", "no longer in the show. Pick another.")
+        self.assertFalse(self.browser.shown("#join-last"))
+
+    def test_a_role_that_vanishes_before_the_tap_is_named(self):
+        self.open("/#code=482913&role=b3n8x1zz")
+        self.browser.wait_for("#join-last")
+        del self.desk.roles["b3n8x1zz"]
+        self.browser.tap("#join-last")
+        self.browser.wait_for_text("#roles-message", "The role Director is no longer in the show. Pick another.")
+
+    def test_a_full_desk_is_told(self):
+        self.desk.refusals = [(503, {"error": "full"})]
+        self.open("/#code=482913&role=b3n8x1zz")
+        self.browser.wait_for("#join-last")
+        self.browser.tap("#join-last")
+        self.browser.wait_for_text("#roles-message", "Every place at the desk is taken")
+
+    def test_a_desk_that_is_not_ready_is_asked_again(self):
+        self.desk.refusals = [(503, {"error": "not-now"})]
+        self.join()
+        self.assertEqual(len(self.desk.joins), 2)
+
+    def test_joining_can_be_called_off(self):
+        self.desk.refusals = [(503, {"error": "not-now"})] * 50
+        self.open("/#code=482913&role=b3n8x1zz")
+        self.browser.wait_for("#join-last")
+        self.browser.tap("#join-last")
+        self.browser.wait_for_text("#joining-state", "Lost the desk")
+        self.browser.tap("#joining-cancel")
+        self.browser.wait_for("#roles-step")
+
+    def test_the_counts_of_the_roles_stay_true(self):
+        self.open("/#code=482913")
+        self.browser.wait_for("#roles-step")
+        self.desk.present = {"k7d2m9qa": 4}
+        self.browser.wait_for_text(".role", "4 on it")
+
+    def test_names_are_shown_to_the_letter(self):
+        names = ["<script>alert(1)</script>", "مدير المسرح", "🎭 Prompt", "W" * 200]
+        self.desk.roles = {f"role{i}": (name, [channel(name)]) for i, name in enumerate(names)}
+        self.browser.resize(320, 640)
+        self.addCleanup(self.browser.resize, 390, 844)
+        self.open("/#code=482913")
+        self.browser.wait_for("#roles-step")
+        shown = self.browser.run("return [...document.querySelectorAll('.role-name')].map((name) => name.textContent)")
+        self.assertEqual(shown, names)
+        for role in self.desk.roles:
+            self.open("/help")
+            self.join(role)
+            name = self.desk.roles[role][0]
+            self.assertEqual(self.browser.text(".channel"), name)
+            self.assertEqual(self.browser.text("#role-name"), name)
+            self.assertEqual(self.browser.run("return document.scripts.length"), 1)
+            self.assertLessEqual(self.browser.run("return document.documentElement.scrollWidth"), 320)
+
+    def test_every_step_fits_a_small_phone(self):
+        self.browser.resize(320, 640)
+        self.addCleanup(self.browser.resize, 390, 844)
+        for path, step in [("/", "#code-step"), ("/#code=482913", "#roles-step"), ("/help", "h1")]:
+            self.open("/help")
+            self.open(path)
+            self.browser.wait_for(step)
+            self.assertLessEqual(self.browser.run("return document.documentElement.scrollWidth"), 320, step)
+        self.open("/")
+        self.join()
+        self.assertLessEqual(self.browser.run("return document.documentElement.scrollWidth"), 320)
+        heights = self.browser.run("return [...document.querySelectorAll('.key')].map((k) => k.offsetHeight)")
+        self.assertGreaterEqual(min(heights), 72)
+        sizes = self.browser.run(
+            "return [...document.querySelectorAll('input')].map((i) => parseFloat(getComputedStyle(i).fontSize))"
+        )
+        self.assertGreaterEqual(min(sizes), 16, "smaller ones make phones zoom")
+
+
+class TalkingTest(PageTest):
+    def test_joining_tells_the_desk_who_comes_and_that_there_is_a_microphone(self):
+        self.join()
+        self.assertEqual(self.desk.joins, [{"code": "482913", "role": "k7d2m9qa", "microphone": True}])
+        self.assertIn("a=sendrecv", self.desk.newest.answer)
+
+    def test_the_microphone_is_heard_while_a_key_is_held_and_only_then(self):
+        self.join()
+        session = self.desk.newest.id
+        loud = lambda: self.at_far_end("far.level(arguments[0])", session) > HEARD  # noqa: E731
+        quiet = lambda: self.at_far_end("far.level(arguments[0])", session) < SILENT  # noqa: E731
+        wait_until(quiet, "nothing is heard before")
+        self.browser.hold(key(1))
+        wait_until(loud, "the tone is heard")
+        self.browser.fingers_up()
+        wait_until(quiet, "nothing is heard after")
+        self.latch()
+        wait_until(loud, "the tone is heard again")
+
+    def test_the_level_of_the_microphone_moves_while_it_is_open(self):
+        self.join()
+        width = "return document.getElementById('meter-bar').getBoundingClientRect().width"
+        self.browser.hold(key(1))
+        wait_until(lambda: self.browser.run(width) > 50, "the level is shown")
+        self.browser.fingers_up()
+        wait_until(lambda: self.browser.run(width) == 0, "the level is gone")
+
+    def test_a_held_key_talks_until_it_is_let_go(self):
+        self.join()
+        self.browser.hold(key(2))
+        self.wait_for_talk([1])
+        self.assertEqual(self.state_of(key(2)), "held")
+        self.assertIn("TALKING", self.browser.text(key(2)))
+        self.assertEqual(self.browser.text("#notice"), "You talk on Tech")
+        self.browser.fingers_up()
+        self.nothing_latched()
+
+    def test_a_tap_latches_and_the_next_one_releases(self):
+        self.join()
+        self.latch()
+        self.wait_for_talk([0])
+        self.assertIn("LATCHED", self.browser.text(key(1)))
+        self.browser.tap(key(1))
+        self.nothing_latched()
+
+    def test_the_key_for_all_talks_on_every_channel(self):
+        self.join()
+        self.browser.hold(ALL)
+        self.wait_for_talk([0, 1])
+        self.browser.fingers_up()
+        self.nothing_latched()
+        self.browser.tap(ALL)
+        self.wait_for_talk([0, 1])
+        self.browser.tap(key(1))
+        self.wait_for_talk([1])
+
+    def test_a_finger_that_swipes_over_a_key_latches_nothing(self):
+        self.join()
+        x, y = self.browser.middle(key(1))
+        self.browser.fingers_down((x, y))
+        self.wait_for_state(key(1), "held")
+        self.browser.fingers_move((x, y + 200))
+        self.browser.fingers_up()
+        self.nothing_latched()
+
+    def test_a_thumb_that_drifts_on_its_key_goes_on_talking(self):
+        self.join()
+        x, y = self.browser.middle(key(1))
+        self.browser.hold(key(1))
+        self.wait_for_talk([0])
+        self.browser.fingers_move((x + 25, y + 20))
+        self.assertEqual(self.state_of(key(1)), "held")
+        self.browser.fingers_move((x, y + 200))
+        self.nothing_latched()
+        self.browser.fingers_up()
+        self.nothing_latched()
+
+    def test_a_second_finger_releases_and_latches_nothing(self):
+        self.join()
+        first, second = self.browser.middle(key(1)), self.browser.middle(key(2))
+        self.browser.fingers_down(first)
+        self.wait_for_state(key(1), "held")
+        self.browser.fingers_down(first, second)
+        self.browser.fingers_up()
+        self.nothing_latched()
+
+    def test_a_palm_presses_nothing(self):
+        self.join()
+        posts = len(self.desk.newest.states)
+        x, y = self.browser.middle(key(1))
+        self.browser.fingers_down((x, y, 70))
+        self.browser.fingers_up()
+        wait_until(lambda: len(self.desk.newest.states) > posts, "the next sign of life")
+        self.assertTrue(all(state["talk"] == [] for state in self.desk.newest.states))
+
+    def test_a_touch_that_the_system_takes_away_latches_nothing(self):
+        self.join()
+        self.browser.fingers_down(self.browser.middle(key(1)))
+        self.wait_for_state(key(1), "held")
+        self.browser.touch_taken_away()
+        self.nothing_latched()
+
+    def test_what_scrolls_releases_the_key_under_the_finger(self):
+        self.desk.roles["k7d2m9qa"] = ("Stage Manager", [channel(f"Channel {i}") for i in range(12)])
+        self.join()
+        self.browser.hold(key(1))
+        self.wait_for_talk([0])
+        self.browser.run("document.getElementById('channels-area').scrollTop = 100")
+        self.nothing_latched()
+        self.browser.fingers_up()
+        self.nothing_latched()
+
+    def test_a_long_touch_opens_no_menu_and_selects_no_text(self):
+        self.join()
+        script = """
+            const key = document.querySelector(arguments[0]);
+            const style = getComputedStyle(key);
+            const menu = new Event('contextmenu', {cancelable: true, bubbles: true});
+            key.dispatchEvent(menu);
+            return [menu.defaultPrevented, style.userSelect, style.touchAction];"""
+        self.assertEqual(self.browser.run(script, key(1)), [True, "none", "none"])
+
+    def test_space_and_enter_hold_and_latch_the_key_that_has_the_focus(self):
+        self.join()
+        self.browser.run("document.querySelector(arguments[0]).focus()", key(1))
+        self.browser.hold_key(" ", "Space")
+        self.wait_for_talk([0])
+        self.browser.key_up(" ", "Space")
+        self.nothing_latched()
+        self.browser.tap_key("Enter", "Enter")
+        self.wait_for_state(key(1), "latched")
+        self.browser.tap_key(" ", "Space")
+        self.nothing_latched()
+
+    def test_a_key_whose_focus_goes_elsewhere_is_released(self):
+        self.join()
+        self.browser.run("document.querySelector(arguments[0]).focus()", key(1))
+        self.browser.hold_key(" ", "Space")
+        self.wait_for_talk([0])
+        self.browser.run("document.activeElement.blur()")
+        self.nothing_latched()
+
+    def test_numbers_hold_the_keys_in_their_order_and_0_holds_all(self):
+        self.join()
+        self.browser.hold_key("2", "Digit2")
+        self.wait_for_talk([1])
+        self.browser.key_up("2", "Digit2")
+        self.nothing_latched()
+        self.browser.hold_key("0", "Digit0")
+        self.wait_for_talk([0, 1])
+        self.browser.key_up("0", "Digit0")
+        self.nothing_latched()
+        self.browser.tap_key("1", "Digit1")
+        self.wait_for_state(key(1), "latched")
+
+    def test_a_screen_readers_click_latches_and_releases(self):
+        self.join()
+        pressed = "return document.querySelector(arguments[0]).getAttribute('aria-pressed')"
+        self.assertEqual(self.browser.run(pressed, key(1)), "false")
+        self.browser.run("document.querySelector(arguments[0]).click()", key(1))
+        self.wait_for_talk([0])
+        self.assertEqual(self.browser.run(pressed, key(1)), "true")
+        self.browser.run("document.querySelector(arguments[0]).click()", key(1))
+        self.nothing_latched()
+
+    def test_a_window_that_loses_the_focus_releases_what_is_held_and_keeps_what_is_latched(self):
+        self.join()
+        self.latch(1)
+        self.browser.hold_key("2", "Digit2")
+        self.wait_for_talk([0, 1])
+        self.browser.run("window.dispatchEvent(new Event('blur'))")
+        self.wait_for_talk([0])
+
+    def test_leaving_the_page_for_another_one_turns_the_keys_off_and_says_so(self):
+        self.join()
+        self.latch()
+        self.wait_for_talk([0])
+        self.browser.driver.switch_to.new_window("tab")
+        self.wait_for_talk([])
+        self.browser.driver.close()
+        self.browser.driver.switch_to.window(self.crew)
+        self.browser.wait_for_text("#notice", "You left the page. Your keys are off.")
+        self.nothing_latched()
+
+    def test_a_microphone_that_the_desk_does_not_hear_is_told_while_one_talks(self):
+        self.join()
+        self.desk.tell("unheard", {})
+        self.desk.talkers((["Director"], False))
+        self.browser.wait_for_text(".who-text", "Director")
+        self.assertEqual(self.browser.text("#notice"), "Hamlet")
+        self.latch()
+        self.desk.tell("unheard", {})
+        self.browser.wait_for_text("#notice", "The desk hears nothing from your microphone")
+
+    def test_states_are_numbered_upwards_and_come_as_signs_of_life(self):
+        self.join()
+        session = self.desk.newest
+        self.latch()
+        wait_until(lambda: len(session.states) >= 4, "signs of life")
+        numbers = [state["number"] for state in session.states]
+        self.assertEqual(numbers, list(range(1, len(numbers) + 1)))
+
+    def test_a_microphone_that_goes_away_turns_the_keys_off_and_can_be_tried_again(self):
+        self.browser.before_each_page(
+            self,
+            """
+            const get = navigator.mediaDevices.getUserMedia.bind(navigator.mediaDevices);
+            navigator.mediaDevices.getUserMedia = async (wish) => (window.given = await get(wish));""",
+        )
+        self.join()
+        self.latch()
+        self.browser.run("const [track] = given.getTracks(); track.stop(); track.dispatchEvent(new Event('ended'))")
+        self.wait_for_talk([])
+        self.browser.wait_for_text("#no-microphone-text", "Your microphone is gone")
+        self.wait_for_state(key(1), "no-microphone")
+        self.browser.tap("#microphone-again")
+        self.wait_for_state(key(1), "idle")
+        self.latch()
+        session = self.desk.newest.id
+        wait_until(lambda: self.at_far_end("far.level(arguments[0])", session) > HEARD, "the tone is heard")
+        self.assertEqual(len(self.desk.joins), 1)
+
+    def test_the_setting_of_the_microphone_changes_on_the_desk_and_is_remembered(self):
+        self.join()
+        self.browser.tap("#menu-open")
+        self.browser.wait_for("#menu")
+        self.browser.tap("#menu label:nth-of-type(2)")
+        self.browser.tap("#menu-close")
+        self.latch()
+        self.wait_for_talk([0])
+        self.open("/help")
+        self.open()
+        self.browser.wait_for("#roles-step")
+        self.assertTrue(self.browser.run("return document.querySelector('[name=setting][value=loudspeaker]').checked"))
+
+
+class HearingTest(PageTest):
+    def levels_posted(self):
+        states = self.desk.newest.states
+        return states[-1]["levels"] if states else None
+
+    def test_a_channel_has_a_key_if_one_talks_there_and_a_level_if_one_listens(self):
+        self.join("b3n8x1zz")
+        parts = self.browser.run(
+            """return [...document.querySelectorAll('#channels li')].map((card) =>
+                [card.querySelector('.key') !== null, card.querySelector('.level') !== null])"""
+        )
+        self.assertEqual(parts, [[False, True], [True, False]])
+        self.assertFalse(self.browser.shown(ALL), "one channel needs no key for all")
+
+    def test_everything_is_heard_in_full_at_first(self):
+        self.join()
+        wait_until(lambda: self.levels_posted() == [1, 1, 1], "full levels")
+
+    def test_a_level_is_posted_and_remembered_for_its_role_and_channel(self):
+        self.join()
+        script = """
+            const slider = document.querySelector('#channels li:nth-child(2) .level');
+            slider.value = 50;
+            slider.dispatchEvent(new Event('input'));"""
+        self.browser.run(script)
+        wait_until(lambda: self.levels_posted() == [1, 0.25, 1], "half of the slider")
+        self.open("/help")
+        self.join()
+        wait_until(lambda: self.levels_posted() == [1, 0.25, 1], "the level of the last visit")
+        self.open("/help")
+        self.join("p0p0p0p0")
+        wait_until(lambda: self.levels_posted() == [1], "another role's own level")
+
+    def test_mute_silences_a_channel_and_brings_its_level_back(self):
+        self.join()
+        self.browser.tap("#channels li:nth-child(3) .mute")
+        wait_until(lambda: self.levels_posted() == [1, 1, 0], "muted")
+        self.browser.tap("#channels li:nth-child(3) .mute")
+        wait_until(lambda: self.levels_posted() == [1, 1, 1], "heard again")
+
+    def test_who_talks_is_named_on_each_channel(self):
+        self.join()
+        self.desk.talkers((["Director", "Fly Floor"], False), ([], True), ([], False))
+        self.browser.wait_for_text("#channels li:nth-child(1) .who", "2 talk: Director, Fly Floor")
+        self.assertIn("Announcement", self.browser.text("#channels li:nth-child(2) .who"))
+        self.assertEqual(self.browser.text("#channels li:nth-child(3) .who-text"), "Quiet")
+        self.browser.wait_for_text("#polite", "Director on Main, Fly Floor on Main, Announcement on Tech")
+        self.desk.talkers(([], False), ([], False), ([], False))
+        self.browser.wait_for_text("#channels li:nth-child(1) .who", "Quiet")
+
+    def test_the_place_of_the_keys_does_not_depend_on_who_talks_or_what_is_told(self):
+        self.join()
+        before = self.browser.middle(key(2))
+        self.desk.talkers(*[(["Director", "Fly Floor", "W" * 100], True)] * 3)
+        self.browser.wait_for_text(".who-text", "Announcement")
+        self.assertEqual(self.browser.middle(key(2)), before)
+        self.latch(2)
+        self.assertEqual(self.browser.middle(key(2)), before)
+        self.desk.tell("unheard", {})
+        self.browser.wait_for_text("#notice", "The desk hears nothing")
+        self.assertEqual(self.browser.middle(key(2)), before)
+
+    def test_a_browser_that_wants_another_tap_for_sound_gets_a_button(self):
+        self.open("/#code=482913&role=k7d2m9qa")
+        self.browser.wait_for("#join-last")
+        self.browser.run(
+            """window.play = HTMLMediaElement.prototype.play;
+            HTMLMediaElement.prototype.play = async () => { throw new DOMException('', 'NotAllowedError'); };"""
+        )
+        self.browser.tap("#join-last")
+        self.browser.wait_for("#hear")
+        self.browser.run("HTMLMediaElement.prototype.play = window.play")
+        self.browser.tap("#hear")
+        wait_until(lambda: not self.browser.shown("#hear"), "the button goes")
+        self.assertFalse(self.browser.run("return document.getElementById('sound').paused"))
+
+    def test_the_screen_is_kept_awake_while_one_is_on_the_desk(self):
+        self.browser.before_each_page(
+            self,
+            """
+            window.locks = 0;
+            Object.defineProperty(navigator, 'wakeLock', {value: {request: async () => {
+                window.locks += 1;
+                return {released: false, release: async () => { window.locks -= 1; }};
+            }}});""",
+        )
+        self.join()
+        wait_until(lambda: self.browser.run("return window.locks") == 1, "the screen is kept awake")
+        self.browser.tap("#menu-open")
+        self.browser.tap("#leave")
+        wait_until(lambda: self.browser.run("return window.locks") == 0, "the screen may sleep again")
+
+
+class LosingTheLineTest(PageTest):
+    def check_return(self, joins=2):
+        """The page comes back by itself, as the one it was, with its keys off."""
+        first = self.desk.joins[0]
+        before = next(iter(self.desk.sessions))
+        self.wait_for_rejoin(joins)
+        self.browser.wait_for_text("#notice", "You were reconnected. Your keys are off.")
+        self.on_air()
+        self.assertEqual(self.desk.joins[-1]["role"], first["role"])
+        self.assertEqual(self.desk.joins[-1]["replaces"], before)
+        self.nothing_latched()
+
+    def test_a_desk_that_forgot_the_session_is_joined_anew(self):
+        self.join()
+        self.latch()
+        self.desk.forget_sessions()
+        self.check_return()
+
+    def test_a_session_that_the_desk_ended_is_joined_anew(self):
+        self.join()
+        self.latch()
+        self.desk.tell("goodbye", {"reason": "silent"})
+        self.check_return()
+
+    def test_voice_that_stands_still_leads_to_a_new_line(self):
+        self.join()
+        self.latch()
+        self.at_far_end("far.fallSilent(arguments[0])", self.desk.newest.id)
+        self.check_return()
+
+    def test_a_closed_connection_leads_to_a_new_line(self):
+        self.join()
+        self.latch()
+        self.at_far_end("far.hangUp(arguments[0])", self.desk.newest.id)
+        self.check_return()
+
+    def test_events_that_stay_away_lead_to_a_new_line(self):
+        self.join()
+        self.latch()
+        self.desk.beats = False
+        wait_until(lambda: len(self.desk.joins) >= 2, "the page joins anew", patience=30)
+        self.desk.beats = True
+        self.check_return()
+
+    def test_while_the_line_is_lost_the_page_says_so_and_no_key_works(self):
+        self.join()
+        self.latch()
+        self.desk.refusals = [(503, {"error": "not-now"})] * 50
+        self.desk.tell("goodbye", {"reason": "silent"})
+        self.browser.wait_for_text("#line-state", "Lost the desk, trying again…")
+        self.wait_for_state(key(1), "no-line")
+        self.assertIn("No line", self.browser.text(key(1)))
+        self.browser.tap(key(1))
+        self.assertEqual(self.state_of(key(1)), "no-line")
+        self.browser.wait_for_text("#assertive", "Lost the desk")
+
+    def test_the_network_coming_back_makes_the_next_try_at_once(self):
+        # A page whose own clock stands still tries again for no other reason.
+        source = """
+            const start = window.setInterval.bind(window);
+            window.setInterval = (call, time) => start(() => { if (!window.still) call(); }, time);"""
+        self.browser.before_each_page(self, source)
+        self.join()
+        self.browser.run("window.still = true")
+        self.desk.tell("goodbye", {"reason": "silent"})
+        self.browser.wait_for_text("#line-state", "Lost the desk")
+        self.assertEqual(len(self.desk.joins), 1)
+        self.browser.run("window.dispatchEvent(new Event('online'))")
+        self.wait_for_rejoin()
+        self.on_air()
+
+    def test_a_desk_that_is_asked_too_much_is_not_a_lost_one(self):
+        self.join()
+        posts = len(self.desk.newest.states)
+        self.desk.state_refusals = [(429, {"error": "slow-down", "seconds": 1})]
+        self.latch()
+        wait_until(lambda: len(self.desk.newest.states) > posts, "the next sign of life")
+        self.assertEqual(self.talk_posted(), [0])
+        self.assertEqual(self.state_of(key(1)), "latched")
+        self.assertEqual(len(self.desk.joins), 1)
+
+    def test_off_air_is_said_and_waited_for(self):
+        self.join()
+        self.desk.refusals = [(503, {"error": "not-now"})]
+        self.desk.tell("goodbye", {"reason": "off-air"})
+        self.browser.wait_for_text("#line-state", "Off air")
+        self.wait_for_rejoin()
+        self.browser.wait_for_text("#line-state", "Off air")
+        self.on_air()
+
+    def test_a_role_that_is_gone_after_a_restart_leads_to_the_others(self):
+        self.join("b3n8x1zz")
+        del self.desk.roles["b3n8x1zz"]
+        self.desk.forget_sessions()
+        self.browser.wait_for_text("#roles-message", "The role Director is no longer in the show. Pick another.")
+        self.assertFalse(self.browser.shown("#join-last"))
+        self.assertFalse(self.browser.shown("#desk-step"))
+
+    def test_a_code_that_changed_during_the_show_is_asked_for(self):
+        self.join()
+        self.desk.code = "000111"
+        self.desk.forget_sessions()
+        self.browser.wait_for_text("#code-message", "The code has changed")
+
+    def test_channels_that_changed_with_a_restart_get_their_cards(self):
+        self.join("p0p0p0p0")
+        self.desk.roles["p0p0p0p0"] = ("Fly Floor", [channel("Grid"), channel("Main")])
+        self.desk.forget_sessions()
+        self.browser.wait_for_text(".channel", "Grid")
+        self.on_air()
+        self.browser.hold(key(2))
+        self.wait_for_talk([1])
+        self.browser.fingers_up()
+        self.nothing_latched()
+
+    def test_leaving_tells_the_desk_and_lets_the_microphone_go(self):
+        self.browser.before_each_page(
+            self,
+            """
+            const get = navigator.mediaDevices.getUserMedia.bind(navigator.mediaDevices);
+            navigator.mediaDevices.getUserMedia = async (wish) => (window.given = await get(wish));""",
+        )
+        self.join()
+        session = self.desk.newest.id
+        self.browser.tap("#menu-open")
+        self.browser.wait_for("#menu")
+        self.browser.tap("#leave")
+        self.browser.wait_for_text("#roles-message", "You left the desk. Your microphone is off.")
+        wait_until(lambda: session in self.desk.left, "the desk is told")
+        self.assertEqual(self.browser.run("return given.getTracks()[0].readyState"), "ended")
+        self.assertEqual(len(self.desk.joins), 1)
+        self.browser.tap("#join-last")
+        self.on_air()
+
+    def test_another_role_can_be_taken_from_the_menu(self):
+        self.join()
+        session = self.desk.newest.id
+        self.browser.tap("#menu-open")
+        self.browser.wait_for("#menu")
+        self.browser.tap("#change-role")
+        self.browser.wait_for("#roles-step")
+        wait_until(lambda: session in self.desk.left, "the desk is told")
+        self.browser.tap("#roles li:nth-child(2) button")
+        self.on_air()
+        self.assertEqual(self.browser.text("#role-name"), "Director")
+
+    def test_a_page_that_is_closed_says_goodbye(self):
+        self.join()
+        session = self.desk.newest.id
+        self.open("/help")
+        wait_until(lambda: session in self.desk.left, "the desk is told")
+
+
+class WithoutMicrophoneTest(PageTest):
+    switches = ("--deny-permission-prompts",)
+    microphone = False
+
+    @classmethod
+    def grant(cls, setting):
+        cls.browser.cdp(
+            "Browser.setPermission", permission={"name": "microphone"}, setting=setting, origin=cls.desk.address
+        )
+
+    def test_who_has_no_microphone_listens_and_can_try_again(self):
+        self.grant("denied")
+        self.join()
+        self.assertEqual(self.desk.joins[0]["microphone"], False)
+        self.assertIn("a=recvonly", self.desk.newest.answer)
+        self.browser.wait_for_text("#no-microphone-text", "You listen only")
+        self.assertEqual(self.state_of(key(1)), "no-microphone")
+        self.browser.tap(key(1))
+        self.assertEqual(self.state_of(key(1)), "no-microphone")
+        self.desk.talkers((["Director"], False))
+        self.browser.wait_for_text(".who-text", "Director")
+
+        self.grant("granted")
+        self.browser.tap("#microphone-again")
+        self.wait_for_rejoin()
+        self.on_air()
+        self.assertEqual(self.desk.joins[1]["microphone"], True)
+        self.wait_for_state(key(1), "idle")
+        self.browser.hold(key(1))
+        self.wait_for_talk([0])
+        self.browser.fingers_up()
+
+
+if __name__ == "__main__":
+    program = unittest.main(exit=False, verbosity=2)
+    sys.exit(0 if program.result.wasSuccessful() and program.result.testsRun else 1)
