@@ -17,6 +17,7 @@ from on_air import Crew, Server, late_ticks, own_addresses, show_with, wait_unti
 
 SECONDS = float(os.environ.get("WINGBELL_SECONDS", "10"))  # each load is looked at
 BURSTS = int(os.environ.get("WINGBELL_BURSTS", "40"))
+SETTLING = 20  # bursts, during which a browser finds out how late its line is
 ANNOUNCEMENTS = int(os.environ.get("WINGBELL_ANNOUNCEMENTS", "10"))
 CROWDS = [int(count) for count in os.environ.get("WINGBELL_CROWDS", "2 8 16 32 64").split()]
 
@@ -72,6 +73,7 @@ def latency_between_browsers(program, network, tick, loss):
         browser.join(server.url, server.code, "Caller")
     browsers[0].hold("Main")
     network.command(f"loss {loss}")
+    latencies(*browsers, SETTLING)
     found = latencies(*browsers, BURSTS)
     network.command("loss 0")
     for browser in browsers:
