@@ -2,7 +2,6 @@
 
 #include "relay/Sentences.h"
 #include "relay/StopSignals.h"
-#include "relay/net/SenderAddress.h"
 #include "relay/words/LineWriter.h"
 
 #include <algorithm>

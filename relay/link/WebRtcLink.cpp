@@ -5,14 +5,11 @@
 #include "relay/voice/AudioFormat.h"
 
 #include <gst/app/gstappsrc.h>
-#include <gst/rtp/gstrtpbuffer.h>
 #include <gst/sdp/sdp.h>
 #define GST_USE_UNSTABLE_API
 #include <gst/webrtc/webrtc.h>
 
 #include <QRandomGenerator>
-
-#include <cstring>
 
 namespace wingbell {
 

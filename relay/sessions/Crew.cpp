@@ -80,7 +80,8 @@ void Crew::join(
     const Joining& joining, Clock::time_point now, std::function<void(JoinOutcome)> done)
 {
     const Member* before = find(joining.replaces);
-    const bool isBack = before != nullptr && before->hasArrived;
+    // Also when the first try to come back did not get through.
+    const bool isBack = before != nullptr && (before->hasArrived || before->isBack);
     if (before != nullptr) {
         remove(joining.replaces, std::nullopt, Goodbye::Replaced);
     }

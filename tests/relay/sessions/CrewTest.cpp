@@ -125,6 +125,7 @@ private Q_SLOTS:
     void whoeverGivesNoSignOfLifeIsLetGo();
     void aBrokenLinkIsGivenTimeToComeBack();
     void joiningAnewTakesThePlaceOfTheSessionBefore();
+    void comingBackAtTheSecondTryIsComingBackToo();
     void leavingIsToldAndStopsTheKeys();
     void whoeverLeavesBeforeArrivingIsNotTold();
     void aHouseThatIsFullTakesNobody();
@@ -368,6 +369,17 @@ void CrewTest::joiningAnewTakesThePlaceOfTheSessionBefore()
         m_news.lines,
         (QStringList{
             QStringLiteral("joined Caller 10.0.0.1"), QStringLiteral("returned Caller 10.0.0.2")}));
+}
+
+void CrewTest::comingBackAtTheSecondTryIsComingBackToo()
+{
+    const QString first = join(0);
+    const QString failed = ask(0, first);
+    (void)join(0, failed);
+    QCOMPARE(
+        m_news.lines,
+        (QStringList{
+            QStringLiteral("joined Caller 10.0.0.1"), QStringLiteral("returned Caller 10.0.0.3")}));
 }
 
 void CrewTest::leavingIsToldAndStopsTheKeys()
