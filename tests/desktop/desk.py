@@ -160,7 +160,9 @@ class Desk:
         if self.process.poll() is None:
             self.process.terminate()
             self.process.wait()
-        return self.process.stdout.read().decode()
+        # What it started and left may hold the pipe open, so there may be no end to read up to.
+        os.set_blocking(self.process.stdout.fileno(), False)
+        return (self.process.stdout.read() or b"").decode()
 
 
 class Events:
@@ -274,8 +276,9 @@ def end_servers(window):
 def run(*tests, show=None, program=None, session=None):
     """Runs each test on a window of its own that opens with `show`, and ends the program with the result.
 
-    With `session`, each has a session of its own too, which the window lives in: the result of `session`, whose
-    `environment` the window gets and which is closed after. Such a test takes the window and the session.
+    With `session`, or an attribute of the test of that name, it has a session of its own too, which the window lives
+    in: the result of `session`, whose `environment` the window gets and which is closed after. Such a test takes the
+    window and the session.
     """
     real_folder_is_private()
     failed = 0
@@ -287,7 +290,8 @@ def run(*tests, show=None, program=None, session=None):
         window = None
         own = None
         try:
-            own = session() if session else None
+            make = getattr(test, "session", session)
+            own = make() if make else None
             window = Desk(program() if program else PROGRAM, own.environment if own else None)
             test(*([window, own] if own else [window]))
             words = window.close()

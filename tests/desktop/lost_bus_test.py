@@ -48,7 +48,6 @@ def the_next_show_runs_as_well(window, session):
 
 def the_window_can_be_worked_with_and_closed(window, session):
     lose_bus(session)
-    window.press("Reveal in Finder")
     assert window.save()["show"] == SHOW["show"]
     desk.click(window.find("Close"))
     assert window.process.wait(desk.PATIENCE) == 0

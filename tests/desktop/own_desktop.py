@@ -47,9 +47,7 @@ class OwnDesktop:
         return service
 
     def mate(self):
-        return self.run(
-            self.bus, "org.gnome.SessionManager", "mate-session", "--disable-acceleration-check"
-        )
+        return self.run(self.bus, "org.gnome.SessionManager", "mate-session", "--disable-acceleration-check")
 
     def xfce(self):
         return self.run(self.bus, "org.freedesktop.PowerManagement", "xfce4-power-manager", "--no-daemon")

@@ -31,7 +31,7 @@ class FileManager:
 
 NEMO = FileManager("nemo", ["nemo", "nemo.FileManager1"], "{}")
 THUNAR = FileManager(
-    "Thunar",
+    "thunar",
     ["org.xfce.Thunar", "org.xfce.Thunar.FileManager1", "org.xfce.FileManager", XFCE_SETTINGS],
     "{} - Thunar",
 )
@@ -100,7 +100,7 @@ def shown(manager):
     try:
         for index in range(desktop.get_child_count()):
             application = desktop.get_child_at_index(index)
-            if application is None or application.get_name() != manager.name:
+            if application is None or application.get_name().lower() != manager.name:
                 continue
             application.clear_cache()
             for number in range(application.get_child_count()):
@@ -127,6 +127,16 @@ def see_folder(manager, folder, selected=None):
     wait_until(seen, f"{manager.name} on {folder} with {selected}; it shows {shown(manager)}")
 
 
+def in_session(services, **options):
+    """Runs a test in a session of its own with those services."""
+
+    def with_session(test):
+        test.session = lambda: Session(services, **options)
+        return test
+
+    return with_session
+
+
 def reveal(window):
     window.press("Reveal in Finder")
 
@@ -134,10 +144,12 @@ def reveal(window):
 def with_file_manager(manager):
     """The tests of what a file manager in good health shows."""
 
+    @in_session(manager.services)
     def the_file_is_selected_in_its_folder(window, _session):
         reveal(window)
         see_folder(manager, FOLDER, "roles.json")
 
+    @in_session(manager.services)
     def the_folder_is_shown_where_there_is_no_file(window, _session):
         os.remove(desk.SHOW_FILE)
         with open(FOLDER + "/another.txt", "w", encoding="utf-8"):
@@ -145,23 +157,29 @@ def with_file_manager(manager):
         reveal(window)
         see_folder(manager, FOLDER)
 
+    @in_session(manager.services)
     def the_nearest_folder_is_shown_where_there_is_none(window, _session):
         shutil.rmtree(FOLDER)
         reveal(window)
         see_folder(manager, os.path.dirname(FOLDER))
 
-    return (
+    tests = (
         the_file_is_selected_in_its_folder,
         the_folder_is_shown_where_there_is_no_file,
         the_nearest_folder_is_shown_where_there_is_none,
     )
+    for test in tests:
+        test.__name__ += "_by_" + manager.name
+    return tests
 
 
+@in_session([XFCE_SETTINGS])
 def without_a_file_manager_on_the_bus_the_default_one_is_opened(window, _session):
     reveal(window)
     see_folder(THUNAR, FOLDER)
 
 
+@in_session([XFCE_SETTINGS])
 def a_file_manager_that_hangs_is_done_without(window, session):
     session.hang()
     reveal(window)
@@ -170,9 +188,28 @@ def a_file_manager_that_hangs_is_done_without(window, session):
     see_folder(THUNAR, FOLDER)
 
 
+@in_session([], opener=False)
 def without_any_means_the_window_goes_on(window, _session):
     reveal(window)
     assert window.save() is not None
     reveal(window)
     wait_until(lambda: not desk.children_of(window.process.pid), "nothing to be left of it")
     assert not file_managers() and window.process.poll() is None
+
+
+@in_session([XFCE_SETTINGS])
+def without_a_bus_the_default_one_is_opened(window, session):
+    session.bus.kill()
+    reveal(window)
+    see_folder(THUNAR, FOLDER)
+
+
+desk.run(
+    *with_file_manager(NEMO),
+    *with_file_manager(THUNAR),
+    without_a_file_manager_on_the_bus_the_default_one_is_opened,
+    a_file_manager_that_hangs_is_done_without,
+    without_a_bus_the_default_one_is_opened,
+    without_any_means_the_window_goes_on,
+    show=SHOW,
+)

@@ -28,7 +28,7 @@ from own_desktop import (
 
 def mate_keeps_the_computer_awake_and_lets_the_display_sleep(window, session):
     session.mate()
-    assert session.mate_inhibitors() == []
+    see(session.mate_inhibitors, [])
     go_on_air(window)
     see(session.mate_inhibitors, MATE_HOLDS)
     assert session.mate_holds_back(SUSPENDING) is True
@@ -111,7 +111,7 @@ def on_xfce_the_login_manager_keeps_the_computer_awake_and_the_display_may_sleep
 
 def on_xfce_without_a_login_manager_its_own_power_manager_does(window, session):
     session.xfce()
-    assert session.xfce_holds_back() is False
+    see(session.xfce_holds_back, False)
     go_on_air(window)
     see(session.xfce_inhibitors, [PROGRAM])
     assert session.xfce_holds_back() is True
