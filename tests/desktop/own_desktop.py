@@ -1,5 +1,6 @@
 """A desktop of a test's own: its buses, and on them the real services that keep a computer awake."""
 
+import ctypes
 import os
 import signal
 
@@ -82,17 +83,24 @@ class OwnDesktop:
     def mate_holds_back(self, what):
         return self._of_session_manager("IsInhibited", GLib.Variant("(u)", (what,)))
 
-    def _of_power_manager(self, method):
+    def xfce_holds_back(self):
+        """Whether anybody holds back something. XFCE's power manager (4.18.1) takes harm when asked while somebody does,
+        and ends soon after: for the last question of a test."""
         return self.bus.ask(
             "org.freedesktop.PowerManagement", "/org/freedesktop/PowerManagement/Inhibit",
-            "org.freedesktop.PowerManagement.Inhibit", method,
+            "org.freedesktop.PowerManagement.Inhibit", "HasInhibit",
         )  # fmt: skip
 
-    def xfce_inhibitors(self):
-        return self._of_power_manager("GetInhibitors")
-
-    def xfce_holds_back(self):
-        return self._of_power_manager("HasInhibit")
+    @staticmethod
+    def display_may_sleep():
+        """Whether the X server is to blank the screen some time: XFCE's power manager forbids it to while it is held."""
+        library = ctypes.CDLL("libX11.so.6")
+        library.XOpenDisplay.restype = ctypes.c_void_p
+        display = ctypes.c_void_p(library.XOpenDisplay(None))
+        timeout, unused = ctypes.c_int(), [ctypes.c_int() for _ in range(3)]
+        library.XGetScreenSaver(display, *map(ctypes.byref, [timeout, *unused]))
+        library.XCloseDisplay(display)
+        return timeout.value > 0
 
     def login_inhibitors(self):
         """What, who, why and how, of ours, as long as the descriptor that was given is open somewhere."""

@@ -13,7 +13,6 @@ from own_desktop import (
     IDLENESS,
     LOGIN_HOLDS,
     MATE_HOLDS,
-    PROGRAM,
     SHOW,
     SUSPENDING,
     OwnDesktop,
@@ -104,53 +103,53 @@ def on_xfce_the_login_manager_keeps_the_computer_awake_and_the_display_may_sleep
     session.login_manager()
     go_on_air(window)
     see(session.login_inhibitors, LOGIN_HOLDS)
-    assert session.xfce_inhibitors() == [] and session.xfce_holds_back() is False, "the display is kept lit"
+    assert session.display_may_sleep(), "the display is kept lit"
+    assert session.xfce_holds_back() is False
     go_off_air(window)
     see(session.login_inhibitors, [])
 
 
 def on_xfce_without_a_login_manager_its_own_power_manager_does(window, session):
-    session.xfce()
-    see(session.xfce_holds_back, False)
+    manager = session.xfce()
+    see(session.display_may_sleep, True)
     go_on_air(window)
-    see(session.xfce_inhibitors, [PROGRAM])
-    assert session.xfce_holds_back() is True
+    see(session.display_may_sleep, False)
     go_off_air(window)
-    see(session.xfce_inhibitors, [])
-    assert session.xfce_holds_back() is False
+    see(session.display_may_sleep, True)
+    assert manager.runs() and session.xfce_holds_back() is False
 
 
 def on_xfce_a_login_manager_that_comes_late_takes_over(window, session):
     session.xfce()
     go_on_air(window)
-    see(session.xfce_inhibitors, [PROGRAM])
+    see(session.display_may_sleep, False)
     session.login_manager()
     see(session.login_inhibitors, LOGIN_HOLDS)
-    see(session.xfce_inhibitors, [])
+    see(session.display_may_sleep, True)
+    assert session.xfce_holds_back() is False
 
 
 def xfce_is_asked_again_after_its_restart(window, session):
     manager = session.xfce()
     go_on_air(window)
-    see(session.xfce_inhibitors, [PROGRAM])
+    see(session.display_may_sleep, False)
     manager.end(signal.SIGKILL)
-    see(session.xfce_inhibitors, None)
+    see(session.xfce_holds_back, None)
     manager.start()
-    see(session.xfce_inhibitors, [PROGRAM])
-    go_off_air(window)
-    see(session.xfce_inhibitors, [])
+    see(session.xfce_holds_back, True)
 
 
-def a_window_that_leaves_xfce_leaves_nothing_held(window, session):
-    """The power manager itself may end by it (4.18.1 does at times); it then holds nothing either."""
+def a_window_that_crashes_leaves_nothing_held_on_xfce(window, session):
+    """The power manager itself may end by it (4.18.1 does at times); the one that follows holds nothing either."""
     manager = session.xfce()
     server = go_on_air(window)
-    see(session.xfce_inhibitors, [PROGRAM])
+    see(session.display_may_sleep, False)
     crash(window)
-    wait_until(lambda: not manager.runs() or session.xfce_inhibitors() == [], "the power manager to let go")
+    wait_until(lambda: not manager.runs() or session.display_may_sleep(), "the power manager to let go")
     if not manager.runs():
         manager.start()
-    assert session.xfce_inhibitors() == []
+    see(session.display_may_sleep, True)
+    see(session.xfce_holds_back, False)
     end(server)
 
 
@@ -206,7 +205,7 @@ desk.run(
     on_xfce_without_a_login_manager_its_own_power_manager_does,
     on_xfce_a_login_manager_that_comes_late_takes_over,
     xfce_is_asked_again_after_its_restart,
-    a_window_that_leaves_xfce_leaves_nothing_held,
+    a_window_that_crashes_leaves_nothing_held_on_xfce,
     the_login_managers_lock_is_open_as_long_as_the_server_runs,
     the_login_managers_lock_does_not_outlive_a_window_that_crashes,
     the_login_managers_lock_does_not_outlive_a_window_that_is_closed,
