@@ -84,8 +84,8 @@ class OwnDesktop:
         return self._of_session_manager("IsInhibited", GLib.Variant("(u)", (what,)))
 
     def xfce_holds_back(self):
-        """Whether anybody holds back something. XFCE's power manager (4.18.1) takes harm when asked while somebody does,
-        and ends soon after: for the last question of a test."""
+        """Whether anybody holds back something. For the last question of a test: XFCE's power manager (4.18.1) takes
+        harm when it is asked while somebody does, and ends soon after."""
         return self.bus.ask(
             "org.freedesktop.PowerManagement", "/org/freedesktop/PowerManagement/Inhibit",
             "org.freedesktop.PowerManagement.Inhibit", "HasInhibit",
@@ -93,7 +93,7 @@ class OwnDesktop:
 
     @staticmethod
     def display_may_sleep():
-        """Whether the X server is to blank the screen some time: XFCE's power manager forbids it to while it is held."""
+        """Whether the X server is to blank the screen some time. XFCE's power manager forbids it while it is held."""
         library = ctypes.CDLL("libX11.so.6")
         library.XOpenDisplay.restype = ctypes.c_void_p
         display = ctypes.c_void_p(library.XOpenDisplay(None))

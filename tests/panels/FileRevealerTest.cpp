@@ -94,11 +94,12 @@ private Q_SLOTS:
         MockService manager(*m_bus, u"file-manager"_qs, {u"--behaviour"_qs, u"hang"_qs});
         QTimer impatience;
         connect(&impatience, &QTimer::timeout, this, [this] {
-            m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
+            if (m_opened.isEmpty()) { // what is pressed later is a request of its own
+                m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
+            }
         });
         impatience.start(100);
         QTRY_VERIFY_WITH_TIMEOUT(!m_opened.isEmpty(), patience);
-        impatience.stop();
         QCOMPARE(m_opened, QStringList{m_folder->path()});
         QCOMPARE(manager.log().count(asked(u"ShowItems"_qs, u"/roles.json"_qs)), 1);
     }
