@@ -19,7 +19,7 @@ lintian "${as_root[@]}" --fail-on error,warning,info,pedantic --display-info --p
 
 # What no tool finds out is listed once, for whoever builds here and for whoever installs the package.
 depends=$(dpkg-deb -f "$package" Depends)
-for needed in $(awk '$1 == "run" { print $2 }' "$root/packaging/debian-packages.txt") libqt6quick6 libsoup-3.0-0; do
+for needed in $(awk '$1 == "run" { print $2 }' "$root/packaging/debian-packages.txt") libqt6quick6 libssl3; do
     [[ ", $depends," =~ ", $needed"[\ ,] ]] || {
         echo "The package does not ask for $needed: $depends"
         failed=1
