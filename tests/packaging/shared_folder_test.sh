@@ -3,7 +3,7 @@
 # own scripts on other roots: shared_folder_test.sh BUILD_FOLDER
 set -euo pipefail
 postinst=$1/packaging/debian/postinst
-postrm=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)/packaging/debian/postrm
+postrm=$1/packaging/debian/postrm
 roots=$(mktemp -d)
 trap 'rm -rf "$roots"' EXIT
 failed=0
