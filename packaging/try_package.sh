@@ -4,8 +4,9 @@
 #
 #   packaging/try_package.sh [PACKAGE [PICTURE]]
 #
-# The window's picture lands in PICTURE, build/package/try.png where none is given. Needs debootstrap, xvfb, openbox,
-# xdotool, imagemagick and iproute2, about 900 MB below /tmp for a few minutes, and Debian's archive or WINGBELL_MIRROR.
+# The picture of the window lands in PICTURE, build/package/try.png where none is given. Needs debootstrap, xvfb, openbox,
+# xdotool, x11-utils, imagemagick and iproute2, about 900 MB below /tmp for a few minutes, and the archive of Debian or
+# WINGBELL_MIRROR.
 # What it makes is gone when it ends.
 set -euo pipefail
 
@@ -20,7 +21,11 @@ until_true() {
     local what=$1 deadline=$((SECONDS + 30))
     shift
     until "$@"; do
-        [ $SECONDS -lt $deadline ] || fail "never happened: $what"
+        [ $SECONDS -lt $deadline ] || {
+            tail -n 20 "$work/server" "$work/window" >&2 || true
+            [ -z "${DISPLAY:-}" ] || import -window root "$picture" || true
+            fail "never happened: $what"
+        }
         read -r -t 0.1 <> <(:) || true
     done
 }
@@ -41,6 +46,7 @@ files() {
 holds_port() { nsenter --net="$network" ss -Hltn "sport = :$port" | grep -q .; }
 has_child() { pgrep -P "$1" -x "$2" >/dev/null; }
 window_id() { xdotool search --onlyvisible --pid "$1" 2>/dev/null | tail -n 1; }
+has_window_manager() { xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q '#'; }
 shows_window() { [ -n "$(window_id "$1")" ]; }
 shot() { import -window "$(window_id "$1")" -strip "$2"; }
 # Two pictures alike: the window has come to rest.
@@ -105,6 +111,7 @@ EOF
     read -r number <"$work/display"
     export DISPLAY=:$number
     openbox >/dev/null 2>&1 &
+    until_true "the window manager is there" has_window_manager
     mkdir -p "$root/tmp/.X11-unix"
     mount --bind /tmp/.X11-unix "$root/tmp/.X11-unix"
     (become_crew /usr/bin/WingbellControl) >"$work/window" 2>&1 &
@@ -156,6 +163,6 @@ work=$(mktemp -d /tmp/try-package.XXXXXX)
 trap 'rm -rf --one-file-system "$work"' EXIT
 
 say "making an empty Debian 12"
-debootstrap --variant=minbase bookworm "$work/root" "${WINGBELL_MIRROR:-http://deb.debian.org/debian}" >"$work/words" 2>&1 ||
+debootstrap --variant=minbase bookworm "$work/root" ${WINGBELL_MIRROR:+"$WINGBELL_MIRROR"} >"$work/words" 2>&1 ||
     fail "debootstrap failed: $(tail -n 5 "$work/words")"
 unshare --mount --propagation private --pid --fork --kill-child "${BASH_SOURCE[0]}" --inside "$work" "$package" "$picture"
