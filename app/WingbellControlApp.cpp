@@ -1,5 +1,6 @@
 #include "app/WingbellControlApp.h"
 
+#include "app/WindowIcon.h"
 #include "server/BusConnection.h"
 
 #include <QGuiApplication>
@@ -46,6 +47,7 @@ int WingbellControlApp::run(char* executable)
     QGuiApplication::setApplicationName(QStringLiteral("WingbellControl"));
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Wingbell Control"));
     QGuiApplication::setDesktopFileName(QStringLiteral("wingbell-control"));
+    QGuiApplication::setWindowIcon(windowIcon());
 
     QQmlApplicationEngine engine;
     engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
