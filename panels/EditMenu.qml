@@ -38,6 +38,7 @@ T.Menu {
     Entry {
         enabled: menu.canEdit && menu.canCut
         height: menu.canEdit ? implicitHeight : 0
+        //: Menu of a text field, as everywhere on the desktop.
         text: qsTr("Cut")
         visible: menu.canEdit
 
@@ -45,6 +46,7 @@ T.Menu {
     }
     Entry {
         enabled: menu.canCut
+        //: Menu of a text field, as everywhere on the desktop.
         text: qsTr("Copy")
 
         onTriggered: menu.copy()
@@ -52,12 +54,14 @@ T.Menu {
     Entry {
         enabled: menu.canEdit && menu.canPaste
         height: menu.canEdit ? implicitHeight : 0
+        //: Menu of a text field, as everywhere on the desktop.
         text: qsTr("Paste")
         visible: menu.canEdit
 
         onTriggered: menu.paste()
     }
     Entry {
+        //: Menu of a text field, as everywhere on the desktop.
         text: qsTr("Select All")
 
         onTriggered: menu.selectAll()

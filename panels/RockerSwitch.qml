@@ -10,6 +10,7 @@ Pressable {
 
     Accessible.checkable: true
     Accessible.checked: isOn
+    //: The switch that starts and stops the server, spoken only.
     Accessible.name: qsTr("Intercom server")
     Accessible.role: Accessible.CheckBox
     enabled: !isBusy
@@ -28,11 +29,13 @@ Pressable {
     HalfLabel {
         active: !rocker.isOn
         anchors.horizontalCenterOffset: -35.5
+        //: The left half of the switch, 71 wide; lit while the server is stopped.
         text: qsTr("STOP")
     }
     HalfLabel {
         active: rocker.isOn
         anchors.horizontalCenterOffset: 35.5
+        //: The right half of the switch, 71 wide; lit while the server runs.
         text: qsTr("START")
     }
     FocusRing {
