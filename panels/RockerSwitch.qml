@@ -52,6 +52,7 @@ Pressable {
         font.letterSpacing: 1
         font.pixelSize: 11
         font.weight: Font.ExtraBold
+        scale: Math.min(1, 65 / implicitWidth) // a longer word than the English stays in its half
         textFormat: Text.PlainText
     }
 }
