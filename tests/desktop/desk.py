@@ -42,7 +42,7 @@ class Desk:
         """Opens the window; `ready` is the name of what comes with the panels."""
         self.process = subprocess.Popen([program], stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self.application = wait_until(self._find_application, "the window on the accessibility bus")
-        wait_until(lambda: self.find(name=ready), "the panels")
+        wait_until(lambda: self.find(name=ready) and self.find(role=Atspi.Role.LIST), "the panels")
 
     def _find_application(self):
         if self.process.poll() is not None:
@@ -81,6 +81,17 @@ class Desk:
                 continue
             return node
         return None
+
+    def see_tree(self, expected):
+        """Waits until role and name of every accessible are these; panels come one after the other."""
+
+        def tree():
+            return [(node.get_role_name(), node.get_name()) for node in self.nodes()]
+
+        try:
+            wait_until(lambda: tree() == expected, "the tree")
+        except AssertionError:
+            assert tree() == expected, tree()
 
     def has(self, name):
         return self.find(name=name) is not None
