@@ -159,7 +159,7 @@ The number of a network port, spoken before its field.</extracomment>
     <message>
         <source>Point a QLab Network (OSC) cue at this Mac&apos;s IP and this port. Address /wingbell/say (or /wingbell/say/ChannelName) with a string argument speaks it into the intercom.</source>
         <extracomment>The addresses /wingbell/say are for the machine and stay as they are; ChannelName stands for any channel&apos;s name.</extracomment>
-        <translation>Richten Sie in QLab einen Network-Cue (OSC) auf die IP dieses Computers und diesen Port. Ein Text als String-Argument an die Adresse /wingbell/say (oder /wingbell/say/Kanalname) wird in die Sprechanlage gesprochen.</translation>
+        <translation>Richten Sie in QLab einen Network-Cue (OSC) auf die IP dieses Computers und diesen Port. An /wingbell/say (oder /wingbell/say/Kanalname) als String-Argument gesendeter Text wird in die Sprechanlage gesprochen.</translation>
     </message>
     <message>
         <source>CHANNELS</source>

@@ -14,8 +14,8 @@ SHOW = {
 }
 PATH = "/Users/Shared/Wingbell/roles.json"
 OSC_HELP = (
-    "Richten Sie in QLab einen Network-Cue (OSC) auf die IP dieses Computers und diesen Port. Ein Text als "
-    "String-Argument an die Adresse /wingbell/say (oder /wingbell/say/Kanalname) wird in die Sprechanlage gesprochen."
+    "Richten Sie in QLab einen Network-Cue (OSC) auf die IP dieses Computers und diesen Port. An /wingbell/say (oder "
+    "/wingbell/say/Kanalname) als String-Argument gesendeter Text wird in die Sprechanlage gesprochen."
 )
 WARNING = "Änderungen erreichen die Show erst, wenn Sie den Server stoppen und neu starten."
 GERMAN, ENGLISH = "Show speichern", "Save Show"
