@@ -15,18 +15,26 @@ Row {
     spacing: 6
 
     WindowButton {
+        //: A button of the window, spoken only.
         Accessible.name: qsTr("Minimise")
         symbol: "minus"
 
         onClicked: buttons.minimizeRequested()
     }
     WindowButton {
-        Accessible.name: buttons.maximized ? qsTr("Restore") : qsTr("Maximise")
+        Accessible.name: {
+            if (buttons.maximized)
+                //: A button of the window, spoken only: gives it the size back that it had.
+                return qsTr("Restore");
+            //: A button of the window, spoken only: lets it fill the screen.
+            return qsTr("Maximise");
+        }
         symbol: buttons.maximized ? "square.on.square" : "square"
 
         onClicked: buttons.maximizeRequested()
     }
     WindowButton {
+        //: A button of the window, spoken only: closes it.
         Accessible.name: qsTr("Close")
         symbol: "xmark"
 

@@ -27,6 +27,7 @@ Column {
         itemView: Chip {
             required property string name
 
+            //: What a press on a channel does, spoken only.
             Accessible.description: qsTr("Removes the channel")
             text: name
             textColor: "white"
@@ -41,8 +42,10 @@ Column {
         spacing: 8
 
         DeskField {
+            //: The field for a new channel, spoken only.
             Accessible.name: qsTr("New channel name")
             font.pixelSize: 13
+            //: Stands in the empty field, which is 220 wide.
             placeholderText: qsTr("New channel name")
             text: editor.newChannelName
             width: Math.min(220, editor.width)
@@ -53,6 +56,7 @@ Column {
         DeskButton {
             anchors.verticalCenter: parent.verticalCenter
             enabled: !ChannelName.isBlank(editor.newChannelName)
+            //: A button: adds the channel whose name is in the field.
             text: qsTr("Add")
 
             onClicked: editor.add()

@@ -45,6 +45,8 @@ TextInput {
         color: Theme.faded("white", 0.3)
         elide: Text.ElideRight
         font: field.font
+        fontSizeMode: Text.HorizontalFit // a field's width is the same in every language
+        minimumPixelSize: 9
         text: field.placeholderText
         textFormat: Text.PlainText
         verticalAlignment: Text.AlignVCenter

@@ -17,6 +17,7 @@ Item {
     }
 
     // The toolkit tells no screen reader that an item is disabled.
+    //: Says of a button or switch that it cannot be pressed at present, spoken only.
     Accessible.description: enabled ? "" : qsTr("Not available now")
     Accessible.focusable: enabled
     Accessible.focused: activeFocus

@@ -28,6 +28,7 @@ Rectangle {
         anchors.verticalCenter: parent.verticalCenter
         color: Theme.gold
         font.pixelSize: 12
+        //: The server runs with the show as it was saved before it was started.
         text: qsTr("Changes won't reach the show until you stop and restart the server.")
         textFormat: Text.PlainText
         wrapMode: Text.Wrap

@@ -33,6 +33,7 @@ Item {
             DeskField {
                 id: name
 
+                //: The field with the name of a role, e.g. Stage Manager; spoken only.
                 Accessible.name: qsTr("Role name")
                 anchors.left: parent.left
                 anchors.right: remove.left
@@ -42,6 +43,7 @@ Item {
                 font.pixelSize: 13
                 font.weight: Font.Bold
                 padding: 0
+                //: Stands in the field while the role has no name.
                 placeholderText: qsTr("Role name")
                 plateColor: "transparent"
                 text: card.role.name
@@ -56,6 +58,7 @@ Item {
             Pressable {
                 id: remove
 
+                //: The button with the dustbin, spoken only.
                 Accessible.name: qsTr("Delete role")
                 anchors.right: parent.right
                 anchors.verticalCenter: parent.verticalCenter

@@ -38,12 +38,13 @@ def wait_until(condition, what, patience=PATIENCE):
 class Desk:
     """The running control window."""
 
-    def __init__(self, program=PROGRAM, environment=None):
+    def __init__(self, program=PROGRAM, environment=None, ready="Save Show"):
+        """Opens the window; `ready` is the name of what comes with the panels."""
         self.process = subprocess.Popen(
             [program], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, env=environment
         )  # fmt: skip
         self.application = wait_until(self._find_application, "the window on the accessibility bus")
-        wait_until(lambda: self.find(name="Save Show"), "the panels")
+        wait_until(lambda: self.find(name=ready) and self.find(role=Atspi.Role.LIST), "the panels")
 
     def _find_application(self):
         if self.process.poll() is not None:
@@ -82,6 +83,17 @@ class Desk:
                 continue
             return node
         return None
+
+    def see_tree(self, expected):
+        """Waits until role and name of every accessible are these; panels come one after the other."""
+
+        def tree():
+            return [(node.get_role_name(), node.get_name()) for node in self.nodes()]
+
+        try:
+            wait_until(lambda: tree() == expected, "the tree")
+        except AssertionError:
+            assert tree() == expected, tree()
 
     def has(self, name):
         return self.find(name=name) is not None
@@ -145,8 +157,8 @@ class Desk:
 
     def console(self):
         """The console's lines as a screen reader gets them."""
-        console = wait_until(lambda: self.find(name="Console"), "the console")
-        return [node.get_name() for node in self.nodes(console) if node.get_name() != "Console"]
+        console = wait_until(lambda: self.find(role=Atspi.Role.LIST), "the console")
+        return [node.get_name() for node in list(self.nodes(console))[1:]]
 
     def see_line(self, *parts):
         """Waits for a console line that holds all `parts`."""
@@ -273,12 +285,12 @@ def end_servers(window):
         wait_until(lambda pid=server: not alive(pid), "the server to end")
 
 
-def run(*tests, show=None, program=None, session=None):
+def run(*tests, show=None, program=None, session=None, ready="Save Show"):
     """Runs each test on a window of its own that opens with `show`, and ends the program with the result.
 
     With `session`, or an attribute of the test of that name, it has a session of its own too, which the window lives
     in: the result of `session`, whose `environment` the window gets and which is closed after. Such a test takes the
-    window and the session.
+    window and the session. An attribute `program` of the test makes the window that it needs.
     """
     real_folder_is_private()
     failed = 0
@@ -292,7 +304,8 @@ def run(*tests, show=None, program=None, session=None):
         try:
             make = getattr(test, "session", session)
             own = make() if make else None
-            window = Desk(program() if program else PROGRAM, own.environment if own else None)
+            path = getattr(test, "program", program)
+            window = Desk(path() if path else PROGRAM, own.environment if own else None, ready)
             test(*([window, own] if own else [window]))
             words = window.close()
             assert "qrc:" not in words and "Binding loop" not in words, words
