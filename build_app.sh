@@ -4,7 +4,7 @@
 #   ./build_app.sh          install what is missing and build
 #   ./build_app.sh run      the same, then open the window
 #   ./build_app.sh test     the same, then run every test; needs no screen
-#   ./build_app.sh pictures take the pictures of the README anew
+#   ./build_app.sh pictures take the pictures of the guide anew
 #   ./build_app.sh bench    print what the window and the server cost, and how late a voice is
 #
 # Options for test: --quick leaves out the sanitizers, the fuzzers and the static checks.
