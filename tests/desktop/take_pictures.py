@@ -20,6 +20,7 @@ SHOW = {
 }
 USUAL_SIZE = (820, 760)
 WHOLE_SIZE = (820, 1230)  # in which everything can be seen without scrolling
+DESK_STRIP = "820x336+0+0"  # the header, the switch and the console
 AROUND = 8  # pixels around what is cut out
 
 
@@ -91,7 +92,7 @@ def take_without_show():
     silent.press("Intercom server")
     wait_until(lambda: silent.has("STARTING"), "the lamp to say STARTING")
     silent.see_line("▶︎ Starting server with ")
-    picture(silent, "starting.png")
+    picture(silent, "starting.png", "-crop", DESK_STRIP, "+repage")
     desk.end_servers(silent)
     silent.close()
 
