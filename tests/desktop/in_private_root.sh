@@ -5,7 +5,8 @@
 #
 #   in_private_root.sh BUILD_FOLDER COMMAND [ARGUMENT...]
 #
-# With WINGBELL_OUTPUT set, that folder is /output, the only one in which something stays.
+# With WINGBELL_OUTPUT set, that folder is /output, the only one in which something stays. With
+# WINGBELL_KEEP_NETWORK=1 the network is the caller's, who has made one for this.
 # The application is installed from the build folder to /opt/wingbell, the tests lie in /tests.
 set -euo pipefail
 
@@ -24,13 +25,15 @@ staging=$(mktemp -d)
 trap 'rm -rf "$staging"' EXIT
 output=()
 [ -z "${WINGBELL_OUTPUT:-}" ] || output=(--bind "$WINGBELL_OUTPUT" /output)
+network=()
+[ "${WINGBELL_KEEP_NETWORK:-}" != 1 ] || network=(--share-net)
 # The ordinary user need not be known to the machine; a message bus asks who it is.
 echo "crew:x:1000:1000::/home/crew:/bin/sh" >"$staging/passwd"
 echo "crew:x:1000:" >"$staging/group"
 cmake --install "$build" --prefix "$staging/wingbell" >/dev/null
 
 bwrap \
-    --unshare-all --new-session --die-with-parent --uid 1000 --gid 1000 \
+    --unshare-all "${network[@]}" --new-session --die-with-parent --uid 1000 --gid 1000 \
     --ro-bind /usr /usr --symlink usr/bin /bin --symlink usr/sbin /sbin \
     --symlink usr/lib /lib --symlink usr/lib64 /lib64 \
     --ro-bind /etc /etc --ro-bind "$staging/passwd" /etc/passwd --ro-bind "$staging/group" /etc/group \
