@@ -29,13 +29,13 @@ TextInput {
 
     Keys.onMenuPressed: menu.popup(field, cursorRectangle.x, height)
 
-    Rectangle {
+    InsetPlate {
         anchors.fill: parent
-        border.color: Theme.gold
-        border.width: field.activeFocus && field.plateColor.a > 0 ? 1 : 0
-        color: field.plateColor
+        cornerRadius: field.radius
+        fill: field.plateColor
         objectName: "plate"
-        radius: field.radius
+        outline: Theme.gold
+        outlineWidth: field.activeFocus && field.plateColor.a > 0 ? 1 : 0
         z: -1
     }
     Text {

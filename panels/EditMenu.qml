@@ -19,10 +19,11 @@ T.Menu {
     implicitWidth: 160
     padding: 4
 
-    background: Rectangle {
-        border.color: Theme.faded(Theme.steelMid, 0.6)
-        color: Theme.steelDark
-        radius: 6
+    background: InsetPlate {
+        cornerRadius: 6
+        fill: Theme.steelDark
+        outline: Theme.faded(Theme.steelMid, 0.6)
+        outlineWidth: 1
     }
     contentItem: ListView {
         currentIndex: menu.currentIndex
@@ -71,9 +72,9 @@ T.Menu {
         implicitHeight: 26
         implicitWidth: 152
 
-        background: Rectangle {
-            color: entry.highlighted ? Theme.gold : "transparent"
-            radius: 4
+        background: InsetPlate {
+            cornerRadius: 4
+            fill: entry.highlighted ? Theme.gold : "transparent"
         }
         contentItem: Text {
             color: entry.highlighted ? "black" : "white"

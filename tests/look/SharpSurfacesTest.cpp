@@ -1,3 +1,4 @@
+#include "look/InsetPlate.h"
 #include "look/PaintedSurface.h"
 
 #include <QImage>
@@ -45,6 +46,16 @@ int blurredPixels(const QImage& picture, const QRect& area)
     return found;
 }
 
+/// A pixel as a sign: lit, dark or, what no sharp line has, between.
+QChar shadeOf(QRgb pixel)
+{
+    constexpr int unseen = 16;
+    if (qGray(pixel) >= 255 - unseen) {
+        return u'#';
+    }
+    return qGray(pixel) <= unseen ? u' ' : u'~';
+}
+
 } // namespace
 
 /// Run once for every scale that desktops offer.
@@ -56,6 +67,8 @@ private Q_SLOTS:
     void initTestCase();
     void aPicturesPixelsAreTheScreens_data();
     void aPicturesPixelsAreTheScreens();
+    void anOutlineIsAsWideOnEverySideOfWhatClipsIt_data();
+    void anOutlineIsAsWideOnEverySideOfWhatClipsIt();
 };
 
 void SharpSurfacesTest::initTestCase()
@@ -98,6 +111,52 @@ void SharpSurfacesTest::aPicturesPixelsAreTheScreens()
     const QRect inside =
         drawn.toAlignedRect().adjusted(1, 1, -1, -1) & picture.rect().adjusted(0, 0, -1, -1);
     QCOMPARE(blurredPixels(picture, inside), 0);
+}
+
+void SharpSurfacesTest::anOutlineIsAsWideOnEverySideOfWhatClipsIt_data()
+{
+    QTest::addColumn<QRectF>("place");
+    QTest::addColumn<double>("width");
+    QTest::newRow("a button") << QRectF(20.0, 30.0, 95.3, 29.0) << 1.0;
+    QTest::newRow("a field") << QRectF(20.0, 71.0, 340.0, 39.0) << 1.0;
+    QTest::newRow("a ring") << QRectF(37.0, 83.0, 156.0, 64.0) << 2.0;
+    QTest::newRow("a longer field") << QRectF(20.0, 101.0, 375.0, 39.0) << 1.0;
+}
+
+void SharpSurfacesTest::anOutlineIsAsWideOnEverySideOfWhatClipsIt()
+{
+    QFETCH(const QRectF, place);
+    QFETCH(const double, width);
+    QQuickWindow window;
+    window.setColor(Qt::black);
+    window.resize(400, 300);
+    QQuickItem clip(window.contentItem());
+    clip.setClip(true);
+    clip.setPosition(place.topLeft());
+    clip.setSize(place.size());
+    InsetPlate plate;
+    plate.setProperty("fill", QColor(Qt::black));
+    plate.setProperty("outline", QColor(Qt::white));
+    plate.setProperty("outlineWidth", width);
+    plate.setProperty("cornerRadius", 3.0);
+    plate.setParentItem(&clip);
+    plate.setSize(place.size());
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+
+    const QImage picture = window.grabWindow();
+    const QPoint middle = (place.center() * window.devicePixelRatio()).toPoint();
+    QString across;
+    for (int x = 0; x < picture.width(); ++x) {
+        across.append(shadeOf(picture.pixel(x, middle.y())));
+    }
+    QString down;
+    for (int y = 0; y < picture.height(); ++y) {
+        down.append(shadeOf(picture.pixel(middle.x(), y)));
+    }
+    const QString line(qRound(width * window.devicePixelRatio()), u'#');
+    QCOMPARE(across.split(u' ', Qt::SkipEmptyParts), QStringList({line, line}));
+    QCOMPARE(down.split(u' ', Qt::SkipEmptyParts), QStringList({line, line}));
 }
 
 QTEST_MAIN(SharpSurfacesTest)
