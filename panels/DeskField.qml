@@ -9,6 +9,11 @@ TextInput {
     property color plateColor: Theme.steelDeep
     property real radius: 6
 
+    // A text that is too long is read from its beginning, and edited around the caret.
+    function showWhatMatters() {
+        ensureVisible(activeFocus ? cursorPosition : 0);
+    }
+
     Accessible.focusable: true
     Accessible.focused: activeFocus
     Accessible.role: Accessible.EditableText
@@ -27,7 +32,11 @@ TextInput {
         width: 1
     }
 
+    Component.onCompleted: showWhatMatters()
     Keys.onMenuPressed: menu.popup(field, cursorRectangle.x, height)
+    onActiveFocusChanged: showWhatMatters()
+    onCursorPositionChanged: showWhatMatters()
+    onWidthChanged: showWhatMatters()
 
     InsetPlate {
         anchors.fill: parent
