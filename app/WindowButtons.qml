@@ -49,11 +49,12 @@ Row {
         implicitHeight: 16
         implicitWidth: 16
 
-        Rectangle {
+        InsetPlate {
             anchors.fill: parent
-            border.color: Theme.faded(Theme.steelMid, 0.6)
-            color: Theme.faded(Theme.steelMid, button.pressed ? 0.6 : hover.hovered ? 0.45 : 0.2)
-            radius: 8
+            cornerRadius: 8
+            fill: Theme.faded(Theme.steelMid, button.pressed ? 0.6 : hover.hovered ? 0.45 : 0.2)
+            outline: Theme.faded(Theme.steelMid, 0.6)
+            outlineWidth: 1
         }
         Symbol {
             anchors.centerIn: parent
@@ -65,8 +66,8 @@ Row {
             id: hover
         }
         FocusRing {
+            cornerRadius: 10
             distance: 2
-            radius: 10
             visible: button.showsFocus
         }
     }

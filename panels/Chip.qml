@@ -29,8 +29,8 @@ Pressable {
         textFormat: Text.PlainText
     }
     FocusRing {
+        cornerRadius: height / 2
         distance: 2
-        radius: height / 2
         visible: chip.showsFocus
     }
 }

@@ -20,11 +20,11 @@ Item {
         x: 14
         y: 14
 
-        Rectangle {
+        InsetPlate {
             anchors.verticalCenter: parent.verticalCenter
-            color: Theme.ready
+            cornerRadius: 3
+            fill: Theme.ready
             height: 6
-            radius: 3
             width: 6
         }
         Text {

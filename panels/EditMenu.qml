@@ -20,10 +20,11 @@ T.Menu {
     implicitWidth: widest + 8
     padding: 4
 
-    background: Rectangle {
-        border.color: Theme.faded(Theme.steelMid, 0.6)
-        color: Theme.steelDark
-        radius: 6
+    background: InsetPlate {
+        cornerRadius: 6
+        fill: Theme.steelDark
+        outline: Theme.faded(Theme.steelMid, 0.6)
+        outlineWidth: 1
     }
     contentItem: ListView {
         currentIndex: menu.currentIndex
@@ -84,9 +85,9 @@ T.Menu {
         implicitHeight: 26
         implicitWidth: contentItem.implicitWidth + 8
 
-        background: Rectangle {
-            color: entry.highlighted ? Theme.gold : "transparent"
-            radius: 4
+        background: InsetPlate {
+            cornerRadius: 4
+            fill: entry.highlighted ? Theme.gold : "transparent"
         }
         contentItem: Text {
             color: entry.highlighted ? "black" : "white"

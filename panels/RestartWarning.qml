@@ -2,12 +2,12 @@ import QtQuick
 import Wingbell.Look
 
 // Says that the running server has not got all edits.
-Rectangle {
+InsetPlate {
     Accessible.name: warning.text
     Accessible.role: Accessible.AlertMessage
-    color: Theme.steelDeep
+    cornerRadius: 8
+    fill: Theme.steelDeep
     implicitHeight: Math.max(sign.height, warning.height) + 20
-    radius: 8
 
     Symbol {
         id: sign

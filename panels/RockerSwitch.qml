@@ -39,7 +39,7 @@ Pressable {
         text: qsTr("START")
     }
     FocusRing {
-        radius: 13
+        cornerRadius: 13
         visible: rocker.showsFocus
     }
 

@@ -52,7 +52,7 @@ Item {
             }
             FocusRing {
                 anchors.fill: name
-                border.width: 1
+                outlineWidth: 1
                 visible: name.activeFocus
             }
             Pressable {
