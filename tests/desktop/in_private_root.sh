@@ -6,6 +6,7 @@
 #   in_private_root.sh BUILD_FOLDER COMMAND [ARGUMENT...]
 #
 # With WINGBELL_OUTPUT set, that folder is /output, the only one in which something stays.
+# "/Users" is a disk of 16 MB, which a test may fill.
 # The application is installed from the build folder to /opt/wingbell, the tests lie in /tests.
 set -euo pipefail
 
@@ -36,7 +37,7 @@ bwrap \
     --ro-bind /etc /etc --ro-bind "$staging/passwd" /etc/passwd --ro-bind "$staging/group" /etc/group \
     --ro-bind /var /var --proc /proc --dev /dev \
     --tmpfs /tmp --dir /tmp/.X11-unix --chmod 1777 /tmp/.X11-unix \
-    --tmpfs /run --perms 0700 --dir /run/user/1000 --tmpfs /Users --perms 1777 --dir /Users/Shared \
+    --tmpfs /run --perms 0700 --dir /run/user/1000 --size 16777216 --tmpfs /Users --perms 1777 --dir /Users/Shared \
     --perms 0700 --dir /home/crew \
     --ro-bind "$staging/wingbell" /opt/wingbell --ro-bind "$tests" /tests \
     "${output[@]}" \
