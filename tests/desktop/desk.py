@@ -257,6 +257,16 @@ def end_servers(window):
         wait_until(lambda pid=server: not alive(pid), "the server to end")
 
 
+def on(program):
+    """For a test that needs another window than the installed one: what makes it."""
+
+    def mark(test):
+        test.program = program
+        return test
+
+    return mark
+
+
 def run(*tests, show=None, program=None):
     """Runs each test on a window of its own that opens with `show`, and ends the program with the result."""
     real_folder_is_private()
@@ -268,7 +278,8 @@ def run(*tests, show=None, program=None):
         xdotool("mousemove", 0, 0)  # a menu that opens under the pointer chooses by it
         window = None
         try:
-            window = Desk(program() if program else PROGRAM)
+            own = getattr(test, "program", program)
+            window = Desk(own() if own else PROGRAM)
             test(window)
             words = window.close()
             assert "qrc:" not in words and "Binding loop" not in words, words
