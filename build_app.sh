@@ -111,7 +111,9 @@ run_tests() {
     [ "${1:-}" = --quick ] && return
     say "running the C++ tests under the address and undefined behaviour sanitizers"
     build sanitizers
+    "$root/tests/coverage" forget
     ctest --preset sanitizers -L cpp
+    "$root/tests/coverage"
     say "running the tests of threads under the thread sanitizer"
     build thread-sanitizer thread_tests
     ctest --preset thread-sanitizer -L threads

@@ -285,6 +285,16 @@ def end_servers(window):
         wait_until(lambda pid=server: not alive(pid), "the server to end")
 
 
+def on(program):
+    """For a test that needs another window than the installed one: what makes it."""
+
+    def mark(test):
+        test.program = program
+        return test
+
+    return mark
+
+
 def run(*tests, show=None, program=None, session=None, ready="Save Show"):
     """Runs each test on a window of its own that opens with `show`, and ends the program with the result.
 
