@@ -2,6 +2,7 @@
 
 #include <QQuickPaintedItem>
 
+#include <algorithm>
 #include <cmath>
 
 namespace wingbell {
@@ -21,7 +22,7 @@ public:
     void paint(QPainter* painter) override
     {
         painter->setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
-        painter->translate(m_surface->m_reach, m_surface->m_reach);
+        painter->translate(-position());
         m_surface->paintSurface(*painter, m_surface->size());
     }
 
@@ -45,6 +46,22 @@ void PaintedSurface::setReach(double reach)
     fitPicture();
 }
 
+void PaintedSurface::paintOnly(double top, double bottom)
+{
+    if (m_top == top && m_bottom == bottom) {
+        return;
+    }
+    m_top = top;
+    m_bottom = bottom;
+    fitPicture();
+}
+
+QRectF PaintedSurface::painted() const
+{
+    const double top = std::clamp(m_top, 0.0, height());
+    return {0.0, top, width(), std::clamp(m_bottom, top, height()) - top};
+}
+
 void PaintedSurface::repaint()
 {
     m_picture->update();
@@ -60,8 +77,9 @@ void PaintedSurface::geometryChange(const QRectF& newGeometry, const QRectF& old
 
 void PaintedSurface::fitPicture()
 {
-    m_picture->setPosition(QPointF(-m_reach, -m_reach));
-    m_picture->setSize(size() + QSizeF(2.0 * m_reach, 2.0 * m_reach));
+    const QRectF all = painted().adjusted(-m_reach, -m_reach, m_reach, m_reach);
+    m_picture->setPosition(all.topLeft());
+    m_picture->setSize(all.size());
     m_picture->update();
 }
 

@@ -4,6 +4,8 @@
 #include <QQuickItem>
 #include <QSizeF>
 
+#include <limits>
+
 namespace wingbell {
 
 /// An item painted in C++ with antialiasing, whose picture may reach beyond its geometry: shadows
@@ -25,6 +27,9 @@ protected:
     /// How far the picture reaches beyond the geometry, in points, rounded up to whole ones.
     void setReach(double reach);
 
+    /// Has no more of the item painted than what lies between those heights, in points.
+    void paintOnly(double top, double bottom);
+
     /// Has the picture painted anew before the next frame.
     void repaint();
 
@@ -32,10 +37,13 @@ protected:
 
 private:
     class Picture;
+    [[nodiscard]] QRectF painted() const;
     void fitPicture();
 
     Picture* m_picture; ///< a child, owned
     double m_reach = 0.0;
+    double m_top = 0.0;
+    double m_bottom = std::numeric_limits<double>::infinity();
 };
 
 } // namespace wingbell
