@@ -1,39 +1,18 @@
 #include "look/PaintedSurface.h"
 
-#include <QQuickPaintedItem>
+#include <QImage>
+#include <QQuickWindow>
+#include <QSGImageNode>
 
 #include <algorithm>
 #include <cmath>
 
 namespace wingbell {
 
-class PaintedSurface::Picture : public QQuickPaintedItem
-{
-public:
-    explicit Picture(PaintedSurface* surface)
-        : QQuickPaintedItem(surface)
-        , m_surface(surface)
-    {
-        constexpr double belowOtherChildren = -1.0;
-        setZ(belowOtherChildren);
-        setAntialiasing(true);
-    }
-
-    void paint(QPainter* painter) override
-    {
-        painter->setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
-        painter->translate(-position());
-        m_surface->paintSurface(*painter, m_surface->size());
-    }
-
-private:
-    PaintedSurface* m_surface;
-};
-
 PaintedSurface::PaintedSurface(QQuickItem* parent)
     : QQuickItem(parent)
-    , m_picture(new Picture(this))
 {
+    setFlag(ItemHasContents);
 }
 
 void PaintedSurface::setReach(double reach)
@@ -43,7 +22,7 @@ void PaintedSurface::setReach(double reach)
         return;
     }
     m_reach = whole;
-    fitPicture();
+    update();
 }
 
 void PaintedSurface::paintOnly(double top, double bottom)
@@ -53,7 +32,7 @@ void PaintedSurface::paintOnly(double top, double bottom)
     }
     m_top = top;
     m_bottom = bottom;
-    fitPicture();
+    update();
 }
 
 QRectF PaintedSurface::painted() const
@@ -64,23 +43,54 @@ QRectF PaintedSurface::painted() const
 
 void PaintedSurface::repaint()
 {
-    m_picture->update();
+    update();
 }
 
 void PaintedSurface::geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry)
 {
     QQuickItem::geometryChange(newGeometry, oldGeometry);
     if (newGeometry.size() != oldGeometry.size()) {
-        fitPicture();
+        update();
     }
 }
 
-void PaintedSurface::fitPicture()
+void PaintedSurface::itemChange(ItemChange change, const ItemChangeData& data)
 {
-    const QRectF all = painted().adjusted(-m_reach, -m_reach, m_reach, m_reach);
-    m_picture->setPosition(all.topLeft());
-    m_picture->setSize(all.size());
-    m_picture->update();
+    QQuickItem::itemChange(change, data);
+    if (change == ItemDevicePixelRatioHasChanged) {
+        update();
+    }
+}
+
+QSGNode* PaintedSurface::updatePaintNode(QSGNode* old, UpdatePaintNodeData* /*data*/)
+{
+    const QRectF area = painted().adjusted(-m_reach, -m_reach, m_reach, m_reach);
+    const double scale = window()->effectiveDevicePixelRatio();
+    const QSize pixels = (area.size() * scale).toSize();
+    if (pixels.isEmpty()) {
+        delete old;
+        return nullptr;
+    }
+    QImage picture(pixels, QImage::Format_ARGB32_Premultiplied);
+    picture.fill(Qt::transparent);
+    QPainter painter(&picture);
+    painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
+    painter.scale(scale, scale);
+    painter.translate(-area.topLeft());
+    paintSurface(painter, size());
+    painter.end();
+
+    auto* node = static_cast<QSGImageNode*>(old);
+    if (node == nullptr) {
+        node = window()->createImageNode();
+        node->setOwnsTexture(true);
+        node->setFiltering(QSGTexture::Linear);
+    }
+    node->setTexture(
+        window()->createTextureFromImage(picture, QQuickWindow::TextureHasAlphaChannel));
+    node->setSourceRect(QRectF(QPointF(), QSizeF(pixels)));
+    node->setRect(QRectF(area.topLeft(), QSizeF(pixels) / scale));
+    return node;
 }
 
 } // namespace wingbell

@@ -35,12 +35,12 @@ protected:
 
     void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
 
-private:
-    class Picture;
-    [[nodiscard]] QRectF painted() const;
-    void fitPicture();
+    void itemChange(ItemChange change, const ItemChangeData& data) override;
+    QSGNode* updatePaintNode(QSGNode* old, UpdatePaintNodeData* data) override;
 
-    Picture* m_picture; ///< a child, owned
+private:
+    [[nodiscard]] QRectF painted() const;
+
     double m_reach = 0.0;
     double m_top = 0.0;
     double m_bottom = std::numeric_limits<double>::infinity();
