@@ -20,8 +20,10 @@ Rectangle {
             });
         setup.setSource("../Panels/ShowSetupPanel.qml", {
                 "config": models.config,
+                "height": setup.height,
                 "objectName": "showSetupPanel",
-                "serverIsRunning": models.server.isRunning
+                "serverIsRunning": models.server.isRunning,
+                "width": setup.width
             });
     }
 

@@ -1,64 +1,18 @@
 #include "look/PaintedSurface.h"
 
-#include <QQuickPaintedItem>
+#include <QImage>
 #include <QQuickWindow>
+#include <QSGImageNode>
 
+#include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace wingbell {
 
-namespace {
-
-/// The whole number of points from `length` on, and not far from it, that is nearest to a whole
-/// number of pixels. A picture of another size is stretched onto the screen, and no longer sharp.
-double lengthInWholePixels(double length, double pixelsAPoint)
-{
-    constexpr int farthest = 20; // as far as the scales of desktops need, which are twentieths
-    constexpr double wholeEnough = 0.01;
-    double best = std::ceil(length);
-    double leastRest = std::numeric_limits<double>::infinity();
-    for (int more = 0; more < farthest && leastRest > wholeEnough; ++more) {
-        const double candidate = std::ceil(length) + more;
-        const double pixels = candidate * pixelsAPoint;
-        const double rest = std::abs(pixels - std::round(pixels));
-        if (rest < leastRest) {
-            best = candidate;
-            leastRest = rest;
-        }
-    }
-    return best;
-}
-
-} // namespace
-
-class PaintedSurface::Picture : public QQuickPaintedItem
-{
-public:
-    explicit Picture(PaintedSurface* surface)
-        : QQuickPaintedItem(surface)
-        , m_surface(surface)
-    {
-        constexpr double belowOtherChildren = -1.0;
-        setZ(belowOtherChildren);
-        setAntialiasing(true);
-    }
-
-    void paint(QPainter* painter) override
-    {
-        painter->setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
-        painter->translate(m_surface->m_reach, m_surface->m_reach);
-        m_surface->paintSurface(*painter, m_surface->size());
-    }
-
-private:
-    PaintedSurface* m_surface;
-};
-
 PaintedSurface::PaintedSurface(QQuickItem* parent)
     : QQuickItem(parent)
-    , m_picture(new Picture(this))
 {
+    setFlag(ItemHasContents);
 }
 
 void PaintedSurface::setReach(double reach)
@@ -68,38 +22,77 @@ void PaintedSurface::setReach(double reach)
         return;
     }
     m_reach = whole;
-    fitPicture();
+    update();
+}
+
+void PaintedSurface::paintOnly(double top, double bottom)
+{
+    if (m_top == top && m_bottom == bottom) {
+        return;
+    }
+    m_top = top;
+    m_bottom = bottom;
+    update();
+}
+
+QRectF PaintedSurface::painted() const
+{
+    const double top = std::clamp(m_top, 0.0, height());
+    return {0.0, top, width(), std::clamp(m_bottom, top, height()) - top};
 }
 
 void PaintedSurface::repaint()
 {
-    m_picture->update();
+    update();
 }
 
 void PaintedSurface::geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry)
 {
     QQuickItem::geometryChange(newGeometry, oldGeometry);
     if (newGeometry.size() != oldGeometry.size()) {
-        fitPicture();
+        update();
     }
 }
 
 void PaintedSurface::itemChange(ItemChange change, const ItemChangeData& data)
 {
     QQuickItem::itemChange(change, data);
-    if (change == ItemSceneChange || change == ItemDevicePixelRatioHasChanged) {
-        fitPicture();
+    if (change == ItemDevicePixelRatioHasChanged) {
+        update();
     }
 }
 
-void PaintedSurface::fitPicture()
+QSGNode* PaintedSurface::updatePaintNode(QSGNode* old, UpdatePaintNodeData* /*data*/)
 {
-    const double pixelsAPoint = window() ? window()->effectiveDevicePixelRatio() : 1.0;
-    m_picture->setPosition(QPointF(-m_reach, -m_reach));
-    m_picture->setSize(
-        {lengthInWholePixels(width() + 2.0 * m_reach, pixelsAPoint),
-         lengthInWholePixels(height() + 2.0 * m_reach, pixelsAPoint)});
-    m_picture->update();
+    const QRectF area = painted().adjusted(-m_reach, -m_reach, m_reach, m_reach);
+    const double scale = window()->effectiveDevicePixelRatio();
+    const QSize pixels(
+        static_cast<int>(std::ceil(area.width() * scale)),
+        static_cast<int>(std::ceil(area.height() * scale)));
+    if (pixels.isEmpty()) {
+        delete old;
+        return nullptr;
+    }
+    QImage picture(pixels, QImage::Format_ARGB32_Premultiplied);
+    picture.fill(Qt::transparent);
+    QPainter painter(&picture);
+    painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
+    painter.scale(scale, scale);
+    painter.translate(-area.topLeft());
+    paintSurface(painter, size());
+    painter.end();
+
+    auto* node = static_cast<QSGImageNode*>(old);
+    if (node == nullptr) {
+        node = window()->createImageNode();
+        node->setOwnsTexture(true);
+        node->setFiltering(QSGTexture::Linear);
+    }
+    node->setTexture(
+        window()->createTextureFromImage(picture, QQuickWindow::TextureHasAlphaChannel));
+    node->setSourceRect(QRectF(QPointF(), QSizeF(pixels)));
+    node->setRect(QRectF(area.topLeft(), QSizeF(pixels) / scale));
+    return node;
 }
 
 } // namespace wingbell

@@ -4,6 +4,8 @@
 #include <QQuickItem>
 #include <QSizeF>
 
+#include <limits>
+
 namespace wingbell {
 
 /// An item painted in C++ with antialiasing, whose picture may reach beyond its geometry: shadows
@@ -25,18 +27,22 @@ protected:
     /// How far the picture reaches beyond the geometry, in points, rounded up to whole ones.
     void setReach(double reach);
 
+    /// Has no more of the item painted than what lies between those heights, in points.
+    void paintOnly(double top, double bottom);
+
     /// Has the picture painted anew before the next frame.
     void repaint();
 
     void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
     void itemChange(ItemChange change, const ItemChangeData& data) override;
+    QSGNode* updatePaintNode(QSGNode* old, UpdatePaintNodeData* data) override;
 
 private:
-    class Picture;
-    void fitPicture();
+    [[nodiscard]] QRectF painted() const;
 
-    Picture* m_picture; ///< a child, owned
     double m_reach = 0.0;
+    double m_top = 0.0;
+    double m_bottom = std::numeric_limits<double>::infinity();
 };
 
 } // namespace wingbell

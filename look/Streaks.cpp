@@ -98,14 +98,23 @@ void paintStreaks(QPainter& painter, const QSizeF& plate, double opacity)
     if (width <= 0 || height <= 0) {
         return;
     }
+    // No more than the device shows of it.
+    const QRectF device(0.0, 0.0, painter.device()->width(), painter.device()->height());
+    const QRectF shown = painter.deviceTransform().inverted().mapRect(device);
+    const int first = std::clamp(static_cast<int>(std::floor(shown.top() * scale)), 0, height);
+    const int end = std::clamp(static_cast<int>(std::ceil(shown.bottom() * scale)), first, height);
+    if (first == end) {
+        return;
+    }
     const std::vector<QRgb>& row = topRow(width + height, scale);
-    QImage texture(width, height, QImage::Format_ARGB32_Premultiplied);
-    for (int y = 0; y < height; ++y) {
-        std::memcpy(texture.scanLine(y), row.data() + y, static_cast<size_t>(width) * sizeof(QRgb));
+    QImage texture(width, end - first, QImage::Format_ARGB32_Premultiplied);
+    for (int y = first; y < end; ++y) {
+        std::memcpy(
+            texture.scanLine(y - first), row.data() + y, static_cast<size_t>(width) * sizeof(QRgb));
     }
     painter.save();
     painter.setOpacity(painter.opacity() * opacity);
-    painter.drawImage(QRectF(QPointF(), QSizeF(texture.size()) / scale), texture);
+    painter.drawImage(QRectF(QPointF(0.0, first / scale), QSizeF(texture.size()) / scale), texture);
     painter.restore();
 }
 

@@ -1,5 +1,8 @@
 #include "panels/ChannelChips.h"
 
+#include "panels/ChipSize.h"
+#include "panels/FlowRows.h"
+
 #include <QSet>
 
 namespace wingbell {
@@ -15,6 +18,7 @@ void ChannelChips::setChannels(const QStringList& channels)
         return;
     }
     m_channels = channels;
+    place();
     takeRows();
     Q_EMIT channelsChanged();
 }
@@ -29,15 +33,94 @@ void ChannelChips::setSelected(const QStringList& selected)
     Q_EMIT selectedChanged();
 }
 
+void ChannelChips::setWidth(double width)
+{
+    if (m_width == width) {
+        return;
+    }
+    m_width = width;
+    place();
+    takeRows();
+    Q_EMIT widthChanged();
+}
+
+void ChannelChips::setSight(const Band& sight)
+{
+    if (m_sight == sight) {
+        return;
+    }
+    m_sight = sight;
+    takeRows();
+    Q_EMIT sightChanged();
+}
+
+void ChannelChips::keep(const QString& name)
+{
+    m_kept = name; // it stands there already
+}
+
+void ChannelChips::letGo(const QString& name)
+{
+    if (m_kept == name) {
+        m_kept.reset(); // and goes with the next change
+    }
+}
+
+void ChannelChips::place()
+{
+    QList<QSizeF> sizes;
+    sizes.reserve(m_channels.size());
+    for (const QString& channel : m_channels) {
+        sizes.append(chipSize(channel));
+    }
+    constexpr double gap = 8.0;
+    const FlowRows flow{gap};
+    const QList<QPointF> corners = flow.placeSubviews(QRectF(0.0, 0.0, m_width, 0.0), sizes);
+    m_places.clear();
+    m_places.reserve(sizes.size());
+    for (qsizetype index = 0; index < sizes.size(); ++index) {
+        m_places.append({corners.at(index), sizes.at(index)});
+    }
+    const double height = flow.sizeThatFits(m_width, sizes).height();
+    if (m_height != height) {
+        m_height = height;
+        Q_EMIT heightChanged();
+    }
+}
+
+bool ChannelChips::isWanted(qsizetype channel) const
+{
+    const QRectF& place = m_places.at(channel);
+    return m_sight.meets(place.top(), place.bottom()) || m_kept == m_channels.at(channel);
+}
+
 void ChannelChips::takeRows()
+{
+    // Rows that go may take the keyboard's focus with them; where it goes next is brought into
+    // sight, which changes the rows again.
+    if (m_isTaking) {
+        m_takesAgain = true;
+        return;
+    }
+    m_isTaking = true;
+    do {
+        m_takesAgain = false;
+        sync(wantedRows());
+    } while (m_takesAgain);
+    m_isTaking = false;
+}
+
+QList<ChannelRow> ChannelChips::wantedRows() const
 {
     const QSet<QString> selected(m_selected.cbegin(), m_selected.cend());
     QList<ChannelRow> wanted;
-    wanted.reserve(m_channels.size());
-    for (const QString& channel : m_channels) {
-        wanted.append({channel, selected.contains(channel)});
+    for (qsizetype channel = 0; channel < m_channels.size(); ++channel) {
+        if (isWanted(channel)) {
+            const QString& name = m_channels.at(channel);
+            wanted.append({name, selected.contains(name), m_places.at(channel)});
+        }
     }
-    sync(wanted);
+    return wanted;
 }
 
 QVariant ChannelChips::data(const QModelIndex& index, int role) const
@@ -51,6 +134,8 @@ QVariant ChannelChips::data(const QModelIndex& index, int role) const
         return row.name;
     case SelectedRole:
         return row.selected;
+    case PlaceRole:
+        return row.place;
     default:
         return {};
     }
@@ -58,7 +143,7 @@ QVariant ChannelChips::data(const QModelIndex& index, int role) const
 
 QHash<int, QByteArray> ChannelChips::roleNames() const
 {
-    return {{NameRole, "name"}, {SelectedRole, "selected"}};
+    return {{NameRole, "name"}, {SelectedRole, "selected"}, {PlaceRole, "place"}};
 }
 
 } // namespace wingbell

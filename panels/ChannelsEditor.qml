@@ -8,6 +8,7 @@ Column {
 
     required property ShowConfig config
     property string newChannelName
+    property band sight
 
     function add() {
         config.addChannel(newChannelName);
@@ -23,25 +24,25 @@ Column {
 
         chips: ChannelChips {
             channels: editor.config.channels
+            sight: editor.sight
+            width: flow.width
         }
-        itemView: Chip {
-            required property string name
-
+        itemView: FlowChip {
             //: What a press on a channel does, spoken only.
             Accessible.description: qsTr("Removes the channel")
-            text: name
             textColor: "white"
             tint: Theme.steelMid
-
-            onClicked: (parent as FlowChips)?.chosen(name)
         }
 
         onChosen: name => editor.config.removeChannel(name)
+        onFocusLost: newName.forceActiveFocus(Qt.TabFocusReason)
     }
     Row {
         spacing: 8
 
         DeskField {
+            id: newName
+
             //: The field for a new channel, spoken only.
             Accessible.name: qsTr("New channel name")
             font.pixelSize: 13

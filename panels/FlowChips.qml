@@ -1,8 +1,8 @@
 import QtQuick
 import Wingbell.Panels
 
-// One item a channel, in wrapping rows.
-FlowLayout {
+// One item a channel, in wrapping rows: those that are within the model's sight.
+Item {
     id: flow
 
     required property ChannelChips chips
@@ -10,11 +10,29 @@ FlowLayout {
 
     // A chip calls this when it is pressed.
     signal chosen(string name)
+    // The chip that had the keyboard's focus has gone, and there is no other.
+    signal focusLost
 
-    spacing: 8
+    // What had the focus has gone: the next chip gets it, or else the one before.
+    function passFocus(index) {
+        const heir = chipViews.itemAt(index) ?? chipViews.itemAt(index - 1);
+        if (heir)
+            heir.forceActiveFocus(Qt.TabFocusReason);
+        else
+            focusLost();
+    }
+
+    implicitHeight: chips.height
 
     Repeater {
+        id: chipViews
+
         delegate: flow.itemView
         model: flow.chips
+
+        onItemRemoved: (index, item) => {
+            if ((item as Pressable)?.showsFocus)
+                flow.passFocus(index);
+        }
     }
 }

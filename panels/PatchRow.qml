@@ -3,21 +3,25 @@ import Wingbell.Look
 import Wingbell.Panels
 
 // The channels of the show as chips, those of one list lit.
-Column {
+Item {
     id: row
 
     property alias channels: channelChips.channels
     required property string icon
     property alias selected: channelChips.selected
+    property band sight
+    readonly property real spacing: 4
     required property string title
 
     signal toggled(string channel)
 
     Accessible.name: title
     Accessible.role: Accessible.Grouping
-    spacing: 4
+    implicitHeight: flow.implicitHeight > 0 ? flow.y + flow.implicitHeight : label.height
 
     Row {
+        id: label
+
         spacing: 4
 
         Symbol {
@@ -36,24 +40,27 @@ Column {
         }
     }
     FlowChips {
+        id: flow
+
         width: parent.width
+        y: label.height + row.spacing
 
         chips: ChannelChips {
             id: channelChips
+
+            sight: row.sight.seenFrom(flow.y)
+            width: flow.width
         }
-        itemView: Chip {
-            required property string name
+        itemView: FlowChip {
             required property bool selected
 
             Accessible.checkable: true
             Accessible.checked: selected
             Accessible.role: Accessible.CheckBox
-            text: name
             textColor: selected ? "black" : Theme.faded("white", 0.6)
             tint: selected ? Theme.gold : Theme.steelDeep
 
             Accessible.onToggleAction: press()
-            onClicked: (parent as FlowChips)?.chosen(name)
         }
 
         onChosen: name => row.toggled(name)

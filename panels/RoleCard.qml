@@ -9,6 +9,11 @@ Item {
 
     required property ShowConfig config
     required property role role
+    property band sight
+
+    function focusName() {
+        name.forceActiveFocus(Qt.TabFocusReason);
+    }
 
     Accessible.name: role.name
     Accessible.role: Accessible.Grouping
@@ -17,17 +22,29 @@ Item {
     SteelPanelBackground {
         anchors.fill: parent
         cornerRadius: 10
+        nearBottom: card.sight.bottom
+        nearTop: card.sight.top
     }
-    Column {
+    // Whatever script the name is in, the line is as high.
+    FontMetrics {
+        id: letters
+
+        font: name.font
+    }
+    Item {
         id: rows
 
-        spacing: 10
+        readonly property real spacing: 10
+
+        implicitHeight: listens.y + listens.implicitHeight
         width: parent.width - 28
         x: 14
         y: 14
 
         Item {
-            implicitHeight: Math.max(name.implicitHeight, remove.implicitHeight)
+            id: title
+
+            height: Math.max(Math.ceil(letters.height), remove.implicitHeight)
             width: parent.width
 
             DeskField {
@@ -81,20 +98,28 @@ Item {
             }
         }
         PatchRow {
+            id: talks
+
             channels: card.config.channels
             icon: "mic.fill"
             selected: card.role.talk
+            sight: card.sight.seenFrom(rows.y + y)
             title: "TALKS ON"
             width: parent.width
+            y: title.height + rows.spacing
 
             onToggled: channel => card.config.toggleTalk(card.role, channel)
         }
         PatchRow {
+            id: listens
+
             channels: card.config.channels
             icon: "headphones"
             selected: card.role.listen
+            sight: card.sight.seenFrom(rows.y + y)
             title: "LISTENS ON"
             width: parent.width
+            y: talks.y + talks.implicitHeight + rows.spacing
 
             onToggled: channel => card.config.toggleListen(card.role, channel)
         }

@@ -33,6 +33,18 @@ Item {
 
     Window.onActiveFocusItemChanged: showFocus()
 
+    Sight {
+        id: eye
+
+        extent: view.height
+        position: view.contentY - column.y
+    }
+    // Where the focus goes to next is there when it is near what is seen.
+    TabWatch {
+        window: panel.Window.window
+
+        onAboutToMove: panel.showFocus()
+    }
     ShowSetup {
         id: setup
 
@@ -156,32 +168,36 @@ Item {
                 }
             }
             SetupSection {
+                id: channels
+
                 //: A section's title: the voice channels of the intercom.
                 title: qsTr("CHANNELS")
 
                 ChannelsEditor {
                     config: panel.config
                     objectName: "channelsEditor"
+                    sight: eye.near.seenFrom(channels.y + y)
                     width: parent.width
                 }
             }
             SetupSection {
+                id: roles
+
                 //: A section's title: who works at the show, e.g. Stage Manager.
                 title: qsTr("ROLES")
 
                 Column {
+                    id: cards
+
                     spacing: 12
                     width: parent.width
 
-                    Repeater {
-                        objectName: "roleCards"
+                    RoleCardList {
+                        config: panel.config
+                        sight: eye.near.seenFrom(roles.y + cards.y + y)
+                        width: parent.width
 
-                        delegate: RoleCard {
-                            width: parent?.width ?? 0
-                        }
-                        model: RoleCards {
-                            config: panel.config
-                        }
+                        onFocusLost: addRole.forceActiveFocus(Qt.TabFocusReason)
                     }
                     Item {
                         anchors.horizontalCenter: parent.horizontalCenter

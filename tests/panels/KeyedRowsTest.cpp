@@ -149,5 +149,5 @@ void KeyedRowsTest::everyCardKnowsItsStore()
     QCOMPARE(cards.roleNames().value(RoleCards::ConfigRole), "config");
 }
 
-QTEST_GUILESS_MAIN(KeyedRowsTest)
+QTEST_MAIN(KeyedRowsTest)
 #include "KeyedRowsTest.moc"

@@ -94,6 +94,20 @@ void TestDesk::setRoles(const QStringList& names)
     m_config.setRoles(roles);
 }
 
+void TestDesk::setLargeShow(int roles, int channels)
+{
+    QStringList names;
+    for (int number = 1; number <= channels; ++number) {
+        names.append(u"Channel %1"_qs.arg(number));
+    }
+    QList<Role> everyone;
+    for (int number = 1; number <= roles; ++number) {
+        everyone.append(Role{QUuid::createUuid(), u"Role %1"_qs.arg(number), names, names});
+    }
+    m_config.setChannels(names);
+    m_config.setRoles(everyone);
+}
+
 void TestDesk::serverIs(const QString& behaviour)
 {
     const QString link = m_folder.filePath(behaviour);

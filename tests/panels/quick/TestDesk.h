@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/ShowConfig.h"
+#include "panels/Band.h"
 #include "panels/ConsoleLines.h"
 #include "server/ServerController.h"
 
@@ -52,6 +53,10 @@ public:
     /// Makes these the roles, on no channel, as an edit made elsewhere.
     Q_INVOKABLE void setRoles(const QStringList& names);
 
+    /// Makes a show of so many channels and roles, every role on every channel, as an edit made
+    /// elsewhere.
+    Q_INVOKABLE void setLargeShow(int roles, int channels);
+
     /// Makes the next start run the fixture under that name; there is no server before.
     Q_INVOKABLE void serverIs(const QString& behaviour);
     /// Makes the next start run what cannot be run.
@@ -66,6 +71,10 @@ public:
     [[nodiscard]] Q_INVOKABLE static QString clipboard();
     Q_INVOKABLE static void clearClipboard();
 
+    [[nodiscard]] Q_INVOKABLE static wingbell::Band band(double top, double bottom)
+    {
+        return {top, bottom};
+    }
     /// Where the rule for wrapping rows puts items of those sizes, and the size that it asks for.
     [[nodiscard]] Q_INVOKABLE static QVariantList
     rowPlaces(double width, double spacing, const QVariantList& sizes);

@@ -48,8 +48,7 @@ Item {
             const item = open(panelComponent, Object.assign({
                         "config": desk.config
                     }, properties));
-            for (const flow of all(item, FlowLayout))
-                laidOut(flow);
+            laidOut(firstField(item).parent.parent);
             return item;
         }
         function firstField(item) {

@@ -1,0 +1,25 @@
+import QtQuick
+import Wingbell.Panels
+
+// A chip of FlowChips, which says where it stands.
+Chip {
+    id: chip
+
+    required property string name
+    required property rect place
+
+    height: place.height
+    text: name
+    width: place.width
+    x: place.x
+    y: place.y
+
+    onClicked: (parent as FlowChips)?.chosen(name)
+    onFocusChanged: {
+        const chips = (parent as FlowChips)?.chips;
+        if (focus)
+            chips?.keep(name);
+        else
+            chips?.letGo(name);
+    }
+}

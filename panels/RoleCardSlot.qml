@@ -1,0 +1,86 @@
+import QtQuick
+import Wingbell.Panels
+
+// The place of one role's card. The card itself is there while it is near what is seen, and as long
+// as it has the keyboard's focus; a screen reader is told the role's name all the same.
+Loader {
+    id: slot
+
+    property real cardHeight: 0
+    required property ShowConfig config
+    required property int index
+    property bool isComplete: false
+    readonly property bool isNear: cardHeight > 0 && sight.meets(place(), place() + cardHeight)
+    required property role role
+    // What is near of all the cards.
+    property band sight
+
+    // Cards of this show are that high.
+    signal measured(real height)
+
+    function look() {
+        const isGoing = index < 0;
+        if (!isComplete || isGoing)
+            return;
+        // The first is always there, because it shows how high they all are.
+        const isNeeded = isNear || focus || index === 0;
+        if (isNeeded && !item)
+            setSource("RoleCard.qml", {
+                    "config": config,
+                    "role": role,
+                    "sight": sight.seenFrom(y)
+                });
+        else if (!isNeeded && item)
+            source = "";
+    }
+    function measure() {
+        if (index === 0 && item)
+            measured(item.implicitHeight);
+    }
+    // From the top of the first card.
+    function place() {
+        return index * (cardHeight + 12);
+    }
+    // Gives the keyboard's focus to the role's name.
+    function takeFocus() {
+        forceActiveFocus(Qt.TabFocusReason);
+        look();
+        (item as RoleCard)?.focusName();
+    }
+
+    Accessible.ignored: item !== null
+    Accessible.name: role.name
+    Accessible.role: Accessible.Grouping
+    height: cardHeight
+    y: place()
+
+    Component.onCompleted: {
+        isComplete = true;
+        look();
+    }
+    onFocusChanged: look()
+    onIndexChanged: {
+        look();
+        measure();
+    }
+    onIsNearChanged: look()
+    onLoaded: measure()
+
+    Binding {
+        property: "role"
+        target: slot.item
+        value: slot.role
+    }
+    Binding {
+        property: "sight"
+        target: slot.item
+        value: slot.sight.seenFrom(slot.y)
+    }
+    Connections {
+        function onImplicitHeightChanged() {
+            slot.measure();
+        }
+
+        target: slot.item
+    }
+}

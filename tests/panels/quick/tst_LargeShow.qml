@@ -1,0 +1,218 @@
+import QtQuick
+import QtTest
+import Wingbell.Panels
+import Wingbell.Testing
+
+Item {
+    id: stage
+
+    readonly property Item focused: Window.activeFocusItem
+
+    height: 600
+    width: 820
+
+    Component {
+        id: panelComponent
+
+        ShowSetupPanel {
+            height: 400
+            serverIsRunning: false
+            width: 820
+        }
+    }
+    SignalSpy {
+        id: heights
+
+        signalName: "contentHeightChanged"
+    }
+    PanelTestCase {
+        function panel(roles, channels) {
+            desk.setLargeShow(roles, channels);
+            desk.config.hasUnsavedChanges = false;
+            const item = open(panelComponent, {
+                    "config": desk.config
+                });
+            laidOut(findChild(item, "showName").parent.parent);
+            return item;
+        }
+        function cards(item) {
+            return all(item, RoleCard);
+        }
+        // The card of the role at that position, or null where there is none yet.
+        function cardAt(item, position) {
+            return findChild(item, "roleCards").itemAt(position).item;
+        }
+        // Scrolls that role's card to the upper edge.
+        function see(item, position) {
+            const scroll = view(item);
+            scroll.contentY += findChild(item, "roleCards").itemAt(position).mapToItem(scroll, 0, 0).y;
+            verify(cardAt(item, position));
+        }
+        function view(item) {
+            return findChild(item, "setupView");
+        }
+        // Whether no place of a chip or card that is seen is left empty.
+        function isWhole(item) {
+            const scroll = view(item);
+            const slots = findChild(item, "roleCards");
+            for (let position = 0; position < slots.count; ++position) {
+                const slot = slots.itemAt(position);
+                const top = slot.mapToItem(scroll, 0, 0).y;
+                if (top < scroll.height && top + slot.height > 0) {
+                    if (!slot.item)
+                        return false;
+                    for (const flow of all(slot, FlowChips)) {
+                        const from = Math.max(0, -flow.mapToItem(scroll, 0, 0).y);
+                        const until = Math.min(flow.height, scroll.height - flow.mapToItem(scroll, 0, 0).y);
+                        const chips = all(flow, Chip).sort((one, other) => one.y - other.y);
+                        if (until > from && (chips.length === 0 || chips[0].y > from || chips[chips.length - 1].y + chips[0].height + 8 < until))
+                            return false;
+                    }
+                }
+            }
+            return true;
+        }
+        function nameOf(card) {
+            return all(card, DeskField)[0];
+        }
+        function test_aToggleTouchesOnlyItsOwnChip() {
+            const item = panel(3, 12);
+            const flow = all(cards(item)[0], FlowChips)[0];
+            const chips = all(item, Chip);
+            const tints = chips.map(chip => `${chip.tint}`);
+            const pressed = all(flow, Chip)[4];
+            pressed.press();
+            verify(!desk.role(0).talk.includes("Channel 5"));
+            compare(all(item, Chip), chips);
+            for (let index = 0; index < chips.length; ++index)
+                compare(`${chips[index].tint}` !== tints[index], chips[index] === pressed);
+        }
+        function test_cardsOfALargeShowComeWithoutMovingWhatIsSeen() {
+            const item = panel(64, 32);
+            const scroll = view(item);
+            heights.target = scroll;
+            heights.clear();
+            const height = scroll.contentHeight;
+            verify(height > 64 * 100);
+            verify(cards(item).length < 10, cards(item).length);
+            for (const part of [0.5, 0.9, 0.1, 1, 0]) {
+                scroll.contentY = Math.round(part * (scroll.contentHeight - scroll.height));
+                verify(isWhole(item), part);
+                const chips = all(item, Chip);
+                const places = chips.map(chip => chip.mapToItem(scroll, 0, 0).y);
+                tryVerify(() => all(item, Chip).length > chips.length);
+                verify(cards(item).length < 10, cards(item).length);
+                compare(chips.map(chip => chip.mapToItem(scroll, 0, 0).y), places);
+            }
+            compare(scroll.contentHeight, height);
+            compare(heights.count, 0);
+        }
+        function test_everyCardIsAsHighAsItsPlace() {
+            const item = panel(5, 40);
+            see(item, 1);
+            for (const name of ["Q", "", "\u00C5\u4E2D\u6587", "\uD83C\uDFAD"]) {
+                desk.config.renameRole(desk.role(1), name);
+                tryVerify(() => cardAt(item, 1) !== null);
+                compare(cardAt(item, 1).implicitHeight, cardAt(item, 0).implicitHeight, name);
+            }
+            desk.config.addChannel("Another channel with a very long name that takes a row of its own");
+            const height = cardAt(item, 0).implicitHeight;
+            for (const card of cards(item)) {
+                compare(card.implicitHeight, height);
+                compare(card.height, height);
+            }
+            item.width = 500;
+            laidOut(findChild(item, "showName").parent.parent);
+            verify(cardAt(item, 0).implicitHeight > height);
+            for (const card of cards(item))
+                compare(card.height, cardAt(item, 0).implicitHeight);
+        }
+        function test_manyChannelsAreNoMoreChipsThanAreNear() {
+            const item = panel(2, 1000);
+            const scroll = view(item);
+            verify(all(item, Chip).length < 500, all(item, Chip).length);
+            scroll.contentY = Math.round(scroll.contentHeight / 2);
+            verify(isWhole(item));
+            verify(all(item, Chip).length < 500, all(item, Chip).length);
+        }
+        function test_aReloadMakesNoMoreCardsThanAreNear() {
+            const item = panel(64, 8);
+            verify(desk.config.save());
+            desk.config.load();
+            compare(desk.roleCount(), 64);
+            laidOut(findChild(item, "showName").parent.parent);
+            verify(isWhole(item));
+            verify(cards(item).length < 10, cards(item).length);
+        }
+        function test_tabGoesThroughEverythingInItsOrder() {
+            const item = panel(12, 6);
+            const card = ["Role name", "Delete role"];
+            for (let row = 0; row < 2; ++row)
+                for (let number = 1; number <= 6; ++number)
+                    card.push(`Channel ${number}`);
+            const wanted = ["Show name", "Port", ...card.slice(2, 8), "New channel name"];
+            for (let role = 0; role < 12; ++role)
+                wanted.push(...card);
+            wanted.push("Add Role", "Save Show", "Reload from File");
+            const first = findChild(item, "showName");
+            for (const way of [Qt.Key_Tab, Qt.Key_Backtab]) {
+                const reached = new Array();
+                first.forceActiveFocus(Qt.TabFocusReason);
+                do {
+                    reached.push(stage.focused.Accessible.name);
+                    keyClick(way, way === Qt.Key_Tab ? Qt.NoModifier : Qt.ShiftModifier);
+                } while (stage.focused !== first && reached.length < 300)
+                compare(reached, way === Qt.Key_Tab ? wanted : [wanted[0], ...wanted.slice(1).reverse()]);
+            }
+        }
+        function test_tabGoesOnFromAFocusThatIsFarOutOfSight() {
+            const item = panel(40, 30);
+            const scroll = view(item);
+            see(item, 0);
+            const chip = all(all(cardAt(item, 0), FlowChips)[0], Chip)[29];
+            chip.forceActiveFocus(Qt.TabFocusReason);
+            scroll.contentY = scroll.contentHeight - scroll.height;
+            verify(chip.activeFocus);
+            keyClick(Qt.Key_Tab);
+            compare(stage.focused.Accessible.name, "Channel 1");
+            verify(stage.focused !== chip);
+            verify(isWhole(item));
+            see(item, 1);
+            const name = nameOf(cardAt(item, 1));
+            name.forceActiveFocus(Qt.TabFocusReason);
+            scroll.contentY = scroll.contentHeight - scroll.height;
+            verify(name.activeFocus);
+            typeText("x");
+            compare(desk.role(1).name, "Role 2x");
+            keyClick(Qt.Key_Backtab, Qt.ShiftModifier);
+            compare(stage.focused.Accessible.name, "Channel 30");
+        }
+        function test_theFocusOfADeletedRoleGoesOn() {
+            const item = panel(3, 2);
+            const bin = all(cardAt(item, 1), Pressable)[0];
+            compare(bin.Accessible.name, "Delete role");
+            bin.forceActiveFocus(Qt.TabFocusReason);
+            keyClick(Qt.Key_Space);
+            compare(desk.roleCount(), 2);
+            verify(nameOf(cardAt(item, 1)).activeFocus);
+            compare(nameOf(cardAt(item, 1)).text, "Role 3");
+            all(cardAt(item, 1), Pressable)[0].forceActiveFocus(Qt.TabFocusReason);
+            keyClick(Qt.Key_Space);
+            verify(findChild(item, "addRole").activeFocus);
+        }
+        function test_theFocusOfARemovedChannelGoesOn() {
+            const item = panel(1, 3);
+            const editor = findChild(item, "channelsEditor");
+            labelled(editor, Chip, "Channel 2").forceActiveFocus(Qt.TabFocusReason);
+            keyClick(Qt.Key_Space);
+            verify(labelled(editor, Chip, "Channel 3").activeFocus);
+            keyClick(Qt.Key_Space);
+            verify(labelled(editor, Chip, "Channel 1").activeFocus);
+            keyClick(Qt.Key_Space);
+            compare(desk.config.channels.join(), "");
+            compare(stage.focused.Accessible.name, "New channel name");
+        }
+
+        name: "LargeShow"
+    }
+}
