@@ -28,9 +28,4 @@ Pressable {
         text: chip.text
         textFormat: Text.PlainText
     }
-    FocusRing {
-        distance: 2
-        radius: height / 2
-        visible: chip.showsFocus
-    }
 }
