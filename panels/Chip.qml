@@ -28,9 +28,4 @@ Pressable {
         text: chip.text
         textFormat: Text.PlainText
     }
-    FocusRing {
-        cornerRadius: height / 2
-        distance: 2
-        visible: chip.showsFocus
-    }
 }

@@ -16,10 +16,19 @@ Item {
     // What had the focus has gone: the next chip gets it, or else the one before.
     function passFocus(index) {
         const heir = chipViews.itemAt(index) ?? chipViews.itemAt(index - 1);
+        ring.anchors.fill = null;
         if (heir)
             heir.forceActiveFocus(Qt.TabFocusReason);
         else
             focusLost();
+    }
+
+    // One ring for all chips, around the one that shows the focus.
+    function showRing(chip) {
+        if (chip.showsFocus)
+            ring.anchors.fill = chip;
+        else if (ring.anchors.fill === chip)
+            ring.anchors.fill = null;
     }
 
     implicitHeight: chips.height
@@ -34,5 +43,13 @@ Item {
             if ((item as Pressable)?.showsFocus)
                 flow.passFocus(index);
         }
+    }
+    FocusRing {
+        id: ring
+
+        anchors.fill: null
+        cornerRadius: height / 2
+        distance: 2
+        visible: anchors.fill !== null
     }
 }

@@ -35,7 +35,7 @@ Loader {
     }
     function measure() {
         if (index === 0 && item)
-            measured(item.implicitHeight);
+            measured((item as RoleCard)?.implicitHeight ?? 0);
     }
     // From the top of the first card.
     function place() {

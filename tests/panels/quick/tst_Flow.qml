@@ -135,6 +135,45 @@ Item {
             flow.sight = desk.band(420, 520);
             verify(!all(flow, Chip).map(item => item.text).includes("Channel 3"));
         }
+        function test_theRingIsAroundTheChipThatShowsTheFocus() {
+            const flow = open(chipsComponent, {
+                    "channels": ["Main", "Tech", "Pit"]
+                });
+            const ring = all(flow, FocusRing)[0];
+            verify(!ring.visible);
+            for (const chip of all(flow, Chip)) {
+                chip.forceActiveFocus(Qt.TabFocusReason);
+                verify(ring.visible);
+                compare(Qt.rect(ring.x, ring.y, ring.width, ring.height), Qt.rect(chip.x - 2, chip.y - 2, chip.width + 4, chip.height + 4));
+            }
+            mouseClick(all(flow, Chip)[0]);
+            verify(!ring.visible);
+            keyClick(Qt.Key_Tab);
+            compare(ring.x, all(flow, Chip)[1].x - 2);
+            flow.channels = [];
+            verify(!ring.visible);
+        }
+        function test_aPressIsOneHoweverItIsMade() {
+            const flow = open(chipsComponent, {
+                    "channels": ["Main"]
+                });
+            const chip = all(flow, Chip)[0];
+            choices.clear();
+            mousePress(chip, 5, 5);
+            verify(chip.pressed);
+            mouseMove(chip, 5, 100);
+            verify(!chip.pressed);
+            mouseRelease(chip, 5, 100);
+            compare(choices.count, 0, "let go elsewhere");
+            mouseDoubleClickSequence(chip);
+            compare(choices.count, 2, "two quick presses");
+            mouseClick(chip, 5, 5, Qt.RightButton);
+            compare(choices.count, 2);
+            chip.enabled = false;
+            mouseClick(chip);
+            chip.press();
+            compare(choices.count, 2);
+        }
         function test_theNextChipGetsTheFocusOfOneThatGoes() {
             const flow = open(chipsComponent, {
                     "channels": ["Main", "Tech", "Pit"]
