@@ -27,7 +27,7 @@ VERBATIM = {
 UNREAD = {
     "border.color", "color", "fill", "icon", "name", "objectName", "outline", "plateColor", "property",
     "selectedTextColor", "source", "symbol", "textColor", "tint",
-    "Qt.darker", "Qt.lighter", "Theme.faded", "setup.setSource", "strip.setSource",
+    "Qt.darker", "Qt.lighter", "Theme.faded", "setSource", "setup.setSource", "strip.setSource",
 }  # fmt: skip
 
 TOKEN = re.compile(
