@@ -20,6 +20,7 @@ TextInput {
     activeFocusOnTab: true
     clip: true
     color: "white"
+    height: Math.ceil(metrics.height) + topPadding + bottomPadding // whatever letters its text is of
     padding: 8
     selectByMouse: true
     selectedTextColor: "black"
@@ -38,6 +39,11 @@ TextInput {
     onCursorPositionChanged: showWhatMatters()
     onWidthChanged: showWhatMatters()
 
+    FontMetrics {
+        id: metrics
+
+        font: field.font
+    }
     InsetPlate {
         anchors.fill: parent
         cornerRadius: field.radius
