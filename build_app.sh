@@ -4,7 +4,8 @@
 #   ./build_app.sh          install what is missing and build
 #   ./build_app.sh run      the same, then open the window
 #   ./build_app.sh test     the same, then run every test; needs no screen
-#   ./build_app.sh pictures take the pictures of the README anew
+#   ./build_app.sh package  build a Debian package of both programs
+#   ./build_app.sh pictures take the pictures of the guide and draw the icons anew
 #   ./build_app.sh bench    print what the window and the server cost, and how late a voice is
 #
 # Options for test: --quick leaves out the sanitizers, the fuzzers and the static checks.
@@ -61,14 +62,12 @@ install_packages() {
     as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"
 }
 
-# The show lies in a folder that all users of the machine share. Its parent is made here, open to
-# all like /tmp; the show's own folder comes with the first save.
+# The show lies in a folder that all users of the machine share.
 prepare_shared_folder() {
     [ -d /Users/Shared ] && return
     say "making /Users/Shared, the folder for the show that all users share."
     [ "$(id -u)" -eq 0 ] || say "this needs administrator rights; sudo may ask for your password."
-    as_root mkdir -p -m 755 /Users
-    as_root mkdir -m 1777 /Users/Shared
+    as_root sh -e "$root/packaging/prepare_shared_folder.sh"
 }
 
 # build PRESET [TARGET...]: configures where needed and builds those targets, or everything.
@@ -93,6 +92,18 @@ run_window() {
     exec "$root/build/bin/WingbellControl"
 }
 
+# Packs what is built. Everything that cpack says matters only where it fails.
+make_package() {
+    local words package
+    words=$(umask 022 && cd build && cpack 2>&1) || {
+        printf '%s\n' "$words" >&2
+        fail "the package could not be made."
+    }
+    package=$(sed -n 's/^CPack: - package: \(.*\) generated\.$/\1/p' <<<"$words")
+    say "made $package"
+    say "Install it with: sudo apt install $package"
+}
+
 run_tests() {
     export CTEST_OUTPUT_ON_FAILURE=1
     say "running every test"
@@ -100,7 +111,9 @@ run_tests() {
     [ "${1:-}" = --quick ] && return
     say "running the C++ tests under the address and undefined behaviour sanitizers"
     build sanitizers
+    "$root/tests/coverage" forget
     ctest --preset sanitizers -L cpp
+    "$root/tests/coverage"
     say "running the tests of threads under the thread sanitizer"
     build thread-sanitizer thread_tests
     ctest --preset thread-sanitizer -L threads
@@ -123,11 +136,17 @@ case ${1:-build} in
         build release WingbellControl IntercomServer
         run_window
         ;;
+    package)
+        install_packages build package
+        build release WingbellControl IntercomServer
+        make_package
+        ;;
     pictures)
         install_packages build run test pictures
         prepare_shared_folder
         build release WingbellControl IntercomServer
         "$root/packaging/take_pictures.sh"
+        "$root/packaging/draw_icons.sh"
         ;;
     bench)
         install_packages build run test bench
@@ -141,7 +160,7 @@ case ${1:-build} in
         run_tests "${2:-}"
         ;;
     *)
-        sed -n '2,10p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
+        sed -n '2,11p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'
         exit 2
         ;;
 esac

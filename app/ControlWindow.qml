@@ -3,7 +3,8 @@ import Wingbell.App
 import Wingbell.Look
 
 // The control window. It has no title bar: the view's header is its title, moves it and bears its
-// buttons, and its edges resize it.
+// buttons, and its edges resize it. On a screen smaller than its least size everything is laid out
+// in the part that can be seen.
 Window {
     id: window
 
@@ -16,23 +17,29 @@ Window {
 
     color: Theme.stage
     flags: Qt.Window | Qt.FramelessWindowHint
-    height: 760
+    height: room.openingHeight(760, minimumHeight)
     minimumHeight: 680
     minimumWidth: 780
     visible: true
     width: 820
 
+    ScreenRoom {
+        id: room
+
+        window: window
+    }
     ContentView {
         id: view
 
-        anchors.fill: parent
+        height: room.shown(window.height, window.minimumHeight, room.available.height)
+        width: room.shown(window.width, window.minimumWidth, room.available.width)
 
         models: ContentModels {
         }
     }
     HeaderHandle {
         height: view.headerHeight
-        width: parent.width
+        width: view.width
 
         onMoved: window.startSystemMove()
         onToggled: window.toggleMaximized()

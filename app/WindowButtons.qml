@@ -15,18 +15,26 @@ Row {
     spacing: 6
 
     WindowButton {
+        //: A button of the window, spoken only.
         Accessible.name: qsTr("Minimise")
         symbol: "minus"
 
         onClicked: buttons.minimizeRequested()
     }
     WindowButton {
-        Accessible.name: buttons.maximized ? qsTr("Restore") : qsTr("Maximise")
+        Accessible.name: {
+            if (buttons.maximized)
+                //: A button of the window, spoken only: gives it the size back that it had.
+                return qsTr("Restore");
+            //: A button of the window, spoken only: lets it fill the screen.
+            return qsTr("Maximise");
+        }
         symbol: buttons.maximized ? "square.on.square" : "square"
 
         onClicked: buttons.maximizeRequested()
     }
     WindowButton {
+        //: A button of the window, spoken only: closes it.
         Accessible.name: qsTr("Close")
         symbol: "xmark"
 
@@ -41,11 +49,12 @@ Row {
         implicitHeight: 16
         implicitWidth: 16
 
-        Rectangle {
+        InsetPlate {
             anchors.fill: parent
-            border.color: Theme.faded(Theme.steelMid, 0.6)
-            color: Theme.faded(Theme.steelMid, button.pressed ? 0.6 : hover.hovered ? 0.45 : 0.2)
-            radius: 8
+            cornerRadius: 8
+            fill: Theme.faded(Theme.steelMid, button.pressed ? 0.6 : hover.hovered ? 0.45 : 0.2)
+            outline: Theme.faded(Theme.steelMid, 0.6)
+            outlineWidth: 1
         }
         Symbol {
             anchors.centerIn: parent
@@ -57,8 +66,8 @@ Row {
             id: hover
         }
         FocusRing {
+            cornerRadius: 10
             distance: 2
-            radius: 10
             visible: button.showsFocus
         }
     }

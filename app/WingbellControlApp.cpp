@@ -1,8 +1,11 @@
 #include "app/WingbellControlApp.h"
 
+#include "app/WindowIcon.h"
+#include "app/WindowLanguage.h"
 #include "server/BusConnection.h"
 
 #include <QGuiApplication>
+#include <QLocale>
 #include <QQmlApplicationEngine>
 #include <QQmlExtensionPlugin>
 #include <QQuickWindow>
@@ -46,6 +49,8 @@ int WingbellControlApp::run(char* executable)
     QGuiApplication::setApplicationName(QStringLiteral("WingbellControl"));
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Wingbell Control"));
     QGuiApplication::setDesktopFileName(QStringLiteral("wingbell-control"));
+    QGuiApplication::setWindowIcon(windowIcon());
+    const WindowLanguage language(QLocale::system().uiLanguages());
 
     QQmlApplicationEngine engine;
     engine.addImportPath(QStringLiteral("qrc:/qt/qml"));

@@ -43,7 +43,7 @@ Item {
                 font.letterSpacing: 0.5
                 font.pixelSize: 17
                 font.weight: Font.ExtraBold
-                text: qsTr("Wingbell Control")
+                text: "Wingbell Control" // a name
             }
             Text {
                 Accessible.name: text
@@ -51,6 +51,7 @@ Item {
                 anchors.horizontalCenter: parent.horizontalCenter
                 color: Theme.faded("white", 0.75)
                 font.pixelSize: 10
+                //: Under the title of the window; the relay is what carries the voices of the intercom.
                 text: qsTr("Set up and run the show relay")
                 textFormat: Text.PlainText
             }

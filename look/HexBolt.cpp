@@ -53,6 +53,14 @@ struct BoltPicture
     QImage image;       ///< with room for the shadow around the head
 };
 
+/// Where in its picture a bolt has its middle, which lies between two pixels or within one, so that
+/// every bolt is alike on all sides on every screen.
+double middleInPixels(double diameter, double scale)
+{
+    const double reach = std::ceil(boltShadow().reach());
+    return std::round(2.0 * scale * (diameter / 2.0 + reach)) / 2.0;
+}
+
 /// A window has dozens of bolts of a few sizes, each with a shadow to blur: every size is painted
 /// once. Each thread that paints keeps its own.
 const QImage& boltPicture(double diameter, double scale)
@@ -69,14 +77,15 @@ const QImage& boltPicture(double diameter, double scale)
     if (pictures.size() >= most) {
         pictures.clear();
     }
-    const double reach = std::ceil(boltShadow().reach());
-    const int pixels = static_cast<int>(std::ceil((diameter + 2.0 * reach) * scale));
+    const double middle = middleInPixels(diameter, scale);
+    const int pixels = static_cast<int>(std::ceil(2.0 * middle));
     QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
+    painter.translate(middle, middle);
     painter.scale(scale, scale);
-    painter.translate(reach, reach);
+    painter.translate(-diameter / 2.0, -diameter / 2.0);
     paintBolt(painter, diameter);
     painter.end();
     pictures.append({diameter, scale, image});
@@ -87,11 +96,15 @@ const QImage& boltPicture(double diameter, double scale)
 
 void paintHexBolt(QPainter& painter, const QPointF& topLeft, double diameter)
 {
-    const double scale = painter.device()->devicePixelRatio() * painter.transform().m11();
-    const double reach = std::ceil(boltShadow().reach());
+    const QTransform toPixels = painter.deviceTransform();
+    const double scale = toPixels.m11();
+    const double middle = middleInPixels(diameter, scale);
+    const QPointF wanted =
+        toPixels.map(topLeft + QPointF(diameter, diameter) / 2.0) - QPointF(middle, middle);
     const QImage& picture = boltPicture(diameter, scale);
     painter.drawImage(
-        QRectF(topLeft - QPointF(reach, reach), QSizeF(picture.size()) / scale), picture);
+        QRectF(toPixels.inverted().map(QPointF(wanted.toPoint())), QSizeF(picture.size()) / scale),
+        picture);
 }
 
 HexBolt::HexBolt(QQuickItem* parent)

@@ -9,8 +9,8 @@
 namespace wingbell {
 
 /// An item painted in C++ with antialiasing, whose picture may reach beyond its geometry: shadows
-/// and centred outlines do. Painted when it is new, resized or told to; kept as a picture between.
-/// Children of the item lie over the picture.
+/// and centred outlines do. Painted in the screen's own pixels when it is new, resized or told to;
+/// kept as a picture between. Children of the item lie over the picture.
 class PaintedSurface : public QQuickItem
 {
     Q_OBJECT
@@ -34,8 +34,8 @@ protected:
     void repaint();
 
     void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
-
     void itemChange(ItemChange change, const ItemChangeData& data) override;
+
     QSGNode* updatePaintNode(QSGNode* old, UpdatePaintNodeData* data) override;
 
 private:

@@ -35,6 +35,56 @@ FileDescriptor openWithoutWaiting(const QString& path, int flags)
         everyoneWithinTheMask));
 }
 
+/// Calls until no signal comes between.
+template <typename Call> auto whole(Call call)
+{
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
+bool cutAt(const FileDescriptor& file, off_t size)
+{
+    return whole([&] { return ::ftruncate(file.get(), size); }) == 0;
+}
+
+/// Sets room aside for `size` bytes or leaves the file as it was. File systems that cannot set room
+/// aside are taken to have it.
+bool makeRoom(const FileDescriptor& file, off_t size)
+{
+    struct stat before = {};
+    if (size == 0 || ::fstat(file.get(), &before) != 0) {
+        return size == 0;
+    }
+    if (whole([&] { return ::fallocate(file.get(), 0, 0, size); }) == 0) {
+        return true;
+    }
+    if (errno == EOPNOTSUPP || errno == ENOSYS) {
+        return true;
+    }
+    (void)cutAt(file, before.st_size);
+    return false;
+}
+
+bool writeAll(const FileDescriptor& file, const QByteArray& bytes)
+{
+    qsizetype written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count = whole([&] {
+            return ::write(
+                file.get(), bytes.constData() + written,
+                static_cast<size_t>(bytes.size() - written));
+        });
+        if (count <= 0) {
+            return false;
+        }
+        written += count;
+    }
+    return true;
+}
+
 } // namespace
 
 FileReading readPlainFile(const QString& path)
@@ -51,11 +101,10 @@ FileReading readPlainFile(const QString& path)
     qsizetype used = 0;
     for (;;) {
         bytes.resize(used + std::max(step, used)); // doubling, so that growth stays linear
-        const ssize_t count =
-            ::read(file.get(), bytes.data() + used, static_cast<size_t>(bytes.size() - used));
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t count = whole([&] {
+            return ::read(
+                file.get(), bytes.data() + used, static_cast<size_t>(bytes.size() - used));
+        });
         if (count < 0) {
             return {std::nullopt, systemReason(errno)};
         }
@@ -72,23 +121,13 @@ FileReading readPlainFile(const QString& path)
 
 bool writePlainFile(const QString& path, const QByteArray& bytes)
 {
-    FileDescriptor file = openWithoutWaiting(path, O_WRONLY | O_CREAT | O_TRUNC);
-    if (!file.isOpen() || !isRegularFile(file)) {
+    // The old content goes only once there is room for the new one: a full disk must not cost a
+    // show.
+    FileDescriptor file = openWithoutWaiting(path, O_WRONLY | O_CREAT);
+    if (!file.isOpen() || !isRegularFile(file) || !makeRoom(file, bytes.size())) {
         return false;
     }
-    qsizetype written = 0;
-    while (written < bytes.size()) {
-        const ssize_t count = ::write(
-            file.get(), bytes.constData() + written, static_cast<size_t>(bytes.size() - written));
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count <= 0) {
-            return false;
-        }
-        written += count;
-    }
-    return file.close();
+    return writeAll(file, bytes) && cutAt(file, bytes.size()) && file.close();
 }
 
 } // namespace wingbell

@@ -28,6 +28,7 @@ Column {
             width: flow.width
         }
         itemView: FlowChip {
+            //: What a press on a channel does, spoken only.
             Accessible.description: qsTr("Removes the channel")
             textColor: "white"
             tint: Theme.steelMid
@@ -42,8 +43,10 @@ Column {
         DeskField {
             id: newName
 
+            //: The field for a new channel, spoken only.
             Accessible.name: qsTr("New channel name")
             font.pixelSize: 13
+            //: Stands in the empty field, which is 220 wide.
             placeholderText: qsTr("New channel name")
             text: editor.newChannelName
             width: Math.min(220, editor.width)
@@ -54,6 +57,7 @@ Column {
         DeskButton {
             anchors.verticalCenter: parent.verticalCenter
             enabled: !ChannelName.isBlank(editor.newChannelName)
+            //: A button: adds the channel whose name is in the field.
             text: qsTr("Add")
 
             onClicked: editor.add()

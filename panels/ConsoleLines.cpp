@@ -69,11 +69,25 @@ void ConsoleLines::setLines(const QStringList& lines)
         m_lines = lines;
     }
     if (unchanged < common) {
-        Q_EMIT dataChanged(index(row(unchanged)), index(row(common - 1)), {LineRole});
+        Q_EMIT dataChanged(
+            index(row(unchanged)), index(row(common - 1)), {LineRole, HasLongWordRole});
     }
     if (lines.size() != before) {
         Q_EMIT countDiffers();
     }
+}
+
+bool ConsoleLines::hasLongWord(QStringView line)
+{
+    constexpr qsizetype longest = 1000;
+    qsizetype wordLength = 0;
+    for (const QChar character : line) {
+        wordLength = character.isSpace() ? 0 : wordLength + 1;
+        if (wordLength > longest) {
+            return true;
+        }
+    }
+    return false;
 }
 
 int ConsoleLines::rowCount(const QModelIndex& parent) const
@@ -83,13 +97,23 @@ int ConsoleLines::rowCount(const QModelIndex& parent) const
 
 QVariant ConsoleLines::data(const QModelIndex& index, int role) const
 {
-    const bool known = checkIndex(index, CheckIndexOption::IndexIsValid) && role == LineRole;
-    return known ? QVariant(m_lines.at(index.row())) : QVariant();
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid)) {
+        return {};
+    }
+    const QString& line = m_lines.at(index.row());
+    switch (role) {
+    case LineRole:
+        return line;
+    case HasLongWordRole:
+        return hasLongWord(line);
+    default:
+        return {};
+    }
 }
 
 QHash<int, QByteArray> ConsoleLines::roleNames() const
 {
-    return {{LineRole, "line"}};
+    return {{LineRole, "line"}, {HasLongWordRole, "hasLongWord"}};
 }
 
 } // namespace wingbell

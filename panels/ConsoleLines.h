@@ -21,7 +21,15 @@ class ConsoleLines : public QAbstractListModel
     Q_PROPERTY(wingbell::ServerController* server READ server WRITE setServer NOTIFY serverChanged)
 
 public:
-    enum Role { LineRole = Qt::UserRole + 1 };
+    enum Role {
+        LineRole = Qt::UserRole + 1,
+        HasLongWordRole, ///< whether it is to be broken anywhere, see hasLongWord
+    };
+
+    /// Whether more than a thousand characters of the line stand without a space. Where such a word
+    /// ends, text that is broken between words looks for anew in each of its rows, which takes a
+    /// minute for a megabyte.
+    [[nodiscard]] static bool hasLongWord(QStringView line);
 
     explicit ConsoleLines(QObject* parent = nullptr);
 

@@ -20,11 +20,11 @@ Item {
         x: 14
         y: 14
 
-        Rectangle {
+        InsetPlate {
             anchors.verticalCenter: parent.verticalCenter
-            color: Theme.ready
+            cornerRadius: 3
+            fill: Theme.ready
             height: 6
-            radius: 3
             width: 6
         }
         Text {
@@ -35,6 +35,7 @@ Item {
             font.letterSpacing: 1.5
             font.pixelSize: 10
             font.weight: Font.Bold
+            //: The title over what the server says.
             text: qsTr("CONSOLE")
             textFormat: Text.PlainText
         }
@@ -72,6 +73,7 @@ Item {
                 animation.start();
             }
 
+            //: The list of what the server says, spoken only.
             Accessible.name: qsTr("Console")
             Accessible.role: Accessible.List
             activeFocusOnTab: true

@@ -7,6 +7,7 @@ import Wingbell.Panels
 Item {
     id: row
 
+    required property bool hasLongWord
     readonly property color ink: Qt.rgba(0.55, 0.95, 0.6, 1)
     required property string line
 
@@ -24,7 +25,7 @@ Item {
         textFormat: Text.PlainText
         visible: !selectable.active
         width: parent.width - 20
-        wrapMode: Text.Wrap
+        wrapMode: row.hasLongWord ? Text.WrapAnywhere : Text.Wrap
         x: 10
     }
     HoverHandler {
@@ -45,6 +46,7 @@ Item {
             const selection = item as ConsoleSelection;
             selection.ink = row.ink;
             selection.font = plain.font;
+            selection.wrapMode = Qt.binding(() => plain.wrapMode);
             selection.text = Qt.binding(() => row.line);
             selection.hasSelectionChanged.connect(() => isHeld = selection.hasSelection);
         }

@@ -15,7 +15,6 @@ TextEdit {
     selectedTextColor: "black"
     selectionColor: Theme.gold
     textFormat: TextEdit.PlainText
-    wrapMode: TextEdit.Wrap
 
     onActiveFocusChanged: if (!activeFocus && !menu.isOpen)
         deselect()

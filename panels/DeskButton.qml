@@ -11,15 +11,15 @@ Pressable {
 
     Accessible.name: text
     implicitHeight: label.implicitHeight + 12
-    implicitWidth: label.implicitWidth + 24
+    implicitWidth: Math.ceil(label.implicitWidth) + 24
     opacity: enabled ? 1 : 0.4
 
-    Rectangle {
+    InsetPlate {
         anchors.fill: parent
-        border.color: button.prominent ? Qt.lighter(Theme.gold, 1.15) : Theme.faded(Theme.steelLight, 0.35)
-        border.width: 1
-        color: button.prominent ? Qt.darker(Theme.gold, button.pressed ? 1.25 : 1) : Theme.faded(Theme.steelMid, button.pressed ? 0.65 : 0.4)
-        radius: 6
+        cornerRadius: 6
+        fill: button.prominent ? Qt.darker(Theme.gold, button.pressed ? 1.25 : 1) : Theme.faded(Theme.steelMid, button.pressed ? 0.65 : 0.4)
+        outline: button.prominent ? Qt.lighter(Theme.gold, 1.15) : Theme.faded(Theme.steelLight, 0.35)
+        outlineWidth: 1
     }
     Text {
         id: label

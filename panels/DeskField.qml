@@ -9,6 +9,11 @@ TextInput {
     property color plateColor: Theme.steelDeep
     property real radius: 6
 
+    // A text that is too long is read from its beginning, and edited around the caret.
+    function showWhatMatters() {
+        ensureVisible(activeFocus ? cursorPosition : 0);
+    }
+
     Accessible.focusable: true
     Accessible.focused: activeFocus
     Accessible.role: Accessible.EditableText
@@ -27,15 +32,19 @@ TextInput {
         width: 1
     }
 
+    Component.onCompleted: showWhatMatters()
     Keys.onMenuPressed: menu.popup(field, cursorRectangle.x, height)
+    onActiveFocusChanged: showWhatMatters()
+    onCursorPositionChanged: showWhatMatters()
+    onWidthChanged: showWhatMatters()
 
-    Rectangle {
+    InsetPlate {
         anchors.fill: parent
-        border.color: Theme.gold
-        border.width: field.activeFocus && field.plateColor.a > 0 ? 1 : 0
-        color: field.plateColor
+        cornerRadius: field.radius
+        fill: field.plateColor
         objectName: "plate"
-        radius: field.radius
+        outline: Theme.gold
+        outlineWidth: field.activeFocus && field.plateColor.a > 0 ? 1 : 0
         z: -1
     }
     Text {
@@ -45,6 +54,8 @@ TextInput {
         color: Theme.faded("white", 0.3)
         elide: Text.ElideRight
         font: field.font
+        fontSizeMode: Text.HorizontalFit // a field's width is the same in every language
+        minimumPixelSize: 9
         text: field.placeholderText
         textFormat: Text.PlainText
         verticalAlignment: Text.AlignVCenter

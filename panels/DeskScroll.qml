@@ -39,9 +39,10 @@ Item {
         }
         return false;
     }
+    // Whole points: between them lines and letters blur, and what clips takes a line with it.
     function to(position) {
         scrolled();
-        flickable.contentY = Math.max(flickable.originY, Math.min(lowest, position));
+        flickable.contentY = Math.max(flickable.originY, Math.min(lowest, Math.round(position)));
     }
 
     WheelHandler {
@@ -89,12 +90,12 @@ Item {
             positionChanged(event);
         }
 
-        Rectangle {
+        InsetPlate {
             id: handle
 
-            color: Theme.faded(Theme.steelLight, bar.pressed ? 0.8 : bar.containsMouse ? 0.6 : 0.35)
+            cornerRadius: 3
+            fill: Theme.faded(Theme.steelLight, bar.pressed ? 0.8 : bar.containsMouse ? 0.6 : 0.35)
             height: Math.max(20, bar.height * scroll.flickable.visibleArea.heightRatio - 4)
-            radius: 3
             width: 6
             x: 2
             y: 2 + bar.room * Math.max(0, Math.min(1, (scroll.flickable.contentY - scroll.flickable.originY) / bar.distance))

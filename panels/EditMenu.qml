@@ -9,6 +9,7 @@ T.Menu {
     property bool canCut: false
     property bool canEdit: true
     property bool canPaste: false
+    readonly property real widest: Math.max(152, cutEntry.implicitWidth, copyEntry.implicitWidth, pasteEntry.implicitWidth, allEntry.implicitWidth)
 
     signal copy
     signal cut
@@ -16,13 +17,14 @@ T.Menu {
     signal selectAll
 
     implicitHeight: contentItem.implicitHeight + 8
-    implicitWidth: 160
+    implicitWidth: widest + 8
     padding: 4
 
-    background: Rectangle {
-        border.color: Theme.faded(Theme.steelMid, 0.6)
-        color: Theme.steelDark
-        radius: 6
+    background: InsetPlate {
+        cornerRadius: 6
+        fill: Theme.steelDark
+        outline: Theme.faded(Theme.steelMid, 0.6)
+        outlineWidth: 1
     }
     contentItem: ListView {
         currentIndex: menu.currentIndex
@@ -36,28 +38,40 @@ T.Menu {
     onClosed: parent?.forceActiveFocus(Qt.PopupFocusReason)
 
     Entry {
+        id: cutEntry
+
         enabled: menu.canEdit && menu.canCut
         height: menu.canEdit ? implicitHeight : 0
+        //: Menu of a text field, as everywhere on the desktop.
         text: qsTr("Cut")
         visible: menu.canEdit
 
         onTriggered: menu.cut()
     }
     Entry {
+        id: copyEntry
+
         enabled: menu.canCut
+        //: Menu of a text field, as everywhere on the desktop.
         text: qsTr("Copy")
 
         onTriggered: menu.copy()
     }
     Entry {
+        id: pasteEntry
+
         enabled: menu.canEdit && menu.canPaste
         height: menu.canEdit ? implicitHeight : 0
+        //: Menu of a text field, as everywhere on the desktop.
         text: qsTr("Paste")
         visible: menu.canEdit
 
         onTriggered: menu.paste()
     }
     Entry {
+        id: allEntry
+
+        //: Menu of a text field, as everywhere on the desktop.
         text: qsTr("Select All")
 
         onTriggered: menu.selectAll()
@@ -69,11 +83,11 @@ T.Menu {
         Accessible.name: text
         activeFocusOnTab: enabled // the arrow keys pass over what cannot be chosen
         implicitHeight: 26
-        implicitWidth: 152
+        implicitWidth: contentItem.implicitWidth + 8
 
-        background: Rectangle {
-            color: entry.highlighted ? Theme.gold : "transparent"
-            radius: 4
+        background: InsetPlate {
+            cornerRadius: 4
+            fill: entry.highlighted ? Theme.gold : "transparent"
         }
         contentItem: Text {
             color: entry.highlighted ? "black" : "white"

@@ -13,14 +13,15 @@ namespace wingbell {
 
 namespace {
 
-BusCall showItem(const QString& path)
+/// Asks the desktop's file manager, launched if need be, to do that with one file or folder.
+BusCall fileManagerCall(const QString& method, const QString& path)
 {
     const QString address = QString::fromLatin1(QUrl::fromLocalFile(path).toEncoded());
     return {
         .service = QStringLiteral("org.freedesktop.FileManager1"),
         .path = QStringLiteral("/org/freedesktop/FileManager1"),
         .interface = QStringLiteral("org.freedesktop.FileManager1"),
-        .method = QStringLiteral("ShowItems"),
+        .method = method,
         .arguments = {QStringList{address}, QString()},
         .mayStartService = true,
     };
@@ -48,19 +49,49 @@ FileRevealer::~FileRevealer() = default;
 
 void FileRevealer::reveal(const QString& path)
 {
-    const QString nearest = nearestFolder(path);
-    if (nearest != QFileInfo(path).absolutePath()) {
-        m_openFolder(nearest); // a file manager would show an error instead
-        return;
+    if (m_bus) {
+        return; // to ask anew would only put off what is done without an answer
     }
     constexpr std::chrono::seconds patience{5};
     m_bus = std::make_unique<BusConnection>(BusConnection::Bus::Session, patience);
-    m_bus->call(showItem(path), [this, nearest](const BusMessage& answer) {
-        m_bus.reset();
-        if (answer.isError()) {
-            m_openFolder(nearest);
+    const QString nearest = nearestFolder(path);
+    if (nearest == QFileInfo(path).absolutePath()) {
+        showItem(path, nearest);
+    } else {
+        showFolder(nearest); // some file managers would show an error instead
+    }
+}
+
+void FileRevealer::showItem(const QString& path, const QString& folder)
+{
+    const BusCall call = fileManagerCall(QStringLiteral("ShowItems"), path);
+    m_bus->call(call, [this, folder](const BusMessage& answer) {
+        if (!answer.hasCome()) {
+            giveUp(folder);
+        } else if (answer.isError()) {
+            showFolder(folder); // some refuse a file that does not exist
+        } else {
+            m_bus.reset();
         }
     });
+}
+
+void FileRevealer::showFolder(const QString& folder)
+{
+    const BusCall call = fileManagerCall(QStringLiteral("ShowFolders"), folder);
+    m_bus->call(call, [this, folder](const BusMessage& answer) {
+        if (answer.isError()) {
+            giveUp(folder);
+        } else {
+            m_bus.reset();
+        }
+    });
+}
+
+void FileRevealer::giveUp(const QString& folder)
+{
+    m_bus.reset();
+    m_openFolder(folder);
 }
 
 QString FileRevealer::nearestFolder(const QString& path)

@@ -28,17 +28,23 @@ public:
     ~FileRevealer() override;
     Q_DISABLE_COPY_MOVE(FileRevealer)
 
-    /// Asks the file manager for a window with that one file selected, whether it exists or not;
-    /// where the folder is missing or no file manager answers within 5 seconds, has the nearest
-    /// folder that exists opened. Returns at once; a failure is not told.
+    /// Asks the file manager for a window with that one file selected, whether it exists or not.
+    /// Where its folder is missing, or the file manager wants no missing file, the nearest folder
+    /// that exists is asked for; where no file manager answers within 5 seconds, the desktop opens
+    /// that folder by its own means. Returns at once; a failure is not told. Does nothing while an
+    /// earlier request is unanswered.
     Q_INVOKABLE void reveal(const QString& path);
 
     /// The nearest folder above `path` that exists.
     [[nodiscard]] static QString nearestFolder(const QString& path);
 
 private:
+    void showItem(const QString& path, const QString& folder);
+    void showFolder(const QString& folder);
+    void giveUp(const QString& folder);
+
     FolderOpener m_openFolder;
-    std::unique_ptr<BusConnection> m_bus; ///< of the last request
+    std::unique_ptr<BusConnection> m_bus; ///< while a request is unanswered
 };
 
 } // namespace wingbell

@@ -49,7 +49,7 @@ Item {
 
         anchors.fill: null
         distance: 2
-        radius: height / 2
+        cornerRadius: height / 2
         visible: anchors.fill !== null
     }
 }

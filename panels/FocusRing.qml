@@ -2,13 +2,13 @@ import QtQuick
 import Wingbell.Look
 
 // The gold outline around what has the keyboard's focus.
-Rectangle {
+InsetPlate {
     property real distance: 3
 
     anchors.fill: parent
     anchors.margins: -distance
-    border.color: Theme.gold
-    border.width: 2
-    color: "transparent"
-    radius: 6 + distance
+    cornerRadius: 6 + distance
+    fill: "transparent"
+    outline: Theme.gold
+    outlineWidth: 2
 }

@@ -55,6 +55,7 @@ Item {
                 color: Theme.faded(Theme.gold, 0.85)
                 font.pixelSize: 10
                 font.weight: Font.Bold
+                //: The title over the path of the file that the show is saved in.
                 text: qsTr("SHOW FILE")
                 textFormat: Text.PlainText
             }
@@ -86,6 +87,7 @@ Item {
                     color: reveal.pressed ? Qt.darker(Theme.gold, 1.3) : Theme.gold
                     font.pixelSize: 11
                     font.underline: hover.hovered
+                    //: A link: opens the file manager with the show's file selected. Say it as the desktop does.
                     text: qsTr("Reveal in Finder")
                     textFormat: Text.PlainText
                     y: 2

@@ -5,6 +5,7 @@ import Wingbell.Panels
 // draws nothing; `showsFocus` asks its user to show the keyboard's focus.
 PressArea {
     // The toolkit tells no screen reader that an item is disabled.
+    //: Says of a button or switch that it cannot be pressed at present, spoken only.
     Accessible.description: enabled ? "" : qsTr("Not available now")
     Accessible.focusable: enabled
     Accessible.focused: activeFocus

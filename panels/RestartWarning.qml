@@ -2,12 +2,12 @@ import QtQuick
 import Wingbell.Look
 
 // Says that the running server has not got all edits.
-Rectangle {
+InsetPlate {
     Accessible.name: warning.text
     Accessible.role: Accessible.AlertMessage
-    color: Theme.steelDeep
+    cornerRadius: 8
+    fill: Theme.steelDeep
     implicitHeight: Math.max(sign.height, warning.height) + 20
-    radius: 8
 
     Symbol {
         id: sign
@@ -28,6 +28,7 @@ Rectangle {
         anchors.verticalCenter: parent.verticalCenter
         color: Theme.gold
         font.pixelSize: 12
+        //: The server runs with the show as it was saved before it was started.
         text: qsTr("Changes won't reach the show until you stop and restart the server.")
         textFormat: Text.PlainText
         wrapMode: Text.Wrap

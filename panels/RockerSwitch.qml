@@ -10,6 +10,7 @@ Pressable {
 
     Accessible.checkable: true
     Accessible.checked: isOn
+    //: The switch that starts and stops the server, spoken only.
     Accessible.name: qsTr("Intercom server")
     Accessible.role: Accessible.CheckBox
     enabled: !isBusy
@@ -28,15 +29,17 @@ Pressable {
     HalfLabel {
         active: !rocker.isOn
         anchors.horizontalCenterOffset: -35.5
+        //: The left half of the switch, 71 wide; lit while the server is stopped.
         text: qsTr("STOP")
     }
     HalfLabel {
         active: rocker.isOn
         anchors.horizontalCenterOffset: 35.5
+        //: The right half of the switch, 71 wide; lit while the server runs.
         text: qsTr("START")
     }
     FocusRing {
-        radius: 13
+        cornerRadius: 13
         visible: rocker.showsFocus
     }
 
@@ -49,6 +52,7 @@ Pressable {
         font.letterSpacing: 1
         font.pixelSize: 11
         font.weight: Font.ExtraBold
+        scale: Math.min(1, 65 / implicitWidth) // a longer word than the English stays in its half
         textFormat: Text.PlainText
     }
 }

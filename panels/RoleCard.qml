@@ -50,6 +50,7 @@ Item {
             DeskField {
                 id: name
 
+                //: The field with the name of a role, e.g. Stage Manager; spoken only.
                 Accessible.name: qsTr("Role name")
                 anchors.left: parent.left
                 anchors.right: remove.left
@@ -59,6 +60,7 @@ Item {
                 font.pixelSize: 13
                 font.weight: Font.Bold
                 padding: 0
+                //: Stands in the field while the role has no name.
                 placeholderText: qsTr("Role name")
                 plateColor: "transparent"
                 text: card.role.name
@@ -67,12 +69,13 @@ Item {
             }
             FocusRing {
                 anchors.fill: name
-                border.width: 1
+                outlineWidth: 1
                 visible: name.activeFocus
             }
             Pressable {
                 id: remove
 
+                //: The button with the dustbin, spoken only.
                 Accessible.name: qsTr("Delete role")
                 anchors.right: parent.right
                 anchors.verticalCenter: parent.verticalCenter

@@ -84,15 +84,18 @@ Item {
                 }
             }
             SetupSection {
+                //: A section's title.
                 title: qsTr("SHOW NAME")
 
                 DeskField {
+                    //: The field with the show's name, spoken only.
                     Accessible.name: qsTr("Show name")
                     font.family: Typeface.rounded
                     font.pixelSize: 15
                     font.weight: Font.DemiBold
                     objectName: "showName"
                     padding: 10
+                    //: An example of a show's name, in the empty field.
                     placeholderText: qsTr("e.g. Fall Recital")
                     radius: 8
                     text: panel.config.show
@@ -102,6 +105,7 @@ Item {
                 }
             }
             SetupSection {
+                //: A section's title: Open Sound Control, and the cue player that speaks it.
                 title: qsTr("OSC (QLab)")
 
                 Column {
@@ -117,6 +121,7 @@ Item {
                             font.family: Typeface.rounded
                             font.pixelSize: 13
                             font.weight: Font.DemiBold
+                            //: The number of a network port, before its field.
                             text: qsTr("Port")
                             textFormat: Text.PlainText
                         }
@@ -129,6 +134,7 @@ Item {
                                     text = setup.oscPortText;
                             }
 
+                            //: The number of a network port, spoken before its field.
                             Accessible.name: qsTr("Port")
                             font.family: Typeface.monospaced
                             font.pixelSize: 13
@@ -153,6 +159,7 @@ Item {
                         Accessible.role: Accessible.StaticText
                         color: Theme.faded("white", 0.55)
                         font.pixelSize: 10
+                        //: The addresses /wingbell/say are for the machine and stay as they are; ChannelName stands for any channel's name.
                         text: qsTr("Point a QLab Network (OSC) cue at this Mac's IP and this port. Address /wingbell/say (or /wingbell/say/ChannelName) with a string argument speaks it into the intercom.")
                         textFormat: Text.PlainText
                         width: parent.width
@@ -163,6 +170,7 @@ Item {
             SetupSection {
                 id: channels
 
+                //: A section's title: the voice channels of the intercom.
                 title: qsTr("CHANNELS")
 
                 ChannelsEditor {
@@ -175,6 +183,7 @@ Item {
             SetupSection {
                 id: roles
 
+                //: A section's title: who works at the show, e.g. Stage Manager.
                 title: qsTr("ROLES")
 
                 Column {
@@ -220,6 +229,7 @@ Item {
                                 anchors.verticalCenter: parent.verticalCenter
                                 color: Theme.gold
                                 font.pixelSize: 13
+                                //: A button: adds a role to the show.
                                 text: qsTr("Add Role")
                                 textFormat: Text.PlainText
                                 x: addSign.width + 6
@@ -239,7 +249,13 @@ Item {
                     font.weight: Font.Bold
                     objectName: "save"
                     prominent: true
-                    text: feedback.justSaved ? qsTr("Saved \u2713") : qsTr("Save Show")
+                    text: {
+                        if (feedback.justSaved)
+                            //: The button that saves, right after it has.
+                            return qsTr("Saved \u2713");
+                        //: A button: writes the show to its file.
+                        return qsTr("Save Show");
+                    }
                     width: Math.max(120 + 24, implicitWidth)
 
                     onClicked: {
@@ -250,6 +266,7 @@ Item {
                 }
                 DeskButton {
                     objectName: "reload"
+                    //: A button: reads the show from its file again; edits since the last save are lost.
                     text: qsTr("Reload from File")
 
                     onClicked: {

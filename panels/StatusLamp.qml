@@ -5,7 +5,16 @@ import Wingbell.Look
 Column {
     id: lamp
 
-    readonly property string caption: isRunning ? qsTr("ON AIR") : isStarting ? qsTr("STARTING") : qsTr("STOPPED")
+    readonly property string caption: {
+        if (isRunning)
+            //: The lamp: the server runs. As over the door of a studio.
+            return qsTr("ON AIR");
+        if (isStarting)
+            //: The lamp: the server has been started and has not spoken yet.
+            return qsTr("STARTING");
+        //: The lamp: the server does not run.
+        return qsTr("STOPPED");
+    }
     required property bool isRunning
     required property bool isStarting
 

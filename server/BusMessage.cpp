@@ -1,5 +1,7 @@
 #include "server/BusMessage.h"
 
+#include <algorithm>
+#include <array>
 #include <fcntl.h>
 #include <systemd/sd-bus.h>
 
@@ -18,6 +20,15 @@ void BusMessage::Unreference::operator()(sd_bus_message* message) const
 bool BusMessage::isError() const
 {
     return !m_message || sd_bus_message_is_method_error(m_message.get(), nullptr) > 0;
+}
+
+bool BusMessage::isUnknownCall() const
+{
+    constexpr std::array names = {
+        SD_BUS_ERROR_UNKNOWN_OBJECT, SD_BUS_ERROR_UNKNOWN_INTERFACE, SD_BUS_ERROR_UNKNOWN_METHOD};
+    return m_message && std::any_of(names.begin(), names.end(), [this](const char* name) {
+               return sd_bus_message_is_method_error(m_message.get(), name) > 0;
+           });
 }
 
 QString BusMessage::sender() const

@@ -14,6 +14,8 @@ ServiceFacility::ServiceFacility(
 {
     m_attempt.setSingleShot(true);
     connect(&m_attempt, &QTimer::timeout, this, &ServiceFacility::onOverdue);
+    m_again.setSingleShot(true);
+    connect(&m_again, &QTimer::timeout, this, &ServiceFacility::available);
 }
 
 void ServiceFacility::take(const QString& reason)
@@ -22,6 +24,7 @@ void ServiceFacility::take(const QString& reason)
     m_state = State::Asking;
     m_newOwner.reset();
     m_suits = true;
+    m_again.stop();
     m_attempt.start(m_patience);
     open();
     if (m_condition) {
@@ -97,9 +100,10 @@ void ServiceFacility::onAnswer(BusMessage& answer)
         return;
     }
     if (!keepHandle(answer)) {
-        fail();
+        onRefused(answer);
         return;
     }
+    m_unready = 0;
     if (m_state == State::Abandoned) {
         giveBack();
         return;
@@ -121,6 +125,16 @@ void ServiceFacility::onOverdue()
     fail(m_newOwner.value_or(QString()));
 }
 
+void ServiceFacility::onRefused(const BusMessage& answer)
+{
+    constexpr int mostAttempts = 10;
+    constexpr std::chrono::milliseconds pause{500};
+    if (answer.isUnknownCall() && m_state == State::Asking && ++m_unready < mostAttempts) {
+        m_again.start(pause);
+    }
+    fail();
+}
+
 void ServiceFacility::onOwner(const QString& owner)
 {
     switch (m_state) {
@@ -134,6 +148,7 @@ void ServiceFacility::onOwner(const QString& owner)
         return;
     case State::Watching:
         if (!owner.isEmpty()) {
+            m_unready = 0;
             Q_EMIT available();
         }
         return;
@@ -156,6 +171,7 @@ void ServiceFacility::onConditionOwner(const QString& owner)
 void ServiceFacility::onClosed()
 {
     m_connection.reset();
+    m_again.stop();
     (void)takeReleaseCall();
     if (m_state == State::Asking || m_state == State::Held || m_state == State::Abandoned) {
         fail();
@@ -198,6 +214,8 @@ void ServiceFacility::fail(const QString& newOwner)
 void ServiceFacility::finish()
 {
     m_attempt.stop();
+    m_again.stop();
+    m_unready = 0;
     m_connection.reset();
     m_state = State::Idle;
     Q_EMIT released();

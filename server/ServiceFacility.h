@@ -17,7 +17,9 @@ namespace wingbell {
 ///
 /// Every attempt has a connection of its own, so that whatever a service grants too late ends with
 /// the connection it was asked on. After an attempt that failed the connection stays, to learn when
-/// the service appears; a bus that is gone is not looked for again.
+/// the service appears; a bus that is gone is not looked for again. A service that is there and
+/// does not know the call yet, since some take their name before they are ready, is worth a few
+/// attempts.
 class ServiceFacility : public InhibitionFacility
 {
     Q_OBJECT
@@ -61,6 +63,7 @@ private:
     void ask();
     void onAnswer(BusMessage& answer);
     void onOverdue();
+    void onRefused(const BusMessage& answer);
     void onOwner(const QString& owner);
     void onConditionOwner(const QString& owner);
     void onClosed();
@@ -75,6 +78,8 @@ private:
     State m_state = State::Idle;
     QString m_reason;
     QTimer m_attempt;                  ///< runs while an attempt is under way
+    QTimer m_again;                    ///< runs until a service that was not ready is worth another
+    int m_unready = 0;                 ///< attempts in a row that found the service not ready
     std::optional<QString> m_newOwner; ///< who got the service's name since the attempt began
     bool m_suits = true;               ///< the condition is met
     std::unique_ptr<BusConnection> m_connection;

@@ -38,10 +38,13 @@ def wait_until(condition, what, patience=PATIENCE):
 class Desk:
     """The running control window."""
 
-    def __init__(self, program=PROGRAM):
-        self.process = subprocess.Popen([program], stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    def __init__(self, program=PROGRAM, environment=None, ready="Save Show"):
+        """Opens the window; `ready` is the name of what comes with the panels."""
+        self.process = subprocess.Popen(
+            [program], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, env=environment
+        )  # fmt: skip
         self.application = wait_until(self._find_application, "the window on the accessibility bus")
-        wait_until(lambda: self.find(name="Save Show"), "the panels")
+        wait_until(lambda: self.find(name=ready) and self.find(role=Atspi.Role.LIST), "the panels")
 
     def _find_application(self):
         if self.process.poll() is not None:
@@ -80,6 +83,17 @@ class Desk:
                 continue
             return node
         return None
+
+    def see_tree(self, expected):
+        """Waits until role and name of every accessible are these; panels come one after the other."""
+
+        def tree():
+            return [(node.get_role_name(), node.get_name()) for node in self.nodes()]
+
+        try:
+            wait_until(lambda: tree() == expected, "the tree")
+        except AssertionError:
+            assert tree() == expected, tree()
 
     def has(self, name):
         return self.find(name=name) is not None
@@ -143,8 +157,8 @@ class Desk:
 
     def console(self):
         """The console's lines as a screen reader gets them."""
-        console = wait_until(lambda: self.find(name="Console"), "the console")
-        return [node.get_name() for node in self.nodes(console) if node.get_name() != "Console"]
+        console = wait_until(lambda: self.find(role=Atspi.Role.LIST), "the console")
+        return [node.get_name() for node in list(self.nodes(console))[1:]]
 
     def see_line(self, *parts):
         """Waits for a console line that holds all `parts`."""
@@ -158,7 +172,9 @@ class Desk:
         if self.process.poll() is None:
             self.process.terminate()
             self.process.wait()
-        return self.process.stdout.read().decode()
+        # What it started and left may hold the pipe open, so there may be no end to read up to.
+        os.set_blocking(self.process.stdout.fileno(), False)
+        return (self.process.stdout.read() or b"").decode()
 
 
 class Events:
@@ -251,14 +267,41 @@ def program_with_silent_server():
     return program_with_server("silent", "#!/bin/sh\nexec sleep infinity\n")
 
 
+def end_orphans():
+    """Ends the servers that outlived their windows; they would keep the port from the next."""
+    for pid in filter(str.isdigit, os.listdir("/proc")):
+        try:
+            orphan = os.path.basename(os.readlink(f"/proc/{pid}/exe")) == "IntercomServer"
+        except OSError:
+            continue  # gone, or not ours
+        if orphan:
+            os.kill(int(pid), 15)
+            wait_until(lambda pid=pid: not alive(pid), "the server to end")
+
+
 def end_servers(window):
     for server in children_of(window.process.pid):
         os.kill(server, 15)
         wait_until(lambda pid=server: not alive(pid), "the server to end")
 
 
-def run(*tests, show=None, program=None):
-    """Runs each test on a window of its own that opens with `show`, and ends the program with the result."""
+def on(program):
+    """For a test that needs another window than the installed one: what makes it."""
+
+    def mark(test):
+        test.program = program
+        return test
+
+    return mark
+
+
+def run(*tests, show=None, program=None, session=None, ready="Save Show"):
+    """Runs each test on a window of its own that opens with `show`, and ends the program with the result.
+
+    With `session`, or an attribute of the test of that name, it has a session of its own too, which the window lives
+    in: the result of `session`, whose `environment` the window gets and which is closed after. Such a test takes the
+    window and the session. An attribute `program` of the test makes the window that it needs.
+    """
     real_folder_is_private()
     failed = 0
     for test in tests:
@@ -267,9 +310,13 @@ def run(*tests, show=None, program=None):
             write_show(show)
         xdotool("mousemove", 0, 0)  # a menu that opens under the pointer chooses by it
         window = None
+        own = None
         try:
-            window = Desk(program() if program else PROGRAM)
-            test(window)
+            make = getattr(test, "session", session)
+            own = make() if make else None
+            path = getattr(test, "program", program)
+            window = Desk(path() if path else PROGRAM, own.environment if own else None, ready)
+            test(*([window, own] if own else [window]))
             words = window.close()
             assert "qrc:" not in words and "Binding loop" not in words, words
             print("ok", test.__name__, flush=True)
@@ -281,6 +328,9 @@ def run(*tests, show=None, program=None):
             if window is not None and window.process.poll() is None:
                 end_servers(window)
                 window.close()
+            end_orphans()
+            if own is not None:
+                own.close()
     assert tests, "there are no tests"
     print(f"{len(tests) - failed} passed, {failed} failed")
     sys.exit(1 if failed else 0)

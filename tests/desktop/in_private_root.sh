@@ -5,8 +5,10 @@
 #
 #   in_private_root.sh BUILD_FOLDER COMMAND [ARGUMENT...]
 #
-# With WINGBELL_OUTPUT set, that folder is /output, the only one in which something stays.
-# The application is installed from the build folder to /opt/wingbell, the tests lie in /tests.
+# With WINGBELL_OUTPUT set, that folder is /output, the only one in which something stays. With
+# WINGBELL_KEEP_NETWORK=1 the network is the caller's, who has made one for this.
+# "/Users" is a disk of 16 MB, which a test may fill. The application is installed from the build
+# folder to /opt/wingbell, the tests lie in /tests, what measures in /bench.
 set -euo pipefail
 
 # Inside a changed root, for one, nobody may make another. That is no fault of the program; where
@@ -24,24 +26,26 @@ staging=$(mktemp -d)
 trap 'rm -rf "$staging"' EXIT
 output=()
 [ -z "${WINGBELL_OUTPUT:-}" ] || output=(--bind "$WINGBELL_OUTPUT" /output)
+network=()
+[ "${WINGBELL_KEEP_NETWORK:-}" != 1 ] || network=(--share-net)
 # The ordinary user need not be known to the machine; a message bus asks who it is.
 echo "crew:x:1000:1000::/home/crew:/bin/sh" >"$staging/passwd"
 echo "crew:x:1000:" >"$staging/group"
 cmake --install "$build" --prefix "$staging/wingbell" >/dev/null
 
 bwrap \
-    --unshare-all --new-session --die-with-parent --uid 1000 --gid 1000 \
+    --unshare-all "${network[@]}" --new-session --die-with-parent --uid 1000 --gid 1000 \
     --ro-bind /usr /usr --symlink usr/bin /bin --symlink usr/sbin /sbin \
     --symlink usr/lib /lib --symlink usr/lib64 /lib64 \
     --ro-bind /etc /etc --ro-bind "$staging/passwd" /etc/passwd --ro-bind "$staging/group" /etc/group \
     --ro-bind /var /var --proc /proc --dev /dev \
     --tmpfs /tmp --dir /tmp/.X11-unix --chmod 1777 /tmp/.X11-unix \
-    --tmpfs /run --perms 0700 --dir /run/user/1000 --tmpfs /Users --perms 1777 --dir /Users/Shared \
+    --tmpfs /run --perms 0700 --dir /run/user/1000 --size 16777216 --tmpfs /Users --perms 1777 --dir /Users/Shared \
     --perms 0700 --dir /home/crew \
-    --ro-bind "$staging/wingbell" /opt/wingbell --ro-bind "$tests" /tests \
+    --ro-bind "$staging/wingbell" /opt/wingbell --ro-bind "$tests" /tests --ro-bind "$tests/../bench" /bench \
     "${output[@]}" \
     --clearenv --setenv PATH /usr/bin:/bin --setenv HOME /home/crew --setenv LC_ALL C.UTF-8 \
     --setenv XDG_RUNTIME_DIR /run/user/1000 --setenv QT_LINUX_ACCESSIBILITY_ALWAYS_ON 1 \
-    --setenv PYTHONDONTWRITEBYTECODE 1 --setenv WINGBELL_SCREEN "${WINGBELL_SCREEN:-1280x1024x24}" \
+    --setenv PYTHONDONTWRITEBYTECODE 1 --setenv WINGBELL_REST "${WINGBELL_REST:-60}" --setenv WINGBELL_SCREEN "${WINGBELL_SCREEN:-1280x1024x24}" \
     --chdir /tmp \
     /bin/bash /tests/desktop/on_own_screen.sh "$@"

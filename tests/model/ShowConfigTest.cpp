@@ -5,7 +5,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <csignal>
 #include <memory>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 using namespace wingbell;
@@ -43,6 +45,29 @@ struct Spies
 };
 
 using Counts = QList<qsizetype>;
+
+/// While it lives no file of this process grows beyond a size, as on a disk that is full by then.
+class FileSizeLimit
+{
+public:
+    explicit FileSizeLimit(rlim_t bytes)
+        : m_signal(std::signal(SIGXFSZ, SIG_IGN))
+    {
+        ::getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit = {bytes, m_before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit()
+    {
+        ::setrlimit(RLIMIT_FSIZE, &m_before);
+        (void)std::signal(SIGXFSZ, m_signal);
+    }
+    Q_DISABLE_COPY_MOVE(FileSizeLimit)
+
+private:
+    rlimit m_before = {};
+    void (*m_signal)(int);
+};
 
 const QByteArray smallShow =
     R"({"show":"Recital","channels":["Main","Fly"],"roles":[{"name":"Fly","talk":["Fly","X","Fly"],)"
@@ -96,6 +121,7 @@ private Q_SLOTS:
     void aSavedShowIsLoadedAgain();
     void aSaveThatFailsReturnsFalseAndKeepsTheFlag_data();
     void aSaveThatFailsReturnsFalseAndKeepsTheFlag();
+    void aSaveWithoutRoomLeavesTheSavedShowWhole();
     void aSaveReplacesALongerDocument();
     void aSaveWritesThroughALink();
 
@@ -553,6 +579,22 @@ void ShowConfigTest::aSaveThatFailsReturnsFalseAndKeepsTheFlag()
     QVERIFY(config.hasUnsavedChanges());
     QCOMPARE(config.channels(), channels);
     QCOMPARE(spies.take(), (Counts{0, 0, 0, 0, 0}));
+}
+
+void ShowConfigTest::aSaveWithoutRoomLeavesTheSavedShowWhole()
+{
+    ShowConfig config(folder());
+    QVERIFY(config.save());
+    const QByteArray saved = document();
+    config.addChannel(QString(4096, u'x'));
+    {
+        const FileSizeLimit limit(static_cast<rlim_t>(saved.size()) + 1);
+        QVERIFY(!config.save());
+    }
+    QVERIFY(config.hasUnsavedChanges());
+    QCOMPARE(document(), saved);
+    QVERIFY(config.save());
+    QVERIFY(document().size() > saved.size());
 }
 
 void ShowConfigTest::aSaveReplacesALongerDocument()

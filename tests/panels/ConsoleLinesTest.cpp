@@ -17,6 +17,8 @@ private Q_SLOTS:
     void otherTextsInAsManyRowsChangeDataAlone();
     void theSameLinesTellNothing();
     void equalLinesAreRowsOfTheirOwn();
+    void aWordIsLongBeyondAThousandCharacters_data();
+    void aWordIsLongBeyondAThousandCharacters();
 
 private:
     static QStringList shown(const ConsoleLines& lines)
@@ -105,6 +107,32 @@ void ConsoleLinesTest::equalLinesAreRowsOfTheirOwn()
     ConsoleLines lines;
     lines.setLines({u"a"_qs, u"a"_qs});
     QCOMPARE(shown(lines), (QStringList{u"a"_qs, u"a"_qs}));
+}
+
+void ConsoleLinesTest::aWordIsLongBeyondAThousandCharacters_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<bool>("isLong");
+    QTest::newRow("none") << QString() << false;
+    QTest::newRow("as long as may be") << QString(1000, u'x') << false;
+    QTest::newRow("longer") << QString(1001, u'x') << true;
+    QTest::newRow("words") << u"of many words "_qs.repeated(1000) << false;
+    QTest::newRow("a long word among others")
+        << u"one "_qs + QString(1001, u'x') + u" two"_qs << true;
+    QTest::newRow("two that are not") << QString(900, u'x') + u'\t' + QString(900, u'x') << false;
+}
+
+void ConsoleLinesTest::aWordIsLongBeyondAThousandCharacters()
+{
+    QFETCH(const QString, line);
+    QFETCH(const bool, isLong);
+    ConsoleLines lines;
+    lines.setLines({line});
+    QCOMPARE(lines.index(0).data(ConsoleLines::HasLongWordRole).toBool(), isLong);
+    QSignalSpy changed(&lines, &ConsoleLines::dataChanged);
+    lines.setLines({QString(2000, u'y')});
+    QVERIFY(changed.first().at(2).value<QList<int>>().contains(ConsoleLines::HasLongWordRole));
+    QVERIFY(lines.index(0).data(ConsoleLines::HasLongWordRole).toBool());
 }
 
 QTEST_GUILESS_MAIN(ConsoleLinesTest)

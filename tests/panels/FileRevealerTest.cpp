@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QtTest>
 
 #include <memory>
@@ -40,19 +41,77 @@ private Q_SLOTS:
 
     void theFileManagerIsAskedForThatOneFile()
     {
-        MockService manager(*m_bus, u"file-manager"_qs);
-        QVERIFY(manager.isRunning());
-        m_revealer->reveal(m_folder->filePath(u"a show/roles.json"_qs)); // no such folder
-        QCOMPARE(m_opened, QStringList{m_folder->path()});
         QVERIFY(QDir(m_folder->path()).mkdir(u"a show"_qs));
+        MockService manager(*m_bus, u"file-manager"_qs);
         m_revealer->reveal(m_folder->filePath(u"a show/roles.json"_qs)); // no such file
         QTRY_VERIFY_WITH_TIMEOUT(!manager.log().isEmpty(), patience);
-        const QString call = manager.finish().first();
-        QVERIFY2(call.contains(u"ShowItems"_qs), qPrintable(call));
-        QVERIFY2(
-            call.contains(u"file://"_qs + m_folder->path() + u"/a%20show/roles.json"_qs),
-            qPrintable(call));
-        QCOMPARE(m_opened.size(), 1);
+        QCOMPARE(
+            manager.finish(),
+            (QStringList{asked(u"ShowItems"_qs, u"/a%20show/roles.json"_qs), u"caller left"_qs}));
+        QCOMPARE(m_opened, QStringList());
+    }
+
+    void theFileManagerIsAskedForTheNearestFolderWhereItsOwnIsMissing()
+    {
+        MockService manager(*m_bus, u"file-manager"_qs);
+        m_revealer->reveal(m_folder->filePath(u"no show/at all/roles.json"_qs));
+        QTRY_VERIFY_WITH_TIMEOUT(!manager.log().isEmpty(), patience);
+        QCOMPARE(manager.finish(), (QStringList{asked(u"ShowFolders"_qs, {}), u"caller left"_qs}));
+        QCOMPARE(m_opened, QStringList());
+    }
+
+    void aFileManagerThatRefusesAMissingFileIsAskedForItsFolder()
+    {
+        MockService manager(
+            *m_bus, u"file-manager"_qs, {u"--behaviour"_qs, u"refuse-missing-files"_qs});
+        m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
+        QTRY_VERIFY_WITH_TIMEOUT(manager.log().size() >= 2, patience);
+        QCOMPARE(
+            manager.finish(), (QStringList{
+                                  asked(u"ShowItems"_qs, u"/roles.json"_qs),
+                                  asked(u"ShowFolders"_qs, {}), u"caller left"_qs}));
+        QCOMPARE(m_opened, QStringList());
+    }
+
+    void aFileManagerThatRefusesEverythingIsDoneWithout()
+    {
+        const MockService manager(*m_bus, u"file-manager"_qs, {u"--behaviour"_qs, u"refuse"_qs});
+        m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
+        QTRY_COMPARE_WITH_TIMEOUT(m_opened, QStringList{m_folder->path()}, patience);
+    }
+
+    void aFileManagerThatHangsIsDoneWithout()
+    {
+        MockService manager(*m_bus, u"file-manager"_qs, {u"--behaviour"_qs, u"hang"_qs});
+        m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
+        QTRY_COMPARE_WITH_TIMEOUT(m_opened, QStringList{m_folder->path()}, patience);
+        QCOMPARE(manager.log().count(asked(u"ShowItems"_qs, u"/roles.json"_qs)), 1);
+    }
+
+    /// Who presses again because nothing happens would otherwise begin to wait anew each time.
+    void pressingAgainWhileItHangsPutsNothingOff()
+    {
+        MockService manager(*m_bus, u"file-manager"_qs, {u"--behaviour"_qs, u"hang"_qs});
+        QTimer impatience;
+        connect(&impatience, &QTimer::timeout, this, [this] {
+            if (m_opened.isEmpty()) { // what is pressed later is a request of its own
+                m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
+            }
+        });
+        impatience.start(100);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_opened.isEmpty(), patience);
+        QCOMPARE(m_opened, QStringList{m_folder->path()});
+        QCOMPARE(manager.log().count(asked(u"ShowItems"_qs, u"/roles.json"_qs)), 1);
+    }
+
+    void onceAnsweredItMayBeAskedAgain()
+    {
+        MockService manager(*m_bus, u"file-manager"_qs);
+        for (int time = 1; time <= 2; ++time) {
+            m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
+            QTRY_COMPARE_WITH_TIMEOUT(manager.log().count(u"caller left"_qs), time, patience);
+        }
+        QCOMPARE(manager.log().count(asked(u"ShowItems"_qs, u"/roles.json"_qs)), 2);
     }
 
     void withoutAFileManagerTheFolderIsOpened()
@@ -76,6 +135,13 @@ private Q_SLOTS:
     }
 
 private:
+    /// The call as the file manager notes it, for what lies at `below` in the folder.
+    [[nodiscard]] QString asked(const QString& method, const QString& below) const
+    {
+        return u"org.freedesktop.FileManager1.%1([\"file://%2%3\"], \"\")"_qs.arg(
+            method, m_folder->path(), below);
+    }
+
     std::unique_ptr<PrivateBus> m_bus;
     std::unique_ptr<QTemporaryDir> m_folder;
     QStringList m_opened;

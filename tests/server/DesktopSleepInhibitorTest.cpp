@@ -618,6 +618,31 @@ private Q_SLOTS:
         QCOMPARE(second.finish(), QStringList({sessionInhibit, sessionUninhibit(50), callerLeft}));
     }
 
+    /// As XFCE's power manager is for a moment each time it starts.
+    void aServiceThatHasItsNameBeforeItsMethodsIsAskedAgain()
+    {
+        DesktopSleepInhibitor inhibitor;
+        MockService manager(*m_session, QStringLiteral("xfce-power-manager"), behaviour("unready"));
+        const quint32 identifier = inhibitor.inhibit(reason());
+        EVENTUALLY(manager.log().count(powerInhibit) >= 2);
+        manager.answer();
+        EVENTUALLY(manager.log().contains(QStringLiteral("answered")));
+        EVENTUALLY(manager.log().last() == powerInhibit);
+        releaseAll(inhibitor, {identifier});
+        QVERIFY(manager.finish().contains(powerUninhibit(4711)));
+    }
+
+    void aServiceWithoutItsMethodsIsLeftByTheRelease()
+    {
+        DesktopSleepInhibitor inhibitor;
+        MockService manager(*m_session, QStringLiteral("xfce-power-manager"), behaviour("unready"));
+        const quint32 identifier = inhibitor.inhibit(reason());
+        EVENTUALLY(manager.log().count(powerInhibit) >= 2);
+        releaseAll(inhibitor, {identifier});
+        const QStringList log = manager.finish();
+        QCOMPARE(log.count(callerLeft), log.count(powerInhibit));
+    }
+
     void aRestartedLoginManagerIsAskedAgain()
     {
         DesktopSleepInhibitor inhibitor;

@@ -10,7 +10,9 @@
 #include <QtTest>
 
 #include <csignal>
+#include <cstdio>
 #include <fcntl.h>
+#include <malloc.h>
 #include <memory>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -116,12 +118,16 @@ private Q_SLOTS:
     void aFloodLeavesTheWindowAnswering_data();
     void aFloodLeavesTheWindowAnswering();
     void randomBytesAreSurvived();
-    void aHundredRunsLeaveNothingBehind();
+    void aThousandRunsLeaveNothingBehind();
+    void aThousandStopsLeaveNothingBehind();
+    void aServerThatWasReplacedRunsAtTheNextStart();
 
 private:
     /// Makes the next start run the fixture under that name.
     void serverIs(const char* behaviour);
     void startAndWaitUntilRunning(const char* behaviour);
+    void runManyTimes(int times, const char* behaviour);
+    void expectNothingLeftBehindBy(const char* behaviour);
     QStringList log() const { return m_controller->logLines(); }
 
     std::unique_ptr<QTemporaryDir> m_folder;
@@ -597,22 +603,74 @@ void ServerControllerTest::randomBytesAreSurvived()
     QCOMPARE(log().mid(log().size() - 2), (QStringList{u"end"_qs, stoppedLine}));
 }
 
-void ServerControllerTest::aHundredRunsLeaveNothingBehind()
+void ServerControllerTest::runManyTimes(int times, const char* behaviour)
 {
-    serverIs("exit-0");
-    m_controller->start();
-    QTRY_VERIFY(!m_controller->isStarting());
+    serverIs(behaviour);
+    for (int run = 0; run < times; ++run) {
+        m_controller->start();
+        while (m_controller->isStarting()) {
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        }
+        m_controller->stop();
+        while (m_controller->isRunning()) {
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        }
+        QCOMPARE(m_sleep->calls.size(), 2);
+        m_sleep->calls.clear();
+    }
     QTRY_VERIFY(childProcesses().isEmpty());
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+/// What a thousand runs may not add to: descriptors, children (the dead ones included) and memory.
+void ServerControllerTest::expectNothingLeftBehindBy(const char* behaviour)
+{
+    constexpr int untilAllCachesAreFilled = 20;
+    constexpr int many = 1000;
+    constexpr size_t smallestBlock = 32; // of the heap: no leak a run is less
+    runManyTimes(untilAllCachesAreFilled, behaviour);
     const qint64 descriptors = openDescriptors();
-    for (int run = 0; run < 100; ++run) {
-        serverIs("says-and-exits-3");
-        m_controller->start();
-        QTRY_VERIFY(!m_controller->isStarting() && !m_controller->isRunning());
-    }
+    const size_t bytes = ::mallinfo2().uordblks;
+    runManyTimes(many, behaviour);
     QTRY_COMPARE(openDescriptors(), descriptors);
-    QVERIFY(childProcesses().isEmpty());
-    QCOMPARE(m_sleep->calls.size(), 202);
+    QVERIFY(::mallinfo2().uordblks < bytes + many * smallestBlock);
+}
+
+void ServerControllerTest::aThousandRunsLeaveNothingBehind()
+{
+    expectNothingLeftBehindBy("says-and-exits-3");
+}
+
+void ServerControllerTest::aThousandStopsLeaveNothingBehind()
+{
+    expectNothingLeftBehindBy("hello");
+}
+
+void ServerControllerTest::aServerThatWasReplacedRunsAtTheNextStart()
+{
+    const QString path = m_folder->filePath(u"IntercomServer"_qs);
+    const auto install = [&path](const QString& word) {
+        QFile file(path + u".new");
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("#!/bin/sh\necho " + word.toUtf8() + "\nexec sleep infinity\n");
+        file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+        file.close();
+        QCOMPARE(
+            ::rename(
+                QFile::encodeName(file.fileName()).constData(),
+                QFile::encodeName(path).constData()),
+            0);
+    };
+    install(u"old"_qs);
+    m_server = path;
+    m_controller->start();
+    QTRY_COMPARE(log().value(1), u"old"_qs);
+    install(u"new"_qs);
+    QVERIFY(m_controller->isRunning());
+    m_controller->stop();
+    QTRY_VERIFY(!m_controller->isRunning());
+    m_controller->start();
+    QTRY_COMPARE(log().value(1), u"new"_qs);
 }
 
 QTEST_GUILESS_MAIN(ServerControllerTest)

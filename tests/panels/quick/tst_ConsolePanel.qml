@@ -501,8 +501,8 @@ Item {
             const header = title.parent;
             const dot = header.children[0];
             compare([header.x, header.y, header.spacing], [14, 14, 6]);
-            compare([dot.width, dot.height, dot.radius], [6, 6, 3]);
-            compareColors(dot.color, Theme.ready);
+            compare([dot.width, dot.height, dot.cornerRadius], [6, 6, 3]);
+            compareColors(dot.fill, Theme.ready);
             const area = findChild(item, "logArea");
             const top = header.y + header.height + 6;
             compare(places([area], item), [`14,${top} 504x${232 - 14 - top}`]);

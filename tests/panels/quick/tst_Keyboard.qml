@@ -57,7 +57,7 @@ Item {
         function showsFocus(item) {
             const around = all(item.parent, FocusRing).filter(ring => ring.parent === item.parent);
             const plate = findChild(item, "plate");
-            return all(item, FocusRing).concat(around).some(ring => ring.visible) || (plate !== null && plate.border.width === 1);
+            return all(item, FocusRing).concat(around).some(ring => ring.visible) || (plate !== null && plate.outlineWidth === 1);
         }
         function test_escapeFromAFieldIsPossible_data() {
             return [{

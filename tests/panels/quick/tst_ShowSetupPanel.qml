@@ -354,6 +354,18 @@ Item {
             compare(port(item).width, 100);
             labelled(item, Text, "Point a QLab Network (OSC) cue at this Mac's IP and this port. Address /wingbell/say (or /wingbell/say/ChannelName) with a string argument speaks it into the intercom.");
         }
+        function test_theShowStandsOnWholePointsWhereverItIsScrolled() {
+            const item = panel({
+                    "height": 333
+                });
+            const view = findChild(item, "setupView");
+            const bar = findChild(item, "scrollBar");
+            for (let y = 10; y < 330; y += 37) {
+                mouseClick(bar, 5, y);
+                compare(view.contentY, Math.round(view.contentY));
+            }
+            verify(view.contentY > 100);
+        }
         function test_theWheelScrollsWithinTheShow() {
             const item = panel({
                     "height": 300

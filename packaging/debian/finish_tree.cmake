@@ -1,0 +1,15 @@
+# What Debian wants of the tree beyond an installation: the changelog, that compressed as well as the manual's pages, the
+# programs without what only their makers read, the reasons for what its checker would ask about, and folders that
+# everybody may open, whatever the umask of whoever packs.
+set(tree ${CPACK_TEMPORARY_DIRECTORY}/usr)
+set(readable FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+file(COPY ${CMAKE_CURRENT_LIST_DIR}/changelog DESTINATION ${tree}/share/doc/wingbell-control ${readable})
+file(COPY ${CMAKE_CURRENT_LIST_DIR}/lintian-overrides DESTINATION ${tree}/share/lintian/overrides ${readable})
+file(RENAME ${tree}/share/lintian/overrides/lintian-overrides ${tree}/share/lintian/overrides/wingbell-control)
+file(GLOB pages ${tree}/share/man/man*/*)
+execute_process(COMMAND gzip -9n ${tree}/share/doc/wingbell-control/changelog ${pages} COMMAND_ERROR_IS_FATAL ANY)
+execute_process(
+    COMMAND strip --remove-section=.comment --remove-section=.note
+        ${tree}/bin/WingbellControl ${tree}/libexec/wingbell-control/IntercomServer
+    COMMAND_ERROR_IS_FATAL ANY)
+execute_process(COMMAND find ${tree} -type d -exec chmod 755 {} + COMMAND_ERROR_IS_FATAL ANY)

@@ -1,0 +1,168 @@
+#!/usr/bin/env bash
+# Proves the Debian package in an empty Debian 12: installs it there with what it asks for, starts both programs as an
+# ordinary user, looks at them, and removes it again. As root, after ./build_app.sh package:
+#
+#   packaging/try_package.sh [PACKAGE [PICTURE]]
+#
+# The picture of the window lands in PICTURE, build/package/try.png where none is given. Needs debootstrap, xvfb, openbox,
+# xdotool, x11-utils, imagemagick and iproute2, about 900 MB below /tmp for a few minutes, and the archive of Debian or
+# WINGBELL_MIRROR.
+# What it makes is gone when it ends.
+set -euo pipefail
+
+say() { printf '%s\n' "try_package.sh: $*"; }
+fail() {
+    say "$*" >&2
+    exit 1
+}
+
+# until_true WHAT COMMAND...: waits until the command succeeds; gives up after half a minute.
+until_true() {
+    local what=$1 deadline=$((SECONDS + 30))
+    shift
+    until "$@"; do
+        [ $SECONDS -lt $deadline ] || {
+            tail -n 20 "$work/server" "$work/window" >&2 || true
+            [ -z "${DISPLAY:-}" ] || import -window root "$picture" || true
+            fail "never happened: $what"
+        }
+        read -r -t 0.1 <> <(:) || true
+    done
+}
+
+in_root() { chroot "$root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 "$@"; }
+# In a network of its own, so that nothing here holds or finds a port of this computer. Replaces this shell by the program.
+become_crew() { exec nsenter --net="$network" chroot --userspec=crew:crew "$root" \
+    /usr/bin/env -i PATH=/usr/bin:/bin HOME=/home/crew LC_ALL=C.UTF-8 DISPLAY="${DISPLAY:-}" "$@"; }
+apt_get() {
+    local words
+    words=$(in_root apt-get -y -q --no-install-recommends "$@" 2>&1) || fail "apt-get $1 failed: $words"
+}
+# Everything in the root but what the system keeps about packages, and what belongs to the user.
+files() {
+    (cd "$root" && find . -xdev \( -path ./proc -o -path ./sys -o -path ./dev -o -path ./run -o -path ./tmp -o -path ./home \
+        -o -path ./var/lib/dpkg -o -path ./var/lib/apt -o -path ./var/cache -o -path ./var/log \) -prune -o -print | LC_ALL=C sort)
+}
+holds_port() { nsenter --net="$network" ss -Hltn "sport = :$port" | grep -q .; }
+has_child() { pgrep -P "$1" -x "$2" >/dev/null; }
+window_id() { xdotool search --onlyvisible --pid "$1" 2>/dev/null | tail -n 1; }
+has_window_manager() { xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q '#'; }
+shows_window() { [ -n "$(window_id "$1")" ]; }
+shot() { import -window "$(window_id "$1")" -strip "$2"; }
+# Two pictures alike: the window has come to rest.
+stands_still() {
+    shot "$1" "$work/before.png"
+    read -r -t 0.3 <> <(:) || true
+    shot "$1" "$work/after.png"
+    cmp -s "$work/before.png" "$work/after.png"
+}
+
+# Within namespaces of its own: what is mounted and what runs ends with it.
+inside() {
+    root=$work/root
+    network=$work/network
+    port=47000
+    local window number server
+
+    mount -t proc proc "$root/proc"
+    mount --rbind --make-rslave /dev "$root/dev"
+    mount -t sysfs -o ro sysfs "$root/sys"
+    mount -t proc proc /proc
+    printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d" # nothing that is installed starts a service
+    chmod 755 "$root/usr/sbin/policy-rc.d"
+    in_root useradd --create-home crew
+    touch "$network"
+    unshare --net="$network" ip link set lo up
+
+    say "installing what the package asks for"
+    cp "$package" "$root/tmp/wingbell-control.deb"
+    apt_get update
+    apt_get satisfy "$(dpkg-deb -f "$package" Depends)"
+    in_root dpkg-query -W -f '${Package}\n' >"$work/packages"
+    files >"$work/before"
+
+    say "installing the package"
+    apt_get install /tmp/wingbell-control.deb
+    diff <(in_root dpkg-query -W -f '${Package}\n') "$work/packages" | grep '^[<>]' >"$work/new" || true
+    [ "$(cat "$work/new")" = "< wingbell-control" ] || fail "more was installed than the package: $(cat "$work/new")"
+    [ "$(stat -c '%a %U' "$root/Users/Shared")" = "1777 root" ] || fail "the folder for the show is not open to all"
+    in_root dpkg --audit
+    ! in_root ldd /usr/bin/WingbellControl /usr/libexec/wingbell-control/IntercomServer | grep 'not found' || fail "libraries are missing"
+
+    say "the server, on its own"
+    mkdir "$root/Users/Shared/Wingbell"
+    cat >"$root/Users/Shared/Wingbell/roles.json" <<EOF
+{ "show": "Recital", "channels": ["Main"], "roles": [{ "name": "Stage Manager", "talk": ["Main"], "listen": ["Main"] }], "oscPort": $port }
+EOF
+    in_root chown -R crew:crew /Users/Shared/Wingbell
+    (become_crew /usr/libexec/wingbell-control/IntercomServer /Users/Shared/Wingbell/roles.json) >"$work/server" 2>&1 &
+    server=$!
+    until_true "the server says where the crew join" grep -q 'The crew join at https://.* with the code [0-9]' "$work/server"
+    kill -TERM "$server"
+    wait "$server" || fail "the server ended with status $?: $(cat "$work/server")"
+    grep -q '^Off air after ' "$work/server" || fail "the server did not say that it ended: $(cat "$work/server")"
+    sed 's/^/    /' "$work/server"
+
+    say "the window"
+    mkfifo "$work/display"
+    Xvfb -displayfd 3 -screen 0 900x840x24 -nolisten tcp -ac 3>"$work/display" 2>/dev/null &
+    screen=$!
+    trap 'kill "$screen" && wait "$screen"' EXIT # it has files in /tmp to take along
+    read -r number <"$work/display"
+    export DISPLAY=:$number
+    openbox >/dev/null 2>&1 &
+    until_true "the window manager is there" has_window_manager
+    mkdir -p "$root/tmp/.X11-unix"
+    mount --bind /tmp/.X11-unix "$root/tmp/.X11-unix"
+    (become_crew /usr/bin/WingbellControl) >"$work/window" 2>&1 &
+    window=$!
+    until_true "the window shows" shows_window "$window"
+    until_true "the window stands still" stands_still "$window"
+    say "pressing the switch"
+    xdotool mousemove --window "$(window_id "$window")" 165 209 click 1
+    until_true "the window starts its server" has_child "$window" IntercomServer
+    until_true "the crew can join" holds_port
+    until_true "the window stands still again" stands_still "$window"
+    cp "$work/after.png" "$picture"
+    server=$(pgrep -P "$window" -x IntercomServer)
+    kill -TERM "$window"
+    wait "$window" 2>/dev/null || true
+    [ -e "/proc/$server" ] || fail "the server ended with its window"
+    kill -TERM "$server"
+    until_true "the server ends" [ ! -e "/proc/$server" ]
+    [ ! -s "$work/window" ] || sed 's/^/    the window said: /' "$work/window"
+
+    say "removing the package"
+    apt_get remove wingbell-control
+    [ -f "$root/Users/Shared/Wingbell/roles.json" ] || fail "the show is gone"
+    apt_get purge wingbell-control
+    [ -f "$root/Users/Shared/Wingbell/roles.json" ] || fail "the show is gone"
+    diff "$work/before" <(files | grep -vxE '\./Users(/Shared(/Wingbell(/roles\.json)?)?)?') || fail "the package left this behind"
+    say "installing it anew and removing it without a show"
+    apt_get install /tmp/wingbell-control.deb
+    rm -r "$root/Users/Shared/Wingbell"
+    apt_get purge wingbell-control
+    diff "$work/before" <(files) || fail "the package left this behind"
+    umount "$network"
+    say "all is well; the window's picture: $picture"
+}
+
+if [ "${1:-}" = --inside ]; then
+    work=$2 package=$3 picture=$4
+    inside
+    exit
+fi
+
+[ "$(id -u)" -eq 0 ] || fail "only root may make another root; run this with sudo."
+top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+package=${1:-$(find "$top/build/package" -maxdepth 1 -name '*.deb' | LC_ALL=C sort | tail -n 1)}
+[ -f "$package" ] || fail "there is no package; make one with ./build_app.sh package."
+package=$(realpath "$package")
+picture=$(realpath "${2:-$top/build/package/try.png}")
+work=$(mktemp -d /tmp/try-package.XXXXXX)
+trap 'rm -rf --one-file-system "$work"' EXIT
+
+say "making an empty Debian 12"
+debootstrap --variant=minbase bookworm "$work/root" ${WINGBELL_MIRROR:+"$WINGBELL_MIRROR"} >"$work/words" 2>&1 ||
+    fail "debootstrap failed: $(tail -n 5 "$work/words")"
+unshare --mount --propagation private --pid --fork --kill-child "${BASH_SOURCE[0]}" --inside "$work" "$package" "$picture"

@@ -1,0 +1,77 @@
+#include "app/ScreenRoom.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+
+using namespace wingbell;
+
+class ScreenRoomTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aWindowOpensInItsSizeWhereThereIsRoom_data();
+    void aWindowOpensInItsSizeWhereThereIsRoom();
+    void allIsShownUnlessTheScreenIsTooSmallForTheLeast_data();
+    void allIsShownUnlessTheScreenIsTooSmallForTheLeast();
+    void theRoomIsThatOfTheWindowsScreen();
+};
+
+void ScreenRoomTest::aWindowOpensInItsSizeWhereThereIsRoom_data()
+{
+    QTest::addColumn<double>("available");
+    QTest::addColumn<double>("opening");
+    QTest::newRow("much room") << 1080.0 << 760.0;
+    QTest::newRow("exactly enough") << 760.0 << 760.0;
+    QTest::newRow("a laptop with a bar") << 728.0 << 728.0;
+    QTest::newRow("exactly the least") << 680.0 << 680.0;
+    QTest::newRow("too little") << 600.0 << 680.0;
+    QTest::newRow("no screen") << 0.0 << 680.0;
+}
+
+void ScreenRoomTest::aWindowOpensInItsSizeWhereThereIsRoom()
+{
+    QFETCH(const double, available);
+    QTEST(ScreenRoom::opening(760.0, 680.0, available), "opening");
+}
+
+void ScreenRoomTest::allIsShownUnlessTheScreenIsTooSmallForTheLeast_data()
+{
+    QTest::addColumn<double>("extent");
+    QTest::addColumn<double>("available");
+    QTest::addColumn<double>("shown");
+    QTest::newRow("much room") << 760.0 << 1080.0 << 760.0;
+    QTest::newRow("larger than the screen by hand") << 1200.0 << 1080.0 << 1200.0;
+    QTest::newRow("exactly the least") << 680.0 << 680.0 << 680.0;
+    QTest::newRow("a netbook") << 680.0 << 600.0 << 600.0;
+    QTest::newRow("a netbook, larger by hand") << 900.0 << 600.0 << 600.0;
+    QTest::newRow("made smaller than all") << 400.0 << 600.0 << 400.0;
+    QTest::newRow("no screen") << 680.0 << 0.0 << 680.0;
+}
+
+void ScreenRoomTest::allIsShownUnlessTheScreenIsTooSmallForTheLeast()
+{
+    QFETCH(const double, extent);
+    QFETCH(const double, available);
+    QTEST(ScreenRoom::shown(extent, 680.0, available), "shown");
+}
+
+void ScreenRoomTest::theRoomIsThatOfTheWindowsScreen()
+{
+    QQuickWindow window;
+    ScreenRoom room;
+    QSignalSpy told(&room, &ScreenRoom::availableChanged);
+    QCOMPARE(room.available(), QSizeF(QGuiApplication::primaryScreen()->availableSize()));
+    room.setWindow(&window);
+    QCOMPARE(room.available(), QSizeF(window.screen()->availableSize()));
+    QCOMPARE(told.size(), 1);
+    Q_EMIT window.screen()->availableGeometryChanged({});
+    QCOMPARE(told.size(), 2);
+    room.setWindow(nullptr);
+    QCOMPARE(told.size(), 3);
+    Q_EMIT window.screen()->availableGeometryChanged({});
+    QCOMPARE(told.size(), 3);
+}
+
+QTEST_MAIN(ScreenRoomTest)
+#include "ScreenRoomTest.moc"

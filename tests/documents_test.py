@@ -1,0 +1,68 @@
+"""Every file, picture and heading that the README, CONTRIBUTING and the guide point to exists."""
+
+import os
+import re
+import sys
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+FENCE = re.compile(r"^```.*?^```", re.MULTILINE | re.DOTALL)
+LINK = re.compile(r"\]\(([^)\s]+)\)|src=\"([^\"]+)\"")
+LARGEST_PICTURE = 150_000  # bytes: a guide is also read over a slow network
+
+
+def documents():
+    guide = sorted(f"docs/{name}" for name in os.listdir(f"{ROOT}/docs") if name.endswith(".md"))
+    return ["README.md", "CONTRIBUTING.md", *guide]
+
+
+def text_of(document):
+    with open(f"{ROOT}/{document}", encoding="utf-8") as file:
+        return FENCE.sub("", file.read())
+
+
+def links_of(document):
+    return [first or second for first, second in LINK.findall(text_of(document))]
+
+
+def anchors_of(document):
+    """As the web pages of the code's host make them of headings."""
+    anchors = set()
+    for heading in re.findall(r"^#+ (.+)$", text_of(document), re.MULTILINE):
+        words = re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-")
+        number = 0
+        while words + (f"-{number}" if number else "") in anchors:
+            number += 1
+        anchors.add(words + (f"-{number}" if number else ""))
+    return anchors
+
+
+def fault_of(document, link):
+    """What is wrong with a link; None when nothing is."""
+    if re.match(r"[a-z]+:", link):
+        return None
+    path, _, anchor = link.partition("#")
+    target = os.path.normpath(os.path.join(os.path.dirname(document), path)) if path else document
+    if not os.path.exists(f"{ROOT}/{target}"):
+        return f"{document}: there is no {target}"
+    if anchor and anchor not in anchors_of(target):
+        return f"{document}: {target} has no heading for #{anchor}"
+    return None
+
+
+def faults_of_pictures():
+    named = {os.path.normpath(os.path.join(os.path.dirname(page), link)) for page in documents() for link in links_of(page)}
+    for name in sorted(os.listdir(f"{ROOT}/docs/pictures")):
+        picture = f"docs/pictures/{name}"
+        if picture not in named:
+            yield f"nobody shows {picture}"
+        if os.path.getsize(f"{ROOT}/{picture}") > LARGEST_PICTURE:
+            yield f"{picture} is larger than {LARGEST_PICTURE} bytes"
+
+
+links = [(document, link) for document in documents() for link in links_of(document)]
+faults = [fault for document, link in links if (fault := fault_of(document, link))]
+faults += faults_of_pictures()
+if len(links) < 100:
+    faults.append(f"found {len(links)} links only: the search for them is broken")
+print("\n".join(faults) or f"{len(links)} links, all of them lead somewhere")
+sys.exit(1 if faults else 0)

@@ -1,0 +1,65 @@
+#!/usr/bin/env bash
+# An installation has exactly what it should, where a desktop looks for it: installation_test.sh BUILD_FOLDER
+set -euo pipefail
+build=$1
+tree=$(mktemp -d)
+trap 'rm -rf "$tree"' EXIT
+failed=0
+fail() {
+    echo "$*"
+    failed=1
+}
+
+umask 022 # by which CMake makes folders
+DESTDIR=$tree cmake --install "$build" --prefix /usr >/dev/null
+
+# Every file, by its permissions. The guide in docs may grow; what it consists of is readable.
+diff <(cd "$tree/usr" && find . -type f ! -path './share/doc/wingbell-control/docs/*' -printf '%m %P\n' | LC_ALL=C sort -k 2) - <<'EOF' ||
+755 bin/WingbellControl
+755 libexec/wingbell-control/IntercomServer
+644 share/applications/wingbell-control.desktop
+644 share/doc/wingbell-control/README.md
+644 share/doc/wingbell-control/copyright
+644 share/icons/hicolor/128x128/apps/wingbell-control.png
+644 share/icons/hicolor/16x16/apps/wingbell-control.png
+644 share/icons/hicolor/22x22/apps/wingbell-control.png
+644 share/icons/hicolor/24x24/apps/wingbell-control.png
+644 share/icons/hicolor/256x256/apps/wingbell-control.png
+644 share/icons/hicolor/32x32/apps/wingbell-control.png
+644 share/icons/hicolor/48x48/apps/wingbell-control.png
+644 share/icons/hicolor/64x64/apps/wingbell-control.png
+644 share/icons/hicolor/scalable/apps/wingbell-control.svg
+644 share/icons/hicolor/symbolic/apps/wingbell-control-symbolic.svg
+644 share/man/man1/WingbellControl.1
+644 share/man/man8/IntercomServer.8
+644 share/metainfo/local.wingbell.control.metainfo.xml
+EOF
+    fail "The installed files are not the expected ones (<: installed, >: expected)."
+[ -z "$(find "$tree/usr" -type d ! -perm 755)" ] || fail "Somebody cannot open the folders."
+[ -z "$(find "$tree/usr/share/doc" -type f ! -perm 644)" ] || fail "Somebody cannot read the documents."
+grep -oE '\]\(docs/[^)]+\)' "$tree/usr/share/doc/wingbell-control/README.md" | sed 's/^](//; s/[)#].*//' | while read -r path; do
+    [ -e "$tree/usr/share/doc/wingbell-control/$path" ] || {
+        echo "The installed README shows what is not installed: $path"
+        exit 1
+    }
+done || failed=1
+
+words=$(desktop-file-validate "$tree/usr/share/applications/wingbell-control.desktop" 2>&1) || failed=1
+[ -z "$words" ] || fail "$words"
+
+# What the entry starts and shows is what is installed.
+entry() { sed -n "s/^$1=//p" "$tree/usr/share/applications/wingbell-control.desktop"; }
+[ -x "$tree/usr/bin/$(entry Exec)" ] || fail "The desktop entry starts nothing that is installed: $(entry Exec)"
+[ -f "$tree/usr/share/icons/hicolor/scalable/apps/$(entry Icon).svg" ] || fail "The desktop entry's icon is not installed."
+# The entry, the icons and the description for software centres belong together.
+appstreamcli validate-tree --no-net "$tree" || failed=1
+
+for page in "$tree"/usr/share/man/man*/*; do
+    words=$(LC_ALL=C.UTF-8 MANWIDTH=80 man --warnings -l "$page" 2>&1 >/dev/null) || failed=1
+    [ -z "$words" ] || fail "$words"
+    LC_ALL=C.UTF-8 man -l "$page" | grep -q '/usr/libexec/wingbell-control/IntercomServer' ||
+        fail "${page##*/} does not say where the server is installed."
+    ! grep -n '@' "$page" || fail "${page##*/} has something left to fill in."
+done
+
+exit $failed

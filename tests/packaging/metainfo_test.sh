@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Software centres can read the program's description, with a homepage and without: metainfo_test.sh BUILD_FOLDER
+set -euo pipefail
+build=$1
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+name=local.wingbell.control.metainfo.xml
+failed=0
+
+# Of all that could be said, one thing is accepted: "local" is no domain. The project has none, and must not
+# claim another's.
+for file in "$build/packaging/$name" "$build/packaging/with-homepage/$name"; do
+    appstreamcli validate --no-net --pedantic --strict --override=cid-maybe-not-rdns=pedantic "$file" || failed=1
+done
+
+# The pictures it names on the web are the ones that lie here.
+pictures=0
+while read -r path; do
+    pictures=$((pictures + 1))
+    [ -f "$root/$path" ] || {
+        echo "no such picture: $path"
+        failed=1
+    }
+done < <(sed -n 's|.*<image>https://wingbell.example/\(.*\)</image>.*|\1|p' "$build/packaging/with-homepage/$name")
+[ "$pictures" -gt 0 ] || {
+    echo "found no picture: the search for them is broken"
+    failed=1
+}
+exit $failed
