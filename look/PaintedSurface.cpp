@@ -1,6 +1,7 @@
 #include "look/PaintedSurface.h"
 
 #include <QImage>
+#include <QPaintDevice>
 #include <QQuickWindow>
 #include <QSGImageNode>
 
@@ -8,6 +9,18 @@
 #include <cmath>
 
 namespace wingbell {
+
+namespace {
+
+/// The scale as the window's painter takes it, a little rounded: a picture made for another is
+/// stretched onto the screen, and no longer sharp.
+double scaleOfPainters(double devicePixelRatio)
+{
+    const double parts = QPaintDevice::devicePixelRatioFScale();
+    return std::floor(devicePixelRatio * parts) / parts;
+}
+
+} // namespace
 
 PaintedSurface::PaintedSurface(QQuickItem* parent)
     : QQuickItem(parent)
@@ -65,10 +78,12 @@ void PaintedSurface::itemChange(ItemChange change, const ItemChangeData& data)
 QSGNode* PaintedSurface::updatePaintNode(QSGNode* old, UpdatePaintNodeData* /*data*/)
 {
     const QRectF area = painted().adjusted(-m_reach, -m_reach, m_reach, m_reach);
-    const double scale = window()->effectiveDevicePixelRatio();
+    const double scale = scaleOfPainters(window()->effectiveDevicePixelRatio());
+    // Whole pixels, and the picture shown as large as they are: it is never stretched.
+    constexpr double hardlyMore = 0.01; // what multiplying adds
     const QSize pixels(
-        static_cast<int>(std::ceil(area.width() * scale)),
-        static_cast<int>(std::ceil(area.height() * scale)));
+        static_cast<int>(std::ceil(area.width() * scale - hardlyMore)),
+        static_cast<int>(std::ceil(area.height() * scale - hardlyMore)));
     if (pixels.isEmpty()) {
         delete old;
         return nullptr;

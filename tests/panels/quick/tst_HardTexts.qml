@@ -119,8 +119,8 @@ Item {
             const item = open(setupComponent, {
                     "config": desk.config
                 });
-            for (const flow of all(item, FlowChips))
-                laidOut(flow);
+            for (const column of all(item, Column))
+                laidOut(column);
             return item;
         }
         function test_aChipWiderThanTheRowSticksOutAndMovesNothing() {
