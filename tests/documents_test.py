@@ -1,4 +1,4 @@
-"""Every file, picture and heading that the README, CONTRIBUTING and the guide point to exists."""
+"""Every file, picture, heading and test that the README, CONTRIBUTING and the guide point to exists."""
 
 import os
 import re
@@ -59,9 +59,20 @@ def faults_of_pictures():
             yield f"{picture} is larger than {LARGEST_PICTURE} bytes"
 
 
+def faults_of_tests():
+    """A row that says by which tests something was tried: each of them stands in the file before its name."""
+    for file, names in re.findall(r"\[\w+\]\(\.\./(tests/[^)]+)\): ((?:`\w+`(?:, )?)+)", text_of("docs/bad-nights.md")):
+        with open(f"{ROOT}/{file}", encoding="utf-8") as tests:
+            code = tests.read()
+        for name in re.findall(r"\w+", names):
+            if not re.search(rf"\b{name}\(", code):
+                yield f"docs/bad-nights.md: {file} has no test {name}"
+
+
 links = [(document, link) for document in documents() for link in links_of(document)]
 faults = [fault for document, link in links if (fault := fault_of(document, link))]
 faults += faults_of_pictures()
+faults += faults_of_tests()
 if len(links) < 100:
     faults.append(f"found {len(links)} links only: the search for them is broken")
 print("\n".join(faults) or f"{len(links)} links, all of them lead somewhere")
