@@ -22,9 +22,9 @@ inline constexpr qsizetype largestPlainFile = 64LL * 1024 * 1024;
 [[nodiscard]] FileReading readPlainFile(const QString& path);
 
 /// Replaces the content of the file at `path` by `bytes`, in place: links are followed, permissions
-/// and owner of an existing file stay. False when not everything was written. Where there is no room
-/// for all of it the old content stays whole; after any other failure the file may hold a part of the
-/// new one. Never waits on a pipe or device that stands there.
+/// and owner of an existing file stay. False when not everything was written. Where there is no
+/// room for all of it the old content stays whole; after any other failure the file may hold a part
+/// of the new one. Never waits on a pipe or device that stands there.
 [[nodiscard]] bool writePlainFile(const QString& path, const QByteArray& bytes);
 
 } // namespace wingbell
