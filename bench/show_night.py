@@ -16,6 +16,7 @@ sys.path.insert(0, "/tests/desktop")
 import desk  # noqa: E402
 from desk import wait_until  # noqa: E402
 from gi.repository import Atspi  # noqa: E402
+from process_cost import resident, status_of, switches  # noqa: E402
 
 SECONDS_AT_REST = float(os.environ.get("WINGBELL_REST", "60"))
 FLOOD_BYTES = int(os.environ.get("WINGBELL_FLOOD", "1000000000"))
@@ -62,23 +63,6 @@ class Window(desk.Desk):
             wait_until(lambda pid=server: not desk.alive(pid), "the server to end")
         self.process.kill()
         self.process.wait()
-
-
-def status_of(pid, label):
-    with open(f"/proc/{pid}/status", encoding="ascii") as status:
-        return next(int(line.split()[1]) for line in status if line.startswith(label))
-
-
-def resident(pid):
-    return status_of(pid, "VmRSS") / 1024
-
-
-def switches(pid):
-    total = 0
-    for task in os.listdir(f"/proc/{pid}/task"):
-        with open(f"/proc/{pid}/task/{task}/status", encoding="ascii") as status:
-            total += sum(int(line.split()[1]) for line in status if "ctxt_switches" in line)
-    return total
 
 
 def wake_ups(*pids):

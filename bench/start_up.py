@@ -9,6 +9,7 @@ import subprocess
 import sys
 import time
 
+from process_cost import resident, switches
 from Xlib import X, display
 
 SECONDS_AT_REST = float(os.environ.get("WINGBELL_REST", "10"))
@@ -35,27 +36,14 @@ def measure(command, seconds_at_rest):
             raise SystemExit(f"{command[0]} showed no window")
     milliseconds = 1000 * (time.monotonic() - started)
     time.sleep(1)  # what is loaded late counts as well
-    resident = memory(process.pid)
+    megabytes = resident(process.pid)
     wakes = wake_ups(process.pid, seconds_at_rest)
     process.kill()
     process.wait()
     while painted(screen, root, before):
         time.sleep(0.01)
     connection.close()
-    return milliseconds, resident, wakes
-
-
-def memory(pid):
-    with open(f"/proc/{pid}/status", encoding="ascii") as status:
-        return next(int(line.split()[1]) / 1024 for line in status if line.startswith("VmRSS"))
-
-
-def switches(pid):
-    total = 0
-    for task in os.listdir(f"/proc/{pid}/task"):
-        with open(f"/proc/{pid}/task/{task}/status", encoding="ascii") as status:
-            total += sum(int(line.split()[1]) for line in status if "ctxt_switches" in line)
-    return total
+    return milliseconds, megabytes, wakes
 
 
 def wake_ups(pid, seconds):
@@ -76,10 +64,10 @@ def main():
     medians = {name: [statistics.median(column) for column in zip(*values)] for name, values in rows.items()}
     print(f"{ROUNDS} rounds in turn, medians; ratios are {reference} to the other")
     print(f"{'':22}{'painted ms':>12}{'ratio':>7}{'resident MB':>13}{'ratio':>7}{'wake-ups/min':>14}")
-    for name, (milliseconds, resident) in medians.items():
+    for name, (milliseconds, megabytes) in medians.items():
         print(
             f"{name:22}{milliseconds:12.0f}{medians[reference][0] / milliseconds:7.2f}"
-            f"{resident:13.1f}{medians[reference][1] / resident:7.2f}{wakes[name]:14.0f}"
+            f"{megabytes:13.1f}{medians[reference][1] / megabytes:7.2f}{wakes[name]:14.0f}"
         )
 
 

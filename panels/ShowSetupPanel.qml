@@ -31,6 +31,10 @@ Item {
             scroll.to(bottom - view.height);
     }
 
+    Keys.onPressed: event => {
+        const isPage = event.key === Qt.Key_PageUp || event.key === Qt.Key_PageDown;
+        event.accepted = isPage && scroll.key(event.key);
+    }
     Window.onActiveFocusItemChanged: showFocus()
 
     Sight {

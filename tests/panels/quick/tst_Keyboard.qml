@@ -97,6 +97,19 @@ Item {
             const back = rounds(firstField(item), Qt.Key_Backtab, Qt.ShiftModifier);
             compare(back.slice(1).reverse(), forth.slice(1));
         }
+        function test_thePageKeysScrollAPageAndLeaveTheFocus() {
+            const item = panel();
+            item.height = 200;
+            const view = findChild(item, "setupView");
+            const field = firstField(item);
+            field.forceActiveFocus();
+            keyClick(Qt.Key_PageDown);
+            compare(view.contentY, 180);
+            keyClick(Qt.Key_PageUp);
+            compare(view.contentY, 0);
+            compare(stage.focused, field);
+            compare(field.text, desk.config.show);
+        }
         function test_theOrderIsThatOfReading() {
             const item = panel();
             const column = firstField(item).parent.parent;
