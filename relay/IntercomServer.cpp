@@ -162,10 +162,11 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
     server.server->setHostNames(names);
 
     QStringList remarks;
-    for (const QString& problem : {code.problem, kept.problem}) {
-        if (!problem.isEmpty()) {
-            remarks.append(notKeptSentence(problem));
-        }
+    if (!code.problem.isEmpty()) {
+        remarks.append(codeNotKeptSentence(code.problem));
+    }
+    if (!kept.problem.isEmpty()) {
+        remarks.append(certificateNotKeptSentence(kept.problem));
     }
     if (!kept.newBecause.isEmpty()) {
         remarks.append(newCertificateSentence(kept.newBecause));

@@ -115,9 +115,16 @@ QString cardSentence(const QString& url)
     return QStringLiteral("To print for the crew, with how to join: %1").arg(url);
 }
 
-QString notKeptSentence(const QString& problem)
+QString codeNotKeptSentence(const QString& problem)
 {
     return QStringLiteral("The crew will need another code after the next start: %1.").arg(problem);
+}
+
+QString certificateNotKeptSentence(const QString& problem)
+{
+    return QStringLiteral(
+               "Phones will ask about this computer's certificate again after the next start: %1.")
+        .arg(problem);
 }
 
 QString newCertificateSentence(const QString& reason)

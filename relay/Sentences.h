@@ -34,8 +34,9 @@ enum class PortKind { Udp, Tcp };
 /// `urls`, best first, are where the crew's page answers.
 [[nodiscard]] QString joinSentence(const QStringList& urls, const QString& code);
 [[nodiscard]] QString cardSentence(const QString& url);
-/// That the crew code or the certificate could not be kept; `problem` is a clause.
-[[nodiscard]] QString notKeptSentence(const QString& problem);
+/// That the crew code, or the certificate, could not be kept; `problem` is a clause.
+[[nodiscard]] QString codeNotKeptSentence(const QString& problem);
+[[nodiscard]] QString certificateNotKeptSentence(const QString& problem);
 /// That browsers will ask about the certificate again; `reason` is a clause.
 [[nodiscard]] QString newCertificateSentence(const QString& reason);
 [[nodiscard]] QString straySentence(const ShowPatch::Stray& stray);

@@ -168,6 +168,8 @@ private Q_SLOTS:
     void aFileThatHoldsNoShowIsNamedWithTheReason();
     void aPortThatIsNoneIsRefused_data();
     void aPortThatIsNoneIsRefused();
+    void aShowThatIsTooLargeIsRefused_data();
+    void aShowThatIsTooLargeIsRefused();
     void whoHoldsThePortIsNamed_data();
     void whoHoldsThePortIsNamed();
     void whoHoldsThePortOfTheCrewsPageIsNamed();
@@ -190,6 +192,8 @@ private Q_SLOTS:
     void theCrewsPageAnswersWithTheFirstLine();
     void theCodeAndTheCertificateAreForNobodyElse();
     void theCodeStaysFromShowToShow();
+    void whereNothingCanBeKeptTheShowGoesOnAirAndSaysSo();
+    void namesThatTheShowLacksAreToldAndLeftOut();
     void withoutASpeechProgramItSaysWhatIsMissing();
     void moreAnnouncementsThanCanWaitAreRefused();
 
@@ -310,6 +314,34 @@ void IntercomServerTest::aPortThatIsNoneIsRefused()
                                            "one from 1 to 65535 in the control window.\n")
                                 .arg(port));
     QCOMPARE(server.remainingLines(), QStringList());
+}
+
+void IntercomServerTest::aShowThatIsTooLargeIsRefused_data()
+{
+    QTest::addColumn<int>("channels");
+    QTest::addColumn<int>("roles");
+    QTest::addColumn<QString>("what");
+    QTest::newRow("channels") << 1025 << 1 << QStringLiteral("1024 channels");
+    QTest::newRow("roles") << 1 << 1025 << QStringLiteral("1024 roles");
+}
+
+void IntercomServerTest::aShowThatIsTooLargeIsRefused()
+{
+    QFETCH(const int, channels);
+    QFETCH(const int, roles);
+    QFETCH(const QString, what);
+    ShowFile show;
+    show.oscPort = m_port;
+    for (int number = 0; number < channels; ++number) {
+        show.channels.append(QString::number(number));
+    }
+    show.roles.fill(Role(), roles);
+    ServerUnderTest server;
+    QVERIFY(server.start({writeShow(show)}));
+    QCOMPARE(server.waitForEnd(), (ServerUnderTest::End{false, 1}));
+    QCOMPARE(
+        server.errorText(),
+        QStringLiteral("Cannot go on air: the show has more than %1.\n").arg(what));
 }
 
 void IntercomServerTest::whoHoldsThePortIsNamed_data()
@@ -709,6 +741,37 @@ void IntercomServerTest::theCodeStaysFromShowToShow()
     }
     QCOMPARE(codes.at(0).size(), 6);
     QCOMPARE(codes.at(0), codes.at(1));
+}
+
+void IntercomServerTest::whereNothingCanBeKeptTheShowGoesOnAirAndSaysSo()
+{
+    const QString file = pathOf(QStringLiteral("a file"));
+    QVERIFY(QFile(file).open(QIODevice::WriteOnly));
+    ServerUnderTest server;
+    server.setStateFolder(file);
+    QVERIFY(server.start({writeShow(m_port)}));
+    const QStringList lines = server.linesThrough(lastOfFirst);
+    QVERIFY2(lines.constFirst().startsWith(QLatin1String("On air")), qPrintable(lines.join(u'\n')));
+    for (const char* told :
+         {"The crew will need another code after the next start: ",
+          "Phones will ask about this computer's certificate again after the next start: "}) {
+        QVERIFY2(lines.filter(QLatin1String(told)).size() == 1, told);
+    }
+}
+
+void IntercomServerTest::namesThatTheShowLacksAreToldAndLeftOut()
+{
+    ShowFile show;
+    show.oscPort = m_port;
+    show.channels = QStringList(QStringLiteral("Main"));
+    const QStringList lost(QStringLiteral("Roof"));
+    show.roles = {Role{QUuid::createUuid(), QStringLiteral("Fly"), lost, {}}};
+    ServerUnderTest server;
+    QVERIFY(server.start({writeShow(show)}));
+    QVERIFY(
+        server.linesThrough(lastOfFirst)
+            .contains(QStringLiteral(
+                "Left out: the role \"Fly\" names the channel \"Roof\", which the show lacks.")));
 }
 
 void IntercomServerTest::withoutASpeechProgramItSaysWhatIsMissing()

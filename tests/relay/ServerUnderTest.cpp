@@ -27,8 +27,18 @@ ServerUnderTest::~ServerUnderTest()
 
 void ServerUnderTest::setPath(const QString& path)
 {
+    setVariable(QStringLiteral("PATH"), path);
+}
+
+void ServerUnderTest::setStateFolder(const QString& path)
+{
+    setVariable(QStringLiteral("XDG_STATE_HOME"), path);
+}
+
+void ServerUnderTest::setVariable(const QString& name, const QString& value)
+{
     QProcessEnvironment environment = m_process.processEnvironment();
-    environment.insert(QStringLiteral("PATH"), path);
+    environment.insert(name, value);
     m_process.setProcessEnvironment(environment);
 }
 

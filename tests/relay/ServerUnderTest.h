@@ -32,6 +32,9 @@ public:
 
     /// To be called before start(): where the server looks for the programs that it runs.
     void setPath(const QString& path);
+    /// To be called before start(): where the server keeps what stays from show to show, instead of
+    /// the folder that all servers of a test program share.
+    void setStateFolder(const QString& path);
     /// Where it keeps what stays from show to show; shared by all servers of a test program.
     [[nodiscard]] QString stateFolder() const;
 
@@ -54,6 +57,8 @@ public:
     [[nodiscard]] QString errorText();
 
 private:
+    void setVariable(const QString& name, const QString& value);
+
     QProcess m_process;
     QByteArray m_unread;
 };
