@@ -4,8 +4,12 @@ the last. How many the server bears, and how well they hear, is tried elsewhere.
     crew_small_test.py SERVER CREW_CLIENT
 """
 
+import json
 import os
+import ssl
 import sys
+import urllib.error
+import urllib.request
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../fixtures"))
 import own_network  # noqa: E402
@@ -64,6 +68,35 @@ def a_forged_certificate_gets_no_sound(server, client):
     guest.quit()
 
 
+def ask(server, path, **body):
+    """What the server answers to a page: the status and the words."""
+    request = urllib.request.Request(
+        server.url + path, json.dumps(body).encode(), {"Content-Type": "application/json"}, method="POST"
+    )
+    unproven = ssl._create_unverified_context()  # pylint: disable=protected-access
+    try:
+        with urllib.request.urlopen(request, context=unproven, timeout=30) as answer:
+            return answer.status, json.load(answer)
+    except urllib.error.HTTPError as refused:
+        return refused.code, json.load(refused)
+
+
+def the_card_is_for_those_who_have_the_code(server):
+    status, card = ask(server, "/api/card", code=server.code)
+    assert status == 200 and card["show"] == "Hamlet" and len(card["roles"]) == 2, card
+    begin = server.lines.count()
+    other = f"{(int(server.code) + 1) % 1000000:06}"
+    assert ask(server, "/api/card", code=other) == (403, {"error": "wrong-code"})
+    server.wait_for_line("wrong crew code", begin=begin)
+
+
+def whoever_is_unknown_is_told(server):
+    nobody = "0" * 32
+    assert ask(server, "/api/join", code=server.code, role="nobody", microphone=False)[1] == {"error": "no-such-role"}
+    assert ask(server, "/api/answer", session=nobody, answer="v=0")[1] == {"error": "bad-answer"}
+    assert ask(server, "/api/state", session=nobody, number=1, talk=[], levels=[])[1] == {"error": "no-such-session"}
+
+
 def an_announcement_is_taken(server):
     begin = server.lines.count()
     server.say("Places, please")
@@ -88,6 +121,8 @@ def main():
     one_talks_and_the_other_hears(crew)
     whoever_leaves_may_come_back(crew)
     an_announcement_is_taken(server)
+    the_card_is_for_those_who_have_the_code(server)
+    whoever_is_unknown_is_told(server)
     rubbish_is_refused(server, client)
     a_forged_certificate_gets_no_sound(server, client)
     whoever_dies_is_missed(server, client)
