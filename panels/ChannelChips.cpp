@@ -1,7 +1,7 @@
 #include "panels/ChannelChips.h"
 
 #include "panels/ChipSize.h"
-#include "panels/FlowRows.h"
+#include "panels/FlowLayout.h"
 
 #include <QSet>
 
@@ -74,7 +74,7 @@ void ChannelChips::place()
         sizes.append(chipSize(channel));
     }
     constexpr double gap = 8.0;
-    const FlowRows flow{gap};
+    const FlowLayout flow{gap};
     const QList<QPointF> corners = flow.placeSubviews(QRectF(0.0, 0.0, m_width, 0.0), sizes);
     m_places.clear();
     m_places.reserve(sizes.size());

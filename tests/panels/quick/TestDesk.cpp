@@ -1,6 +1,6 @@
 #include "TestDesk.h"
 
-#include "panels/FlowRows.h"
+#include "panels/FlowLayout.h"
 #include "server/SleepInhibitor.h"
 #include "tests/fixtures/ChildProcesses.h"
 
@@ -151,7 +151,7 @@ QVariantList TestDesk::rowPlaces(double width, double spacing, const QVariantLis
 {
     QVariantList places;
     const QRectF bounds(0.0, 0.0, width, 0.0);
-    for (const QPointF& place : FlowRows{spacing}.placeSubviews(bounds, sizesOf(sizes))) {
+    for (const QPointF& place : FlowLayout{spacing}.placeSubviews(bounds, sizesOf(sizes))) {
         places.append(place);
     }
     return places;
@@ -159,7 +159,7 @@ QVariantList TestDesk::rowPlaces(double width, double spacing, const QVariantLis
 
 QSizeF TestDesk::rowsSize(double width, double spacing, const QVariantList& sizes)
 {
-    return FlowRows{spacing}.sizeThatFits(width, sizesOf(sizes));
+    return FlowLayout{spacing}.sizeThatFits(width, sizesOf(sizes));
 }
 
 } // namespace wingbell

@@ -1,16 +1,16 @@
-#include "panels/FlowRows.h"
+#include "panels/FlowLayout.h"
 
 #include <QtTest>
 
 #include <limits>
 
-using wingbell::FlowRows;
+using wingbell::FlowLayout;
 
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
-const FlowRows rows{8.0};
+const FlowLayout rows{8.0};
 
 QList<QSizeF> items(std::initializer_list<double> widths, double height = 20.0)
 {
@@ -28,7 +28,7 @@ QList<QPointF> placed(double width, const QList<QSizeF>& sizes)
 
 } // namespace
 
-class FlowRowsTest : public QObject
+class FlowLayoutTest : public QObject
 {
     Q_OBJECT
 
@@ -48,39 +48,39 @@ private Q_SLOTS:
     void measuredRowsArePlacedRows();
 };
 
-void FlowRowsTest::noItemsTakeTheProposedWidthAndNoHeight()
+void FlowLayoutTest::noItemsTakeTheProposedWidthAndNoHeight()
 {
     QCOMPARE(rows.sizeThatFits(100.0, {}), QSizeF(100.0, 0.0));
     QCOMPARE(rows.sizeThatFits(std::nullopt, {}), QSizeF(0.0, 0.0));
     QVERIFY(placed(100.0, {}).isEmpty());
 }
 
-void FlowRowsTest::withoutAProposalThereIsOneRowWithTrailingSpacing()
+void FlowLayoutTest::withoutAProposalThereIsOneRowWithTrailingSpacing()
 {
     const QList<QSizeF> sizes = {{40.0, 10.0}, {50.0, 30.0}, {60.0, 20.0}};
     QCOMPARE(rows.sizeThatFits(std::nullopt, sizes), QSizeF(174.0, 30.0));
 }
 
-void FlowRowsTest::anInfiniteProposalCountsAsNone()
+void FlowLayoutTest::anInfiniteProposalCountsAsNone()
 {
     QCOMPARE(rows.sizeThatFits(infinity, items({40.0, 50.0, 60.0})), QSizeF(174.0, 20.0));
 }
 
-void FlowRowsTest::anItemThatDoesNotFitWraps()
+void FlowLayoutTest::anItemThatDoesNotFitWraps()
 {
     const QList<QSizeF> sizes = {{60.0, 20.0}, {40.0, 30.0}};
     QCOMPARE(rows.sizeThatFits(100.0, sizes), QSizeF(100.0, 20.0 + 8.0 + 30.0));
     QCOMPARE(placed(100.0, sizes), (QList<QPointF>{{0.0, 0.0}, {0.0, 28.0}}));
 }
 
-void FlowRowsTest::anItemWhoseEdgeIsOnTheLimitStays()
+void FlowLayoutTest::anItemWhoseEdgeIsOnTheLimitStays()
 {
     QCOMPARE(rows.sizeThatFits(108.0, items({60.0, 40.0})), QSizeF(108.0, 20.0));
     QCOMPARE(placed(108.0, items({60.0, 40.0})), (QList<QPointF>{{0.0, 0.0}, {68.0, 0.0}}));
     QCOMPARE(rows.sizeThatFits(107.999, items({60.0, 40.0})).height(), 48.0);
 }
 
-void FlowRowsTest::aWidthOfNothingGivesEveryItemItsRow()
+void FlowLayoutTest::aWidthOfNothingGivesEveryItemItsRow()
 {
     QCOMPARE(rows.sizeThatFits(0.0, items({10.0, 20.0, 30.0})), QSizeF(0.0, 3 * 20.0 + 2 * 8.0));
     QCOMPARE(
@@ -88,28 +88,28 @@ void FlowRowsTest::aWidthOfNothingGivesEveryItemItsRow()
         (QList<QPointF>{{0.0, 0.0}, {0.0, 28.0}, {0.0, 56.0}}));
 }
 
-void FlowRowsTest::anItemWiderThanTheRowStandsAloneAndSticksOut()
+void FlowLayoutTest::anItemWiderThanTheRowStandsAloneAndSticksOut()
 {
     QCOMPARE(rows.sizeThatFits(100.0, items({150.0, 20.0})), QSizeF(100.0, 48.0));
     QCOMPARE(placed(100.0, items({150.0, 20.0})), (QList<QPointF>{{0.0, 0.0}, {0.0, 28.0}}));
     QCOMPARE(placed(100.0, items({20.0, 150.0})), (QList<QPointF>{{0.0, 0.0}, {0.0, 28.0}}));
 }
 
-void FlowRowsTest::itemsOfARowAreAlignedAtTheTop()
+void FlowLayoutTest::itemsOfARowAreAlignedAtTheTop()
 {
     const QList<QSizeF> sizes = {{40.0, 10.0}, {40.0, 30.0}, {40.0, 20.0}, {90.0, 5.0}};
     QCOMPARE(
         placed(140.0, sizes), (QList<QPointF>{{0.0, 0.0}, {48.0, 0.0}, {96.0, 0.0}, {0.0, 38.0}}));
 }
 
-void FlowRowsTest::rowsBeginAtTheOriginOfTheBounds()
+void FlowLayoutTest::rowsBeginAtTheOriginOfTheBounds()
 {
     QCOMPARE(
         rows.placeSubviews(QRectF(11.0, 7.0, 100.0, 50.0), items({60.0, 40.0, 30.0})),
         (QList<QPointF>{{11.0, 7.0}, {11.0, 35.0}, {59.0, 35.0}}));
 }
 
-void FlowRowsTest::theHeightOfTheBoundsIsNotConsulted()
+void FlowLayoutTest::theHeightOfTheBoundsIsNotConsulted()
 {
     const QList<QSizeF> sizes = items({60.0, 60.0, 60.0});
     QCOMPARE(
@@ -117,20 +117,20 @@ void FlowRowsTest::theHeightOfTheBoundsIsNotConsulted()
         rows.placeSubviews(QRectF(0.0, 0.0, 60.0, 1e6), sizes));
 }
 
-void FlowRowsTest::theSpacingBehindTheLastItemDoesNotCount()
+void FlowLayoutTest::theSpacingBehindTheLastItemDoesNotCount()
 {
     QCOMPARE(rows.sizeThatFits(100.0, items({100.0})), QSizeF(100.0, 20.0));
     QCOMPARE(placed(48.0, items({20.0, 20.0})), (QList<QPointF>{{0.0, 0.0}, {28.0, 0.0}}));
 }
 
-void FlowRowsTest::notANumberNeverWraps()
+void FlowLayoutTest::notANumberNeverWraps()
 {
     QCOMPARE(rows.sizeThatFits(notANumber, items({60.0, 60.0})), QSizeF(136.0, 20.0));
     QCOMPARE(placed(notANumber, items({60.0, 60.0})), (QList<QPointF>{{0.0, 0.0}, {68.0, 0.0}}));
     QCOMPARE(rows.sizeThatFits(50.0, items({40.0, notANumber})).height(), 20.0);
 }
 
-void FlowRowsTest::measuredRowsArePlacedRows()
+void FlowLayoutTest::measuredRowsArePlacedRows()
 {
     const QList<QSizeF> sizes = items({31.0, 77.5, 12.25, 140.0, 9.0, 64.0, 64.0, 28.0});
     for (double width = 0.0; width < 500.0; width += 3.5) {
@@ -139,5 +139,5 @@ void FlowRowsTest::measuredRowsArePlacedRows()
     }
 }
 
-QTEST_APPLESS_MAIN(FlowRowsTest)
-#include "FlowRowsTest.moc"
+QTEST_APPLESS_MAIN(FlowLayoutTest)
+#include "FlowLayoutTest.moc"

@@ -1,4 +1,4 @@
-#include "panels/FlowRows.h"
+#include "panels/FlowLayout.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,7 +6,8 @@
 
 namespace wingbell {
 
-QSizeF FlowRows::sizeThatFits(std::optional<double> proposedWidth, const QList<QSizeF>& items) const
+QSizeF
+FlowLayout::sizeThatFits(std::optional<double> proposedWidth, const QList<QSizeF>& items) const
 {
     const double maxWidth = proposedWidth.value_or(std::numeric_limits<double>::infinity());
     double x = 0.0;
@@ -25,7 +26,7 @@ QSizeF FlowRows::sizeThatFits(std::optional<double> proposedWidth, const QList<Q
     return {takesProposal ? *proposedWidth : x, y + rowHeight};
 }
 
-QList<QPointF> FlowRows::placeSubviews(const QRectF& bounds, const QList<QSizeF>& items) const
+QList<QPointF> FlowLayout::placeSubviews(const QRectF& bounds, const QList<QSizeF>& items) const
 {
     const double minX = bounds.left();
     const double maxX = bounds.right();

@@ -13,7 +13,7 @@ namespace wingbell {
 /// width runs out. One gap serves between neighbours and between rows. Rows are left-aligned, items
 /// in a row top-aligned. The first item of a row never wraps, however wide it is; an item whose
 /// right edge lies exactly on the limit stays. All in points.
-struct FlowRows
+struct FlowLayout
 {
     double spacing = 0.0;
 
