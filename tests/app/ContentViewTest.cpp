@@ -1,16 +1,12 @@
-#include "app/ContentModels.h"
 #include "look/HexBolt.h"
 #include "look/LampLight.h"
 #include "look/LitText.h"
 #include "look/SteelTrim.h"
+#include "tests/app/ContentStage.h"
 
-#include <QQmlEngine>
 #include <QQmlExtensionPlugin>
 #include <QQuickItem>
-#include <QQuickView>
 #include <QQuickWindow>
-#include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QtTest>
 
 Q_IMPORT_QML_PLUGIN(Wingbell_LookPlugin)
@@ -98,14 +94,14 @@ QList<QRectF> cornerBolts(const QSizeF& plate)
 
 } // namespace
 
-class ContentViewTest : public QObject
+class ContentViewTest : public QObject, protected ContentStage
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase() { QQuickWindow::setGraphicsApi(QSGRendererInterface::Software); }
     void init();
-    void cleanup();
+    void cleanup() { clear(); }
 
     void beforeTheFirstShowingThereAreNoPanels();
     void theFirstShowingBringsThePanels();
@@ -118,52 +114,12 @@ private Q_SLOTS:
     void theEditorStacksItsSections();
     void aRoleCardStacksItsRows();
     void aChipIsAsLargeAsItsTextAndItsPadding();
-
-private:
-    void showView()
-    {
-        m_view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
-        QTRY_VERIFY(panelsAreReady());
-        // Rows of chips are laid out with the frame that shows them first.
-        QSignalSpy frames(m_view.get(), &QQuickWindow::afterRendering);
-        m_view->update();
-        QTRY_VERIFY(!frames.isEmpty());
-    }
-    bool panelsAreReady() const
-    {
-        constexpr int ready = 1;
-        return find(u"strip"_qs)->property("status").toInt() == ready &&
-               find(u"setup"_qs)->property("status").toInt() == ready;
-    }
-    QQuickItem* find(const QString& name) const
-    {
-        return m_view->rootObject()->findChild<QQuickItem*>(name);
-    }
-
-    std::unique_ptr<QTemporaryDir> m_folder;
-    std::unique_ptr<ContentModels> m_models;
-    std::unique_ptr<QQuickView> m_view;
 };
 
 void ContentViewTest::init()
 {
-    m_folder = std::make_unique<QTemporaryDir>();
-    m_models = std::make_unique<ContentModels>(QDir(m_folder->path()));
-    m_view = std::make_unique<QQuickView>();
-    m_view->engine()->addImportPath(u"qrc:/qt/qml"_qs);
-    m_view->setResizeMode(QQuickView::SizeRootObjectToView);
-    m_view->setInitialProperties({{u"models"_qs, QVariant::fromValue(m_models.get())}});
-    m_view->resize(820, 760);
-    m_view->setSource(QUrl(u"qrc:/qt/qml/Wingbell/App/ContentView.qml"_qs));
-    QVERIFY2(m_view->errors().isEmpty(), "the view loads");
-}
-
-void ContentViewTest::cleanup()
-{
-    m_view.reset();
-    m_models.reset();
-    m_folder.reset();
+    prepare();
+    load();
 }
 
 void ContentViewTest::beforeTheFirstShowingThereAreNoPanels()
@@ -191,7 +147,7 @@ void ContentViewTest::theFirstShowingBringsThePanels()
 
 void ContentViewTest::aSecondShowingKeepsThem()
 {
-    showView();
+    show();
     ServerController* const server = m_models->server();
     QQuickItem* const console = find(u"consolePanel"_qs);
     m_view->hide();
@@ -212,7 +168,7 @@ void ContentViewTest::theStripIs260HighAtEverySize_data()
 void ContentViewTest::theStripIs260HighAtEverySize()
 {
     QFETCH(const QSize, size);
-    showView();
+    show();
     m_view->resize(size);
     QTRY_COMPARE(m_view->rootObject()->width(), size.width());
     const QQuickItem* const strip = find(u"strip"_qs);
@@ -236,7 +192,7 @@ void ContentViewTest::theStripIs260HighAtEverySize()
 
 void ContentViewTest::theHeaderIsAPlateWithATrimUnderIt()
 {
-    showView();
+    show();
     QQuickItem* const header = find(u"header"_qs);
     const QRectF title = placeIn(header, allIn<LitText>(header).value(0));
     const QRectF subtitle = placeIn(header, textIn(header, u"Set up and run the show relay"_qs));
@@ -253,7 +209,7 @@ void ContentViewTest::theHeaderIsAPlateWithATrimUnderIt()
 
 void ContentViewTest::thePowerPanelStacksLampSwitchAndShowFile()
 {
-    showView();
+    show();
     QQuickItem* const panel = find(u"powerPanel"_qs);
     const QRectF light = placeIn(panel, allIn<LampLight>(panel).value(0));
     const QRectF caption = placeIn(panel, textIn(panel, u"STOPPED"_qs));
@@ -276,7 +232,7 @@ void ContentViewTest::thePowerPanelStacksLampSwitchAndShowFile()
 
 void ContentViewTest::theConsoleHasItsTitleOverItsGlass()
 {
-    showView();
+    show();
     QQuickItem* const panel = find(u"consolePanel"_qs);
     QQuickItem* const titleText = textIn(panel, u"CONSOLE"_qs);
     const QRectF title = placeIn(panel, titleText);
@@ -297,7 +253,7 @@ void ContentViewTest::theConsoleHasItsTitleOverItsGlass()
 void ContentViewTest::theEditorStacksItsSections()
 {
     m_models->config()->setRoles(m_models->config()->roles().mid(0, 2));
-    showView();
+    show();
     QQuickItem* const panel = find(u"showSetupPanel"_qs);
     const auto place = [panel](const QString& text) {
         return placeIn(panel, textIn(panel, text));
@@ -346,7 +302,7 @@ void ContentViewTest::theEditorStacksItsSections()
 
 void ContentViewTest::aRoleCardStacksItsRows()
 {
-    showView();
+    show();
     QQuickItem* const card = cardIn(find(u"showSetupPanel"_qs), 0);
     const QRectF name = placeIn(card, textIn(card, u"Role name"_qs));
     QQuickItem* const talksTitle = textIn(card, u"TALKS ON"_qs);
@@ -377,7 +333,7 @@ void ContentViewTest::aRoleCardStacksItsRows()
 
 void ContentViewTest::aChipIsAsLargeAsItsTextAndItsPadding()
 {
-    showView();
+    show();
     QQuickItem* const editor = find(u"channelsEditor"_qs);
     QQuickItem* const chip = textIn(editor, u"Main"_qs);
     QQuickItem* const next = textIn(editor, u"Tech"_qs);

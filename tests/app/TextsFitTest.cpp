@@ -1,15 +1,12 @@
-#include "app/ContentModels.h"
 #include "app/WindowLanguage.h"
 #include "look/LitText.h"
+#include "tests/app/ContentStage.h"
 
 #include <QGuiApplication>
 #include <QQmlComponent>
-#include <QQmlEngine>
 #include <QQmlExtensionPlugin>
 #include <QQuickItem>
-#include <QQuickView>
 #include <QQuickWindow>
-#include <QTemporaryDir>
 #include <QTranslator>
 #include <QtTest>
 
@@ -169,14 +166,14 @@ QString whatDoesNotFit(QQuickItem& root)
 
 } // namespace
 
-class TextsFitTest : public QObject
+class TextsFitTest : public QObject, protected ContentStage
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase() { QQuickWindow::setGraphicsApi(QSGRendererInterface::Software); }
-    void init();
-    void cleanup();
+    void init() { prepare(); }
+    void cleanup() { clear(); }
 
     void aTextThatDoesNotFitIsFound();
     void everyTextHasItsPlaceAtEverySize_data() { addLanguages(); }
@@ -190,51 +187,12 @@ private Q_SLOTS:
 
 private:
     void showView();
-    QQuickItem* find(const QString& name) const
-    {
-        return m_view->rootObject()->findChild<QQuickItem*>(name);
-    }
-    /// Has the frame drawn that stands in the view now.
-    void draw()
-    {
-        QSignalSpy frames(m_view.get(), &QQuickWindow::afterRendering);
-        m_view->update();
-        QTRY_VERIFY(!frames.isEmpty());
-    }
-
-    std::unique_ptr<QTemporaryDir> m_folder;
-    std::unique_ptr<ContentModels> m_models;
-    std::unique_ptr<QQuickView> m_view;
 };
-
-void TextsFitTest::init()
-{
-    m_folder = std::make_unique<QTemporaryDir>();
-    m_models = std::make_unique<ContentModels>(QDir(m_folder->path()));
-    m_view = std::make_unique<QQuickView>();
-    m_view->engine()->addImportPath(u"qrc:/qt/qml"_qs);
-    m_view->setResizeMode(QQuickView::SizeRootObjectToView);
-    m_view->setInitialProperties({{u"models"_qs, QVariant::fromValue(m_models.get())}});
-    m_view->resize(820, 760);
-}
-
-void TextsFitTest::cleanup()
-{
-    m_view.reset();
-    m_models.reset();
-    m_folder.reset();
-}
 
 void TextsFitTest::showView()
 {
-    m_view->setSource(QUrl(u"qrc:/qt/qml/Wingbell/App/ContentView.qml"_qs));
-    m_view->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
-    constexpr int ready = 1;
-    for (const QString& part : {u"strip"_qs, u"setup"_qs}) {
-        QTRY_COMPARE(find(part)->property("status").toInt(), ready);
-    }
-    draw();
+    load();
+    show();
 }
 
 void TextsFitTest::aTextThatDoesNotFitIsFound()
