@@ -15,9 +15,15 @@ def resident(pid):
 
 
 def switches(pid):
-    """How often its threads have been given a processor or taken from one."""
-    total = 0
+    """How often each of its threads has been given a processor or taken from one."""
+    counts = {}
     for task in os.listdir(f"/proc/{pid}/task"):
         with open(f"/proc/{pid}/task/{task}/status", encoding="ascii") as status:
-            total += sum(int(line.split()[1]) for line in status if "ctxt_switches" in line)
-    return total
+            counts[task] = sum(int(line.split()[1]) for line in status if "ctxt_switches" in line)
+    return counts
+
+
+def wake_ups(before, after):
+    """What happened between two countings. A thread that has gone since woke once at least, to go."""
+    gone = len(before.keys() - after.keys())
+    return gone + sum(count - before.get(task, 0) for task, count in after.items())

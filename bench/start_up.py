@@ -9,7 +9,7 @@ import subprocess
 import sys
 import time
 
-from process_cost import resident, switches
+from process_cost import resident, switches, wake_ups
 from Xlib import X, display
 
 SECONDS_AT_REST = float(os.environ.get("WINGBELL_REST", "10"))
@@ -37,7 +37,7 @@ def measure(command, seconds_at_rest):
     milliseconds = 1000 * (time.monotonic() - started)
     time.sleep(1)  # what is loaded late counts as well
     megabytes = resident(process.pid)
-    wakes = wake_ups(process.pid, seconds_at_rest)
+    wakes = wake_ups_a_minute(process.pid, seconds_at_rest)
     process.kill()
     process.wait()
     while painted(screen, root, before):
@@ -46,11 +46,11 @@ def measure(command, seconds_at_rest):
     return milliseconds, megabytes, wakes
 
 
-def wake_ups(pid, seconds):
+def wake_ups_a_minute(pid, seconds):
     """Context switches a minute."""
     begin = switches(pid)
     time.sleep(seconds)
-    return (switches(pid) - begin) * 60 / seconds
+    return wake_ups(begin, switches(pid)) * 60 / seconds
 
 
 def main():
