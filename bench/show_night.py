@@ -66,7 +66,7 @@ class Window(desk.Desk):
         self.process.wait()
 
 
-def at_rest_each(*pids):
+def wake_ups_at_rest(*pids):
     """Context switches of each process over the time at rest. Nobody may be asked anything meanwhile."""
     time.sleep(SETTLING)
     begin = [switches(pid) for pid in pids]
@@ -76,11 +76,11 @@ def at_rest_each(*pids):
 
 def at_rest():
     window = Window(desk.PROGRAM)
-    (stopped,) = at_rest_each(window.process.pid)
+    (stopped,) = wake_ups_at_rest(window.process.pid)
     window.press("Intercom server")
     wait_until(lambda: window.has("ON AIR"), "the lamp to say ON AIR")
     (server,) = desk.children_of(window.process.pid)
-    on_air, of_server = at_rest_each(window.process.pid, server)
+    on_air, of_server = wake_ups_at_rest(window.process.pid, server)
     window.end()
     print(f"\nwake-ups in {SECONDS_AT_REST:.0f} s at rest")
     print(f"{'window, stopped':34}{stopped:6}")
