@@ -2,6 +2,7 @@
 #include "server/SleepInhibitor.h"
 #include "tests/fixtures/ChildProcesses.h"
 
+#include <QAbstractEventDispatcher>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QSignalSpy>
@@ -619,6 +620,9 @@ void ServerControllerTest::runManyTimes(int times, const char* behaviour)
         m_sleep->calls.clear();
     }
     QTRY_VERIFY(childProcesses().isEmpty());
+    // The last run's pipe is closed when its end is read, and that may come after the exit.
+    while (QAbstractEventDispatcher::instance()->processEvents(QEventLoop::AllEvents)) {
+    }
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
@@ -632,7 +636,7 @@ void ServerControllerTest::expectNothingLeftBehindBy(const char* behaviour)
     const qint64 descriptors = openDescriptors();
     const size_t bytes = ::mallinfo2().uordblks;
     runManyTimes(many, behaviour);
-    QTRY_COMPARE(openDescriptors(), descriptors);
+    QCOMPARE_LE(openDescriptors(), descriptors);
     QVERIFY(::mallinfo2().uordblks < bytes + many * smallestBlock);
 }
 
