@@ -293,7 +293,7 @@ void HostileDocumentTest::aMillionBracketsAreRefusedOrIgnored()
 
 void HostileDocumentTest::manyMegabytesAreRead()
 {
-    constexpr qsizetype megabytes = 20 * 1024 * 1024;
+    constexpr qsizetype megabytes = qsizetype{20} * 1024 * 1024;
     const QByteArray name(megabytes, 'x');
     const ShowReading reading = decodeShow(
         "{\"show\":\"" + name + R"(","channels":[],"roles":[],"more":[)" +

@@ -192,7 +192,7 @@ QString CrewTest::ask(std::size_t role, const QString& replaces)
 
 QString CrewTest::join(std::size_t role, const QString& replaces)
 {
-    const QString session = ask(role, replaces);
+    QString session = ask(role, replaces);
     if (!m_crew->takeAnswer(session, answerWith(MediaAnswer::Direction::SendReceive), m_now)) {
         return {};
     }
@@ -214,8 +214,9 @@ void CrewTest::press(const QString& session, std::vector<int> talk)
 Told& CrewTest::listenTo(const QString& session)
 {
     Told& told = m_told.emplace_back();
-    const bool taken = m_crew->takeEvents(session, std::make_unique<FakeEvents>(told), m_now);
-    Q_ASSERT(taken);
+    if (!m_crew->takeEvents(session, std::make_unique<FakeEvents>(told), m_now)) {
+        qFatal("the session takes no events");
+    }
     return told;
 }
 

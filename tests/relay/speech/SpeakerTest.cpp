@@ -249,7 +249,7 @@ void SpeakerTest::aSoundWithoutEndIsCut()
     QCOMPARE(m_sound.size(), std::size_t{120000});
     Speaker ordinary(with(program));
     QCOMPARE(speak(ordinary).end, SpeechEnd::Cut);
-    QCOMPARE(m_sound.size(), std::size_t{90 * sampleRate});
+    QCOMPARE(m_sound.size(), std::size_t{90} * sampleRate);
 }
 
 void SpeakerTest::silenceWithoutEndIsNoSound()

@@ -402,7 +402,8 @@ void SpeechWorkerTest::espeakSpeaksOnSeveralChannels()
     for (const Played& played : all) {
         const std::size_t count = playOut(*played.sound);
         QVERIFY2(
-            count > sampleRate / 2 && count < sampleRate * 5, qPrintable(QString::number(count)));
+            count > sampleRate / 2 && count < std::size_t{5} * sampleRate,
+            qPrintable(QString::number(count)));
         const SpeechReport told = m_told.take();
         QVERIFY(told.announcement.channels == played.channels);
         QCOMPARE(told.result, SpeechResult());

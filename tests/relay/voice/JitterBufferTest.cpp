@@ -437,13 +437,14 @@ void JitterBufferTest::anyPacketsAreSafe()
     std::uint64_t kept = 0;
     for (int round = 0; round < 200000; ++round) {
         const bool isNear = random() % 20 != 0;
-        const auto sequence = static_cast<int>(isNear ? round + random() % 90 : random() % 65536);
+        const int near = round + static_cast<int>(random() % 90);
+        const int sequence = isNear ? near : static_cast<int>(random() % 65536);
         std::vector<std::uint8_t> payload(random() % 4);
         for (std::uint8_t& byte : payload) {
             byte = static_cast<std::uint8_t>(random());
         }
         kept += insertPayload(buffer, sequence, payload) ? 1U : 0U;
-        QVERIFY(buffer.depth() <= 64 * 5760);
+        QVERIFY(buffer.depth() <= std::size_t{64} * 5760);
         const std::size_t before = buffer.depth();
         const JitterBuffer::Step step = buffer.next(120);
         QVERIFY(step.samples > 0 && step.samples <= 5760);

@@ -91,7 +91,7 @@ public:
     [[nodiscard]] bool isFinished() const override { return m_left == 0; }
 
 private:
-    std::atomic<std::size_t> m_left{100 * 480};
+    std::atomic<std::size_t> m_left{std::size_t{100} * 480};
 };
 
 } // namespace
