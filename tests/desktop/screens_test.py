@@ -16,6 +16,9 @@ SHOW = {
     "roles": [{"name": f"Role {number}", "talk": [], "listen": ["Main"]} for number in range(6)],
     "oscPort": 47123,
 }
+ITS_CORNER_IS_IN_SIGHT = all(screen.OPENS_WITH[axis] * screen.SCALE <= screen.SIZE[axis] for axis in (0, 1))
+
+
 def extents_of(window, node):
     """Left, top, right and bottom of an accessible on the screen, in pixels."""
     frame = Atspi.Component.get_extents(window.find(role=Atspi.Role.FRAME), Atspi.CoordType.SCREEN)
@@ -28,9 +31,7 @@ def extents_of(window, node):
 def is_on_screen(window, node):
     left, top, right, bottom = extents_of(window, node)
     room_left, room_top, width, height = screen.room()
-    return (
-        left >= room_left and top >= room_top and right <= room_left + width and bottom <= room_top + height
-    )
+    return left >= room_left and top >= room_top and right <= room_left + width and bottom <= room_top + height
 
 
 def click(window, name):
@@ -49,7 +50,7 @@ def it_opens_in_its_size_or_what_there_is_room_for(window):
 
 
 def it_is_drawn_in_the_screens_own_pixels(window):
-    """What is drawn in fewer and blown up has no edge from the darkest to the brightest between two of them."""
+    """What is drawn in fewer and blown up has hardly a step from dark to bright between two neighbours."""
     screen.wait_for_input(window)
     left, top, right, bottom = extents_of(window, window.find("STOPPED"))
 
@@ -89,6 +90,24 @@ def the_show_is_scrolled_to_its_end_and_saved_by_the_pointer(window):
     assert wait_until(desk.saved_show, "the save")["show"] == "Recital"
 
 
+def its_corner_makes_it_no_smaller_than_its_least_size(window):
+    screen.wait_for_input(window)
+    least = tuple(int(number * screen.SCALE) for number in screen.LEAST)
+    left, top, width, height = screen.place_of(window)
+    x, y = left + width - 2, top + height - 2
+    xdotool("mousemove", *screen.on_x(x, y), "mousedown", 1)
+
+    def small():
+        """As a hand pulls: what was before the desktop took over is lost."""
+        for step in range(1, 11):
+            xdotool("mousemove", *screen.on_x(x - 30 * step, y - 30 * step))
+        return screen.place_of(window)[2:] == least
+
+    wait_until(small, f"the least size {least}")
+    xdotool("mouseup", 1)
+    assert screen.place_of(window) == (left, top, *least), screen.place_of(window)
+
+
 def its_buttons_are_in_sight_and_work(window):
     screen.wait_for_input(window)
     before = screen.place_of(window)
@@ -108,6 +127,7 @@ desk.run(
     it_is_drawn_in_the_screens_own_pixels,
     the_switch_is_pressed_by_the_pointer,
     the_show_is_scrolled_to_its_end_and_saved_by_the_pointer,
+    *([its_corner_makes_it_no_smaller_than_its_least_size] if ITS_CORNER_IS_IN_SIGHT else []),
     its_buttons_are_in_sight_and_work,
     show=SHOW,
 )

@@ -3,6 +3,7 @@
 No program is told a window's place on Wayland, so it is looked for where the desktop's background ends.
 """
 
+import functools
 import os
 
 from desk import Atspi, output_of, wait_until, xdotool
@@ -22,8 +23,9 @@ LEAST = tuple(min(x_screen.LEAST[axis], _ROOM[axis]) for axis in (0, 1))
 OPENS_WITH = tuple(min((820, 760)[axis], _ROOM[axis]) for axis in (0, 1))
 
 
+@functools.cache
 def the_screen():
-    """The compositor's window on the X server: its identifier, left and top."""
+    """The compositor's window on the X server, which stays where it is: its identifier, left and top."""
     identifier = wait_until(lambda: output_of("xdotool", "search", "--onlyvisible", "--class", "weston"), "its window")
     return identifier, *x_screen.place_on_x(identifier)[:2]
 
