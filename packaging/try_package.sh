@@ -105,7 +105,7 @@ EOF
 
     say "the window"
     mkfifo "$work/display"
-    Xvfb -displayfd 3 -screen 0 900x840x24 -nolisten tcp -ac 3>"$work/display" 2>/dev/null &
+    Xvfb -displayfd 3 -screen 0 900x840x24 -nolisten tcp -noreset -ac 3>"$work/display" 2>/dev/null &
     screen=$!
     trap 'kill "$screen" && wait "$screen"' EXIT # it has files in /tmp to take along
     read -r number <"$work/display"

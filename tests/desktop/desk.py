@@ -1,5 +1,6 @@
 """Drives the control window as a person with a screen reader would: over the accessibility bus."""
 
+import faulthandler
 import json
 import os
 import shutil
@@ -19,6 +20,7 @@ warnings.simplefilter("ignore", DeprecationWarning)
 PROGRAM = "/opt/wingbell/bin/WingbellControl"
 SHOW_FILE = "/Users/Shared/Wingbell/roles.json"
 PATIENCE = 20.0  # seconds until a condition that never comes is called a failure
+STUCK = 6 * PATIENCE  # seconds after which a test can only be stuck, and says where
 
 
 def wait_until(condition, what, patience=PATIENCE):
@@ -311,6 +313,7 @@ def run(*tests, show=None, program=None, session=None, ready="Save Show"):
         xdotool("mousemove", 0, 0)  # a menu that opens under the pointer chooses by it
         window = None
         own = None
+        faulthandler.dump_traceback_later(STUCK, exit=True)
         try:
             make = getattr(test, "session", session)
             own = make() if make else None
@@ -331,6 +334,7 @@ def run(*tests, show=None, program=None, session=None, ready="Save Show"):
             end_orphans()
             if own is not None:
                 own.close()
+            faulthandler.cancel_dump_traceback_later()
     assert tests, "there are no tests"
     print(f"{len(tests) - failed} passed, {failed} failed")
     sys.exit(1 if failed else 0)

@@ -15,8 +15,10 @@ clean_up() {
 }
 trap clean_up EXIT
 
+# When its last client leaves, the server would start anew and turn away who comes in that moment: the
+# window manager, where xprop was quicker.
 mkfifo "$folder/display"
-Xvfb -displayfd 3 -screen 0 "${WINGBELL_SCREEN:-1280x1024x24}" -nolisten tcp \
+Xvfb -displayfd 3 -screen 0 "${WINGBELL_SCREEN:-1280x1024x24}" -nolisten tcp -noreset \
     3>"$folder/display" 2>"$folder/xvfb.log" &
 children+=($!)
 read -r number <"$folder/display"
@@ -24,7 +26,10 @@ export DISPLAY=:$number
 openbox >"$folder/openbox.log" 2>&1 &
 children=($! "${children[@]}")
 until xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q '#'; do
-    kill -0 "${children[0]}" # a window manager that has ended never comes
+    kill -0 "${children[0]}" || { # a window manager that has ended never comes
+        cat "$folder"/*.log >&2
+        exit 1
+    }
     read -r -t 0.05 <> <(:) || true
 done
 

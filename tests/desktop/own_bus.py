@@ -2,7 +2,6 @@
 
 import os
 import shutil
-import signal
 import subprocess
 import tempfile
 
@@ -126,7 +125,7 @@ class Service:
     def runs(self):
         return self.process.poll() is None
 
-    def end(self, how=signal.SIGTERM):
-        if self.runs():
-            self.process.send_signal(how)
+    def kill(self):
+        """Ends the service as a crash does. Asked to end, a session manager may first wait for others."""
+        self.process.kill()
         self.process.wait()

@@ -60,7 +60,7 @@ class OwnDesktop:
 
     def close(self):
         for service in self.services:
-            service.end()
+            service.kill()
         for bus in (self.bus, self.system):
             bus.close()
 
