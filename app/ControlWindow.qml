@@ -8,6 +8,8 @@ import Wingbell.Look
 Window {
     id: window
 
+    readonly property size least: Qt.size(780, 680)
+
     function toggleMaximized() {
         if (visibility === Window.Maximized)
             showNormal();
@@ -17,11 +19,11 @@ Window {
 
     color: Theme.stage
     flags: Qt.Window | Qt.FramelessWindowHint
-    height: room.openingHeight(760, minimumHeight)
-    minimumHeight: 680
-    minimumWidth: 780
+    height: room.openingHeight(760, least.height)
+    minimumHeight: room.held(least.height, room.available.height)
+    minimumWidth: room.held(least.width, room.available.width)
     visible: true
-    width: 820
+    width: room.openingWidth(820, least.width)
 
     ScreenRoom {
         id: room
@@ -31,8 +33,8 @@ Window {
     ContentView {
         id: view
 
-        height: room.shown(window.height, window.minimumHeight, room.available.height)
-        width: room.shown(window.width, window.minimumWidth, room.available.width)
+        height: room.shown(window.height, window.least.height, room.available.height)
+        width: room.shown(window.width, window.least.width, room.available.width)
 
         models: ContentModels {
         }

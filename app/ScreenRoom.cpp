@@ -6,6 +6,25 @@
 
 namespace wingbell {
 
+namespace {
+
+/// What the bars of a desktop take of a screen's width or height, as a rule and in points.
+constexpr double usualBars = 64.0;
+
+ScreenRoom::Desktop thisDesktop()
+{
+    const bool isWayland = QGuiApplication::platformName().startsWith(QStringLiteral("wayland"));
+    return isWayland ? ScreenRoom::Desktop::Wayland : ScreenRoom::Desktop::Open;
+}
+
+double besideBars(ScreenRoom::Desktop desktop, double available)
+{
+    return desktop == ScreenRoom::Desktop::Wayland ? std::max(1.0, available - usualBars)
+                                                   : available;
+}
+
+} // namespace
+
 void ScreenRoom::setWindow(QQuickWindow* window)
 {
     if (m_window == window) {
@@ -40,9 +59,31 @@ QSizeF ScreenRoom::available() const
     return screen ? QSizeF(screen->availableSize()) : QSizeF();
 }
 
-double ScreenRoom::opening(double wanted, double least, double available)
+double ScreenRoom::held(Desktop desktop, double least, double available)
 {
-    return std::max(least, std::min(wanted, available));
+    const bool isBorne = desktop == Desktop::Open || available <= 0.0;
+    return isBorne ? least : std::min(least, besideBars(desktop, available));
+}
+
+double ScreenRoom::held(double least, double available)
+{
+    return held(thisDesktop(), least, available);
+}
+
+double ScreenRoom::opening(Desktop desktop, double wanted, double least, double available)
+{
+    return std::max(
+        held(desktop, least, available), std::min(wanted, besideBars(desktop, available)));
+}
+
+double ScreenRoom::openingWidth(double wanted, double least) const
+{
+    return opening(thisDesktop(), wanted, least, available().width());
+}
+
+double ScreenRoom::openingHeight(double wanted, double least) const
+{
+    return opening(thisDesktop(), wanted, least, available().height());
 }
 
 double ScreenRoom::shown(double extent, double least, double available)

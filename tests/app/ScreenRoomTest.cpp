@@ -4,6 +4,7 @@
 #include <QtTest>
 
 using namespace wingbell;
+using Desktop = ScreenRoom::Desktop;
 
 class ScreenRoomTest : public QObject
 {
@@ -12,6 +13,8 @@ class ScreenRoomTest : public QObject
 private Q_SLOTS:
     void aWindowOpensInItsSizeWhereThereIsRoom_data();
     void aWindowOpensInItsSizeWhereThereIsRoom();
+    void aWindowIsHeldToItsLeastWhereThatIsBorne_data();
+    void aWindowIsHeldToItsLeastWhereThatIsBorne();
     void allIsShownUnlessTheScreenIsTooSmallForTheLeast_data();
     void allIsShownUnlessTheScreenIsTooSmallForTheLeast();
     void theRoomIsThatOfTheWindowsScreen();
@@ -19,20 +22,49 @@ private Q_SLOTS:
 
 void ScreenRoomTest::aWindowOpensInItsSizeWhereThereIsRoom_data()
 {
+    QTest::addColumn<Desktop>("desktop");
     QTest::addColumn<double>("available");
     QTest::addColumn<double>("opening");
-    QTest::newRow("much room") << 1080.0 << 760.0;
-    QTest::newRow("exactly enough") << 760.0 << 760.0;
-    QTest::newRow("a laptop with a bar") << 728.0 << 728.0;
-    QTest::newRow("exactly the least") << 680.0 << 680.0;
-    QTest::newRow("too little") << 600.0 << 680.0;
-    QTest::newRow("no screen") << 0.0 << 680.0;
+    QTest::newRow("much room") << Desktop::Open << 1080.0 << 760.0;
+    QTest::newRow("exactly enough") << Desktop::Open << 760.0 << 760.0;
+    QTest::newRow("a laptop with a bar") << Desktop::Open << 728.0 << 728.0;
+    QTest::newRow("exactly the least") << Desktop::Open << 680.0 << 680.0;
+    QTest::newRow("too little") << Desktop::Open << 600.0 << 680.0;
+    QTest::newRow("no screen") << Desktop::Open << 0.0 << 680.0;
+    QTest::newRow("Wayland, much room") << Desktop::Wayland << 1080.0 << 760.0;
+    QTest::newRow("Wayland, exactly enough beside a bar") << Desktop::Wayland << 824.0 << 760.0;
+    QTest::newRow("Wayland, a laptop") << Desktop::Wayland << 768.0 << 704.0;
+    QTest::newRow("Wayland, too little") << Desktop::Wayland << 600.0 << 536.0;
+    QTest::newRow("Wayland, no screen") << Desktop::Wayland << 0.0 << 680.0;
 }
 
 void ScreenRoomTest::aWindowOpensInItsSizeWhereThereIsRoom()
 {
+    QFETCH(const Desktop, desktop);
     QFETCH(const double, available);
-    QTEST(ScreenRoom::opening(760.0, 680.0, available), "opening");
+    QTEST(ScreenRoom::opening(desktop, 760.0, 680.0, available), "opening");
+}
+
+void ScreenRoomTest::aWindowIsHeldToItsLeastWhereThatIsBorne_data()
+{
+    QTest::addColumn<Desktop>("desktop");
+    QTest::addColumn<double>("available");
+    QTest::addColumn<double>("held");
+    QTest::newRow("much room") << Desktop::Open << 1080.0 << 680.0;
+    QTest::newRow("too little") << Desktop::Open << 600.0 << 680.0;
+    QTest::newRow("Wayland, much room") << Desktop::Wayland << 1080.0 << 680.0;
+    QTest::newRow("Wayland, exactly enough beside a bar") << Desktop::Wayland << 744.0 << 680.0;
+    QTest::newRow("Wayland, too little beside a bar") << Desktop::Wayland << 720.0 << 656.0;
+    QTest::newRow("Wayland, too little") << Desktop::Wayland << 600.0 << 536.0;
+    QTest::newRow("Wayland, hardly anything") << Desktop::Wayland << 50.0 << 1.0;
+    QTest::newRow("Wayland, no screen") << Desktop::Wayland << 0.0 << 680.0;
+}
+
+void ScreenRoomTest::aWindowIsHeldToItsLeastWhereThatIsBorne()
+{
+    QFETCH(const Desktop, desktop);
+    QFETCH(const double, available);
+    QTEST(ScreenRoom::held(desktop, 680.0, available), "held");
 }
 
 void ScreenRoomTest::allIsShownUnlessTheScreenIsTooSmallForTheLeast_data()

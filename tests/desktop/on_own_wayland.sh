@@ -4,6 +4,10 @@
 # pointer; the command gets both names, and the toolkit takes Wayland.
 #
 #   on_own_wayland.sh COMMAND [ARGUMENT...]
+#
+# The screen has WINGBELL_OUTPUT_SIZE points (WIDTHxHEIGHT), each of WINGBELL_OUTPUT_SCALE by as many
+# pixels; the X server's has to have room for them. With WINGBELL_OUTPUT_BAR=top the desktop has a
+# bar, of which programs are told nothing.
 set -euo pipefail
 
 folder=$(mktemp -d)
@@ -15,8 +19,10 @@ clean_up() {
 }
 trap clean_up EXIT
 
-printf '[core]\nidle-time=0\n[shell]\npanel-position=none\nlocking=false\nanimation=none\nstartup-animation=none\nbackground-color=0xff305070\n' >"$folder/weston.ini"
-weston --backend=x11-backend.so --use-pixman --width=1200 --height=940 --debug --socket=desk \
+size=${WINGBELL_OUTPUT_SIZE:-1200x940}
+printf '[core]\nidle-time=0\n[shell]\npanel-position=%s\npanel-color=0xff305070\nclock-format=none\nlocking=false\nanimation=none\nstartup-animation=none\nbackground-color=0xff305070\n' \
+    "${WINGBELL_OUTPUT_BAR:-none}" >"$folder/weston.ini"
+weston --backend=x11-backend.so --use-pixman --width="${size%x*}" --height="${size#*x}" --scale="${WINGBELL_OUTPUT_SCALE:-1}" --debug --socket=desk \
     --config="$folder/weston.ini" >"$folder/weston.log" 2>&1 &
 compositor=$!
 until [ -S "$XDG_RUNTIME_DIR/desk" ]; do

@@ -3,8 +3,12 @@
 import os
 
 import desk
-from desk import output_of, wait_until, xdotool
-from gi.repository import Atspi
+from desk import Atspi, wait_until, xdotool
+
+if os.environ.get("QT_QPA_PLATFORM") == "wayland":
+    import wayland_screen as screen
+else:
+    import x_screen as screen
 
 SHOW = {
     "show": "Recital",
@@ -12,49 +16,54 @@ SHOW = {
     "roles": [{"name": f"Role {number}", "talk": [], "listen": ["Main"]} for number in range(6)],
     "oscPort": 47123,
 }
-LEAST = (780, 680)
-SCALE = float(os.environ.get("QT_SCALE_FACTOR", "1"))
-SCREEN = tuple(int(number) for number in os.environ["WINGBELL_SCREEN"].split("x")[:2])
-
-
-def place_of(window):
-    """Left, top, width and height of the window on the screen, in pixels."""
-    words = output_of("xwininfo", "-id", window.window).splitlines()
-    labels = ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")
-    return tuple(next(int(line.split(":")[1]) for line in words if line.strip().startswith(label)) for label in labels)
+ITS_CORNER_IS_IN_SIGHT = all(screen.OPENS_WITH[axis] * screen.SCALE <= screen.SIZE[axis] for axis in (0, 1))
 
 
 def extents_of(window, node):
     """Left, top, right and bottom of an accessible on the screen, in pixels."""
     frame = Atspi.Component.get_extents(window.find(role=Atspi.Role.FRAME), Atspi.CoordType.SCREEN)
     place = Atspi.Component.get_extents(node, Atspi.CoordType.SCREEN)
-    left, top = place_of(window)[:2]
-    x, y = left + (place.x - frame.x) * SCALE, top + (place.y - frame.y) * SCALE
-    return x, y, x + place.width * SCALE, y + place.height * SCALE
+    left, top = screen.place_of(window)[:2]
+    x, y = left + (place.x - frame.x) * screen.SCALE, top + (place.y - frame.y) * screen.SCALE
+    return x, y, x + place.width * screen.SCALE, y + place.height * screen.SCALE
 
 
 def is_on_screen(window, node):
     left, top, right, bottom = extents_of(window, node)
-    return left >= 0 and top >= 0 and right <= SCREEN[0] and bottom <= SCREEN[1]
+    room_left, room_top, width, height = screen.room()
+    return left >= room_left and top >= room_top and right <= room_left + width and bottom <= room_top + height
 
 
 def click(window, name):
     node = wait_until(lambda: window.find(name), name)
     assert is_on_screen(window, node), f"{name} is at {extents_of(window, node)}"
     left, top, right, bottom = extents_of(window, node)
-    xdotool("mousemove", int(left + right) // 2, int(top + bottom) // 2, "click", 1)
+    xdotool("mousemove", *screen.on_x((left + right) // 2, (top + bottom) // 2), "click", 1)
 
 
-def it_has_its_least_size_and_no_more_than_there_is_room_for(window):
-    window.wait_for_input()
-    left, top, width, height = place_of(window)
+def it_opens_in_its_size_or_what_there_is_room_for(window):
+    screen.wait_for_input(window)
+    left, top, width, height = screen.place_of(window)
     assert left >= 0 and top >= 0, (left, top)
-    wanted = max(LEAST[1], min(760, SCREEN[1] // SCALE))
-    assert (width, height) == (820 * SCALE, wanted * SCALE), (width, height)
+    seen = [number * screen.SCALE for number in screen.OPENS_WITH]
+    assert [width, height] == [int(number) for number in seen], ((width, height), seen)
+
+
+def it_is_drawn_in_the_screens_own_pixels(window):
+    """What is drawn in fewer and blown up has hardly a step from dark to bright between two neighbours."""
+    screen.wait_for_input(window)
+    left, top, right, bottom = extents_of(window, window.find("STOPPED"))
+
+    def sharp():
+        rows = screen.pixels(left, top, right - left, bottom - top)
+        steps = [abs(one[1] - next_one[1]) for row in rows for one, next_one in zip(row, row[1:])]
+        return sum(step > 150 for step in steps) > 20
+
+    wait_until(sharp, "sharp letters")
 
 
 def the_switch_is_pressed_by_the_pointer(window):
-    window.wait_for_input()
+    screen.wait_for_input(window)
     click(window, "Intercom server")
     wait_until(lambda: window.has("ON AIR"), "the click to start the server")
     click(window, "Intercom server")
@@ -62,41 +71,64 @@ def the_switch_is_pressed_by_the_pointer(window):
 
 
 def the_show_is_scrolled_to_its_end_and_saved_by_the_pointer(window):
-    window.wait_for_input()
+    screen.wait_for_input(window)
     os.remove(desk.SHOW_FILE)
     # The field of the show's name stands at the top of what scrolls.
     left, top, _, bottom = extents_of(window, window.find("Show name"))
-    xdotool("mousemove", int(left) + 30, min(int(top + bottom) // 2, SCREEN[1] - 10))
-    _, window_top, _, height = place_of(window)
-    end = min(window_top + height, SCREEN[1]) - 20 * SCALE  # the padding below the last button
+    _, room_top, _, height = screen.room()
+    room_bottom = room_top + height
+    xdotool("mousemove", *screen.on_x(left + 30, min((top + bottom) // 2, room_bottom - 10)))
+    _, window_top, _, height = screen.place_of(window)
+    end = min(window_top + height, room_bottom) - 20 * screen.SCALE  # the padding below the last button
 
     def at_the_end():
         xdotool("click", "--repeat", 5, "--delay", 5, 5)
-        return abs(extents_of(window, window.find("Save Show"))[3] - end) < 3 * SCALE
+        return abs(extents_of(window, window.find("Save Show"))[3] - end) < 3 * screen.SCALE
 
     wait_until(at_the_end, f"the end of the show at {end}")
     click(window, "Save Show")
     assert wait_until(desk.saved_show, "the save")["show"] == "Recital"
 
 
+def its_corner_makes_it_no_smaller_than_its_least_size(window):
+    screen.wait_for_input(window)
+    least = tuple(int(number * screen.SCALE) for number in screen.LEAST)
+    left, top, width, height = screen.place_of(window)
+    x, y = left + width - 2, top + height - 2
+    xdotool("mousemove", *screen.on_x(x, y), "mousedown", 1)
+
+    def small():
+        """As a hand pulls: what was before the desktop took over is lost."""
+        for step in range(1, 11):
+            xdotool("mousemove", *screen.on_x(x - 30 * step, y - 30 * step))
+        return screen.place_of(window)[2:] == least
+
+    wait_until(small, f"the least size {least}")
+    xdotool("mouseup", 1)
+    # The sizes of the last pull may come in one by one.
+    wait_until(lambda: screen.place_of(window) == (left, top, *least), "the least size to stay")
+
+
 def its_buttons_are_in_sight_and_work(window):
-    identifier = window.wait_for_input()
-    before = place_of(window)
+    screen.wait_for_input(window)
+    before = screen.place_of(window)
     for name in ("Minimise", "Maximise", "Close"):
         assert is_on_screen(window, window.find(name)), f"{name} is at {extents_of(window, window.find(name))}"
-    if SCREEN[0] >= LEAST[0] * SCALE and SCREEN[1] >= LEAST[1] * SCALE:
+    if all(screen.SIZE[axis] >= screen.LEAST[axis] * screen.SCALE for axis in (0, 1)):
         click(window, "Maximise")
-        wait_until(lambda: place_of(window) == (0, 0, *SCREEN), "the whole screen")
+        wait_until(lambda: screen.place_of(window) == screen.room(), "the whole screen")
         click(window, "Restore")
-        wait_until(lambda: place_of(window) == before, "the window as it was")
+        wait_until(lambda: screen.place_of(window) == before, "the window as it was")
     click(window, "Close")
-    assert window.process.wait(desk.PATIENCE) == 0, identifier
+    assert window.process.wait(desk.PATIENCE) == 0
 
 
 desk.run(
-    it_has_its_least_size_and_no_more_than_there_is_room_for,
+    it_opens_in_its_size_or_what_there_is_room_for,
+    it_is_drawn_in_the_screens_own_pixels,
     the_switch_is_pressed_by_the_pointer,
     the_show_is_scrolled_to_its_end_and_saved_by_the_pointer,
+    *([its_corner_makes_it_no_smaller_than_its_least_size] if ITS_CORNER_IS_IN_SIGHT else []),
     its_buttons_are_in_sight_and_work,
     show=SHOW,
 )
