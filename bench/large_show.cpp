@@ -161,6 +161,9 @@ public:
         change("removing a role", [config] { config->removeRole(config->roles().constFirst()); });
         m_view.resize(1200, 900);
         change("another width", [this] { m_view.resize(1000, 900); });
+        repeat("dragging the window's edge", 80, false, [this](int step) {
+            m_view.resize(step < 40 ? 1000 - 5 * step : 600 + 5 * step, 900);
+        });
         print("resident MB at the end", residentMegabytes());
     }
 

@@ -54,6 +54,16 @@ void ChannelChips::setSight(const Band& sight)
     Q_EMIT sightChanged();
 }
 
+void ChannelChips::setMoving(bool isMoving)
+{
+    if (m_isMoving == isMoving) {
+        return;
+    }
+    m_isMoving = isMoving;
+    takeRows();
+    Q_EMIT isMovingChanged();
+}
+
 void ChannelChips::keep(const QString& name)
 {
     m_kept = name; // it stands there already
@@ -96,6 +106,9 @@ bool ChannelChips::isWanted(qsizetype channel) const
 
 void ChannelChips::takeRows()
 {
+    if (m_isMoving) {
+        return;
+    }
     // Rows that go may take the keyboard's focus with them; where it goes next is brought into
     // sight, which changes the rows again.
     if (m_isTaking) {

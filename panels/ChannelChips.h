@@ -34,6 +34,7 @@ class ChannelChips : public KeyedListModel<ChannelRow>
     Q_PROPERTY(double width READ width WRITE setWidth NOTIFY widthChanged)
     Q_PROPERTY(double height READ height NOTIFY heightChanged)
     Q_PROPERTY(wingbell::Band sight READ sight WRITE setSight NOTIFY sightChanged)
+    Q_PROPERTY(bool isMoving READ isMoving WRITE setMoving NOTIFY isMovingChanged)
 
 public:
     enum DataRole { NameRole = Qt::UserRole + 1, SelectedRole, PlaceRole };
@@ -54,6 +55,11 @@ public:
     [[nodiscard]] const Band& sight() const { return m_sight; }
     void setSight(const Band& sight);
 
+    /// Whether the area is on its way to another place or size: no chip comes or goes until it
+    /// stands.
+    [[nodiscard]] bool isMoving() const { return m_isMoving; }
+    void setMoving(bool isMoving);
+
     /// Keeps the chip of that name wherever it stands, instead of another; for the one that has the
     /// keyboard's focus.
     Q_INVOKABLE void keep(const QString& name);
@@ -69,6 +75,7 @@ Q_SIGNALS:
     void widthChanged();
     void heightChanged();
     void sightChanged();
+    void isMovingChanged();
 
 private:
     void place();
@@ -83,6 +90,7 @@ private:
     double m_height = 0.0;
     Band m_sight;
     std::optional<QString> m_kept;
+    bool m_isMoving = false;
     bool m_isTaking = false;
     bool m_takesAgain = false;
 };

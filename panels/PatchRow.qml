@@ -8,6 +8,7 @@ Item {
 
     property alias channels: channelChips.channels
     required property string icon
+    property alias isMoving: channelChips.isMoving
     property alias selected: channelChips.selected
     property band sight
     readonly property real spacing: 4

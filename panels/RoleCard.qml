@@ -8,11 +8,19 @@ Item {
     id: card
 
     required property ShowConfig config
+    // No chip is to come or go, because the card is on its way to another place or size.
+    property bool isMoving: false
     required property role role
     property band sight
 
     function focusName() {
         name.forceActiveFocus(Qt.TabFocusReason);
+    }
+    // What of the card is near counts once the card stands, and before it looks.
+    function stand(moves, near) {
+        if (!moves)
+            sight = near;
+        isMoving = moves;
     }
 
     Accessible.name: role.name
@@ -102,6 +110,7 @@ Item {
 
             channels: card.config.channels
             icon: "mic.fill"
+            isMoving: card.isMoving
             selected: card.role.talk
             sight: card.sight.seenFrom(rows.y + y)
             title: "TALKS ON"
@@ -115,6 +124,7 @@ Item {
 
             channels: card.config.channels
             icon: "headphones"
+            isMoving: card.isMoving
             selected: card.role.listen
             sight: card.sight.seenFrom(rows.y + y)
             title: "LISTENS ON"

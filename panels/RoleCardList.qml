@@ -1,18 +1,60 @@
 import QtQuick
 import Wingbell.Panels
 
-// The roles' cards, one below the other.
+// The roles' cards, one below the other. While places change, which they do one after the other, no
+// card comes or goes: where they have all come to stand is looked at before the next frame.
 Item {
     id: list
 
     property real cardHeight: 0
     required property ShowConfig config
+    property bool isMoving: false
+    // What is near, in the coordinates that `start` is in.
+    property band near
+    readonly property real pitch: cardHeight + 12
+    // What is near of the cards.
     property band sight
+    // Where the first card stands.
+    property real start: 0
 
     // The card that had the keyboard's focus has gone, and there is none below it.
     signal focusLost
+    // The cards have another place or height, and none of them has come or gone for that yet.
+    signal moved
 
-    implicitHeight: Math.max(0, slots.count * (cardHeight + 12) - 12)
+    function look() {
+        if (!isMoving)
+            sight = near.seenFrom(start);
+    }
+    function move() {
+        isMoving = true;
+        frame.ask();
+    }
+    function resize(height) {
+        if (height === cardHeight)
+            return;
+        move();
+        cardHeight = height;
+    }
+    // What the next frame would show is there at once.
+    function settle() {
+        if (!isMoving)
+            return;
+        moved();
+        sight = near.seenFrom(start);
+        isMoving = false;
+    }
+
+    implicitHeight: Math.max(0, slots.count * pitch - 12)
+
+    onNearChanged: look()
+    onStartChanged: move()
+
+    BeforeFrame {
+        id: frame
+
+        onDue: list.settle()
+    }
 
     Repeater {
         id: slots
@@ -25,10 +67,11 @@ Item {
 
             // All cards of a show are of one height.
             cardHeight: list?.cardHeight ?? 0
+            isMoving: list?.isMoving ?? false
             sight: list?.sight ?? everything
             width: list?.width ?? 0
 
-            onMeasured: height => list.cardHeight = height
+            onMeasured: height => list.resize(height)
         }
         model: RoleCards {
             config: list.config

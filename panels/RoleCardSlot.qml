@@ -10,6 +10,10 @@ Loader {
     required property ShowConfig config
     required property int index
     property bool isComplete: false
+    // Places are changing, and nothing is known yet of what is near.
+    property bool isMoving: false
+    // The first is always there, because it shows how high they all are.
+    readonly property bool isKept: focus || index === 0
     readonly property bool isNear: cardHeight > 0 && sight.meets(place(), place() + cardHeight)
     required property role role
     // What is near of all the cards.
@@ -20,13 +24,13 @@ Loader {
 
     function look() {
         const isGoing = index < 0;
-        if (!isComplete || isGoing)
+        if (!isComplete || isGoing || isMoving && !isKept)
             return;
-        // The first is always there, because it shows how high they all are.
-        const isNeeded = isNear || focus || index === 0;
+        const isNeeded = isNear || isKept;
         if (isNeeded && !item)
             setSource("RoleCard.qml", {
                     "config": config,
+                    "isMoving": isMoving,
                     "role": role,
                     "sight": sight.seenFrom(y)
                 });
@@ -36,6 +40,9 @@ Loader {
     function measure() {
         if (index === 0 && item)
             measured((item as RoleCard)?.implicitHeight ?? 0);
+    }
+    function tell() {
+        (item as RoleCard)?.stand(isMoving, sight.seenFrom(y));
     }
     // From the top of the first card.
     function place() {
@@ -63,18 +70,19 @@ Loader {
         look();
         measure();
     }
+    onIsMovingChanged: {
+        tell();
+        look();
+    }
     onIsNearChanged: look()
     onLoaded: measure()
+    onSightChanged: tell()
+    onYChanged: tell()
 
     Binding {
         property: "role"
         target: slot.item
         value: slot.role
-    }
-    Binding {
-        property: "sight"
-        target: slot.item
-        value: slot.sight.seenFrom(slot.y)
     }
     Connections {
         function onImplicitHeightChanged() {

@@ -10,6 +10,14 @@ Item {
     required property ShowConfig config
     required property bool serverIsRunning
 
+    // What is seen has moved: the sight goes with it.
+    function follow() {
+        for (const positioner of [editor, channels, cards, roles, column])
+            positioner.forceLayout();
+        const position = Math.max(0, Math.min(scroll.lowest, anchor.follow(view.contentY)));
+        eye.moveWith(position - view.contentY);
+        view.contentY = position;
+    }
     function holds(item) {
         for (let ancestor = item; ancestor; ancestor = ancestor.parent) {
             if (ancestor === column)
@@ -43,11 +51,21 @@ Item {
         extent: view.height
         position: view.contentY - column.y
     }
+    ScrollAnchor {
+        id: anchor
+
+        cardPitch: roleCards.pitch
+        cardsTop: column.y + roleCards.start
+        sectionTop: column.y + channels.y
+    }
     // Where the focus goes to next is there when it is near what is seen.
     TabWatch {
         window: panel.Window.window
 
-        onAboutToMove: panel.showFocus()
+        onAboutToMove: {
+            panel.showFocus();
+            roleCards.settle();
+        }
     }
     ShowSetup {
         id: setup
@@ -68,6 +86,11 @@ Item {
         contentWidth: width
         interactive: false
         objectName: "setupView"
+
+        onContentYChanged: {
+            if (!roleCards.isMoving)
+                anchor.drop(contentY);
+        }
 
         Column {
             id: column
@@ -178,6 +201,8 @@ Item {
                 title: qsTr("CHANNELS")
 
                 ChannelsEditor {
+                    id: editor
+
                     config: panel.config
                     objectName: "channelsEditor"
                     sight: eye.near.seenFrom(channels.y + y)
@@ -197,11 +222,15 @@ Item {
                     width: parent.width
 
                     RoleCardList {
+                        id: roleCards
+
                         config: panel.config
-                        sight: eye.near.seenFrom(roles.y + cards.y + y)
+                        near: eye.near
+                        start: roles.y + cards.y + y
                         width: parent.width
 
                         onFocusLost: addRole.forceActiveFocus(Qt.TabFocusReason)
+                        onMoved: panel.follow()
                     }
                     Item {
                         anchors.horizontalCenter: parent.horizontalCenter
@@ -286,5 +315,7 @@ Item {
 
         anchors.fill: parent
         flickable: view
+
+        onScrolled: roleCards.settle()
     }
 }

@@ -51,6 +51,15 @@ Item {
         function view(item) {
             return findChild(item, "setupView");
         }
+        // Where that role's card stands in what is seen.
+        function placeOf(item, position) {
+            return findChild(item, "roleCards").itemAt(position).mapToItem(view(item), 0, 0).y;
+        }
+        // Until everything stands where it is to stand.
+        function settled(item) {
+            laidOut(findChild(item, "showName").parent.parent);
+            tryVerify(() => isWhole(item));
+        }
         // Whether no place of a chip or card that is seen is left empty.
         function isWhole(item) {
             const scroll = view(item);
@@ -106,6 +115,70 @@ Item {
             }
             compare(scroll.contentHeight, height);
             compare(heights.count, 0);
+        }
+        function test_whatIsSeenStaysWhenTheWidthChanges() {
+            const item = panel(64, 32);
+            see(item, 40);
+            const position = view(item).contentY;
+            const card = cardAt(item, 40);
+            for (const width of [700, 560, 480, 560, 700]) {
+                item.width = width;
+                settled(item);
+                compare(cardAt(item, 40), card);
+                fuzzyCompare(placeOf(item, 40), 0, 1);
+            }
+            verify(view(item).contentY !== position);
+            item.width = 820;
+            settled(item);
+            compare(view(item).contentY, position);
+        }
+        function test_atItsEndTheShowStaysWithinWhatIsSeen() {
+            const item = panel(64, 32);
+            const scroll = view(item);
+            scroll.contentY = scroll.contentHeight - scroll.height;
+            for (const width of [500, 2000, 820]) {
+                item.width = width;
+                settled(item);
+                verify(scroll.contentY <= scroll.contentHeight - scroll.height, width);
+            }
+        }
+        function test_aRestartWarningMovesNothingFromUnderThePointer() {
+            const item = panel(12, 8);
+            item.serverIsRunning = true;
+            see(item, 4);
+            const chip = all(cardAt(item, 4), Chip)[3];
+            const place = chip.mapToItem(stage, 0, 0);
+            mouseClick(chip);
+            tryVerify(() => findChild(item, "restartWarning").visible);
+            settled(item);
+            compare(chip.mapToItem(stage, 0, 0), place);
+            verify(desk.config.save());
+            tryVerify(() => !findChild(item, "restartWarning").visible);
+            settled(item);
+            compare(chip.mapToItem(stage, 0, 0), place);
+        }
+        function test_aRestartWarningIsSeenFromTheVeryTop() {
+            const item = panel(12, 8);
+            item.serverIsRunning = true;
+            desk.config.show = "Gala";
+            tryVerify(() => findChild(item, "restartWarning").visible);
+            settled(item);
+            compare(view(item).contentY, 0);
+            compare(findChild(item, "restartWarning").mapToItem(view(item), 0, 0).y, 20);
+        }
+        function test_aReloadLeavesWhatIsSeen() {
+            const item = panel(64, 8);
+            verify(desk.config.save());
+            see(item, 40);
+            const position = view(item).contentY;
+            desk.config.load();
+            settled(item);
+            compare(view(item).contentY, position);
+            desk.setLargeShow(2, 8);
+            const scroll = view(item);
+            tryVerify(() => scroll.contentHeight < position);
+            compare(scroll.contentY, scroll.contentHeight - scroll.height);
+            tryVerify(() => isWhole(item));
         }
         function test_everyCardIsAsHighAsItsPlace() {
             const item = panel(5, 40);

@@ -42,7 +42,7 @@ Item {
             const item = open(panelComponent, Object.assign({
                         "config": desk.config
                     }, properties));
-            wait(0);
+            laidOut(findChild(item, "showName").parent.parent);
             verify(!desk.config.hasUnsavedChanges);
             return item;
         }
