@@ -8,8 +8,10 @@ import Wingbell.Look
 Window {
     id: window
 
+    readonly property bool fillsScreen: visibility === Window.Maximized || visibility === Window.FullScreen
+
     function toggleMaximized() {
-        if (visibility === Window.Maximized)
+        if (fillsScreen)
             showNormal();
         else
             showMaximized();
@@ -47,7 +49,7 @@ Window {
         WindowButtons {
             anchors.right: parent.right
             anchors.rightMargin: 34
-            maximized: window.visibility === Window.Maximized
+            maximized: window.fillsScreen
             y: 9
 
             onCloseRequested: window.close()
