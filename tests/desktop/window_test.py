@@ -132,6 +132,7 @@ def no_frame_is_drawn_around_it(window):
 
 
 def it_opens_in_its_size_and_tells_the_least(window):
+    window.wait_for_input()
     assert size_of(window) == (820, 760), size_of(window)
     hints = output_of("xprop", "-id", window.window, "WM_NORMAL_HINTS")
     assert "program specified minimum size: 780 by 680" in hints, hints
