@@ -8,10 +8,11 @@ import Wingbell.Look
 Window {
     id: window
 
+    readonly property bool fillsScreen: visibility === Window.Maximized || visibility === Window.FullScreen
     readonly property size least: Qt.size(780, 680)
 
     function toggleMaximized() {
-        if (visibility === Window.Maximized)
+        if (fillsScreen)
             showNormal();
         else
             showMaximized();
@@ -49,7 +50,7 @@ Window {
         WindowButtons {
             anchors.right: parent.right
             anchors.rightMargin: 34
-            maximized: window.visibility === Window.Maximized
+            maximized: window.fillsScreen
             y: 9
 
             onCloseRequested: window.close()

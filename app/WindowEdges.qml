@@ -1,6 +1,8 @@
 import QtQuick
 
-// The window's edges and corners, by which it is resized.
+// The window's edges and corners, by which it is resized. What asks for it is the first movement of a
+// press: a tap is over before the window manager takes hold, and the window would stick to the
+// pointer.
 Item {
     id: frame
 
@@ -65,10 +67,17 @@ Item {
     }
 
     component Edge: MouseArea {
+        property bool asked
         required property int edges
 
         acceptedButtons: Qt.LeftButton
 
-        onPressed: (parent as WindowEdges)?.dragged(edges)
+        onPositionChanged: {
+            if (asked)
+                return;
+            asked = true;
+            (parent as WindowEdges)?.dragged(edges);
+        }
+        onPressed: asked = false
     }
 }

@@ -310,7 +310,7 @@ def run(*tests, show=None, program=None, session=None, ready="Save Show"):
         shutil.rmtree(os.path.dirname(SHOW_FILE), ignore_errors=True)
         if show is not None:
             write_show(show)
-        xdotool("mousemove", 0, 0)  # a menu that opens under the pointer chooses by it
+        xdotool("mouseup", 1, "mousemove", 0, 0)  # a menu that opens under the pointer chooses by it
         window = None
         own = None
         faulthandler.dump_traceback_later(STUCK, exit=True)

@@ -47,5 +47,6 @@ bwrap \
     --clearenv --setenv PATH /usr/bin:/bin --setenv HOME /home/crew --setenv LC_ALL C.UTF-8 \
     --setenv XDG_RUNTIME_DIR /run/user/1000 --setenv QT_LINUX_ACCESSIBILITY_ALWAYS_ON 1 \
     --setenv PYTHONDONTWRITEBYTECODE 1 --setenv WINGBELL_REST "${WINGBELL_REST:-60}" --setenv WINGBELL_SCREEN "${WINGBELL_SCREEN:-1280x1024x24}" \
+    --setenv WINGBELL_WINDOW_MANAGER "${WINGBELL_WINDOW_MANAGER:-openbox}" \
     --chdir /tmp \
     /bin/bash /tests/desktop/on_own_screen.sh "$@"

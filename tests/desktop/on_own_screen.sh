@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs a command on an X server, a window manager and a session bus of its own, and ends them after.
+# Runs a command on an X server, a session bus and a window manager of its own, and ends them after.
 #
 #   on_own_screen.sh COMMAND [ARGUMENT...]
 set -euo pipefail
@@ -23,14 +23,5 @@ Xvfb -displayfd 3 -screen 0 "${WINGBELL_SCREEN:-1280x1024x24}" -nolisten tcp -no
 children+=($!)
 read -r number <"$folder/display"
 export DISPLAY=:$number
-openbox >"$folder/openbox.log" 2>&1 &
-children=($! "${children[@]}")
-until xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q '#'; do
-    kill -0 "${children[0]}" || { # a window manager that has ended never comes
-        cat "$folder"/*.log >&2
-        exit 1
-    }
-    read -r -t 0.05 <> <(:) || true
-done
 
-dbus-run-session -- "$@"
+dbus-run-session -- "$(dirname "${BASH_SOURCE[0]}")/with_window_manager.sh" "$@"

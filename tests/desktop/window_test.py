@@ -1,5 +1,7 @@
 """The window has no title bar: its own header moves it, its edges resize it, its buttons end it."""
 
+import ctypes
+
 import desk
 from desk import keys, output_of, wait_until, xdotool
 
@@ -35,6 +37,37 @@ def size_of(window):
 
 def state_of(identifier):
     return output_of("xprop", "-id", identifier, "_NET_WM_STATE")
+
+
+class ClientMessage(ctypes.Structure):
+    """XClientMessageEvent, as large as the largest event."""
+
+    _fields_ = [
+        ("type", ctypes.c_int),
+        ("serial", ctypes.c_ulong),
+        ("send_event", ctypes.c_int),
+        ("display", ctypes.c_void_p),
+        ("window", ctypes.c_ulong),
+        ("message_type", ctypes.c_ulong),
+        ("format", ctypes.c_int),
+        ("data", ctypes.c_long * 5),
+        ("rest", ctypes.c_long * 24),
+    ]
+
+
+def ask_for_full_screen(identifier):
+    """As the window manager's own menu or shortcut does."""
+    library = ctypes.CDLL("libX11.so.6")
+    library.XOpenDisplay.restype = ctypes.c_void_p
+    library.XDefaultRootWindow.restype = library.XInternAtom.restype = ctypes.c_ulong
+    display = ctypes.c_void_p(library.XOpenDisplay(None))
+    state, full = (library.XInternAtom(display, name, 0) for name in (b"_NET_WM_STATE", b"_NET_WM_STATE_FULLSCREEN"))
+    event = ClientMessage(type=33, window=int(identifier), message_type=state, format=32)
+    event.data[:3] = [1, full, 0]
+    redirect = 1 << 20  # what a window manager listens to
+    root = ctypes.c_ulong(library.XDefaultRootWindow(display))
+    library.XSendEvent(display, root, 0, ctypes.c_long(redirect), ctypes.byref(event))
+    library.XCloseDisplay(display)
 
 
 def opened(window):
@@ -92,12 +125,14 @@ class Grip:
 
 def no_frame_is_drawn_around_it(window):
     identifier = opened(window)
-    assert output_of("xprop", "-id", identifier, "_NET_FRAME_EXTENTS").endswith("= 0, 0, 0, 0")
+    extents = output_of("xprop", "-id", identifier, "_NET_FRAME_EXTENTS")
+    assert extents.endswith(("= 0, 0, 0, 0", "not found.")), extents
     hints = output_of("xprop", "-id", identifier, "_MOTIF_WM_HINTS").split("= ")[1].split(", ")
     assert int(hints[0], 16) & 2 and int(hints[2], 16) == 0, hints
 
 
 def it_opens_in_its_size_and_tells_the_least(window):
+    window.wait_for_input()
     assert size_of(window) == (820, 760), size_of(window)
     hints = output_of("xprop", "-id", window.window, "WM_NORMAL_HINTS")
     assert "program specified minimum size: 780 by 680" in hints, hints
@@ -201,6 +236,23 @@ def a_double_click_on_the_header_maximises_and_restores(window):
         wait_until(lambda: window.has("Maximise"), "the button to maximise")
 
 
+def a_full_screen_window_restores_by_its_button_and_its_header(window):
+    identifier = opened(window)
+    before = place_of(window)
+    ways_back = (
+        lambda: desk.click(window.find("Restore")),
+        lambda: xdotool("mousemove", *HEADER, "click", "--repeat", 2, "--delay", 40, 1),
+    )
+    for go_back in ways_back:
+        ask_for_full_screen(identifier)
+        wait_until(lambda: place_of(window) == (0, 0, *SCREEN), "the whole screen")
+        wait_until(lambda: window.has("Restore"), "the button to restore")
+        go_back()
+        wait_until(lambda: place_of(window) == before, f"the window as it was; it is {place_of(window)}")
+        assert "FULLSCREEN" not in state_of(identifier)
+        wait_until(lambda: window.has("Maximise"), "the button to maximise")
+
+
 def a_maximised_window_has_no_edges_to_drag(window):
     opened(window)
     window.press("Maximise")
@@ -282,6 +334,7 @@ desk.run(
     the_click_after_a_move_counts,
     every_edge_and_corner_resizes_it,
     a_double_click_on_the_header_maximises_and_restores,
+    a_full_screen_window_restores_by_its_button_and_its_header,
     a_maximised_window_has_no_edges_to_drag,
     its_buttons_minimise_maximise_and_close,
     its_buttons_are_no_handle,
