@@ -36,9 +36,19 @@ def is_on_screen(window, node):
 
 def click(window, name):
     node = wait_until(lambda: window.find(name), name)
-    assert is_on_screen(window, node), f"{name} is at {extents_of(window, node)}"
-    left, top, right, bottom = extents_of(window, node)
-    xdotool("mousemove", *screen.on_x((left + right) // 2, (top + bottom) // 2), "click", 1)
+    place = None
+
+    def is_under_the_pointer():
+        """Whether it stood there when the pointer was sent, and still does; sends the pointer where it stands."""
+        nonlocal place
+        before, place = place, extents_of(window, node)
+        if place != before:
+            xdotool("mousemove", *screen.on_x((place[0] + place[2]) // 2, (place[1] + place[3]) // 2))
+        return place == before
+
+    wait_until(is_under_the_pointer, f"{name} to stand still")
+    assert is_on_screen(window, node), f"{name} is at {place}"
+    xdotool("click", 1)
 
 
 def it_opens_in_its_size_or_what_there_is_room_for(window):
@@ -97,10 +107,14 @@ def its_corner_makes_it_no_smaller_than_its_least_size(window):
     x, y = left + width - 2, top + height - 2
     xdotool("mousemove", *screen.on_x(x, y), "mousedown", 1)
 
+    pulled = 0
+
     def small():
-        """As a hand pulls: what was before the desktop took over is lost."""
-        for step in range(1, 11):
-            xdotool("mousemove", *screen.on_x(x - 30 * step, y - 30 * step))
+        """As a hand pulls, on and on: how far it was when the desktop took over is not known."""
+        nonlocal pulled
+        for _ in range(10):
+            pulled += 10 * screen.SCALE
+            xdotool("mousemove", *screen.on_x(max(0, x - pulled), max(0, y - pulled)))
         return screen.place_of(window)[2:] == least
 
     wait_until(small, f"the least size {least}")
