@@ -40,7 +40,8 @@ public:
     /// The screen's room for windows, in points.
     [[nodiscard]] QSizeF available() const;
 
-    /// The least extent to hold a window to that needs `least`, on a screen with that much room.
+    /// The least extent to hold a window to that needs `least`, on a screen with that much room; in
+    /// points, as are all extents here.
     [[nodiscard]] static double held(Desktop desktop, double least, double available);
     /// The same on this desktop.
     [[nodiscard]] Q_INVOKABLE static double held(double least, double available);

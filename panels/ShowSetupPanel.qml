@@ -10,13 +10,11 @@ Item {
     required property ShowConfig config
     required property bool serverIsRunning
 
-    // What is seen has moved: the sight goes with it.
+    // Scrolls to where what was seen has gone.
     function follow() {
         for (const positioner of [editor, channels, cards, roles, column])
             positioner.forceLayout();
-        const position = Math.max(0, Math.min(scroll.lowest, anchor.follow(view.contentY)));
-        eye.moveWith(position - view.contentY);
-        view.contentY = position;
+        view.contentY = Math.max(0, Math.min(scroll.lowest, anchor.follow(view.contentY)));
     }
     function holds(item) {
         for (let ancestor = item; ancestor; ancestor = ancestor.parent) {

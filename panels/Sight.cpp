@@ -33,16 +33,6 @@ void Sight::setExtent(double extent)
     Q_EMIT extentChanged();
 }
 
-void Sight::moveWith(double distance)
-{
-    if (distance == 0.0) {
-        return;
-    }
-    m_position += distance;
-    setNear({m_near.top + distance, m_near.bottom + distance});
-    Q_EMIT positionChanged();
-}
-
 Band Sight::around(double reach) const
 {
     return {m_position - reach, m_position + m_extent + reach};

@@ -35,8 +35,6 @@ public:
     void setExtent(double extent);
 
     [[nodiscard]] const Band& near() const { return m_near; }
-    /// What is seen stands further down by that much, and so does all that is near.
-    Q_INVOKABLE void moveWith(double distance);
     /// Whether more is to become near with the next frames.
     [[nodiscard]] bool isReachingOut() const { return m_frames.isActive(); }
 

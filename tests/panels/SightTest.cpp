@@ -14,7 +14,6 @@ private Q_SLOTS:
     void theRestComesInStepsAndThenNoMore();
     void scrollingALittleTakesNothingAway();
     void aFarJumpLeavesWhatWasNear();
-    void whatMovesTakesWithItWhatIsNear();
 
 private:
     /// A sight of 400 from 1000 on that has reached out as far as it goes.
@@ -73,21 +72,6 @@ void SightTest::aFarJumpLeavesWhatWasNear()
     sight.setPosition(9000.0);
     QCOMPARE(changed.size(), 1);
     QCOMPARE(sight.near(), (Band{9000.0 - Sight::least, 9400.0 + Sight::least}));
-}
-
-void SightTest::whatMovesTakesWithItWhatIsNear()
-{
-    Sight sight;
-    settle(sight);
-    QSignalSpy near(&sight, &Sight::nearChanged);
-    sight.moveWith(5000.0);
-    QCOMPARE(sight.position(), 6000.0);
-    QCOMPARE(sight.near(), (Band{5600.0, 6800.0}));
-    QCOMPARE(near.size(), 1);
-    sight.setPosition(6000.0); // as whoever moved it tells it too
-    QCOMPARE(near.size(), 1);
-    sight.moveWith(0.0);
-    QCOMPARE(near.size(), 1);
 }
 
 QTEST_MAIN(SightTest)
