@@ -8,7 +8,8 @@
 #   ./build_app.sh pictures take the pictures of the guide and draw the icons anew
 #   ./build_app.sh bench    print what the window and the server cost, and how late a voice is
 #
-# Options for test: --quick leaves out the sanitizers, the fuzzers and the static checks.
+# Options for test: --quick leaves out the sanitizers, the fuzzers and the static checks;
+# --everything has clang-tidy look at every source, not only at what has changed of late.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -104,23 +105,26 @@ make_package() {
     say "Install it with: sudo apt install $package"
 }
 
+# Says how long each step took, so that what is slow is seen.
+step() {
+    local began=$SECONDS
+    say "$1"
+    "${@:2}"
+    say "$1: $((SECONDS - began)) s"
+}
+
 run_tests() {
     export CTEST_OUTPUT_ON_FAILURE=1
-    say "running every test"
-    ctest --preset release
+    step "running every test" ctest --preset release
     [ "${1:-}" = --quick ] && return
-    say "running the C++ tests under the address and undefined behaviour sanitizers"
-    build sanitizers
+    step "building with the address and undefined behaviour sanitizers" build sanitizers
     "$root/tests/coverage" forget
-    ctest --preset sanitizers -L cpp
+    step "running the C++ tests under them" ctest --preset sanitizers -L cpp
     "$root/tests/coverage"
-    say "running the tests of threads under the thread sanitizer"
-    build thread-sanitizer thread_tests
-    ctest --preset thread-sanitizer -L threads
-    say "trying what strangers may send, for a short while"
-    "$root/tests/fuzz/run" 5
-    say "checking form and code"
-    "$root/tests/check_code.sh"
+    step "building with the thread sanitizer" build thread-sanitizer thread_tests
+    step "running the tests of threads under it" ctest --preset thread-sanitizer -L threads
+    step "trying what strangers may send, for a short while" "$root/tests/fuzz/run" 5
+    step "checking form and code" "$root/tests/check_code.sh" "${1:-}"
 }
 
 case ${1:-build} in
@@ -156,7 +160,8 @@ case ${1:-build} in
     test)
         install_packages build run test
         prepare_shared_folder
-        build release
+        step "checking the form" "$root/tests/check_code.sh" --format
+        step "building" build release
         run_tests "${2:-}"
         ;;
     *)
