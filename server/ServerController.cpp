@@ -88,14 +88,14 @@ void ServerController::appendLog(const QStringList& lines)
         setIsRunning(true);
         setIsStarting(false);
     }
-    if (lines.isEmpty()) {
-        return;
-    }
     m_logLines.append(lines);
-    if (m_logLines.size() > mostLogLines) {
-        m_logLines.remove(0, m_logLines.size() - mostLogLines);
+    const qsizetype excess = m_logLines.size() - mostLogLines;
+    if (excess > 0) {
+        m_logLines.remove(0, excess);
     }
-    Q_EMIT logLinesChanged();
+    if (!lines.isEmpty() || excess > 0) {
+        Q_EMIT logLinesChanged();
+    }
 }
 
 void ServerController::log(const QString& line)

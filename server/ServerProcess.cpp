@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
@@ -24,6 +25,17 @@ QSet<ServerProcess*>& livingProcesses()
 {
     static auto* const processes = new QSet<ServerProcess*>;
     return *processes;
+}
+
+/// Whoever started this program may have ignored the ends of their children, which programs
+/// inherit: the system would then keep no exit status. Restored here, where it is needed, rather
+/// than at the start of a program that may come to use this.
+void keepExitStatuses()
+{
+    struct sigaction action = {};
+    if (::sigaction(SIGCHLD, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) {
+        ::signal(SIGCHLD, SIG_DFL);
+    }
 }
 
 } // namespace
@@ -67,9 +79,11 @@ QString ServerProcess::run(const QString& program, const QStringList& arguments)
     m_process.setStandardInputFile(QProcess::nullDevice());
     m_process.setProcessChannelMode(QProcess::ForwardedChannels);
     m_process.setChildProcessModifier([writingEnd = writingEnd] {
+        (void)::setsid();
         (void)::dup2(writingEnd, STDOUT_FILENO);
         (void)::dup2(writingEnd, STDERR_FILENO);
     });
+    keepExitStatuses();
     m_process.start();
     constexpr int forAsLongAsItTakes = -1;
     const bool started = m_process.waitForStarted(forAsLongAsItTakes);

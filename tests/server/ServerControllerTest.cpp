@@ -10,11 +10,14 @@
 #include <QTimer>
 #include <QtTest>
 
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <malloc.h>
 #include <memory>
+#include <pty.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -96,6 +99,7 @@ private Q_SLOTS:
     void bothStreamsArriveInOrder();
     void theNewest500OutputLinesAreKept();
     void theControllersOwnLinesComeOnTopOf500();
+    void outputWithoutALineTrimsTheLogToo();
     void eachStartBeginsAFreshLog();
     void theLogSurvivesAStop();
 
@@ -109,7 +113,11 @@ private Q_SLOTS:
     void aServerThatClosesItsOutputRunsOn();
     void aGrandchildIsHeardAfterTheExit();
     void aChatteringGrandchildDoesNotDelayTheExit();
+    void aTerminalTakesNoServerAlong_data();
+    void aTerminalTakesNoServerAlong();
 
+    void aRunTakesItsStepsInOrder_data();
+    void aRunTakesItsStepsInOrder();
     void eachRunTakesAndReleasesOneInhibition();
     void withoutAnIdentifierNothingIsReleased();
     void destroyingTheControllerEndsNeitherServerNorInhibition();
@@ -313,15 +321,11 @@ void ServerControllerTest::aLoneLineFeedTurnsStartingToRunning()
 void ServerControllerTest::outputThatIsNoTextKeepsItStarting()
 {
     serverIs("only-garbage");
-    m_controller->start();
-    const pid_t pid = childProcesses().constFirst();
-    // Once the pipe is closed by its death, all of it has been read.
-    QTest::qWait(0);
-    ::kill(pid, SIGTERM);
     QSignalSpy running(m_controller.get(), &ServerController::isRunningChanged);
+    m_controller->start();
     QTRY_VERIFY(!m_controller->isStarting());
     QCOMPARE(running.size(), 0);
-    QCOMPARE(log(), (QStringList{startLine, exitLine(15)}));
+    QCOMPARE(log(), (QStringList{startLine, exitLine(7)})); // it ends once it was heard
 }
 
 void ServerControllerTest::aChunkThatIsNoTextIsLostAlone()
@@ -368,6 +372,20 @@ void ServerControllerTest::theControllersOwnLinesComeOnTopOf500()
     QCOMPARE(log().first(), u"line 1"_qs);
     QCOMPARE(log().at(500), stoppingLine);
     QCOMPARE(log().at(501), stoppedLine);
+}
+
+void ServerControllerTest::outputWithoutALineTrimsTheLogToo()
+{
+    startAndWaitUntilRunning("500-lines-blank-last-words");
+    QTRY_COMPARE(log().last(), u"line 500"_qs);
+    QSignalSpy lines(m_controller.get(), &ServerController::logLinesChanged);
+    m_controller->stop();
+    QCOMPARE(log().size(), 501);
+    QTRY_VERIFY(!m_controller->isRunning());
+    QCOMPARE(log().size(), 501);
+    QCOMPARE(log().first(), u"line 2"_qs);
+    QCOMPARE(log().mid(499), (QStringList{stoppingLine, stoppedLine}));
+    QCOMPARE(lines.size(), 3);
 }
 
 void ServerControllerTest::eachStartBeginsAFreshLog()
@@ -504,6 +522,90 @@ void ServerControllerTest::aChatteringGrandchildDoesNotDelayTheExit()
     QVERIFY(log().last() != u"from the grandchild"_qs);
     QTRY_COMPARE_WITH_TIMEOUT(log().last(), u"from the grandchild"_qs, 60'000);
     QCOMPARE(log().size(), 500);
+}
+
+void ServerControllerTest::aTerminalTakesNoServerAlong_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("it is closed") << SIGHUP;
+    QTest::newRow("Ctrl+C is pressed in it") << SIGINT;
+}
+
+void ServerControllerTest::aTerminalTakesNoServerAlong()
+{
+    QFETCH(const int, signal);
+    serverIs("graceful");
+    QCOMPARE(::prctl(PR_SET_CHILD_SUBREAPER, 1), 0); // the server comes to us when it is orphaned
+    const QByteArray server = QFile::encodeName(*m_server);
+    int terminal = -1;
+    const pid_t launcher = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (launcher == 0) {
+        ::execl(SERVER_LAUNCHER, SERVER_LAUNCHER, server.constData(), nullptr);
+        ::_exit(127);
+    }
+    QByteArray said;
+    std::array<char, 64> bytes = {};
+    while (!said.contains("hello")) {
+        const ssize_t count = ::read(terminal, bytes.data(), bytes.size());
+        QVERIFY(count > 0);
+        said.append(bytes.data(), count);
+    }
+    if (signal == SIGINT) {
+        QCOMPARE(::write(terminal, "\x03", 1), ssize_t{1});
+    } else {
+        ::close(terminal);
+    }
+    int status = 0;
+    QCOMPARE(::waitpid(launcher, &status, 0), launcher);
+    QVERIFY(WIFSIGNALED(status));
+    QCOMPARE(WTERMSIG(status), signal);
+    QCOMPARE(childProcesses().size(), 1);
+    const pid_t orphan = childProcesses().constFirst();
+    // What the terminal sent it, if anything, is handled before this.
+    QCOMPARE(::kill(orphan, SIGTERM), 0);
+    QCOMPARE(::waitpid(orphan, &status, 0), orphan);
+    QVERIFY2(WIFEXITED(status), qPrintable(u"signal %1"_qs.arg(WTERMSIG(status))));
+    if (signal == SIGINT) {
+        ::close(terminal);
+    }
+    QCOMPARE(::prctl(PR_SET_CHILD_SUBREAPER, 0), 0);
+}
+
+void ServerControllerTest::aRunTakesItsStepsInOrder_data()
+{
+    QTest::addColumn<QByteArray>("behaviour");
+    QTest::addColumn<QStringList>("steps");
+    const QStringList start = {
+        u"starting true"_qs, u"inhibit Wingbell show is running"_qs, startLine};
+    const QStringList running = {
+        u"running true"_qs, u"starting false"_qs, u"one"_qs, exitLine(3), u"running false"_qs};
+    QTest::newRow("silent") << QByteArray("exit-2")
+                            << start + QStringList{exitLine(2), u"starting false"_qs} +
+                                   QStringList{u"release 7"_qs};
+    QTest::newRow("heard") << QByteArray("says-one-and-exits-3")
+                           << start + running + QStringList{u"release 7"_qs};
+}
+
+void ServerControllerTest::aRunTakesItsStepsInOrder()
+{
+    QFETCH(const QByteArray, behaviour);
+    QFETCH(const QStringList, steps);
+    QStringList& taken = m_sleep->calls;
+    const auto flag = [&taken](const QString& name, bool value) {
+        taken.append(name + (value ? u" true"_qs : u" false"_qs));
+    };
+    ServerController* const server = m_controller.get();
+    connect(server, &ServerController::logLinesChanged, this, [&] { taken.append(log().last()); });
+    connect(server, &ServerController::isRunningChanged, this, [&] {
+        flag(u"running"_qs, server->isRunning());
+    });
+    connect(server, &ServerController::isStartingChanged, this, [&] {
+        flag(u"starting"_qs, server->isStarting());
+    });
+    serverIs(behaviour.constData());
+    m_controller->start();
+    QTRY_COMPARE(taken.last(), u"release 7"_qs);
+    QCOMPARE(taken, steps);
 }
 
 void ServerControllerTest::eachRunTakesAndReleasesOneInhibition()
