@@ -8,6 +8,7 @@ namespace wingbell {
 StopSignals::StopSignals()
 {
     ::signal(SIGPIPE, SIG_IGN);
+    ::signal(SIGHUP, SIG_IGN);
     sigset_t set = {};
     sigemptyset(&set);
     sigaddset(&set, SIGTERM);

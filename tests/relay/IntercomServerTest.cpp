@@ -199,6 +199,7 @@ private Q_SLOTS:
 
     void aStopSignalEndsItWithTheTimeOnAir_data();
     void aStopSignalEndsItWithTheTimeOnAir();
+    void aTerminalThatIsClosedLeavesItOnAir();
     void aStopSignalRightAfterTheLaunchNeverHangs();
     void itStopsWhileNobodyReadsItsOutput();
     void aReaderWhoComesBackGetsTheLines();
@@ -826,6 +827,19 @@ void IntercomServerTest::aStopSignalEndsItWithTheTimeOnAir()
     QCOMPARE(server.errorText(), QString());
     QUdpSocket next;
     QVERIFY(next.bind(QHostAddress::Any, m_port, QAbstractSocket::DontShareAddress));
+}
+
+void IntercomServerTest::aTerminalThatIsClosedLeavesItOnAir()
+{
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    server.signal(SIGHUP);
+    QVERIFY(sendText(m_port, QStringLiteral("Still here")));
+    const QStringList lines = server.linesThrough(QStringLiteral("Still here"));
+    QVERIFY(
+        lines.contains(announcing(QStringLiteral("Still here"), QStringLiteral("every channel"))));
+    server.signal(SIGTERM);
+    QCOMPARE(server.waitForEnd(), cleanEnd);
 }
 
 void IntercomServerTest::aStopSignalRightAfterTheLaunchNeverHangs()
