@@ -2,10 +2,43 @@
 
 #include "model/Utf8.h"
 
-#include <cmath>
+#include <algorithm>
 #include <limits>
+#include <optional>
 
 namespace wingbell {
+
+namespace {
+
+/// The whole number that `literal` stands for, exactly, however it is written ("4.7e4"); nothing
+/// where it has a fraction or needs more than 64 bits.
+std::optional<std::int64_t> wholeNumber(std::string literal)
+{
+    const std::size_t mark = std::min(literal.find_first_of("eE"), literal.size());
+    const QByteArray exponentText = QByteArray::fromStdString(literal.substr(mark)).mid(1);
+    literal.resize(mark);
+    if (literal.find_first_not_of("-0.") == std::string::npos) {
+        return 0;
+    }
+    bool isNumber = true;
+    qsizetype exponent = exponentText.isEmpty() ? 0 : exponentText.toInt(&isNumber);
+    if (const std::size_t point = literal.find('.'); point != std::string::npos) {
+        literal.erase(point, 1);
+        exponent -= static_cast<qsizetype>(literal.size() - point);
+    }
+    while (exponent < 0 && literal.back() == '0') {
+        literal.pop_back();
+        ++exponent;
+    }
+    if (!isNumber || exponent < 0 || exponent > std::numeric_limits<std::int64_t>::digits10) {
+        return std::nullopt;
+    }
+    literal.append(static_cast<std::size_t>(exponent), '0');
+    const qlonglong value = QByteArray::fromStdString(literal).toLongLong(&isNumber);
+    return isNumber ? std::optional<std::int64_t>(value) : std::nullopt;
+}
+
+} // namespace
 
 bool ShowFileReader::inside(Container container) const
 {
@@ -112,18 +145,15 @@ bool ShowFileReader::number_unsigned(std::uint64_t value)
     return takePort(static_cast<std::int64_t>(value));
 }
 
-bool ShowFileReader::number_float(double value, const std::string& literal)
+bool ShowFileReader::number_float(double /*value*/, const std::string& literal)
 {
     if (scalarIsIgnored()) {
         return true;
     }
-    // Whole numbers beyond 64 bits arrive here rounded; the literal still tells them.
-    const bool wholeLiteral = literal.find_first_of(".eE") == std::string::npos;
-    constexpr double limit = 9223372036854775808.0; // 2^63
-    if (wholeLiteral || std::trunc(value) != value || value < -limit || value >= limit) {
-        return refuseType(QStringLiteral("the number ") + textFromUtf8(literal.substr(0, 40)));
-    }
-    return takePort(static_cast<std::int64_t>(value));
+    // The double is rounded: it would make a whole number of 0.99999999999999999999.
+    const std::optional<std::int64_t> port = wholeNumber(literal);
+    return port ? takePort(*port)
+                : refuseType(QStringLiteral("the number ") + textFromUtf8(literal.substr(0, 40)));
 }
 
 bool ShowFileReader::takePort(std::int64_t port)
