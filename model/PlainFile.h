@@ -21,10 +21,12 @@ inline constexpr qsizetype largestPlainFile = 64LL * 1024 * 1024;
 /// device) is a problem at once, never a wait; so is a file above `largestPlainFile`.
 [[nodiscard]] FileReading readPlainFile(const QString& path);
 
-/// Replaces the content of the file at `path` by `bytes`, in place: links are followed, permissions
-/// and owner of an existing file stay. False when not everything was written. Where there is no
-/// room for all of it the old content stays whole; after any other failure the file may hold a part
-/// of the new one. Never waits on a pipe or device that stands there.
+/// Replaces the content of the file at the absolute `path` by `bytes`, in place: permissions and
+/// owner of an existing file stay. A link on the way is followed only if it and the folder that
+/// holds it belong to the user or to root; where others may write, a file with a further name
+/// counts as a link of theirs. False when not everything was written. Where there is no room for
+/// all of it the old content stays whole; after any other failure the file may hold a part of the
+/// new one. Never waits on a pipe or device that stands there.
 [[nodiscard]] bool writePlainFile(const QString& path, const QByteArray& bytes);
 
 } // namespace wingbell

@@ -9,6 +9,7 @@
 #include <memory>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace wingbell;
 
@@ -69,6 +70,35 @@ private:
     void (*m_signal)(int);
 };
 
+// Two of the machine's users; that they have no names is no matter.
+constexpr uid_t user = 54321;
+constexpr uid_t stranger = 54322;
+
+/// While it lives this process, which is root's, acts as that user.
+class As
+{
+public:
+    explicit As(uid_t acting) { m_acts = ::seteuid(acting) == 0; }
+    ~As() { m_acts = m_acts && ::seteuid(0) == 0; }
+    Q_DISABLE_COPY_MOVE(As)
+
+private:
+    bool m_acts = false;
+};
+
+void makeFolder(const QString& path, uid_t owner, mode_t mode)
+{
+    QVERIFY(QDir().mkpath(path));
+    QCOMPARE(::chown(QFile::encodeName(path), owner, owner), 0);
+    QCOMPARE(::chmod(QFile::encodeName(path), mode), 0);
+}
+
+void makeLink(const QString& target, const QString& path, uid_t owner)
+{
+    QCOMPARE(::symlink(QFile::encodeName(target), QFile::encodeName(path)), 0);
+    QCOMPARE(::lchown(QFile::encodeName(path), owner, owner), 0);
+}
+
 const QByteArray smallShow =
     R"({"show":"Recital","channels":["Main","Fly"],"roles":[{"name":"Fly","talk":["Fly","X","Fly"],)"
     R"("listen":["Main"]},{"name":"","talk":[],"listen":["Fly"]}],"oscPort":8000})";
@@ -91,6 +121,8 @@ private Q_SLOTS:
     void loadingADocumentGivesRolesOtherIdentities();
     void theFallbackKeepsTheIdentitiesOfTheDefaultRoles();
     void loadingDropsEditsAndClearsTheFlag();
+    void loadingTellsInTheOrderOfTheDocumentAndOfTheFlagLast_data();
+    void loadingTellsInTheOrderOfTheDocumentAndOfTheFlagLast();
     void propertiesTellOfNewValuesOnly();
     void plainWritesDoNotMarkAnEdit();
 
@@ -124,6 +156,10 @@ private Q_SLOTS:
     void aSaveWithoutRoomLeavesTheSavedShowWhole();
     void aSaveReplacesALongerDocument();
     void aSaveWritesThroughALink();
+    void aSaveNeverWritesThroughWhatAnotherUserMade_data();
+    void aSaveNeverWritesThroughWhatAnotherUserMade();
+    void aSaveWritesThroughTheUsersOwnLinks();
+    void aSaveWritesAnotherUsersFileWhereThatIsOpenToAll();
 
 private:
     QString documentPath() const { return ShowConfig::documentPath(folder()); }
@@ -137,6 +173,7 @@ private:
 void ShowConfigTest::init()
 {
     m_root = std::make_unique<QTemporaryDir>();
+    QCOMPARE(::chmod(QFile::encodeName(m_root->path()), 0755), 0); // other users pass
 }
 void ShowConfigTest::cleanup()
 {
@@ -242,6 +279,39 @@ void ShowConfigTest::loadingDropsEditsAndClearsTheFlag()
     QCOMPARE(config.channels(), defaultShow().channels);
     QCOMPARE(config.roles(), defaultShow().roles);
     QVERIFY(!config.hasUnsavedChanges());
+}
+
+void ShowConfigTest::loadingTellsInTheOrderOfTheDocumentAndOfTheFlagLast_data()
+{
+    QTest::addColumn<bool>("readable");
+    QTest::newRow("the document") << true;
+    QTest::newRow("the default show") << false;
+}
+
+void ShowConfigTest::loadingTellsInTheOrderOfTheDocumentAndOfTheFlagLast()
+{
+    QFETCH(const bool, readable);
+    ShowConfig config(folder());
+    config.setShow(u"Other"_qs);
+    config.setChannels({});
+    config.setRoles({});
+    config.setOscPort(1);
+    config.setHasUnsavedChanges(true);
+    if (readable) {
+        writeDocument(smallShow);
+    }
+    QStringList told;
+    const auto note = [&](auto signal, const QString& name) {
+        connect(&config, signal, this, [&told, name] { told.append(name); });
+    };
+    note(&ShowConfig::hasUnsavedChangesChanged, u"flag"_qs);
+    note(&ShowConfig::oscPortChanged, u"port"_qs);
+    note(&ShowConfig::rolesChanged, u"roles"_qs);
+    note(&ShowConfig::channelsChanged, u"channels"_qs);
+    note(&ShowConfig::showChanged, u"show"_qs);
+    config.load();
+    QCOMPARE(told, (QStringList{u"show"_qs, u"channels"_qs, u"roles"_qs, u"port"_qs, u"flag"_qs}));
+    QCOMPARE(config.oscPort(), readable ? 8000 : 47000);
 }
 
 void ShowConfigTest::propertiesTellOfNewValuesOnly()
@@ -615,6 +685,98 @@ void ShowConfigTest::aSaveWritesThroughALink()
     QVERIFY(config.save());
     QVERIFY(QFileInfo(documentPath()).isSymLink());
     QVERIFY(readShow(target).show);
+}
+
+void ShowConfigTest::aSaveNeverWritesThroughWhatAnotherUserMade_data()
+{
+    QTest::addColumn<QString>("trap");
+    for (const char* trap :
+         {"their link in their folder", "their link in the user's folder",
+          "the user's link in their folder", "the user's link to their link",
+          "their link in place of the folder", "a further name in their folder",
+          "a further name in a folder open to all"}) {
+        QTest::newRow(trap) << QString::fromLatin1(trap);
+    }
+}
+
+void ShowConfigTest::aSaveNeverWritesThroughWhatAnotherUserMade()
+{
+    QFETCH(const QString, trap);
+    if (::geteuid() != 0) {
+        QSKIP("only root can act as two users");
+    }
+    const QString file = m_root->filePath(u"home/roles.json"_qs);
+    makeFolder(m_root->filePath(u"home"_qs), user, 0755);
+    makeFolder(
+        m_root->filePath(u"Shared"_qs), 0, 0777); // without the sticky bit nothing else helps
+    {
+        const As owner(user);
+        QFile kept(file);
+        QVERIFY(kept.open(QIODevice::WriteOnly));
+        kept.write("precious");
+    }
+    const bool theirs = trap.endsWith(u"their folder"_qs);
+    if (trap.endsWith(u"place of the folder"_qs)) {
+        makeLink(m_root->filePath(u"home"_qs), folder().path(), stranger);
+    } else {
+        makeFolder(
+            folder().path(), theirs ? stranger : user,
+            theirs || trap.endsWith(u"open to all"_qs) ? 0777 : 0755);
+    }
+    if (trap.startsWith(u"a further name"_qs)) {
+        QCOMPARE(::link(QFile::encodeName(file), QFile::encodeName(documentPath())), 0);
+    } else if (trap.endsWith(u"their link"_qs)) {
+        const QString between = folder().filePath(u"between"_qs);
+        makeLink(file, between, stranger);
+        makeLink(between, documentPath(), user);
+    } else if (trap.contains(u"link in"_qs) && !trap.endsWith(u"place of the folder"_qs)) {
+        makeLink(file, documentPath(), trap.startsWith(u"the user"_qs) ? user : stranger);
+    }
+
+    const As saving(user);
+    ShowConfig config(folder());
+    config.addChannel(u"Fly"_qs);
+    QVERIFY(!config.save());
+    QVERIFY(config.hasUnsavedChanges());
+    QCOMPARE(document(), "precious");
+}
+
+void ShowConfigTest::aSaveWritesThroughTheUsersOwnLinks()
+{
+    if (::geteuid() != 0) {
+        QSKIP("only root can act as another user");
+    }
+    // The system's own link leads to the folder, the user's to the file, which is not there yet.
+    makeFolder(m_root->filePath(u"home"_qs), user, 0755);
+    QVERIFY(QDir().mkpath(m_root->filePath(u"Shared"_qs)));
+    makeLink(u"../home"_qs, folder().path(), 0);
+    const QString target = m_root->filePath(u"home/elsewhere.json"_qs);
+    makeLink(target, documentPath(), user);
+    const As saving(user);
+    ShowConfig config(folder());
+    QVERIFY(config.save());
+    QVERIFY(readShow(target).show);
+}
+
+void ShowConfigTest::aSaveWritesAnotherUsersFileWhereThatIsOpenToAll()
+{
+    if (::geteuid() != 0) {
+        QSKIP("only root can act as another user");
+    }
+    makeFolder(m_root->filePath(u"Shared"_qs), 0, 01777);
+    makeFolder(folder().path(), stranger, 01777);
+    writeDocument(smallShow);
+    const QByteArray path = QFile::encodeName(documentPath());
+    QCOMPARE(::chown(path, stranger, stranger), 0);
+    QCOMPARE(::chmod(path, 0666), 0);
+    {
+        const As saving(user);
+        ShowConfig config(folder());
+        config.setShow(u"Ours"_qs);
+        QVERIFY(config.save());
+    }
+    QCOMPARE(readShow(documentPath()).show.value().show, u"Ours"_qs);
+    QCOMPARE(QFileInfo(documentPath()).ownerId(), stranger);
 }
 
 QTEST_APPLESS_MAIN(ShowConfigTest)
