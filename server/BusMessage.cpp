@@ -48,12 +48,6 @@ std::optional<quint32> BusMessage::readNumber()
     return read(SD_BUS_TYPE_UINT32, &number) ? std::optional(number) : std::nullopt;
 }
 
-std::optional<bool> BusMessage::readTruth()
-{
-    int truth = 0;
-    return read(SD_BUS_TYPE_BOOLEAN, &truth) ? std::optional(truth != 0) : std::nullopt;
-}
-
 FileDescriptor BusMessage::readDescriptor()
 {
     int lent = -1; // belongs to the message

@@ -33,7 +33,6 @@ public:
 
     [[nodiscard]] std::optional<QString> readText();
     [[nodiscard]] std::optional<quint32> readNumber();
-    [[nodiscard]] std::optional<bool> readTruth();
     /// A duplicate of its own, which programs started from here do not inherit.
     [[nodiscard]] FileDescriptor readDescriptor();
 

@@ -1,36 +1,11 @@
 #include "server/DesktopSleepInhibitor.h"
 
-#include "server/LogindFacility.h"
-#include "server/PowerManagementFacility.h"
-#include "server/SessionManagerFacility.h"
-
 #include <utility>
 
 namespace wingbell {
 
-namespace {
-
-InhibitionFacilities desktopFacilities(std::chrono::milliseconds patience)
-{
-    using Desktop = PowerManagementFacility::Desktop;
-    InhibitionFacilities facilities;
-    facilities.push_back(std::make_unique<SessionManagerFacility>(patience));
-    facilities.push_back(std::make_unique<PowerManagementFacility>(Desktop::Other, patience));
-    facilities.push_back(std::make_unique<LogindFacility>(patience));
-    // The last resort: it would keep the display lit as well.
-    facilities.push_back(std::make_unique<PowerManagementFacility>(Desktop::Xfce, patience));
-    return facilities;
-}
-
-} // namespace
-
-DesktopSleepInhibitor::DesktopSleepInhibitor(std::chrono::milliseconds patience)
-    : DesktopSleepInhibitor([patience] { return desktopFacilities(patience); })
-{
-}
-
-DesktopSleepInhibitor::DesktopSleepInhibitor(Facilities facilities)
-    : m_facilities(std::move(facilities))
+DesktopSleepInhibitor::DesktopSleepInhibitor(std::vector<SleepService> services)
+    : m_services(std::move(services))
 {
 }
 
@@ -38,18 +13,38 @@ quint32 DesktopSleepInhibitor::inhibit(const QString& reason)
 {
     do {
         ++m_lastIdentifier;
-    } while (m_lastIdentifier == 0 || m_wanted.contains(m_lastIdentifier));
-    auto* inhibition = new Inhibition(m_facilities(), reason, this);
-    connect(inhibition, &Inhibition::finished, inhibition, &QObject::deleteLater);
-    m_wanted.insert(m_lastIdentifier, inhibition);
+    } while (m_lastIdentifier == 0 || m_asked.contains(m_lastIdentifier));
+    askNext(m_lastIdentifier, reason);
     return m_lastIdentifier;
 }
 
 void DesktopSleepInhibitor::release(quint32 identifier)
 {
-    if (Inhibition* inhibition = m_wanted.take(identifier)) {
-        inhibition->release();
+    for (SleepBackend* const backend : m_asked.take(identifier)) {
+        backend->release();
     }
+}
+
+void DesktopSleepInhibitor::askNext(quint32 identifier, const QString& reason)
+{
+    Backends& asked = m_asked[identifier];
+    const auto next = static_cast<std::size_t>(asked.size());
+    if (next == m_services.size()) {
+        return;
+    }
+    auto* const backend = new SleepBackend(m_services[next], reason, this);
+    asked.append(backend);
+    connect(backend, &SleepBackend::failed, this, [this, backend, identifier, reason] {
+        if (m_asked.value(identifier).endsWith(backend)) {
+            askNext(identifier, reason);
+        }
+    });
+    connect(backend, &SleepBackend::held, this, [this, backend, identifier] {
+        Backends& all = m_asked[identifier];
+        while (!all.endsWith(backend)) {
+            all.takeLast()->release(); // one holder is enough
+        }
+    });
 }
 
 } // namespace wingbell

@@ -1,43 +1,43 @@
 #pragma once
 
-#include "server/Inhibition.h"
+#include "server/SleepBackend.h"
 #include "server/SleepInhibitor.h"
 
 #include <QHash>
+#include <QList>
 #include <QObject>
 
-#include <chrono>
-#include <functional>
+#include <vector>
 
 namespace wingbell {
 
-/// Keeps the computer awake by what the desktop or the system offers: the session manager, the
-/// desktop's power manager, or the login manager, whichever answers first in that order.
+/// Keeps the computer awake by what the desktop or the system offers: by the first of its services
+/// that grants it.
 ///
 /// An identifier says that the inhibition is wanted, not that it is held: where nothing can be
-/// taken, nothing is, silently, until a facility appears. Between a release and the next wish
-/// nothing is open and no timer runs. Destroying the inhibitor drops its connections, and the
-/// inhibitions with them, without waiting.
+/// taken, nothing is, silently, until a service appears. One that comes before the holder in the
+/// list is taken before the holder is released. Between a release and the next wish nothing is open
+/// and no timer runs. Destroying the inhibitor drops its connections, and the inhibitions with
+/// them, without waiting.
 class DesktopSleepInhibitor final : public QObject, public SleepInhibitor
 {
     Q_OBJECT
 
 public:
-    /// Gives the facilities of one more inhibition.
-    using Facilities = std::function<InhibitionFacilities()>;
-
-    /// How long a facility may take before the next one is asked.
-    static constexpr std::chrono::milliseconds usualPatience = std::chrono::seconds(5);
-
-    explicit DesktopSleepInhibitor(std::chrono::milliseconds patience = usualPatience);
-    explicit DesktopSleepInhibitor(Facilities facilities);
+    explicit DesktopSleepInhibitor(std::vector<SleepService> services = sleepServices());
 
     [[nodiscard]] quint32 inhibit(const QString& reason) override;
     void release(quint32 identifier) override;
 
 private:
-    Facilities m_facilities;
-    QHash<quint32, Inhibition*> m_wanted; ///< children of this, which delete themselves when done
+    using Backends = QList<SleepBackend*>;
+
+    void askNext(quint32 identifier, const QString& reason);
+
+    const std::vector<SleepService> m_services;
+    /// Those asked for each wish, in the order of the services. Children of this, which delete
+    /// themselves when they are released.
+    QHash<quint32, Backends> m_asked;
     quint32 m_lastIdentifier = 0;
 };
 

@@ -27,9 +27,9 @@ QSet<ServerProcess*>& livingProcesses()
     return *processes;
 }
 
-/// Whoever started this program may have ignored the ends of their children, which programs
-/// inherit: the system would then keep no exit status. Restored here, where it is needed, rather
-/// than at the start of a program that may come to use this.
+/// A program that ignores SIGCHLD hands that on to the programs it starts, and perhaps started this
+/// one: the system would then keep no exit status of ours. Restored here, where it is needed,
+/// rather than at the start of each program that may come to use this.
 void keepExitStatuses()
 {
     struct sigaction action = {};

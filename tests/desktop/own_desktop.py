@@ -3,6 +3,7 @@
 import ctypes
 import os
 import signal
+import subprocess
 
 from gi.repository import GLib
 
@@ -53,7 +54,16 @@ class OwnDesktop:
     def xfce(self):
         return self.run(self.bus, "org.freedesktop.PowerManagement", "xfce4-power-manager", "--no-daemon")
 
+    def xfce_is_to_suspend_when_idle_for_a_minute(self):
+        for setting, value in (("inactivity-on-ac", "1"), ("inactivity-sleep-mode-on-ac", "1")):
+            subprocess.run(
+                ["xfconf-query", "--channel", "xfce4-power-manager", "--property", "/xfce4-power-manager/" + setting,
+                 "--create", "--type", "uint", "--set", value],
+                env=self.environment, check=True,
+            )  # fmt: skip
+
     def login_manager(self):
+        os.makedirs("/run/systemd/seats", exist_ok=True)  # by which XFCE tells that there is one
         return self.run(
             self.system, "org.freedesktop.login1", "/usr/bin/python3", "-m", "dbusmock", "--template", "logind"
         )
@@ -91,6 +101,10 @@ class OwnDesktop:
             "org.freedesktop.PowerManagement.Inhibit", "HasInhibit",
         )  # fmt: skip
 
+    def xfce_has_handled_its_events(self):
+        """Asks XFCE's power manager something that it answers in its turn."""
+        self.bus.call("org.xfce.PowerManager", "/org/xfce/PowerManager", "org.xfce.Power.Manager", "GetConfig")
+
     @staticmethod
     def display_may_sleep():
         """Whether the X server is to blank the screen some time. XFCE's power manager forbids it while it is held."""
@@ -108,6 +122,13 @@ class OwnDesktop:
             "org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.login1.Manager", "ListInhibitors"
         )
         return None if listed is None else [entry[:4] for entry in listed if entry[1] == PROGRAM]
+
+    def suspend_requests(self):
+        """The calls by which the login manager was asked to suspend the computer."""
+        return self.system.ask(
+            "org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.DBus.Mock", "GetMethodCalls",
+            GLib.Variant("(s)", ("Suspend",)),
+        )  # fmt: skip
 
 
 def see(question, answer):

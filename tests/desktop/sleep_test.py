@@ -98,35 +98,45 @@ def the_login_manager_steps_in_while_the_session_manager_is_away(window, session
     see(session.login_inhibitors, [])
 
 
-def on_xfce_the_login_manager_keeps_the_computer_awake_and_the_display_may_sleep(window, session):
-    session.xfce()
-    session.login_manager()
-    go_on_air(window)
-    see(session.login_inhibitors, LOGIN_HOLDS)
-    assert session.display_may_sleep(), "the display is kept lit"
-    assert session.xfce_holds_back() is False
-    go_off_air(window)
-    see(session.login_inhibitors, [])
-
-
-def on_xfce_without_a_login_manager_its_own_power_manager_does(window, session):
+def on_xfce_its_own_power_manager_keeps_the_computer_awake(window, session):
+    """It lights the display as well, which is the lesser evil: only that keeps XFCE from suspending."""
     manager = session.xfce()
+    session.login_manager()
     see(session.display_may_sleep, True)
     go_on_air(window)
     see(session.display_may_sleep, False)
+    assert session.login_inhibitors() == []
     go_off_air(window)
     see(session.display_may_sleep, True)
     assert manager.runs() and session.xfce_holds_back() is False
 
 
-def on_xfce_a_login_manager_that_comes_late_takes_over(window, session):
-    session.xfce()
-    go_on_air(window)
-    see(session.display_may_sleep, False)
+def on_xfce_a_power_manager_that_comes_late_takes_over(window, session):
     session.login_manager()
+    go_on_air(window)
     see(session.login_inhibitors, LOGIN_HOLDS)
-    see(session.display_may_sleep, True)
-    assert session.xfce_holds_back() is False
+    session.xfce()
+    see(session.login_inhibitors, [])
+    see(session.xfce_holds_back, True)
+
+
+def xfce_suspends_an_idle_computer_and_not_one_on_air(window, session):
+    """Two desktops at one screen, idle for the same minute; a show runs on one of them."""
+    idle = OwnDesktop()
+    try:
+        for desktop in (session, idle):
+            desktop.login_manager()
+            desktop.xfce_is_to_suspend_when_idle_for_a_minute()
+            desktop.xfce()
+        go_on_air(window)
+        wait_until(
+            lambda: idle.suspend_requests() + session.suspend_requests(), "XFCE to suspend a computer", patience=100
+        )
+        session.xfce_has_handled_its_events()
+        assert session.suspend_requests() == [], "the computer sleeps in the show"
+        see(session.xfce_holds_back, True)
+    finally:
+        idle.close()
 
 
 def xfce_is_asked_again_after_its_restart(window, session):
@@ -201,9 +211,9 @@ desk.run(
     mate_is_asked_again_after_its_restart,
     a_session_manager_is_asked_before_the_login_manager,
     the_login_manager_steps_in_while_the_session_manager_is_away,
-    on_xfce_the_login_manager_keeps_the_computer_awake_and_the_display_may_sleep,
-    on_xfce_without_a_login_manager_its_own_power_manager_does,
-    on_xfce_a_login_manager_that_comes_late_takes_over,
+    on_xfce_its_own_power_manager_keeps_the_computer_awake,
+    on_xfce_a_power_manager_that_comes_late_takes_over,
+    xfce_suspends_an_idle_computer_and_not_one_on_air,
     xfce_is_asked_again_after_its_restart,
     a_window_that_crashes_leaves_nothing_held_on_xfce,
     the_login_managers_lock_is_open_as_long_as_the_server_runs,

@@ -1,7 +1,4 @@
 #include "server/DesktopSleepInhibitor.h"
-#include "server/LogindFacility.h"
-#include "server/PowerManagementFacility.h"
-#include "server/SessionManagerFacility.h"
 #include "tests/server/MockService.h"
 #include "tests/server/PrivateBus.h"
 
@@ -28,8 +25,6 @@
 namespace wingbell {
 
 namespace {
-
-using Desktop = PowerManagementFacility::Desktop;
 
 constexpr std::chrono::milliseconds patient = std::chrono::hours(1);
 constexpr std::chrono::milliseconds impatient = std::chrono::seconds(1);
@@ -75,22 +70,21 @@ QStringList sorted(QStringList log)
     return log;
 }
 
-/// Like the usual facilities, with a patience of its own for those on the session bus.
-InhibitionFacilities
-facilities(std::chrono::milliseconds onSessionBus, std::chrono::milliseconds onSystemBus)
+/// The usual services, which may take that long.
+std::vector<SleepService>
+services(std::chrono::milliseconds onSessionBus, std::chrono::milliseconds onSystemBus)
 {
-    InhibitionFacilities list;
-    list.push_back(std::make_unique<SessionManagerFacility>(onSessionBus));
-    list.push_back(std::make_unique<PowerManagementFacility>(Desktop::Other, onSessionBus));
-    list.push_back(std::make_unique<LogindFacility>(onSystemBus));
-    list.push_back(std::make_unique<PowerManagementFacility>(Desktop::Xfce, onSessionBus));
+    std::vector<SleepService> list = sleepServices();
+    for (SleepService& service : list) {
+        service.timeout = service.bus == BusConnection::Bus::Session ? onSessionBus : onSystemBus;
+    }
     return list;
 }
 
 /// Gives up on the session bus soon, on the system bus hardly ever.
-InhibitionFacilities facilitiesForAHungSession()
+std::vector<SleepService> servicesForAHungSession()
 {
-    return facilities(impatient, patient);
+    return services(impatient, patient);
 }
 
 /// A socket that lets everybody connect and never says a word.
@@ -193,7 +187,7 @@ private Q_SLOTS:
         m_system.reset();
     }
 
-    // Which facility, and how.
+    // Which service, and how.
 
     void theSessionManagerIsAskedToForbidSuspendingOnly()
     {
@@ -234,48 +228,11 @@ private Q_SLOTS:
         QCOMPARE(screenSaver.finish(), QStringList());
     }
 
-    void onXfceTheLoginManagerComesBeforeThePowerManager()
-    {
-        MockService powerManager(*m_session, QStringLiteral("xfce-power-manager"));
-        MockService login(*m_system, QStringLiteral("logind"));
-        DesktopSleepInhibitor inhibitor;
-        takeAndRelease(inhibitor, login, loginInhibit);
-        QCOMPARE(sorted(login.finish()), QStringList({callerLeft, lockClosed, loginInhibit}));
-        QCOMPARE(powerManager.finish(), QStringList());
-    }
-
-    void onXfceThePowerManagerIsTheLastResort()
-    {
-        MockService powerManager(*m_session, QStringLiteral("xfce-power-manager"));
-        DesktopSleepInhibitor inhibitor;
-        takeAndRelease(inhibitor, powerManager, powerInhibit);
-        QCOMPARE(
-            powerManager.finish(), QStringList({powerInhibit, powerUninhibit(4711), callerLeft}));
-    }
-
-    void aPowerManagerThatTurnsOutToBeThatOfXfceIsLeftForTheLoginManager()
-    {
-        MockService powerManager(*m_session, QStringLiteral("power-management"));
-        MockService login(*m_system, QStringLiteral("logind"));
-        DesktopSleepInhibitor inhibitor;
-        const quint32 identifier = inhibitor.inhibit(reason());
-        EVENTUALLY_COMPARE(powerManager.log(), QStringList{powerInhibit});
-        const MockService xfce(*m_session, QStringLiteral("xfce"));
-        EVENTUALLY_COMPARE(login.log(), QStringList{loginInhibit});
-        EVENTUALLY_COMPARE(powerManager.log(), QStringList({powerInhibit, powerUninhibit(4711)}));
-        releaseAll(inhibitor, {identifier});
-        QCOMPARE(powerManager.finish().count(powerInhibit), 1);
-    }
-
     void theLockOfTheLoginManagerIsNotInheritedByPrograms()
     {
         MockService login(*m_system, QStringLiteral("logind"));
         const QStringList before = openDescriptors();
-        DesktopSleepInhibitor inhibitor([] {
-            InhibitionFacilities list;
-            list.push_back(std::make_unique<LogindFacility>(patient));
-            return list;
-        });
+        DesktopSleepInhibitor inhibitor({sleepServices().back()});
         const quint32 identifier = inhibitor.inhibit(reason());
         EVENTUALLY(openDescriptors().count() == before.count() + 2); // the connection, the lock
         for (const QString& descriptor : openDescriptors()) {
@@ -334,7 +291,7 @@ private Q_SLOTS:
     {
         MockService sessionManager(
             *m_session, QStringLiteral("session-manager"), behaviour("hang"));
-        DesktopSleepInhibitor inhibitor(patient);
+        DesktopSleepInhibitor inhibitor(services(patient, patient));
         const quint32 identifier = inhibitor.inhibit(reason());
         EVENTUALLY_COMPARE(sessionManager.log(), QStringList{sessionInhibit});
         inhibitor.release(identifier);
@@ -348,7 +305,7 @@ private Q_SLOTS:
     void aLockGrantedAfterTheReleaseIsClosed()
     {
         MockService login(*m_system, QStringLiteral("logind"), behaviour("hang"));
-        DesktopSleepInhibitor inhibitor(patient);
+        DesktopSleepInhibitor inhibitor(services(patient, patient));
         const quint32 identifier = inhibitor.inhibit(reason());
         EVENTUALLY_COMPARE(login.log(), QStringList{loginInhibit});
         inhibitor.release(identifier);
@@ -370,7 +327,7 @@ private Q_SLOTS:
     {
         MockService sessionManager(
             *m_session, QStringLiteral("session-manager"), behaviour("hang"));
-        DesktopSleepInhibitor inhibitor(impatient);
+        DesktopSleepInhibitor inhibitor(services(impatient, impatient));
         const quint32 identifier = inhibitor.inhibit(reason());
         EVENTUALLY_COMPARE(sessionManager.log(), QStringList{sessionInhibit});
         releaseAll(inhibitor, {identifier});
@@ -381,7 +338,7 @@ private Q_SLOTS:
     {
         MockService sessionManager(
             *m_session, QStringLiteral("session-manager"), behaviour("hang-on-release"));
-        DesktopSleepInhibitor inhibitor(impatient);
+        DesktopSleepInhibitor inhibitor(services(impatient, impatient));
         takeAndRelease(inhibitor, sessionManager, sessionInhibit);
         QCOMPARE(
             sessionManager.finish(),
@@ -423,7 +380,7 @@ private Q_SLOTS:
         QFETCH(QStringList, options);
         MockService sessionManager(*m_session, QStringLiteral("session-manager"), options);
         MockService login(*m_system, QStringLiteral("logind"));
-        DesktopSleepInhibitor inhibitor(patient);
+        DesktopSleepInhibitor inhibitor(services(patient, patient));
         takeAndRelease(inhibitor, login, loginInhibit);
         QCOMPARE(sessionManager.finish().count(sessionInhibit), 1);
         QVERIFY(!sessionManager.log().contains(sessionUninhibit(4711)));
@@ -434,7 +391,7 @@ private Q_SLOTS:
         MockService sessionManager(
             *m_session, QStringLiteral("session-manager"), behaviour("hang"));
         MockService login(*m_system, QStringLiteral("logind"));
-        DesktopSleepInhibitor inhibitor(facilitiesForAHungSession);
+        DesktopSleepInhibitor inhibitor(servicesForAHungSession());
         const quint32 identifier = inhibitor.inhibit(reason());
         EVENTUALLY_COMPARE(login.log(), QStringList{loginInhibit});
         // The connection it was asked on is closed, so that a late grant holds nothing.
@@ -449,7 +406,7 @@ private Q_SLOTS:
     void aHungServiceIsAskedAgainWhenItRestarts()
     {
         MockService login(*m_system, QStringLiteral("logind"));
-        DesktopSleepInhibitor inhibitor(facilitiesForAHungSession);
+        DesktopSleepInhibitor inhibitor(servicesForAHungSession());
         {
             MockService hung(*m_session, QStringLiteral("session-manager"), behaviour("hang"));
             (void)inhibitor.inhibit(reason());
@@ -466,7 +423,7 @@ private Q_SLOTS:
         QVERIFY(hung.listens());
         qputenv("DBUS_SESSION_BUS_ADDRESS", hung.address());
         MockService login(*m_system, QStringLiteral("logind"));
-        DesktopSleepInhibitor inhibitor(facilitiesForAHungSession);
+        DesktopSleepInhibitor inhibitor(servicesForAHungSession());
         takeAndRelease(inhibitor, login, loginInhibit);
         QCOMPARE(sorted(login.finish()), QStringList({callerLeft, lockClosed, loginInhibit}));
     }
@@ -478,7 +435,7 @@ private Q_SLOTS:
         QVERIFY(full.fill());
         qputenv("DBUS_SESSION_BUS_ADDRESS", full.address());
         MockService login(*m_system, QStringLiteral("logind"));
-        DesktopSleepInhibitor inhibitor(patient);
+        DesktopSleepInhibitor inhibitor(services(patient, patient));
         takeAndRelease(inhibitor, login, loginInhibit);
     }
 
@@ -498,7 +455,7 @@ private Q_SLOTS:
         if (wholeBus) {
             qputenv("DBUS_SESSION_BUS_ADDRESS", hung.address());
         }
-        DesktopSleepInhibitor inhibitor(patient);
+        DesktopSleepInhibitor inhibitor(services(patient, patient));
         QTimer heartbeat;
         QSignalSpy beats(&heartbeat, &QTimer::timeout);
         heartbeat.start(1);
@@ -512,24 +469,16 @@ private Q_SLOTS:
         QVERIFY(!inhibitor.children().isEmpty()); // still waiting, and dropped without an answer
     }
 
-    void withoutAnyFacilityAReleaseCallsNothing()
+    void withoutAnyServiceAReleaseCallsNothing()
     {
         MockService screenSaver(*m_session, QStringLiteral("screen-saver"));
-        InhibitionFacility* last = nullptr;
-        DesktopSleepInhibitor inhibitor([&last] {
-            InhibitionFacilities list = facilities(patient, patient);
-            last = list.back().get();
-            return list;
-        });
+        DesktopSleepInhibitor inhibitor(services(patient, patient));
         const quint32 identifier = inhibitor.inhibit(reason());
         QVERIFY(identifier != 0);
-        QSignalSpy failed(last, &InhibitionFacility::failed);
-        EVENTUALLY_COMPARE(failed.count(), 1);
+        EVENTUALLY(allWereAsked(inhibitor));
         EVENTUALLY(eventLoopIsIdle());
-        MockService lateComer(*m_session, QStringLiteral("xfce")); // asks nothing of us
         releaseAll(inhibitor, {identifier});
         QCOMPARE(screenSaver.finish(), QStringList());
-        QCOMPARE(lateComer.finish(), QStringList());
     }
 
     void aSessionWithoutAUsableBusIsPassedOver_data()
@@ -561,7 +510,7 @@ private Q_SLOTS:
         MockService login(*m_system, QStringLiteral("logind"));
         const QList<qint64> before = childProcesses();
         QVERIFY(before.contains(login.processId()));
-        DesktopSleepInhibitor inhibitor(patient);
+        DesktopSleepInhibitor inhibitor(services(patient, patient));
         const quint32 identifier = inhibitor.inhibit(reason());
         EVENTUALLY_COMPARE(login.log(), QStringList{loginInhibit});
         QCOMPARE(childProcesses(), before);
@@ -593,7 +542,7 @@ private Q_SLOTS:
         const QString mark = m_session->directory() + QStringLiteral("/launched");
         for (const char* name :
              {"org.gnome.SessionManager", "org.freedesktop.PowerManagement",
-              "org.xfce.PowerManager", "org.freedesktop.ScreenSaver"}) {
+              "org.freedesktop.ScreenSaver"}) {
             QVERIFY(m_session->addLaunchable(
                 QString::fromLatin1(name), QStringLiteral("touch %1; exit 1").arg(mark)));
         }
@@ -622,7 +571,7 @@ private Q_SLOTS:
     void aServiceThatHasItsNameBeforeItsMethodsIsAskedAgain()
     {
         DesktopSleepInhibitor inhibitor;
-        MockService manager(*m_session, QStringLiteral("xfce-power-manager"), behaviour("unready"));
+        MockService manager(*m_session, QStringLiteral("power-management"), behaviour("unready"));
         const quint32 identifier = inhibitor.inhibit(reason());
         EVENTUALLY(manager.log().count(powerInhibit) >= 2);
         manager.answer();
@@ -635,7 +584,7 @@ private Q_SLOTS:
     void aServiceWithoutItsMethodsIsLeftByTheRelease()
     {
         DesktopSleepInhibitor inhibitor;
-        MockService manager(*m_session, QStringLiteral("xfce-power-manager"), behaviour("unready"));
+        MockService manager(*m_session, QStringLiteral("power-management"), behaviour("unready"));
         const quint32 identifier = inhibitor.inhibit(reason());
         EVENTUALLY(manager.log().count(powerInhibit) >= 2);
         releaseAll(inhibitor, {identifier});
@@ -671,7 +620,7 @@ private Q_SLOTS:
 
     void theGrantOfAServiceThatWasReplacedDoesNotCount()
     {
-        DesktopSleepInhibitor inhibitor(patient);
+        DesktopSleepInhibitor inhibitor(services(patient, patient));
         MockService first(*m_session, QStringLiteral("session-manager"), behaviour("hang"));
         const quint32 identifier = inhibitor.inhibit(reason());
         EVENTUALLY_COMPARE(first.log(), QStringList{sessionInhibit});
@@ -683,7 +632,7 @@ private Q_SLOTS:
         QVERIFY(!first.finish().contains(sessionUninhibit(4711)));
     }
 
-    void aFacilityThatAppearsIsTaken_data()
+    void aServiceThatAppearsIsTaken_data()
     {
         QTest::addColumn<QString>("service");
         QTest::addColumn<bool>("onSessionBus");
@@ -692,31 +641,23 @@ private Q_SLOTS:
             << QStringLiteral("session-manager") << true << sessionInhibit;
         QTest::newRow("power manager")
             << QStringLiteral("power-management") << true << powerInhibit;
-        QTest::newRow("power manager of XFCE")
-            << QStringLiteral("xfce-power-manager") << true << powerInhibit;
         QTest::newRow("login manager") << QStringLiteral("logind") << false << loginInhibit;
     }
-    void aFacilityThatAppearsIsTaken()
+    void aServiceThatAppearsIsTaken()
     {
         QFETCH(QString, service);
         QFETCH(bool, onSessionBus);
         QFETCH(QString, inhibit);
-        InhibitionFacility* last = nullptr;
-        DesktopSleepInhibitor inhibitor([&last] {
-            InhibitionFacilities list = facilities(patient, patient);
-            last = list.back().get();
-            return list;
-        });
+        DesktopSleepInhibitor inhibitor(services(patient, patient));
         const quint32 identifier = inhibitor.inhibit(reason());
-        QSignalSpy failed(last, &InhibitionFacility::failed);
-        EVENTUALLY_COMPARE(failed.count(), 1);
+        EVENTUALLY(allWereAsked(inhibitor));
         MockService mock(onSessionBus ? *m_session : *m_system, service);
         EVENTUALLY_COMPARE(mock.log(), QStringList{inhibit});
         releaseAll(inhibitor, {identifier});
         QCOMPARE(mock.finish().count(inhibit), 1);
     }
 
-    void aPreferredFacilityThatAppearsTakesOver()
+    void aPreferredServiceThatAppearsTakesOver()
     {
         MockService login(*m_system, QStringLiteral("logind"));
         DesktopSleepInhibitor inhibitor;
@@ -733,7 +674,37 @@ private Q_SLOTS:
         QCOMPARE(login.finish().count(loginInhibit), 1);
     }
 
-    void anotherFacilityStepsInWhenTheHolderIsGone()
+    void theHolderStaysWhenAPreferredServiceRefuses()
+    {
+        MockService login(*m_system, QStringLiteral("logind"));
+        DesktopSleepInhibitor inhibitor;
+        const quint32 identifier = inhibitor.inhibit(reason());
+        EVENTUALLY_COMPARE(login.log(), QStringList{loginInhibit});
+        MockService powerManager(
+            *m_session, QStringLiteral("power-management"), behaviour("refuse"));
+        EVENTUALLY_COMPARE(powerManager.log(), QStringList{powerInhibit});
+        EVENTUALLY(eventLoopIsIdle());
+        QCOMPARE(login.log(), QStringList{loginInhibit});
+        releaseAll(inhibitor, {identifier});
+        QCOMPARE(login.finish().count(loginInhibit), 1);
+    }
+
+    void whatALesserServiceGrantsTooLateIsGivenBack()
+    {
+        MockService powerManager(*m_session, QStringLiteral("power-management"), behaviour("hang"));
+        DesktopSleepInhibitor inhibitor(services(patient, patient));
+        const quint32 identifier = inhibitor.inhibit(reason());
+        EVENTUALLY_COMPARE(powerManager.log(), QStringList{powerInhibit});
+        MockService sessionManager(*m_session, QStringLiteral("session-manager"));
+        EVENTUALLY_COMPARE(sessionManager.log(), QStringList{sessionInhibit});
+        powerManager.answer();
+        EVENTUALLY(powerManager.log().contains(powerUninhibit(4711)));
+        powerManager.answer();
+        releaseAll(inhibitor, {identifier});
+        QCOMPARE(sessionManager.finish().count(sessionInhibit), 1);
+    }
+
+    void anotherServiceStepsInWhenTheHolderIsGone()
     {
         MockService login(*m_system, QStringLiteral("logind"));
         MockService sessionManager(*m_session, QStringLiteral("session-manager"));
@@ -748,18 +719,18 @@ private Q_SLOTS:
     void aReleaseToAServiceThatIsGoneIsNoMatter()
     {
         MockService sessionManager(*m_session, QStringLiteral("session-manager"));
-        DesktopSleepInhibitor inhibitor(patient);
+        DesktopSleepInhibitor inhibitor(services(patient, patient));
         const quint32 identifier = inhibitor.inhibit(reason());
         EVENTUALLY_COMPARE(sessionManager.log(), QStringList{sessionInhibit});
         sessionManager.kill();
         releaseAll(inhibitor, {identifier});
     }
 
-    void anotherFacilityStepsInWhenTheSessionBusDies()
+    void anotherServiceStepsInWhenTheSessionBusDies()
     {
         MockService login(*m_system, QStringLiteral("logind"));
         MockService sessionManager(*m_session, QStringLiteral("session-manager"));
-        DesktopSleepInhibitor inhibitor(patient);
+        DesktopSleepInhibitor inhibitor(services(patient, patient));
         const quint32 identifier = inhibitor.inhibit(reason());
         EVENTUALLY_COMPARE(sessionManager.log(), QStringList{sessionInhibit});
         m_session->stop();
@@ -771,7 +742,7 @@ private Q_SLOTS:
     void aReleaseAfterTheLastBusDiedIsNoMatter()
     {
         MockService login(*m_system, QStringLiteral("logind"));
-        DesktopSleepInhibitor inhibitor(patient);
+        DesktopSleepInhibitor inhibitor(services(patient, patient));
         const quint32 identifier = inhibitor.inhibit(reason());
         EVENTUALLY_COMPARE(login.log(), QStringList{loginInhibit});
         m_session->stop();
@@ -784,7 +755,7 @@ private Q_SLOTS:
     void aReleaseWhileTheBusDiesIsNoMatter()
     {
         MockService sessionManager(*m_session, QStringLiteral("session-manager"));
-        DesktopSleepInhibitor inhibitor(patient);
+        DesktopSleepInhibitor inhibitor(services(patient, patient));
         const quint32 identifier = inhibitor.inhibit(reason());
         EVENTUALLY_COMPARE(sessionManager.log(), QStringList{sessionInhibit});
         m_session->stop();
@@ -801,6 +772,11 @@ private:
         QVERIFY(identifier != 0);
         EVENTUALLY(service.log().contains(inhibit));
         releaseAll(inhibitor, {identifier});
+    }
+
+    static bool allWereAsked(const DesktopSleepInhibitor& inhibitor)
+    {
+        return static_cast<std::size_t>(inhibitor.children().size()) == sleepServices().size();
     }
 
     /// Releases and waits until nothing is left of the inhibitions.
