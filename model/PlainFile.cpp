@@ -44,7 +44,7 @@ bool isRegularFile(const FileDescriptor& file)
     return S_ISREG(statusOf(file).st_mode);
 }
 
-/// Whether nobody but the user and the system can have put it there.
+/// Whether it belongs to the user or to the system.
 bool isTrusted(const struct stat& status)
 {
     return status.st_uid == ::geteuid() || status.st_uid == 0;
@@ -59,8 +59,8 @@ QByteArray targetOf(const FileDescriptor& link)
     return target;
 }
 
-/// Whether the open `file` has no name but `name`. A further name is as good as a link to whoever
-/// made it in a folder where others may write.
+/// Whether the open `file` has no name but `name`. Where others may write, a further name (a hard
+/// link) leads to a file of their choice just as a symbolic link does.
 bool isOnlyName(const FileDescriptor& folder, const QByteArray& name, const FileDescriptor& file)
 {
     const struct stat opened = statusOf(file);
