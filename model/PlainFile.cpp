@@ -180,7 +180,8 @@ FileReading readPlainFile(const QString& path)
 {
     const FileDescriptor file = openWithoutWaiting(AT_FDCWD, QFile::encodeName(path), O_RDONLY);
     if (!file.isOpen()) {
-        return {std::nullopt, systemReason(errno)};
+        const int error = errno;
+        return {std::nullopt, systemReason(error), error == ENOENT};
     }
     if (!isRegularFile(file)) {
         return {std::nullopt, QStringLiteral("it is not a regular file")};

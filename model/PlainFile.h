@@ -12,6 +12,7 @@ struct FileReading
 {
     std::optional<QByteArray> bytes;
     QString problem;
+    bool isMissing = false; ///< because nothing is there
 };
 
 /// The largest file that is read, in bytes. A show takes a few kilobytes.

@@ -69,7 +69,7 @@ ShowReading readShow(const QString& path)
 {
     const FileReading file = readPlainFile(path);
     if (!file.bytes) {
-        return {std::nullopt, file.problem};
+        return {std::nullopt, file.problem, file.isMissing};
     }
     return decodeShow(*file.bytes);
 }

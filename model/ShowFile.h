@@ -31,6 +31,7 @@ struct ShowReading
 {
     std::optional<ShowFile> show;
     QString problem;
+    bool isMissing = false; ///< because there is no file
 };
 
 /// The document for `show`: UTF-8 JSON, indented, members in the order of the struct, slashes

@@ -177,6 +177,9 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
 
 std::optional<QString> problemOf(const QString& path, const ShowReading& reading)
 {
+    if (reading.isMissing) {
+        return neverSavedSentence(path);
+    }
     if (!reading.show) {
         return noShowSentence(path, reading.problem);
     }

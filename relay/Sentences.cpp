@@ -33,6 +33,14 @@ QString usageSentence()
     return QStringLiteral("Usage: IntercomServer SHOW-FILE");
 }
 
+QString neverSavedSentence(const QString& path)
+{
+    return QStringLiteral(
+               "Cannot go on air: no show has been saved yet (%1 does not exist): press Save Show, "
+               "then start again.")
+        .arg(quoted(path, longestShownPath));
+}
+
 QString noShowSentence(const QString& path, const QString& problem)
 {
     return QStringLiteral("Cannot go on air: there is no show in %1: %2.")

@@ -21,6 +21,8 @@ enum class PortKind { Udp, Tcp };
 // outside stand in them as they came, but shortened.
 
 [[nodiscard]] QString usageSentence();
+/// For a file that does not exist.
+[[nodiscard]] QString neverSavedSentence(const QString& path);
 [[nodiscard]] QString noShowSentence(const QString& path, const QString& problem);
 [[nodiscard]] QString noSuchPortSentence(qint64 port);
 [[nodiscard]] QString tooLargeSentence(const QString& what, qsizetype most);

@@ -164,6 +164,7 @@ private Q_SLOTS:
 
     void anythingButOneArgumentIsWrongUsage_data();
     void anythingButOneArgumentIsWrongUsage();
+    void aShowThatWasNeverSavedIsToldWithWhatToDo();
     void aFileThatHoldsNoShowIsNamedWithTheReason_data();
     void aFileThatHoldsNoShowIsNamedWithTheReason();
     void aPortThatIsNoneIsRefused_data();
@@ -262,11 +263,26 @@ void IntercomServerTest::anythingButOneArgumentIsWrongUsage()
     QCOMPARE(server.remainingLines(), QStringList());
 }
 
+void IntercomServerTest::aShowThatWasNeverSavedIsToldWithWhatToDo()
+{
+    for (const QString& name :
+         {QStringLiteral("show.json"), QStringLiteral("no folder/show.json")}) {
+        ServerUnderTest server;
+        QVERIFY(server.start({pathOf(name)}));
+        const End notOnAir{false, 1};
+        QCOMPARE(server.waitForEnd(), notOnAir);
+        QCOMPARE(
+            server.errorText(),
+            QStringLiteral("Cannot go on air: no show has been saved yet (\"%1\" does not exist): "
+                           "press Save Show, then start again.\n")
+                .arg(pathOf(name)));
+    }
+}
+
 void IntercomServerTest::aFileThatHoldsNoShowIsNamedWithTheReason_data()
 {
     QTest::addColumn<QByteArray>("document");
     QTest::addColumn<QString>("reason");
-    QTest::newRow("no file") << QByteArray() << QStringLiteral("No such file or directory");
     QTest::newRow("no JSON") << QByteArray("Hamlet\n") << QStringLiteral("it is no JSON");
     QTest::newRow("no show") << QByteArray("{\"show\": 1}") << QStringLiteral("show");
 }
@@ -276,11 +292,10 @@ void IntercomServerTest::aFileThatHoldsNoShowIsNamedWithTheReason()
     QFETCH(QByteArray, document);
     QFETCH(QString, reason);
     const QString path = pathOf(QStringLiteral("no\nshow.json"));
-    if (!document.isEmpty()) {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(document), document.size());
-    }
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(document), document.size());
+    file.close();
     ServerUnderTest server;
     QVERIFY(server.start({path}));
     const End notOnAir{false, 1};

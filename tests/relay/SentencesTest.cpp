@@ -144,6 +144,11 @@ void SentencesTest::textFromOutsideIsNoPlaceholder()
         refusedSentence({LineCause::Blank, QStringLiteral("%1 %2")}, QStringLiteral("::1")),
         QStringLiteral("Refused a message from ::1: %1 %2."));
     QCOMPARE(
+        neverSavedSentence(QStringLiteral("/%1")),
+        QStringLiteral(
+            "Cannot go on air: no show has been saved yet (\"/%1\" does not exist): press "
+            "Save Show, then start again."));
+    QCOMPARE(
         noShowSentence(QStringLiteral("/%2"), QStringLiteral("%1")),
         QStringLiteral("Cannot go on air: there is no show in \"/%2\": %1."));
 }
