@@ -8,6 +8,27 @@
 
 namespace wingbell {
 
+/// Lives as long as an operation; the outermost tells the end.
+class ShowConfig::Operation
+{
+public:
+    explicit Operation(ShowConfig& config)
+        : m_config(config)
+    {
+        ++m_config.m_operations;
+    }
+    ~Operation()
+    {
+        if (--m_config.m_operations == 0) {
+            Q_EMIT m_config.operationDone();
+        }
+    }
+    Q_DISABLE_COPY_MOVE(Operation)
+
+private:
+    ShowConfig& m_config;
+};
+
 const QDir& ShowConfig::configDirectory()
 {
     static const QDir directory(QStringLiteral("/Users/Shared/Wingbell"));
@@ -35,6 +56,7 @@ void ShowConfig::setShow(const QString& show)
     if (m_show == show) {
         return;
     }
+    const Operation operation(*this);
     m_show = show;
     Q_EMIT showChanged();
 }
@@ -44,6 +66,7 @@ void ShowConfig::setChannels(const QStringList& channels)
     if (m_channels == channels) {
         return;
     }
+    const Operation operation(*this);
     m_channels = channels;
     Q_EMIT channelsChanged();
 }
@@ -53,6 +76,7 @@ void ShowConfig::setRoles(const QList<Role>& roles)
     if (m_roles == roles) {
         return;
     }
+    const Operation operation(*this);
     m_roles = roles;
     Q_EMIT rolesChanged();
 }
@@ -62,6 +86,7 @@ void ShowConfig::setOscPort(qint64 port)
     if (m_oscPort == port) {
         return;
     }
+    const Operation operation(*this);
     m_oscPort = port;
     Q_EMIT oscPortChanged();
 }
@@ -77,8 +102,17 @@ void ShowConfig::setHasUnsavedChanges(bool unsaved)
 
 void ShowConfig::load()
 {
+    const Operation operation(*this);
     const ShowReading reading = readShow(documentPath(m_directory));
     take(reading.show ? *reading.show : defaultShow());
+    setHasUnsavedChanges(false);
+}
+
+void ShowConfig::restore(const ShowFile& show)
+{
+    const Operation operation(*this);
+    take(show);
+    setHasUnsavedChanges(true);
 }
 
 void ShowConfig::take(const ShowFile& show)
@@ -87,13 +121,11 @@ void ShowConfig::take(const ShowFile& show)
     setChannels(show.channels);
     setRoles(show.roles);
     setOscPort(show.oscPort);
-    setHasUnsavedChanges(false);
 }
 
 bool ShowConfig::save()
 {
-    const std::optional<QByteArray> document =
-        encodeShow(ShowFile{m_show, m_channels, m_roles, m_oscPort});
+    const std::optional<QByteArray> document = encodeShow(showFile());
     if (!document || !QDir().mkpath(m_directory.absolutePath()) ||
         !writePlainFile(documentPath(m_directory), *document)) {
         return false;
@@ -108,6 +140,7 @@ void ShowConfig::addChannel(const QString& name)
     if (channel.isEmpty() || m_channels.contains(channel)) {
         return;
     }
+    const Operation operation(*this);
     m_channels.append(channel);
     Q_EMIT channelsChanged();
     setHasUnsavedChanges(true);
@@ -115,6 +148,7 @@ void ShowConfig::addChannel(const QString& name)
 
 void ShowConfig::removeChannel(const QString& name)
 {
+    const Operation operation(*this);
     // A copy: the caller's text may be an element of the very lists that shrink here.
     const QString channel = name; // NOLINT(performance-unnecessary-copy-initialization)
     m_channels.removeAll(channel);
@@ -133,6 +167,7 @@ void ShowConfig::removeChannel(const QString& name)
 
 void ShowConfig::addRole()
 {
+    const Operation operation(*this);
     m_roles.append(Role{QUuid::createUuid(), QStringLiteral("New Role"), {}, {}});
     Q_EMIT rolesChanged();
     setHasUnsavedChanges(true);
@@ -140,6 +175,7 @@ void ShowConfig::addRole()
 
 void ShowConfig::removeRole(const Role& role)
 {
+    const Operation operation(*this);
     m_roles.removeIf([id = role.id](const Role& stored) { return stored.id == id; });
     Q_EMIT rolesChanged();
     setHasUnsavedChanges(true);
@@ -151,6 +187,7 @@ void ShowConfig::renameRole(const Role& role, const QString& name)
     if (stored == nullptr) {
         return;
     }
+    const Operation operation(*this);
     stored->name = name;
     Q_EMIT rolesChanged();
     setHasUnsavedChanges(true);
@@ -180,6 +217,7 @@ void ShowConfig::toggle(const Role& role, QStringList Role::*list, const QString
     if (stored == nullptr) {
         return;
     }
+    const Operation operation(*this);
     QStringList& names = stored->*list;
     if (!names.removeOne(channel)) {
         names.append(channel);

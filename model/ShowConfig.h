@@ -12,7 +12,8 @@ namespace wingbell {
 ///
 /// Setting a property notifies only when the value differs. The operations change `channels` and
 /// `roles` in place and notify once for each list they go through, also when nothing in it matched.
-/// No operation throws, logs or asks. User-interface thread only; no timers.
+/// At their end, when the show fits together again, they tell `operationDone`; so does a plain
+/// write. No operation throws, logs or asks. User-interface thread only; no timers.
 class ShowConfig : public QObject
 {
     Q_OBJECT
@@ -39,6 +40,9 @@ public:
     /// True when the show was edited since the last load or successful save.
     [[nodiscard]] bool hasUnsavedChanges() const { return m_hasUnsavedChanges; }
 
+    /// The show as a save writes it, with the roles' ids.
+    [[nodiscard]] ShowFile showFile() const { return {m_show, m_channels, m_roles, m_oscPort}; }
+
     /// Plain writes: none of them marks the show as edited; whoever edits through them does.
     void setShow(const QString& show);
     void setChannels(const QStringList& channels);
@@ -52,6 +56,8 @@ public:
     /// Writes the document in place, making its folder. False, with everything as it was, when the
     /// folder or the file could not be written.
     Q_INVOKABLE bool save();
+    /// Takes `show` instead, with its roles' ids, as an edit.
+    void restore(const ShowFile& show);
 
     /// Appends the name without the horizontal space around it; a blank or known name is ignored.
     Q_INVOKABLE void addChannel(const QString& name);
@@ -75,8 +81,13 @@ Q_SIGNALS:
     void rolesChanged();
     void oscPortChanged();
     void hasUnsavedChangesChanged();
+    /// An operation or a plain write of the show is done, and what it caused meanwhile. Told once,
+    /// after all else; the show need not have changed.
+    void operationDone();
 
 private:
+    class Operation;
+
     void take(const ShowFile& show);
     [[nodiscard]] Role* storedRole(const Role& role);
     void toggle(const Role& role, QStringList Role::*list, const QString& channel);
@@ -87,6 +98,7 @@ private:
     QList<Role> m_roles;
     qint64 m_oscPort = defaultOscPort;
     bool m_hasUnsavedChanges = false;
+    int m_operations = 0; ///< one within the other
 };
 
 } // namespace wingbell

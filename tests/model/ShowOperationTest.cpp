@@ -1,0 +1,82 @@
+#include "model/DefaultShow.h"
+#include "model/ShowConfig.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <functional>
+
+using namespace wingbell;
+
+/// When the store tells that an operation is done.
+class ShowOperationTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void anOperationIsDoneOnceAndLast();
+    void anEditThatAnOperationCausesBelongsToIt();
+    void aRestoredShowIsAnEdit();
+};
+
+void ShowOperationTest::anOperationIsDoneOnceAndLast()
+{
+    const QTemporaryDir folder;
+    ShowConfig config(QDir(folder.path()));
+    const Role role = config.roles().at(0);
+    const QList<std::function<void()>> edits = {
+        [&] { config.addChannel(u"Pit"_qs); },
+        [&] { config.removeChannel(u"Main"_qs); },
+        [&] { config.addRole(); },
+        [&] { config.toggleTalk(role, u"Pit"_qs); },
+        [&] { config.toggleListen(role, u"Pit"_qs); },
+        [&] { config.renameRole(role, u"Caller"_qs); },
+        [&] { config.removeRole(role); },
+        [&] { config.restore(defaultShow()); },
+        [&] { config.setShow(u"Gala"_qs); },
+        [&] { config.setChannels({}); },
+        [&] { config.setRoles({}); },
+        [&] { config.setOscPort(1); },
+        [&] { config.load(); },
+    };
+    bool isUnsaved = false;
+    int count = 0;
+    connect(&config, &ShowConfig::operationDone, this, [&] {
+        ++count;
+        isUnsaved = config.hasUnsavedChanges();
+    });
+    for (const auto& edit : edits) {
+        count = 0;
+        edit();
+        QCOMPARE(count, 1);
+        QCOMPARE(isUnsaved, config.hasUnsavedChanges());
+    }
+    QVERIFY(config.save());
+    config.setHasUnsavedChanges(true);
+    QCOMPARE(count, 1);
+}
+
+void ShowOperationTest::anEditThatAnOperationCausesBelongsToIt()
+{
+    const QTemporaryDir folder;
+    ShowConfig config(QDir(folder.path()));
+    connect(&config, &ShowConfig::channelsChanged, this, [&] { config.addRole(); });
+    QSignalSpy done(&config, &ShowConfig::operationDone);
+    config.removeChannel(u"Main"_qs);
+    QCOMPARE(done.size(), 1);
+}
+
+void ShowOperationTest::aRestoredShowIsAnEdit()
+{
+    const QTemporaryDir folder;
+    ShowConfig config(QDir(folder.path()));
+    config.removeChannel(u"Main"_qs);
+    QVERIFY(config.save());
+    config.restore(defaultShow());
+    QCOMPARE(config.showFile(), defaultShow()); // the roles' ids too
+    QVERIFY(config.hasUnsavedChanges());
+}
+
+QTEST_APPLESS_MAIN(ShowOperationTest)
+#include "ShowOperationTest.moc"
