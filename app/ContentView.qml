@@ -1,6 +1,7 @@
 import QtQuick
 import Wingbell.App
 import Wingbell.Look
+import Wingbell.Panels
 
 // Header, then the strip with power panel and console, then the editor of the show.
 Rectangle {
@@ -80,6 +81,13 @@ Rectangle {
         property: "serverIsRunning"
         target: setup.item
         value: view.models.server?.isRunning ?? false
+    }
+    Connections {
+        function onAboutToStart() {
+            (setup.item as ShowSetupPanel)?.commit();
+        }
+
+        target: strip.item as DeskStrip
     }
     Connections {
         function onServerChanged() {

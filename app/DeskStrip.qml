@@ -8,6 +8,8 @@ Item {
 
     required property ContentModels models
 
+    signal aboutToStart
+
     PowerPanel {
         id: power
 
@@ -18,6 +20,8 @@ Item {
         width: implicitWidth
         x: 14
         y: 14
+
+        onAboutToStart: strip.aboutToStart()
     }
     ConsolePanel {
         anchors.bottom: power.bottom

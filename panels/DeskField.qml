@@ -9,6 +9,21 @@ TextInput {
     property color plateColor: Theme.steelDeep
     property real radius: 6
 
+    // The keyboard's focus has gone elsewhere, and not to this field's menu.
+    signal focusLeft
+
+    // What was typed so far is no longer undone here. The toolkit forgets it whenever it sets a
+    // text, and it sets the same text once more for another maximum length.
+    function forgetUndo() {
+        if (!canUndo && !canRedo)
+            return;
+        const caret = cursorPosition;
+        const anchor = caret === selectionStart ? selectionEnd : selectionStart;
+        const length = maximumLength;
+        maximumLength = length + 1;
+        maximumLength = length;
+        select(anchor, caret);
+    }
     // A text that is too long is read from its beginning, and edited around the caret.
     function showWhatMatters() {
         ensureVisible(activeFocus ? cursorPosition : 0);
@@ -35,7 +50,13 @@ TextInput {
 
     Component.onCompleted: showWhatMatters()
     Keys.onMenuPressed: menu.popup(field, cursorRectangle.x, height)
-    onActiveFocusChanged: showWhatMatters()
+    onActiveFocusChanged: {
+        showWhatMatters();
+        if (!activeFocus && !menu.isOpen) {
+            focusLeft();
+            forgetUndo();
+        }
+    }
     onCursorPositionChanged: showWhatMatters()
     onWidthChanged: showWhatMatters()
 

@@ -4,7 +4,7 @@ import Wingbell.Panels
 
 // The channels of the show as chips, those of one list lit.
 Item {
-    id: row
+    id: patchRow
 
     property alias channels: channelChips.channels
     required property string icon
@@ -29,14 +29,14 @@ Item {
             anchors.verticalCenter: parent.verticalCenter
             color: Theme.faded("white", 0.6)
             fontSize: 10
-            name: row.icon
+            name: patchRow.icon
         }
         Text {
             anchors.verticalCenter: parent.verticalCenter
             color: Theme.faded("white", 0.6)
             font.bold: true
             font.pixelSize: 10
-            text: row.title
+            text: patchRow.title
             textFormat: Text.PlainText
         }
     }
@@ -44,12 +44,12 @@ Item {
         id: flow
 
         width: parent.width
-        y: label.height + row.spacing
+        y: label.height + patchRow.spacing
 
         chips: ChannelChips {
             id: channelChips
 
-            sight: row.sight.seenFrom(flow.y)
+            sight: patchRow.sight.seenFrom(flow.y)
             width: flow.width
         }
         itemView: FlowChip {
@@ -64,6 +64,6 @@ Item {
             Accessible.onToggleAction: press()
         }
 
-        onChosen: name => row.toggled(name)
+        onChosen: name => patchRow.toggled(name)
     }
 }

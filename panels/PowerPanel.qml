@@ -9,6 +9,9 @@ Item {
     required property ServerController server
     required property string showFile
 
+    // What is to reach the store before the show starts, is to reach it now.
+    signal aboutToStart
+
     implicitWidth: 230
 
     SteelPanelBackground {
@@ -41,8 +44,10 @@ Item {
             onClicked: {
                 if (panel.server.isRunning)
                     panel.server.stop();
-                else
+                else {
+                    panel.aboutToStart();
                     panel.server.start();
+                }
             }
         }
         Column {

@@ -27,6 +27,16 @@ Item {
     Accessible.role: Accessible.Grouping
     implicitHeight: rows.implicitHeight + 28
 
+    // Between the name's field and the store.
+    QtObject {
+        id: nameBinding
+
+        readonly property string text: card.role.name
+
+        function write(name) {
+            card.config.renameRole(card.role, name);
+        }
+    }
     SteelPanelBackground {
         anchors.fill: parent
         cornerRadius: 10
@@ -71,9 +81,9 @@ Item {
                 //: Stands in the field while the role has no name.
                 placeholderText: qsTr("Role name")
                 plateColor: "transparent"
-                text: card.role.name
+                text: nameBinding.text
 
-                onTextEdited: card.config.renameRole(card.role, text)
+                onTextEdited: nameBinding.write(text)
             }
             FocusRing {
                 anchors.fill: name

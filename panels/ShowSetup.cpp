@@ -2,6 +2,8 @@
 
 #include "panels/OscPortText.h"
 
+#include <utility>
+
 namespace wingbell {
 
 void ShowSetup::setConfig(ShowConfig* config)
@@ -13,26 +15,25 @@ void ShowSetup::setConfig(ShowConfig* config)
         disconnect(m_config, nullptr, this, nullptr);
     }
     m_config = config;
+    // Before this object: an edit that a rebuild causes is a step after the one that it follows.
+    m_history.setConfig(config);
     if (m_config) {
-        // Views are told of a change after the operation that made it, so a load has cleared its
-        // flag by the time the new name marks the edit.
-        connect(
-            m_config, &ShowConfig::showChanged, this,
-            [this] {
-                if (m_config) {
-                    m_config->setHasUnsavedChanges(true);
-                }
-            },
-            Qt::QueuedConnection);
+        connect(m_config, &ShowConfig::showChanged, this, [this] { m_isRenamed = true; });
+        connect(m_config, &ShowConfig::operationDone, this, &ShowSetup::handleOperation);
         connect(
             m_config, &ShowConfig::hasUnsavedChangesChanged, this, &ShowSetup::updateNeedsRestart);
-        connect(m_config, &ShowConfig::showChanged, this, &ShowSetup::rebuilt);
-        connect(m_config, &ShowConfig::rolesChanged, this, &ShowSetup::rebuilt);
-        connect(m_config, &ShowConfig::oscPortChanged, this, &ShowSetup::rebuilt);
-        connect(m_config, &ShowConfig::hasUnsavedChangesChanged, this, &ShowSetup::rebuilt);
     }
     updateNeedsRestart();
     Q_EMIT configChanged();
+    Q_EMIT rebuilt();
+}
+
+void ShowSetup::handleOperation()
+{
+    // Not before: a load clears the mark at its end.
+    if (std::exchange(m_isRenamed, false)) {
+        m_config->setHasUnsavedChanges(true);
+    }
     Q_EMIT rebuilt();
 }
 
@@ -44,6 +45,7 @@ void ShowSetup::setServerIsRunning(bool running)
     m_serverIsRunning = running;
     Q_EMIT serverIsRunningChanged();
     updateNeedsRestart();
+    Q_EMIT rebuilt();
 }
 
 void ShowSetup::updateNeedsRestart()
@@ -56,12 +58,12 @@ void ShowSetup::updateNeedsRestart()
     Q_EMIT needsRestartChanged();
 }
 
-QString ShowSetup::oscPortText() const
+QString ShowSetup::oscPortBinding() const
 {
     return m_config ? textOfOscPort(m_config->oscPort()) : QString();
 }
 
-void ShowSetup::enterOscPort(const QString& text)
+void ShowSetup::setOscPortBinding(const QString& text)
 {
     const std::optional<qint64> port = oscPortFromText(text);
     if (!port || m_config.isNull()) {
@@ -69,6 +71,7 @@ void ShowSetup::enterOscPort(const QString& text)
     }
     m_config->setOscPort(*port);
     m_config->setHasUnsavedChanges(true);
+    Q_EMIT rebuilt(); // also where the port is written in another way than it was
 }
 
 } // namespace wingbell

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/ShowConfig.h"
+#include "panels/ShowHistory.h"
 
 #include <QObject>
 #include <QPointer>
@@ -18,14 +19,16 @@ class ShowSetup : public QObject
     Q_PROPERTY(bool serverIsRunning READ serverIsRunning WRITE setServerIsRunning NOTIFY
                    serverIsRunningChanged)
     Q_PROPERTY(bool needsRestart READ needsRestart NOTIFY needsRestartChanged)
-    Q_PROPERTY(QString oscPortText READ oscPortText NOTIFY rebuilt)
+    Q_PROPERTY(wingbell::ShowHistory* history READ history CONSTANT)
+    Q_PROPERTY(QString oscPortBinding READ oscPortBinding WRITE setOscPortBinding NOTIFY rebuilt)
 
 public:
     using QObject::QObject;
 
     [[nodiscard]] ShowConfig* config() const { return m_config; }
     /// Watches that store from now on; not owned. From here on every change of the show's name
-    /// marks an edit, whoever makes it: a reload that brings another name does so too.
+    /// marks an edit once the operation that made it is done: a reload that brings another name
+    /// does so too.
     void setConfig(ShowConfig* config);
 
     [[nodiscard]] bool serverIsRunning() const { return m_serverIsRunning; }
@@ -34,26 +37,31 @@ public:
     /// True while a server runs that has not got all edits.
     [[nodiscard]] bool needsRestart() const { return m_needsRestart; }
 
-    /// The stored port as the field shows it.
-    [[nodiscard]] QString oscPortText() const;
+    /// Undo and redo of that store's edits.
+    [[nodiscard]] ShowHistory* history() { return &m_history; }
 
+    /// The stored port as the field shows it.
+    [[nodiscard]] QString oscPortBinding() const;
     /// Stores the port that `text` enters and marks an edit, also for the port that is stored
     /// already; ignores text that is no port.
-    Q_INVOKABLE void enterOscPort(const QString& text);
+    void setOscPortBinding(const QString& text);
 
 Q_SIGNALS:
     void configChanged();
     void serverIsRunningChanged();
     void needsRestartChanged();
-    /// Something that the panel shows has changed: what it shows is to be read anew.
+    /// Something that the panel shows may have changed: it has to be read again.
     void rebuilt();
 
 private:
+    void handleOperation();
     void updateNeedsRestart();
 
     QPointer<ShowConfig> m_config;
+    ShowHistory m_history;
     bool m_serverIsRunning = false;
     bool m_needsRestart = false;
+    bool m_isRenamed = false; ///< by the operation that is not done yet
 };
 
 } // namespace wingbell

@@ -10,6 +10,10 @@ Item {
     required property ShowConfig config
     required property bool serverIsRunning
 
+    // Stores a port that is being typed.
+    function commit() {
+        port.showStored();
+    }
     // Scrolls to where what was seen has gone.
     function follow() {
         for (const positioner of [editor, channels, cards, roles, column])
@@ -23,25 +27,35 @@ Item {
         }
         return false;
     }
+    // Brings what stands there in the column into sight; of what is higher than the view, a part.
+    function show(y, height) {
+        const top = y + column.y - 12;
+        const bottom = top + height + 24;
+        const isHigh = height + 24 > view.height;
+        if (isHigh && top < view.contentY + view.height && bottom > view.contentY)
+            return;
+        if (isHigh || top < view.contentY)
+            scroll.to(top);
+        else if (bottom > view.contentY + view.height)
+            scroll.to(bottom - view.height);
+    }
     // Brings the item that has the keyboard's focus into sight, unless a pointer is on it: what
     // moves away from under a pointer is not pressed.
     function showFocus() {
         const item = Window.activeFocusItem;
         if (!holds(item) || (item as Pressable)?.pressed)
             return;
-        const top = item.mapToItem(column, 0, 0).y + column.y - 12;
-        const bottom = top + item.height + 24;
-        if (top < view.contentY)
-            scroll.to(top);
-        else if (bottom > view.contentY + view.height)
-            scroll.to(bottom - view.height);
+        show(item.mapToItem(column, 0, 0).y, item.height);
     }
 
     Keys.onPressed: event => {
         const isPage = event.key === Qt.Key_PageUp || event.key === Qt.Key_PageDown;
         event.accepted = isPage && scroll.key(event.key);
     }
-    Window.onActiveFocusItemChanged: showFocus()
+    Window.onActiveFocusItemChanged: {
+        setup.history.endTyping();
+        showFocus();
+    }
 
     Sight {
         id: eye
@@ -70,6 +84,33 @@ Item {
 
         config: panel.config
         serverIsRunning: panel.serverIsRunning
+    }
+    UndoKeyFilter {
+        window: panel.Window.window
+
+        onRedoPressed: setup.history.redo()
+        onUndoPressed: setup.history.undo()
+    }
+    Connections {
+        function onStepped() {
+            (panel.Window.activeFocusItem as DeskField)?.forgetUndo();
+        }
+        // An edit that is taken back is seen to be.
+        function onChangedAt(place, role) {
+            roleCards.settle();
+            switch (place) {
+            case ShowHistory.ShowName:
+                return panel.show(showName.y, showName.height);
+            case ShowHistory.Port:
+                return panel.show(osc.y, osc.height);
+            case ShowHistory.Channels:
+                return panel.show(channels.y, channels.height);
+            case ShowHistory.Roles:
+                return panel.show(roleCards.start + role * roleCards.pitch, roleCards.cardHeight);
+            }
+        }
+
+        target: setup.history
     }
     SaveFeedback {
         id: feedback
@@ -109,6 +150,8 @@ Item {
                 }
             }
             SetupSection {
+                id: showName
+
                 //: A section's title.
                 title: qsTr("SHOW NAME")
 
@@ -130,6 +173,8 @@ Item {
                 }
             }
             SetupSection {
+                id: osc
+
                 //: A section's title: Open Sound Control, and the cue player that speaks it.
                 title: qsTr("OSC (QLab)")
 
@@ -153,10 +198,20 @@ Item {
                         DeskField {
                             id: port
 
-                            // Shows the stored port again; text that is no port stays until then.
+                            // Since the text was last delivered or set.
+                            property bool isEdited: false
+
+                            // Delivers the text, unless its own undo has made it what it was.
+                            function commit() {
+                                const isTyped = isEdited && (canUndo || text !== setup.oscPortBinding);
+                                isEdited = false;
+                                if (isTyped)
+                                    setup.oscPortBinding = text;
+                            }
+                            // Text that is no port stays until then.
                             function showStored() {
-                                if (text !== setup.oscPortText)
-                                    text = setup.oscPortText;
+                                commit();
+                                text = setup.oscPortBinding;
                             }
 
                             //: The number of a network port, spoken before its field.
@@ -168,7 +223,9 @@ Item {
                             width: 100
 
                             Component.onCompleted: showStored()
-                            onTextEdited: setup.enterOscPort(text)
+                            onAccepted: commit()
+                            onFocusLeft: showStored()
+                            onTextEdited: isEdited = true
 
                             Connections {
                                 function onRebuilt() {
@@ -290,9 +347,9 @@ Item {
                     width: Math.max(120 + 24, implicitWidth)
 
                     onClicked: {
+                        port.showStored();
                         panel.config.save();
                         feedback.savePressed();
-                        port.showStored();
                     }
                 }
                 DeskButton {
@@ -301,6 +358,7 @@ Item {
                     text: qsTr("Reload from File")
 
                     onClicked: {
+                        port.isEdited = false;
                         panel.config.load();
                         port.showStored();
                     }

@@ -114,6 +114,7 @@ private Q_SLOTS:
     void theEditorStacksItsSections();
     void aRoleCardStacksItsRows();
     void aChipIsAsLargeAsItsTextAndItsPadding();
+    void aStartStoresAPortThatIsBeingTyped();
 };
 
 void ContentViewTest::init()
@@ -341,6 +342,21 @@ void ContentViewTest::aChipIsAsLargeAsItsTextAndItsPadding()
     QVERIFY(label != nullptr);
     QCOMPARE(chip->size(), QSizeF(label->implicitWidth() + 20.0, label->implicitHeight() + 10.0));
     QCOMPARE(placeIn(editor, next).x(), placeIn(editor, chip).right() + 8.0);
+}
+
+void ContentViewTest::aStartStoresAPortThatIsBeingTyped()
+{
+    show();
+    auto* const port = find(u"port"_qs);
+    port->forceActiveFocus();
+    QTest::keyClick(m_view.get(), Qt::Key_A, Qt::ControlModifier);
+    for (const char key : {'8', '0', '0', '0'}) {
+        QTest::keyClick(m_view.get(), key);
+    }
+    QCOMPARE(m_models->config()->oscPort(), 47000);
+    QVERIFY(QMetaObject::invokeMethod(find(u"powerPanel"_qs), "aboutToStart"));
+    QCOMPARE(m_models->config()->oscPort(), 8000);
+    QVERIFY(m_models->config()->hasUnsavedChanges());
 }
 
 QTEST_MAIN(ContentViewTest)

@@ -97,6 +97,18 @@ Item {
             panelLooks(item, "STOPPED");
             compare(desk.sleepCalls().join(), "inhibit,release");
         }
+        function test_aStartIsToldBeforeItBegins() {
+            desk.serverIs("graceful");
+            const item = panel();
+            const told = [];
+            item.aboutToStart.connect(() => told.push(desk.server.isStarting));
+            const rocker = findChild(item, "rocker");
+            mouseClick(rocker);
+            tryVerify(() => desk.server.isRunning);
+            mouseClick(rocker);
+            tryVerify(() => !desk.server.isRunning);
+            compare(told, [false]);
+        }
         function test_aPressThatLeavesTheSwitchDoesNothing() {
             desk.serverIs("silent");
             const rocker = findChild(panel(), "rocker");

@@ -115,22 +115,102 @@ Item {
         function test_aPortIsStored(data) {
             const item = panel();
             typeInstead(port(item), data.text);
+            keyClick(Qt.Key_Return);
             compare(desk.config.oscPort, data.port);
             verify(desk.config.hasUnsavedChanges);
-            desk.config.addRole();
             compare(port(item).text, `${data.port}`);
         }
-        function test_aPortIsStoredWithEveryKey() {
+        function test_aPortIsStoredOnceItIsCommitted_data() {
+            return eachOf(["Return", "Enter", "Tab", "a press on Save Show", "an edit elsewhere", "the server's start"]);
+        }
+        function test_aPortIsStoredOnceItIsCommitted(data) {
             const item = panel();
             const field = port(item);
             selectAllOf(field);
-            const stored = [];
-            for (const key of "8123") {
+            keyClick(Qt.Key_Backspace);
+            for (const key of "08123") {
                 keyClick(key);
-                stored.push(desk.config.oscPort);
-                compare(field.text, `${desk.config.oscPort}`);
+                compare(desk.config.oscPort, 47000);
+                verify(!desk.config.hasUnsavedChanges);
             }
-            compare(stored, [8, 81, 812, 8123]);
+            compare(field.text, "08123");
+            switch (data.value) {
+            case "Return":
+                keyClick(Qt.Key_Return);
+                break;
+            case "Enter":
+                keyClick(Qt.Key_Enter);
+                break;
+            case "Tab":
+                keyClick(Qt.Key_Tab);
+                break;
+            case "a press on Save Show":
+                save(item).press();
+                compare(JSON.parse(desk.savedShow()).oscPort, 8123);
+                break;
+            case "an edit elsewhere":
+                desk.config.addRole();
+                break;
+            case "the server's start":
+                item.serverIsRunning = true;
+                break;
+            }
+            compare(desk.config.oscPort, 8123);
+            compare(desk.config.hasUnsavedChanges, data.value !== "a press on Save Show");
+            compare(field.text, "8123");
+        }
+        function test_aPastedPortIsStoredAsATypedOne() {
+            const item = panel();
+            typeInstead(findChild(item, "showName"), " 8000");
+            keyClick(Qt.Key_A, Qt.ControlModifier);
+            keyClick(Qt.Key_C, Qt.ControlModifier);
+            selectAllOf(port(item));
+            keyClick(Qt.Key_V, Qt.ControlModifier);
+            keyClick(Qt.Key_Return);
+            compare([desk.config.oscPort, port(item).text], [47000, " 8000"]);
+            keyClick(Qt.Key_Home);
+            keyClick(Qt.Key_Delete);
+            keyClick(Qt.Key_Return);
+            compare(desk.config.oscPort, 8000);
+        }
+        function test_theStoredPortTypedOnceMoreMarksAnEdit_data() {
+            return eachOf([Qt.Key_Return, Qt.Key_Tab]);
+        }
+        function test_theStoredPortTypedOnceMoreMarksAnEdit(data) {
+            const item = panel();
+            typeInstead(port(item), "47000");
+            verify(!desk.config.hasUnsavedChanges);
+            keyClick(data.value);
+            verify(desk.config.hasUnsavedChanges);
+        }
+        function test_aPortThatWasOnlyLookedAtMarksNothing() {
+            const item = panel();
+            mouseClick(port(item));
+            keyClick(Qt.Key_Right);
+            keyClick(Qt.Key_Return);
+            keyClick(Qt.Key_Tab);
+            save(item).press();
+            findChild(item, "reload").press();
+            verify(!desk.config.hasUnsavedChanges);
+            compare(desk.config.oscPort, 47000);
+        }
+        function test_theMenuOfAnIgnoredPortLeavesItsText() {
+            const item = panel();
+            const field = port(item);
+            typeInstead(field, "65536");
+            mouseClick(field, 20, 10, Qt.RightButton);
+            tryVerify(() => !field.activeFocus);
+            compare(field.text, "65536");
+            keyClick(Qt.Key_Escape);
+            tryVerify(() => field.activeFocus);
+            compare(field.text, "65536");
+        }
+        function test_aReloadDropsAPortThatIsBeingTyped() {
+            const item = panel();
+            typeInstead(port(item), "8000");
+            findChild(item, "reload").press();
+            compare([desk.config.oscPort, port(item).text], [47000, "47000"]);
+            verify(!desk.config.hasUnsavedChanges);
         }
         function test_aReloadDiscardsEditsWithoutAsking() {
             const item = panel();
@@ -218,25 +298,50 @@ Item {
             compare(button.text, "Save Show");
         }
         function test_anIgnoredPortStaysUntilTheNextChange_data() {
-            return typedPorts([["", 47000], ["0", 47000], ["-1", 47000], ["x", 47000], ["+", 47000], [" 47000", 47000], ["65536", 6553], ["47000 ", 47000], ["4.7e4", 4], ["47,000", 47], ["99999999999999999999", 9999]]);
+            return typedPorts([["", 47000], ["0", 47000], ["-1", 47000], ["x", 47000], ["+", 47000], [" 47000", 47000], ["65536", 47000], ["47000 ", 47000], ["4.7e4", 47000], ["47,000", 47000], ["99999999999999999999", 47000]]);
         }
         function test_anIgnoredPortStaysUntilTheNextChange(data) {
             const item = panel();
             typeInstead(port(item), data.text);
+            keyClick(Qt.Key_Return);
             compare(desk.config.oscPort, data.port);
             compare(port(item).text, data.text);
-            // A loss of the focus is no change.
-            mouseClick(findChild(item, "showName"));
-            compare(port(item).text, data.text);
+            verify(!desk.config.hasUnsavedChanges);
             desk.config.addRole();
             compare(port(item).text, `${data.port}`);
         }
-        function test_aPortThatIsNoneMarksNothing() {
-            const item = panel();
-            for (const text of ["", "0", "-", "x"]) {
-                typeInstead(port(item), text);
-                verify(!desk.config.hasUnsavedChanges, text);
+        function test_anIgnoredPortGoesWithTheNextRebuild_data() {
+            return eachOf(["focus", "save", "reload", "start", "stop", "name", "channel"]);
+        }
+        function test_anIgnoredPortGoesWithTheNextRebuild(data) {
+            const item = panel({
+                    "serverIsRunning": data.value === "stop"
+                });
+            typeInstead(port(item), "65536");
+            keyClick(Qt.Key_Return);
+            compare(port(item).text, "65536");
+            switch (data.value) {
+            case "focus":
+                keyClick(Qt.Key_Tab);
+                break;
+            case "save":
+                save(item).press();
+                break;
+            case "reload":
+                findChild(item, "reload").press();
+                break;
+            case "start":
+            case "stop":
+                item.serverIsRunning = !item.serverIsRunning;
+                break;
+            case "name":
+                desk.config.show = "Gala";
+                break;
+            case "channel":
+                desk.config.channels = [];
+                break;
             }
+            compare(port(item).text, "47000");
             compare(desk.config.oscPort, 47000);
         }
         function test_anyEditBringsTheWarning_data() {
@@ -265,6 +370,7 @@ Item {
                 break;
             case "port":
                 typeInstead(port(item), "47000");
+                keyClick(Qt.Key_Return);
                 break;
             case "channel":
                 clickChip(all(findChild(item, "channelsEditor"), Chip)[0]);
