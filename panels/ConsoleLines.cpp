@@ -1,7 +1,14 @@
 #include "panels/ConsoleLines.h"
 
+#include "panels/WebAddress.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QTextBoundaryFinder>
+
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 namespace wingbell {
 
@@ -9,6 +16,30 @@ namespace {
 
 /// One frame of a 60 Hz screen: updates beyond that nobody sees.
 constexpr std::chrono::milliseconds frame{16};
+
+/// The word around that character; between words, what is between them.
+ConsoleSpan wordAt(qint64 number, const QString& line, qsizetype character)
+{
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Word, line);
+    finder.setPosition(std::min(character + 1, line.size()));
+    const qsizetype begin = std::max<qsizetype>(finder.toPreviousBoundary(), 0);
+    const qsizetype end = finder.toNextBoundary();
+    return {number, begin, end < 0 ? line.size() : end};
+}
+
+ConsoleSpan
+spanAt(qint64 number, const QString& line, qsizetype character, ConsoleLines::Unit unit)
+{
+    switch (unit) {
+    case ConsoleLines::Characters:
+        return {number, character, character};
+    case ConsoleLines::Words:
+        return wordAt(number, line, character);
+    case ConsoleLines::Lines:
+        break;
+    }
+    return {number, 0, line.size(), true};
+}
 
 } // namespace
 
@@ -36,17 +67,24 @@ void ConsoleLines::setServer(ServerController* server)
             }
         });
     }
+    clearSelection(); // another controller counts its lines from zero
     takeLines();
     Q_EMIT serverChanged();
 }
 
 void ConsoleLines::takeLines()
 {
-    setLines(m_server ? m_server->logLines() : QStringList());
+    if (m_server) {
+        setLines(m_server->logLines(), m_server->droppedLines());
+    } else {
+        setLines({});
+    }
 }
 
-void ConsoleLines::setLines(const QStringList& lines)
+void ConsoleLines::setLines(const QStringList& lines, qint64 droppedLines)
 {
+    const bool hadSelection = !m_selection.isEmpty();
+    const bool haveMoved = std::exchange(m_firstLine, droppedLines) != droppedLines;
     const qsizetype before = m_lines.size();
     const qsizetype common = std::min(before, lines.size());
     const auto [firstOld, firstNew] =
@@ -72,9 +110,141 @@ void ConsoleLines::setLines(const QStringList& lines)
         Q_EMIT dataChanged(
             index(row(unchanged)), index(row(common - 1)), {LineRole, HasLongWordRole});
     }
+    m_selection.dropLinesBefore(m_firstLine);
+    if (currentRow() >= rowCount()) {
+        m_selection.clear();
+    }
+    if (hadSelection && (haveMoved || lines.size() < before)) {
+        tellSelection();
+    }
     if (lines.size() != before) {
         Q_EMIT countDiffers();
     }
+}
+
+void ConsoleLines::tellSelection()
+{
+    if (!m_lines.isEmpty()) {
+        Q_EMIT dataChanged(
+            index(0), index(rowCount() - 1),
+            {IsCurrentRole, IsWholeRole, SelectionBeginRole, SelectionEndRole});
+    }
+    Q_EMIT selectionChanged();
+}
+
+int ConsoleLines::currentRow() const
+{
+    const std::optional<qint64> line = m_selection.currentLine();
+    return line ? static_cast<int>(*line - m_firstLine) : -1;
+}
+
+std::optional<ConsoleSpan> ConsoleLines::selectedPartOf(int row) const
+{
+    return m_selection.partOf(m_firstLine + row, m_lines.at(row).size());
+}
+
+bool ConsoleLines::hasSelection() const
+{
+    for (int row = 0; row < rowCount(); ++row) {
+        if (selectedPartOf(row)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+QString ConsoleLines::selectedText() const
+{
+    QStringList parts;
+    for (int row = 0; row < rowCount(); ++row) {
+        if (const std::optional<ConsoleSpan> part = selectedPartOf(row)) {
+            parts.append(m_lines.at(row).sliced(part->begin, part->end - part->begin));
+        }
+    }
+    return parts.join(u'\n');
+}
+
+void ConsoleLines::select(int row, int character, Unit unit, bool extends)
+{
+    if (row < 0 || row >= rowCount()) {
+        return;
+    }
+    const QString& line = m_lines.at(row);
+    const qsizetype at = std::clamp<qsizetype>(character, 0, line.size());
+    const ConsoleSpan span = spanAt(m_firstLine + row, line, at, unit);
+    if (extends) {
+        m_selection.extendTo(span);
+    } else {
+        m_selection.start(span);
+    }
+    tellSelection();
+}
+
+void ConsoleLines::selectAll()
+{
+    select(0, 0, Lines, false);
+    select(rowCount() - 1, 0, Lines, true);
+}
+
+void ConsoleLines::clearSelection()
+{
+    if (!m_selection.isEmpty()) {
+        m_selection.clear();
+        tellSelection();
+    }
+}
+
+bool ConsoleLines::moveBy(int key, int firstSeen, int lastSeen, bool extends)
+{
+    const int current = currentRow();
+    const int page = std::max(lastSeen - firstSeen, 1);
+    int row = 0;
+    switch (key) {
+    case Qt::Key_Up:
+        row = current < 0 ? lastSeen : current - 1;
+        break;
+    case Qt::Key_Down:
+        row = current < 0 ? firstSeen : current + 1;
+        break;
+    case Qt::Key_PageUp:
+        row = (current < 0 ? lastSeen : current) - page;
+        break;
+    case Qt::Key_PageDown:
+        row = (current < 0 ? firstSeen : current) + page;
+        break;
+    case Qt::Key_Home:
+        break;
+    case Qt::Key_End:
+        row = rowCount() - 1;
+        break;
+    default:
+        return false;
+    }
+    if (m_lines.isEmpty()) {
+        return false;
+    }
+    select(std::clamp(row, 0, rowCount() - 1), 0, Lines, extends);
+    return true;
+}
+
+void ConsoleLines::copy() const
+{
+    if (hasSelection()) {
+        QGuiApplication::clipboard()->setText(selectedText());
+    }
+}
+
+void ConsoleLines::copyForMiddleButton() const
+{
+    QClipboard* const clipboard = QGuiApplication::clipboard();
+    if (clipboard->supportsSelection() && hasSelection()) {
+        clipboard->setText(selectedText(), QClipboard::Selection);
+    }
+}
+
+QString ConsoleLines::addressIn(int row, int character) const
+{
+    return QString::fromLatin1(webAddressIn(m_lines.value(row), character).toEncoded());
 }
 
 bool ConsoleLines::hasLongWord(QStringView line)
@@ -106,6 +276,19 @@ QVariant ConsoleLines::data(const QModelIndex& index, int role) const
         return line;
     case HasLongWordRole:
         return hasLongWord(line);
+    case IsCurrentRole:
+        return index.row() == currentRow();
+    default:
+        break;
+    }
+    const ConsoleSpan part = selectedPartOf(index.row()).value_or(ConsoleSpan());
+    switch (role) {
+    case IsWholeRole:
+        return part.isLine;
+    case SelectionBeginRole:
+        return static_cast<int>(part.begin);
+    case SelectionEndRole:
+        return static_cast<int>(part.end);
     default:
         return {};
     }
@@ -113,7 +296,13 @@ QVariant ConsoleLines::data(const QModelIndex& index, int role) const
 
 QHash<int, QByteArray> ConsoleLines::roleNames() const
 {
-    return {{LineRole, "line"}, {HasLongWordRole, "hasLongWord"}};
+    return {
+        {LineRole, "line"},
+        {HasLongWordRole, "hasLongWord"},
+        {IsCurrentRole, "isCurrent"},
+        {IsWholeRole, "isWhole"},
+        {SelectionBeginRole, "selectionBegin"},
+        {SelectionEndRole, "selectionEnd"}};
 }
 
 } // namespace wingbell

@@ -2,56 +2,79 @@ import QtQuick
 import Wingbell.Look
 import Wingbell.Panels
 
-// One line of the console, verbatim. The selectable text, which costs three times the plain one, is
-// there only while the pointer is on the row or something is selected.
+// One line of the console, verbatim, and what is selected of it. The text that shows a part of itself
+// selected, which costs three times the plain one, is there only while there is such a part.
 Item {
     id: row
 
     required property bool hasLongWord
     readonly property color ink: Qt.rgba(0.55, 0.95, 0.6, 1)
+    required property bool isCurrent
+    readonly property bool isSelected: isWhole || selectionEnd > selectionBegin
+    required property bool isWhole
     required property string line
+    required property int selectionBegin
+    required property int selectionEnd
+    readonly property bool showsCurrent: isCurrent && (ListView.view?.activeFocus ?? false)
+    readonly property alias wrapMode: plain.wrapMode
 
+    Accessible.focusable: true
+    Accessible.focused: showsCurrent
+    Accessible.ignored: line.trim() === ""
     Accessible.name: line
     Accessible.role: Accessible.StaticText
+    Accessible.selectable: true
+    Accessible.selected: isSelected
     implicitHeight: plain.implicitHeight
 
+    Rectangle {
+        anchors.fill: parent
+        anchors.leftMargin: 5
+        anchors.rightMargin: 5
+        color: Theme.gold
+        visible: row.isWhole
+    }
     Text {
         id: plain
 
-        color: row.ink
+        color: row.isWhole ? "black" : row.ink
         font.family: Typeface.monospaced
         font.pixelSize: 11
         text: row.line
         textFormat: Text.PlainText
-        visible: !selectable.active
-        width: parent.width - 20
+        visible: !selection.active
+        width: parent.width - 18
         wrapMode: row.hasLongWord ? Text.WrapAnywhere : Text.Wrap
-        x: 10
-    }
-    HoverHandler {
-        id: hover
+        x: 9
     }
     Loader {
-        id: selectable
+        id: selection
 
-        // Told by the text rather than read from it, as it is what keeps the text there.
-        property bool isHeld: false
-
-        active: hover.hovered || isHeld
+        active: row.isSelected && !row.isWhole
         height: plain.height
         width: plain.width
-        x: 10
+        x: plain.x
 
-        onLoaded: {
-            const selection = item as ConsoleSelection;
-            selection.ink = row.ink;
-            selection.font = plain.font;
-            selection.wrapMode = Qt.binding(() => plain.wrapMode);
-            selection.text = Qt.binding(() => row.line);
-            selection.hasSelectionChanged.connect(() => isHeld = selection.hasSelection);
+        sourceComponent: ConsoleRowSelection {
+            begin: row.selectionBegin
+            color: row.ink
+            end: row.selectionEnd
+            font: plain.font
+            text: row.line
+            wrapMode: plain.wrapMode
         }
+    }
+    Loader {
+        active: row.showsCurrent
+        anchors.fill: parent
+        anchors.leftMargin: 4
+        anchors.rightMargin: 4
 
-        sourceComponent: ConsoleSelection {
+        sourceComponent: InsetPlate {
+            cornerRadius: 2
+            fill: "transparent"
+            outline: row.isWhole ? Theme.steelHi : Theme.gold
+            outlineWidth: 1
         }
     }
 }

@@ -2,22 +2,26 @@ import QtQuick
 import QtQuick.Templates as T
 import Wingbell.Look
 
-// The context menu of text: cut, copy, paste, select all; without `canEdit` copy and select all.
+// The context menu of text: cut, copy, paste, select all; without `canEdit` copy and select all. With
+// an `address`, opening that too: the entry shows it whole, because it may come from anywhere.
 T.Menu {
     id: menu
 
+    property string address
     property bool canCut: false
     property bool canEdit: true
     property bool canPaste: false
-    readonly property real widest: Math.max(152, cutEntry.implicitWidth, copyEntry.implicitWidth, pasteEntry.implicitWidth, allEntry.implicitWidth)
+    readonly property real widest: Math.max(152, cutEntry.implicitWidth, copyEntry.implicitWidth, pasteEntry.implicitWidth, allEntry.implicitWidth, Math.min(420, openEntry.implicitWidth))
 
     signal copy
     signal cut
+    signal openAddress
     signal paste
     signal selectAll
 
     implicitHeight: contentItem.implicitHeight + 8
     implicitWidth: widest + 8
+    margins: 4 // it stays within the window
     padding: 4
 
     background: InsetPlate {
@@ -76,13 +80,24 @@ T.Menu {
 
         onTriggered: menu.selectAll()
     }
+    Entry {
+        id: openEntry
+
+        enabled: visible
+        height: visible ? implicitHeight : 0
+        //: Menu of a line of the console: opens that web address in the browser.
+        text: qsTr("Open %1").arg(menu.address)
+        visible: menu.address !== ""
+
+        onTriggered: menu.openAddress()
+    }
 
     component Entry: T.MenuItem {
         id: entry
 
         Accessible.name: text
         activeFocusOnTab: enabled // the arrow keys pass over what cannot be chosen
-        implicitHeight: 26
+        implicitHeight: Math.max(26, contentItem.implicitHeight + 8)
         implicitWidth: contentItem.implicitWidth + 8
 
         background: InsetPlate {
@@ -97,6 +112,7 @@ T.Menu {
             text: entry.text
             textFormat: Text.PlainText
             verticalAlignment: Text.AlignVCenter
+            wrapMode: Text.Wrap
         }
     }
 }

@@ -5,6 +5,8 @@ import QtQuick
 Loader {
     id: loader
 
+    // What the menu offers to open; nothing when empty. To be set before the menu is asked for.
+    property string address
     property bool canEdit: true
     // To be bound by `isOpen` as well: looking into the clipboard is what is put off.
     property bool canPaste: false
@@ -13,6 +15,7 @@ Loader {
 
     signal copy
     signal cut
+    signal openAddress
     signal paste
     signal selectAll
 
@@ -20,6 +23,7 @@ Loader {
     function popup(owner: Item, x: real, y: real) {
         source = "EditMenu.qml";
         const menu = item as EditMenu;
+        menu.address = address;
         menu.canCut = Qt.binding(() => loader.hasSelection);
         menu.canEdit = canEdit;
         menu.canPaste = Qt.binding(() => loader.canPaste);
@@ -32,6 +36,9 @@ Loader {
         }
         function onCut() {
             loader.cut();
+        }
+        function onOpenAddress() {
+            loader.openAddress();
         }
         function onPaste() {
             loader.paste();

@@ -92,6 +92,7 @@ void ServerController::appendLog(const QStringList& lines)
     const qsizetype excess = m_logLines.size() - mostLogLines;
     if (excess > 0) {
         m_logLines.remove(0, excess);
+        m_droppedLines += excess;
     }
     if (!lines.isEmpty() || excess > 0) {
         Q_EMIT logLinesChanged();
@@ -109,6 +110,7 @@ void ServerController::clearLog()
     if (m_logLines.isEmpty()) {
         return;
     }
+    m_droppedLines += m_logLines.size();
     m_logLines.clear();
     Q_EMIT logLinesChanged();
 }

@@ -25,6 +25,7 @@ class ServerController : public QObject
     Q_PROPERTY(bool isRunning READ isRunning NOTIFY isRunningChanged)
     Q_PROPERTY(bool isStarting READ isStarting NOTIFY isStartingChanged)
     Q_PROPERTY(QStringList logLines READ logLines NOTIFY logLinesChanged)
+    Q_PROPERTY(qint64 droppedLines READ droppedLines NOTIFY logLinesChanged)
 
 public:
     /// Finds the server's executable; nothing when there is none.
@@ -46,6 +47,9 @@ public:
     [[nodiscard]] bool isStarting() const { return m_isStarting; }
     /// Oldest first.
     [[nodiscard]] const QStringList& logLines() const { return m_logLines; }
+    /// How many lines have left the log, trimmed or cleared, since the controller was made. With
+    /// its position in the log added, a line keeps one running number as long as it is there.
+    [[nodiscard]] qint64 droppedLines() const { return m_droppedLines; }
     /// The show that is edited; the server reads its file, never this.
     [[nodiscard]] ShowConfig& config() const { return m_config; }
 
@@ -72,6 +76,7 @@ private:
     bool m_isRunning = false;
     bool m_isStarting = false;
     QStringList m_logLines;
+    qint64 m_droppedLines = 0;
     QPointer<ServerProcess> m_process;
     quint32 m_assertionID = 0; ///< of the held sleep inhibition; 0 means none
     ShowConfig& m_config;

@@ -4,6 +4,8 @@
 #include <QSignalSpy>
 #include <QtTest>
 
+#include <utility>
+
 using namespace wingbell;
 
 class ConsoleLinesTest : public QObject
@@ -17,6 +19,17 @@ private Q_SLOTS:
     void otherTextsInAsManyRowsChangeDataAlone();
     void theSameLinesTellNothing();
     void equalLinesAreRowsOfTheirOwn();
+    void aSelectionMovesWithItsLines();
+    void aSelectionOfEqualLinesMovesWithItsLines();
+    void aSelectionShrinksWithItsLinesAndGoesWithTheLast();
+    void aSelectionBySignsMovesWithItsLine();
+    void aSelectionGoesWithTheLog();
+    void selectedPartsAreJoinedVerbatim();
+    void wordsAndLinesAreSelectedWhole_data();
+    void wordsAndLinesAreSelectedWhole();
+    void theKeysMoveTheCurrentLine();
+    void theKeysBeginAtWhatIsSeen();
+    void anAddressIsFoundByItsRow();
     void aWordIsLongBeyondAThousandCharacters_data();
     void aWordIsLongBeyondAThousandCharacters();
 
@@ -28,6 +41,29 @@ private:
             texts.append(lines.index(row).data(ConsoleLines::LineRole).toString());
         }
         return texts;
+    }
+    /// Lines "1" and so on from that number, as many as that, after those that were dropped.
+    static void showFrom(ConsoleLines& lines, int first, int count)
+    {
+        QStringList texts;
+        for (int number = first; number < first + count; ++number) {
+            texts.append(QString::number(number));
+        }
+        lines.setLines(texts, first);
+    }
+    /// Of every row, whether it is selected as a whole, as the view would draw it by what it was
+    /// told.
+    static QString drawn(const ConsoleLines& lines)
+    {
+        QString rows;
+        for (int row = 0; row < lines.rowCount(); ++row) {
+            const QModelIndex index = lines.index(row);
+            const bool isWhole = index.data(ConsoleLines::IsWholeRole).toBool();
+            const bool isPart = index.data(ConsoleLines::SelectionBeginRole).toInt() <
+                                index.data(ConsoleLines::SelectionEndRole).toInt();
+            rows += isWhole ? u'#' : isPart ? u'+' : u'.';
+        }
+        return rows;
     }
 };
 
@@ -107,6 +143,192 @@ void ConsoleLinesTest::equalLinesAreRowsOfTheirOwn()
     ConsoleLines lines;
     lines.setLines({u"a"_qs, u"a"_qs});
     QCOMPARE(shown(lines), (QStringList{u"a"_qs, u"a"_qs}));
+}
+
+void ConsoleLinesTest::aSelectionMovesWithItsLines()
+{
+    ConsoleLines lines;
+    const QAbstractItemModelTester tester(&lines);
+    showFrom(lines, 0, 6);
+    lines.select(3, 0, ConsoleLines::Lines, false);
+    lines.select(4, 0, ConsoleLines::Lines, true);
+    QCOMPARE(drawn(lines), u"...##."_qs);
+    QCOMPARE(lines.currentRow(), 4);
+    QSignalSpy told(&lines, &ConsoleLines::selectionChanged);
+    showFrom(lines, 2, 6);
+    QCOMPARE(drawn(lines), u".##..."_qs);
+    QCOMPARE(lines.currentRow(), 2);
+    QCOMPARE(lines.selectedText(), u"3\n4"_qs);
+    QCOMPARE(told.size(), 1);
+    showFrom(lines, 2, 9);
+    QCOMPARE(drawn(lines), u".##......"_qs);
+}
+
+void ConsoleLinesTest::aSelectionOfEqualLinesMovesWithItsLines()
+{
+    ConsoleLines lines;
+    const QStringList equal(4, u"again"_qs);
+    lines.setLines(equal);
+    lines.select(2, 0, ConsoleLines::Lines, false);
+    QSignalSpy changed(&lines, &ConsoleLines::dataChanged);
+    lines.setLines(equal, 1);
+    QCOMPARE(drawn(lines), u".#.."_qs);
+    QVERIFY(changed.last().at(2).value<QList<int>>().contains(ConsoleLines::IsWholeRole));
+}
+
+void ConsoleLinesTest::aSelectionShrinksWithItsLinesAndGoesWithTheLast()
+{
+    for (const bool downwards : {true, false}) {
+        ConsoleLines lines;
+        showFrom(lines, 0, 4);
+        lines.select(downwards ? 0 : 2, 0, ConsoleLines::Lines, false);
+        lines.select(downwards ? 2 : 0, 0, ConsoleLines::Lines, true);
+        showFrom(lines, 1, 4);
+        QCOMPARE(drawn(lines), u"##.."_qs);
+        showFrom(lines, 2, 4);
+        QCOMPARE(drawn(lines), u"#..."_qs);
+        QCOMPARE(lines.currentRow(), 0);
+        QSignalSpy told(&lines, &ConsoleLines::selectionChanged);
+        showFrom(lines, 3, 4);
+        QCOMPARE(drawn(lines), u"...."_qs);
+        QCOMPARE(lines.currentRow(), -1);
+        QVERIFY(!lines.hasSelection());
+        QCOMPARE(told.size(), 1);
+    }
+}
+
+void ConsoleLinesTest::aSelectionBySignsMovesWithItsLine()
+{
+    ConsoleLines lines;
+    lines.setLines({u"old"_qs, u"a line"_qs, u"b line"_qs, u"c"_qs});
+    lines.select(1, 2, ConsoleLines::Characters, false);
+    lines.select(2, 1, ConsoleLines::Characters, true);
+    QCOMPARE(drawn(lines), u".++."_qs);
+    QCOMPARE(lines.selectedText(), u"line\nb"_qs);
+    lines.setLines({u"a line"_qs, u"b line"_qs, u"c"_qs, u"d"_qs}, 1);
+    QCOMPARE(lines.index(0).data(ConsoleLines::SelectionBeginRole).toInt(), 2);
+    QCOMPARE(lines.index(0).data(ConsoleLines::SelectionEndRole).toInt(), 6);
+    QCOMPARE(lines.selectedText(), u"line\nb"_qs);
+    // Drawn on, it goes on from where it was begun.
+    lines.select(2, 1, ConsoleLines::Characters, true);
+    QCOMPARE(lines.selectedText(), u"line\nb line\nc"_qs);
+    lines.setLines({u"b line"_qs, u"c"_qs, u"d"_qs, u"e"_qs}, 2);
+    QCOMPARE(lines.selectedText(), u"b line\nc"_qs);
+    lines.select(0, 1, ConsoleLines::Characters, true);
+    QCOMPARE(lines.selectedText(), u"b"_qs);
+}
+
+void ConsoleLinesTest::aSelectionGoesWithTheLog()
+{
+    ConsoleLines lines;
+    showFrom(lines, 0, 3);
+    lines.selectAll();
+    QCOMPARE(drawn(lines), u"###"_qs);
+    showFrom(lines, 3, 3); // cleared, and filled again within a frame
+    QCOMPARE(drawn(lines), u"..."_qs);
+    lines.selectAll();
+    lines.setLines({});
+    QVERIFY(!lines.hasSelection());
+    lines.setLines({u"new"_qs});
+    QCOMPARE(drawn(lines), u"."_qs);
+}
+
+void ConsoleLinesTest::selectedPartsAreJoinedVerbatim()
+{
+    ConsoleLines lines;
+    lines.setLines({u" <b>one</b> "_qs, QString(), u"\ttwo "_qs});
+    QCOMPARE(lines.selectedText(), QString());
+    lines.selectAll();
+    QCOMPARE(lines.selectedText(), u" <b>one</b> \n\n\ttwo "_qs);
+    lines.select(0, 12, ConsoleLines::Characters, false);
+    QVERIFY2(!lines.hasSelection(), "a press selects nothing");
+    QCOMPARE(lines.currentRow(), 0);
+    lines.select(2, 1, ConsoleLines::Characters, true);
+    QCOMPARE(lines.selectedText(), u"\n\t"_qs);
+    lines.clearSelection();
+    QVERIFY(!lines.hasSelection());
+    QCOMPARE(lines.currentRow(), -1);
+}
+
+void ConsoleLinesTest::wordsAndLinesAreSelectedWhole_data()
+{
+    QTest::addColumn<ConsoleLines::Unit>("unit");
+    QTest::addColumn<int>("from");
+    QTest::addColumn<int>("to");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("a word") << ConsoleLines::Words << 5 << 5 << u"crew"_qs;
+    QTest::newRow("at its beginning") << ConsoleLines::Words << 4 << 4 << u"crew"_qs;
+    QTest::newRow("behind the last") << ConsoleLines::Words << 13 << 13 << u"join"_qs;
+    QTest::newRow("forwards") << ConsoleLines::Words << 5 << 10 << u"crew join"_qs;
+    QTest::newRow("backwards") << ConsoleLines::Words << 10 << 1 << u"The crew join"_qs;
+    QTest::newRow("a line") << ConsoleLines::Lines << 5 << 5 << u"The crew join"_qs;
+}
+
+void ConsoleLinesTest::wordsAndLinesAreSelectedWhole()
+{
+    QFETCH(const ConsoleLines::Unit, unit);
+    QFETCH(const int, from);
+    QFETCH(const int, to);
+    ConsoleLines lines;
+    lines.setLines({u"The crew join"_qs, u"next"_qs});
+    lines.select(0, from, unit, false);
+    lines.select(0, to, unit, true);
+    QTEST(lines.selectedText(), "text");
+}
+
+void ConsoleLinesTest::theKeysMoveTheCurrentLine()
+{
+    ConsoleLines lines;
+    QVERIFY(!lines.moveBy(Qt::Key_Down, -1, -1, false));
+    showFrom(lines, 0, 20);
+    QVERIFY(!lines.moveBy(Qt::Key_Left, 3, 7, false));
+    lines.select(5, 0, ConsoleLines::Lines, false);
+    const auto rowAfter = [&lines](Qt::Key key, bool extends = false) {
+        return lines.moveBy(key, 3, 7, extends) ? lines.currentRow() : -1;
+    };
+    QCOMPARE(rowAfter(Qt::Key_Down), 6);
+    QCOMPARE(rowAfter(Qt::Key_Up), 5);
+    QCOMPARE(rowAfter(Qt::Key_PageDown), 9);
+    QCOMPARE(rowAfter(Qt::Key_PageUp), 5);
+    QCOMPARE(lines.selectedText(), u"5"_qs);
+    QCOMPARE(rowAfter(Qt::Key_Down, true), 6);
+    QCOMPARE(rowAfter(Qt::Key_Down, true), 7);
+    QCOMPARE(lines.selectedText(), u"5\n6\n7"_qs);
+    QCOMPARE(rowAfter(Qt::Key_PageUp, true), 3);
+    QCOMPARE(lines.selectedText(), u"3\n4\n5"_qs);
+    QCOMPARE(rowAfter(Qt::Key_Home, true), 0);
+    QCOMPARE(rowAfter(Qt::Key_Up, true), 0);
+    QCOMPARE(lines.selectedText(), u"0\n1\n2\n3\n4\n5"_qs);
+    QCOMPARE(rowAfter(Qt::Key_End), 19);
+    QCOMPARE(rowAfter(Qt::Key_PageDown), 19);
+    QCOMPARE(lines.selectedText(), u"19"_qs);
+    QCOMPARE(rowAfter(Qt::Key_Home), 0);
+    // After a click or a drag, the keys take whole lines.
+    lines.select(8, 1, ConsoleLines::Characters, false);
+    QCOMPARE(rowAfter(Qt::Key_Down, true), 9);
+    QCOMPARE(lines.selectedText(), u"8\n9"_qs);
+}
+
+void ConsoleLinesTest::theKeysBeginAtWhatIsSeen()
+{
+    for (const auto& [key, row] :
+         {std::pair(Qt::Key_Down, 3), {Qt::Key_Up, 7}, {Qt::Key_PageDown, 7}, {Qt::Key_PageUp, 3},
+          {Qt::Key_Home, 0}, {Qt::Key_End, 19}}) {
+        ConsoleLines lines;
+        showFrom(lines, 0, 20);
+        QVERIFY(lines.moveBy(key, 3, 7, false));
+        QCOMPARE(lines.currentRow(), row);
+    }
+}
+
+void ConsoleLinesTest::anAddressIsFoundByItsRow()
+{
+    ConsoleLines lines;
+    lines.setLines({u"plain"_qs, u"at http://one/ or http://two/"_qs});
+    QCOMPARE(lines.addressIn(-1), QString());
+    QCOMPARE(lines.addressIn(0), QString());
+    QCOMPARE(lines.addressIn(1), u"http://one/"_qs);
+    QCOMPARE(lines.addressIn(1, 20), u"http://two/"_qs);
 }
 
 void ConsoleLinesTest::aWordIsLongBeyondAThousandCharacters_data()

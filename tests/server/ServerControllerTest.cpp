@@ -359,6 +359,13 @@ void ServerControllerTest::theNewest500OutputLinesAreKept()
     QTRY_COMPARE(log().last(), u"line 520"_qs);
     QCOMPARE(log().size(), 500);
     QCOMPARE(log().first(), u"line 21"_qs);
+    // The line that tells of the start went too.
+    QCOMPARE(m_controller->droppedLines(), 21);
+    m_controller->stop();
+    QTRY_VERIFY(!m_controller->isRunning());
+    const qsizetype before = log().size();
+    m_controller->start();
+    QCOMPARE(m_controller->droppedLines(), 21 + before);
 }
 
 void ServerControllerTest::theControllersOwnLinesComeOnTopOf500()

@@ -5,6 +5,7 @@
 #include "tests/fixtures/ChildProcesses.h"
 
 #include <QClipboard>
+#include <QDesktopServices>
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
@@ -31,6 +32,8 @@ public:
 
 namespace {
 
+const QStringList webSchemes = {u"http"_qs, u"https"_qs};
+
 QList<QSizeF> sizesOf(const QVariantList& values)
 {
     QList<QSizeF> sizes;
@@ -49,9 +52,22 @@ TestDesk::TestDesk(QObject* parent)
     , m_server(std::make_unique<ServerController>(
           m_config, [this] { return m_serverPath; }, *m_sleep))
 {
+    for (const QString& scheme : webSchemes) {
+        QDesktopServices::setUrlHandler(scheme, this, "noteAddress");
+    }
 }
 
-TestDesk::~TestDesk() = default;
+TestDesk::~TestDesk()
+{
+    for (const QString& scheme : webSchemes) {
+        QDesktopServices::unsetUrlHandler(scheme);
+    }
+}
+
+void TestDesk::noteAddress(const QUrl& address)
+{
+    m_openedAddresses.append(address.toString(QUrl::FullyEncoded));
+}
 
 void TestDesk::writeShow(const QString& document) const
 {

@@ -11,6 +11,7 @@
 #include <QSizeF>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QUrl>
 #include <QVariantList>
 
 #include <memory>
@@ -39,7 +40,10 @@ public:
     [[nodiscard]] ServerController* server() { return m_server.get(); }
     /// The console's rows, of no controller: they are what `setLines` says.
     [[nodiscard]] ConsoleLines* lines() { return &m_lines; }
-    Q_INVOKABLE void setLines(const QStringList& lines) { m_lines.setLines(lines); }
+    Q_INVOKABLE void setLines(const QStringList& lines, int droppedLines = 0)
+    {
+        m_lines.setLines(lines, droppedLines);
+    }
 
     /// Puts that document where the show lies, as another program would; `config` is not told.
     Q_INVOKABLE void writeShow(const QString& document) const;
@@ -68,6 +72,9 @@ public:
     /// What the controller has asked for to keep the computer awake.
     [[nodiscard]] Q_INVOKABLE QStringList sleepCalls() const;
 
+    /// The web addresses that the desktop was asked to open, in their order. None is opened.
+    [[nodiscard]] Q_INVOKABLE QStringList openedAddresses() const { return m_openedAddresses; }
+
     [[nodiscard]] Q_INVOKABLE static QString clipboard();
     Q_INVOKABLE static void clearClipboard();
 
@@ -81,6 +88,9 @@ public:
     [[nodiscard]] Q_INVOKABLE static QSizeF
     rowsSize(double width, double spacing, const QVariantList& sizes);
 
+private Q_SLOTS:
+    void noteAddress(const QUrl& address);
+
 private:
     QTemporaryDir m_folder;
     ShowConfig m_config;
@@ -88,6 +98,7 @@ private:
     std::unique_ptr<RecordingSleepInhibitor> m_sleep;
     std::optional<QString> m_serverPath;
     std::unique_ptr<ServerController> m_server;
+    QStringList m_openedAddresses;
 };
 
 } // namespace wingbell

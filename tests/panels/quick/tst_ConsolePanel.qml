@@ -73,15 +73,15 @@ Item {
         function animation(item) {
             return findChild(item, "followAnimation");
         }
-        // Fails unless the newest line comes to stand at the end, with the end marker and the
-        // padding below it.
+        // Fails unless the newest line comes to stand at the end: the end marker below it ends with
+        // the area, and the padding is not seen.
         function comesToTheEnd(item) {
             const log = list(item);
             tryVerify(() => !animation(item).running);
             const row = log.itemAtIndex(log.count - 1);
             verify(row, "the newest row is built");
-            fuzzyCompare(log.contentY, log.originY + log.contentHeight - log.height, 0.001);
-            fuzzyCompare(row.mapToItem(log, 0, row.height).y, log.height - 2 - 1 - 10, 0.001);
+            fuzzyCompare(log.contentY, scrollOf(item).lowest - 10, 0.001);
+            standsAtTheEnd(item);
         }
         function lineOf(number) {
             return `line ${number}: ${lengths[number % lengths.length]}`;
@@ -106,10 +106,26 @@ Item {
         function rows(item) {
             return all(list(item).contentItem, ConsoleRow);
         }
-        function selectable(row) {
-            mouseMove(row, 40, row.height / 2);
-            tryVerify(() => all(row, TextEdit).length === 1);
-            return all(row, TextEdit)[0];
+        // Drags over the rows, from one place in a row to another.
+        function drag(from, fromX, to, toX) {
+            const start = from.mapToItem(to, fromX, 5);
+            mousePress(from, fromX, 5);
+            mouseMove(to, (start.x + toX) / 2, (start.y + 5) / 2, -1, Qt.LeftButton);
+            mouseMove(to, toX, 5, -1, Qt.LeftButton);
+            mouseRelease(to, toX, 5);
+        }
+        // Where that character of a row begins.
+        function signAt(count) {
+            return 9 + count * oneLine.implicitWidth;
+        }
+        function copied() {
+            desk.clearClipboard();
+            keyClick(Qt.Key_C, Qt.ControlModifier);
+            return desk.clipboard();
+        }
+        // The positions of the rows that are drawn as selected, as a whole or a part.
+        function selectedRows(item) {
+            return rows(item).filter(row => row.isSelected).map(row => row.line);
         }
         function scrollOf(item) {
             return findChild(item, "scrollBar").parent as DeskScroll;
@@ -132,6 +148,12 @@ Item {
         function standsStill(item, contentY) {
             verify(!animation(item).running);
             compare(list(item).contentY, contentY);
+        }
+        function standsAtTheEnd(item) {
+            const row = list(item).itemAtIndex(list(item).count - 1);
+            verify(row, "the newest row is built");
+            const area = findChild(item, "logArea");
+            fuzzyCompare(row.mapToItem(area, 0, row.height).y, area.height - 2 - 1, 0.001);
         }
         function startStream(most) {
             stream.lines = [];
@@ -177,7 +199,7 @@ Item {
             compare(list(item).contentY, list(item).originY);
             compare(list(item).count, data.value);
             if (data.value > 0)
-                fuzzyCompare(list(item).itemAtIndex(0).mapToItem(list(item), 0, 0).y, 10, 0.001);
+                fuzzyCompare(list(item).itemAtIndex(0).mapToItem(findChild(item, "logArea"), 0, 0).y, 10, 0.001);
         }
         function test_aFloodEndsAtTheEnd() {
             desk.serverIs("flood");
@@ -219,13 +241,13 @@ Item {
             const text = all(log.itemAtIndex(1), Text)[0];
             verify(text.lineCount > 5);
             compare(text.text, data.line);
-            verify(text.contentWidth <= log.width - 20);
+            verify(text.contentWidth <= log.width - 18);
             verify(log.itemAtIndex(1).height > 5 * log.itemAtIndex(0).height);
             verify(log.contentWidth <= log.width);
             compare(log.contentX, 0);
             item.width = 400;
             verify(log.contentWidth <= log.width);
-            verify(text.contentWidth <= log.width - 20);
+            verify(text.contentWidth <= log.width - 18);
         }
         function test_aNewStartBeginsAtTheShortLogsEnd() {
             desk.serverIs("500-lines-graceful");
@@ -245,31 +267,60 @@ Item {
             compare(list(item).contentY, list(item).originY);
         }
         function test_aRowsTextCanBeSelectedAndCopied() {
-            desk.clearClipboard();
             const item = panel(["the first", "the second <b>", "the third"]);
             const row = list(item).itemAtIndex(1);
-            const text = selectable(row);
-            compare(text.text, row.line);
-            mousePress(row, 11, row.height / 2);
-            mouseMove(row, 150, row.height / 2, -1, Qt.LeftButton);
-            mouseMove(row, 300, row.height / 2, -1, Qt.LeftButton);
-            mouseRelease(row, 300, row.height / 2);
-            compare(text.selectedText, "the second <b>");
-            // It stays selected when the pointer leaves the row.
+            drag(row, signAt(4), row, signAt(10));
+            compare(all(row, TextEdit)[0].selectedText, "second");
+            compare(copied(), "second");
+            // It stays selected when the pointer leaves the row, and another has the focus.
             mouseMove(item, 2, 2);
-            keyClick(Qt.Key_C, Qt.ControlModifier);
-            compare(desk.clipboard(), "the second <b>");
-            compare(text.selectedText, "the second <b>");
+            list(item).focus = false;
+            compare(all(row, TextEdit)[0].selectedText, "second");
+            mouseDoubleClickSequence(row, signAt(1), 5);
+            compare(copied(), "the");
+            mouseClick(row, signAt(1), 5);
+            compare(copied(), "the second <b>");
         }
-        function test_aSelectionEndsWithAPressElsewhere() {
-            const item = panel(["the first", "the second"]);
-            const text = selectable(list(item).itemAtIndex(0));
-            mouseDoubleClickSequence(list(item).itemAtIndex(0), 20, 6);
-            compare(text.selectedText, "the");
-            const other = selectable(list(item).itemAtIndex(1));
-            compare(text.selectedText, "the");
-            mouseClick(other, 20, 6);
-            tryVerify(() => all(list(item).itemAtIndex(0), TextEdit).length === 0);
+        function test_aSelectionGoesOverRows() {
+            const item = panel(["the first", "the second", "the third", "the fourth"]);
+            const log = list(item);
+            for (const [from, to] of [[0, 2], [2, 0]]) {
+                drag(log.itemAtIndex(from), signAt(4), log.itemAtIndex(to), signAt(4));
+                compare(copied(), "first\nthe second\nthe ");
+                compare(all(log.itemAtIndex(0), TextEdit)[0].selectedText, "first");
+                verify(log.itemAtIndex(1).isWhole);
+                compare(all(log.itemAtIndex(2), TextEdit)[0].selectedText, "the ");
+            }
+            mouseClick(log.itemAtIndex(3), signAt(3), 5, Qt.LeftButton, Qt.ShiftModifier);
+            compare(copied(), "third\nthe");
+            mouseClick(log.itemAtIndex(1), signAt(3), 5);
+            compare(selectedRows(item), []);
+            compare(copied(), "");
+        }
+        function test_atTheCapASelectionMovesWithItsText() {
+            const item = panel([]);
+            const log = list(item);
+            desk.setLines(linesFrom(1, 500));
+            follows(item);
+            const row = log.itemAtIndex(497);
+            drag(row, signAt(0), row, signAt(6));
+            compare(copied(), "line 4");
+            for (const dropped of [1, 2, 5]) {
+                desk.setLines(linesFrom(1 + dropped, 500), dropped);
+                compare(selectedRows(item), ["line 498"]);
+                compare(copied(), "line 4");
+                compare(all(log.itemAtIndex(497 - dropped), TextEdit)[0].selectedText, "line 4");
+            }
+            // Held on to, it goes on from where it was begun, which has moved as well.
+            mousePress(row, signAt(0), 5);
+            desk.setLines(linesFrom(8, 500), 7);
+            mouseMove(row, signAt(3), 5, -1, Qt.LeftButton);
+            mouseMove(row, signAt(5), 5, -1, Qt.LeftButton);
+            mouseRelease(row, signAt(5), 5);
+            compare(copied(), "line 503\nline 504\nline ");
+            desk.setLines(linesFrom(600, 500), 599);
+            compare(selectedRows(item), []);
+            compare(copied(), "");
         }
         function test_aSelectionMayGoWithItsRow_data() {
             return eachOf(["the log is cleared", "the panel goes"]);
@@ -277,32 +328,30 @@ Item {
         function test_aSelectionMayGoWithItsRow(data) {
             const item = panel(["the first", "the second"]);
             const row = list(item).itemAtIndex(1);
-            const text = selectable(row);
-            mouseClick(row, 20, 6);
-            verify(text.activeFocus);
+            drag(row, signAt(0), row, signAt(3));
             if (data.value === "the panel goes") {
                 item.destroy();
                 opened = [];
                 wait(0);
             } else {
-                desk.setLines(["the first"]);
-                tryVerify(() => rows(item).length === 1);
-                desk.setLines(["the first", "another"]);
-                tryVerify(() => list(item).itemAtIndex(1));
-                compare(all(list(item).itemAtIndex(1), TextEdit).filter(edit => edit.selectedText !== "").length, 0);
+                desk.setLines(["another", "one"], 2);
+                compare(selectedRows(item), []);
+                compare(desk.lines.currentRow, -1);
             }
         }
-        function test_aSelectableRowLooksAsBefore() {
+        function test_aRowWithASelectionLooksAsBefore() {
             const item = panel(["<b>one</b> ".repeat(30)]);
             const row = list(item).itemAtIndex(0);
             const plain = all(row, Text)[0];
             const height = row.height;
-            const text = selectable(row);
+            drag(row, signAt(1), row, signAt(3));
+            const text = all(row, TextEdit)[0];
+            compare(text.text, row.line);
             compare(row.height, height);
             compare(text.lineCount, plain.lineCount);
             compareColors(text.color, plain.color);
             compare(text.font, plain.font);
-            compare(text.x + text.parent.x, plain.x);
+            compare(text.mapToItem(row, 0, 0), plain.mapToItem(row, 0, 0));
             compare(text.width, plain.width);
             verify(!plain.visible);
         }
@@ -451,7 +500,7 @@ Item {
             const log = list(item);
             tryVerify(() => log.itemAtIndex(0) !== null);
             standsStill(item, log.originY);
-            compare(log.itemAtIndex(0).mapToItem(log, 0, 0).y, 10);
+            compare(log.itemAtIndex(0).mapToItem(findChild(item, "logArea"), 0, 0).y, 10);
         }
         function test_markupIsShownAsItCame() {
             const line = "<b>bold</b> &amp; <img src='nowhere.png'> <a href='x'>link</a>";
@@ -462,8 +511,8 @@ Item {
             compare(text.textFormat, Text.PlainText);
             // Every character takes its place.
             fuzzyCompare(text.contentWidth, line.length * oneLine.implicitWidth, 1);
-            const selection = selectable(row);
-            compare(selection.getText(0, selection.length), line);
+            drag(row, signAt(0), row, signAt(line.length));
+            compare(copied(), line);
         }
         function test_otherTextsOfTheSameNumberDoNotScroll() {
             const item = panel(linesFrom(1, 60));
@@ -510,23 +559,93 @@ Item {
             compareColors(row.color, Qt.rgba(0.55, 0.95, 0.6, 1));
             compare(row.font.pixelSize, 11);
             compare(row.font.family, Typeface.monospaced);
-            compare(row.x, 10);
+            compare(row.mapToItem(area, 0, 0), Qt.point(10, 10));
+            compare(row.width, area.width - 20);
+            scrollOf(item).to(scrollOf(item).lowest);
+            compare(scrollOf(item).lowest, 0, "two lines are less than a page");
+            desk.setLines(linesFrom(1, 50));
+            follows(item);
+            scrollOf(item).to(scrollOf(item).lowest);
+            const last = list(item).itemAtIndex(49);
+            fuzzyCompare(last.mapToItem(area, 0, last.height).y, area.height - 2 - 1 - 10, 0.001);
         }
-        function test_theKeysScroll() {
+        function test_theKeysSelectWhatIsInView() {
             const item = panel(linesFrom(1, 200));
             const log = list(item);
             log.forceActiveFocus(Qt.TabFocusReason);
             verify(all(item, FocusRing).some(ring => ring.visible));
             keyClick(Qt.Key_Down);
-            compare(log.contentY, log.originY + 40);
-            keyClick(Qt.Key_PageDown);
-            verify(log.contentY > log.originY + 100);
-            keyClick(Qt.Key_Home);
+            compare(copied(), "line 1");
+            verify(log.itemAtIndex(0).showsCurrent);
+            keyClick(Qt.Key_Down, Qt.ShiftModifier);
+            keyClick(Qt.Key_Down, Qt.ShiftModifier);
+            compare(copied(), "line 1\nline 2\nline 3");
+            compare(selectedRows(item), ["line 1", "line 2", "line 3"]);
             compare(log.contentY, log.originY);
-            keyClick(Qt.Key_End);
-            tryCompare(log, "contentY", log.originY + log.contentHeight - log.height);
-            keyClick(Qt.Key_Up);
-            compare(log.contentY, log.originY + log.contentHeight - log.height - 40);
+            for (const [key, line] of [[Qt.Key_End, 200], [Qt.Key_Home, 1], [Qt.Key_PageDown, 0], [Qt.Key_PageDown, 0], [Qt.Key_Up, 0]]) {
+                keyClick(key);
+                const row = log.itemAtIndex(desk.lines.currentRow);
+                verify(line === 0 || row.line === `line ${line}`);
+                const top = row.mapToItem(log, 0, 0).y;
+                verify(top >= 0 && top + row.height <= log.height, "it is in view");
+            }
+            verify(desk.lines.currentRow > 10);
+            keyClick(Qt.Key_A, Qt.ControlModifier);
+            compare(copied().split("\n").length, 200);
+            keyClick(Qt.Key_Escape);
+            compare(selectedRows(item), []);
+            compare(copied(), "");
+            desk.setLines([]);
+            for (const key of [Qt.Key_Down, Qt.Key_Return, Qt.Key_Menu])
+                keyClick(key);
+            keyClick(Qt.Key_A, Qt.ControlModifier);
+            compare(desk.lines.currentRow, -1);
+        }
+        function test_returnOpensTheAddressOfTheCurrentLineOnce() {
+            const line = "To print for the crew: https://192.168.1.5:47000/card#code=123456, or http://desk/.";
+            const item = panel(["plain", line, "https://other/", ...linesFrom(4, 100)]);
+            const log = list(item);
+            mouseClick(log.itemAtIndex(1), 60, 5);
+            mouseDoubleClickSequence(log.itemAtIndex(1), signAt(30), 5);
+            compare(desk.openedAddresses(), []);
+            keyClick(Qt.Key_Home);
+            keyClick(Qt.Key_Return);
+            compare(desk.openedAddresses(), []);
+            keyClick(Qt.Key_Down);
+            // A held key comes as many presses.
+            for (let repeat = 0; repeat < 20; ++repeat)
+                keyClick(Qt.Key_Return);
+            compare(desk.openedAddresses(), ["https://192.168.1.5:47000/card#code=123456"]);
+            keyClick(Qt.Key_Down);
+            scrollOf(item).to(scrollOf(item).lowest);
+            keyClick(Qt.Key_Enter);
+            compare(desk.openedAddresses().length, 1, "nothing opens that is not in view");
+            verify(log.itemAtIndex(2).mapToItem(log, 0, 0).y >= 0);
+        }
+        function test_theEndStaysInViewWhenTheSizeChanges() {
+            const item = panel([]);
+            const log = list(item);
+            desk.setLines(Array.from({
+                        "length": 200
+                    }, (unused, index) => lineOf(index)));
+            follows(item);
+            for (const [width, height] of [[300, 160], [290, 160], [700, 160], [700, 120], [520, 200]]) {
+                item.width = width;
+                item.height = height;
+                tryVerify(() => !log.isResizing);
+                verify(!animation(item).running);
+                standsAtTheEnd(item);
+            }
+            desk.setLines(Array.from({
+                        "length": 201
+                    }, (unused, index) => lineOf(index)));
+            item.width = 350;
+            tryVerify(() => !log.isResizing);
+            standsAtTheEnd(item);
+            scrollOf(item).by(-500);
+            item.width = 360;
+            tryVerify(() => !log.isResizing);
+            verify(log.contentY + log.height < scrollOf(item).lowest);
         }
 
         name: "ConsolePanel"

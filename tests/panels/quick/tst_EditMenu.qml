@@ -42,25 +42,78 @@ Item {
         function enabledOf(entries) {
             return entries.filter(entry => entry.enabled).map(entry => entry.text);
         }
-        function test_aConsolesMenuCopiesALine() {
-            desk.clearClipboard();
-            desk.setLines(["the first", "the second"]);
+        function openConsole(lines) {
+            desk.setLines(lines);
             const item = open(consoleComponent, {
                     "lines": desk.lines
                 });
             const log = findChild(item, "log");
             laidOut(log);
-            const row = log.itemAtIndex(1);
-            mouseMove(row, 40, row.height / 2);
-            tryVerify(() => all(row, TextEdit).length === 1);
-            let entries = menuOf(row);
+            return log;
+        }
+        function test_aConsolesMenuCopiesLines() {
+            desk.clearClipboard();
+            const log = openConsole(["the first", "the second"]);
+            let entries = menuOf(log.itemAtIndex(1));
             compare(entries.map(entry => entry.text), ["Copy", "Select All"]);
-            compare(enabledOf(entries), ["Select All"]);
-            choose(entries, "Select All");
-            entries = menuOf(row);
             compare(enabledOf(entries), ["Copy", "Select All"]);
             choose(entries, "Copy");
             compare(desk.clipboard(), "the second");
+            choose(menuOf(log.itemAtIndex(1)), "Select All");
+            choose(menuOf(log.itemAtIndex(0)), "Copy");
+            compare(desk.clipboard(), "the first\nthe second");
+        }
+        function test_aConsolesMenuOpensTheAddressThatItTells_data() {
+            return [{
+                    "tag": "by the keys",
+                    "key": Qt.Key_Menu,
+                    "modifiers": Qt.NoModifier
+                }, {
+                    "tag": "by the other keys",
+                    "key": Qt.Key_F10,
+                    "modifiers": Qt.ShiftModifier
+                }, {
+                    "tag": "by the mouse",
+                    "key": 0
+                }];
+        }
+        function test_aConsolesMenuOpensTheAddressThatItTells(data) {
+            const lengthy = "https://desk.local/" + "long/".repeat(50);
+            const log = openConsole(["first", `go to http://one/ or ${lengthy}.`, "last"]);
+            const isByKey = data.key !== 0;
+            let entries = [];
+            if (isByKey) {
+                log.forceActiveFocus(Qt.TabFocusReason);
+                keyClick(Qt.Key_Down);
+                keyClick(Qt.Key_Down);
+                keyClick(data.key, data.modifiers);
+                tryVerify(() => {
+                        entries = all(stage.Window.contentItem, T.MenuItem).filter(entry => entry.visible);
+                        return entries.length > 0;
+                    });
+            } else {
+                entries = menuOf(log.itemAtIndex(1)); // over the second address, which goes on for rows
+            }
+            const address = isByKey ? "http://one/" : lengthy;
+            const entry = entries[2];
+            compare(entry.text, `Open ${address}`);
+            compare(entry.Accessible.name, entry.text);
+            verify(!entry.contentItem.truncated && entry.contentItem.contentWidth <= entry.width);
+            const corner = entry.mapToItem(stage.Window.contentItem, entry.width, entry.height);
+            verify(corner.x <= stage.Window.width && corner.y <= stage.Window.height);
+            // The line has moved meanwhile; what the menu says still holds.
+            desk.setLines([`go to http://one/ or ${lengthy}.`, "last", "http://other/"], 1);
+            if (isByKey) {
+                for (let step = 0; step < 3; ++step)
+                    keyClick(Qt.Key_Down);
+                keyClick(Qt.Key_Return);
+            } else {
+                mouseClick(entry);
+            }
+            tryVerify(() => !entries[0].visible);
+            compare(desk.openedAddresses(), [address]);
+            verify(log.activeFocus);
+            compare(desk.lines.currentRow, 0);
         }
         function test_aFieldsMenuEdits() {
             desk.clearClipboard();
