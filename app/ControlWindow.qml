@@ -23,6 +23,7 @@ Window {
     height: room.openingHeight(760, least.height)
     minimumHeight: room.held(least.height, room.available.height)
     minimumWidth: room.held(least.width, room.available.width)
+    title: Application.displayName // what a desktop shows anyway, said to a screen reader too
     visible: true
     width: room.openingWidth(820, least.width)
 

@@ -20,6 +20,11 @@ Column {
     FlowChips {
         id: flow
 
+        // Far chips are not made: the list says their names.
+        Accessible.description: editor.config.channels.join()
+        //: The list of the channels and how many there are, spoken only.
+        Accessible.name: qsTr("Channels, %1").arg(editor.config.channels.length)
+        Accessible.role: Accessible.List
         width: parent.width
 
         chips: ChannelChips {

@@ -9,7 +9,8 @@ Pressable {
     required property color textColor
     required property color tint
 
-    Accessible.name: text
+    //: A channel whose name is empty or blank, spoken only.
+    Accessible.name: text.trim() === "" ? qsTr("Channel without a name") : text
     implicitHeight: label.implicitHeight + 10
     implicitWidth: label.implicitWidth + 20
 

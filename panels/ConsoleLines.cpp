@@ -27,8 +27,7 @@ ConsoleSpan wordAt(qint64 number, const QString& line, qsizetype character)
     return {number, begin, end < 0 ? line.size() : end};
 }
 
-ConsoleSpan
-spanAt(qint64 number, const QString& line, qsizetype character, ConsoleLines::Unit unit)
+ConsoleSpan spanAt(qint64 number, const QString& line, qsizetype character, ConsoleLines::Unit unit)
 {
     switch (unit) {
     case ConsoleLines::Characters:

@@ -64,7 +64,8 @@ public:
 
     /// Selects the unit around that character of a row, and makes its line the current one. If it
     /// `extends`, all from where the selection was started up to there.
-    Q_INVOKABLE void select(int row, int character, wingbell::ConsoleLines::Unit unit, bool extends);
+    Q_INVOKABLE void
+    select(int row, int character, wingbell::ConsoleLines::Unit unit, bool extends);
     Q_INVOKABLE void selectAll();
     Q_INVOKABLE void clearSelection();
     /// Makes the line the current one to which that key leads: the arrow keys up and down, the page

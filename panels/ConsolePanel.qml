@@ -71,6 +71,7 @@ Item {
                 contentY = Math.min(to + height, Math.max(from, to - height));
                 animation.to = to;
                 animation.start();
+                look();
             }
             function look() {
                 if (!isResizing)

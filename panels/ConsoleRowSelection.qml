@@ -24,5 +24,4 @@ TextEdit {
     Component.onCompleted: show()
     onBeginChanged: show()
     onEndChanged: show()
-    onTextChanged: show()
 }

@@ -23,8 +23,6 @@ Item {
         isMoving = moves;
     }
 
-    Accessible.name: role.name
-    Accessible.role: Accessible.Grouping
     implicitHeight: rows.implicitHeight + 28
 
     // Between the name's field and the store.

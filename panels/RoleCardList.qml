@@ -45,6 +45,9 @@ Item {
         isMoving = false;
     }
 
+    //: The list of the roles and how many there are, spoken only.
+    Accessible.name: qsTr("Roles, %1").arg(slots.count)
+    Accessible.role: Accessible.List
     implicitHeight: Math.max(0, slots.count * pitch - 12)
 
     onNearChanged: look()

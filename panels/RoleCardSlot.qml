@@ -2,13 +2,15 @@ import QtQuick
 import Wingbell.Panels
 
 // The place of one role's card. The card itself is there while it is near what is seen, and as long
-// as it has the keyboard's focus; a screen reader is told the role's name all the same.
+// as it has the keyboard's focus; a screen reader is told the role's name
+// and channels all the same.
 Loader {
     id: slot
 
     property real cardHeight: 0
     required property ShowConfig config
     required property int index
+    required property string listenChannels
     property bool isComplete: false
     // Places are changing, and nothing is known yet of what is near.
     property bool isMoving: false
@@ -18,6 +20,7 @@ Loader {
     required property role role
     // What is near of all the cards.
     property band sight
+    required property string talkChannels
 
     // Cards of this show are that high.
     signal measured(real height)
@@ -48,6 +51,10 @@ Loader {
     function place() {
         return index * (cardHeight + 12);
     }
+    function channelsOr(channels) {
+        //: Stands for the list of a role's channels while it has none, spoken only.
+        return channels || qsTr("no channel");
+    }
     // Gives the keyboard's focus to the role's name.
     function takeFocus() {
         forceActiveFocus(Qt.TabFocusReason);
@@ -55,8 +62,15 @@ Loader {
         (item as RoleCard)?.focusName();
     }
 
-    Accessible.ignored: item !== null
-    Accessible.name: role.name
+    Accessible.description: {
+        //: What a role talks on, spoken only; %1 is a list of channels.
+        const talks = qsTr("Talks on: %1.").arg(channelsOr(talkChannels));
+        //: What a role listens on, spoken only; %1 is a list of channels.
+        const listens = qsTr("Listens on: %1.").arg(channelsOr(listenChannels));
+        return `${talks} ${listens}`;
+    }
+    //: A role, spoken only.
+    Accessible.name: role.name.trim() === "" ? qsTr("Role without a name") : role.name
     Accessible.role: Accessible.Grouping
     height: cardHeight
     y: place()

@@ -18,6 +18,7 @@ void RoleCards::setConfig(ShowConfig* config)
     m_config = config;
     if (m_config) {
         connect(m_config, &ShowConfig::rolesChanged, this, &RoleCards::takeRoles);
+        connect(m_config, &ShowConfig::channelsChanged, this, &RoleCards::tellChannels);
     }
     takeRoles();
     Q_EMIT configChanged();
@@ -34,6 +35,27 @@ void RoleCards::takeRoles()
     sync(wanted);
 }
 
+void RoleCards::tellChannels()
+{
+    if (rowCount() > 0) {
+        Q_EMIT dataChanged(
+            index(0), index(rowCount() - 1), {TalkChannelsRole, ListenChannelsRole});
+    }
+}
+
+QString RoleCards::channelsIn(const QStringList& names) const
+{
+    QStringList channels;
+    if (m_config) {
+        for (const QString& channel : m_config->channels()) {
+            if (names.contains(channel)) {
+                channels.append(channel);
+            }
+        }
+    }
+    return channels.join(QStringLiteral(u", "));
+}
+
 QVariant RoleCards::data(const QModelIndex& index, int role) const
 {
     if (!checkIndex(index, CheckIndexOption::IndexIsValid)) {
@@ -44,6 +66,10 @@ QVariant RoleCards::data(const QModelIndex& index, int role) const
         return QVariant::fromValue(rows().at(index.row()).role);
     case ConfigRole:
         return QVariant::fromValue(m_config.data());
+    case TalkChannelsRole:
+        return channelsIn(rows().at(index.row()).role.talk);
+    case ListenChannelsRole:
+        return channelsIn(rows().at(index.row()).role.listen);
     default:
         return {};
     }
@@ -51,7 +77,11 @@ QVariant RoleCards::data(const QModelIndex& index, int role) const
 
 QHash<int, QByteArray> RoleCards::roleNames() const
 {
-    return {{RoleRole, "role"}, {ConfigRole, "config"}};
+    return {
+        {RoleRole, "role"},
+        {ConfigRole, "config"},
+        {TalkChannelsRole, "talkChannels"},
+        {ListenChannelsRole, "listenChannels"}};
 }
 
 } // namespace wingbell

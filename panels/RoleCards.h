@@ -26,7 +26,12 @@ class RoleCards : public KeyedListModel<RoleRow>
     Q_PROPERTY(wingbell::ShowConfig* config READ config WRITE setConfig NOTIFY configChanged)
 
 public:
-    enum DataRole { RoleRole = Qt::UserRole + 1, ConfigRole };
+    enum DataRole {
+        RoleRole = Qt::UserRole + 1,
+        ConfigRole,
+        TalkChannelsRole,   ///< the channels of the show that it talks on, as a list to be read
+        ListenChannelsRole, ///< and those that it listens on
+    };
 
     explicit RoleCards(QObject* parent = nullptr);
 
@@ -42,6 +47,8 @@ Q_SIGNALS:
 
 private:
     void takeRoles();
+    void tellChannels();
+    [[nodiscard]] QString channelsIn(const QStringList& names) const;
 
     QPointer<ShowConfig> m_config;
 };

@@ -13,9 +13,8 @@ QStringView withoutPunctuation(QStringView address)
         return address.endsWith(closing) && address.count(closing) > address.count(opening);
     };
     const QStringView endsOfSentences = u".,;:!?'";
-    while (!address.isEmpty() &&
-           (endsOfSentences.contains(address.back()) || isUnopened(u')', u'(') ||
-            isUnopened(u']', u'['))) {
+    while (!address.isEmpty() && (endsOfSentences.contains(address.back()) ||
+                                  isUnopened(u')', u'(') || isUnopened(u']', u'['))) {
         address.chop(1);
     }
     return address;
@@ -38,7 +37,8 @@ QUrl webAddressIn(const QString& line, qsizetype position)
 {
     // Followed by a letter of another script, it would be a part of some other address.
     static const QRegularExpression pattern(
-        QStringLiteral(R"((?<![\p{L}\p{N}])https?://[-\w.~:/?#\[\]@!$&'()*+,;=%]++(?![\p{L}\p{N}\p{M}\p{C}]))"),
+        QStringLiteral(
+            R"((?<![\p{L}\p{N}])https?://[-\w.~:/?#\[\]@!$&'()*+,;=%]++(?![\p{L}\p{N}\p{M}\p{Cf}\p{Co}\p{Cs}]))"),
         QRegularExpression::CaseInsensitiveOption);
     QUrl first;
     auto matches = pattern.globalMatch(line);

@@ -20,6 +20,19 @@ Stands in the empty field, which is 220 wide.</extracomment>
         <extracomment>A button: adds the channel whose name is in the field.</extracomment>
         <translation>Hinzufügen</translation>
     </message>
+    <message>
+        <source>Channels, %1</source>
+        <extracomment>The list of the channels and how many there are, spoken only.</extracomment>
+        <translation>Kanäle, %1</translation>
+    </message>
+</context>
+<context>
+    <name>Chip</name>
+    <message>
+        <source>Channel without a name</source>
+        <extracomment>A channel whose name is empty or blank, spoken only.</extracomment>
+        <translation>Kanal ohne Namen</translation>
+    </message>
 </context>
 <context>
     <name>ConsolePanel</name>
@@ -63,6 +76,11 @@ Stands in the empty field, which is 220 wide.</extracomment>
         <source>Select All</source>
         <extracomment>Menu of a text field, as everywhere on the desktop.</extracomment>
         <translation>Alles auswählen</translation>
+    </message>
+    <message>
+        <source>Open %1</source>
+        <extracomment>Menu of a line of the console: opens that web address in the browser.</extracomment>
+        <translation>%1 öffnen</translation>
     </message>
 </context>
 <context>
@@ -125,6 +143,37 @@ Stands in the field while the role has no name.</extracomment>
         <source>Delete role</source>
         <extracomment>The button with the dustbin, spoken only.</extracomment>
         <translation>Rolle löschen</translation>
+    </message>
+</context>
+<context>
+    <name>RoleCardList</name>
+    <message>
+        <source>Roles, %1</source>
+        <extracomment>The list of the roles and how many there are, spoken only.</extracomment>
+        <translation>Rollen, %1</translation>
+    </message>
+</context>
+<context>
+    <name>RoleCardSlot</name>
+    <message>
+        <source>no channel</source>
+        <extracomment>Stands for the list of a role&apos;s channels while it has none, spoken only.</extracomment>
+        <translation>kein Kanal</translation>
+    </message>
+    <message>
+        <source>Role without a name</source>
+        <extracomment>A role, spoken only.</extracomment>
+        <translation>Rolle ohne Namen</translation>
+    </message>
+    <message>
+        <source>Talks on: %1.</source>
+        <extracomment>What a role talks on, spoken only; %1 is a list of channels.</extracomment>
+        <translation>Spricht auf: %1.</translation>
+    </message>
+    <message>
+        <source>Listens on: %1.</source>
+        <extracomment>What a role listens on, spoken only; %1 is a list of channels.</extracomment>
+        <translation>Hört auf: %1.</translation>
     </message>
 </context>
 <context>

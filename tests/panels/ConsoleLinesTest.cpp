@@ -312,8 +312,12 @@ void ConsoleLinesTest::theKeysMoveTheCurrentLine()
 void ConsoleLinesTest::theKeysBeginAtWhatIsSeen()
 {
     for (const auto& [key, row] :
-         {std::pair(Qt::Key_Down, 3), {Qt::Key_Up, 7}, {Qt::Key_PageDown, 7}, {Qt::Key_PageUp, 3},
-          {Qt::Key_Home, 0}, {Qt::Key_End, 19}}) {
+         {std::pair(Qt::Key_Down, 3),
+          {Qt::Key_Up, 7},
+          {Qt::Key_PageDown, 7},
+          {Qt::Key_PageUp, 3},
+          {Qt::Key_Home, 0},
+          {Qt::Key_End, 19}}) {
         ConsoleLines lines;
         showFrom(lines, 0, 20);
         QVERIFY(lines.moveBy(key, 3, 7, false));
