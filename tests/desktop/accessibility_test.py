@@ -40,7 +40,7 @@ def everything_is_there_by_its_name_and_nothing_else(window):
     # No bolt, no streak, no plate: what has nothing to say is not there.
     window.see_tree([
         ("application", "WingbellControl"),
-        ("frame", ""),
+        ("frame", "Wingbell Control"),
         ("heading", "Wingbell Control"),
         ("label", "Set up and run the show relay"),
         ("label", "STOPPED"),
@@ -56,11 +56,13 @@ def everything_is_there_by_its_name_and_nothing_else(window):
         ("text", "Port"),
         ("label", OSC_HELP),
         ("panel", "CHANNELS"),
+        ("list", "Channels, 2"),
         ("push button", "Main"),
         ("push button", "Tech"),
         ("text", "New channel name"),
         ("push button", "Add"),
         ("panel", "ROLES"),
+        ("list", "Roles, 2"),
         *card_of("Stage Manager"),
         *card_of("Director"),
         ("push button", "Add Role"),
@@ -70,6 +72,60 @@ def everything_is_there_by_its_name_and_nothing_else(window):
         ("push button", "Maximise"),
         ("push button", "Close"),
     ])
+
+
+def nothing_is_without_a_name(window):
+    nameless = [node.get_role_name() for node in window.nodes() if not node.get_name().strip()]
+    assert not nameless, nameless
+
+
+def what_is_out_of_sight_is_told_by_lists(window):
+    names = [f"Channel {number}" for number in range(1, 33)]
+    roles = [{"name": f"Role {number}", "talk": names[:2], "listen": []} for number in range(1, 64)]
+    roles.append({"name": " ", "talk": ["Channel 32"], "listen": ["Channel 1", "Left out", "Channel 3"]})
+    desk.write_show({**SHOW, "channels": names, "roles": roles})
+    window.press("Reload from File")
+    channels = wait_until(lambda: window.find("Channels, 32", Atspi.Role.LIST), "the list of the channels")
+    assert channels.get_description().split(",") == names
+    cards = wait_until(lambda: window.find("Roles, 64", Atspi.Role.LIST), "the list of the roles")
+    children = [cards.get_child_at_index(index) for index in range(cards.get_child_count())]
+    assert [card.get_name() for card in children] == [*(f"Role {number}" for number in range(1, 64)), "Role without a name"]
+    assert [children[index].get_description() for index in (0, 62, 63)] == [
+        "Talks on: Channel 1, Channel 2. Listens on: no channel.",
+        "Talks on: Channel 1, Channel 2. Listens on: no channel.",
+        "Talks on: Channel 32. Listens on: Channel 1, Channel 3.",
+    ]
+    assert children[0].get_child_count() > 0 and children[40].get_child_count() == 0, "only near cards are made"
+    nothing_is_without_a_name(window)
+    window.press("Intercom server")
+    wait_until(lambda: window.has("ON AIR"), "the lamp to say ON AIR")
+    window.press("Add Role")
+    wait_until(lambda: window.find(WARNING, Atspi.Role.ALERT), "the warning")
+    nothing_is_without_a_name(window)
+
+
+def the_current_line_of_the_console_is_told(window):
+    window.press("Intercom server")
+    window.see_line("To print for the crew")
+    window.wait_for_input()
+    assert Atspi.Component.grab_focus(window.find("Console", Atspi.Role.LIST))
+    window.wait_for_focus("Console")
+    focused = Events("object:state-changed:focused")
+    desk.keys("Home")
+    first = window.console()[0]
+    focused.wait_for("label", first, 1)
+    desk.keys("Down")
+    focused.wait_for("label", window.console()[1], 1)
+    focused.wait_for("label", first, 0)
+    line = window.see_line("To print for the crew")
+    while not has_state(window.find(line), Atspi.StateType.FOCUSED):
+        desk.keys("Down")
+    assert has_state(window.find(line), Atspi.StateType.SELECTED)
+    desk.keys("Menu")
+    address = line[line.index("https://"):]
+    wait_until(lambda: window.find(f"Open {address}"), f"the menu to open {address}")
+    nothing_is_without_a_name(window)
+    focused.close()
 
 
 def fields_tell_what_stands_in_them(window):
@@ -289,6 +345,9 @@ def the_windows_own_buttons_work(window):
 
 desk.run(
     everything_is_there_by_its_name_and_nothing_else,
+    nothing_is_without_a_name,
+    what_is_out_of_sight_is_told_by_lists,
+    the_current_line_of_the_console_is_told,
     fields_tell_what_stands_in_them,
     what_can_be_pressed_says_so_and_what_cannot_does_not,
     what_is_not_available_says_so_and_does_nothing,

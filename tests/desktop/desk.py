@@ -46,7 +46,8 @@ class Desk:
             [program], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, env=environment
         )  # fmt: skip
         self.application = wait_until(self._find_application, "the window on the accessibility bus")
-        wait_until(lambda: self.find(name=ready) and self.find(role=Atspi.Role.LIST), "the panels")
+        # The console, the channels and the roles are lists.
+        wait_until(lambda: self.find(name=ready) and len(self.lists()) == 3, "the panels")
 
     def _find_application(self):
         if self.process.poll() is not None:
@@ -96,6 +97,10 @@ class Desk:
             wait_until(lambda: tree() == expected, "the tree")
         except AssertionError:
             assert tree() == expected, tree()
+
+    def lists(self):
+        """The lists of the window; the console is the first."""
+        return [node for node in self.nodes() if role_of(node) == Atspi.Role.LIST]
 
     def has(self, name):
         return self.find(name=name) is not None
@@ -159,7 +164,7 @@ class Desk:
 
     def console(self):
         """The console's lines as a screen reader gets them."""
-        console = wait_until(lambda: self.find(role=Atspi.Role.LIST), "the console")
+        console = self.lists()[0]
         return [node.get_name() for node in list(self.nodes(console))[1:]]
 
     def see_line(self, *parts):
@@ -202,6 +207,13 @@ class Events:
 
     def close(self):
         self._listener.deregister(self.kind)
+
+
+def role_of(node):
+    try:
+        return node.get_role()
+    except GLib.Error:
+        return None
 
 
 def has_state(node, state):

@@ -43,7 +43,7 @@ def speak(settings):
 def everything_is_german_and_what_is_verbatim_is_not(window):
     window.see_tree([
         ("application", "WingbellControl"),
-        ("frame", ""),
+        ("frame", "Wingbell Control"),
         ("heading", "Wingbell Control"),
         ("label", "Sprechanlage der Show einrichten und betreiben"),
         ("label", "GESTOPPT"),
@@ -59,11 +59,13 @@ def everything_is_german_and_what_is_verbatim_is_not(window):
         ("text", "Port"),
         ("label", OSC_HELP),
         ("panel", "KANÄLE"),
+        ("list", "Kanäle, 2"),
         ("push button", "Main"),
         ("push button", "Close"),  # a channel that is called as a button is
         ("text", "Name des neuen Kanals"),
         ("push button", "Hinzufügen"),
         ("panel", "ROLLEN"),
+        ("list", "Rollen, 1"),
         ("panel", "Add Role"),
         ("text", "Name der Rolle"),
         ("push button", "Rolle löschen"),
