@@ -45,7 +45,7 @@ QUrl webAddressIn(const QString& line, qsizetype position)
     while (matches.hasNext()) {
         const QRegularExpressionMatch match = matches.next();
         const QStringView address = withoutPunctuation(match.capturedView());
-        const QUrl url = urlOf(address);
+        QUrl url = urlOf(address);
         if (url.isEmpty()) {
             continue;
         }
