@@ -50,9 +50,9 @@ Window {
 
         WindowButtons {
             anchors.right: parent.right
-            anchors.rightMargin: 34
+            anchors.rightMargin: 28
             maximized: window.fillsScreen
-            y: 9
+            y: 5
 
             onCloseRequested: window.close()
             onMaximizeRequested: window.toggleMaximized()

@@ -2,7 +2,8 @@ import QtQuick
 import Wingbell.Look
 import Wingbell.Panels
 
-// Minimise, maximise and close, small and of steel, beside the header's bolt.
+// Minimise, maximise and close, small and of steel, beside the header's bolt. What can be hit of each
+// is larger than what is drawn, and meets the next one's.
 Row {
     id: buttons
 
@@ -12,11 +13,10 @@ Row {
     signal maximizeRequested
     signal minimizeRequested
 
-    spacing: 6
-
     WindowButton {
         //: A button of the window, spoken only.
         Accessible.name: qsTr("Minimise")
+        drawnAt: 6
         symbol: "minus"
 
         onClicked: buttons.minimizeRequested()
@@ -29,13 +29,16 @@ Row {
             //: A button of the window, spoken only: lets it fill the screen.
             return qsTr("Maximise");
         }
+        drawnAt: 4
         symbol: buttons.maximized ? "square.on.square" : "square"
 
         onClicked: buttons.maximizeRequested()
+        onSymbolChanged: cancel()
     }
     WindowButton {
         //: A button of the window, spoken only: closes it.
         Accessible.name: qsTr("Close")
+        drawnAt: 2
         symbol: "xmark"
 
         onClicked: buttons.closeRequested()
@@ -44,31 +47,37 @@ Row {
     component WindowButton: Pressable {
         id: button
 
+        // From the left of what can be hit.
+        required property real drawnAt
         required property string symbol
 
-        implicitHeight: 16
-        implicitWidth: 16
+        implicitHeight: 24
+        implicitWidth: 24
 
         InsetPlate {
-            anchors.fill: parent
             cornerRadius: 8
             fill: Theme.faded(Theme.steelMid, button.pressed ? 0.6 : hover.hovered ? 0.45 : 0.2)
+            height: 16
             outline: Theme.faded(Theme.steelMid, 0.6)
             outlineWidth: 1
-        }
-        Symbol {
-            anchors.centerIn: parent
-            color: Theme.faded("white", hover.hovered ? 0.95 : 0.65)
-            fontSize: 8
-            name: button.symbol
+            width: 16
+            x: button.drawnAt
+            y: 4
+
+            Symbol {
+                anchors.centerIn: parent
+                color: Theme.faded("white", hover.hovered ? 0.95 : 0.65)
+                fontSize: 8
+                name: button.symbol
+            }
+            FocusRing {
+                cornerRadius: 10
+                distance: 2
+                visible: button.activeFocus
+            }
         }
         HoverHandler {
             id: hover
-        }
-        FocusRing {
-            cornerRadius: 10
-            distance: 2
-            visible: button.showsFocus
         }
     }
 }

@@ -10,7 +10,9 @@ Column {
     property string newChannelName
     property band sight
 
+    // The next name can be typed at once.
     function add() {
+        newName.forceActiveFocus(Qt.OtherFocusReason);
         config.addChannel(newChannelName);
         newChannelName = "";
     }

@@ -30,6 +30,6 @@ Pressable {
         textFormat: Text.PlainText
     }
     FocusRing {
-        visible: button.showsFocus
+        visible: button.activeFocus
     }
 }

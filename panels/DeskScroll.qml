@@ -6,6 +6,9 @@ import Wingbell.Look
 Item {
     id: scroll
 
+    // How far the bar stands in from the right, where a window is resized. What is left there of the
+    // bar when nothing else is scrolls all the same.
+    property real barMargin: 0
     required property Flickable flickable
     readonly property real lowest: Math.max(flickable.originY, flickable.originY + flickable.contentHeight - flickable.height)
 
@@ -78,7 +81,7 @@ Item {
         hoverEnabled: true
         objectName: "scrollBar"
         visible: scroll.flickable.visibleArea.heightRatio < 1
-        width: 10
+        width: 10 + scroll.barMargin
 
         onPositionChanged: event => {
             if (pressed)

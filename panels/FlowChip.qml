@@ -15,7 +15,7 @@ Chip {
     y: place.y
 
     onClicked: (parent as FlowChips)?.chosen(name)
-    onShowsFocusChanged: (parent as FlowChips)?.showRing(chip)
+    onActiveFocusChanged: (parent as FlowChips)?.showRing(chip)
     onFocusChanged: {
         const chips = (parent as FlowChips)?.chips;
         if (focus)

@@ -23,9 +23,9 @@ Item {
             focusLost();
     }
 
-    // One ring for all chips, around the one that shows the focus.
+    // One ring for all chips, around the one that has the focus.
     function showRing(chip) {
-        if (chip.showsFocus)
+        if (chip.activeFocus)
             ring.anchors.fill = chip;
         else if (ring.anchors.fill === chip)
             ring.anchors.fill = null;
@@ -40,7 +40,7 @@ Item {
         model: flow.chips
 
         onItemRemoved: (index, item) => {
-            if ((item as Pressable)?.showsFocus)
+            if (item.activeFocus)
                 flow.passFocus(index);
         }
     }

@@ -14,6 +14,8 @@ Item {
     readonly property real spacing: 4
     required property string title
 
+    // The chip that had the keyboard's focus has gone, and there is no other.
+    signal focusLost
     signal toggled(string channel)
 
     Accessible.name: title
@@ -62,8 +64,10 @@ Item {
             tint: selected ? Theme.gold : Theme.steelDeep
 
             Accessible.onToggleAction: press()
+            onSelectedChanged: cancel()
         }
 
         onChosen: name => patchRow.toggled(name)
+        onFocusLost: patchRow.focusLost()
     }
 }

@@ -77,31 +77,38 @@ Item {
                 width: parent.width
                 wrapMode: Text.WrapAnywhere
             }
-            Pressable {
-                id: reveal
+            Item {
+                implicitHeight: link.height + 2
+                implicitWidth: link.width
 
-                Accessible.name: link.text
-                implicitHeight: link.implicitHeight + 2
-                implicitWidth: link.implicitWidth
+                Pressable {
+                    id: reveal
 
-                onClicked: FileRevealer.reveal(panel.showFile)
+                    Accessible.name: link.text
+                    height: 24
+                    width: link.width
+                    y: 2 + (link.height - height) / 2
 
-                Text {
-                    id: link
+                    onClicked: FileRevealer.reveal(panel.showFile)
 
-                    color: reveal.pressed ? Qt.darker(Theme.gold, 1.3) : Theme.gold
-                    font.pixelSize: 11
-                    font.underline: hover.hovered
-                    //: A link: opens the file manager with the show's file selected. Say it as the desktop does.
-                    text: qsTr("Reveal in Finder")
-                    textFormat: Text.PlainText
-                    y: 2
-                }
-                HoverHandler {
-                    id: hover
-                }
-                FocusRing {
-                    visible: reveal.showsFocus
+                    Text {
+                        id: link
+
+                        color: reveal.pressed ? Qt.darker(Theme.gold, 1.3) : Theme.gold
+                        font.pixelSize: 11
+                        font.underline: hover.hovered
+                        //: A link: opens the file manager with the show's file selected. Say it as the desktop does.
+                        text: qsTr("Reveal in Finder")
+                        textFormat: Text.PlainText
+                        y: (parent.height - height) / 2
+                    }
+                    HoverHandler {
+                        id: hover
+                    }
+                    FocusRing {
+                        anchors.fill: link
+                        visible: reveal.activeFocus
+                    }
                 }
             }
         }

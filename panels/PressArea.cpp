@@ -1,9 +1,12 @@
 #include "panels/PressArea.h"
 
-#include <QCursor>
+#include "panels/DebounceFilter.h"
+
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QQuickWindow>
 
+#include <algorithm>
 #include <utility>
 
 namespace wingbell {
@@ -12,7 +15,6 @@ PressArea::PressArea(QQuickItem* parent)
     : QQuickItem(parent)
 {
     setAcceptedMouseButtons(Qt::LeftButton);
-    setCursor(Qt::PointingHandCursor);
 }
 
 void PressArea::press()
@@ -22,36 +24,50 @@ void PressArea::press()
     }
 }
 
+void PressArea::cancel()
+{
+    m_isHeld = false;
+    setPressed(false);
+}
+
+bool PressArea::contains(const QPointF& point) const
+{
+    constexpr double least = 24.0;
+    const double atSides = std::max(0.0, (least - width()) / 2.0);
+    const double aboveAndBelow = std::max(0.0, (least - height()) / 2.0);
+    return boundingRect()
+        .adjusted(-atSides, -aboveAndBelow, atSides, aboveAndBelow)
+        .contains(point);
+}
+
 void PressArea::mousePressEvent(QMouseEvent* event)
 {
-    m_isReachedByPointer = true;
-    setPressed(true);
-    forceActiveFocus(Qt::MouseFocusReason);
-    showFocus();
-    event->accept();
+    m_isHeld = !isBounce(event->timestamp());
+    setPressed(m_isHeld);
 }
 
 void PressArea::mouseMoveEvent(QMouseEvent* event)
 {
-    setPressed(contains(event->position()));
+    setPressed(m_isHeld && contains(event->position()));
 }
 
 void PressArea::mouseReleaseEvent(QMouseEvent* event)
 {
-    setPressed(false);
-    if (contains(event->position())) {
+    const bool isMeant = m_isHeld && contains(event->position());
+    cancel();
+    if (isMeant) {
         press();
     }
 }
 
-void PressArea::mouseDoubleClickEvent(QMouseEvent* event)
+void PressArea::mouseDoubleClickEvent(QMouseEvent* /*event*/)
 {
-    mousePressEvent(event); // two quick presses are two presses
+    // It has come as a press already: two quick presses are two presses.
 }
 
 void PressArea::mouseUngrabEvent()
 {
-    setPressed(false);
+    cancel();
 }
 
 void PressArea::keyPressEvent(QKeyEvent* event)
@@ -60,7 +76,7 @@ void PressArea::keyPressEvent(QKeyEvent* event)
     case Qt::Key_Space:
     case Qt::Key_Return:
     case Qt::Key_Enter:
-        if (!event->isAutoRepeat()) {
+        if (!isBounce(event->timestamp())) {
             press();
         }
         return;
@@ -72,29 +88,21 @@ void PressArea::keyPressEvent(QKeyEvent* event)
 void PressArea::itemChange(ItemChange change, const ItemChangeData& data)
 {
     QQuickItem::itemChange(change, data);
-    if (change == ItemActiveFocusHasChanged) {
-        // What is disabled for a while gets its focus back as it was.
-        if (!data.boolValue && isEnabled()) {
-            m_isReachedByPointer = false;
-        }
-        showFocus();
-    } else if (change == ItemEnabledHasChanged) {
-        setCursor(data.boolValue ? Qt::PointingHandCursor : Qt::ArrowCursor);
+    if (change == ItemSceneChange && data.window != nullptr) {
+        DebounceFilter::install(*data.window);
     }
+}
+
+bool PressArea::isBounce(quint64 time)
+{
+    const std::optional<quint64> before = std::exchange(m_before, time);
+    return m_isDebounced && before && isDoubleClick(*before, time);
 }
 
 void PressArea::setPressed(bool pressed)
 {
     if (std::exchange(m_isPressed, pressed) != pressed) {
         Q_EMIT pressedChanged();
-    }
-}
-
-void PressArea::showFocus()
-{
-    const bool shows = hasActiveFocus() && !m_isReachedByPointer;
-    if (std::exchange(m_showsFocus, shows) != shows) {
-        Q_EMIT showsFocusChanged();
     }
 }
 

@@ -2,33 +2,40 @@
 
 #include <QQuickItem>
 
+#include <optional>
+
 namespace wingbell {
 
-/// An item that is pressed by the left mouse button, a finger, Space, Return and Enter. A press by
-/// pointer takes the keyboard's focus. Draws nothing. One item for all of it, because a show has
-/// thousands of chips.
+/// An item that is pressed by the left mouse button, a finger, Space, Return and Enter. A pointer
+/// presses as it is let go and leaves the keyboard's focus where it is. However small it is drawn,
+/// 24 points of it can be hit each way. Draws nothing. One item for all of it, because a show has
+/// thousands of chips. Its window gets a DebounceFilter.
 class PressArea : public QQuickItem
 {
     Q_OBJECT
     QML_ELEMENT
     Q_PROPERTY(bool pressed READ isPressed NOTIFY pressedChanged)
-    Q_PROPERTY(bool showsFocus READ showsFocus NOTIFY showsFocusChanged)
+    Q_PROPERTY(bool debounced MEMBER m_isDebounced NOTIFY debouncedChanged)
 
 public:
     explicit PressArea(QQuickItem* parent = nullptr);
 
     /// Whether a pointer holds it down and is over it.
     [[nodiscard]] bool isPressed() const { return m_isPressed; }
-    /// Whether the keyboard's focus is here and is to be shown: not where a pointer put it.
-    [[nodiscard]] bool showsFocus() const { return m_showsFocus; }
 
     /// Tells a press, unless disabled.
     Q_INVOKABLE void press();
+    /// Makes nothing of the pointer's press that is going on: what it was meant for has changed.
+    Q_INVOKABLE void cancel();
+
+    [[nodiscard]] bool contains(const QPointF& point) const override;
 
 Q_SIGNALS:
     void clicked();
     void pressedChanged();
-    void showsFocusChanged();
+    /// Whether a press by key or pointer counts only when the one before is longer ago than the
+    /// parts of a double click are.
+    void debouncedChanged();
 
 protected:
     void mousePressEvent(QMouseEvent* event) override;
@@ -40,12 +47,13 @@ protected:
     void itemChange(ItemChange change, const ItemChangeData& data) override;
 
 private:
+    [[nodiscard]] bool isBounce(quint64 time);
     void setPressed(bool pressed);
-    void showFocus();
 
+    bool m_isDebounced = false;
+    bool m_isHeld = false; ///< by a pointer whose press is to count
     bool m_isPressed = false;
-    bool m_isReachedByPointer = false;
-    bool m_showsFocus = false;
+    std::optional<quint64> m_before; ///< when the last press began, by its event
 };
 
 } // namespace wingbell

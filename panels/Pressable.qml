@@ -2,7 +2,7 @@ import QtQuick
 import Wingbell.Panels
 
 // What can be pressed: by mouse, by Space, Return and Enter, and through the accessibility bus. It
-// draws nothing; `showsFocus` asks its user to show the keyboard's focus.
+// draws nothing, the keyboard's focus neither.
 PressArea {
     // The toolkit tells no screen reader that an item is disabled.
     //: Says of a button or switch that it cannot be pressed at present, spoken only.

@@ -1,7 +1,9 @@
 import QtQuick
 import Wingbell.Look
 
-// The two-sided switch: exactly one half is lit at any time. Cannot be pressed while busy.
+// The two-sided switch: exactly one half is lit at any time. Cannot be pressed while busy. It is a
+// whole show that it starts and stops: only what it showed when it was pressed is meant by a press,
+// and a double click is one.
 Pressable {
     id: rocker
 
@@ -13,12 +15,15 @@ Pressable {
     //: The switch that starts and stops the server, spoken only.
     Accessible.name: qsTr("Intercom server")
     Accessible.role: Accessible.CheckBox
+    debounced: true
     enabled: !isBusy
     implicitHeight: plate.implicitHeight
     implicitWidth: plate.implicitWidth
     opacity: isBusy ? 0.6 : 1
 
     Accessible.onToggleAction: press()
+    onIsBusyChanged: cancel()
+    onIsOnChanged: cancel()
 
     RockerPlate {
         id: plate
@@ -40,7 +45,7 @@ Pressable {
     }
     FocusRing {
         cornerRadius: 13
-        visible: rocker.showsFocus
+        visible: rocker.activeFocus
     }
 
     component HalfLabel: Text {

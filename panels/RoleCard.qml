@@ -13,8 +13,8 @@ Item {
     required property role role
     property band sight
 
-    function focusName() {
-        name.forceActiveFocus(Qt.TabFocusReason);
+    function focusBin() {
+        remove.forceActiveFocus(Qt.TabFocusReason);
     }
     // What of the card is near counts once the card stands, and before it looks.
     function stand(moves, near) {
@@ -60,7 +60,7 @@ Item {
         Item {
             id: title
 
-            height: Math.max(Math.ceil(letters.height), remove.implicitHeight)
+            height: Math.max(Math.ceil(letters.height), bin.height)
             width: parent.width
 
             DeskField {
@@ -70,7 +70,7 @@ Item {
                 Accessible.name: qsTr("Role name")
                 anchors.left: parent.left
                 anchors.right: remove.left
-                anchors.rightMargin: 8
+                anchors.rightMargin: 8 - remove.margin
                 anchors.verticalCenter: parent.verticalCenter
                 font.family: Typeface.rounded
                 font.pixelSize: 13
@@ -91,13 +91,17 @@ Item {
             Pressable {
                 id: remove
 
+                // Around the bin, to be hit more easily.
+                readonly property real margin: (width - bin.width) / 2
+
                 //: The button with the dustbin, spoken only.
                 Accessible.name: qsTr("Delete role")
                 anchors.right: parent.right
-                anchors.verticalCenter: parent.verticalCenter
-                implicitHeight: bin.implicitHeight
-                implicitWidth: bin.implicitWidth
+                anchors.rightMargin: -margin
+                height: 24
                 opacity: pressed ? 0.6 : 1
+                width: 24
+                y: (parent.height - height) / 2
 
                 onClicked: card.config.removeRole(card.role)
 
@@ -107,9 +111,11 @@ Item {
                     color: Theme.live
                     fontSize: 13
                     name: "trash.fill"
+                    x: remove.margin
+                    y: (parent.height - height) / 2
                 }
                 FocusRing {
-                    visible: remove.showsFocus
+                    visible: remove.activeFocus
                 }
             }
         }
@@ -125,6 +131,7 @@ Item {
             width: parent.width
             y: title.height + rows.spacing
 
+            onFocusLost: card.focusBin()
             onToggled: channel => card.config.toggleTalk(card.role, channel)
         }
         PatchRow {
@@ -139,6 +146,7 @@ Item {
             width: parent.width
             y: talks.y + talks.implicitHeight + rows.spacing
 
+            onFocusLost: card.focusBin()
             onToggled: channel => card.config.toggleListen(card.role, channel)
         }
     }

@@ -8,6 +8,8 @@ Item {
 
     property real cardHeight: 0
     required property ShowConfig config
+    // Where the card stood that had the keyboard's focus and has gone; -1 for none.
+    property int focusGap: -1
     property bool isMoving: false
     // What is near, in the coordinates that `start` is in.
     property band near
@@ -17,7 +19,7 @@ Item {
     // Where the first card stands.
     property real start: 0
 
-    // The card that had the keyboard's focus has gone, and there is none below it.
+    // The card that had the keyboard's focus has gone, and there is no other.
     signal focusLost
     // The cards have another place or height, and none of them has come or gone for that yet.
     signal moved
@@ -29,6 +31,17 @@ Item {
     function move() {
         isMoving = true;
         frame.ask();
+    }
+    // The focus of a card that has gone is the next one's, or else that of the one before.
+    function passFocus() {
+        if (focusGap < 0)
+            return;
+        const heir = (slots.itemAt(focusGap) ?? slots.itemAt(focusGap - 1)) as RoleCardSlot;
+        focusGap = -1;
+        if (heir)
+            heir.takeFocus();
+        else
+            focusLost();
     }
     function resize(height) {
         if (height === cardHeight)
@@ -78,16 +91,13 @@ Item {
         }
         model: RoleCards {
             config: list.config
+
+            onSynchronized: list.passFocus()
         }
 
         onItemRemoved: (index, item) => {
-            if (!item.activeFocus)
-                return;
-            const heir = slots.itemAt(index) as RoleCardSlot;
-            if (heir)
-                heir.takeFocus();
-            else
-                list.focusLost();
+            if (item.activeFocus)
+                list.focusGap = index;
         }
     }
 }

@@ -55,11 +55,11 @@ Loader {
         //: Stands for the list of a role's channels while it has none, spoken only.
         return channels || qsTr("no channel");
     }
-    // Gives the keyboard's focus to the role's name.
+    // Gives the keyboard's focus to the button that deletes the role: what is typed does nothing there.
     function takeFocus() {
         forceActiveFocus(Qt.TabFocusReason);
         look();
-        (item as RoleCard)?.focusName();
+        (item as RoleCard)?.focusBin();
     }
 
     Accessible.description: {

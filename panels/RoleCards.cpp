@@ -33,6 +33,7 @@ void RoleCards::takeRoles()
         }
     }
     sync(wanted);
+    Q_EMIT synchronized();
 }
 
 void RoleCards::tellChannels()

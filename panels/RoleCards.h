@@ -44,6 +44,8 @@ public:
 
 Q_SIGNALS:
     void configChanged();
+    /// All that was to come, go or move for an edit has.
+    void synchronized();
 
 private:
     void takeRoles();

@@ -8,6 +8,8 @@ Item {
     id: panel
 
     required property ShowConfig config
+    // What has the keyboard's focus stays in sight when it changes its place, until the user scrolls.
+    property bool followsFocus: false
     required property bool serverIsRunning
 
     // Stores a port that is being typed.
@@ -39,13 +41,13 @@ Item {
         else if (bottom > view.contentY + view.height)
             scroll.to(bottom - view.height);
     }
-    // Brings the item that has the keyboard's focus into sight, unless a pointer is on it: what
-    // moves away from under a pointer is not pressed.
+    // Brings the item that has the keyboard's focus into sight.
     function showFocus() {
         const item = Window.activeFocusItem;
-        if (!holds(item) || (item as Pressable)?.pressed)
+        if (!holds(item))
             return;
         show(item.mapToItem(column, 0, 0).y, item.height);
+        followsFocus = true;
     }
 
     Keys.onPressed: event => {
@@ -138,6 +140,11 @@ Item {
             width: parent.width - 40
             x: 20
             y: 20
+
+            onPositioningComplete: {
+                if (panel.followsFocus)
+                    panel.showFocus();
+            }
 
             // Made anew each time: only what comes into being is told to a screen reader.
             Loader {
@@ -288,19 +295,23 @@ Item {
                         onMoved: panel.follow()
                     }
                     Item {
+                        id: addPlace
+
+                        readonly property real drawn: Math.max(addSign.height, addLabel.height)
+
                         anchors.horizontalCenter: parent.horizontalCenter
-                        implicitHeight: addRole.height + 4
+                        implicitHeight: drawn + 4
                         implicitWidth: addRole.width
 
                         Pressable {
                             id: addRole
 
                             Accessible.name: addLabel.text
-                            height: Math.max(addSign.height, addLabel.height)
+                            height: 24
                             objectName: "addRole"
                             opacity: pressed ? 0.6 : 1
                             width: addLabel.x + addLabel.width
-                            y: 4
+                            y: 4 + (addPlace.drawn - height) / 2
 
                             onClicked: panel.config.addRole()
 
@@ -323,7 +334,7 @@ Item {
                                 x: addSign.width + 6
                             }
                             FocusRing {
-                                visible: addRole.showsFocus
+                                visible: addRole.activeFocus
                             }
                         }
                     }
@@ -370,8 +381,12 @@ Item {
         id: scroll
 
         anchors.fill: parent
+        barMargin: 5 // the window's edge
         flickable: view
 
-        onScrolled: roleCards.settle()
+        onScrolled: {
+            panel.followsFocus = false;
+            roleCards.settle();
+        }
     }
 }

@@ -123,7 +123,7 @@ QRectF inkIn(const QQuickItem& root, const QQuickItem& text)
 const QQuickItem* buttonAround(const QQuickItem& text)
 {
     for (const QQuickItem* item = text.parentItem(); item != nullptr; item = item->parentItem()) {
-        if (item->property("showsFocus").isValid()) {
+        if (item->inherits("wingbell::PressArea")) {
             return item;
         }
     }

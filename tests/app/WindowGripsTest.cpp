@@ -35,6 +35,7 @@ private Q_SLOTS:
     void aClickOnAnEdgeAsksForNothing();
     void aResizeIsAskedForOnce();
     void everyPressCanResizeAnew();
+    void theButtonsTargetsMeetAndStandClearOfTheEdge();
 
 private:
     void show(const QString& name);
@@ -142,6 +143,26 @@ void WindowGripsTest::everyPressCanResizeAnew()
         release(rightEdge + QPoint(0, 10));
         QCOMPARE(drags->count(), times);
     }
+}
+
+// They are drawn 16 wide and 6 apart, 9 below the edge: as much as can be hit is 24 each way.
+void WindowGripsTest::theButtonsTargetsMeetAndStandClearOfTheEdge()
+{
+    show(u"WindowButtons"_qs);
+    QQuickItem& row = *m_view->rootObject();
+    QList<QRectF> targets;
+    QList<double> drawn;
+    for (const QQuickItem* button : row.childItems()) {
+        const QRectF whole(QPointF(), button->size());
+        targets.append(button->mapRectToItem(&row, whole));
+        const QQuickItem& plate = *button->childItems().constFirst();
+        QCOMPARE(plate.size(), QSizeF(16.0, 16.0));
+        drawn.append(button->mapToItem(&row, plate.position()).x());
+        QVERIFY(button->contains(whole.center() + QPointF(11.9, 11.9)));
+        QCOMPARE(button->mapToItem(&row, plate.position()).y(), 4.0);
+    }
+    QCOMPARE(targets, (QList<QRectF>{{0, 0, 24, 24}, {24, 0, 24, 24}, {48, 0, 24, 24}}));
+    QCOMPARE(drawn, (QList<double>{6.0, 28.0, 50.0}));
 }
 
 QTEST_MAIN(WindowGripsTest)

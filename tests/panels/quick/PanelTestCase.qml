@@ -9,6 +9,8 @@ TestCase {
 
     property var desk: null
     property var opened: []
+    // When the last key or button of `pressKey`, `holdKey` and `pressAt` went down, in milliseconds.
+    property real pressedAt: 0
 
     // Every item below `root` that is of the type, in the order in which they are drawn.
     function all(root, type) {
@@ -38,6 +40,31 @@ TestCase {
         tryVerify(() => desk.serverCount() === 0);
         desk.destroy();
         desk = null;
+    }
+    // A key press in the item's window, `later` milliseconds after the one before.
+    function pressKey(item, key, text, later) {
+        pressedAt += later ?? 1000;
+        desk.sendKey(item, true, key, text ?? "", pressedAt);
+        desk.sendKey(item, false, key, text ?? "", pressedAt + 30);
+    }
+    // A key that is held in the item's window until it has been repeated five times: each repeat is
+    // a release and a press of one time, as X11 has it.
+    function holdKey(item, key, text) {
+        pressedAt += 1000;
+        desk.sendKey(item, true, key, text ?? "", pressedAt);
+        for (let times = 1; times <= 5; ++times) {
+            const time = pressedAt + 600 + times * 40;
+            desk.sendKey(item, false, key, text ?? "", time);
+            desk.sendKey(item, true, key, text ?? "", time);
+        }
+        pressedAt += 1000;
+        desk.sendKey(item, false, key, text ?? "", pressedAt);
+    }
+    // A press by the left button there in the item, `later` milliseconds after the one before.
+    function pressAt(item, place, later) {
+        pressedAt += later ?? 1000;
+        desk.sendButton(item, true, place, pressedAt);
+        desk.sendButton(item, false, place, pressedAt + 30);
     }
     // Presses an item of a wrapping row, which stands in its place only once that is laid out.
     function clickChip(chip) {

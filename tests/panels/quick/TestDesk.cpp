@@ -9,6 +9,10 @@
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QQuickWindow>
+#include <QtTest>
 
 #include <csignal>
 #include <sys/types.h>
@@ -151,6 +155,32 @@ void TestDesk::killServers()
 QStringList TestDesk::sleepCalls() const
 {
     return m_sleep->calls;
+}
+
+void TestDesk::sendKey(QQuickItem* item, bool isDown, int key, const QString& text, double time)
+{
+    const QEvent::Type type = isDown ? QEvent::KeyPress : QEvent::KeyRelease;
+    QKeyEvent event(type, key, Qt::NoModifier, text);
+    event.setTimestamp(static_cast<quint64>(time));
+    QCoreApplication::sendEvent(item->window(), &event);
+}
+
+void TestDesk::sendButton(QQuickItem* item, bool isDown, const QPointF& place, double time)
+{
+    const QPointF position = item->mapToScene(place);
+    QMouseEvent event(
+        isDown ? QEvent::MouseButtonPress : QEvent::MouseButtonRelease, position,
+        item->window()->mapToGlobal(position), Qt::LeftButton,
+        isDown ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+    event.setTimestamp(static_cast<quint64>(time));
+    QCoreApplication::sendEvent(item->window(), &event);
+}
+
+int TestDesk::pointerShape(QQuickItem* item)
+{
+    const QPointF place = item->mapToScene(QPointF(item->width() / 2.0, item->height() / 2.0));
+    QTest::mouseMove(item->window(), place.toPoint());
+    return item->window()->cursor().shape();
 }
 
 QString TestDesk::clipboard()

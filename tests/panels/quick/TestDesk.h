@@ -8,6 +8,7 @@
 #include <QObject>
 #include <QPointF>
 #include <QQmlEngine>
+#include <QQuickItem>
 #include <QSizeF>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -74,6 +75,15 @@ public:
 
     /// The web addresses that the desktop was asked to open, in their order. None is opened.
     [[nodiscard]] Q_INVOKABLE QStringList openedAddresses() const { return m_openedAddresses; }
+    /// Lets a key go down or up in the item's window at that time, in milliseconds, as the window
+    /// system says it: without a word whether the key is held.
+    Q_INVOKABLE static void
+    sendKey(QQuickItem* item, bool isDown, int key, const QString& text, double time);
+    /// The same of the left button at that place of the item.
+    Q_INVOKABLE static void
+    sendButton(QQuickItem* item, bool isDown, const QPointF& place, double time);
+    /// The pointer's shape over the item.
+    [[nodiscard]] Q_INVOKABLE static int pointerShape(QQuickItem* item);
 
     [[nodiscard]] Q_INVOKABLE static QString clipboard();
     Q_INVOKABLE static void clearClipboard();

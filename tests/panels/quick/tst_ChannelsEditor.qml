@@ -76,7 +76,30 @@ Item {
             compare(channels(), "Main,Tech,Pit");
             verify(desk.config.hasUnsavedChanges);
             compare(field(item).text, "");
+            verify(field(item).activeFocus);
             compare(chips(item).map(chip => chip.text), ["Main", "Tech", "Pit"]);
+        }
+        function test_addPutsTheFocusBackInTheField_data() {
+            return [{
+                    "tag": "button",
+                    "press": item => mouseClick(add(item))
+                }, {
+                    "tag": "key",
+                    "press": item => {
+                        add(item).forceActiveFocus(Qt.TabFocusReason);
+                        keyClick(Qt.Key_Space);
+                    }
+                }];
+        }
+        function test_addPutsTheFocusBackInTheField(data) {
+            const item = editor({
+                    "newChannelName": "Pit"
+                });
+            data.press(item);
+            compare(channels(), "Main,Tech,Pit");
+            verify(field(item).activeFocus);
+            typeText("Fly");
+            compare(field(item).text, "Fly");
         }
         function test_aReloadBringsItsChannels() {
             const item = editor();

@@ -191,29 +191,199 @@ Item {
             mouseRelease(stage, pointer.x + 1, pointer.y);
             compare(desk.roleCount(), 3);
         }
-        function test_aPressDoesNotShowTheFocus() {
+        function test_aPressByPointerLeavesTheFocus() {
             const item = panel();
             const view = findChild(item, "setupView");
-            const button = findChild(item, "save");
+            const port = findChild(item, "port");
+            port.forceActiveFocus(Qt.TabFocusReason);
             view.contentY = view.contentHeight - view.height;
-            mouseClick(button);
-            verify(button.activeFocus);
-            verify(!showsFocus(button));
+            for (const button of [findChild(item, "save"), findChild(item, "reload"), findChild(item, "addRole")]) {
+                mouseClick(button);
+                compare(stage.focused, port);
+            }
+            const bins = all(item, Pressable).filter(control => control.Accessible.name === "Delete role");
+            mouseClick(bins[bins.length - 1]);
+            compare(desk.roleCount(), 2);
+            compare(stage.focused, port);
+            view.contentY = 100;
+            clickChip(chip(item, "Main"));
+            compare(desk.config.channels.join(), "Tech");
+            compare(stage.focused, port);
         }
         function test_keysPressWhatHasTheFocus() {
             const item = panel();
             const add = findChild(item, "addRole");
             add.forceActiveFocus(Qt.TabFocusReason);
             for (const key of [Qt.Key_Space, Qt.Key_Return, Qt.Key_Enter])
-                keyClick(key);
+                pressKey(item, key);
             compare(desk.roleCount(), 5);
             const chip = all(all(item, RoleCard)[0], Chip)[1];
             chip.forceActiveFocus(Qt.TabFocusReason);
-            keyClick(Qt.Key_Space);
+            pressKey(item, Qt.Key_Space);
             compare(desk.role(0).talk.join(), "Tech");
             verify(chip.activeFocus);
-            keyClick(Qt.Key_Space);
-            compare(desk.role(0).talk.join(), "");
+            // Twice quickly on the same chip is twice.
+            pressKey(item, Qt.Key_Space);
+            pressKey(item, Qt.Key_Space, "", 100);
+            compare(desk.role(0).talk.join(), "Tech");
+        }
+        function chip(item, name) {
+            return labelled(findChild(item, "channelsEditor"), Chip, name);
+        }
+        // How far the item is from the top of all that the panel can show.
+        function placeOf(item, control) {
+            return control.mapToItem(findChild(item, "setupView").contentItem, 0, 0).y;
+        }
+        // Whether the item stands in what the panel shows of itself.
+        function isInSight(item, control) {
+            const view = findChild(item, "setupView");
+            const top = control.mapToItem(view, 0, 0).y;
+            return top >= 0 && top + control.height <= view.height;
+        }
+        function test_aHeldKeyIsOnePress_data() {
+            const keys = [Qt.Key_Space, Qt.Key_Return, Qt.Key_Enter];
+            return keys.map(key => ({
+                        "tag": `key ${key}`,
+                        "key": key,
+                        "text": key === Qt.Key_Space ? " " : "\r"
+                    }));
+        }
+        function test_aHeldKeyIsOnePress(data) {
+            const item = panel();
+            desk.setRoles(["A", "B", "C"]);
+            desk.config.channels = ["Main", "Tech", "Pit"];
+            findChild(item, "addRole").forceActiveFocus(Qt.TabFocusReason);
+            holdKey(item, data.key, data.text);
+            compare(desk.roleCount(), 4);
+            const lamp = all(all(item, RoleCard)[0], Chip)[0];
+            lamp.forceActiveFocus(Qt.TabFocusReason);
+            holdKey(item, data.key, data.text);
+            compare(desk.role(0).talk.join(), "Main");
+            // What gets the focus of what goes does not get the rest of the key.
+            chip(item, "Main").forceActiveFocus(Qt.TabFocusReason);
+            holdKey(item, data.key, data.text);
+            compare(desk.config.channels.join(), "Tech,Pit");
+            verify(chip(item, "Tech").activeFocus);
+            all(all(item, RoleCard)[0], Pressable)[0].forceActiveFocus(Qt.TabFocusReason);
+            holdKey(item, data.key, data.text);
+            compare(desk.roleCount(), 3);
+            const field = all(findChild(item, "channelsEditor"), DeskField)[0];
+            field.text = "Fly";
+            labelled(item, DeskButton, "Add").forceActiveFocus(Qt.TabFocusReason);
+            holdKey(item, data.key, data.text);
+            compare(desk.config.channels.join(), "Tech,Pit,Fly");
+            compare(field.text, "");
+            verify(field.activeFocus);
+        }
+        function test_aHeldKeyGoesOnWhereItBegan() {
+            const item = panel();
+            const field = firstField(item);
+            field.forceActiveFocus(Qt.TabFocusReason);
+            field.selectAll();
+            holdKey(item, Qt.Key_A, "a");
+            holdKey(item, Qt.Key_Space, " ");
+            compare(field.text, "aaaaaa      ");
+            holdKey(item, Qt.Key_Backspace, "\b");
+            compare(field.text, "aaaaaa");
+            // Tab goes on as long as it is held.
+            holdKey(item, Qt.Key_Tab, "\t");
+            compare(stage.focused.Accessible.name, "Delete role");
+            compare(desk.config.show, "aaaaaa");
+        }
+        function test_aSecondQuickKeyDoesNothingToWhatGotTheFocus() {
+            const item = panel();
+            desk.setRoles(["A", "B", "C"]);
+            desk.config.channels = ["Main", "Tech"];
+            chip(item, "Main").forceActiveFocus(Qt.TabFocusReason);
+            pressKey(item, Qt.Key_Space, " ");
+            pressKey(item, Qt.Key_Space, " ", 100);
+            pressKey(item, Qt.Key_Space, " ", 100);
+            compare(desk.config.channels.join(), "Tech");
+            verify(chip(item, "Tech").activeFocus);
+            // One that is no second one does.
+            pressKey(item, Qt.Key_Space, " ");
+            compare(desk.config.channels.join(), "");
+            const field = all(findChild(item, "channelsEditor"), DeskField)[0];
+            verify(field.activeFocus);
+            pressKey(item, Qt.Key_Space, " ", 100);
+            compare(field.text, "");
+            all(all(item, RoleCard)[1], Pressable)[0].forceActiveFocus(Qt.TabFocusReason);
+            pressKey(item, Qt.Key_Return, "\r");
+            pressKey(item, Qt.Key_Space, " ", 100);
+            compare(desk.roleCount(), 2);
+            field.text = "Fly";
+            labelled(item, DeskButton, "Add").forceActiveFocus(Qt.TabFocusReason);
+            pressKey(item, Qt.Key_Space, " ");
+            pressKey(item, Qt.Key_Space, " ", 100);
+            compare(field.text, "");
+        }
+        function test_aBlankInTypedTextPressesNothing() {
+            const item = panel();
+            all(all(item, RoleCard)[0], Pressable)[0].forceActiveFocus(Qt.TabFocusReason);
+            for (const letter of ["F", "l", "y", " ", "1"])
+                pressKey(item, letter === " " ? Qt.Key_Space : Qt.Key_A, letter, 100);
+            compare(desk.roleCount(), 2);
+            pressKey(item, Qt.Key_Space, " ");
+            compare(desk.roleCount(), 1);
+        }
+        function test_theFocusStaysInSightOfWhatItAdds() {
+            const item = panel();
+            const add = findChild(item, "addRole");
+            add.forceActiveFocus(Qt.TabFocusReason);
+            for (let times = 0; times < 3; ++times) {
+                const before = placeOf(item, add);
+                pressKey(item, Qt.Key_Return);
+                tryVerify(() => placeOf(item, add) > before);
+                tryVerify(() => isInSight(item, add));
+                verify(add.activeFocus);
+            }
+        }
+        function test_theSecondPressOfADoubleClickReachesNothingElse() {
+            const item = panel();
+            desk.config.channels = ["Main", "Tech", "Pit"];
+            const editor = findChild(item, "channelsEditor");
+            const place = chip(item, "Main").mapToItem(stage, 8, 8);
+            pressAt(stage, place);
+            compare(desk.config.channels.join(), "Tech,Pit");
+            pressAt(stage, place, 100);
+            compare(desk.config.channels.join(), "Tech,Pit");
+            // A press of its own does, and so does a quick one at another place.
+            pressAt(stage, place);
+            compare(desk.config.channels.join(), "Pit");
+            const field = all(editor, DeskField)[0];
+            laidOut(field.parent.parent);
+            pressAt(stage, field.mapToItem(stage, 8, 8), 100);
+            verify(field.activeFocus);
+        }
+        function test_aDoubleClickOnAddRoleDoesNotEditTheNewOne() {
+            const item = panel();
+            const add = findChild(item, "addRole");
+            const view = findChild(item, "setupView");
+            view.contentY = view.contentHeight - view.height;
+            const place = add.mapToItem(stage, add.width / 2, add.height - 2);
+            pressAt(stage, place);
+            compare(desk.roleCount(), 3);
+            waitForRendering(item);
+            pressAt(stage, place, 100);
+            compare(desk.roleCount(), 3);
+            compare(all(item, DeskField).filter(field => field.activeFocus).length, 0);
+        }
+        function test_thePointerIsTheDesktopsOnWhatIsPressed() {
+            const item = panel();
+            for (const control of rounds(firstField(item), Qt.Key_Tab).filter(control => control instanceof Pressable)) {
+                control.forceActiveFocus(Qt.TabFocusReason);
+                compare(desk.pointerShape(control), Qt.ArrowCursor, control.Accessible.name);
+            }
+        }
+        function test_whatIsPressedIsLargeEnough() {
+            const item = panel();
+            desk.config.channels = ["i", "Tech"];
+            for (const control of rounds(firstField(item), Qt.Key_Tab)) {
+                const x = control.width / 2;
+                const y = control.height / 2;
+                for (const place of [Qt.point(x - 11.9, y), Qt.point(x + 11.9, y), Qt.point(x, y - 11.9), Qt.point(x, y + 11.9)])
+                    verify(control.contains(place), `${control.Accessible.name} at ${place}`);
+            }
         }
 
         name: "Keyboard"

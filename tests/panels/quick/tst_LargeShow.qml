@@ -260,30 +260,64 @@ Item {
             keyClick(Qt.Key_Backtab, Qt.ShiftModifier);
             compare(stage.focused.Accessible.name, "Channel 30");
         }
+        function binOf(item, position) {
+            return all(cardAt(item, position), Pressable)[0];
+        }
         function test_theFocusOfADeletedRoleGoesOn() {
-            const item = panel(3, 2);
-            const bin = all(cardAt(item, 1), Pressable)[0];
-            compare(bin.Accessible.name, "Delete role");
-            bin.forceActiveFocus(Qt.TabFocusReason);
-            keyClick(Qt.Key_Space);
-            compare(desk.roleCount(), 2);
-            verify(nameOf(cardAt(item, 1)).activeFocus);
+            const item = panel(4, 2);
+            compare(binOf(item, 1).Accessible.name, "Delete role");
+            binOf(item, 1).forceActiveFocus(Qt.TabFocusReason);
+            pressKey(item, Qt.Key_Space);
+            compare(desk.roleCount(), 3);
+            verify(binOf(item, 1).activeFocus);
             compare(nameOf(cardAt(item, 1)).text, "Role 3");
-            all(cardAt(item, 1), Pressable)[0].forceActiveFocus(Qt.TabFocusReason);
-            keyClick(Qt.Key_Space);
+            // The last one's goes to the one before, and that of the only one to the button that adds.
+            binOf(item, 2).forceActiveFocus(Qt.TabFocusReason);
+            pressKey(item, Qt.Key_Space);
+            verify(binOf(item, 1).activeFocus);
+            pressKey(item, Qt.Key_Space);
+            verify(binOf(item, 0).activeFocus);
+            pressKey(item, Qt.Key_Space);
+            compare(desk.roleCount(), 0);
             verify(findChild(item, "addRole").activeFocus);
+        }
+        function test_aRoleDeletedByPointerLeavesNoCaret() {
+            const item = panel(3, 2);
+            mouseClick(binOf(item, 0));
+            typeText("q");
+            compare([desk.role(0).name, desk.role(1).name], ["Role 2", "Role 3"]);
+            // Nor does one whose own name was being typed.
+            mouseClick(nameOf(cardAt(item, 0)));
+            mouseClick(binOf(item, 0));
+            verify(binOf(item, 0).activeFocus);
+            typeText("q");
+            compare(desk.role(0).name, "Role 3");
+        }
+        function test_aReloadLeavesTheFocusAmongTheRoles() {
+            const item = panel(9, 2);
+            desk.config.save();
+            see(item, 7);
+            nameOf(cardAt(item, 7)).forceActiveFocus(Qt.TabFocusReason);
+            desk.config.load();
+            verify(binOf(item, 7).activeFocus);
         }
         function test_theFocusOfARemovedChannelGoesOn() {
             const item = panel(1, 3);
             const editor = findChild(item, "channelsEditor");
             labelled(editor, Chip, "Channel 2").forceActiveFocus(Qt.TabFocusReason);
-            keyClick(Qt.Key_Space);
+            pressKey(item, Qt.Key_Space);
             verify(labelled(editor, Chip, "Channel 3").activeFocus);
-            keyClick(Qt.Key_Space);
+            // By pointer, too.
+            clickChip(labelled(editor, Chip, "Channel 3"));
             verify(labelled(editor, Chip, "Channel 1").activeFocus);
-            keyClick(Qt.Key_Space);
+            pressKey(item, Qt.Key_Space);
             compare(desk.config.channels.join(), "");
             compare(stage.focused.Accessible.name, "New channel name");
+            // The role's own last chip hands its focus on within the card.
+            desk.config.channels = ["Main"];
+            all(cardAt(item, 0), Chip)[0].forceActiveFocus(Qt.TabFocusReason);
+            desk.config.removeChannel("Main");
+            verify(binOf(item, 0).activeFocus);
         }
 
         name: "LargeShow"

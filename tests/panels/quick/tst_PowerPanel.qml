@@ -156,10 +156,10 @@ Item {
             desk.serverIs("graceful");
             const rocker = findChild(panel(), "rocker");
             rocker.forceActiveFocus(Qt.TabFocusReason);
-            keyClick(data.key);
+            pressKey(rocker, data.key);
             tryVerify(() => desk.server.isRunning);
             // The switch could not be used for a moment, and has kept the focus all the same.
-            keyClick(data.key);
+            pressKey(rocker, data.key);
             tryVerify(() => !desk.server.isRunning);
             compare(desk.server.logLines.slice(-2).join(" "), "\u25A0 Stopping\u2026 \u25A0 Server stopped.");
         }
@@ -198,14 +198,69 @@ Item {
             compare(desk.savedShow(), "");
             verify(desk.config.hasUnsavedChanges);
         }
-        function test_anOperatorOfTheMouseSeesNoFocusRing() {
+        function test_aPressByPointerTakesNoFocus() {
             desk.serverIs("graceful");
-            const rocker = findChild(panel(), "rocker");
+            const item = panel();
+            const rocker = findChild(item, "rocker");
             mouseClick(rocker);
             tryVerify(() => desk.server.isRunning);
-            // The focus that came back with the end of the start is still that of the press.
-            verify(rocker.activeFocus);
-            verify(!all(rocker, FocusRing)[0].visible);
+            verify(!rocker.activeFocus);
+            mouseClick(labelled(item, Text, "Reveal in Finder").parent, 2, 2);
+            verify(!labelled(item, Text, "Reveal in Finder").parent.activeFocus);
+        }
+        function test_aPressRightAfterAnotherDoesNothing_data() {
+            return [{
+                    "tag": "button",
+                    "press": (rocker, later) => pressAt(rocker, Qt.point(20, 20), later)
+                }, {
+                    "tag": "key",
+                    "press": (rocker, later) => pressKey(rocker, Qt.Key_Space, " ", later)
+                }];
+        }
+        function test_aPressRightAfterAnotherDoesNothing(data) {
+            desk.serverIs("graceful");
+            const rocker = findChild(panel(), "rocker");
+            rocker.forceActiveFocus(Qt.TabFocusReason);
+            data.press(rocker);
+            tryVerify(() => desk.server.isRunning);
+            data.press(rocker, 200);
+            data.press(rocker, 200);
+            compare(desk.server.logLines.filter(line => line.includes("Stopping")).length, 0);
+            data.press(rocker);
+            tryVerify(() => !desk.server.isRunning);
+            data.press(rocker, 200);
+            compare(desk.serverCount(), 0);
+        }
+        function test_aHeldKeyIsOnePress() {
+            desk.serverIs("graceful");
+            const rocker = findChild(panel(), "rocker");
+            rocker.forceActiveFocus(Qt.TabFocusReason);
+            holdKey(rocker, Qt.Key_Space, " ");
+            tryVerify(() => desk.server.isRunning);
+            holdKey(rocker, Qt.Key_Space, " ");
+            tryVerify(() => !desk.server.isRunning);
+            compare(desk.server.logLines.filter(line => line.includes("Stopping")).length, 1);
+            compare(desk.serverCount(), 0);
+        }
+        function test_aPressOnWhatTurnsRoundDoesNothing() {
+            desk.serverIs("graceful");
+            const item = panel();
+            const rocker = findChild(item, "rocker");
+            mouseClick(rocker);
+            tryVerify(() => desk.server.isRunning);
+            mousePress(rocker);
+            desk.killServers();
+            tryVerify(() => !desk.server.isRunning);
+            mouseMove(rocker, 30, 30, -1, Qt.LeftButton);
+            verify(!rocker.pressed);
+            const log = desk.server.logLines.join();
+            mouseRelease(rocker);
+            compare(desk.serverCount(), 0);
+            compare(desk.server.logLines.join(), log);
+            panelLooks(item, "STOPPED");
+            // The next press counts again.
+            mouseClick(rocker);
+            tryVerify(() => desk.server.isRunning);
         }
         function test_boltsStandSixFromTheEdges() {
             const item = panel();

@@ -472,6 +472,22 @@ Item {
             }
             verify(view.contentY > 100);
         }
+        function test_theWholeBarStandsClearOfTheWindowsEdge() {
+            const item = panel({
+                    "height": 333
+                });
+            const view = findChild(item, "setupView");
+            const bar = findChild(item, "scrollBar");
+            const handle = bar.children[0];
+            const windowEdge = 5;
+            const left = handle.mapToItem(item, -2, 0).x;
+            compare(left + 10, item.width - windowEdge);
+            for (let x = left + 0.5; x < item.width; ++x) {
+                view.contentY = 0;
+                mouseClick(item, x, 300);
+                verify(view.contentY > 100, x);
+            }
+        }
         function test_theWheelScrollsWithinTheShow() {
             const item = panel({
                     "height": 300

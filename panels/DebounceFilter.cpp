@@ -1,0 +1,157 @@
+#include "panels/DebounceFilter.h"
+
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QPointerEvent>
+#include <QQuickWindow>
+#include <QStyleHints>
+
+#include <utility>
+
+namespace wingbell {
+
+namespace {
+
+/// Physical keys are told apart by their codes, which made up events lack.
+quint32 codeOf(const QKeyEvent& event)
+{
+    return event.nativeScanCode() != 0 ? event.nativeScanCode() : quint32(event.key());
+}
+
+bool presses(const QKeyEvent& event)
+{
+    return event.key() == Qt::Key_Space || event.key() == Qt::Key_Return ||
+           event.key() == Qt::Key_Enter;
+}
+
+bool movesFocus(const QKeyEvent& event)
+{
+    return event.key() == Qt::Key_Tab || event.key() == Qt::Key_Backtab;
+}
+
+bool takesText(const QQuickItem* item)
+{
+    return item != nullptr && item->flags().testFlag(QQuickItem::ItemAcceptsInputMethod);
+}
+
+} // namespace
+
+bool isDoubleClick(quint64 first, quint64 second)
+{
+    const int interval = QGuiApplication::styleHints()->mouseDoubleClickInterval();
+    return second - first < quint64(interval); // a time that goes back is a long time
+}
+
+void DebounceFilter::install(QQuickWindow& window)
+{
+    if (window.findChild<DebounceFilter*>(QString(), Qt::FindDirectChildrenOnly) == nullptr) {
+        new DebounceFilter(window);
+    }
+}
+
+DebounceFilter::DebounceFilter(QQuickWindow& window)
+    : QObject(&window)
+    , m_window(window)
+{
+    window.installEventFilter(this);
+}
+
+bool DebounceFilter::eventFilter(QObject* /*watched*/, QEvent* event)
+{
+    if (event->type() == QEvent::KeyPress) {
+        return isKept(static_cast<const QKeyEvent&>(*event));
+    }
+    if (event->type() == QEvent::KeyRelease) {
+        const auto& key = static_cast<const QKeyEvent&>(*event);
+        m_release = {key.timestamp(), codeOf(key)};
+        return false;
+    }
+    switch (event->type()) {
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonDblClick:
+    case QEvent::MouseMove:
+    case QEvent::MouseButtonRelease:
+    case QEvent::TouchBegin:
+    case QEvent::TouchUpdate:
+    case QEvent::TouchEnd:
+        return isKept(static_cast<const QPointerEvent&>(*event));
+    default:
+        return false;
+    }
+}
+
+bool DebounceFilter::isThere(const QQuickItem* item) const
+{
+    return item != nullptr && item->window() == &m_window && item->isVisible() && item->isEnabled();
+}
+
+/// X11 does not always say so, but gives a repeat's press the very time of the release before it.
+bool DebounceFilter::isRepeat(const QKeyEvent& event) const
+{
+    const bool isAtRelease = event.timestamp() != 0 && event.timestamp() == m_release.time;
+    return event.isAutoRepeat() || (isAtRelease && codeOf(event) == m_release.code);
+}
+
+bool DebounceFilter::isKeptFromRepeating(const QKeyEvent& event) const
+{
+    const QQuickItem* const focus = m_window.activeFocusItem();
+    const bool goesOn = focus == m_key.item && (!presses(event) || takesText(focus));
+    return !goesOn && !movesFocus(event);
+}
+
+bool DebounceFilter::isKept(const QKeyEvent& event)
+{
+    if (isRepeat(event)) {
+        return isKeptFromRepeating(event);
+    }
+    QQuickItem* const focus = m_window.activeFocusItem();
+    const bool types = !event.text().isEmpty() && !movesFocus(event) && !presses(event);
+    const Key before =
+        std::exchange(m_key, {focus, event.timestamp(), presses(event), types});
+    if (!presses(event) || !isDoubleClick(before.time, event.timestamp())) {
+        return false;
+    }
+    const bool isTyped = before.types && before.item == focus && !takesText(focus);
+    const bool isElsewhere = (before.presses || before.types) && !isThere(before.item);
+    if (isTyped || isElsewhere) {
+        m_key.item = nullptr;
+        return true;
+    }
+    return false;
+}
+
+bool DebounceFilter::isKept(const QPointerEvent& event)
+{
+    const QEventPoint& point = event.points().first();
+    if (event.isBeginEvent() && event.type() != QEvent::MouseButtonDblClick) {
+        m_isClickKept = hitsAnother(event);
+    }
+    if (!event.isEndEvent()) {
+        return m_isClickKept;
+    }
+    if (std::exchange(m_isClickKept, false)) {
+        return true;
+    }
+    m_click.reset();
+    if (auto* const item = qobject_cast<QQuickItem*>(event.exclusiveGrabber(point))) {
+        m_click = {item, point.globalPosition(), event.timestamp()};
+    }
+    return false;
+}
+
+/// Whether what the click before has reached is no longer under the pointer of this one.
+bool DebounceFilter::hitsAnother(const QPointerEvent& event) const
+{
+    if (!m_click || !isDoubleClick(m_click->time, event.timestamp())) {
+        return false;
+    }
+    const QEventPoint& point = event.points().first();
+    const QPointF distance = point.globalPosition() - m_click->place;
+    if (distance.manhattanLength() > QGuiApplication::styleHints()->mouseDoubleClickDistance()) {
+        return false;
+    }
+    const QQuickItem* const item = m_click->item;
+    return !isThere(item) || !item->contains(item->mapFromScene(point.scenePosition()));
+}
+
+} // namespace wingbell
