@@ -18,7 +18,7 @@ quint32 codeOf(const QKeyEvent& event)
     return event.nativeScanCode() != 0 ? event.nativeScanCode() : quint32(event.key());
 }
 
-bool presses(const QKeyEvent& event)
+bool isPressKey(const QKeyEvent& event)
 {
     return event.key() == Qt::Key_Space || event.key() == Qt::Key_Return ||
            event.key() == Qt::Key_Enter;
@@ -95,7 +95,7 @@ bool DebounceFilter::isRepeat(const QKeyEvent& event) const
 bool DebounceFilter::isKeptFromRepeating(const QKeyEvent& event) const
 {
     const QQuickItem* const focus = m_window.activeFocusItem();
-    const bool goesOn = focus == m_key.item && (!presses(event) || takesText(focus));
+    const bool goesOn = focus == m_key.item && (!isPressKey(event) || takesText(focus));
     return !goesOn && !movesFocus(event);
 }
 
@@ -105,16 +105,17 @@ bool DebounceFilter::isKept(const QKeyEvent& event)
         return isKeptFromRepeating(event);
     }
     QQuickItem* const focus = m_window.activeFocusItem();
-    const bool types = !event.text().isEmpty() && !movesFocus(event) && !presses(event);
-    const Key before =
-        std::exchange(m_key, {focus, event.timestamp(), presses(event), types});
-    if (!presses(event) || !isDoubleClick(before.time, event.timestamp())) {
+    const bool presses = isPressKey(event) && !takesText(focus);
+    const bool types = !event.text().isEmpty() && !movesFocus(event) && !isPressKey(event);
+    const Key before = std::exchange(m_key, {focus, event.timestamp(), presses, types});
+    if (!isPressKey(event) || !isDoubleClick(before.time, event.timestamp())) {
         return false;
     }
     const bool isTyped = before.types && before.item == focus && !takesText(focus);
-    const bool isElsewhere = (before.presses || before.types) && !isThere(before.item);
-    if (isTyped || isElsewhere) {
+    const bool hasGone = before.presses && !isThere(before.item);
+    if (isTyped || hasGone) {
         m_key.item = nullptr;
+        m_key.presses = true; // a third one is no better
         return true;
     }
     return false;

@@ -40,7 +40,7 @@ Item {
         model: flow.chips
 
         onItemRemoved: (index, item) => {
-            if (item.activeFocus)
+            if (item?.activeFocus)
                 flow.passFocus(index);
         }
     }

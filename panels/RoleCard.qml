@@ -72,6 +72,12 @@ Item {
                 anchors.right: remove.left
                 anchors.rightMargin: 8 - remove.margin
                 anchors.verticalCenter: parent.verticalCenter
+                // As high as can be hit of it.
+                containmentMask: Item {
+                    height: 24
+                    width: name.width
+                    y: (name.height - height) / 2
+                }
                 font.family: Typeface.rounded
                 font.pixelSize: 13
                 font.weight: Font.Bold

@@ -96,7 +96,7 @@ Item {
         }
 
         onItemRemoved: (index, item) => {
-            if (item.activeFocus)
+            if (item?.activeFocus)
                 list.focusGap = index;
         }
     }

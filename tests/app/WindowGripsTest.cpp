@@ -38,7 +38,7 @@ private Q_SLOTS:
     void theButtonsTargetsMeetAndStandClearOfTheEdge();
 
 private:
-    void show(const QString& name);
+    void show(const QString& name, const QVariantMap& properties = {});
     /// Asks of the shown item are counted by their signal.
     [[nodiscard]] std::unique_ptr<QSignalSpy> count(const char* signal) const
     {
@@ -51,12 +51,13 @@ private:
     std::unique_ptr<QQuickView> m_view;
 };
 
-void WindowGripsTest::show(const QString& name)
+void WindowGripsTest::show(const QString& name, const QVariantMap& properties)
 {
     m_view = std::make_unique<QQuickView>();
     m_view->engine()->addImportPath(u"qrc:/qt/qml"_qs);
     m_view->setResizeMode(QQuickView::SizeRootObjectToView);
     m_view->resize(400, 100);
+    m_view->setInitialProperties(properties);
     m_view->setSource(QUrl(u"qrc:/qt/qml/Wingbell/App/%1.qml"_qs.arg(name)));
     QVERIFY2(m_view->errors().isEmpty(), "the item loads");
     m_view->show();
@@ -148,7 +149,7 @@ void WindowGripsTest::everyPressCanResizeAnew()
 // They are drawn 16 wide and 6 apart, 9 below the edge: as much as can be hit is 24 each way.
 void WindowGripsTest::theButtonsTargetsMeetAndStandClearOfTheEdge()
 {
-    show(u"WindowButtons"_qs);
+    show(u"WindowButtons"_qs, {{u"maximized"_qs, false}});
     QQuickItem& row = *m_view->rootObject();
     QList<QRectF> targets;
     QList<double> drawn;

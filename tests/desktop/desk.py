@@ -235,6 +235,16 @@ def keys(*names):
     xdotool("key", "--clearmodifiers", *names)
 
 
+def rest():
+    """As long as a person rests between two presses that are no double click."""
+    xdotool("sleep", 0.5)
+
+
+def hold(name, seconds=1.5):
+    """Holds a key for so long that the X server repeats it many times."""
+    xdotool("keydown", name, "sleep", seconds, "keyup", name)
+
+
 def type_text(text):
     xdotool("type", "--clearmodifiers", "--delay", "1", text)
 

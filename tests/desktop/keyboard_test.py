@@ -1,7 +1,7 @@
 """The desk is worked by the keyboard alone, and its fields edit text as fields do."""
 
 import desk
-from desk import keys, saved_show, type_text, wait_until
+from desk import hold, keys, rest, saved_show, type_text, wait_until
 from gi.repository import Atspi
 
 SHOW = {
@@ -89,8 +89,10 @@ def space_and_return_press(window):
     tab_to(window, "Intercom server")
     keys("space")
     wait_until(lambda: window.has("ON AIR"), "the switch to start")
+    rest()
     keys("Return")
     wait_until(lambda: window.has("STOPPED"), "the switch to stop")
+    rest()
     keys("KP_Enter")
     wait_until(lambda: window.has("ON AIR"), "the switch to start again")
     desk.end_servers(window)
@@ -123,16 +125,85 @@ def a_pressed_button_that_goes_leaves_the_keyboard_usable(window):
     step(window, "Tab")
     keys("space")
     wait_until(lambda: not window.find("Main", within=chips), "the channel to go")
-    # The next Tab finds its way from anywhere.
-    keys("Tab")
-    wait_until(window.focused, "something to have the focus")
+    window.wait_for_focus("Tech")
     tab_to(window, "Role name")
     step(window, "Tab")
     keys("Return")
     wait_until(lambda: not window.find("Stage Manager"), "the role to go")
-    keys("Tab")
-    wait_until(window.focused, "something to have the focus")
+    window.wait_for_focus("Delete role")
+    type_text("q w")
     assert [role["name"] for role in window.save()["roles"]] == ["Director"]
+
+
+def a_held_key_is_one_press(window):
+    tab_to(window, "Intercom server")
+    for name, state in (("space", "ON AIR"), ("Return", "STOPPED")):
+        hold(name)
+        wait_until(lambda: window.has(state), f"{state} by {name}")
+    assert len([line for line in window.console() if "Stopping" in line]) == 1, window.console()
+
+    tab_to(window, "Port")
+    assert step(window, "Tab").get_name() == "Main"
+    hold("space")
+    window.wait_for_focus("Tech")
+    tab_to(window, "New channel name")
+    type_text("Pit")
+    assert step(window, "Tab").get_name() == "Add"
+    hold("space")
+    window.wait_for_focus("New channel name")
+    see(window, "New channel name", "")
+    tab_to(window, "Delete role")
+    hold("Return")
+    window.wait_for_focus("Delete role")
+    tab_to(window, "Add Role")
+    hold("Return")
+    window.wait_for_focus("Add Role")
+    show = window.save()
+    assert show["channels"] == ["Tech", "Pit"], show
+    assert [role["name"] for role in show["roles"]] == ["Director", "New Role"], show
+
+    # What is typed goes on, and a menu's entry that is chosen is no key in the field.
+    tab_to(window, "New channel name")
+    hold("a")
+    wait_until(lambda: len(window.text_of("New channel name")) > 5, "the letter again and again")
+    keys("ctrl+a", "Menu")
+    entry(window, "Copy")
+    keys("Down")
+    wait_until(lambda: entry(window, "Cut") in window.focused(), "Cut to be chosen")
+    hold("space")
+    wait_until(lambda: menu_closed(window), "the menu to close")
+    window.wait_for_focus("New channel name")
+    see(window, "New channel name", "")
+
+
+def a_click_leaves_the_focus_and_a_double_click_is_one(window):
+    window.wait_for_input()
+    desk.click(window.find("Show name", Atspi.Role.TEXT))
+    window.wait_for_focus("Show name")
+    x, y = desk.middle_of(window.find("Intercom server"))
+    desk.xdotool("mousemove", x, y, "click", "--repeat", 2, "--delay", 120, 1)
+    wait_until(lambda: window.has("ON AIR"), "the first click to start")
+    keys("space")
+    see(window, "Show name", "Recital ")
+    rest()
+    desk.xdotool("click", "--repeat", 2, "--delay", 120, 1)
+    wait_until(lambda: window.has("STOPPED"), "the next to stop")
+    assert len([line for line in window.console() if "Stopping" in line]) == 1, window.console()
+    x, y = desk.middle_of(window.find("Main", within=window.find("CHANNELS")))
+    desk.xdotool("mousemove", x, y, "click", "--repeat", 2, "--delay", 120, 1)
+    wait_until(lambda: not window.find("Main"), "the channel to go")
+    window.wait_for_focus("Show name")
+    # What was pressed is not what it is let go over.
+    switch = desk.middle_of(window.find("Intercom server"))
+    desk.xdotool("mousemove", *switch, "click", 1)
+    wait_until(lambda: window.has("ON AIR"), "the switch to start")
+    rest()
+    desk.xdotool("mousedown", 1)
+    desk.end_servers(window)
+    wait_until(lambda: window.has("STOPPED"), "the server's end")
+    desk.xdotool("mouseup", 1)
+    assert window.save()["channels"] == ["Tech"], saved_show()
+    assert window.has("STOPPED"), window.console()
 
 
 def return_in_the_channel_field_adds(window):
@@ -320,6 +391,8 @@ desk.run(
     what_gets_the_focus_comes_into_sight,
     space_and_return_press,
     a_pressed_button_that_goes_leaves_the_keyboard_usable,
+    a_held_key_is_one_press,
+    a_click_leaves_the_focus_and_a_double_click_is_one,
     return_in_the_channel_field_adds,
     fields_know_the_usual_editing_keys,
     a_role_is_renamed_in_the_middle_of_its_name,

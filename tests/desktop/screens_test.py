@@ -76,6 +76,7 @@ def the_switch_is_pressed_by_the_pointer(window):
     screen.wait_for_input(window)
     click(window, "Intercom server")
     wait_until(lambda: window.has("ON AIR"), "the click to start the server")
+    desk.rest()
     click(window, "Intercom server")
     wait_until(lambda: window.has("STOPPED"), "the click to stop it")
 

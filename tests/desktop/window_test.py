@@ -182,6 +182,7 @@ def a_press_that_hardly_moves_does_not_move_it(window):
 
 def press_switch(window):
     """One click on the switch, and off again."""
+    desk.rest()
     desk.click(window.find("Intercom server"))
     wait_until(lambda: window.has("ON AIR"), "the click to start the server")
     desk.end_servers(window)
@@ -223,6 +224,21 @@ def every_edge_and_corner_resizes_it(window):
                 assert left + width == 150 + 860, (edge, left, width)
             if vertical < 0:
                 assert top + height == 120 + 800, (edge, top, height)
+
+
+def the_scroll_bar_beside_the_edge_scrolls_by_its_whole_width(window):
+    opened(window)
+    left, top, width, height = place_of(window)
+    save = window.find("Save Show")
+
+    def is_at_end():
+        return desk.has_state(save, desk.Atspi.StateType.SHOWING)
+
+    for inwards in (6, 10, 14):
+        for up, at_end in ((10, True), (height - 400, False)):
+            xdotool("mousemove", left + width - inwards, top + height - up, "click", 1)
+            wait_until(lambda: is_at_end() == at_end, f"a scroll by the bar's point {inwards} inwards")
+    assert place_of(window) == (left, top, width, height)
 
 
 def a_double_click_on_the_header_maximises_and_restores(window):
@@ -336,6 +352,7 @@ desk.run(
     a_press_that_hardly_moves_does_not_move_it,
     the_click_after_a_move_counts,
     every_edge_and_corner_resizes_it,
+    the_scroll_bar_beside_the_edge_scrolls_by_its_whole_width,
     a_double_click_on_the_header_maximises_and_restores,
     a_full_screen_window_restores_by_its_button_and_its_header,
     a_maximised_window_has_no_edges_to_drag,

@@ -268,7 +268,7 @@ Item {
             holdKey(item, data.key, data.text);
             compare(desk.roleCount(), 3);
             const field = all(findChild(item, "channelsEditor"), DeskField)[0];
-            field.text = "Fly";
+            findChild(item, "channelsEditor").newChannelName = "Fly";
             labelled(item, DeskButton, "Add").forceActiveFocus(Qt.TabFocusReason);
             holdKey(item, data.key, data.text);
             compare(desk.config.channels.join(), "Tech,Pit,Fly");
@@ -307,11 +307,11 @@ Item {
             verify(field.activeFocus);
             pressKey(item, Qt.Key_Space, " ", 100);
             compare(field.text, "");
-            all(all(item, RoleCard)[1], Pressable)[0].forceActiveFocus(Qt.TabFocusReason);
+            all(all(item, RoleCard)[0], Pressable)[0].forceActiveFocus(Qt.TabFocusReason);
             pressKey(item, Qt.Key_Return, "\r");
             pressKey(item, Qt.Key_Space, " ", 100);
             compare(desk.roleCount(), 2);
-            field.text = "Fly";
+            findChild(item, "channelsEditor").newChannelName = "Fly";
             labelled(item, DeskButton, "Add").forceActiveFocus(Qt.TabFocusReason);
             pressKey(item, Qt.Key_Space, " ");
             pressKey(item, Qt.Key_Space, " ", 100);
