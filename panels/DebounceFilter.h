@@ -13,14 +13,15 @@ class QQuickWindow;
 
 namespace wingbell {
 
-/// Whether the second of two presses, told by the times of their events, comes so soon that a double
-/// click may be meant.
+/// Whether the second of two presses, told by the times of their events, comes so soon that a
+/// double click may be meant.
 [[nodiscard]] bool isDoubleClick(quint64 first, quint64 second);
 
-/// Debounces what is pressed in a window. A held key is one press: only a text that had the focus at
-/// its beginning, the keys that scroll and those that move the focus are repeated. Where what was
-/// pressed has gone, the second of two quick presses does nothing to what has come in its place. A
-/// blank in typed text is no press of a button. Told by the times of the events, not by clocks.
+/// Debounces what is pressed in a window. A held key is one press: only a text that had the focus
+/// at its beginning, the keys that scroll and those that move the focus are repeated. Where what
+/// was pressed has gone, the second of two quick presses does nothing to what has come in its
+/// place. A blank in typed text is no press of a button. Told by the times of the events, not by
+/// clocks.
 class DebounceFilter : public QObject
 {
     Q_OBJECT

@@ -123,6 +123,8 @@ Item {
             let entries = menuOf(field);
             compare(entries.map(entry => entry.text), ["Cut", "Copy", "Paste", "Select All"]);
             compare(enabledOf(entries), ["Select All"]);
+            // Not the field's, which is below it.
+            compare(desk.pointerShape(entries[3]), Qt.ArrowCursor);
             choose(entries, "Select All");
             compare(field.selectedText, "Main");
             entries = menuOf(field);

@@ -241,12 +241,19 @@ Item {
             return top >= 0 && top + control.height <= view.height;
         }
         function test_aHeldKeyIsOnePress_data() {
-            const keys = [Qt.Key_Space, Qt.Key_Return, Qt.Key_Enter];
-            return keys.map(key => ({
-                        "tag": `key ${key}`,
-                        "key": key,
-                        "text": key === Qt.Key_Space ? " " : "\r"
-                    }));
+            return [{
+                    "tag": "Space",
+                    "key": Qt.Key_Space,
+                    "text": " "
+                }, {
+                    "tag": "Return",
+                    "key": Qt.Key_Return,
+                    "text": "\r"
+                }, {
+                    "tag": "Enter",
+                    "key": Qt.Key_Enter,
+                    "text": "\r"
+                }];
         }
         function test_aHeldKeyIsOnePress(data) {
             const item = panel();
