@@ -12,7 +12,7 @@ namespace wingbell {
 
 namespace {
 
-/// Physical keys are told apart by their codes, which made up events lack.
+/// Physical keys are told apart by their codes, which synthetic events lack.
 quint32 codeOf(const QKeyEvent& event)
 {
     return event.nativeScanCode() != 0 ? event.nativeScanCode() : quint32(event.key());
@@ -59,7 +59,7 @@ DebounceFilter::DebounceFilter(QQuickWindow& window)
 bool DebounceFilter::eventFilter(QObject* /*watched*/, QEvent* event)
 {
     if (event->type() == QEvent::KeyPress) {
-        return isKept(static_cast<const QKeyEvent&>(*event));
+        return shouldDrop(static_cast<const QKeyEvent&>(*event));
     }
     if (event->type() == QEvent::KeyRelease) {
         const auto& key = static_cast<const QKeyEvent&>(*event);
@@ -74,7 +74,7 @@ bool DebounceFilter::eventFilter(QObject* /*watched*/, QEvent* event)
     case QEvent::TouchBegin:
     case QEvent::TouchUpdate:
     case QEvent::TouchEnd:
-        return isKept(static_cast<const QPointerEvent&>(*event));
+        return shouldDrop(static_cast<const QPointerEvent&>(*event));
     default:
         return false;
     }
@@ -92,17 +92,17 @@ bool DebounceFilter::isRepeat(const QKeyEvent& event) const
     return event.isAutoRepeat() || (isAtRelease && codeOf(event) == m_release.code);
 }
 
-bool DebounceFilter::isKeptFromRepeating(const QKeyEvent& event) const
+bool DebounceFilter::shouldDropRepeat(const QKeyEvent& event) const
 {
     const QQuickItem* const focus = m_window.activeFocusItem();
     const bool goesOn = focus == m_key.item && (!isPressKey(event) || takesText(focus));
     return !goesOn && !movesFocus(event);
 }
 
-bool DebounceFilter::isKept(const QKeyEvent& event)
+bool DebounceFilter::shouldDrop(const QKeyEvent& event)
 {
     if (isRepeat(event)) {
-        return isKeptFromRepeating(event);
+        return shouldDropRepeat(event);
     }
     QQuickItem* const focus = m_window.activeFocusItem();
     const bool presses = isPressKey(event) && !takesText(focus);
@@ -121,16 +121,16 @@ bool DebounceFilter::isKept(const QKeyEvent& event)
     return false;
 }
 
-bool DebounceFilter::isKept(const QPointerEvent& event)
+bool DebounceFilter::shouldDrop(const QPointerEvent& event)
 {
     const QEventPoint& point = event.points().first();
     if (event.isBeginEvent() && event.type() != QEvent::MouseButtonDblClick) {
-        m_isClickKept = hitsAnother(event);
+        m_isDroppingClick = hitsAnother(event);
     }
     if (!event.isEndEvent()) {
-        return m_isClickKept;
+        return m_isDroppingClick;
     }
-    if (std::exchange(m_isClickKept, false)) {
+    if (std::exchange(m_isDroppingClick, false)) {
         return true;
     }
     m_click.reset();

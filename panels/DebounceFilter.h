@@ -17,17 +17,16 @@ namespace wingbell {
 /// double click may be meant.
 [[nodiscard]] bool isDoubleClick(quint64 first, quint64 second);
 
-/// Debounces what is pressed in a window. A held key is one press: only a text that had the focus
-/// at its beginning, the keys that scroll and those that move the focus are repeated. Where what
-/// was pressed has gone, the second of two quick presses does nothing to what has come in its
-/// place. A blank in typed text is no press of a button. Told by the times of the events, not by
-/// clocks.
+/// An event filter that debounces the presses in a window, by the times of their events.
+/// A held key is one press: its repeats reach only a text that had the focus when the key went
+/// down, except for the keys that scroll or move the focus. The second of two quick presses does
+/// nothing if what the first one pressed has gone. A blank within typed text presses no button.
 class DebounceFilter : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Sees to it that the window has a filter, which it owns.
+    /// Makes sure that the window has one filter, which it owns.
     static void install(QQuickWindow& window);
 
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -35,7 +34,7 @@ public:
 private:
     struct Key
     {
-        QPointer<QQuickItem> item; ///< that had the focus; none if it was kept from it
+        QPointer<QQuickItem> item; ///< that had the focus; null if the press was dropped
         quint64 time = 0;
         bool presses = false;
         bool types = false;
@@ -56,16 +55,16 @@ private:
 
     [[nodiscard]] bool isThere(const QQuickItem* item) const;
     [[nodiscard]] bool isRepeat(const QKeyEvent& event) const;
-    [[nodiscard]] bool isKeptFromRepeating(const QKeyEvent& event) const;
-    [[nodiscard]] bool isKept(const QKeyEvent& event);
-    [[nodiscard]] bool isKept(const QPointerEvent& event);
+    [[nodiscard]] bool shouldDropRepeat(const QKeyEvent& event) const;
+    [[nodiscard]] bool shouldDrop(const QKeyEvent& event);
+    [[nodiscard]] bool shouldDrop(const QPointerEvent& event);
     [[nodiscard]] bool hitsAnother(const QPointerEvent& event) const;
 
     QQuickWindow& m_window;
     Key m_key;
     Release m_release; ///< of the key that went up last
     std::optional<Click> m_click;
-    bool m_isClickKept = false;
+    bool m_isDroppingClick = false;
 };
 
 } // namespace wingbell
