@@ -61,7 +61,7 @@ void Journal::returned(const QString& role, const QString& address)
 
 void Journal::left(const QString& role, const QString& address, Departure why)
 {
-    const bool hadCome = why != Departure::NeverCame;
+    const bool hadCome = why != Departure::NeverCame && why != Departure::Forged;
     tell(hadCome ? LineCause::Left : LineCause::NeverConnected, [&] {
         return leftSentence(role, address, why);
     });

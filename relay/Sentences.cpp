@@ -202,6 +202,11 @@ QString leftSentence(const QString& role, const QString& address, Departure why)
     case Departure::LinkBroken:
         return QStringLiteral("%1, who was %2, is gone: the connection broke.")
             .arg(address, quoted(role));
+    case Departure::Forged:
+        return QStringLiteral(
+                   "%1 wanted to be %2, but has another certificate than its page announced; "
+                   "it was disconnected.")
+            .arg(address, quoted(role));
     case Departure::NeverCame:
         break;
     }

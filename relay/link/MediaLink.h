@@ -15,7 +15,8 @@ namespace wingbell {
 class MediaLink : public PacketSink
 {
 public:
-    enum class State { Waiting, Connected, Lost };
+    /// Forged: the other end has another certificate than its answer promised.
+    enum class State { Waiting, Connected, Lost, Forged };
 
     /// Gets the offer, complete with all addresses; nothing when there cannot be one.
     using OfferReady = std::function<void(std::optional<QByteArray>)>;
@@ -28,8 +29,8 @@ public:
     using IsPeer = std::function<bool(const QByteArray& certificate)>;
 
     /// Takes the answer to the offer. Only for an answer that was written by ourselves from what
-    /// was read: the media library trusts it. A link whose other end is not `isPeer` is lost: the
-    /// library by itself would talk to whoever answers first.
+    /// was read: the media library trusts it. Nothing is sent or received before the other end is
+    /// proven to be `isPeer`: the library by itself would talk to whoever answers first.
     virtual void takeAnswer(const QByteArray& answer, IsPeer isPeer) = 0;
 
     [[nodiscard]] virtual State state() const = 0;

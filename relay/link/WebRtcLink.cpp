@@ -168,6 +168,8 @@ struct WebRtcLink::Receiving
 {
     std::mutex mutex;
     RtpReceiver receiver; ///< empty once the link is closed
+    /// The library hands on what it can decrypt before anyone has seen the peer's certificate.
+    std::atomic<bool> isPeerProven = false;
 
     void receive(GstBuffer* buffer)
     {
@@ -175,7 +177,7 @@ struct WebRtcLink::Receiving
         if (gst_buffer_map(buffer, &map, GST_MAP_READ) == FALSE) {
             return;
         }
-        if (isVoice({map.data, map.size})) {
+        if (isPeerProven && isVoice({map.data, map.size})) {
             const std::lock_guard lock(mutex);
             if (receiver) {
                 receiver({map.data, map.size});
@@ -355,7 +357,10 @@ void WebRtcLink::lookAtState()
     GstWebRTCPeerConnectionState state = GST_WEBRTC_PEER_CONNECTION_STATE_NEW;
     g_object_get(m_connection.get(), "connection-state", &state, nullptr);
     if (state == GST_WEBRTC_PEER_CONNECTION_STATE_CONNECTED) {
-        m_state = isPeer() ? State::Connected : State::Lost;
+        m_receiving->isPeerProven = isPeer();
+        m_state = m_receiving->isPeerProven ? State::Connected : State::Forged;
+    } else if (m_state == State::Forged) {
+        return; // whatever becomes of it now
     } else if (
         state == GST_WEBRTC_PEER_CONNECTION_STATE_FAILED ||
         state == GST_WEBRTC_PEER_CONNECTION_STATE_CLOSED) {

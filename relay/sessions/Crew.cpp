@@ -299,6 +299,9 @@ void Crew::noticeSound(Member& member, Clock::time_point now)
 
 std::optional<Departure> Crew::departureOf(const Member& member, Clock::time_point now) const
 {
+    if (member.link->state() == MediaLink::State::Forged) {
+        return Departure::Forged;
+    }
     if (!member.hasArrived) {
         if (now - member.began < arrival) {
             return std::nullopt;

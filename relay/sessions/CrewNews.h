@@ -10,6 +10,7 @@ enum class Departure {
     Vanished,   ///< no sign of life
     NeverCame,  ///< got an offer and made nothing of it
     LinkBroken, ///< the sound's way broke and nobody mended it
+    Forged,     ///< came with another certificate than its answer promised
 };
 
 /// Learns who comes and goes, to tell it. Main thread only.

@@ -127,7 +127,8 @@ void SentencesTest::whoComesAndGoesIsToldWithRoleAndAddress()
     QCOMPARE(returnedSentence(role, who), QStringLiteral("10.0.0.7 is back as \"%1 \"Fly\"\"."));
     QCOMPARE(
         leftSentence(role, who, Departure::Left), QStringLiteral("10.0.0.7 left \"%1 \"Fly\"\"."));
-    for (const Departure why : {Departure::Vanished, Departure::LinkBroken, Departure::NeverCame}) {
+    for (const Departure why :
+         {Departure::Vanished, Departure::LinkBroken, Departure::NeverCame, Departure::Forged}) {
         const QString line = leftSentence(role, who, why);
         QVERIFY2(line.startsWith(who) && line.contains(role), qPrintable(line));
     }

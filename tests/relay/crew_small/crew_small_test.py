@@ -17,6 +17,7 @@ from on_air import Crew, Server, own_addresses, show_with  # noqa: E402
 
 CALLER, LISTENER = 0, 1
 TONE = 1000
+FORGED_TONE = 2000
 
 addresses = own_addresses()
 
@@ -59,11 +60,14 @@ def rubbish_is_refused(server, client):
     guest.quit()
 
 
-def a_forged_certificate_gets_no_sound(server, client):
+def a_forged_certificate_is_neither_heard_nor_hears(server, client, crew):
     begin = server.lines.count()
-    guest = one_guest(server, client, answer="forged")
-    guest.wait_for(0, "joined")
-    server.wait_for_line("never got through", begin=begin)
+    heard_from = crew.mark()
+    guest = one_guest(server, client, answer="forged", role="Caller", sound={"tone": FORGED_TONE}, talk=[0])
+    server.wait_for_line("another certificate", begin=begin)
+    one_talks_and_the_other_hears(crew)  # by then an ear has told what it heard before
+    heard = [said["tones"] for said in crew.events.all(heard_from) if said["event"] == "hears"]
+    assert not any(FORGED_TONE in tones for tones in heard), heard
     assert guest.count("connected") == 0
     guest.quit()
 
@@ -113,7 +117,8 @@ def main():
             [
                 {"role": "Caller", "source": next(addresses), "sound": {"tone": TONE}},
                 {"role": "Listener", "source": next(addresses)},
-            ]
+            ],
+            tones=[FORGED_TONE],
         ),
     )
     for member in (CALLER, LISTENER):
@@ -124,7 +129,7 @@ def main():
     the_card_is_for_those_who_have_the_code(server)
     whoever_is_unknown_is_told(server)
     rubbish_is_refused(server, client)
-    a_forged_certificate_gets_no_sound(server, client)
+    a_forged_certificate_is_neither_heard_nor_hears(server, client, crew)
     whoever_dies_is_missed(server, client)
     one_talks_and_the_other_hears(crew)
     server.stop()

@@ -124,6 +124,7 @@ private Q_SLOTS:
     void whoeverNeverConnectsIsLetGo();
     void whoeverGivesNoSignOfLifeIsLetGo();
     void aBrokenLinkIsGivenTimeToComeBack();
+    void whoeverHasAnotherCertificateIsEndedAtOnce();
     void joiningAnewTakesThePlaceOfTheSessionBefore();
     void comingBackAtTheSecondTryIsComingBackToo();
     void leavingIsToldAndStopsTheKeys();
@@ -354,6 +355,16 @@ void CrewTest::aBrokenLinkIsGivenTimeToComeBack()
     m_crew->lookAround(m_now);
     QVERIFY(!m_crew->has(session));
     QCOMPARE(m_news.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 3"));
+}
+
+void CrewTest::whoeverHasAnotherCertificateIsEndedAtOnce()
+{
+    const QString session = join(0);
+    m_links.back()->now = MediaLink::State::Forged;
+    m_crew->lookAround(m_now);
+    QVERIFY(!m_crew->has(session));
+    QVERIFY(m_links.back()->isClosed);
+    QCOMPARE(m_news.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 4"));
 }
 
 void CrewTest::joiningAnewTakesThePlaceOfTheSessionBefore()
