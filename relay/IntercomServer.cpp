@@ -2,6 +2,7 @@
 
 #include "relay/Relay.h"
 #include "relay/Sentences.h"
+#include "relay/confinement/ConfinementRules.h"
 #include "relay/crew/CrewFolder.h"
 #include "relay/crew/KeptCertificate.h"
 #include "relay/crew/KeptCrewCode.h"
@@ -9,9 +10,12 @@
 #include "relay/net/HostNames.h"
 #include "relay/net/NetworkAddresses.h"
 #include "relay/net/PortHolder.h"
+#include "relay/speech/Speaker.h"
+#include "relay/speech/SpeechProcess.h"
 #include "relay/voice/AudioFormat.h"
 #include "relay/words/LineWriter.h"
 
+#include <QFile>
 #include <QProcessEnvironment>
 #include <QSysInfo>
 
@@ -175,6 +179,25 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
                         {code.code, place.urls}, remarks, samplesPerTick};
 }
 
+/// From here on the program may do no more than a show on air needs; a `remark` says when the
+/// kernel cannot see to that. This is the moment: what needs more is done (the show is read, the
+/// ports are bound and their holder is looked for, the media library has looked at its parts), and
+/// no thread has been started that would stay outside. Returns why it failed, as a clause.
+std::optional<QString> confine(QStringList& remarks)
+{
+    const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    const Confinement confinement = serverConfinement(
+        QFile::encodeName(CrewFolder::standardPath(environment)).toStdString(),
+        programPath(Speaker::Settings{}.program).value_or(std::string()));
+    if (const QStringList lacking = confinement.lacking(); !lacking.isEmpty()) {
+        remarks.prepend(notConfinedSentence(lacking));
+    }
+    if (const int error = confinement.enter(); error != 0) {
+        return QStringLiteral("the server cannot be confined: ") + qt_error_string(error);
+    }
+    return std::nullopt;
+}
+
 std::optional<QString> problemOf(const QString& path, const ShowReading& reading)
 {
     if (reading.isMissing) {
@@ -210,14 +233,17 @@ int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
     allowManyDescriptors();
     shareFewHeaps();
     const Switches switches;
-    MediaLibrary media({switches.samplesPerTick(), switches.loopback});
-    if (const auto problem = media.problem()) {
+    if (const auto problem = MediaLibrary::problem()) {
         return failed(NotOnAir, notOnAirSentence(*problem));
     }
     auto parts = openParts(*reading.show, switches.samplesPerTick());
     if (const auto* problem = std::get_if<QString>(&parts)) {
         return failed(NotOnAir, *problem);
     }
+    if (const auto problem = confine(std::get<Relay::Parts>(parts).remarks)) {
+        return failed(NotOnAir, notOnAirSentence(*problem));
+    }
+    MediaLibrary media({switches.samplesPerTick(), switches.loopback});
     LineWriter output(STDOUT_FILENO);
     Relay(std::get<Relay::Parts>(std::move(parts)), media, stop, output).run();
     return AfterShow;

@@ -141,6 +141,13 @@ QString newCertificateSentence(const QString& reason)
         .arg(reason);
 }
 
+QString notConfinedSentence(const QStringList& lacking)
+{
+    return QStringLiteral(
+               "This computer's kernel cannot confine the server (%1); it works without.")
+        .arg(lacking.join(QStringLiteral(", ")));
+}
+
 QString straySentence(const ShowPatch::Stray& stray)
 {
     return QStringLiteral("Left out: the role %1 names the channel %2, which the show lacks.")

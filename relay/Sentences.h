@@ -41,6 +41,8 @@ enum class PortKind { Udp, Tcp };
 [[nodiscard]] QString certificateNotKeptSentence(const QString& problem);
 /// That browsers will ask about the certificate again; `reason` is a clause.
 [[nodiscard]] QString newCertificateSentence(const QString& reason);
+/// That the kernel lacks what `lacking` names: "no Landlock".
+[[nodiscard]] QString notConfinedSentence(const QStringList& lacking);
 [[nodiscard]] QString straySentence(const ShowPatch::Stray& stray);
 /// `more` strays that are not told one by one.
 [[nodiscard]] QString moreStraysSentence(qsizetype more);

@@ -28,11 +28,11 @@ constexpr std::array<Need, 7> needs = {{
 MediaLibrary::MediaLibrary(WebRtcLink::Settings settings)
     : m_settings(settings)
 {
-    gst_init(nullptr, nullptr);
 }
 
-std::optional<QString> MediaLibrary::problem() const
+std::optional<QString> MediaLibrary::problem()
 {
+    gst_init(nullptr, nullptr);
     for (const Need& need : needs) {
         GstElementFactory* factory = gst_element_factory_find(need.element);
         if (factory == nullptr) {

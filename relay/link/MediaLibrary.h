@@ -15,8 +15,10 @@ class MediaLibrary
 public:
     explicit MediaLibrary(WebRtcLink::Settings settings);
 
-    /// What it lacks to carry voices, for a person; nothing when it lacks nothing.
-    [[nodiscard]] std::optional<QString> problem() const;
+    /// What it lacks to carry voices, for a person; nothing when it lacks nothing. At the first
+    /// start of all it looks at its parts with a program of its own and writes down what it found.
+    /// Starts no thread.
+    [[nodiscard]] static std::optional<QString> problem();
 
     /// A new link, or nothing when the machine has no room for one.
     [[nodiscard]] std::shared_ptr<MediaLink> makeLink(RtpReceiver receiver);

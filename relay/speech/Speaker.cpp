@@ -1,5 +1,6 @@
 #include "relay/speech/Speaker.h"
 
+#include "relay/confinement/ConfinementRules.h"
 #include "relay/speech/LeadingSilence.h"
 #include "relay/speech/SpeakableText.h"
 #include "relay/speech/SpeechProcess.h"
@@ -78,7 +79,9 @@ public:
     Run(Speaker& speaker, const std::string& voice, std::string text, const Sink& sink)
         : m_speaker(speaker)
         , m_name(fileName(speaker.m_settings.program))
-        , m_process(speaker.m_settings.program, {"--stdin", "--stdout", "-b", "1", "-v", voice})
+        , m_process(
+              speaker.m_settings.program, {"--stdin", "--stdout", "-b", "1", "-v", voice},
+              speaker.m_confinement ? &*speaker.m_confinement : nullptr)
         , m_text(std::move(text))
         , m_sink(sink)
     {
@@ -320,6 +323,9 @@ Speaker::Speaker(Settings settings)
     : m_settings(std::move(settings))
     , m_resampler(std::in_place, usualRate)
 {
+    if (m_settings.confined) {
+        m_confinement = speechConfinement(programPath(m_settings.program).value_or(std::string()));
+    }
 }
 
 SpeechResult Speaker::speak(std::string_view text, const Sink& sink, const WakeUp& stop)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "relay/confinement/Confinement.h"
 #include "relay/speech/Resampler.h"
 #include "relay/speech/SpeechLimits.h"
 #include "relay/speech/SpeechResult.h"
@@ -28,6 +29,8 @@ public:
         std::string program = "espeak-ng"; ///< a path, or a name to look for in PATH
         std::string voice = systemVoice(); ///< English is taken where the program has no such voice
         SpeechLimits limits;
+        /// Off only for a program that has to do more than to speak, as tests have them.
+        bool confined = true;
     };
 
     explicit Speaker(Settings settings);
@@ -46,6 +49,7 @@ private:
     [[nodiscard]] Resampler& resamplerFor(int rate);
 
     Settings m_settings;
+    std::optional<Confinement> m_confinement;
     std::optional<Resampler> m_resampler; ///< kept, as its coefficients take a while
 };
 

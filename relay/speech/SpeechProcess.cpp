@@ -1,11 +1,16 @@
 #include "relay/speech/SpeechProcess.h"
 
+#include "relay/confinement/Confinement.h"
+
+#include <QFile>
+#include <QStandardPaths>
+
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <spawn.h>
+#include <linux/close_range.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -32,57 +37,47 @@ Pipe openPipe()
     return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
 }
 
-/// What the child's descriptors are to be: its three pipes and nothing else.
-class FileActions
+/// What the child runs with.
+struct ChildPlan
 {
-public:
-    FileActions(int input, int output, int errorOutput)
-    {
-        ::posix_spawn_file_actions_init(&m_actions);
-        const std::array<int, 3> sources = {input, output, errorOutput};
-        for (int target = STDIN_FILENO; target <= STDERR_FILENO; ++target) {
-            const int source = sources.at(static_cast<std::size_t>(target));
-            ::posix_spawn_file_actions_adddup2(&m_actions, source, target);
-        }
-        ::posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1);
-    }
-    FileActions(const FileActions&) = delete;
-    FileActions& operator=(const FileActions&) = delete;
-    ~FileActions() { ::posix_spawn_file_actions_destroy(&m_actions); }
-
-    [[nodiscard]] const posix_spawn_file_actions_t* get() const { return &m_actions; }
-
-private:
-    posix_spawn_file_actions_t m_actions = {};
+    const char* path;
+    char* const* arguments;
+    std::array<int, 3> descriptors; ///< for its input, output and error output
+    const Confinement* confinement;
 };
 
 /// Signals as for a program that a user starts, whatever they are with us.
-class SignalDefaults
+void restoreSignals()
 {
-public:
-    SignalDefaults()
-    {
-        ::posix_spawnattr_init(&m_attributes);
-        sigset_t none = {};
-        sigemptyset(&none);
-        ::posix_spawnattr_setsigmask(&m_attributes, &none);
-        sigset_t all = {};
-        sigfillset(&all);
-        sigdelset(&all, SIGKILL);
-        sigdelset(&all, SIGSTOP);
-        ::posix_spawnattr_setsigdefault(&m_attributes, &all);
-        ::posix_spawnattr_setflags(
-            &m_attributes, static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
+    struct sigaction usual = {};
+    usual.sa_handler = SIG_DFL;
+    for (int number = 1; number <= SIGRTMAX; ++number) {
+        (void)::sigaction(number, &usual, nullptr); // some cannot be changed, and need not be
     }
-    SignalDefaults(const SignalDefaults&) = delete;
-    SignalDefaults& operator=(const SignalDefaults&) = delete;
-    ~SignalDefaults() { ::posix_spawnattr_destroy(&m_attributes); }
+    sigset_t none = {};
+    sigemptyset(&none);
+    (void)::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
 
-    [[nodiscard]] const posix_spawnattr_t* get() const { return &m_attributes; }
-
-private:
-    posix_spawnattr_t m_attributes = {};
-};
+/// What the child does until it is the program; returns why it is not. Another thread may have held
+/// any lock when this process was copied, so there are system calls here and nothing else.
+int becomeProgram(const ChildPlan& plan)
+{
+    restoreSignals();
+    for (int target = STDIN_FILENO; target <= STDERR_FILENO; ++target) {
+        if (::dup2(plan.descriptors[static_cast<std::size_t>(target)], target) < 0) {
+            return errno;
+        }
+    }
+    (void)::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
+    if (plan.confinement != nullptr) {
+        if (const int error = plan.confinement->enter(); error != 0) {
+            return error;
+        }
+    }
+    ::execve(plan.path, plan.arguments, environ);
+    return errno;
+}
 
 /// As the system wants them, which does not change them: pointers into `program` and `arguments`.
 std::vector<char*>
@@ -98,8 +93,19 @@ argumentPointers(const std::string& program, const std::vector<std::string>& arg
 
 } // namespace
 
-SpeechProcess::SpeechProcess(const std::string& program, const std::vector<std::string>& arguments)
-    : m_error(start(program, arguments))
+std::optional<std::string> programPath(const std::string& program)
+{
+    if (program.find('/') != std::string::npos) {
+        return program;
+    }
+    const QString found = QStandardPaths::findExecutable(QString::fromStdString(program));
+    return found.isEmpty() ? std::nullopt : std::optional(QFile::encodeName(found).toStdString());
+}
+
+SpeechProcess::SpeechProcess(
+    const std::string& program, const std::vector<std::string>& arguments,
+    const Confinement* confinement)
+    : m_error(start(program, arguments, confinement))
 {
 }
 
@@ -111,28 +117,48 @@ SpeechProcess::~SpeechProcess()
     }
 }
 
-int SpeechProcess::start(const std::string& program, const std::vector<std::string>& arguments)
+int SpeechProcess::start(
+    const std::string& program, const std::vector<std::string>& arguments,
+    const Confinement* confinement)
 {
+    const std::optional<std::string> path = programPath(program);
+    if (!path) {
+        return ENOENT;
+    }
     Pipe input = openPipe();
     Pipe output = openPipe();
     Pipe errorOutput = openPipe();
-    if (!input.isOpen() || !output.isOpen() || !errorOutput.isOpen()) {
+    Pipe failure = openPipe(); // closed by a start that succeeds
+    if (!input.isOpen() || !output.isOpen() || !errorOutput.isOpen() || !failure.isOpen()) {
         return errno;
     }
     for (const int ours : {input.write.get(), output.read.get(), errorOutput.read.get()}) {
         ::fcntl(ours, F_SETFL, O_NONBLOCK);
     }
-    const FileActions files(input.read.get(), output.write.get(), errorOutput.write.get());
-    const SignalDefaults signals;
-    pid_t process = -1;
-    const int error = ::posix_spawnp(
-        &process, program.c_str(), files.get(), signals.get(),
-        argumentPointers(program, arguments).data(), environ);
+    const std::vector<char*> pointers = argumentPointers(program, arguments);
+    const ChildPlan plan = {
+        path->c_str(),
+        pointers.data(),
+        {input.read.get(), output.write.get(), errorOutput.write.get()},
+        confinement};
+    m_process = ::fork();
+    if (m_process < 0) {
+        return errno;
+    }
+    if (m_process == 0) {
+        const int error = becomeProgram(plan);
+        (void)!::write(failure.write.get(), &error, sizeof error);
+        ::_exit(127);
+    }
+    failure.write = FileDescriptor();
+    int error = 0;
+    while (::read(failure.read.get(), &error, sizeof error) < 0 && errno == EINTR) {
+    }
     if (error != 0) {
+        (void)waitForEnd();
         return error;
     }
-    m_process = process;
-    m_end = FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
+    m_end = FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, m_process, 0)));
     m_input = std::move(input.write);
     m_output = std::move(output.read);
     m_errorOutput = std::move(errorOutput.read);

@@ -2,11 +2,18 @@
 
 #include "model/FileDescriptor.h"
 
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
 
 namespace wingbell {
+
+struct Confinement;
+
+/// The path of `program`, looked for as the shell does; a path stays as it is. Nothing when there
+/// is no such program.
+[[nodiscard]] std::optional<std::string> programPath(const std::string& program);
 
 /// A child process with pipes to its input, its output and its error output; ended with its owner.
 ///
@@ -15,9 +22,11 @@ namespace wingbell {
 class SpeechProcess
 {
 public:
-    /// Starts `program`, looked for as the shell does, with `arguments`. Where that fails, error()
-    /// is the system's error number.
-    SpeechProcess(const std::string& program, const std::vector<std::string>& arguments);
+    /// Starts `program`, looked for as programPath() does, with `arguments`; within `confinement`,
+    /// if there is one. Where that fails, error() is the system's error number.
+    SpeechProcess(
+        const std::string& program, const std::vector<std::string>& arguments,
+        const Confinement* confinement = nullptr);
     SpeechProcess(const SpeechProcess&) = delete;
     SpeechProcess& operator=(const SpeechProcess&) = delete;
     /// Kills it unless it has ended, and sees it off.
@@ -40,7 +49,9 @@ public:
     [[nodiscard]] int waitForEnd();
 
 private:
-    [[nodiscard]] int start(const std::string& program, const std::vector<std::string>& arguments);
+    [[nodiscard]] int start(
+        const std::string& program, const std::vector<std::string>& arguments,
+        const Confinement* confinement);
 
     FileDescriptor m_input;
     FileDescriptor m_output;

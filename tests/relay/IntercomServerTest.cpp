@@ -197,6 +197,10 @@ private Q_SLOTS:
     void namesThatTheShowLacksAreToldAndLeftOut();
     void withoutASpeechProgramItSaysWhatIsMissing();
     void moreAnnouncementsThanCanWaitAreRefused();
+    void everyThreadIsConfinedOnAir();
+    void aKernelThatCannotConfineItIsToldAfterTheFirstLine();
+    void itsSpeechProgramIsConfinedToo();
+    void noOtherProgramTakesThePlaceOfTheSpeechProgram();
 
     void aStopSignalEndsItWithTheTimeOnAir_data();
     void aStopSignalEndsItWithTheTimeOnAir();
@@ -815,6 +819,61 @@ void IntercomServerTest::moreAnnouncementsThanCanWaitAreRefused()
     server.signal(SIGTERM);
     QCOMPARE(server.waitForEnd(), cleanEnd);
     QVERIFY2(timer.elapsed() < longestStop, qPrintable(QString::number(timer.elapsed())));
+}
+
+void IntercomServerTest::everyThreadIsConfinedOnAir()
+{
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    const QDir threads(QStringLiteral("/proc/%1/task").arg(server.processId()));
+    const QStringList names = threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    QVERIFY(names.size() > 1);
+    for (const QString& name : names) {
+        const QByteArray status = kernelText(threads.filePath(name + QStringLiteral("/status")));
+        QVERIFY2(status.contains("\nNoNewPrivs:\t1\n"), status.constData());
+        QVERIFY2(status.contains("\nSeccomp:\t2\n"), status.constData());
+    }
+}
+
+void IntercomServerTest::aKernelThatCannotConfineItIsToldAfterTheFirstLine()
+{
+    ServerUnderTest server;
+    server.setWithoutLandlock();
+    QVERIFY(server.start({writeShow(m_port)}));
+    const QStringList lines = server.linesThrough(lastOfFirst);
+    QVERIFY2(lines.constFirst().startsWith(QLatin1String("On air")), qPrintable(lines.join(u'\n')));
+    QCOMPARE(
+        lines.value(1), QStringLiteral("This computer's kernel cannot confine the server (no "
+                                       "Landlock); it works without."));
+    server.signal(SIGTERM);
+    QCOMPARE(server.waitForEnd(), cleanEnd);
+}
+
+void IntercomServerTest::itsSpeechProgramIsConfinedToo()
+{
+    ServerUnderTest server;
+    server.setPath(m_folder->path());
+    QVERIFY(QFile::link(QStringLiteral(TRYING_SPEECH), pathOf(QStringLiteral("espeak-ng"))));
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    QVERIFY(sendText(m_port, QStringLiteral("Try")));
+    QCOMPARE(
+        server.linesThrough(QStringLiteral("Could not")).constLast(),
+        QStringLiteral("Could not speak \"Try\": espeak-ng ended with status 3 (denied: a file to "
+                       "read, a file to write, a process, a connection, tracing.)."));
+}
+
+void IntercomServerTest::noOtherProgramTakesThePlaceOfTheSpeechProgram()
+{
+    ServerUnderTest server;
+    server.setPath(m_folder->path());
+    const QString program = pathOf(QStringLiteral("espeak-ng"));
+    QVERIFY(QFile::link(QStringLiteral(TRYING_SPEECH), program));
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    QVERIFY(QFile::remove(program) && QFile::link(QStringLiteral("/usr/bin/cat"), program));
+    QVERIFY(sendText(m_port, QStringLiteral("Try")));
+    QCOMPARE(
+        server.linesThrough(QStringLiteral("Could not")).constLast(),
+        QStringLiteral("Could not speak \"Try\": espeak-ng cannot be started: Permission denied."));
 }
 
 void IntercomServerTest::aStopSignalEndsItWithTheTimeOnAir_data()

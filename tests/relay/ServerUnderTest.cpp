@@ -1,5 +1,7 @@
 #include "ServerUnderTest.h"
 
+#include "tests/fixtures/OldKernel.h"
+
 #include <QDeadlineTimer>
 #include <QTemporaryDir>
 
@@ -40,6 +42,14 @@ void ServerUnderTest::setVariable(const QString& name, const QString& value)
     QProcessEnvironment environment = m_process.processEnvironment();
     environment.insert(name, value);
     m_process.setProcessEnvironment(environment);
+}
+
+void ServerUnderTest::setWithoutLandlock()
+{
+    m_process.setChildProcessModifier([] {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        wingbell::behaveAsAnOldKernel(false, true);
+    });
 }
 
 QString ServerUnderTest::stateFolder() const

@@ -38,6 +38,9 @@ public:
     /// Where it keeps what stays from show to show; shared by all servers of a test program.
     [[nodiscard]] QString stateFolder() const;
 
+    /// To be called before start(): the kernel behaves as one that has no Landlock.
+    void setWithoutLandlock();
+
     /// Runs the server itself or, with a `program`, whatever becomes it.
     [[nodiscard]] bool start(const QStringList& arguments, const QString& program = {});
     [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }

@@ -25,7 +25,7 @@ const SpeechLimits hasty = {100ms, 1min, 90s};
 
 Speaker::Settings with(const SpeechProgram& program, const SpeechLimits& limits = patient)
 {
-    return {program.path(), "en", limits};
+    return {program.path(), "en", limits, false};
 }
 
 Speaker::Settings espeak(const std::string& voice = "en")
