@@ -273,7 +273,7 @@ void SpeakerTest::blankTextStartsNothing()
 void SpeakerTest::englishStandsInForAVoiceThatIsMissingFromThenOn()
 {
     const SpeechProgram program(QStringLiteral("knows-english-only"));
-    Speaker speaker({program.path(), "xx", patient});
+    Speaker speaker({program.path(), "xx", patient, false});
     QCOMPARE(speaker.voice(), std::string("xx"));
     QCOMPARE(speak(speaker), SpeechResult());
     QCOMPARE(m_sound.size(), std::size_t{4800});
@@ -286,7 +286,7 @@ void SpeakerTest::englishStandsInForAVoiceThatIsMissingFromThenOn()
 void SpeakerTest::aFailureInEnglishToldInEnglishTooKeepsTheVoice()
 {
     const SpeechProgram program(QStringLiteral("knows-no-voice"));
-    Speaker speaker({program.path(), "de", patient});
+    Speaker speaker({program.path(), "de", patient, false});
     QCOMPARE(
         speak(speaker),
         failed(QStringLiteral("knows-no-voice ended with status 1 (Error: no data.)")));
