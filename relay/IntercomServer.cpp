@@ -179,23 +179,23 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
                         {code.code, place.urls}, remarks, samplesPerTick};
 }
 
-/// From here on the program may do no more than a show on air needs; a `remark` says when the
-/// kernel cannot see to that. This is the moment: what needs more is done (the show is read, the
-/// ports are bound and their holder is looked for, the media library has looked at its parts), and
-/// no thread has been started that would stay outside. Returns why it failed, as a clause.
-std::optional<QString> confine(QStringList& remarks)
+/// From here on the program may do no more than a show on air needs; a remark says when the kernel
+/// cannot see to that. This is the moment: what needs more is done (the show is read, the ports are
+/// bound, the media library has looked at its parts), and no thread has been started that would
+/// stay outside.
+void confine(QStringList& remarks)
 {
     const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     const Confinement confinement = serverConfinement(
         QFile::encodeName(CrewFolder::standardPath(environment)).toStdString(),
         programPath(Speaker::Settings{}.program).value_or(std::string()));
-    if (const QStringList lacking = confinement.lacking(); !lacking.isEmpty()) {
+    QStringList lacking = confinement.lacking();
+    if (const int error = confinement.enter(); error != 0) {
+        lacking.append(qt_error_string(error));
+    }
+    if (!lacking.isEmpty()) {
         remarks.prepend(notConfinedSentence(lacking));
     }
-    if (const int error = confinement.enter(); error != 0) {
-        return QStringLiteral("the server cannot be confined: ") + qt_error_string(error);
-    }
-    return std::nullopt;
 }
 
 std::optional<QString> problemOf(const QString& path, const ShowReading& reading)
@@ -240,9 +240,7 @@ int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
     if (const auto* problem = std::get_if<QString>(&parts)) {
         return failed(NotOnAir, *problem);
     }
-    if (const auto problem = confine(std::get<Relay::Parts>(parts).remarks)) {
-        return failed(NotOnAir, notOnAirSentence(*problem));
-    }
+    confine(std::get<Relay::Parts>(parts).remarks);
     MediaLibrary media({switches.samplesPerTick(), switches.loopback});
     LineWriter output(STDOUT_FILENO);
     Relay(std::get<Relay::Parts>(std::move(parts)), media, stop, output).run();

@@ -1,6 +1,7 @@
 #include "ServerUnderTest.h"
 #include "model/FileDescriptor.h"
 #include "model/ShowFile.h"
+#include "relay/confinement/Landlock.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -851,6 +852,9 @@ void IntercomServerTest::aKernelThatCannotConfineItIsToldAfterTheFirstLine()
 
 void IntercomServerTest::itsSpeechProgramIsConfinedToo()
 {
+    if (!Landlock().isSupported()) {
+        QSKIP("This kernel has no Landlock.");
+    }
     ServerUnderTest server;
     server.setPath(m_folder->path());
     QVERIFY(QFile::link(QStringLiteral(TRYING_SPEECH), pathOf(QStringLiteral("espeak-ng"))));
@@ -864,6 +868,9 @@ void IntercomServerTest::itsSpeechProgramIsConfinedToo()
 
 void IntercomServerTest::noOtherProgramTakesThePlaceOfTheSpeechProgram()
 {
+    if (!Landlock().isSupported()) {
+        QSKIP("This kernel has no Landlock.");
+    }
     ServerUnderTest server;
     server.setPath(m_folder->path());
     const QString program = pathOf(QStringLiteral("espeak-ng"));
