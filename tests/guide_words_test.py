@@ -11,6 +11,7 @@ GUIDE = "docs/trouble.md"
 TELLERS = [
     "model/PlainFile.cpp", "model/ShowFile.cpp", "model/ShowFileReader.cpp",
     "relay/Announcer.cpp", "relay/Relay.cpp", "relay/Sentences.cpp", "relay/words/DurationInWords.cpp",
+    "relay/confinement/Confinement.cpp",
     "relay/crew/CrewFolder.cpp", "relay/crew/KeptCertificate.cpp", "relay/link/MediaLibrary.cpp",
     "relay/net/SenderAddress.cpp", "relay/osc/AnnouncementReading.cpp", "relay/osc/OscPacket.cpp",
     "relay/speech/Speaker.cpp", "relay/speech/WavStream.cpp", "relay/web/TlsIdentity.cpp",
