@@ -2,6 +2,7 @@
 
 #include "relay/Journal.h"
 #include "relay/loop/MainThread.h"
+#include "relay/net/IpAddress.h"
 #include "relay/osc/AnnouncementReading.h"
 #include "relay/osc/OscPacket.h"
 #include "relay/words/LineText.h"
@@ -36,23 +37,32 @@ ChannelSet without(const ChannelSet& first, const ChannelSet& second)
     return result;
 }
 
+/// Who counts as one sender: an address whatever its port, of IPv6 a network of 64 bits.
+std::string senderOf(const sockaddr_storage& address)
+{
+    const auto known = IpAddress::fromSocket(address);
+    return known ? known->guest().text().toStdString() : std::string();
+}
+
 QString reasonOf(Admission admission, const Announcement& announcement)
 {
+    const QString where =
+        announcement.channel ? QStringLiteral(" for ") + quoted(*announcement.channel) : QString();
     switch (admission) {
     case Admission::Admitted:
     case Admission::QueueFull:
         break;
     case Admission::NoChannel:
         return QStringLiteral("the show has no channels");
-    case Admission::ChannelFull:
-        return QStringLiteral("%1 announcements are waiting already%2")
-            .arg(AnnouncementQueue::mostWaitingOnAChannel)
-            .arg(
-                announcement.channel ? QStringLiteral(" for ") + quoted(*announcement.channel)
-                                     : QString());
+    case Admission::TooMany:
+        return QStringLiteral("%1 of its announcements are waiting already%2")
+            .arg(QString::number(AnnouncementQueue::maxWaitingOfASender), where);
+    case Admission::TooMuchToSay:
+        return QStringLiteral("what is waiting of it already takes %1 seconds to say%2")
+            .arg(QString::number(AnnouncementQueue::maxSpeechOfASender.count()), where);
     }
     return QStringLiteral("%1 announcements are waiting already")
-        .arg(AnnouncementQueue::mostWaiting);
+        .arg(AnnouncementQueue::maxWaiting);
 }
 
 } // namespace
@@ -60,6 +70,7 @@ QString reasonOf(Admission admission, const Announcement& announcement)
 Announcer::Announcer(
     const ShowPatch& show, OscSocket socket, VoiceRoom& room, Journal& journal, Sounding sounding)
     : m_show(show)
+    , m_channels(show.channels().begin(), show.channels().end())
     , m_socket(std::move(socket))
     , m_journal(journal)
     , m_sounding(std::move(sounding))
@@ -117,11 +128,13 @@ void Announcer::handle(const OscSocket::Datagram& datagram)
             continue;
         }
         const AnnouncementReading reading =
-            readAnnouncement(std::get<OscMessage>(element), m_show.channels());
+            readAnnouncement(std::get<OscMessage>(element), m_channels);
         if (const auto* refusal = std::get_if<Refusal>(&reading)) {
             m_journal.refused(*refusal, datagram.sender);
+        } else if (const auto* announcement = std::get_if<Announcement>(&reading)) {
+            announce(*announcement, datagram.sender);
         } else {
-            announce(std::get<Announcement>(reading), datagram.sender);
+            silence(datagram.sender);
         }
     }
 }
@@ -136,13 +149,26 @@ void Announcer::announce(const Announcement& announcement, const sockaddr_storag
             sender);
         return;
     }
-    const Admission admission = m_worker->announce(
-        {++m_lastId, m_show.setOf(announcement.channel), announcement.text.toStdString()});
-    if (admission == Admission::Admitted) {
+    const AnnouncementQueue::Offer offer = m_worker->announce(
+        {++m_lastId, m_show.setOf(announcement.channel), announcement.text.toStdString(),
+         senderOf(sender)});
+    if (offer.displaced) {
+        m_journal.notSpoken(
+            QString::fromStdString(offer.displaced->text),
+            QStringLiteral("too many are waiting, and its sender had the most of them"));
+    }
+    if (offer.admission == Admission::Admitted) {
         m_journal.announced(announcement, sender);
         return;
     }
-    m_journal.refused({LineCause::TooManyAnnouncements, reasonOf(admission, announcement)}, sender);
+    m_journal.refused(
+        {LineCause::TooManyAnnouncements, reasonOf(offer.admission, announcement)}, sender);
+}
+
+/// Not rate-limited: who sends too much must be able to take it back.
+void Announcer::silence(const sockaddr_storage& sender)
+{
+    m_journal.silenced(m_worker->silence(senderOf(sender)), sender);
 }
 
 void Announcer::begun(const ChannelSet& channels)
@@ -162,6 +188,10 @@ void Announcer::ended(const SpeechReport& report)
     }
     if (report.result.end == SpeechEnd::Cut) {
         m_journal.notSpoken(text, QStringLiteral("all of it would take too long; it was cut"));
+    }
+    if (report.result.end == SpeechEnd::GaveWay) {
+        m_journal.notSpoken(
+            text, QStringLiteral("it was long and another sender was waiting; it was cut"));
     }
 }
 

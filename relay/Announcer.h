@@ -7,6 +7,8 @@
 #include "relay/voice/VoiceRoom.h"
 #include "relay/web/RequestLimiter.h"
 
+#include <QSet>
+
 #include <functional>
 #include <memory>
 
@@ -45,10 +47,12 @@ public:
 private:
     void handle(const OscSocket::Datagram& datagram);
     void announce(const Announcement& announcement, const sockaddr_storage& sender);
+    void silence(const sockaddr_storage& sender);
     void begun(const ChannelSet& channels);
     void ended(const SpeechReport& report);
 
     const ShowPatch& m_show;
+    QSet<QString> m_channels;
     OscSocket m_socket;
     Journal& m_journal;
     Sounding m_sounding;

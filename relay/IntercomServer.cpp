@@ -166,6 +166,9 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
     server.server->setHostNames(names);
 
     QStringList remarks;
+    if (!code.replacedBecause.isEmpty()) {
+        remarks.append(newCodeSentence(code.replacedBecause));
+    }
     if (!code.problem.isEmpty()) {
         remarks.append(codeNotKeptSentence(code.problem));
     }
@@ -175,8 +178,14 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
     if (!kept.newBecause.isEmpty()) {
         remarks.append(newCertificateSentence(kept.newBecause));
     }
-    return Relay::Parts{ShowPatch(show),         port,    std::move(osc), std::move(server.server),
-                        {code.code, place.urls}, remarks, samplesPerTick};
+    return Relay::Parts{
+        ShowPatch(show),
+        port,
+        std::move(osc),
+        std::move(server.server),
+        {code.code, place.urls, kept.certificate->fingerprint()},
+        remarks,
+        samplesPerTick};
 }
 
 /// From here on the program may do no more than a show on air needs; a remark says when the kernel

@@ -4,27 +4,47 @@
 #include "relay/net/SenderAddress.h"
 #include "relay/words/LineWriter.h"
 
+#include <algorithm>
+
 namespace wingbell {
 
-Journal::Journal(LineWriter& output, std::function<void()> written)
+Journal::Journal(
+    LineWriter& output, std::function<void()> written, std::function<Clock::time_point()> now)
     : m_output(output)
     , m_written(std::move(written))
+    , m_now(std::move(now))
 {
 }
 
 /// The sentence is made only when it is going to be told: a flood is to cost little.
 template <typename Line> void Journal::tell(LineCause cause, const Line& line)
 {
-    if (m_limiter.admit(cause, Clock::now())) {
-        m_output.write(line());
+    if (m_limiter.admit(cause, m_now())) {
+        write(line());
     }
     m_written();
 }
 
 void Journal::tell(const QString& line)
 {
-    m_output.write(line);
+    write(line);
     m_written();
+}
+
+void Journal::tellHowToJoin(const QStringList& lines)
+{
+    m_howToJoin = lines;
+    for (const QString& line : m_howToJoin) {
+        write(line);
+    }
+    m_reminder.shown(m_now());
+    m_written();
+}
+
+void Journal::write(const QString& line)
+{
+    m_output.write(line);
+    m_reminder.otherLineWritten();
 }
 
 void Journal::announced(const Announcement& announcement, const sockaddr_storage& sender)
@@ -37,6 +57,11 @@ void Journal::announced(const Announcement& announcement, const sockaddr_storage
 void Journal::refused(const Refusal& refusal, const sockaddr_storage& sender)
 {
     tell(refusal.cause, [&] { return refusedSentence(refusal, numericAddress(sender)); });
+}
+
+void Journal::silenced(std::size_t count, const sockaddr_storage& sender)
+{
+    tell(LineCause::Silenced, [&] { return silencedSentence(count, numericAddress(sender)); });
 }
 
 void Journal::notSpoken(const QString& text, const QString& reason)
@@ -67,10 +92,21 @@ void Journal::left(const QString& role, const QString& address, Departure why)
     });
 }
 
+std::optional<Journal::Clock::time_point> Journal::nextDue() const
+{
+    const auto held = m_limiter.nextDue();
+    const auto reminder = m_reminder.nextDue();
+    return held && reminder ? std::min(*held, *reminder) : held ? held : reminder;
+}
+
 void Journal::tellHeldBack(Clock::time_point now)
 {
     for (const LineLimiter::Held& held : m_limiter.takeDue(now)) {
-        m_output.write(heldBackSentence(held));
+        write(heldBackSentence(held));
+    }
+    const auto reminder = m_reminder.nextDue();
+    if (reminder && *reminder <= now && now != Clock::time_point::max()) {
+        tellHowToJoin(QStringList(m_howToJoin));
     }
     m_written();
 }

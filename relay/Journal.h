@@ -3,7 +3,10 @@
 #include "relay/osc/Announcement.h"
 #include "relay/sessions/CrewNews.h"
 #include "relay/words/LineLimiter.h"
+#include "relay/words/LineReminder.h"
 #include "relay/words/Refusal.h"
+
+#include <QStringList>
 
 #include <functional>
 #include <sys/socket.h>
@@ -12,18 +15,22 @@ namespace wingbell {
 
 class LineWriter;
 
-/// Tells a person what goes on, at most a few lines a second of each kind. Main thread only.
+/// Tells a person what goes on, at most a few lines a second of each kind, and says again how to
+/// join when other lines have pushed that out of sight. Main thread only.
 class Journal final : public CrewNews
 {
 public:
     using Clock = LineLimiter::Clock;
 
     /// Borrows `output`, which must outlive it. Calls `written` after whatever changes what output
-    /// waits to be written or told.
-    Journal(LineWriter& output, std::function<void()> written);
+    /// waits to be written or told. `now` is the clock; it must be monotonic.
+    Journal(
+        LineWriter& output, std::function<void()> written,
+        std::function<Clock::time_point()> now = Clock::now);
 
     void announced(const Announcement& announcement, const sockaddr_storage& sender);
     void refused(const Refusal& refusal, const sockaddr_storage& sender);
+    void silenced(std::size_t count, const sockaddr_storage& sender);
     void notSpoken(const QString& text, const QString& reason);
     void turnedAway(LineCause cause, const sockaddr_storage& who, const QString& reason);
 
@@ -34,18 +41,27 @@ public:
     /// Tells `line` in any case.
     void tell(const QString& line);
 
-    /// When to call tellHeldBack() next; nothing while there is nothing to tell.
-    [[nodiscard]] std::optional<Clock::time_point> nextDue() const { return m_limiter.nextDue(); }
+    /// Tells `lines` in any case, now and whenever many others have been told since.
+    void tellHowToJoin(const QStringList& lines);
 
-    /// Tells how many lines were held back, as far as that is due at `now`.
+    /// When to call tellHeldBack() next; nothing while there is nothing to tell.
+    [[nodiscard]] std::optional<Clock::time_point> nextDue() const;
+
+    /// Tells how many lines were held back and how to join, as far as that is due at `now`; at the
+    /// end of time only the former.
     void tellHeldBack(Clock::time_point now);
 
 private:
     template <typename Line> void tell(LineCause cause, const Line& line);
 
+    void write(const QString& line);
+
     LineWriter& m_output;
     std::function<void()> m_written;
+    std::function<Clock::time_point()> m_now;
     LineLimiter m_limiter;
+    QStringList m_howToJoin;
+    LineReminder m_reminder; ///< of how to join
 };
 
 } // namespace wingbell

@@ -111,9 +111,10 @@ void Relay::tellOnAir()
     if (strays.size() > mostStraysTold) {
         m_journal.tell(moreStraysSentence(static_cast<qsizetype>(strays.size() - mostStraysTold)));
     }
-    m_journal.tell(joinSentence(m_door.urls, m_door.code.text()));
-    m_journal.tell(
-        cardSentence(m_door.urls.constFirst() + QStringLiteral("card#code=") + m_door.code.text()));
+    m_journal.tellHowToJoin(
+        {joinSentence(m_door.urls, m_door.code.text()), fingerprintSentence(m_door.fingerprint),
+         cardSentence(
+             m_door.urls.constFirst() + QStringLiteral("card#code=") + m_door.code.text())});
 }
 
 void Relay::stop()
@@ -155,15 +156,20 @@ void Relay::waitForOutput()
         });
     }
     const auto due = m_journal.nextDue();
+    if (due == m_heldBackDueAt) {
+        return;
+    }
+    m_heldBackDueAt = due;
     if (!due) {
         m_heldBackDue = Watch();
-    } else if (!m_heldBackDue.isActive()) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(*due - Clock::now());
-        m_heldBackDue = Watch::after(left, [this] {
-            m_heldBackDue = Watch();
-            m_journal.tellHeldBack(Clock::now());
-        });
+        return;
     }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*due - Clock::now());
+    m_heldBackDue = Watch::after(std::max(left, 0ms), [this] {
+        m_heldBackDueAt.reset();
+        m_heldBackDue = Watch();
+        m_journal.tellHeldBack(Clock::now());
+    });
 }
 
 /// As long as nobody is there, nothing is looked after: a desk at rest does not wake the machine.

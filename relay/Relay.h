@@ -66,6 +66,7 @@ private:
     MainLoop m_loop;
     Watch m_outputWritable;
     Watch m_heldBackDue;
+    std::optional<Clock::time_point> m_heldBackDueAt; ///< when that watch is over
     Journal m_journal;
     VoiceRoom m_room;
     std::optional<MixingThread> m_mixing;

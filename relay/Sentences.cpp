@@ -22,7 +22,7 @@ template <std::integral Count> QString counted(Count count, const QString& singu
 
 QString heldRefusals(quint64 count, const QString& thing, const QString& reason)
 {
-    return QStringLiteral("Refused %1 within a second: %2.")
+    return QStringLiteral("Refused %1: %2.")
         .arg(counted(count, QStringLiteral("more ") + thing), reason);
 }
 
@@ -118,6 +118,18 @@ QString joinSentence(const QStringList& urls, const QString& code)
         .arg(urls.value(0), code, others);
 }
 
+QString fingerprintSentence(const QString& fingerprint)
+{
+    return QStringLiteral(
+               "The certificate's SHA-256 fingerprint, to compare when a browser warns: %1")
+        .arg(fingerprint);
+}
+
+QString newCodeSentence(const QString& reason)
+{
+    return QStringLiteral("A new crew code was made: %1.").arg(reason);
+}
+
 QString cardSentence(const QString& url)
 {
     return QStringLiteral("To print for the crew, with how to join: %1").arg(url);
@@ -169,6 +181,15 @@ QString announcedSentence(const Announcement& announcement, const QString& sende
             announcement.channel ? QStringLiteral("channel ") + quoted(*announcement.channel)
                                  : QStringLiteral("every channel"),
             sender);
+}
+
+QString silencedSentence(std::size_t count, const QString& sender)
+{
+    if (count == 0) {
+        return QStringLiteral("Nothing to silence from %1.").arg(sender);
+    }
+    return QStringLiteral("Silenced %1 from %2.")
+        .arg(counted(count, QStringLiteral("announcement")), sender);
 }
 
 QString notSpokenSentence(const QString& text, const QString& reason)
@@ -231,7 +252,7 @@ QString heldBackSentence(const LineLimiter::Held& held)
 {
     const QString message = QStringLiteral("message");
     const auto turnedAway = [&held](const QString& reason) {
-        return QStringLiteral("Turned away %1 within a second: %2.")
+        return QStringLiteral("Turned away %1: %2.")
             .arg(counted(held.lines, QStringLiteral("more visit")), reason);
     };
     switch (held.cause) {
@@ -240,6 +261,9 @@ QString heldBackSentence(const LineLimiter::Held& held)
     case LineCause::NotSpoken:
         return QStringLiteral("Could not speak %1 within a second.")
             .arg(counted(held.lines, QStringLiteral("more announcement")));
+    case LineCause::Silenced:
+        return QStringLiteral("Asked for silence within a second: %1.")
+            .arg(counted(held.lines, QStringLiteral("more time")));
     case LineCause::Unreadable:
         return heldRefusals(held.lines, QStringLiteral("packet"), QStringLiteral("unreadable"));
     case LineCause::UnknownAddress:

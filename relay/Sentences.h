@@ -35,7 +35,10 @@ enum class PortKind { Udp, Tcp };
 [[nodiscard]] QString onAirSentence(const ShowPatch& show, quint16 port, bool takesIpv6);
 /// `urls`, best first, are where the crew's page answers.
 [[nodiscard]] QString joinSentence(const QStringList& urls, const QString& code);
+[[nodiscard]] QString fingerprintSentence(const QString& fingerprint);
 [[nodiscard]] QString cardSentence(const QString& url);
+/// That the stored code is not used any more; `reason` is a clause.
+[[nodiscard]] QString newCodeSentence(const QString& reason);
 /// That the crew code, or the certificate, could not be kept; `problem` is a clause.
 [[nodiscard]] QString codeNotKeptSentence(const QString& problem);
 [[nodiscard]] QString certificateNotKeptSentence(const QString& problem);
@@ -48,6 +51,8 @@ enum class PortKind { Udp, Tcp };
 [[nodiscard]] QString moreStraysSentence(qsizetype more);
 
 [[nodiscard]] QString announcedSentence(const Announcement& announcement, const QString& sender);
+/// `count` announcements that `sender` had asked for are silenced.
+[[nodiscard]] QString silencedSentence(std::size_t count, const QString& sender);
 [[nodiscard]] QString notSpokenSentence(const QString& text, const QString& reason);
 [[nodiscard]] QString refusedSentence(const Refusal& refusal, const QString& sender);
 [[nodiscard]] QString joinedSentence(const QString& role, const QString& address, bool microphone);

@@ -21,7 +21,8 @@ struct CardAnswer
     QString show;
     QString code;
     QString address;
-    QStringList others; ///< further addresses
+    QStringList others;  ///< further addresses
+    QString fingerprint; ///< SHA-256 of the certificate, as browsers show it
     QString pageUrl;
     QrCode pageQr;
     QList<Role> roles;

@@ -111,6 +111,7 @@ QByteArray answerText(const CardAnswer& answer)
          {"code", json(answer.code)},
          {"address", json(answer.address)},
          {"others", json(answer.others)},
+         {"fingerprint", json(answer.fingerprint)},
          {"page", page},
          {"roles", json(answer.roles)}});
 }

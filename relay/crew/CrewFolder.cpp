@@ -20,6 +20,7 @@ constexpr mode_t onlyOwnFolder = 0700;
 constexpr mode_t onlyOwnFile = 0600;
 constexpr mode_t permissions = 0777;
 constexpr mode_t writableByOthers = 0022;
+constexpr mode_t readableByOthers = 0044;
 
 /// An open folder or file; otherwise why it is not open, or that it does not exist.
 struct Opened
@@ -96,6 +97,9 @@ Opened openFile(const FileDescriptor& folder, const QByteArray& name)
     }
     if ((status.st_mode & writableByOthers) != 0) {
         return refused(QStringLiteral("others could have written it"));
+    }
+    if ((status.st_mode & readableByOthers) != 0) {
+        return refused(QStringLiteral("other users could read it"));
     }
     if (const auto problem = closeToOthers(file, status.st_mode, onlyOwnFile)) {
         return refused(*problem);

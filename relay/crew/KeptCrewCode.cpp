@@ -14,12 +14,14 @@ KeptCrewCode keptCrewCode(const CrewFolder& folder)
         // As editors leave it: with a line feed at the end.
         const auto code = CrewCode::fromText(QString::fromLatin1(reading.bytes->trimmed()));
         if (code) {
-            return {*code, false, {}};
+            return {*code, false, {}, {}};
         }
     }
+    const QString because =
+        reading.bytes ? QStringLiteral("the file holds no six digits") : reading.problem;
     const CrewCode code = CrewCode::random();
     const QByteArray line = code.text().toLatin1() + '\n';
-    return {code, true, folder.write(file, line).value_or(QString())};
+    return {code, true, because, folder.write(file, line).value_or(QString())};
 }
 
 } // namespace wingbell

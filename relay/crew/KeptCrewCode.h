@@ -8,12 +8,13 @@ namespace wingbell {
 
 class CrewFolder;
 
-/// A code that stays from one start of the server to the next.
+/// A code that stays from one start of the server to the next. The texts are clauses for a person.
 struct KeptCrewCode
 {
     CrewCode code;
-    bool isNew = false; ///< nobody can know it yet
-    QString problem;    ///< why it is not kept, a clause for a person; empty when it is
+    bool isNew = false;      ///< nobody can know it yet
+    QString replacedBecause; ///< why a code that was there is not believed; empty otherwise
+    QString problem;         ///< why it is not kept; empty when it is
 };
 
 /// The code in `folder`. Where there is none, or none that can be believed, a new one that is put

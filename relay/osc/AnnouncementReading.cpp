@@ -50,8 +50,11 @@ std::optional<Refusal> refusedArguments(const QByteArray& typeTags)
 
 } // namespace
 
-AnnouncementReading readAnnouncement(const OscMessage& message, const QStringList& channels)
+AnnouncementReading readAnnouncement(const OscMessage& message, const QSet<QString>& channels)
 {
+    if (message.address == "/wingbell/silence") {
+        return SilenceRequest();
+    }
     const SayAddress to = readSayAddress(message.address, channels);
     if (const auto refusal = refusedAddress(to, message.address)) {
         return *refusal;

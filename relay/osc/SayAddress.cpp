@@ -48,7 +48,7 @@ std::optional<QByteArray> percentDecoded(QByteArrayView text)
     return decoded;
 }
 
-std::optional<QString> channelNamed(QByteArrayView name, const QStringList& channels)
+std::optional<QString> channelNamed(QByteArrayView name, const QSet<QString>& channels)
 {
     std::optional<QString> text = textIfUtf8(name);
     return text && channels.contains(*text) ? std::move(text) : std::nullopt;
@@ -56,7 +56,7 @@ std::optional<QString> channelNamed(QByteArrayView name, const QStringList& chan
 
 } // namespace
 
-SayAddress readSayAddress(QByteArrayView address, const QStringList& channels)
+SayAddress readSayAddress(QByteArrayView address, const QSet<QString>& channels)
 {
     constexpr QByteArrayView everyChannel("/wingbell/say");
     if (!address.startsWith(everyChannel)) {

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <QByteArrayView>
+#include <QSet>
 #include <QString>
-#include <QStringList>
 
 namespace wingbell {
 
@@ -23,6 +23,6 @@ struct SayAddress
 /// follows, slashes and pattern characters among it; it is compared exactly, first as it stands and
 /// then with its percent sequences decoded, so that a channel called "100%25" can be reached. A
 /// broken percent sequence is no sequence: then only the name as it stands counts.
-[[nodiscard]] SayAddress readSayAddress(QByteArrayView address, const QStringList& channels);
+[[nodiscard]] SayAddress readSayAddress(QByteArrayView address, const QSet<QString>& channels);
 
 } // namespace wingbell

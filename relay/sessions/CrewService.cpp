@@ -227,6 +227,7 @@ void CrewService::sendCard(WebReply reply) const
     answer.code = m_door.code.text();
     answer.address = page;
     answer.others = m_door.urls.mid(1);
+    answer.fingerprint = m_door.fingerprint;
     answer.pageUrl = withCode;
     answer.pageQr = qrCode(withCode.toUtf8()).value_or(QrCode());
     for (std::size_t place = 0; place < m_show.roles().size(); ++place) {

@@ -19,7 +19,8 @@ public:
     struct Door
     {
         CrewCode code;
-        QStringList urls; ///< of the page, best first; never empty
+        QStringList urls;    ///< of the page, best first; never empty
+        QString fingerprint; ///< SHA-256 of the certificate, as browsers show it
     };
 
     /// Learns of a code that was not right.

@@ -1,18 +1,14 @@
 #include "relay/sessions/ShowPatch.h"
 
-#include <QHash>
-
-#include <algorithm>
+#include <QSet>
 
 namespace wingbell {
 
 namespace {
 
-using Places = QHash<QString, std::size_t>;
-
-Places placesOf(const QStringList& channels)
+QHash<QString, std::size_t> placesOf(const QStringList& channels)
 {
-    Places places;
+    QHash<QString, std::size_t> places;
     for (const QString& channel : channels) {
         places.insert(channel, static_cast<std::size_t>(places.size()));
     }
@@ -26,18 +22,20 @@ ShowPatch::ShowPatch(const ShowFile& show)
     , m_channels(show.channels)
 {
     m_channels.removeDuplicates();
-    const Places places = placesOf(m_channels);
+    m_places = placesOf(m_channels);
+    QSet<Stray> told;
     const auto count = static_cast<std::size_t>(m_channels.size());
     for (const Role& role : show.roles) {
         const auto patched = [&](const QStringList& names) {
             ChannelSet set(count);
             for (const QString& name : names) {
-                if (const auto place = places.constFind(name); place != places.cend()) {
+                if (const auto place = m_places.constFind(name); place != m_places.cend()) {
                     set.insert(*place);
                     continue;
                 }
                 Stray stray{role.name, name};
-                if (std::find(m_strays.begin(), m_strays.end(), stray) == m_strays.end()) {
+                if (!told.contains(stray)) {
+                    told.insert(stray);
                     m_strays.push_back(std::move(stray));
                 }
             }
@@ -60,8 +58,8 @@ ChannelSet ShowPatch::setOf(const std::optional<QString>& channel) const
         return ChannelSet::all(count);
     }
     ChannelSet set(count);
-    if (const auto place = m_channels.indexOf(*channel); place >= 0) {
-        set.insert(static_cast<std::size_t>(place));
+    if (const auto place = m_places.constFind(*channel); place != m_places.cend()) {
+        set.insert(*place);
     }
     return set;
 }

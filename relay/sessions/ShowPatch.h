@@ -3,6 +3,8 @@
 #include "model/ShowFile.h"
 #include "relay/voice/ChannelSet.h"
 
+#include <QHash>
+
 #include <optional>
 #include <vector>
 
@@ -29,6 +31,10 @@ public:
         QString channel;
 
         friend bool operator==(const Stray&, const Stray&) = default;
+        friend size_t qHash(const Stray& stray, size_t seed = 0)
+        {
+            return qHashMulti(seed, stray.role, stray.channel);
+        }
     };
 
     explicit ShowPatch(const ShowFile& show);
@@ -44,6 +50,7 @@ public:
 private:
     QString m_name;
     QStringList m_channels;
+    QHash<QString, std::size_t> m_places; ///< of the channels
     std::vector<PatchedRole> m_roles;
     std::vector<Stray> m_strays;
 };

@@ -13,6 +13,8 @@ struct SpeechLimits
     std::chrono::milliseconds total = std::chrono::seconds(15);
     /// How much of the sound is played; the rest is cut off.
     std::chrono::milliseconds sound = std::chrono::seconds(90);
+    /// How much of it is played while another sender waits for one of its channels.
+    std::chrono::milliseconds hold = std::chrono::seconds(20);
 };
 
 } // namespace wingbell

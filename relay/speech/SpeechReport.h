@@ -9,7 +9,7 @@ namespace wingbell {
 struct SpeechReport
 {
     PendingAnnouncement announcement;
-    SpeechResult result; ///< never Stopped
+    SpeechResult result; ///< Stopped when its sender silenced it
 };
 
 } // namespace wingbell

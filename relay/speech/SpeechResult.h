@@ -8,7 +8,8 @@ enum class SpeechEnd {
     Spoken,  ///< all of it
     Cut,     ///< only its beginning: it was too long
     Failed,  ///< nothing of it, or only a beginning
-    Stopped, ///< whoever wanted it gave it up
+    GaveWay, ///< only its beginning: it was long, and another sender waited
+    Stopped, ///< its sender silenced it, or the show ends
 };
 
 /// What came of speaking a text.

@@ -12,6 +12,7 @@ namespace wingbell {
 SpeechWorker::SpeechWorker(Speaker::Settings settings, Play play, Tell tell)
     : m_play(std::move(play))
     , m_tell(std::move(tell))
+    , m_hold(static_cast<std::size_t>(settings.limits.hold.count() * sampleRate / 1000))
     , m_work(std::make_shared<const WakeUp>())
     , m_speaker(std::move(settings))
     , m_thread([this] { run(); })
@@ -23,14 +24,31 @@ SpeechWorker::~SpeechWorker()
     stop();
 }
 
-Admission SpeechWorker::announce(PendingAnnouncement announcement)
+AnnouncementQueue::Offer SpeechWorker::announce(PendingAnnouncement announcement)
 {
     const std::scoped_lock lock(m_mutex);
-    const Admission admission = m_queue.offer(std::move(announcement));
-    if (admission == Admission::Admitted) {
+    AnnouncementQueue::Offer offer = m_queue.offer(std::move(announcement));
+    if (offer.admission == Admission::Admitted) {
         m_work->raise();
     }
-    return admission;
+    return offer;
+}
+
+std::size_t SpeechWorker::silence(const std::string& sender)
+{
+    const std::scoped_lock lock(m_mutex);
+    std::size_t count = m_queue.dropWaiting(sender);
+    for (const std::uint64_t id : m_queue.speakingOf(sender)) {
+        Sounding& sounding = m_sounding[id];
+        if (std::exchange(sounding.isSilenced, true)) {
+            continue;
+        }
+        ++count;
+        if (const auto sound = sounding.sound.lock()) {
+            sound->fadeOut();
+        }
+    }
+    return count;
 }
 
 void SpeechWorker::stop()
@@ -68,10 +86,24 @@ void SpeechWorker::tellPlayedOut()
     for (Playing& each : playing) {
         const auto sound = each.sound.lock();
         if (sound && !sound->isFinished()) {
+            giveWay(each, *sound);
             m_playing.push_back(std::move(each));
         } else {
             finish(each.announcement, each.result);
         }
+    }
+}
+
+/// Ends what has sounded for long as soon as another sender waits for a channel of it.
+void SpeechWorker::giveWay(Playing& playing, SpokenSound& sound)
+{
+    if (sound.isToFade() || sound.played() < m_hold) {
+        return;
+    }
+    const std::scoped_lock lock(m_mutex);
+    if (m_queue.isAwaitedByOthers(playing.announcement.id)) {
+        sound.fadeOut();
+        playing.result = {SpeechEnd::GaveWay, {}};
     }
 }
 
@@ -82,9 +114,12 @@ bool SpeechWorker::speakNext()
     if (!next) {
         return false;
     }
-    auto sound = std::make_shared<SpokenSound>(m_work);
+    const std::shared_ptr<SpokenSound> sound = soundFor(next->id);
     bool played = false;
     const auto sink = [&](std::span<const float> samples) {
+        if (sound->isToFade()) {
+            return;
+        }
         sound->append(samples);
         if (!std::exchange(played, true)) {
             m_play(sound, next->channels);
@@ -103,6 +138,19 @@ bool SpeechWorker::speakNext()
     return true;
 }
 
+/// A new sound, or one that is silent already if its sender has silenced it meanwhile.
+std::shared_ptr<SpokenSound> SpeechWorker::soundFor(std::uint64_t id)
+{
+    auto sound = std::make_shared<SpokenSound>(m_work, m_hold);
+    const std::scoped_lock lock(m_mutex);
+    Sounding& sounding = m_sounding[id];
+    sounding.sound = sound;
+    if (sounding.isSilenced) {
+        sound->fadeOut();
+    }
+    return sound;
+}
+
 std::optional<PendingAnnouncement> SpeechWorker::takeStartable()
 {
     const std::scoped_lock lock(m_mutex);
@@ -110,13 +158,17 @@ std::optional<PendingAnnouncement> SpeechWorker::takeStartable()
 }
 
 /// Frees the channels first, so that whoever is told may count on it.
-void SpeechWorker::finish(const PendingAnnouncement& announcement, const SpeechResult& result)
+void SpeechWorker::finish(const PendingAnnouncement& announcement, SpeechResult result)
 {
     {
         const std::scoped_lock lock(m_mutex);
         m_queue.finished(announcement.id);
+        const auto sounding = m_sounding.extract(announcement.id);
+        if (sounding && sounding.mapped().isSilenced) {
+            result = {SpeechEnd::Stopped, {}};
+        }
     }
-    m_tell({announcement, result});
+    m_tell({announcement, std::move(result)});
 }
 
 } // namespace wingbell

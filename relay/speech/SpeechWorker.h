@@ -7,6 +7,7 @@
 #include "relay/voice/SoundSource.h"
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -17,8 +18,9 @@ namespace wingbell {
 
 class SpokenSound;
 
-/// Speaks announcements on a thread of its own: one channel's in their order, different channels'
-/// at the same time. Uses no processor time while there is nothing to say.
+/// Speaks announcements on a thread of its own: one channel's one after the other, in turn between
+/// their senders; different channels' at the same time. Uses no processor time while there is
+/// nothing to say.
 class SpeechWorker
 {
 public:
@@ -37,7 +39,11 @@ public:
 
     /// Has `announcement` spoken when its turn comes, or says why not. Any thread; never waits for
     /// speech.
-    [[nodiscard]] Admission announce(PendingAnnouncement announcement);
+    [[nodiscard]] AnnouncementQueue::Offer announce(PendingAnnouncement announcement);
+
+    /// Fades out what sounds of `sender` and forgets what waits of it; `tell` takes only the
+    /// former. Returns how many announcements that were. Any thread; never waits for speech.
+    std::size_t silence(const std::string& sender);
 
     /// Ends the thread and a speech program that runs, within a moment. What is still waiting is
     /// never spoken, and nothing is told any more; what is being played is finished where its
@@ -52,21 +58,31 @@ private:
         SpeechResult result;
     };
 
+    struct Sounding
+    {
+        std::weak_ptr<SpokenSound> sound;
+        bool isSilenced = false; ///< by its sender
+    };
+
     void run();
     void waitForWork() const;
     void tellPlayedOut();
     [[nodiscard]] bool speakNext();
     [[nodiscard]] std::optional<PendingAnnouncement> takeStartable();
-    void finish(const PendingAnnouncement& announcement, const SpeechResult& result);
+    [[nodiscard]] std::shared_ptr<SpokenSound> soundFor(std::uint64_t id);
+    void giveWay(Playing& playing, SpokenSound& sound);
+    void finish(const PendingAnnouncement& announcement, SpeechResult result);
 
     Play m_play;
     Tell m_tell;
+    std::size_t m_hold; ///< SpeechLimits::hold in samples
     WakeUp m_stop;
     std::shared_ptr<const WakeUp> m_work; ///< sounds share it and may outlive the worker
-    std::mutex m_mutex;                   ///< for the queue alone
+    std::mutex m_mutex;                   ///< for the next two
     AnnouncementQueue m_queue;
-    Speaker m_speaker;              ///< the worker's thread only
-    std::vector<Playing> m_playing; ///< the worker's thread only
+    std::map<std::uint64_t, Sounding> m_sounding; ///< by the id of the announcement, until its end
+    Speaker m_speaker;                            ///< the worker's thread only
+    std::vector<Playing> m_playing;               ///< the worker's thread only
     std::thread m_thread;
 };
 

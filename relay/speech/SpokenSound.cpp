@@ -17,10 +17,20 @@ std::int16_t toStored(float sample)
     return static_cast<std::int16_t>(std::lrint(std::clamp(sample, -1.0F, 1.0F) * fullScale));
 }
 
+/// From what it is to silence, evenly.
+void fade(std::span<float> samples)
+{
+    for (std::size_t place = 0; place < samples.size(); ++place) {
+        samples[place] *=
+            static_cast<float>(samples.size() - 1 - place) / static_cast<float>(samples.size());
+    }
+}
+
 } // namespace
 
-SpokenSound::SpokenSound(std::shared_ptr<const WakeUp> played)
+SpokenSound::SpokenSound(std::shared_ptr<const WakeUp> played, std::size_t noticeAt)
     : m_played(std::move(played))
+    , m_noticeAt(noticeAt)
 {
 }
 
@@ -56,6 +66,9 @@ void SpokenSound::end()
 
 std::size_t SpokenSound::read(std::span<float> samples)
 {
+    if (m_hasFaded.load()) {
+        return 0;
+    }
     const std::size_t begin = m_read.load();
     const std::size_t end = std::min(begin + samples.size(), m_written.load());
     for (std::size_t place = begin; place < end; ++place) {
@@ -63,7 +76,11 @@ std::size_t SpokenSound::read(std::span<float> samples)
         samples[place - begin] = static_cast<float>(second[place % sampleRate]) / fullScale;
     }
     m_read.store(end);
-    if (end > begin && isFinished()) {
+    if (m_isToFade.load()) {
+        fade(samples.first(end - begin));
+        m_hasFaded.store(true);
+        m_played->raise();
+    } else if (end > begin && (isFinished() || (begin < m_noticeAt && end >= m_noticeAt))) {
         m_played->raise();
     }
     return end - begin;
@@ -72,7 +89,7 @@ std::size_t SpokenSound::read(std::span<float> samples)
 bool SpokenSound::isFinished() const
 {
     // In this order: what is written stays as it is once the end is there.
-    return m_ended.load() && m_read.load() == m_written.load();
+    return m_hasFaded.load() || (m_ended.load() && m_read.load() == m_written.load());
 }
 
 } // namespace wingbell

@@ -10,7 +10,7 @@ using SSL_CTX = struct ssl_ctx_st;
 namespace wingbell {
 
 /// Who this server is to a browser: its certificate and private key, and how it speaks TLS: 1.2 or
-/// later, HTTP/1.1 inside, no renegotiation. Copies share one.
+/// later, authenticated encryption only, HTTP/1.1 inside, no renegotiation. Copies share one.
 class TlsIdentity
 {
 public:

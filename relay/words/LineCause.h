@@ -9,6 +9,7 @@ namespace wingbell {
 enum class LineCause {
     Announced,
     NotSpoken,
+    Silenced,
     Unreadable,
     UnknownAddress,
     UnknownChannel,
@@ -28,6 +29,13 @@ enum class LineCause {
     ForeignRequest,
 };
 
-inline constexpr std::size_t lineCauseCount = 19;
+inline constexpr std::size_t lineCauseCount = 20;
+
+/// True for what is not done for its sender: the causes that strangers can bring about at will.
+[[nodiscard]] constexpr bool isRefusal(LineCause cause)
+{
+    return (cause >= LineCause::Unreadable && cause <= LineCause::TooManyAnnouncements) ||
+           (cause >= LineCause::WrongCode && cause <= LineCause::ForeignRequest);
+}
 
 } // namespace wingbell

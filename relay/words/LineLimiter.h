@@ -1,6 +1,7 @@
 #pragma once
 
 #include "relay/words/LineCause.h"
+#include "relay/words/TokenBucket.h"
 
 #include <QtGlobal>
 
@@ -11,11 +12,16 @@
 
 namespace wingbell {
 
-/// Lets through at most `linesASecond` lines of each cause in any second and counts the others.
+/// Rate limit for lines: at most `linesASecond` of each cause in any second; the others are
+/// counted.
 ///
 /// From the first line that is held back, all of its cause are, until their number is taken a
-/// second later: so the number always stands behind the lines it belongs to. Knows no clock and
-/// starts no timer; the times it is given must not go back.
+/// second later: so the number always stands behind the lines it belongs to.
+///
+/// Strangers can cause refusals at will and of many kinds, so all refusals together share a token
+/// bucket besides. Each line of theirs takes a token, and so does each number: a number for which
+/// there is none waits for one. Knows no clock and starts no timer; the times it is given must be
+/// monotonic.
 class LineLimiter
 {
 public:
@@ -23,6 +29,9 @@ public:
 
     static constexpr std::size_t linesASecond = 3;
     static constexpr Clock::duration period = std::chrono::seconds(1);
+
+    static constexpr int refusalsAtOnce = 10;
+    static constexpr Clock::duration refusalInterval = std::chrono::seconds(1);
 
     /// How many lines of a cause were held back; never none.
     struct Held
@@ -39,7 +48,7 @@ public:
     /// When the next number is due; nothing while no line is held back.
     [[nodiscard]] std::optional<Clock::time_point> nextDue() const;
 
-    /// The numbers due at `now`; their causes may print again.
+    /// The numbers due at `now`; their causes may print again. At the end of time all of them.
     [[nodiscard]] std::vector<Held> takeDue(Clock::time_point now);
 
 private:
@@ -52,6 +61,7 @@ private:
     };
 
     std::array<State, lineCauseCount> m_states;
+    TokenBucket m_refusals{refusalsAtOnce, refusalInterval};
 };
 
 } // namespace wingbell

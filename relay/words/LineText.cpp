@@ -16,23 +16,51 @@ bool breaksLine(char32_t character)
            character == 0x2029;
 }
 
-/// The marks, embeddings, overrides and isolates with which a text reorders what stands around it.
-bool turnsDirection(char32_t character)
+/// Of no width or blank, although Unicode counts them as letters and marks.
+bool isInvisibleLetter(char32_t character)
 {
-    return character == 0x061C || character == 0x200E || character == 0x200F ||
-           (character >= 0x202A && character <= 0x202E) ||
-           (character >= 0x2066 && character <= 0x2069);
+    return character == 0x034F || character == 0x115F || character == 0x1160 ||
+           character == 0x17B4 || character == 0x17B5 ||
+           (character >= 0x180B && character <= 0x180F) || character == 0x3164 ||
+           character == 0xFFA0;
 }
 
-QChar onOneLine(QChar character)
+/// Tags and further selectors: a whole text can be hidden in them.
+bool isOfSpecialPurpose(char32_t character)
 {
-    if (breaksLine(character.unicode())) {
-        return QLatin1Char(' ');
+    return character >= 0xE0000 && character <= 0xE0FFF;
+}
+
+bool disturbs(char32_t character)
+{
+    const QChar::Category category = QChar::category(character);
+    return category == QChar::Other_Control || category == QChar::Other_Format ||
+           isInvisibleLetter(character) || isOfSpecialPurpose(character);
+}
+
+bool isPictograph(char32_t character)
+{
+    return QChar::category(character) == QChar::Symbol_Other;
+}
+
+/// A colour of skin, or the selector that asks for a picture.
+bool changesPictograph(char32_t character)
+{
+    return character == 0xFE0F || (character >= 0x1F3FB && character <= 0x1F3FF);
+}
+
+/// True when the character at `at` joins two pictographs to one.
+bool joinsPictographs(const QList<uint>& text, qsizetype at)
+{
+    constexpr uint joiner = 0x200D;
+    if (text.at(at) != joiner || at + 1 == text.size() || !isPictograph(text.at(at + 1))) {
+        return false;
     }
-    if (character.category() == QChar::Other_Control || turnsDirection(character.unicode())) {
-        return QChar::ReplacementCharacter;
+    qsizetype before = at - 1;
+    while (before >= 0 && changesPictograph(text.at(before))) {
+        --before;
     }
-    return character;
+    return before >= 0 && isPictograph(text.at(before));
 }
 
 /// How many code units the code point at `at` takes.
@@ -47,9 +75,18 @@ qsizetype unitsAt(QStringView text, qsizetype at)
 
 QString onOneLine(QStringView text)
 {
-    QString line = text.toString();
-    for (QChar& character : line) {
-        character = onOneLine(character);
+    const QList<uint> characters = text.toUcs4();
+    QString line;
+    line.reserve(text.size());
+    for (qsizetype at = 0; at < characters.size(); ++at) {
+        const char32_t character = characters.at(at);
+        if (breaksLine(character)) {
+            line.append(QLatin1Char(' '));
+        } else if (disturbs(character) && !joinsPictographs(characters, at)) {
+            line.append(QChar::ReplacementCharacter);
+        } else {
+            line.append(QChar::fromUcs4(character));
+        }
     }
     return line;
 }

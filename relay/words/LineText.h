@@ -8,8 +8,10 @@ namespace wingbell {
 /// How many characters (code points) of a name a line shows.
 inline constexpr qsizetype longestShownName = 100;
 
-/// `text` fit to stand inside one line: line breaks and tabs become spaces; other control
-/// characters and those that turn the direction of writing become U+FFFD.
+/// `text` fit to stand inside one line: line breaks and tabs become spaces. Other control
+/// characters and whatever nobody can see (format characters such as those that turn the direction
+/// of writing, characters of no width, tags) become U+FFFD: no two different texts look the same
+/// and nothing hides in one. Only the joiner inside an emoji stays.
 [[nodiscard]] QString onOneLine(QStringView text);
 
 /// At most the first `count` code points of `text`, and no part of a character as a person sees it,

@@ -10,7 +10,7 @@ using namespace wingbell;
 
 namespace {
 
-const QStringList channels = {
+const QSet<QString> channels = {
     QStringLiteral("Main"), QStringLiteral("Green Room"), QStringLiteral("a/b"),
     QStringLiteral("Bühne"), QString()};
 

@@ -6,7 +6,7 @@ using namespace wingbell;
 
 namespace {
 
-const QStringList channels = {QStringLiteral("Stage"), QStringLiteral("Green Room")};
+const QSet<QString> channels = {QStringLiteral("Stage"), QStringLiteral("Green Room")};
 
 AnnouncementReading read(const QByteArray& text, const QByteArray& address = "/wingbell/say")
 {
@@ -29,6 +29,7 @@ private Q_SLOTS:
     void oneTextIsAnnounced();
     void aSymbolIsATextToo();
     void spaceAroundATextIsNotAnnounced();
+    void silenceIsAskedForWithoutOrWithArguments();
     void whatCannotBeAnnouncedIsRefused_data();
     void whatCannotBeAnnouncedIsRefused();
     void aTextOfTheGreatestLengthStaysWhole();
@@ -53,6 +54,19 @@ void AnnouncementReadingTest::aSymbolIsATextToo()
 void AnnouncementReadingTest::spaceAroundATextIsNotAnnounced()
 {
     QCOMPARE(accepted(read(" \n Go \t ")).text, QStringLiteral("Go"));
+}
+
+void AnnouncementReadingTest::silenceIsAskedForWithoutOrWithArguments()
+{
+    for (const QByteArray& types : {QByteArray(), QByteArray("s"), QByteArray("if")}) {
+        const auto reading = readAnnouncement({"/wingbell/silence", types, {}}, channels);
+        QVERIFY(std::holds_alternative<SilenceRequest>(reading));
+    }
+    for (const QByteArray& address :
+         {QByteArray("/wingbell/silence/Stage"), QByteArray("/wingbell/Silence")}) {
+        const auto reading = readAnnouncement({address, {}, {}}, channels);
+        QCOMPARE(std::get<Refusal>(reading).cause, LineCause::UnknownAddress);
+    }
 }
 
 void AnnouncementReadingTest::whatCannotBeAnnouncedIsRefused_data()

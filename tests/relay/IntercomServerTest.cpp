@@ -2,6 +2,7 @@
 #include "model/FileDescriptor.h"
 #include "model/ShowFile.h"
 #include "relay/confinement/Landlock.h"
+#include "relay/crew/Certificate.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -104,6 +105,22 @@ bool sendBytes(quint16 port, const QByteArray& bytes)
     return socket.writeDatagram(bytes, QHostAddress::LocalHost, port) == bytes.size();
 }
 
+/// Another sender of this machine than all the others here.
+const QString otherSender = QStringLiteral("127.0.0.2");
+
+/// Sends an OSC message without arguments, or with one text, from `otherSender`.
+bool sendAsOther(quint16 port, const QByteArray& address, const QByteArray& text = {})
+{
+    const auto padded = [](const QByteArray& bytes) {
+        return bytes.leftJustified((bytes.size() / 4 + 1) * 4, '\0');
+    };
+    const QByteArray bytes = padded(address) + padded(text.isEmpty() ? "," : ",s") +
+                             (text.isEmpty() ? QByteArray() : padded(text));
+    QUdpSocket socket;
+    return socket.bind(QHostAddress(otherSender)) &&
+           socket.writeDatagram(bytes, QHostAddress::LocalHost, port) == bytes.size();
+}
+
 /// Starts a server with `show` and waits until it is on air.
 bool goOnAir(ServerUnderTest& server, const QString& path)
 {
@@ -194,6 +211,8 @@ private Q_SLOTS:
     void theCrewsPageAnswersWithTheFirstLine();
     void theCodeAndTheCertificateAreForNobodyElse();
     void theCodeStaysFromShowToShow();
+    void whatOthersCouldReadIsReplacedAndTold();
+    void theFingerprintIsToldBesideTheAddress();
     void whereNothingCanBeKeptTheShowGoesOnAirAndSaysSo();
     void namesThatTheShowLacksAreToldAndLeftOut();
     void withoutASpeechProgramItSaysWhatIsMissing();
@@ -202,6 +221,8 @@ private Q_SLOTS:
     void aKernelThatCannotConfineItIsToldAfterTheFirstLine();
     void itsSpeechProgramIsConfinedToo();
     void noOtherProgramTakesThePlaceOfTheSpeechProgram();
+    void oneSenderDoesNotKeepAnotherFromAnnouncing();
+    void aSenderSilencesWhatItHasSaidAndNothingElse();
 
     void aStopSignalEndsItWithTheTimeOnAir_data();
     void aStopSignalEndsItWithTheTimeOnAir();
@@ -652,7 +673,7 @@ void IntercomServerTest::aFloodIsCountedAndNotEchoed()
     QVERIFY(sendMessage(m_port, {say}));
 
     const QRegularExpression number(
-        QStringLiteral("^Refused (\\d+) more messages? within a second: unknown address\\.$"));
+        QStringLiteral("^Refused (\\d+) more messages?: unknown address\\.$"));
     int echoed = 0;
     int told = 0;
     int numbers = 0;
@@ -687,8 +708,8 @@ void IntercomServerTest::aFloodIsCountedAndNotEchoed()
     QVERIFY(server.remainingLines()
                 .join(QLatin1Char('\n'))
                 .contains(QRegularExpression(
-                    QStringLiteral("Refused \\d more messages? within a second: unknown "
-                                   "address\\.\nOff air after "))));
+                    QStringLiteral("Refused \\d+ more messages?: unknown address\\.\n"
+                                   "Off air after "))));
 }
 
 void IntercomServerTest::atRestItSleepsUntilSomethingComes()
@@ -764,6 +785,56 @@ void IntercomServerTest::theCodeStaysFromShowToShow()
     QCOMPARE(codes.at(0), codes.at(1));
 }
 
+void IntercomServerTest::whatOthersCouldReadIsReplacedAndTold()
+{
+    const QString folder = pathOf(QStringLiteral("state"));
+    const auto linesOfAShow = [this, &folder] {
+        ServerUnderTest server;
+        server.setStateFolder(folder);
+        const bool started = server.start({writeShow(m_port)});
+        const QStringList lines = started ? server.linesThrough(lastOfFirst) : QStringList();
+        server.signal(SIGTERM);
+        return server.waitForEnd() == cleanEnd ? lines : QStringList();
+    };
+    const QString newCode = QStringLiteral("A new crew code was made: ");
+    const QString newCertificate =
+        QStringLiteral("Phones will ask about this computer's certificate, once: ");
+    QVERIFY(linesOfAShow().filter(newCode).isEmpty());
+    for (const char* name : {"crew-code", "certificate.pem"}) {
+        const QString path = folder + QStringLiteral("/wingbell/") + QString::fromLatin1(name);
+        QVERIFY(
+            QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup));
+    }
+    const QStringList lines = linesOfAShow();
+    for (const QString& begin : {newCode, newCertificate}) {
+        const QStringList told = lines.filter(begin);
+        QCOMPARE(told.size(), 1);
+        QVERIFY2(
+            told.constFirst().endsWith(QLatin1String(": other users could read it.")),
+            qPrintable(told.constFirst()));
+    }
+    QVERIFY(linesOfAShow().filter(QStringLiteral("could read")).isEmpty());
+}
+
+void IntercomServerTest::theFingerprintIsToldBesideTheAddress()
+{
+    ServerUnderTest server;
+    QVERIFY(server.start({writeShow(m_port)}));
+    const QString lines = server.linesThrough(lastOfFirst).join(QLatin1Char('\n'));
+    QFile file(server.stateFolder() + QStringLiteral("/wingbell/certificate.pem"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const auto certificate = Certificate::fromPem(file.readAll());
+    QVERIFY(certificate);
+    QVERIFY(certificate->fingerprint().contains(
+        QRegularExpression(QStringLiteral("^([0-9A-F]{2}:){31}[0-9A-F]{2}$"))));
+    QVERIFY2(
+        lines.contains(
+            QStringLiteral("\nThe certificate's SHA-256 fingerprint, to compare when a browser "
+                           "warns: %1\n")
+                .arg(certificate->fingerprint())),
+        qPrintable(lines));
+}
+
 void IntercomServerTest::whereNothingCanBeKeptTheShowGoesOnAirAndSaysSo()
 {
     const QString file = pathOf(QStringLiteral("a file"));
@@ -810,9 +881,9 @@ void IntercomServerTest::moreAnnouncementsThanCanWaitAreRefused()
 {
     ServerUnderTest server;
     QVERIFY(goOnAir(server, writeShow(m_port)));
-    const QString text = QStringLiteral("Places please. ").repeated(30);
+    const QString text = QStringLiteral("Places please.");
     QVERIFY(sendOsc(ipv4, m_port, {QStringLiteral("repeat"), QStringLiteral("12"), say, text}));
-    QVERIFY(server.linesThrough(QStringLiteral("8 announcements are waiting already"))
+    QVERIFY(server.linesThrough(QStringLiteral("8 of its announcements are waiting already"))
                 .constLast()
                 .startsWith(QLatin1String("Refused a message from 127.0.0.1: ")));
     QElapsedTimer timer;
@@ -881,6 +952,41 @@ void IntercomServerTest::noOtherProgramTakesThePlaceOfTheSpeechProgram()
     QCOMPARE(
         server.linesThrough(QStringLiteral("Could not")).constLast(),
         QStringLiteral("Could not speak \"Try\": espeak-ng cannot be started: Permission denied."));
+}
+
+void IntercomServerTest::oneSenderDoesNotKeepAnotherFromAnnouncing()
+{
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    const QString text = QStringLiteral("Places please. ").repeated(30);
+    QVERIFY(sendOsc(ipv4, m_port, {QStringLiteral("repeat"), QStringLiteral("12"), say, text}));
+    QVERIFY(sendAsOther(m_port, "/wingbell/say", "Standby"));
+    const QString line = server.linesThrough(otherSender).constLast();
+    QCOMPARE(
+        line, announcing(QStringLiteral("Standby"), QStringLiteral("every channel"), otherSender));
+}
+
+void IntercomServerTest::aSenderSilencesWhatItHasSaidAndNothingElse()
+{
+    const QString silence = QStringLiteral("/wingbell/silence");
+    const QString text = QStringLiteral("Places please. ").repeated(20);
+    ServerUnderTest server;
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    QVERIFY(sendOsc(ipv4, m_port, {QStringLiteral("repeat"), QStringLiteral("3"), say, text}));
+    QVERIFY(sendAsOther(m_port, "/wingbell/say", "Standby"));
+    QVERIFY(sendMessage(m_port, {silence}));
+    QCOMPARE(
+        server.linesThrough(QStringLiteral("ilence")).constLast(),
+        QStringLiteral("Silenced 3 announcements from 127.0.0.1."));
+    // Arguments do not count, nor does it whether it comes in a bundle.
+    QVERIFY(sendOsc(ipv4, m_port, {QStringLiteral("bundle"), say, text, silence, text}));
+    QCOMPARE(
+        server.linesThrough(QStringLiteral("ilence")).constLast(),
+        QStringLiteral("Silenced 1 announcement from 127.0.0.1."));
+    QVERIFY(sendMessage(m_port, {silence}));
+    QCOMPARE(
+        server.linesThrough(QStringLiteral("ilence")).constLast(),
+        QStringLiteral("Nothing to silence from 127.0.0.1."));
 }
 
 void IntercomServerTest::aStopSignalEndsItWithTheTimeOnAir_data()

@@ -2,6 +2,8 @@
 
 #include <QTest>
 
+#include <array>
+
 using namespace std::chrono_literals;
 using namespace wingbell;
 
@@ -38,6 +40,9 @@ private Q_SLOTS:
     void noSecondSeesMoreThanThreeLines();
     void aFloodIsToldEverySecond();
     void causesAreCountedApart();
+    void allRefusalsTogetherAreBounded();
+    void aRefusalHeldBackByOthersIsCounted();
+    void refusalsHoldBackNothingElse();
     void everythingIsDueAtTheEndOfTime();
 };
 
@@ -114,6 +119,73 @@ void LineLimiterTest::causesAreCountedApart()
     QCOMPARE(limiter.takeDue(start + 1s), (Held{{cause, 2}}));
     QCOMPARE(limiter.nextDue().value(), start + 1100ms);
     QCOMPARE(limiter.takeDue(start + 2s), (Held{{other, 1}}));
+}
+
+void LineLimiterTest::allRefusalsTogetherAreBounded()
+{
+    constexpr std::array refusals = {
+        LineCause::Unreadable,           LineCause::UnknownAddress, LineCause::UnknownChannel,
+        LineCause::WrongArguments,       LineCause::Blank,          LineCause::NotUtf8,
+        LineCause::TooManyAnnouncements, LineCause::WrongCode,      LineCause::NotTls,
+        LineCause::MalformedRequest};
+    constexpr int seconds = 60;
+    LineLimiter limiter;
+    int lines = 0;
+    quint64 counted = 0;
+    quint64 sent = 0;
+    for (auto now = start; now < start + std::chrono::seconds(seconds); now += 10ms) {
+        for (const LineLimiter::Held& held : limiter.takeDue(now)) {
+            counted += held.lines;
+            ++lines;
+        }
+        for (const LineCause refusal : refusals) {
+            const bool passes = limiter.admit(refusal, now);
+            lines += passes ? 1 : 0;
+            counted += passes ? 1U : 0U;
+            ++sent;
+        }
+    }
+    QVERIFY2(lines <= 10 + seconds, qPrintable(QString::number(lines)));
+    QVERIFY2(lines >= seconds, qPrintable(QString::number(lines)));
+    const Held last = limiter.takeDue(Clock::time_point::max());
+    QVERIFY(last.size() <= refusals.size());
+    for (const LineLimiter::Held& held : last) {
+        counted += held.lines;
+    }
+    QCOMPARE(counted, sent);
+}
+
+void LineLimiterTest::aRefusalHeldBackByOthersIsCounted()
+{
+    LineLimiter limiter;
+    for (const LineCause refusal :
+         {LineCause::Blank, LineCause::NotUtf8, LineCause::Unreadable, LineCause::NotTls}) {
+        (void)admitted(limiter, 3, start, refusal);
+    }
+    // The four of them have used up what may come at once.
+    QCOMPARE(admitted(limiter, 1, start, other), 0);
+    QVERIFY(limiter.nextDue());
+    quint64 counted = 0;
+    for (auto now = start; now <= start + 5s; now += 100ms) {
+        for (const LineLimiter::Held& held : limiter.takeDue(now)) {
+            counted += held.cause == other ? held.lines : 0;
+        }
+    }
+    QCOMPARE(counted, quint64{1});
+    QVERIFY(!limiter.nextDue());
+}
+
+void LineLimiterTest::refusalsHoldBackNothingElse()
+{
+    LineLimiter limiter;
+    for (int round = 0; round < 100; ++round) {
+        (void)admitted(limiter, 3, start, LineCause::NotTls);
+        (void)admitted(limiter, 3, start, LineCause::Blank);
+        (void)admitted(limiter, 3, start, LineCause::NotUtf8);
+        (void)admitted(limiter, 3, start, LineCause::WrongCode);
+    }
+    QCOMPARE(admitted(limiter, 3, start, LineCause::Joined), 3);
+    QCOMPARE(admitted(limiter, 3, start), 3);
 }
 
 void LineLimiterTest::everythingIsDueAtTheEndOfTime()

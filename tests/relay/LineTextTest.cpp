@@ -11,6 +11,8 @@ class LineTextTest : public QObject
 private Q_SLOTS:
     void everyLineBreakBecomesASpace();
     void controlsAreReplaced();
+    void invisibleCharactersAreReplaced_data();
+    void invisibleCharactersAreReplaced();
     void textThatDisturbsNothingStays();
     void charactersAreCountedAsCodePoints();
     void aCharacterLongerThanTheLimitIsPartedAfterAll();
@@ -31,9 +33,27 @@ void LineTextTest::controlsAreReplaced()
     QCOMPARE(onOneLine(text), QStringLiteral("��[2J���txt��"));
 }
 
+void LineTextTest::invisibleCharactersAreReplaced_data()
+{
+    QTest::addColumn<uint>("character");
+    for (const uint character : {0x00ADU,  0x034FU,  0x115FU,  0x180EU,  0x200BU,  0x200CU, 0x200DU,
+                                 0x2060U,  0x2064U,  0x206FU,  0x3164U,  0xFEFFU,  0xFFA0U, 0xFFF9U,
+                                 0x1D173U, 0xE0001U, 0xE0041U, 0xE007FU, 0xE0100U, 0xE0FFFU}) {
+        QTest::addRow("U+%04X", character) << character;
+    }
+}
+
+void LineTextTest::invisibleCharactersAreReplaced()
+{
+    QFETCH(const uint, character);
+    const QString text = QStringLiteral("Ma%1in").arg(QString(QChar::fromUcs4(character)));
+    QCOMPARE(onOneLine(text), QStringLiteral("Ma\uFFFDin"));
+}
+
 void LineTextTest::textThatDisturbsNothingStays()
 {
-    const QString text = QStringLiteral("Bühne \"A\" 👩‍🚀 שלום %1 \\n");
+    const QString text =
+        QStringLiteral("Bühne \"A\" 👩‍🚀 👩🏽‍⚕️ ❤️‍🔥 שלום %1 \\n");
     QCOMPARE(onOneLine(text), text);
 }
 

@@ -21,7 +21,7 @@ private Q_SLOTS:
     void aShowWithoutChannelsStillHasEveryChannel();
 
 private:
-    const QStringList m_channels = {
+    const QSet<QString> m_channels = {
         QStringLiteral("A"),
         QStringLiteral("Green Room"),
         QStringLiteral("A/B"),
@@ -96,7 +96,7 @@ void SayAddressTest::aNameThatMatchesNothingIsAnUnknownChannel()
 
 void SayAddressTest::aNameAsItStandsGoesBeforeItsDecodedForm()
 {
-    const QStringList both = {QStringLiteral("A B"), QStringLiteral("A%20B")};
+    const QSet<QString> both = {QStringLiteral("A B"), QStringLiteral("A%20B")};
     QCOMPARE(readSayAddress("/wingbell/say/A%20B", both).channel, QStringLiteral("A%20B"));
     QCOMPARE(readSayAddress("/wingbell/say/A%2520B", both).channel, QStringLiteral("A%20B"));
     QCOMPARE(readSayAddress("/wingbell/say/A B", both).channel, QStringLiteral("A B"));

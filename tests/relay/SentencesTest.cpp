@@ -68,30 +68,25 @@ void SentencesTest::linesHeldBackAreToldByTheirCause_data()
     };
     row(LineCause::Announced, 1, "Announcing 1 more text that came within a second.");
     row(LineCause::Announced, 412, "Announcing 412 more texts that came within a second.");
-    row(LineCause::Unreadable, 2, "Refused 2 more packets within a second: unreadable.");
-    row(LineCause::UnknownAddress, 1, "Refused 1 more message within a second: unknown address.");
-    row(LineCause::UnknownChannel, 9, "Refused 9 more messages within a second: unknown channel.");
-    row(LineCause::WrongArguments, 9,
-        "Refused 9 more messages within a second: not exactly one text.");
-    row(LineCause::Blank, 9, "Refused 9 more messages within a second: blank text.");
-    row(LineCause::NotUtf8, 9, "Refused 9 more messages within a second: text that is not UTF-8.");
-    row(LineCause::TooManyAnnouncements, 2,
-        "Refused 2 more messages within a second: too many announcements.");
+    row(LineCause::Unreadable, 2, "Refused 2 more packets: unreadable.");
+    row(LineCause::UnknownAddress, 1, "Refused 1 more message: unknown address.");
+    row(LineCause::UnknownChannel, 9, "Refused 9 more messages: unknown channel.");
+    row(LineCause::WrongArguments, 9, "Refused 9 more messages: not exactly one text.");
+    row(LineCause::Blank, 9, "Refused 9 more messages: blank text.");
+    row(LineCause::NotUtf8, 9, "Refused 9 more messages: text that is not UTF-8.");
+    row(LineCause::TooManyAnnouncements, 2, "Refused 2 more messages: too many announcements.");
     row(LineCause::NotSpoken, 2, "Could not speak 2 more announcements within a second.");
+    row(LineCause::Silenced, 5, "Asked for silence within a second: 5 more times.");
     row(LineCause::Joined, 1, "Joined within a second: 1 more time.");
     row(LineCause::Left, 64, "Left within a second: 64 more times.");
     row(LineCause::NeverConnected, 2, "Never got through: 2 more times within a second.");
-    row(LineCause::WrongCode, 7, "Turned away 7 more visits within a second: a wrong crew code.");
-    row(LineCause::TooManyConnections, 7,
-        "Turned away 7 more visits within a second: too many connections.");
-    row(LineCause::TooManyRequests, 7,
-        "Turned away 7 more visits within a second: too many requests.");
-    row(LineCause::TooSlow, 1, "Turned away 1 more visit within a second: too slow.");
-    row(LineCause::NotTls, 7, "Turned away 7 more visits within a second: no secure connection.");
-    row(LineCause::MalformedRequest, 7,
-        "Turned away 7 more visits within a second: a malformed request.");
-    row(LineCause::ForeignRequest, 7,
-        "Turned away 7 more visits within a second: a request of a foreign page.");
+    row(LineCause::WrongCode, 7, "Turned away 7 more visits: a wrong crew code.");
+    row(LineCause::TooManyConnections, 7, "Turned away 7 more visits: too many connections.");
+    row(LineCause::TooManyRequests, 7, "Turned away 7 more visits: too many requests.");
+    row(LineCause::TooSlow, 1, "Turned away 1 more visit: too slow.");
+    row(LineCause::NotTls, 7, "Turned away 7 more visits: no secure connection.");
+    row(LineCause::MalformedRequest, 7, "Turned away 7 more visits: a malformed request.");
+    row(LineCause::ForeignRequest, 7, "Turned away 7 more visits: a request of a foreign page.");
 }
 
 void SentencesTest::linesHeldBackAreToldByTheirCause()

@@ -45,6 +45,7 @@ function show(card) {
     find('page-qr').append(square(card.page.qr, `Opens ${card.address}`));
     find('others').append(...breakable(card.others.join('  or  ')));
     find('others-line').hidden = card.others.length === 0;
+    find('fingerprint').append(...withBreaks(card.fingerprint.split(/(?<=:)/)));
     find('roles').append(...card.roles.map((role) => roleCard(role, card)));
     find('ask').hidden = true;
     find('tools').hidden = false;
@@ -63,7 +64,12 @@ function roleCard(role, card) {
 
 /** An address that may break after its slashes, rather than in the middle of a number. */
 function breakable(text) {
-    return text.split(/(?<=\/)(?!\/)/).flatMap((part) => [part, document.createElement('wbr')]);
+    return withBreaks(text.split(/(?<=\/)(?!\/)/));
+}
+
+/** Parts between which a line may break. */
+function withBreaks(parts) {
+    return parts.flatMap((part) => [part, document.createElement('wbr')]);
 }
 
 /** A QR code, black on white whatever is around it. */

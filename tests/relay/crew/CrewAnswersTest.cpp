@@ -67,6 +67,7 @@ void CrewAnswersTest::theCardIsTold()
     answer.code = QStringLiteral("082913");
     answer.address = QStringLiteral("https://192.168.1.5:47000/");
     answer.others = {QStringLiteral("https://desk.local:47000/")};
+    answer.fingerprint = QStringLiteral("3F:07");
     answer.pageUrl = QStringLiteral("https://192.168.1.5:47000/#code=082913");
     answer.pageQr = {29, "M0 0h7v1h-7z"};
     answer.roles = {
@@ -74,7 +75,7 @@ void CrewAnswersTest::theCardIsTold()
     QCOMPARE(
         answerText(answer),
         QByteArray(R"({"show":"Hamlet","code":"082913","address":"https://192.168.1.5:47000/",)"
-                   R"("others":["https://desk.local:47000/"],)"
+                   R"("others":["https://desk.local:47000/"],"fingerprint":"3F:07",)"
                    R"("page":{"url":"https://192.168.1.5:47000/#code=082913",)"
                    R"("qr":{"size":29,"path":"M0 0h7v1h-7z"}},)"
                    R"("roles":[{"name":"Director","url":"https://x/#role=k",)"

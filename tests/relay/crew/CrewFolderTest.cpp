@@ -49,7 +49,7 @@ private Q_SLOTS:
     void aFileIsReplacedAsAWhole();
     void nothingIsLeftBesideTheFile();
     void anOpenFolderIsClosedToOthers();
-    void aReadableFileIsClosedToOthers();
+    void aFileThatOthersCouldReadIsNotBelieved();
     void aFileThatOthersCouldWriteIsNotBelieved();
     void aLinkInPlaceOfTheFileIsNotFollowed();
     void aLinkInPlaceOfTheFolderIsNotFollowed();
@@ -153,14 +153,20 @@ void CrewFolderTest::anOpenFolderIsClosedToOthers()
     QCOMPARE(modeOf(path()), 0700U);
 }
 
-void CrewFolderTest::aReadableFileIsClosedToOthers()
+void CrewFolderTest::aFileThatOthersCouldReadIsNotBelieved()
 {
     QVERIFY(!folder().write(name, "x"));
-    for (const unsigned mode : {0644U, 0640U, 0604U, 0700U}) {
+    setMode(filePath(), 0700);
+    QCOMPARE(folder().read(name).bytes.value(), QByteArray("x"));
+    QCOMPARE(modeOf(filePath()), 0600U);
+    for (const unsigned mode : {0644U, 0640U, 0604U}) {
         setMode(filePath(), mode);
-        QCOMPARE(folder().read(name).bytes.value(), QByteArray("x"));
-        QCOMPARE(modeOf(filePath()), 0600U);
+        QVERIFY(!folder().read(name).bytes);
+        QVERIFY(folder().read(name).problem.endsWith(QStringLiteral("other users could read it")));
     }
+    QVERIFY(!folder().write(name, "y"));
+    QCOMPARE(folder().read(name).bytes.value(), QByteArray("y"));
+    QCOMPARE(modeOf(filePath()), 0600U);
 }
 
 void CrewFolderTest::aFileThatOthersCouldWriteIsNotBelieved()

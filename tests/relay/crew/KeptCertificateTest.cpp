@@ -25,6 +25,13 @@ CertificateNames at(const char* address)
     return {{ip(address)}, {QStringLiteral("desk"), QStringLiteral("desk.local")}};
 }
 
+/// The private key, as the server loads it.
+QByteArray keyOf(const Certificate& certificate)
+{
+    const QByteArray pem = certificate.pem();
+    return pem.first(pem.indexOf("-----END PRIVATE KEY-----"));
+}
+
 } // namespace
 
 class KeptCertificateTest : public QObject
@@ -43,7 +50,8 @@ private Q_SLOTS:
     void itIsRenewedWhenTheClockWasWrong();
     void aDamagedOneIsReplaced_data();
     void aDamagedOneIsReplaced();
-    void oneThatOthersCouldWriteIsReplaced();
+    void oneThatOthersCouldReadOrWriteIsReplaced_data();
+    void oneThatOthersCouldReadOrWriteIsReplaced();
     void oneThatCannotBeKeptIsTold();
 
 private:
@@ -163,13 +171,24 @@ void KeptCertificateTest::aDamagedOneIsReplaced()
     QVERIFY(isKept(at("192.168.1.5")));
 }
 
-void KeptCertificateTest::oneThatOthersCouldWriteIsReplaced()
+void KeptCertificateTest::oneThatOthersCouldReadOrWriteIsReplaced_data()
 {
+    QTest::addColumn<unsigned>("mode");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("read") << 0644U << QStringLiteral("other users could read it");
+    QTest::newRow("write") << 0666U << QStringLiteral("others could have written it");
+}
+
+void KeptCertificateTest::oneThatOthersCouldReadOrWriteIsReplaced()
+{
+    QFETCH(const unsigned, mode);
+    QFETCH(const QString, reason);
     const KeptCertificate first = kept(at("192.168.1.5"));
     const QByteArray path = (folder().path() + QLatin1Char('/') + file).toLocal8Bit();
-    QCOMPARE(::chmod(path.constData(), 0666), 0);
+    QCOMPARE(::chmod(path.constData(), mode), 0);
     const KeptCertificate second = kept(at("192.168.1.5"));
-    QVERIFY(second.newBecause.contains(QStringLiteral("others could have written it")));
+    QVERIFY2(second.newBecause.contains(reason), qPrintable(second.newBecause));
+    QVERIFY(keyOf(*second.certificate) != keyOf(*first.certificate));
     QVERIFY(second.certificate->fingerprint() != first.certificate->fingerprint());
     QVERIFY(isKept(at("192.168.1.5")));
 }

@@ -56,6 +56,7 @@ class CardPageTest(unittest.TestCase):
         self.assertEqual(self.browser.text("#address"), "https://192.168.1.5:47000/")
         self.assertEqual(self.browser.text("#shown-code"), "482913")
         self.assertEqual(self.browser.text("#others"), "https://desk.local:47000/")
+        self.assertEqual(self.browser.text("#fingerprint"), self.desk.usual_card()["fingerprint"])
         self.assertEqual(self.browser.run("return document.querySelectorAll('ol li').length"), 3)
 
     def test_each_role_has_a_card_with_its_own_square(self):

@@ -241,6 +241,7 @@ class MockDesk:
             "code": self.code,
             "address": address,
             "others": ["https://desk.local:47000/"],
+            "fingerprint": ":".join(f"{byte:02X}" for byte in range(200, 232)),
             "page": {"url": whole, "qr": qr(whole)},
             "roles": roles,
         }

@@ -2,10 +2,12 @@
 
 #include <QTest>
 
-#include <algorithm>
+#include <array>
 #include <initializer_list>
 #include <map>
 #include <random>
+#include <string>
+#include <utility>
 
 using namespace wingbell;
 
@@ -22,9 +24,28 @@ ChannelSet channels(std::initializer_list<std::size_t> each)
     return set;
 }
 
-PendingAnnouncement announcement(std::uint64_t id, const ChannelSet& set)
+PendingAnnouncement
+announcement(std::uint64_t id, const ChannelSet& set, const std::string& sender = "A")
 {
-    return {id, set, "Text " + std::to_string(id)};
+    return {id, set, "Text " + std::to_string(id), sender};
+}
+
+/// As long a text as is taken.
+PendingAnnouncement
+longAnnouncement(std::uint64_t id, const ChannelSet& set, const std::string& sender = "A")
+{
+    return {id, set, std::string(500, 'x'), sender};
+}
+
+/// The ids of all that are spoken until nothing waits, one after the other.
+std::vector<std::uint64_t> speakAll(AnnouncementQueue& queue)
+{
+    std::vector<std::uint64_t> ids;
+    while (const auto taken = queue.takeStartable()) {
+        ids.push_back(taken->id);
+        queue.finished(taken->id);
+    }
+    return ids;
 }
 
 /// The ids of all that may start now.
@@ -53,17 +74,26 @@ private Q_SLOTS:
     void aLaterOneDoesNotOvertakeOneThatWaits();
     void finishingAnUnknownOneChangesNothing();
     void oneForNoChannelIsRefused();
-    void aChannelTakesOnlySoManyWaiting();
+    void aSenderHasOnlySoManyWaitingOnAChannel();
+    void aSenderHasOnlySoMuchToSayWaitingOnAChannel();
     void oneForEveryChannelNeedsRoomOnEachOfThem();
-    void soManyMayWaitAltogether();
-    void whateverComesEachChannelKeepsItsOrder();
+    void anotherSenderIsNextWhateverTheFirstOneHasWaiting();
+    void anotherSenderForEveryChannelIsNextOnEachOfThem();
+    void sendersTakeTurns();
+    void turnsAreTakenOnEachChannel();
+    void newSendersDoNotKeepAnOldOneWaitingForEver();
+    void whenTheQueueIsFullTheLargestShareGivesWay();
+    void whenTheQueueIsFullTheLargestShareIsRefused();
+    void silenceDropsWhatOneSenderHasWaiting();
+    void aLongOneIsAwaitedByOtherSendersOnly();
+    void whateverComesEachSenderKeepsItsOrder();
 };
 
 void AnnouncementQueueTest::itHandsOutWhatItWasGiven()
 {
     AnnouncementQueue queue;
     QVERIFY(!queue.takeStartable());
-    QVERIFY(queue.offer(announcement(7, channels({1, 3}))) == Admission::Admitted);
+    QVERIFY(queue.offer(announcement(7, channels({1, 3}))).admission == Admission::Admitted);
     QCOMPARE(queue.waitingCount(), std::size_t{1});
     QVERIFY(queue.takeStartable() == announcement(7, channels({1, 3})));
     QCOMPARE(queue.waitingCount(), std::size_t{0});
@@ -76,7 +106,7 @@ void AnnouncementQueueTest::oneChannelSpeaksInOrder()
 {
     AnnouncementQueue queue;
     for (std::uint64_t id = 1; id <= 3; ++id) {
-        QVERIFY(queue.offer(announcement(id, channels({0}))) == Admission::Admitted);
+        QVERIFY(queue.offer(announcement(id, channels({0}))).admission == Admission::Admitted);
     }
     for (std::uint64_t id = 1; id <= 3; ++id) {
         QVERIFY(takeAll(queue) == Ids({id}));
@@ -145,76 +175,235 @@ void AnnouncementQueueTest::finishingAnUnknownOneChangesNothing()
 void AnnouncementQueueTest::oneForNoChannelIsRefused()
 {
     AnnouncementQueue queue;
-    QVERIFY(queue.offer(announcement(1, channels({}))) == Admission::NoChannel);
-    QVERIFY(queue.offer(announcement(1, ChannelSet::all(0))) == Admission::NoChannel);
+    QVERIFY(queue.offer(announcement(1, channels({}))).admission == Admission::NoChannel);
+    QVERIFY(queue.offer(announcement(1, ChannelSet::all(0))).admission == Admission::NoChannel);
     QCOMPARE(queue.waitingCount(), std::size_t{0});
 }
 
-void AnnouncementQueueTest::aChannelTakesOnlySoManyWaiting()
+void AnnouncementQueueTest::aSenderHasOnlySoManyWaitingOnAChannel()
 {
     AnnouncementQueue queue;
     std::uint64_t id = 0;
-    for (std::size_t count = 0; count < AnnouncementQueue::mostWaitingOnAChannel; ++count) {
-        QVERIFY(queue.offer(announcement(++id, channels({0}))) == Admission::Admitted);
+    for (std::size_t count = 0; count < AnnouncementQueue::maxWaitingOfASender; ++count) {
+        QVERIFY(queue.offer(announcement(++id, channels({0}))).admission == Admission::Admitted);
     }
-    QVERIFY(queue.offer(announcement(++id, channels({0}))) == Admission::ChannelFull);
-    QVERIFY(queue.offer(announcement(++id, channels({1}))) == Admission::Admitted);
+    QVERIFY(queue.offer(announcement(++id, channels({0}))).admission == Admission::TooMany);
+    QVERIFY(queue.offer(announcement(++id, channels({1}))).admission == Admission::Admitted);
+    QVERIFY(queue.offer(announcement(++id, channels({0}), "B")).admission == Admission::Admitted);
     // One that speaks waits no longer.
     QVERIFY(takeAll(queue).front() == 1);
-    QVERIFY(queue.offer(announcement(++id, channels({0}))) == Admission::Admitted);
-    QVERIFY(queue.offer(announcement(++id, channels({0}))) == Admission::ChannelFull);
+    QVERIFY(queue.offer(announcement(++id, channels({0}))).admission == Admission::Admitted);
+    QVERIFY(queue.offer(announcement(++id, channels({0}))).admission == Admission::TooMany);
+}
+
+void AnnouncementQueueTest::aSenderHasOnlySoMuchToSayWaitingOnAChannel()
+{
+    AnnouncementQueue queue;
+    std::uint64_t id = 0;
+    std::chrono::milliseconds waiting{0};
+    Admission last = Admission::Admitted;
+    while (last == Admission::Admitted) {
+        const PendingAnnouncement next = longAnnouncement(++id, channels({0, 1}));
+        last = queue.offer(next).admission;
+        waiting += AnnouncementQueue::speakingTime(next.text);
+    }
+    QVERIFY(last == Admission::TooMuchToSay);
+    QVERIFY(id > 2);
+    QVERIFY(waiting > AnnouncementQueue::maxSpeechOfASender);
+    QVERIFY(
+        queue.offer(longAnnouncement(++id, channels({1}))).admission == Admission::TooMuchToSay);
+    QVERIFY(queue.offer(longAnnouncement(++id, channels({2}))).admission == Admission::Admitted);
+    QVERIFY(
+        queue.offer(longAnnouncement(++id, channels({1}), "B")).admission == Admission::Admitted);
+    // However long it is, one may always wait.
+    PendingAnnouncement longest = announcement(++id, channels({3}));
+    longest.text = std::string(100'000, 'x');
+    QVERIFY(queue.offer(longest).admission == Admission::Admitted);
 }
 
 void AnnouncementQueueTest::oneForEveryChannelNeedsRoomOnEachOfThem()
 {
     AnnouncementQueue queue;
     std::uint64_t id = 0;
-    for (std::size_t count = 0; count < AnnouncementQueue::mostWaitingOnAChannel; ++count) {
+    for (std::size_t count = 0; count < AnnouncementQueue::maxWaitingOfASender; ++count) {
         (void)queue.offer(announcement(++id, channels({5})));
     }
     QVERIFY(
-        queue.offer(announcement(++id, ChannelSet::all(channelCount))) == Admission::ChannelFull);
-    QVERIFY(queue.offer(announcement(++id, channels({4, 6}))) == Admission::Admitted);
+        queue.offer(announcement(++id, ChannelSet::all(channelCount))).admission ==
+        Admission::TooMany);
+    QVERIFY(queue.offer(announcement(++id, channels({4, 6}))).admission == Admission::Admitted);
 }
 
-void AnnouncementQueueTest::soManyMayWaitAltogether()
+void AnnouncementQueueTest::anotherSenderIsNextWhateverTheFirstOneHasWaiting()
 {
     AnnouncementQueue queue;
     std::uint64_t id = 0;
-    for (std::size_t count = 0; count < AnnouncementQueue::mostWaiting; ++count) {
-        QVERIFY(
-            queue.offer(announcement(++id, channels({count % channelCount}))) ==
-            Admission::Admitted);
+    while (queue.offer(announcement(++id, channels({0}))).admission == Admission::Admitted) {
     }
-    QVERIFY(queue.offer(announcement(++id, channels({11}))) == Admission::QueueFull);
-    QVERIFY(queue.takeStartable());
-    QVERIFY(queue.offer(announcement(++id, channels({11}))) == Admission::Admitted);
+    QVERIFY(takeAll(queue) == Ids({1}));
+    QVERIFY(queue.offer(announcement(100, channels({0}), "B")).admission == Admission::Admitted);
+    QVERIFY(takeAll(queue).empty());
+    queue.finished(1);
+    QVERIFY(takeAll(queue) == Ids({100}));
+    queue.finished(100);
+    QVERIFY(takeAll(queue) == Ids({2}));
 }
 
-void AnnouncementQueueTest::whateverComesEachChannelKeepsItsOrder()
+void AnnouncementQueueTest::anotherSenderForEveryChannelIsNextOnEachOfThem()
+{
+    AnnouncementQueue queue;
+    std::uint64_t id = 0;
+    for (int round = 0; round < 4; ++round) {
+        for (std::size_t channel = 0; channel < channelCount; ++channel) {
+            (void)queue.offer(announcement(++id, channels({channel})));
+        }
+    }
+    QCOMPARE(takeAll(queue).size(), channelCount);
+    (void)queue.offer(announcement(100, ChannelSet::all(channelCount), "B"));
+    for (std::uint64_t first = 1; first <= channelCount; ++first) {
+        QVERIFY(takeAll(queue).empty());
+        queue.finished(first);
+    }
+    QVERIFY(takeAll(queue) == Ids({100}));
+}
+
+void AnnouncementQueueTest::sendersTakeTurns()
+{
+    AnnouncementQueue queue;
+    for (std::uint64_t id = 1; id <= 4; ++id) {
+        (void)queue.offer(announcement(id, channels({0}), "A"));
+    }
+    for (std::uint64_t id = 11; id <= 13; ++id) {
+        (void)queue.offer(announcement(id, channels({0}), "B"));
+    }
+    (void)queue.offer(announcement(21, channels({0}), "C"));
+    QVERIFY(speakAll(queue) == Ids({1, 11, 21, 2, 12, 3, 13, 4}));
+}
+
+void AnnouncementQueueTest::turnsAreTakenOnEachChannel()
+{
+    AnnouncementQueue queue;
+    for (std::uint64_t id = 1; id <= 5; ++id) {
+        (void)queue.offer(announcement(id, channels({0}), "A"));
+    }
+    for (std::uint64_t id = 11; id <= 13; ++id) {
+        (void)queue.offer(announcement(id, channels({1}), "B"));
+    }
+    (void)queue.offer(announcement(6, channels({1}), "A"));
+    // What A has waiting elsewhere does not count on this channel.
+    QVERIFY(takeAll(queue) == Ids({1, 11}));
+    queue.finished(11);
+    QVERIFY(takeAll(queue) == Ids({6}));
+}
+
+void AnnouncementQueueTest::newSendersDoNotKeepAnOldOneWaitingForEver()
+{
+    AnnouncementQueue queue;
+    (void)queue.offer(announcement(1, channels({0})));
+    (void)queue.offer(announcement(2, ChannelSet::all(channelCount)));
+    std::uint64_t id = 100;
+    std::size_t turns = 0;
+    std::uint64_t spoken = 0;
+    while (spoken != 2) {
+        ++id;
+        (void)queue.offer(announcement(id, channels({0}), std::to_string(id)));
+        const auto taken = queue.takeStartable();
+        QVERIFY(taken);
+        spoken = taken->id;
+        queue.finished(spoken);
+        QVERIFY(++turns <= AnnouncementQueue::rememberedTurns + 2);
+    }
+}
+
+void AnnouncementQueueTest::whenTheQueueIsFullTheLargestShareGivesWay()
+{
+    AnnouncementQueue queue;
+    std::uint64_t id = 0;
+    while (queue.waitingCount() < AnnouncementQueue::maxWaiting) {
+        ++id;
+        const ChannelSet set = channels({id % channelCount});
+        QVERIFY(queue.offer(announcement(id, set)).admission == Admission::Admitted);
+    }
+    const auto offer = queue.offer(announcement(100, channels({0}), "B"));
+    QVERIFY(offer.admission == Admission::Admitted);
+    QVERIFY(offer.displaced);
+    QCOMPARE(offer.displaced->id, id);
+    QCOMPARE(queue.waitingCount(), AnnouncementQueue::maxWaiting);
+    QVERIFY(queue.offer(announcement(++id, channels({11}))).admission == Admission::QueueFull);
+    QVERIFY(queue.takeStartable());
+    QVERIFY(queue.offer(announcement(++id, channels({11}))).admission == Admission::Admitted);
+}
+
+void AnnouncementQueueTest::whenTheQueueIsFullTheLargestShareIsRefused()
+{
+    AnnouncementQueue queue;
+    for (std::uint64_t id = 1; id <= AnnouncementQueue::maxWaiting; ++id) {
+        (void)queue.offer(announcement(id, channels({0}), std::to_string(id)));
+    }
+    QVERIFY(queue.offer(announcement(100, channels({0}), "7")).admission == Admission::QueueFull);
+    // One of many equal shares gives way, the newest: the oldest have waited for longest.
+    const auto offer = queue.offer(announcement(101, channels({0}), "new"));
+    QVERIFY(offer.admission == Admission::Admitted);
+    QVERIFY(offer.displaced);
+    QCOMPARE(offer.displaced->id, std::uint64_t{AnnouncementQueue::maxWaiting});
+}
+
+void AnnouncementQueueTest::silenceDropsWhatOneSenderHasWaiting()
+{
+    AnnouncementQueue queue;
+    for (std::uint64_t id = 1; id <= 3; ++id) {
+        (void)queue.offer(announcement(id, channels({0}), "A"));
+    }
+    (void)queue.offer(announcement(11, channels({0}), "B"));
+    QVERIFY(takeAll(queue) == Ids({1}));
+    QCOMPARE(queue.dropWaiting("A"), std::size_t{2});
+    QCOMPARE(queue.dropWaiting("A"), std::size_t{0});
+    QVERIFY(queue.speakingOf("A") == Ids({1}));
+    QVERIFY(queue.speakingOf("B").empty());
+    queue.finished(1);
+    QVERIFY(takeAll(queue) == Ids({11}));
+}
+
+void AnnouncementQueueTest::aLongOneIsAwaitedByOtherSendersOnly()
+{
+    AnnouncementQueue queue;
+    (void)queue.offer(announcement(1, channels({0}), "A"));
+    (void)queue.offer(announcement(2, channels({0}), "A"));
+    QVERIFY(takeAll(queue) == Ids({1}));
+    QVERIFY(!queue.isAwaitedByOthers(1));
+    (void)queue.offer(announcement(11, channels({1, 2}), "B"));
+    QVERIFY(!queue.isAwaitedByOthers(1));
+    (void)queue.offer(announcement(12, channels({0, 3}), "B"));
+    QVERIFY(queue.isAwaitedByOthers(1));
+    QVERIFY(!queue.isAwaitedByOthers(2));
+}
+
+void AnnouncementQueueTest::whateverComesEachSenderKeepsItsOrder()
 {
     std::mt19937 random(5);
     const auto below = [&random](std::size_t end) {
         return std::uniform_int_distribution<std::size_t>(0, end - 1)(random);
     };
+    const std::array<std::string, 3> senders = {"A", "B", "C"};
     AnnouncementQueue queue;
     std::vector<PendingAnnouncement> speaking;
-    std::map<std::size_t, std::uint64_t> lastOn;
+    std::map<std::pair<std::string, std::size_t>, std::uint64_t> lastOn;
     std::size_t spoken = 0;
-    for (std::uint64_t id = 1; id <= 20000; ++id) {
+    for (std::uint64_t id = 1; id <= 6000; ++id) {
         ChannelSet set(channelCount);
         for (std::size_t count = below(4); count > 0; --count) {
             set.insert(below(channelCount));
         }
-        (void)queue.offer(announcement(id, set));
+        (void)queue.offer(announcement(id, set, senders.at(below(senders.size()))));
         while (auto taken = queue.takeStartable()) {
             for (const PendingAnnouncement& other : speaking) {
                 QVERIFY(!other.channels.intersects(taken->channels));
             }
             for (std::size_t channel = 0; channel < channelCount; ++channel) {
                 if (taken->channels.contains(channel)) {
-                    QVERIFY(lastOn[channel] < taken->id);
-                    lastOn[channel] = taken->id;
+                    std::uint64_t& last = lastOn[{taken->sender, channel}];
+                    QVERIFY(last < taken->id);
+                    last = taken->id;
                 }
             }
             speaking.push_back(*taken);

@@ -1,4 +1,5 @@
 #include "relay/speech/SpeechWorker.h"
+#include "relay/speech/SpokenSound.h"
 #include "relay/voice/AudioFormat.h"
 #include "tests/fixtures/ChildProcesses.h"
 #include "tests/relay/speech/SpeechProgram.h"
@@ -14,6 +15,7 @@
 #include <initializer_list>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <thread>
 #include <unistd.h>
 
@@ -104,6 +106,10 @@ private Q_SLOTS:
     void aMissingProgramIsTold();
     void aSoundThatNobodyKeepsFreesTheChannel();
     void tooManyAreRefused();
+    void silenceFadesWhatSoundsAndDropsWhatWaitsOfOneSender();
+    void silenceStopsWhatIsStillBeingMade();
+    void aLongOneGivesWayOnceAnotherSenderWaits();
+    void aLongOneIsPlayedOutWhileNobodyElseWaits();
     void soundIsHeardWhileItIsMade();
     void stoppingEndsAProgramThatHangs();
     void stoppingFinishesASoundThatIsBeingMade();
@@ -115,9 +121,11 @@ private Q_SLOTS:
 
 private:
     void start(const std::string& program, const SpeechLimits& limits = patient);
-    [[nodiscard]] Admission announce(std::uint64_t id, const ChannelSet& set)
+    [[nodiscard]] Admission
+    announce(std::uint64_t id, const ChannelSet& set, const std::string& sender = "A")
     {
-        return m_worker->announce({id, set, "Announcement " + std::to_string(id)});
+        return m_worker->announce({id, set, "Announcement " + std::to_string(id), sender})
+            .admission;
     }
 
     Mailbox<Played> m_played;
@@ -155,7 +163,7 @@ void SpeechWorkerTest::anAnnouncementIsPlayedAndThenTold()
     QVERIFY(played.channels == channels({1, 2}));
     QCOMPARE(playOut(*played.sound), std::size_t{4800});
     const auto told = m_told.take();
-    QVERIFY(told.announcement == (PendingAnnouncement{7, channels({1, 2}), "Announcement 7"}));
+    QVERIFY(told.announcement == (PendingAnnouncement{7, channels({1, 2}), "Announcement 7", "A"}));
     QCOMPARE(told.result, SpeechResult());
 }
 
@@ -275,9 +283,99 @@ void SpeechWorkerTest::tooManyAreRefused()
     for (std::uint64_t id = 2; id <= 9; ++id) {
         QCOMPARE(announce(id, channels({0})), Admission::Admitted);
     }
-    QCOMPARE(announce(10, channels({0})), Admission::ChannelFull);
+    QCOMPARE(announce(10, channels({0})), Admission::TooMany);
     QCOMPARE(announce(10, channels({})), Admission::NoChannel);
     QCOMPARE(announce(10, channels({1})), Admission::Admitted);
+}
+
+void SpeechWorkerTest::silenceFadesWhatSoundsAndDropsWhatWaitsOfOneSender()
+{
+    const SpeechProgram program(QStringLiteral("speaks"));
+    start(program.path());
+    QCOMPARE(announce(1, channels({0}), "A"), Admission::Admitted);
+    QCOMPARE(announce(11, channels({1}), "B"), Admission::Admitted);
+    const auto first = m_played.take();
+    const auto other = m_played.take();
+    QVERIFY(first.sound && other.sound);
+    QCOMPARE(announce(2, channels({0}), "A"), Admission::Admitted);
+    QCOMPARE(announce(12, channels({0}), "B"), Admission::Admitted);
+    QCOMPARE(m_worker->silence("C"), std::size_t{0});
+    QCOMPARE(m_worker->silence("A"), std::size_t{2});
+    QCOMPARE(m_worker->silence("A"), std::size_t{0});
+    QVERIFY(playOut(*first.sound) <= mostTickSamples);
+    const auto told = m_told.take();
+    QCOMPARE(told.announcement.id, std::uint64_t{1});
+    QCOMPARE(told.result.end, SpeechEnd::Stopped);
+    const auto next = m_played.take();
+    QVERIFY(next.sound);
+    QCOMPARE(playOut(*next.sound), std::size_t{4800});
+    QCOMPARE(m_told.take().announcement.id, std::uint64_t{12});
+    QCOMPARE(playOut(*other.sound), std::size_t{4800});
+    QCOMPARE(m_told.take().announcement.id, std::uint64_t{11});
+}
+
+void SpeechWorkerTest::silenceStopsWhatIsStillBeingMade()
+{
+    const SpeechProgram program(QStringLiteral("hangs"));
+    start(program.path(), {100ms, 24h, 90s});
+    QCOMPARE(announce(1, channels({0})), Admission::Admitted);
+    while (program.calls().isEmpty()) {
+        std::this_thread::yield();
+    }
+    QCOMPARE(m_worker->silence("A"), std::size_t{1});
+    const auto told = m_told.take();
+    QCOMPARE(told.announcement.id, std::uint64_t{1});
+    QCOMPARE(told.result, (SpeechResult{SpeechEnd::Stopped, {}}));
+}
+
+void SpeechWorkerTest::aLongOneGivesWayOnceAnotherSenderWaits()
+{
+    const SpeechProgram program(QStringLiteral("endless"));
+    start(program.path(), {5min, 10min, 5s, 1s});
+    QCOMPARE(announce(1, channels({0}), "A"), Admission::Admitted);
+    const auto first = m_played.take();
+    QVERIFY(first.sound);
+    QCOMPARE(announce(2, channels({0}), "A"), Admission::Admitted);
+    QCOMPARE(announce(11, channels({0}), "B"), Admission::Admitted);
+    // Before its second is over it gives way to nobody.
+    std::vector<float> samples(sampleRate - 1);
+    std::size_t played = 0;
+    while (played < samples.size()) {
+        played += first.sound->read(std::span(samples).subspan(played));
+    }
+    const auto& sound = dynamic_cast<const SpokenSound&>(*first.sound);
+    QVERIFY(!sound.isToFade());
+    QVERIFY(m_told.isEmpty());
+    QCOMPARE(first.sound->read(std::span(samples).first(1)), std::size_t{1});
+    QTRY_VERIFY(sound.isToFade());
+    QVERIFY(playOut(*first.sound) <= mostTickSamples);
+    const auto told = m_told.take();
+    QCOMPARE(told.announcement.id, std::uint64_t{1});
+    QCOMPARE(told.result.end, SpeechEnd::GaveWay);
+    const auto next = m_played.take();
+    QVERIFY(next.sound);
+    QCOMPARE(m_worker->silence("A"), std::size_t{1});
+    QCOMPARE(playOut(*next.sound), std::size_t{5} * sampleRate);
+    QCOMPARE(m_told.take().announcement.id, std::uint64_t{11});
+}
+
+void SpeechWorkerTest::aLongOneIsPlayedOutWhileNobodyElseWaits()
+{
+    const SpeechProgram program(QStringLiteral("endless"));
+    start(program.path(), {5min, 10min, 3s, 1s});
+    QCOMPARE(announce(1, channels({0}), "A"), Admission::Admitted);
+    const auto first = m_played.take();
+    QVERIFY(first.sound);
+    QCOMPARE(announce(2, channels({0}), "A"), Admission::Admitted);
+    QCOMPARE(announce(11, channels({1}), "B"), Admission::Admitted);
+    QCOMPARE(playOut(*m_played.take().sound), std::size_t{3} * sampleRate);
+    QCOMPARE(m_told.take().announcement.id, std::uint64_t{11});
+    QCOMPARE(playOut(*first.sound), std::size_t{3} * sampleRate);
+    const auto told = m_told.take();
+    QCOMPARE(told.announcement.id, std::uint64_t{1});
+    QCOMPARE(told.result.end, SpeechEnd::Cut);
+    QCOMPARE(playOut(*m_played.take().sound), std::size_t{3} * sampleRate);
+    QCOMPARE(m_told.take().announcement.id, std::uint64_t{2});
 }
 
 void SpeechWorkerTest::soundIsHeardWhileItIsMade()
@@ -390,7 +488,9 @@ void SpeechWorkerTest::espeakSpeaksOnSeveralChannels()
     start("espeak-ng");
     for (std::uint64_t id = 0; id < channelCount; ++id) {
         QCOMPARE(
-            m_worker->announce({id, channels({id}), "Stand by on channel " + std::to_string(id)}),
+            m_worker
+                ->announce({id, channels({id}), "Stand by on channel " + std::to_string(id), "A"})
+                .admission,
             Admission::Admitted);
     }
     std::vector<Played> all;

@@ -48,6 +48,9 @@ private Q_SLOTS:
     void nothingAtAllIsFinishedWithItsEnd();
     void givingItUpEarlyTellsSo();
     void givingItUpAfterItsEndTellsNothing();
+    void fadingOutEndsItWithoutAClick();
+    void fadingOutEndsItAlsoBeforeThereIsAnySound();
+    void itTellsWhenSoMuchHasBeenRead();
     void beyondItsMostItTakesNothing();
     void oneThreadWritesWhileAnotherReads();
 
@@ -150,6 +153,52 @@ void SpokenSoundTest::givingItUpAfterItsEndTellsNothing()
     sound->end();
     m_played->clear();
     sound.reset();
+    QVERIFY(!m_played->isRaised());
+}
+
+void SpokenSoundTest::fadingOutEndsItWithoutAClick()
+{
+    SpokenSound sound(m_played);
+    sound.append(std::vector<float>(sampleRate, 0.5F));
+    std::vector<float> tick(mostTickSamples);
+    QCOMPARE(sound.read(tick), tick.size());
+    QCOMPARE(sound.played(), tick.size());
+    sound.fadeOut();
+    QVERIFY(!sound.isFinished());
+    QCOMPARE(sound.read(tick), tick.size());
+    float before = 0.5F;
+    for (const float sample : tick) {
+        QVERIFY(sample <= before && before - sample < 0.001F);
+        before = sample;
+    }
+    QCOMPARE(before, 0.0F);
+    QVERIFY(sound.isFinished());
+    QVERIFY(m_played->isRaised());
+    sound.append(std::vector<float>(sampleRate, 0.5F));
+    QCOMPARE(sound.read(tick), std::size_t{0});
+}
+
+void SpokenSoundTest::fadingOutEndsItAlsoBeforeThereIsAnySound()
+{
+    SpokenSound sound(m_played);
+    sound.fadeOut();
+    std::vector<float> tick(mostTickSamples);
+    QCOMPARE(sound.read(tick), std::size_t{0});
+    QVERIFY(sound.isFinished());
+    QVERIFY(m_played->isRaised());
+}
+
+void SpokenSoundTest::itTellsWhenSoMuchHasBeenRead()
+{
+    SpokenSound sound(m_played, 15);
+    sound.append(samplesFrom(0, 100));
+    std::vector<float> tick(10);
+    QCOMPARE(sound.read(tick), std::size_t{10});
+    QVERIFY(!m_played->isRaised());
+    QCOMPARE(sound.read(tick), std::size_t{10});
+    QVERIFY(m_played->isRaised());
+    m_played->clear();
+    QCOMPARE(sound.read(tick), std::size_t{10});
     QVERIFY(!m_played->isRaised());
 }
 

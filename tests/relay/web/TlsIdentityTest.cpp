@@ -3,7 +3,42 @@
 
 #include <QTest>
 
+#include <memory>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+
 using namespace wingbell;
+
+namespace {
+
+/// True when a client that offers TLS 1.2 with `cipher` alone comes to an agreement with `server`.
+bool agrees(SSL_CTX* server, const char* cipher)
+{
+    const std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)> client(
+        SSL_CTX_new(TLS_client_method()), SSL_CTX_free);
+    SSL_CTX_set_max_proto_version(client.get(), TLS1_2_VERSION);
+    if (SSL_CTX_set_cipher_list(client.get(), cipher) != 1) {
+        return false;
+    }
+    const std::unique_ptr<SSL, void (*)(SSL*)> asking(SSL_new(client.get()), SSL_free);
+    const std::unique_ptr<SSL, void (*)(SSL*)> answering(SSL_new(server), SSL_free);
+    BIO* there = nullptr;
+    BIO* here = nullptr;
+    BIO_new_bio_pair(&there, 0, &here, 0);
+    SSL_set_bio(asking.get(), there, there);
+    SSL_set_bio(answering.get(), here, here);
+    SSL_set_connect_state(asking.get());
+    SSL_set_accept_state(answering.get());
+    constexpr int enoughRounds = 10;
+    for (int round = 0; round < enoughRounds; ++round) {
+        SSL_do_handshake(asking.get());
+        SSL_do_handshake(answering.get());
+    }
+    ERR_clear_error();
+    return SSL_is_init_finished(asking.get()) == 1 && SSL_is_init_finished(answering.get()) == 1;
+}
+
+} // namespace
 
 class TlsIdentityTest : public QObject
 {
@@ -14,6 +49,8 @@ private Q_SLOTS:
     void theOrderDoesNotMatterAndAChainMayFollow();
     void whatIsNoIdentityIsSaid_data();
     void whatIsNoIdentityIsSaid();
+    void onlyAuthenticatedEncryptionIsAgreedOn_data();
+    void onlyAuthenticatedEncryptionIsAgreedOn();
 };
 
 void TlsIdentityTest::aCertificateWithItsKeyIsAnIdentity()
@@ -62,6 +99,30 @@ void TlsIdentityTest::whatIsNoIdentityIsSaid()
     const auto reading = TlsIdentity::fromPem(pem);
     QVERIFY(reading.identity == nullptr);
     QTEST(reading.error, "error");
+}
+
+void TlsIdentityTest::onlyAuthenticatedEncryptionIsAgreedOn_data()
+{
+    QTest::addColumn<bool>("agreed");
+    const auto row = [](const char* cipher, bool agreed) {
+        QTest::newRow(cipher) << agreed;
+    };
+    row("ECDHE-ECDSA-AES128-GCM-SHA256", true);
+    row("ECDHE-ECDSA-AES256-GCM-SHA384", true);
+    row("ECDHE-ECDSA-CHACHA20-POLY1305", true);
+    row("ECDHE-ECDSA-AES128-SHA", false);
+    row("ECDHE-ECDSA-AES256-SHA", false);
+    row("ECDHE-ECDSA-AES128-SHA256", false);
+    row("ECDHE-ECDSA-AES256-SHA384", false);
+    row("ECDHE-ECDSA-CAMELLIA128-SHA256", false);
+}
+
+void TlsIdentityTest::onlyAuthenticatedEncryptionIsAgreedOn()
+{
+    QFETCH(const bool, agreed);
+    const auto reading = TlsIdentity::fromPem(TestCertificate::make("desk").pem());
+    QVERIFY(reading.identity != nullptr);
+    QCOMPARE(agrees(reading.identity->context(), QTest::currentDataTag()), agreed);
 }
 
 QTEST_GUILESS_MAIN(TlsIdentityTest)
