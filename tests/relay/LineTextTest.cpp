@@ -46,7 +46,9 @@ void LineTextTest::invisibleCharactersAreReplaced_data()
 void LineTextTest::invisibleCharactersAreReplaced()
 {
     QFETCH(const uint, character);
-    const QString text = QStringLiteral("Ma%1in").arg(QString(QChar::fromUcs4(character)));
+    QString text = QStringLiteral("Ma");
+    text.append(QChar::fromUcs4(character));
+    text.append(QStringLiteral("in"));
     QCOMPARE(onOneLine(text), QStringLiteral("Ma\uFFFDin"));
 }
 

@@ -257,7 +257,7 @@ void OscPacketTest::noBytesWhateverDoHarm()
         nested(deepestOscBundle, say("deep")),
         message("/wingbell/say", "hdtcmTFNI", QByteArray(8 * 3 + 4 * 2, '\x55')),
     };
-    const QStringList channels(QStringLiteral("Green Room"));
+    const QSet<QString> channels = {QStringLiteral("Green Room")};
     std::mt19937 random(20240517); // NOLINT(bugprone-random-generator-seed): the same every time
     const auto below = [&random](qsizetype bound) {
         return static_cast<qsizetype>(random() % static_cast<unsigned>(bound));
