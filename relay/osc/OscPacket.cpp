@@ -87,6 +87,10 @@ OscElement readMessage(QByteArrayView bytes)
     // The library takes its input unchangeable only in fact, not in type: it copies it first.
     const Message message(lo_message_deserialise(
         const_cast<char*>(bytes.data()), static_cast<std::size_t>(bytes.size()), &error));
+    if (error == LO_ENOTYPE) {
+        // Old senders leave the type tags out where there are no arguments.
+        return OscMessage{QByteArray(bytes.data()), {}, {}};
+    }
     if (!message) {
         return unreadable(reasonOf(error));
     }

@@ -960,7 +960,8 @@ void IntercomServerTest::oneSenderDoesNotKeepAnotherFromAnnouncing()
     QVERIFY(goOnAir(server, writeShow(m_port)));
     const QString text = QStringLiteral("Places please. ").repeated(30);
     QVERIFY(sendOsc(ipv4, m_port, {QStringLiteral("repeat"), QStringLiteral("12"), say, text}));
-    QVERIFY(!server.linesThrough(QStringLiteral("more messages: too many announcements")).isEmpty());
+    QVERIFY(
+        !server.linesThrough(QStringLiteral("more messages: too many announcements")).isEmpty());
     QVERIFY(sendAsOther(m_port, "/wingbell/say", "Standby"));
     const QString line = server.linesThrough(otherSender).constLast();
     QCOMPARE(

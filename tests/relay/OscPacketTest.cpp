@@ -99,6 +99,7 @@ private Q_SLOTS:
     void aBrokenBundleIsRefusedAsAWhole();
     void aBrokenMessageIsRefused_data();
     void aBrokenMessageIsRefused();
+    void aMessageOfAnAddressAloneHasNoArguments();
     void theLargestTextIsRead();
     void noBytesWhateverDoHarm();
 };
@@ -215,7 +216,6 @@ void OscPacketTest::aBrokenMessageIsRefused_data()
     QTest::newRow("almost a bundle") << QByteArray("#bundlf\0", 8) + now << notOsc;
     QTest::newRow("address without an end") << QByteArray("/a/b") << address;
     QTest::newRow("dirty padding") << QByteArray("/a\0x,\0\0\0", 8) << address;
-    QTest::newRow("no types") << oscString("/a") << types;
     QTest::newRow("types without a comma") << oscString("/a") + oscString("s") << types;
     QTest::newRow("types without an end") << oscString("/a") + ",sss" << types;
     QTest::newRow("unknown type") << message("/a", "z") << arguments;
@@ -237,6 +237,13 @@ void OscPacketTest::aBrokenMessageIsRefused()
     QVERIFY(std::holds_alternative<Refusal>(elements.front()));
     QCOMPARE(std::get<Refusal>(elements.front()).reason, expected.reason);
     QCOMPARE(std::get<Refusal>(elements.front()).cause, expected.cause);
+}
+
+void OscPacketTest::aMessageOfAnAddressAloneHasNoArguments()
+{
+    const std::vector<OscElement> elements = readExactly(oscString("/a"));
+    QCOMPARE(elements.size(), std::size_t{1});
+    QVERIFY(std::get<OscMessage>(elements.front()) == (OscMessage{"/a", {}, {}}));
 }
 
 void OscPacketTest::theLargestTextIsRead()
