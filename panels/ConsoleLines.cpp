@@ -2,6 +2,7 @@
 
 #include "panels/WebAddress.h"
 
+#include <QAccessible>
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QTextBoundaryFinder>
@@ -244,6 +245,14 @@ void ConsoleLines::copyForMiddleButton() const
 QString ConsoleLines::addressIn(int row, int character) const
 {
     return QString::fromLatin1(webAddressIn(m_lines.value(row), character).toEncoded());
+}
+
+void ConsoleLines::tellFocus(QObject* row)
+{
+    if (row != nullptr) {
+        QAccessibleEvent event(row, QAccessible::Focus);
+        QAccessible::updateAccessibility(&event);
+    }
 }
 
 bool ConsoleLines::hasLongWord(QStringView line)

@@ -88,6 +88,10 @@ public:
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
     [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 
+    /// Tells a screen reader that the keyboard has come to that row's item. The list keeps the
+    /// focus itself, as rows come and go.
+    Q_INVOKABLE static void tellFocus(QObject* row);
+
 Q_SIGNALS:
     void serverChanged();
     /// The number of rows is another than at the last update; the rows are up to date.

@@ -154,9 +154,10 @@ Item {
                     openCurrentMenu();
                 else if (event.key === Qt.Key_Return || event.key === Qt.Key_Enter)
                     return openAddress();
-                else if (panel.lines.moveBy(event.key, rowAt(0), rowAt(height - 1), event.modifiers & Qt.ShiftModifier))
+                else if (panel.lines.moveBy(event.key, rowAt(0), rowAt(height - 1), event.modifiers & Qt.ShiftModifier)) {
                     showRow(panel.lines.currentRow);
-                else
+                    panel.lines.tellFocus(itemAtIndex(panel.lines.currentRow));
+                } else
                     return false;
                 return true;
             }

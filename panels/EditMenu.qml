@@ -83,6 +83,7 @@ T.Menu {
     Entry {
         id: openEntry
 
+        Accessible.ignored: menu.address === ""
         enabled: visible
         height: visible ? implicitHeight : 0
         //: Menu of a line of the console: opens that web address in the browser.

@@ -23,6 +23,10 @@ Item {
         isMoving = moves;
     }
 
+    // The place of the card is told as this where there is no card.
+    Accessible.description: parent?.Accessible.description ?? ""
+    Accessible.name: parent?.Accessible.name ?? ""
+    Accessible.role: Accessible.Grouping
     implicitHeight: rows.implicitHeight + 28
 
     // Between the name's field and the store.

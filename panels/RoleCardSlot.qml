@@ -69,6 +69,7 @@ Loader {
         const listens = qsTr("Listens on: %1.").arg(channelsOr(listenChannels));
         return `${talks} ${listens}`;
     }
+    Accessible.ignored: item !== null // it would be told as having the focus of what is in the card
     //: A role, spoken only.
     Accessible.name: role.name.trim() === "" ? qsTr("Role without a name") : role.name
     Accessible.role: Accessible.Grouping
