@@ -139,8 +139,8 @@ void ConfinementTest::theServerIsDeniedWhatItDoesNotNeed_data()
     // What they try is harmless where it succeeds.
     QTest::addColumn<Attempt>("attempt");
     QTest::addColumn<int>("since"); // the version of Landlock that can deny it
-    const auto row = [](const char* name, int since, Attempt attempt) {
-        QTest::newRow(name) << std::move(attempt) << since;
+    const auto row = [](const char* name, int since, const Attempt& attempt) {
+        QTest::newRow(name) << attempt << since;
     };
     row("reading a file of the user", 1, [this] { return opening(pathOf("secret"), O_RDONLY); });
     row("reading a folder of the user", 1,
