@@ -2,12 +2,21 @@
 
 #include "look/Streaks.h"
 
+#include <QPainterPath>
+
 namespace wingbell {
+
+BrushedStreaks::BrushedStreaks(QQuickItem* parent)
+    : PaintedSurface(parent)
+{
+    connect(this, &BrushedStreaks::streakOpacityChanged, this, [this] { repaint(); });
+}
 
 void BrushedStreaks::paintSurface(QPainter& painter, const QSizeF& size)
 {
-    painter.setClipRect(QRectF(QPointF(), size));
-    paintStreaks(painter, size, 1.0);
+    QPainterPath plate;
+    plate.addRect(QRectF(QPointF(), size));
+    paintBrushedSteel(painter, plate, size, m_streakOpacity);
 }
 
 } // namespace wingbell

@@ -2,6 +2,8 @@
 
 #include <QPen>
 
+#include <algorithm>
+
 namespace wingbell {
 
 namespace {
@@ -38,7 +40,7 @@ void Capsule::setOutline(const QColor& outline)
 
 void Capsule::paintSurface(QPainter& painter, const QSizeF& size)
 {
-    const double radius = size.height() / 2.0;
+    const double radius = std::min(size.width(), size.height()) / 2.0;
     const QRectF pill(QPointF(), size);
     painter.setPen(Qt::NoPen);
     painter.setBrush(m_fill);

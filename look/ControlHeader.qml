@@ -7,27 +7,13 @@ Item {
 
     implicitHeight: plate.height + trim.height
 
-    Rectangle {
+    BrushedStreaks {
         id: plate
 
         height: lettering.implicitHeight + 28
+        streakOpacity: 0.45
         width: parent.width
 
-        gradient: Gradient {
-            GradientStop {
-                color: Theme.steelDark
-                position: 0
-            }
-            GradientStop {
-                color: Theme.steelDeep
-                position: 1
-            }
-        }
-
-        BrushedStreaks {
-            anchors.fill: parent
-            opacity: 0.45
-        }
         Column {
             id: lettering
 
@@ -42,7 +28,7 @@ Item {
                 font.family: Typeface.rounded
                 font.letterSpacing: 0.5
                 font.pixelSize: 17
-                font.weight: Font.ExtraBold
+                font.weight: Font.Bold
                 text: "Wingbell Control" // a name
             }
             Text {

@@ -1,5 +1,6 @@
 #include "look/LitText.h"
 
+#include "look/HeavyLetters.h"
 #include "look/Shadow.h"
 #include "look/Theme.h"
 
@@ -52,8 +53,7 @@ void LitText::measure()
 
 void LitText::paintSurface(QPainter& painter, const QSizeF& size)
 {
-    QPainterPath letters;
-    letters.addText(QPointF(0.0, QFontMetricsF(m_font).ascent()), m_font, m_text);
+    const QPainterPath letters = heavyLetters(m_text, m_font);
     const QRectF frame(QPointF(), size);
     paintShadow(painter, frame, glow(), [&letters](QPainter& shape) {
         shape.fillPath(letters, Qt::black);

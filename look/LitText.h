@@ -6,7 +6,7 @@
 
 namespace wingbell {
 
-/// One line of lettering filled with lit gold, with a golden glow around it.
+/// One line of heavy lettering filled with lit gold, with a golden glow around it.
 class LitText : public wingbell::PaintedSurface
 {
     Q_OBJECT

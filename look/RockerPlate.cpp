@@ -1,10 +1,15 @@
 #include "look/RockerPlate.h"
 
+#include "look/HeavyLetters.h"
 #include "look/Shadow.h"
 #include "look/Theme.h"
+#include "look/Typeface.h"
 
+#include <QFontMetricsF>
 #include <QLinearGradient>
 #include <QPainterPath>
+
+#include <algorithm>
 
 namespace wingbell {
 
@@ -16,6 +21,7 @@ constexpr double housingOutline = 2.0;
 constexpr QSizeF faceSize(142.0, 50.0);
 constexpr double faceRadius = 7.0;
 constexpr double halfOpacity = 0.9;
+constexpr double longestLabel = 65.0;
 
 Shadow switchShadow()
 {
@@ -29,6 +35,22 @@ QPainterPath rounded(const QRectF& rect, double radius)
     return path;
 }
 
+QFont labelFont()
+{
+    QFont font(Typeface::rounded());
+    constexpr int pixels = 11;
+    font.setPixelSize(pixels);
+    font.setWeight(QFont::Bold);
+    font.setLetterSpacing(QFont::AbsoluteSpacing, 1.0);
+    return font;
+}
+
+QSizeF labelSize(const QString& label)
+{
+    const QFontMetricsF metrics(labelFont());
+    return {metrics.horizontalAdvance(label), metrics.height()};
+}
+
 } // namespace
 
 RockerPlate::RockerPlate(QQuickItem* parent)
@@ -36,6 +58,7 @@ RockerPlate::RockerPlate(QQuickItem* parent)
 {
     setImplicitSize(housingSize.width(), housingSize.height());
     setReach(switchShadow().reach() + housingOutline / 2.0);
+    connect(this, &RockerPlate::labelsChanged, this, [this] { repaint(); });
 }
 
 void RockerPlate::setIsOn(bool on)
@@ -67,16 +90,53 @@ void RockerPlate::paintSurface(QPainter& painter, const QSizeF& size)
     painter.fillPath(housing, steel);
     painter.strokePath(housing, outline);
 
+    paintHalf(painter, false);
+    paintHalf(painter, true);
+}
+
+void RockerPlate::paintHalf(QPainter& painter, bool on) const
+{
+    const bool isLit = on == m_isOn;
+    const QColor tint = on ? Theme::live() : Theme::ready();
+    QPainterPath area;
+    area.addRect(half(on));
+    painter.fillPath(
+        rounded(face(), faceRadius).intersected(area),
+        Theme::faded(isLit ? tint : Theme::steelDeep(), halfOpacity));
+
+    const QString& label = on ? m_startLabel : m_stopLabel;
+    const QRectF place = labelPlace(on);
+    const double scale = place.height() / labelSize(label).height();
+    painter.save();
+    painter.translate(place.topLeft());
+    painter.scale(scale, scale);
+    painter.fillPath(
+        heavyLetters(label, labelFont()),
+        isLit ? Theme::faded(Qt::black, 0.85) : Theme::faded(Qt::white, 0.4));
+    painter.restore();
+}
+
+QRectF RockerPlate::face() const
+{
     QRectF face(QPointF(), faceSize);
-    face.moveCenter(frame.center());
-    const QPainterPath clip = rounded(face, faceRadius);
-    QPainterPath left;
-    left.addRect(face.adjusted(0.0, 0.0, -face.width() / 2.0, 0.0));
-    const QColor dark = Theme::faded(Theme::steelDeep(), halfOpacity);
-    painter.fillPath(
-        clip.intersected(left), m_isOn ? dark : Theme::faded(Theme::ready(), halfOpacity));
-    painter.fillPath(
-        clip.subtracted(left), m_isOn ? Theme::faded(Theme::live(), halfOpacity) : dark);
+    face.moveCenter(boundingRect().center());
+    return face;
+}
+
+QRectF RockerPlate::half(bool on) const
+{
+    QRectF half = face();
+    half.setWidth(half.width() / 2.0);
+    return on ? half.translated(half.width(), 0.0) : half;
+}
+
+QRectF RockerPlate::labelPlace(bool on) const
+{
+    const QSizeF whole = labelSize(on ? m_startLabel : m_stopLabel);
+    QRectF place(QPointF(), whole * std::min(1.0, longestLabel / std::max(1.0, whole.width())));
+    place.moveCenter(half(on).center());
+    place.moveTopLeft(place.topLeft().toPoint()); // sharp
+    return place;
 }
 
 } // namespace wingbell

@@ -6,13 +6,15 @@
 
 namespace wingbell {
 
-/// The surfaces of a two-sided switch: a steel housing with its shadow and a face of two halves,
-/// one of them lit. Its labels are its user's.
+/// A two-sided switch: a steel housing with its shadow and a face of two halves with a label each,
+/// one of them lit. One picture, so that an opacity is that of the whole switch.
 class RockerPlate : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT
     Q_PROPERTY(bool isOn READ isOn WRITE setIsOn NOTIFY isOnChanged)
+    Q_PROPERTY(QString stopLabel MEMBER m_stopLabel NOTIFY labelsChanged)
+    Q_PROPERTY(QString startLabel MEMBER m_startLabel NOTIFY labelsChanged)
 
 public:
     explicit RockerPlate(QQuickItem* parent = nullptr);
@@ -21,14 +23,25 @@ public:
     [[nodiscard]] bool isOn() const { return m_isOn; }
     void setIsOn(bool on);
 
+    /// Where the label of the half for that state is: in the middle of its half, and made smaller
+    /// where it is too long for it.
+    [[nodiscard]] QRectF labelPlace(bool on) const;
+
 Q_SIGNALS:
     void isOnChanged();
+    void labelsChanged();
 
 protected:
     void paintSurface(QPainter& painter, const QSizeF& size) override;
 
 private:
+    [[nodiscard]] QRectF face() const;
+    [[nodiscard]] QRectF half(bool on) const;
+    void paintHalf(QPainter& painter, bool on) const;
+
     bool m_isOn = false;
+    QString m_stopLabel;
+    QString m_startLabel;
 };
 
 } // namespace wingbell

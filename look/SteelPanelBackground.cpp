@@ -3,7 +3,6 @@
 #include "look/Streaks.h"
 #include "look/Theme.h"
 
-#include <QLinearGradient>
 #include <QPainterPath>
 
 #include <algorithm>
@@ -78,16 +77,8 @@ void SteelPanelBackground::paintSurface(QPainter& painter, const QSizeF& size)
     QPainterPath plate;
     plate.addRoundedRect(QRectF(QPointF(), size), m_cornerRadius, m_cornerRadius);
 
-    QLinearGradient steel(0.0, 0.0, 0.0, size.height());
-    steel.setColorAt(0.0, Theme::steelDark());
-    steel.setColorAt(1.0, Theme::steelDeep());
-    painter.fillPath(plate, steel);
-
     constexpr double textureOpacity = 0.4;
-    painter.save();
-    painter.setClipPath(plate);
-    paintStreaks(painter, size, textureOpacity);
-    painter.restore();
+    paintBrushedSteel(painter, plate, size, textureOpacity);
 
     constexpr double edgeOpacity = 0.5;
     painter.strokePath(plate, QPen(Theme::faded(Theme::steelMid(), edgeOpacity), edgeWidth));

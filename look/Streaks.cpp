@@ -2,12 +2,12 @@
 
 #include "look/Theme.h"
 
+#include <QBrush>
 #include <QImage>
-#include <QPen>
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <numbers>
 #include <vector>
 
 namespace wingbell {
@@ -22,55 +22,77 @@ double opacityAt(double x)
     return std::max(0.0, std::sin(0.6 * x) * 0.02 + 0.025);
 }
 
-void strokeStreaks(QPainter& painter, const QSizeF& plate)
+/// How much of a pixel's square lies where x + y is less than `limit`, counted in pixels from the
+/// pixel's top left corner.
+double coverageBelow(double limit)
 {
-    QPen pen;
-    pen.setWidthF(lineWidth);
-    pen.setCapStyle(Qt::FlatCap);
-    for (const Streak& streak : streaksOf(plate)) {
-        pen.setColor(Theme::faded(Qt::white, streak.opacity));
-        painter.setPen(pen);
-        painter.drawLine(streak.line);
-    }
+    const double inside = std::clamp(limit, 0.0, 2.0);
+    return inside <= 1.0 ? inside * inside / 2.0 : 1.0 - (2.0 - inside) * (2.0 - inside) / 2.0;
 }
 
-/// The pixels along the top edge of a plate whose width and height together are `length` pixels of
-/// `scale` a point, stroked anew.
+/// The opacity of the white that the hairlines lay over the first `length` pixels of the row along
+/// the top edge of a plate, of `scale` pixels a point, whose corner is `corner` pixels into the
+/// first.
 ///
 /// Lines at 45 degrees: every row of a plate is the row above moved left by a pixel. So one row
-/// tells the whole plate, and to stroke the lines of a narrow band is enough.
-std::vector<QRgb> strokedTopRow(int length, double scale)
+/// tells the whole plate.
+std::vector<float> topRow(int length, double scale, double corner)
 {
-    constexpr int band = 9; // pixels; its middle row is far enough from where lines end
-    constexpr int middle = 4;
-    QImage image(length + band, band, QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.scale(scale, scale);
-    strokeStreaks(painter, QSizeF(image.size()) / scale);
-    painter.end();
-    std::vector<QRgb> row(static_cast<size_t>(length));
-    for (int along = 0; along < length; ++along) {
-        const int y = std::min(along, middle);
-        row[static_cast<size_t>(along)] =
-            reinterpret_cast<const QRgb*>(image.constScanLine(y))[along - y];
+    std::vector<float> row(static_cast<size_t>(length));
+    const double halfWidth = lineWidth * scale / std::numbers::sqrt2; // along the edge
+    for (int index = 0;; ++index) {
+        const double x = index * distance;
+        const double middle = corner + x * scale;
+        const int first = std::max(0, static_cast<int>(std::floor(middle - halfWidth)) - 1);
+        const int last = std::min(length - 1, static_cast<int>(std::ceil(middle + halfWidth)));
+        if (first >= length) {
+            return row;
+        }
+        for (int along = first; along <= last; ++along) {
+            const double coverage = coverageBelow(middle + halfWidth - along) -
+                                    coverageBelow(middle - halfWidth - along);
+            row[static_cast<size_t>(along)] += static_cast<float>(coverage * opacityAt(x));
+        }
     }
-    return row;
 }
 
-/// The same, or a longer one: every plate's row is the beginning of any longer one, so the longest
-/// asked for is kept. Pictures may be painted on a rendering thread, and so each thread keeps its
-/// own.
-const std::vector<QRgb>& topRow(int length, double scale)
+/// The pixels of `area` of a plate's steel, where `plate` is in pixels too, of `scale` a point.
+/// Worked out in fractions and rounded once: a hairline is worth a few of 255 steps, and rounding
+/// each layer would take a good part of that away.
+QImage steel(const QRectF& plate, const QRect& area, double scale, double streakOpacity)
 {
-    thread_local std::vector<QRgb> kept;
-    thread_local double keptScale = 0.0;
-    if (keptScale != scale || kept.size() < static_cast<size_t>(length)) {
-        kept = strokedTopRow(length, scale);
-        keptScale = scale;
+    const QPoint first(
+        static_cast<int>(std::floor(plate.left())), static_cast<int>(std::floor(plate.top())));
+    const QPointF corner = plate.topLeft() - first;
+    const QPoint begin = area.topLeft() - first;
+    std::vector<float> streaks = topRow(
+        begin.x() + area.width() + begin.y() + area.height(), scale, corner.x() + corner.y());
+    for (float& opacity : streaks) {
+        opacity *= static_cast<float>(streakOpacity);
     }
-    return kept;
+    // With half a step added, for what follows cuts fractions off.
+    const auto channel = [](double dark, double deep, double depth) {
+        return static_cast<float>(255.0 * (dark + (deep - dark) * depth) + 0.5);
+    };
+    constexpr Theme::Components dark = Theme::steelDarkComponents;
+    constexpr Theme::Components deep = Theme::steelDeepComponents;
+    QImage picture(area.size(), QImage::Format_RGB32);
+    for (int y = 0; y < area.height(); ++y) {
+        const double depth =
+            std::clamp((area.top() + y + 0.5 - plate.top()) / plate.height(), 0.0, 1.0);
+        const float red = channel(dark.red, deep.red, depth);
+        const float green = channel(dark.green, deep.green, depth);
+        const float blue = channel(dark.blue, deep.blue, depth);
+        auto* const pixels = reinterpret_cast<QRgb*>(picture.scanLine(y));
+        const float* const row = streaks.data() + begin.x() + begin.y() + y;
+        for (int x = 0; x < area.width(); ++x) {
+            const auto lit = [opacity = row[x]](float shade) {
+                return static_cast<int>(shade + opacity * (255.5F - shade));
+            };
+            pixels[x] = qRgb(lit(red), lit(green), lit(blue));
+        }
+    }
+    return picture;
 }
 
 } // namespace
@@ -90,32 +112,20 @@ QList<Streak> streaksOf(const QSizeF& plate)
     return streaks;
 }
 
-void paintStreaks(QPainter& painter, const QSizeF& plate, double opacity)
+void paintBrushedSteel(
+    QPainter& painter, const QPainterPath& shape, const QSizeF& plate, double streakOpacity)
 {
-    const double scale = painter.device()->devicePixelRatio() * painter.transform().m11();
-    const int width = static_cast<int>(std::ceil(plate.width() * scale));
-    const int height = static_cast<int>(std::ceil(plate.height() * scale));
-    if (width <= 0 || height <= 0) {
-        return;
-    }
+    const QTransform toPixels = painter.deviceTransform();
+    const QRectF inPixels = toPixels.mapRect(QRectF(QPointF(), plate));
     // No more than the device shows of it.
-    const QRectF device(0.0, 0.0, painter.device()->width(), painter.device()->height());
-    const QRectF shown = painter.deviceTransform().inverted().mapRect(device);
-    const int first = std::clamp(static_cast<int>(std::floor(shown.top() * scale)), 0, height);
-    const int end = std::clamp(static_cast<int>(std::ceil(shown.bottom() * scale)), first, height);
-    if (first == end) {
+    const QRect device(0, 0, painter.device()->width(), painter.device()->height());
+    const QRect area = inPixels.toAlignedRect() & device;
+    if (plate.isEmpty() || area.isEmpty()) {
         return;
     }
-    const std::vector<QRgb>& row = topRow(width + height, scale);
-    QImage texture(width, end - first, QImage::Format_ARGB32_Premultiplied);
-    for (int y = first; y < end; ++y) {
-        std::memcpy(
-            texture.scanLine(y - first), row.data() + y, static_cast<size_t>(width) * sizeof(QRgb));
-    }
-    painter.save();
-    painter.setOpacity(painter.opacity() * opacity);
-    painter.drawImage(QRectF(QPointF(0.0, first / scale), QSizeF(texture.size()) / scale), texture);
-    painter.restore();
+    QBrush brush(steel(inPixels, area, toPixels.m11(), streakOpacity));
+    brush.setTransform(QTransform::fromTranslate(area.x(), area.y()) * toPixels.inverted());
+    painter.fillPath(shape, brush);
 }
 
 } // namespace wingbell

@@ -3,6 +3,7 @@
 #include <QLineF>
 #include <QList>
 #include <QPainter>
+#include <QPainterPath>
 #include <QSizeF>
 
 namespace wingbell {
@@ -19,8 +20,10 @@ struct Streak
 /// lines always; no size gives none.
 [[nodiscard]] QList<Streak> streaksOf(const QSizeF& plate);
 
-/// Paints the hairlines of a plate of that size whose top left corner is the origin, each 1 point
-/// wide, all together at `opacity` from 0 to 1.
-void paintStreaks(QPainter& painter, const QSizeF& plate, double opacity);
+/// Fills `shape` with the steel of a plate of that size whose top left corner is the origin: darker
+/// from top to bottom, under the plate's hairlines, each 1 point wide and all together at
+/// `streakOpacity` from 0 to 1.
+void paintBrushedSteel(
+    QPainter& painter, const QPainterPath& shape, const QSizeF& plate, double streakOpacity);
 
 } // namespace wingbell

@@ -1,9 +1,20 @@
 #include "look/InsetPlate.h"
 #include "look/PaintedSurface.h"
+#include "look/SteelPanelBackground.h"
+#include "look/Streaks.h"
+#include "look/Theme.h"
 
 #include <QImage>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQmlExtensionPlugin>
 #include <QQuickWindow>
 #include <QtTest>
+
+#include <memory>
+#include <numbers>
+
+Q_IMPORT_QML_PLUGIN(Wingbell_LookPlugin)
 
 using namespace wingbell;
 
@@ -56,6 +67,45 @@ QChar shadeOf(QRgb pixel)
     return qGray(pixel) <= unseen ? u' ' : u'~';
 }
 
+/// The mean of all channels over those pixels, from 0 to 1.
+double meanLight(const QImage& picture, const QRect& pixels)
+{
+    double sum = 0.0;
+    for (int y = pixels.top(); y <= pixels.bottom(); ++y) {
+        for (int x = pixels.left(); x <= pixels.right(); ++x) {
+            const QRgb pixel = picture.pixel(x, y);
+            sum += qRed(pixel) + qGreen(pixel) + qBlue(pixel);
+        }
+    }
+    return sum / (3.0 * 255.0 * pixels.width() * pixels.height());
+}
+
+/// The mean that `area` of a plate's steel has without any streaks: its gradient falls evenly.
+double meanSteel(const QSizeF& plate, const QRectF& area)
+{
+    const auto mean = [](const Theme::Components& steel) {
+        return (steel.red + steel.green + steel.blue) / 3.0;
+    };
+    const double dark = mean(Theme::steelDarkComponents);
+    const double deep = mean(Theme::steelDeepComponents);
+    return dark + (deep - dark) * area.center().y() / plate.height();
+}
+
+/// The mean opacity of the white that the streaks of a plate lay over `area` of it.
+double meanStreaks(const QSizeF& plate, const QRectF& area)
+{
+    double sum = 0.0;
+    for (const Streak& streak : streaksOf(plate)) {
+        for (double y = area.top() + 0.5; y < area.bottom(); y += 1.0) {
+            const double x = streak.line.x1() - y;
+            if (x >= area.left() && x < area.right()) {
+                sum += streak.opacity * std::numbers::sqrt2;
+            }
+        }
+    }
+    return sum / (area.width() * area.height());
+}
+
 } // namespace
 
 /// Run once for every scale that desktops offer.
@@ -69,6 +119,8 @@ private Q_SLOTS:
     void aPicturesPixelsAreTheScreens();
     void anOutlineIsAsWideOnEverySideOfWhatClipsIt_data();
     void anOutlineIsAsWideOnEverySideOfWhatClipsIt();
+    void streaksAreAsLightAsComputed_data();
+    void streaksAreAsLightAsComputed();
 };
 
 void SharpSurfacesTest::initTestCase()
@@ -159,6 +211,61 @@ void SharpSurfacesTest::anOutlineIsAsWideOnEverySideOfWhatClipsIt()
     const QString line(qRound(width * window.devicePixelRatio()), u'#');
     QCOMPARE(across.split(u' ', Qt::SkipEmptyParts), QStringList({line, line}));
     QCOMPARE(down.split(u' ', Qt::SkipEmptyParts), QStringList({line, line}));
+}
+
+void SharpSurfacesTest::streaksAreAsLightAsComputed_data()
+{
+    QTest::addColumn<QString>("component");
+    QTest::addColumn<QSizeF>("size");
+    QTest::addColumn<double>("opacity");
+    QTest::addColumn<QRectF>("place"); // of nothing but brushed steel
+    const QString plate = u"SteelPanelBackground"_qs;
+    QTest::newRow("the power panel")
+        << plate << QSizeF(230.0, 232.0) << 0.4 << QRectF(16.0, 16.0, 198.0, 200.0);
+    QTest::newRow("a role's card")
+        << plate << QSizeF(740.0, 150.0) << 0.4 << QRectF(16.0, 16.0, 708.0, 118.0);
+    QTest::newRow("the header") << u"ControlHeader"_qs << QSizeF(780.0, 0.0) << 0.45
+                                << QRectF(40.0, 2.0, 220.0, 50.0);
+}
+
+void SharpSurfacesTest::streaksAreAsLightAsComputed()
+{
+    QFETCH(const QString, component);
+    QFETCH(const QSizeF, size);
+    QFETCH(const double, opacity);
+    QFETCH(const QRectF, place);
+    QQmlEngine engine;
+    QQmlComponent source(&engine, QUrl(u"qrc:/qt/qml/Wingbell/Look/%1.qml"_qs.arg(component)));
+    std::unique_ptr<QQuickItem> item;
+    double plateHeight = size.height();
+    if (plateHeight > 0.0) {
+        item = std::make_unique<SteelPanelBackground>();
+        item->setSize(size);
+    } else {
+        item.reset(qobject_cast<QQuickItem*>(source.create()));
+        QVERIFY2(item, qPrintable(source.errorString()));
+        item->setWidth(size.width());
+        constexpr double trim = 12.0;
+        plateHeight = item->implicitHeight() - trim;
+    }
+    QQuickWindow window;
+    window.resize(800, 300);
+    item->setParentItem(window.contentItem());
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+
+    const QSizeF plate(size.width(), plateHeight);
+    const double scale = window.devicePixelRatio();
+    const QRect pixels = QRectF(place.topLeft() * scale, place.size() * scale).toRect();
+    const QRectF area(QPointF(pixels.topLeft()) / scale, QSizeF(pixels.size()) / scale);
+    QVERIFY(area.bottom() < plateHeight);
+    const double steel = meanSteel(plate, area);
+    const double wanted = meanStreaks(plate, area) * opacity * (1.0 - steel);
+    const double streaks = meanLight(window.grabWindow(), pixels) - steel;
+    constexpr double tolerance = 0.04;
+    QVERIFY2(
+        std::abs(streaks / wanted - 1.0) < tolerance,
+        qPrintable(u"%1 of what was computed"_qs.arg(streaks / wanted)));
 }
 
 QTEST_MAIN(SharpSurfacesTest)

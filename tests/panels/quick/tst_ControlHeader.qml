@@ -19,7 +19,7 @@ Item {
                 });
         }
         function plateOf(item) {
-            return all(item, BrushedStreaks)[0].parent;
+            return all(item, BrushedSteel)[0];
         }
         function test_boltsHoldThePlatesUpperCorners_data() {
             return [{
@@ -56,7 +56,7 @@ Item {
             compare(places(trims, item), [`0,${plate.height} 820x12`]);
             compare(item.implicitHeight, plate.height + 12);
             compare(places([plate], item), [`0,0 820x${plate.height}`]);
-            compare(all(plate, BrushedStreaks)[0].opacity, 0.45);
+            compare(plate.streakOpacity, 0.45);
         }
 
         name: "ControlHeader"
