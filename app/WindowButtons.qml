@@ -71,8 +71,7 @@ Row {
                 name: button.symbol
             }
             FocusRing {
-                cornerRadius: 10
-                distance: 2
+                cornerRadius: 12
                 visible: button.activeFocus
             }
         }

@@ -1,5 +1,6 @@
 import QtQuick
 import Wingbell.Look
+import Wingbell.Panels
 
 // One pill-shaped button, as wide as its text and 20 more.
 Pressable {
@@ -26,7 +27,7 @@ Pressable {
         color: chip.textColor
         font.pixelSize: 12
         font.weight: Font.DemiBold
-        text: chip.text
+        text: LineBreaks.asSigns(chip.text)
         textFormat: Text.PlainText
     }
 }

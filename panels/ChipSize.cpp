@@ -1,12 +1,13 @@
 #include "panels/ChipSize.h"
 
+#include "panels/LineBreaks.h"
+
 #include <QFontMetricsF>
 #include <QGuiApplication>
 #include <QHash>
 #include <QQuickWindow>
 #include <QTextLayout>
 
-#include <algorithm>
 #include <cmath>
 
 namespace wingbell {
@@ -15,26 +16,22 @@ namespace {
 
 constexpr QSizeF padding(20.0, 10.0);
 
-/// As the text item of the chip lays it out: whole lines, broken only where the text itself is.
-QSizeF textSize(QString text)
+/// As the text item of the chip lays it out, in one line.
+QSizeF textSize(const QString& text)
 {
     if (text.isEmpty()) {
         return {0.0, std::ceil(QFontMetricsF(chipFont()).height())};
     }
-    text.replace(u'\n', QChar::LineSeparator);
-    QTextLayout layout(text, chipFont());
+    QTextLayout layout(LineBreaks::asSigns(text), chipFont());
     QTextOption option;
     option.setWrapMode(QTextOption::NoWrap);
     option.setUseDesignMetrics(QQuickWindow::textRenderType() != QQuickWindow::NativeTextRendering);
     layout.setTextOption(option);
     layout.beginLayout();
-    QSizeF size(0.0, 0.0);
-    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
-        line.setNumColumns(static_cast<int>(text.size()));
-        size = {std::max(size.width(), line.naturalTextWidth()), size.height() + line.height()};
-    }
+    QTextLine line = layout.createLine();
+    line.setNumColumns(static_cast<int>(text.size()));
     layout.endLayout();
-    return size;
+    return {line.naturalTextWidth(), line.height()};
 }
 
 } // namespace

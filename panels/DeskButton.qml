@@ -10,7 +10,7 @@ Pressable {
     property alias text: label.text
 
     Accessible.name: text
-    implicitHeight: label.implicitHeight + 12
+    implicitHeight: 28 // whatever the family of its letters
     implicitWidth: Math.ceil(label.implicitWidth) + 24
     opacity: enabled ? 1 : 0.4
 

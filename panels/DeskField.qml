@@ -1,5 +1,6 @@
 import QtQuick
 import Wingbell.Look
+import Wingbell.Panels
 
 // A one-line text field of the desk, without a bezel.
 TextInput {
@@ -41,7 +42,6 @@ TextInput {
     selectedTextColor: "black"
     selectionColor: Theme.gold
     verticalAlignment: TextInput.AlignVCenter
-
     cursorDelegate: Rectangle {
         color: Theme.gold
         visible: (parent as TextInput)?.cursorVisible ?? false
@@ -58,6 +58,16 @@ TextInput {
         }
     }
     onCursorPositionChanged: showWhatMatters()
+    // What is pasted may be of several lines.
+    onTextEdited: {
+        const line = LineBreaks.asBlanks(text);
+        if (line === text)
+            return;
+        const caret = LineBreaks.asBlanks(text.slice(0, cursorPosition)).length;
+        remove(0, length);
+        insert(0, line);
+        cursorPosition = caret;
+    }
     onWidthChanged: showWhatMatters()
 
     FontMetrics {
@@ -78,7 +88,7 @@ TextInput {
         anchors.fill: parent
         anchors.leftMargin: field.leftPadding
         anchors.rightMargin: field.rightPadding
-        color: Theme.faded("white", 0.3)
+        color: Theme.faded("white", 0.5)
         elide: Text.ElideRight
         font: field.font
         fontSizeMode: Text.HorizontalFit // a field's width is the same in every language

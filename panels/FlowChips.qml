@@ -49,7 +49,6 @@ Item {
 
         anchors.fill: null
         cornerRadius: height / 2
-        distance: 2
         visible: anchors.fill !== null
     }
 }

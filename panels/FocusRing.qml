@@ -1,14 +1,25 @@
 import QtQuick
 import Wingbell.Look
 
-// The gold outline around what has the keyboard's focus.
+// The outline around what has the keyboard's focus: gold, and within the gold dark. One of the two
+// shows on every ground, on gold too.
 InsetPlate {
-    property real distance: 3
+    id: ring
+
+    property real distance: 4
 
     anchors.fill: parent
     anchors.margins: -distance
     cornerRadius: 6 + distance
     fill: "transparent"
-    outline: Theme.gold
-    outlineWidth: 2
+    outline: Theme.steelDeep
+    outlineWidth: 4
+
+    InsetPlate {
+        anchors.fill: parent
+        cornerRadius: ring.cornerRadius
+        fill: "transparent"
+        outline: Theme.gold
+        outlineWidth: 2
+    }
 }

@@ -30,34 +30,13 @@ Pressable {
 
         anchors.fill: parent
         isOn: rocker.isOn
-    }
-    HalfLabel {
-        active: !rocker.isOn
-        anchors.horizontalCenterOffset: -35.5
         //: The left half of the switch, 71 wide; lit while the server is stopped.
-        text: qsTr("STOP")
-    }
-    HalfLabel {
-        active: rocker.isOn
-        anchors.horizontalCenterOffset: 35.5
+        stopLabel: qsTr("STOP")
         //: The right half of the switch, 71 wide; lit while the server runs.
-        text: qsTr("START")
+        startLabel: qsTr("START")
     }
     FocusRing {
-        cornerRadius: 13
+        cornerRadius: 14
         visible: rocker.activeFocus
-    }
-
-    component HalfLabel: Text {
-        required property bool active
-
-        anchors.centerIn: parent
-        color: active ? Theme.faded("black", 0.85) : Theme.faded("white", 0.4)
-        font.family: Typeface.rounded
-        font.letterSpacing: 1
-        font.pixelSize: 11
-        font.weight: Font.ExtraBold
-        scale: Math.min(1, 65 / implicitWidth) // a longer word than the English stays in its half
-        textFormat: Text.PlainText
     }
 }

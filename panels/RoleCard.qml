@@ -95,7 +95,6 @@ Item {
             }
             FocusRing {
                 anchors.fill: name
-                outlineWidth: 1
                 visible: name.activeFocus
             }
             Pressable {

@@ -39,8 +39,7 @@ void RoleCards::takeRoles()
 void RoleCards::tellChannels()
 {
     if (rowCount() > 0) {
-        Q_EMIT dataChanged(
-            index(0), index(rowCount() - 1), {TalkChannelsRole, ListenChannelsRole});
+        Q_EMIT dataChanged(index(0), index(rowCount() - 1), {TalkChannelsRole, ListenChannelsRole});
     }
 }
 

@@ -71,6 +71,15 @@ TestCase {
         laidOut(chip.parent);
         mouseClick(chip);
     }
+    // The contrast of two opaque colours, from 1 to 21, as guidelines for legible text count it.
+    function contrast(one, other) {
+        const lights = new Array();
+        for (const color of [one, other]) {
+            const linear = value => value <= 0.04045 ? value / 12.92 : Math.pow((value + 0.055) / 1.055, 2.4);
+            lights.push(0.2126 * linear(color.r) + 0.7152 * linear(color.g) + 0.0722 * linear(color.b));
+        }
+        return (Math.max(...lights) + 0.05) / (Math.min(...lights) + 0.05);
+    }
     // Whether two colours are drawn alike, in 8 bits a channel.
     function compareColors(actual, wanted) {
         compare(`${actual}`, `${wanted}`);
@@ -105,6 +114,11 @@ TestCase {
         verify(item);
         opened.push(item);
         return item;
+    }
+    // A colour laid over an opaque one.
+    function over(front, back) {
+        const mixed = (above, below) => above * front.a + below * (1 - front.a);
+        return Qt.rgba(mixed(front.r, back.r), mixed(front.g, back.g), mixed(front.b, back.b), 1);
     }
     function selectAllOf(field) {
         mouseClick(field);

@@ -188,6 +188,11 @@ QString TestDesk::clipboard()
     return QGuiApplication::clipboard()->text();
 }
 
+void TestDesk::setClipboard(const QString& text)
+{
+    QGuiApplication::clipboard()->setText(text);
+}
+
 void TestDesk::clearClipboard()
 {
     QGuiApplication::clipboard()->clear();

@@ -86,6 +86,7 @@ public:
     [[nodiscard]] Q_INVOKABLE static int pointerShape(QQuickItem* item);
 
     [[nodiscard]] Q_INVOKABLE static QString clipboard();
+    Q_INVOKABLE static void setClipboard(const QString& text);
     Q_INVOKABLE static void clearClipboard();
 
     [[nodiscard]] Q_INVOKABLE static wingbell::Band band(double top, double bottom)

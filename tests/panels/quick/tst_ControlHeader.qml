@@ -19,7 +19,7 @@ Item {
                 });
         }
         function plateOf(item) {
-            return all(item, BrushedSteel)[0];
+            return all(item, BrushedStreaks)[0];
         }
         function test_boltsHoldThePlatesUpperCorners_data() {
             return [{

@@ -44,6 +44,13 @@ Item {
             tint: "black"
         }
     }
+    Component {
+        id: capsuleComponent
+
+        Capsule {
+            fill: "black"
+        }
+    }
     Text {
         id: reference
 
@@ -144,12 +151,12 @@ Item {
             for (const chip of all(flow, Chip)) {
                 chip.forceActiveFocus(Qt.TabFocusReason);
                 verify(ring.visible);
-                compare(Qt.rect(ring.x, ring.y, ring.width, ring.height), Qt.rect(chip.x - 2, chip.y - 2, chip.width + 4, chip.height + 4));
+                compare(Qt.rect(ring.x, ring.y, ring.width, ring.height), Qt.rect(chip.x - 4, chip.y - 4, chip.width + 8, chip.height + 8));
             }
             // A press by pointer leaves the focus and its ring.
             mouseClick(all(flow, Chip)[0]);
             verify(ring.visible);
-            compare(ring.x, all(flow, Chip)[2].x - 2);
+            compare(ring.x, all(flow, Chip)[2].x - 4);
             flow.channels = [];
             verify(!ring.visible);
         }
@@ -201,6 +208,35 @@ Item {
             compare(chip.height, reference.implicitHeight + 10);
             labelled(chip, Text, data.value);
             compareColors(all(chip, Capsule)[0].outline, Theme.faded("black", 0.3));
+        }
+        function test_aCapsulesEndsAreHalfCircles_data() {
+            return [{
+                    "tag": "wide",
+                    "width": 60,
+                    "height": 20
+                }, {
+                    "tag": "tall",
+                    "width": 20,
+                    "height": 60
+                }];
+        }
+        function test_aCapsulesEndsAreHalfCircles(data) {
+            const picture = grabImage(open(capsuleComponent, {
+                        "height": data.height,
+                        "width": data.width
+                    }));
+            for (let along = 0; along < 60; ++along) {
+                const fromEnd = Math.min(along, 59 - along);
+                // Where the fill begins across the middle line, at either side of this pixel.
+                const edge = offset => 10 - Math.sqrt(100 - Math.pow(Math.max(0, 10 - offset), 2));
+                for (let across = 0; across < 10; ++across) {
+                    const light = data.tag === "wide" ? picture.red(along, across) : picture.red(across, along);
+                    if (across >= edge(fromEnd))
+                        verify(light < 40, `inside at ${along}, ${across}`);
+                    else if (across + 1 <= edge(fromEnd + 1))
+                        verify(light > 215, `outside at ${along}, ${across}`);
+                }
+            }
         }
         function test_aClickOnAChipActsOnce() {
             const chip = open(chipComponent, {

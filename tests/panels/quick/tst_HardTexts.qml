@@ -26,6 +26,14 @@ Item {
         }
     }
     Component {
+        id: chipComponent
+
+        Chip {
+            textColor: "white"
+            tint: Theme.steelMid
+        }
+    }
+    Component {
         id: fieldComponent
 
         DeskField {
@@ -149,13 +157,56 @@ Item {
             const item = setup("Show", ["Main", data.value, "Tech"], "Role");
             const chips = all(all(item, FlowChips)[0], Chip);
             compare(chips.map(chip => chip.text), ["Main", data.value, "Tech"]);
+            compare(all(chips[1], Text)[0].text, "a\u21B5b");
             for (const chip of chips) {
                 const label = all(chip, Text)[0];
+                compare(label.lineCount, 1);
                 compare(chip.y, 0);
                 compare([chip.width, chip.height], [label.implicitWidth + 20, label.implicitHeight + 10]);
             }
             mouseClick(chips[1]);
             compare(desk.config.channels, ["Main", "Tech"]);
+        }
+        function test_aPastedLineBreakIsABlank_data() {
+            return eachOf(["a\nb", "a\r\nb", "a\rb", "a\u2028b", "a\u2029b"]);
+        }
+        function test_aPastedLineBreakIsABlank(data) {
+            const item = setup("", ["Main"], "Role");
+            const field = findChild(item, "showName");
+            desk.setClipboard(data.value);
+            mouseClick(field);
+            keyClick(Qt.Key_V, Qt.ControlModifier);
+            keyClick(Qt.Key_C);
+            compare(field.text, "a bc");
+            compare(desk.config.show, "a bc");
+            desk.clearClipboard();
+        }
+        function test_aStoredLineBreakStaysUntilTheNameIsEdited() {
+            const item = setup("Two\nlines", ["Main"], "Stage\nManager");
+            const show = findChild(item, "showName");
+            const role = all(all(item, RoleCard)[0], DeskField)[0];
+            compare([desk.config.show, desk.role(0).name], ["Two\nlines", "Stage\nManager"]);
+            verify(!desk.config.hasUnsavedChanges);
+            for (const field of [show, role]) {
+                mouseClick(field);
+                keyClick(Qt.Key_End);
+                keyClick(Qt.Key_X);
+            }
+            compare([desk.config.show, desk.role(0).name], ["Two linesx", "Stage Managerx"]);
+        }
+        function test_anEmojiIsDrawnInItsColours() {
+            const picture = grabImage(open(chipComponent, {
+                        "text": "\u{1F3AD}"
+                    }));
+            let colourful = 0;
+            for (let x = 0; x < picture.width; ++x) {
+                for (let y = 0; y < picture.height; ++y) {
+                    const pixel = picture.pixel(x, y);
+                    const spread = Math.max(pixel.r, pixel.g, pixel.b) - Math.min(pixel.r, pixel.g, pixel.b);
+                    colourful += spread > 0.3 ? 1 : 0;
+                }
+            }
+            verify(colourful > 20, `${colourful} pixels`);
         }
         function test_hardTextsLeaveThePanelItsMeasures_data() {
             return hardTexts;

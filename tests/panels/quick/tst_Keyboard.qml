@@ -1,4 +1,5 @@
 import QtQuick
+import Wingbell.Look
 import Wingbell.Panels
 import Wingbell.Testing
 
@@ -28,6 +29,29 @@ Item {
             width: 100
             x: 30
             y: 200
+        }
+    }
+    // What has the focus, on a ground.
+    Component {
+        id: ringComponent
+
+        Rectangle {
+            property alias itemColor: item.color
+
+            height: 60
+            width: 120
+
+            Rectangle {
+                id: item
+
+                height: 24
+                width: 60
+                x: 30
+                y: 18
+
+                FocusRing {
+                }
+            }
         }
     }
     PanelTestCase {
@@ -90,6 +114,39 @@ Item {
             findChild(item, "channelsEditor").newChannelName = "x";
             const names = rounds(firstField(item), Qt.Key_Tab).map(control => control.Accessible.name);
             compare(names.indexOf("Add"), names.indexOf("New channel name") + 1);
+        }
+        function test_theRingShowsOnEveryGround_data() {
+            const grounds = {
+                "gold": Theme.gold,
+                "steel": Theme.steelMid,
+                "dark steel": Theme.steelDark,
+                "a dark chip": Theme.steelDeep,
+                "the stage": Theme.stage,
+                "black": Qt.color("black")
+            };
+            const rows = new Array();
+            for (const item in grounds) {
+                for (const around in grounds) {
+                    rows.push({
+                            "tag": `${item} on ${around}`,
+                            "item": grounds[item],
+                            "around": grounds[around]
+                        });
+                }
+            }
+            return rows;
+        }
+        function test_theRingShowsOnEveryGround(data) {
+            const picture = grabImage(open(ringComponent, {
+                        "color": data.around,
+                        "itemColor": data.item
+                    }));
+            for (const ground of [data.item, data.around]) {
+                const shows = new Array();
+                for (let x = 90; x < 100; ++x)
+                    shows.push(contrast(picture.pixel(x, 30), ground) >= 3);
+                verify(shows.filter(pixel => pixel).length >= 2, `beside ${ground}`);
+            }
         }
         function test_shiftGoesTheSameWayBack() {
             const item = panel();

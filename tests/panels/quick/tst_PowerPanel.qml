@@ -19,6 +19,27 @@ Item {
         RockerSwitch {
         }
     }
+    // A switch on a light ground, with room for its shadow.
+    Component {
+        id: groundComponent
+
+        Rectangle {
+            property alias isBusy: rocker.isBusy
+            property alias isOn: rocker.isOn
+
+            color: "white"
+            height: 80
+            width: 180
+
+            RockerSwitch {
+                id: rocker
+
+                anchors.centerIn: parent
+                isBusy: false
+                isOn: false
+            }
+        }
+    }
     Component {
         id: panelComponent
 
@@ -320,6 +341,23 @@ Item {
             compareColors(parts.light.color, data.color);
             compare(parts.light.glowRadius, data.glow);
         }
+        function test_aBusySwitchIsFadedAsOne() {
+            const ground = open(groundComponent);
+            const whole = grabImage(ground);
+            ground.isBusy = true;
+            const faded = grabImage(ground);
+            let seen = 0;
+            for (let x = 0; x < ground.width; ++x) {
+                for (let y = 0; y < ground.height; ++y) {
+                    const wanted = 0.6 * whole.pixel(x, y).r + 0.4;
+                    const difference = Math.abs(faded.pixel(x, y).r - wanted);
+                    if (difference > 3 / 255)
+                        fail(`at ${x}, ${y}: ${faded.pixel(x, y).r} instead of ${wanted}`);
+                    seen += wanted < 0.9 ? 1 : 0;
+                }
+            }
+            verify(seen > 150 * 58, "shadow and all");
+        }
         function test_theSwitchHasItsSize() {
             const rocker = open(rockerComponent, {
                     "isBusy": false,
@@ -348,13 +386,22 @@ Item {
                     "isBusy": data.isBusy,
                     "isOn": data.isOn
                 });
-            const lit = Theme.faded("black", 0.85);
-            const dark = Theme.faded("white", 0.4);
-            compareColors(labelled(rocker, Text, "STOP").color, data.isOn ? dark : lit);
-            compareColors(labelled(rocker, Text, "START").color, data.isOn ? lit : dark);
+            const plate = all(rocker, RockerPlate)[0];
+            compare([plate.stopLabel, plate.startLabel], ["STOP", "START"]);
             compare(rocker.enabled, !data.isBusy);
             compare(rocker.opacity, data.isBusy ? 0.6 : 1);
             const picture = grabImage(rocker);
+            // Dark letters in the lit half, light ones in the other.
+            const lights = column => {
+                const found = new Array();
+                for (let x = column; x < column + 50; ++x)
+                    found.push(picture.pixel(x, 29).hslLightness);
+                return found;
+            };
+            if (!data.isBusy) {
+                verify(Math.min(...lights(data.isOn ? 85 : 15)) < 0.2);
+                verify(Math.max(...lights(data.isOn ? 15 : 85)) > 0.3);
+            }
             const left = picture.pixel(12, 12);
             const right = picture.pixel(138, 12);
             if (data.isOn) {

@@ -422,6 +422,22 @@ Item {
                     verify(control.enabled, control.text ?? control.objectName);
             }
         }
+        function test_placeholdersCanBeRead() {
+            const item = panel();
+            const fields = all(item, DeskField);
+            compare(fields.length, 5);
+            for (const field of fields) {
+                // A role's name has the card's steel for a plate, at most as light as at the top.
+                const plate = field.plateColor.a > 0 ? field.plateColor : Theme.steelDark;
+                const placeholder = labelled(field, Text, field.placeholderText);
+                const ratio = contrast(over(placeholder.color, plate), plate);
+                verify(ratio >= 4.5, `${field.placeholderText}: ${ratio}`);
+            }
+        }
+        function test_buttonsAreOfOneHeight() {
+            const heights = all(panel(), DeskButton).map(button => button.height);
+            compare(heights, [28, 28, 28]);
+        }
         function test_savesFeedbackKeepsTheButtonsPlace() {
             const item = panel();
             const button = save(item);
