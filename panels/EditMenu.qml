@@ -37,6 +37,11 @@ T.Menu {
         model: menu.contentModel
     }
 
+    Component.onCompleted: {
+        // A menu cannot be named itself, only the item that it is drawn by.
+        //: The context menu of a text, spoken only.
+        contentItem.parent.Accessible.name = qsTr("Edit");
+    }
     onAboutToShow: menu.currentIndex = -1
     // A plain window gives the focus to nobody when a menu goes.
     onClosed: parent?.forceActiveFocus(Qt.PopupFocusReason)

@@ -82,6 +82,11 @@ Stands in the empty field, which is 220 wide.</extracomment>
         <extracomment>Menu of a line of the console: opens that web address in the browser.</extracomment>
         <translation>%1 öffnen</translation>
     </message>
+    <message>
+        <source>Edit</source>
+        <extracomment>The context menu of a text, spoken only.</extracomment>
+        <translation>Bearbeiten</translation>
+    </message>
 </context>
 <context>
     <name>PowerPanel</name>
