@@ -23,7 +23,7 @@ Column {
         id: flow
 
         // Far chips are not made: the list says their names.
-        Accessible.description: editor.config.channels.join()
+        Accessible.description: Array.from(editor.config.channels).join()
         //: The list of the channels and how many there are, spoken only.
         Accessible.name: qsTr("Channels, %1").arg(editor.config.channels.length)
         Accessible.role: Accessible.List

@@ -144,9 +144,9 @@ Item {
             }
             // Does what the key is for; false if it is for nothing here.
             function key(event) {
-                if (event.matches(StandardKey.Copy))
+                if (event.key === Qt.Key_C && event.modifiers & Qt.ControlModifier)
                     panel.lines.copy();
-                else if (event.matches(StandardKey.SelectAll))
+                else if (event.key === Qt.Key_A && event.modifiers & Qt.ControlModifier)
                     panel.lines.selectAll();
                 else if (event.key === Qt.Key_Escape && panel.lines.currentRow >= 0)
                     panel.lines.clearSelection();

@@ -55,13 +55,17 @@ Item {
         width: plain.width
         x: plain.x
 
+        onLoaded: {
+            const text = item as ConsoleRowSelection;
+            text.color = row.ink;
+            text.font = plain.font;
+            text.wrapMode = Qt.binding(() => plain.wrapMode);
+            text.text = Qt.binding(() => row.line);
+            text.begin = Qt.binding(() => row.selectionBegin);
+            text.end = Qt.binding(() => row.selectionEnd);
+        }
+
         sourceComponent: ConsoleRowSelection {
-            begin: row.selectionBegin
-            color: row.ink
-            end: row.selectionEnd
-            font: plain.font
-            text: row.line
-            wrapMode: plain.wrapMode
         }
     }
     Loader {
@@ -70,10 +74,11 @@ Item {
         anchors.leftMargin: 4
         anchors.rightMargin: 4
 
+        onLoaded: (item as InsetPlate).outline = Qt.binding(() => row.isWhole ? Theme.steelHi : Theme.gold)
+
         sourceComponent: InsetPlate {
             cornerRadius: 2
             fill: "transparent"
-            outline: row.isWhole ? Theme.steelHi : Theme.gold
             outlineWidth: 1
         }
     }

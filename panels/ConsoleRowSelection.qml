@@ -5,8 +5,8 @@ import Wingbell.Look
 TextEdit {
     id: selection
 
-    required property int begin
-    required property int end
+    property int begin
+    property int end
 
     function show() {
         select(begin, end);
@@ -21,7 +21,6 @@ TextEdit {
     selectionColor: Theme.gold
     textFormat: TextEdit.PlainText
 
-    Component.onCompleted: show()
     onBeginChanged: show()
     onEndChanged: show()
 }
