@@ -58,7 +58,9 @@ public:
 
     void announce(const std::string& text)
     {
-        if (m_worker.announce({1, ChannelSet::all(1), text}) != Admission::Admitted) {
+        const AnnouncementQueue::Offer offer =
+            m_worker.announce({1, ChannelSet::all(1), text, "bench"});
+        if (offer.admission != Admission::Admitted) {
             std::puts("refused");
         }
     }

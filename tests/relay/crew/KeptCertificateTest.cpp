@@ -28,7 +28,7 @@ CertificateNames at(const char* address)
 /// The private key, as the server loads it.
 QByteArray keyOf(const Certificate& certificate)
 {
-    const QByteArray pem = certificate.pem();
+    const QByteArray& pem = certificate.pem();
     return pem.first(pem.indexOf("-----END PRIVATE KEY-----"));
 }
 
