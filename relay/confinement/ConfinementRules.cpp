@@ -252,7 +252,7 @@ constexpr std::array forbiddenCalls = {
 
 #ifdef WINGBELL_SANITIZED
 /// At its end, such a program looks with a tracer of its own for memory that was lost.
-constexpr std::array sanitizerCalls = {"ptrace"};
+constexpr std::array sanitizerCalls = {"getdents", "ptrace"};
 #endif
 
 /// The system's loader, which the kernel executes for every program: the one of this program.
