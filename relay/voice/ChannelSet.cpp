@@ -60,7 +60,13 @@ ChannelSet ChannelSet::intersected(const ChannelSet& other) const
 
 bool ChannelSet::intersects(const ChannelSet& other) const
 {
-    return !intersected(other).isEmpty();
+    assert(m_count == other.m_count);
+    for (std::size_t index = 0; index < m_words.size(); ++index) {
+        if ((m_words[index] & other.m_words[index]) != 0) {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace wingbell

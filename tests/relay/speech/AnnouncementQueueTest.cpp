@@ -389,7 +389,7 @@ void AnnouncementQueueTest::whateverComesEachSenderKeepsItsOrder()
     std::vector<PendingAnnouncement> speaking;
     std::map<std::pair<std::string, std::size_t>, std::uint64_t> lastOn;
     std::size_t spoken = 0;
-    for (std::uint64_t id = 1; id <= 6000; ++id) {
+    for (std::uint64_t id = 1; id <= 600; ++id) {
         ChannelSet set(channelCount);
         for (std::size_t count = below(4); count > 0; --count) {
             set.insert(below(channelCount));
@@ -416,7 +416,7 @@ void AnnouncementQueueTest::whateverComesEachSenderKeepsItsOrder()
             ++spoken;
         }
     }
-    QVERIFY(spoken > 1000);
+    QVERIFY(spoken > 100);
 }
 
 QTEST_GUILESS_MAIN(AnnouncementQueueTest)

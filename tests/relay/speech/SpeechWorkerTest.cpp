@@ -347,7 +347,7 @@ void SpeechWorkerTest::aLongOneGivesWayOnceAnotherSenderWaits()
     QVERIFY(!sound.isToFade());
     QVERIFY(m_told.isEmpty());
     QCOMPARE(first.sound->read(std::span(samples).first(1)), std::size_t{1});
-    QTRY_VERIFY(sound.isToFade());
+    QTRY_VERIFY_WITH_TIMEOUT(sound.isToFade(), 60000); // all of it is made first
     QVERIFY(playOut(*first.sound) <= mostTickSamples);
     const auto told = m_told.take();
     QCOMPARE(told.announcement.id, std::uint64_t{1});
