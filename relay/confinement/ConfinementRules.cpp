@@ -311,6 +311,7 @@ Confinement serverConfinement(const std::string& stateFolder, const std::string&
 #endif
 #ifdef WINGBELL_SANITIZED
     server.files.allow("/proc", Access::Read);
+    server.files.allow(WINGBELL_SUPPRESSIONS, Access::Read); // read at the end only
 #endif
     return server;
 }
