@@ -10,7 +10,7 @@ namespace {
 
 using Access = Landlock::Access;
 
-// The lists are of what is allowed: what nobody thought of is denied. They are wider than what was
+// The lists are of what is allowed: what is not named is denied. They are wider than what was
 // seen in the server's life, by what its libraries take next on other kernels and in later
 // versions.
 

@@ -10,8 +10,8 @@
 namespace wingbell {
 
 /// The folder that keeps the crew's code and certificate from one start to the next. It and its
-/// files are for this user alone: nothing is taken from a folder that somebody else owns, from a
-/// file that somebody else owns or could have read or written, nor through a symbolic link.
+/// files are for this user alone: nothing is taken from a folder that another user owns, from a
+/// file that another user owns or could have read or written, nor through a symbolic link.
 ///
 /// Every call opens the folder anew. Reasons are for a person: clauses without a capital or a full
 /// stop.

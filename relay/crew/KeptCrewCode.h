@@ -12,7 +12,7 @@ class CrewFolder;
 struct KeptCrewCode
 {
     CrewCode code;
-    bool isNew = false;      ///< nobody can know it yet
+    bool isNew = false;      ///< not known to any phone yet
     QString replacedBecause; ///< why a code that was there is not believed; empty otherwise
     QString problem;         ///< why it is not kept; empty when it is
 };

@@ -30,7 +30,7 @@ public:
 
     /// Takes the answer to the offer. Only for an answer that was written by ourselves from what
     /// was read: the media library trusts it. Nothing is sent or received before the other end is
-    /// proven to be `isPeer`: the library by itself would talk to whoever answers first.
+    /// proven to be `isPeer`: the library by itself would talk to the first that answers.
     virtual void takeAnswer(const QByteArray& answer, IsPeer isPeer) = 0;
 
     [[nodiscard]] virtual State state() const = 0;

@@ -9,7 +9,7 @@ namespace wingbell {
 inline constexpr qsizetype longestShownName = 100;
 
 /// `text` fit to stand inside one line: line breaks and tabs become spaces. Other control
-/// characters and whatever nobody can see (format characters such as those that turn the direction
+/// characters and all that is invisible (format characters such as those that turn the direction
 /// of writing, characters of no width, tags) become U+FFFD: no two different texts look the same
 /// and nothing hides in one. Only the joiner inside an emoji stays.
 [[nodiscard]] QString onOneLine(QStringView text);
