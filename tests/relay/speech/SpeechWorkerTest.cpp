@@ -337,7 +337,7 @@ void SpeechWorkerTest::aLongOneGivesWayOnceAnotherSenderWaits()
     QVERIFY(first.sound);
     QCOMPARE(announce(2, channels({0}), "A"), Admission::Admitted);
     QCOMPARE(announce(11, channels({0}), "B"), Admission::Admitted);
-    // Before its second is over it gives way to nobody.
+    // It does not give way before its second is over.
     std::vector<float> samples(sampleRate - 1);
     std::size_t played = 0;
     while (played < samples.size()) {
