@@ -1,4 +1,5 @@
 #include "app/ContentModels.h"
+#include "tests/TestProgram.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -57,5 +58,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(ContentModelsTest)
+WINGBELL_GUILESS_TEST(ContentModelsTest)
 #include "ContentModelsTest.moc"

@@ -2,6 +2,7 @@
 #include "look/LampLight.h"
 #include "look/LitText.h"
 #include "look/SteelTrim.h"
+#include "tests/TestProgram.h"
 #include "tests/app/ContentStage.h"
 
 #include <QQmlExtensionPlugin>
@@ -362,5 +363,5 @@ void ContentViewTest::aStartStoresAPortThatIsBeingTyped()
     QVERIFY(m_models->config()->hasUnsavedChanges());
 }
 
-QTEST_MAIN(ContentViewTest)
+WINGBELL_GUI_TEST(ContentViewTest)
 #include "ContentViewTest.moc"

@@ -1,4 +1,5 @@
 #include "app/ScreenRoom.h"
+#include "tests/TestProgram.h"
 
 #include <QSignalSpy>
 #include <QtTest>
@@ -105,5 +106,5 @@ void ScreenRoomTest::theRoomIsThatOfTheWindowsScreen()
     QCOMPARE(told.size(), 3);
 }
 
-QTEST_MAIN(ScreenRoomTest)
+WINGBELL_GUI_TEST(ScreenRoomTest)
 #include "ScreenRoomTest.moc"

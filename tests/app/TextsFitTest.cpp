@@ -1,6 +1,7 @@
 #include "app/WindowLanguage.h"
 #include "look/LitText.h"
 #include "look/RockerPlate.h"
+#include "tests/TestProgram.h"
 #include "tests/app/ContentStage.h"
 
 #include <QGuiApplication>
@@ -305,5 +306,5 @@ void TextsFitTest::theMenuIsAsWideAsItsWidestEntry()
     }
 }
 
-QTEST_MAIN(TextsFitTest)
+WINGBELL_GUI_TEST(TextsFitTest)
 #include "TextsFitTest.moc"

@@ -1,3 +1,5 @@
+#include "tests/TestProgram.h"
+
 #include <QGuiApplication>
 #include <QQmlEngine>
 #include <QQmlExtensionPlugin>
@@ -166,5 +168,5 @@ void WindowGripsTest::theButtonsTargetsMeetAndStandClearOfTheEdge()
     QCOMPARE(drawn, (QList<double>{6.0, 28.0, 50.0}));
 }
 
-QTEST_MAIN(WindowGripsTest)
+WINGBELL_GUI_TEST(WindowGripsTest)
 #include "WindowGripsTest.moc"

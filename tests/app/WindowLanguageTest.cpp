@@ -1,4 +1,5 @@
 #include "app/WindowLanguage.h"
+#include "tests/TestProgram.h"
 
 #include <QCoreApplication>
 #include <QtTest>
@@ -73,5 +74,5 @@ void WindowLanguageTest::aLanguageThatIsNotSpokenLeavesTheSourcesTexts()
     QCOMPARE(toSave(), u"Save Show"_qs);
 }
 
-QTEST_GUILESS_MAIN(WindowLanguageTest)
+WINGBELL_GUILESS_TEST(WindowLanguageTest)
 #include "WindowLanguageTest.moc"

@@ -3,6 +3,9 @@
 import ctypes
 import os
 
+import Xlib.display
+import Xlib.X
+
 import desk
 from desk import keys, output_of, wait_until, xdotool
 
@@ -79,6 +82,17 @@ def opened(window):
     return identifier
 
 
+def pointer_is_free():
+    """Whether no program has grabbed the pointer, tried by grabbing it."""
+    display = Xlib.display.Display()
+    try:
+        root = display.screen().root
+        mode = Xlib.X.GrabModeAsync
+        return root.grab_pointer(False, 0, mode, mode, 0, 0, Xlib.X.CurrentTime) == Xlib.X.GrabSuccess
+    finally:
+        display.close()
+
+
 class Grip:
     """The pointer's button held down somewhere on the window."""
 
@@ -121,7 +135,9 @@ class Grip:
         return seen[-1]
 
     def drop(self):
+        """Releases the button, and waits until the window manager has let go: a click before that is its own."""
         xdotool("mouseup", 1)
+        wait_until(pointer_is_free, "the window manager to let go of the pointer")
 
 
 def no_frame_is_drawn_around_it(window):

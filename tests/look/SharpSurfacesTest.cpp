@@ -3,6 +3,7 @@
 #include "look/SteelPanelBackground.h"
 #include "look/Streaks.h"
 #include "look/Theme.h"
+#include "tests/TestProgram.h"
 
 #include <QImage>
 #include <QQmlComponent>
@@ -268,5 +269,5 @@ void SharpSurfacesTest::streaksAreAsLightAsComputed()
         qPrintable(u"%1 of what was computed"_qs.arg(streaks / wanted)));
 }
 
-QTEST_MAIN(SharpSurfacesTest)
+WINGBELL_GUI_TEST(SharpSurfacesTest)
 #include "SharpSurfacesTest.moc"

@@ -5,6 +5,7 @@
 #include "look/Symbols.h"
 #include "look/Theme.h"
 #include "look/Typeface.h"
+#include "tests/TestProgram.h"
 
 #include <QFontMetricsF>
 #include <QImage>
@@ -294,5 +295,5 @@ void SurfacesTest::aBoltIsLitFromTheTopLeft()
     QCOMPARE(image.pixelColor(1, 1).alpha(), 0);
 }
 
-QTEST_MAIN(SurfacesTest)
+WINGBELL_GUI_TEST(SurfacesTest)
 #include "SurfacesTest.moc"

@@ -1,4 +1,5 @@
 #include "look/Theme.h"
+#include "tests/TestProgram.h"
 
 #include <QtTest>
 
@@ -75,5 +76,5 @@ void ThemeTest::aColourIsFadedWhereItIsUsed()
         std::abs(static_cast<double>(Theme::faded(Theme::gold(), 0.85).alphaF()) - 0.85) < 1e-4);
 }
 
-QTEST_APPLESS_MAIN(ThemeTest)
+WINGBELL_APPLESS_TEST(ThemeTest)
 #include "ThemeTest.moc"

@@ -1,4 +1,5 @@
 #include "model/HorizontalSpace.h"
+#include "tests/TestProgram.h"
 
 #include <QtTest>
 
@@ -41,5 +42,5 @@ void HorizontalSpaceTest::spacesAndTabsGoFromBothEnds()
     QCOMPARE(trimmedOfHorizontalSpace(given), trimmed);
 }
 
-QTEST_APPLESS_MAIN(HorizontalSpaceTest)
+WINGBELL_APPLESS_TEST(HorizontalSpaceTest)
 #include "HorizontalSpaceTest.moc"

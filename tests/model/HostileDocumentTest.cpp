@@ -1,5 +1,6 @@
 #include "model/PlainFile.h"
 #include "model/ShowFile.h"
+#include "tests/TestProgram.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -354,5 +355,5 @@ void HostileDocumentTest::aLinkIsFollowed()
     QVERIFY(readShow(folder.filePath(u"roles.json"_qs)).show);
 }
 
-QTEST_APPLESS_MAIN(HostileDocumentTest)
+WINGBELL_APPLESS_TEST(HostileDocumentTest)
 #include "HostileDocumentTest.moc"

@@ -1,5 +1,6 @@
 #include "model/ShowConfig.h"
 #include "model/DefaultShow.h"
+#include "tests/TestProgram.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -779,5 +780,5 @@ void ShowConfigTest::aSaveWritesAnotherUsersFileWhereThatIsOpenToAll()
     QCOMPARE(QFileInfo(documentPath()).ownerId(), stranger);
 }
 
-QTEST_APPLESS_MAIN(ShowConfigTest)
+WINGBELL_APPLESS_TEST(ShowConfigTest)
 #include "ShowConfigTest.moc"

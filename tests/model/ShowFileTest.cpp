@@ -1,5 +1,6 @@
 #include "model/ShowFile.h"
 #include "model/DefaultShow.h"
+#include "tests/TestProgram.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -404,5 +405,5 @@ void ShowFileTest::thePortIsWrittenWith64Bits()
     QVERIFY(encodeShow(show).value().contains("-9223372036854775808"));
 }
 
-QTEST_APPLESS_MAIN(ShowFileTest)
+WINGBELL_APPLESS_TEST(ShowFileTest)
 #include "ShowFileTest.moc"

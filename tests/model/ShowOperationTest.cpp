@@ -1,5 +1,6 @@
 #include "model/DefaultShow.h"
 #include "model/ShowConfig.h"
+#include "tests/TestProgram.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -78,5 +79,5 @@ void ShowOperationTest::aRestoredShowIsAnEdit()
     QVERIFY(config.hasUnsavedChanges());
 }
 
-QTEST_APPLESS_MAIN(ShowOperationTest)
+WINGBELL_APPLESS_TEST(ShowOperationTest)
 #include "ShowOperationTest.moc"

@@ -1,4 +1,5 @@
 #include "app/WindowIcon.h"
+#include "tests/TestProgram.h"
 
 #include <QFile>
 #include <QGuiApplication>
@@ -107,7 +108,8 @@ void IconsTest::theWindowHasTheIconInTheSizesThatPanelsShow()
     }
 }
 
+WINGBELL_GUI_TEST(IconsTest)
+
 } // namespace wingbell
 
-QTEST_MAIN(wingbell::IconsTest)
 #include "IconsTest.moc"

@@ -1,4 +1,5 @@
 #include "panels/ConsoleLines.h"
+#include "tests/TestProgram.h"
 
 #include <QAbstractItemModelTester>
 #include <QSignalSpy>
@@ -361,5 +362,5 @@ void ConsoleLinesTest::aWordIsLongBeyondAThousandCharacters()
     QVERIFY(lines.index(0).data(ConsoleLines::HasLongWordRole).toBool());
 }
 
-QTEST_GUILESS_MAIN(ConsoleLinesTest)
+WINGBELL_GUILESS_TEST(ConsoleLinesTest)
 #include "ConsoleLinesTest.moc"

@@ -1,4 +1,5 @@
 #include "panels/FileRevealer.h"
+#include "tests/TestProgram.h"
 #include "tests/server/MockService.h"
 #include "tests/server/PrivateBus.h"
 
@@ -148,5 +149,5 @@ private:
     std::unique_ptr<FileRevealer> m_revealer;
 };
 
-QTEST_GUILESS_MAIN(FileRevealerTest)
+WINGBELL_GUILESS_TEST(FileRevealerTest)
 #include "FileRevealerTest.moc"

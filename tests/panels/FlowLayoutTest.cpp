@@ -1,4 +1,5 @@
 #include "panels/FlowLayout.h"
+#include "tests/TestProgram.h"
 
 #include <QtTest>
 
@@ -139,5 +140,5 @@ void FlowLayoutTest::measuredRowsArePlacedRows()
     }
 }
 
-QTEST_APPLESS_MAIN(FlowLayoutTest)
+WINGBELL_APPLESS_TEST(FlowLayoutTest)
 #include "FlowLayoutTest.moc"

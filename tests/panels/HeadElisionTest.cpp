@@ -1,4 +1,5 @@
 #include "panels/HeadElision.h"
+#include "tests/TestProgram.h"
 
 #include <QFontMetricsF>
 #include <QtTest>
@@ -44,5 +45,5 @@ void HeadElisionTest::aPathTooLongLosesItsBeginning()
     QVERIFY2(advance > 1.7 * width, "no more is taken away than must be");
 }
 
-QTEST_MAIN(HeadElisionTest)
+WINGBELL_GUI_TEST(HeadElisionTest)
 #include "HeadElisionTest.moc"

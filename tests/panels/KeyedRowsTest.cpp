@@ -1,5 +1,6 @@
 #include "panels/ChannelChips.h"
 #include "panels/RoleCards.h"
+#include "tests/TestProgram.h"
 
 #include <QAbstractItemModelTester>
 #include <QPersistentModelIndex>
@@ -170,5 +171,5 @@ void KeyedRowsTest::everyCardKnowsItsStore()
     QCOMPARE(cards.roleNames().value(RoleCards::ConfigRole), "config");
 }
 
-QTEST_MAIN(KeyedRowsTest)
+WINGBELL_GUI_TEST(KeyedRowsTest)
 #include "KeyedRowsTest.moc"

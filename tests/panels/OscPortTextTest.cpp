@@ -1,4 +1,5 @@
 #include "panels/OscPortText.h"
+#include "tests/TestProgram.h"
 
 #include <QtTest>
 
@@ -70,5 +71,5 @@ void OscPortTextTest::aPortIsShownInDigitsAlone()
     QCOMPARE(textOfOscPort(std::numeric_limits<qint64>::max()), u"9223372036854775807"_qs);
 }
 
-QTEST_APPLESS_MAIN(OscPortTextTest)
+WINGBELL_APPLESS_TEST(OscPortTextTest)
 #include "OscPortTextTest.moc"

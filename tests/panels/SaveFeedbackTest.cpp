@@ -1,4 +1,5 @@
 #include "panels/SaveFeedback.h"
+#include "tests/TestProgram.h"
 
 #include <QElapsedTimer>
 #include <QSignalSpy>
@@ -52,5 +53,5 @@ void SaveFeedbackTest::theFirstOfTwoPressesEndsTheMoment()
     QTRY_VERIFY(rangAfterSecondPress);
 }
 
-QTEST_GUILESS_MAIN(SaveFeedbackTest)
+WINGBELL_GUILESS_TEST(SaveFeedbackTest)
 #include "SaveFeedbackTest.moc"

@@ -1,4 +1,5 @@
 #include "panels/ScrollAnchor.h"
+#include "tests/TestProgram.h"
 
 #include <QtTest>
 
@@ -100,5 +101,5 @@ void ScrollAnchorTest::whereItGoesIsAWholePoint()
     QCOMPARE(position, std::round(position));
 }
 
-QTEST_GUILESS_MAIN(ScrollAnchorTest)
+WINGBELL_GUILESS_TEST(ScrollAnchorTest)
 #include "ScrollAnchorTest.moc"

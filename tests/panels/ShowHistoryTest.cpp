@@ -1,4 +1,5 @@
 #include "panels/ShowHistory.h"
+#include "tests/TestProgram.h"
 
 #include "model/DefaultShow.h"
 
@@ -256,5 +257,5 @@ void ShowHistoryTest::aStoreThatHasGoneIsLeftAlone()
     m_history->redo();
 }
 
-QTEST_GUILESS_MAIN(ShowHistoryTest)
+WINGBELL_GUILESS_TEST(ShowHistoryTest)
 #include "ShowHistoryTest.moc"

@@ -1,4 +1,5 @@
 #include "panels/ShowSetup.h"
+#include "tests/TestProgram.h"
 
 #include <QFile>
 #include <QSignalSpy>
@@ -145,5 +146,5 @@ void ShowSetupTest::aSaveInTheSameBatchAsAnotherNameIsTheLastWord()
     QVERIFY(!m_setup->needsRestart());
 }
 
-QTEST_GUILESS_MAIN(ShowSetupTest)
+WINGBELL_GUILESS_TEST(ShowSetupTest)
 #include "ShowSetupTest.moc"

@@ -1,4 +1,5 @@
 #include "panels/Sight.h"
+#include "tests/TestProgram.h"
 
 #include <QSignalSpy>
 #include <QtTest>
@@ -74,5 +75,5 @@ void SightTest::aFarJumpLeavesWhatWasNear()
     QCOMPARE(sight.near(), (Band{9000.0 - Sight::least, 9400.0 + Sight::least}));
 }
 
-QTEST_MAIN(SightTest)
+WINGBELL_GUI_TEST(SightTest)
 #include "SightTest.moc"

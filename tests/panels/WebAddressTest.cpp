@@ -1,4 +1,5 @@
 #include "panels/WebAddress.h"
+#include "tests/TestProgram.h"
 
 #include <QtTest>
 
@@ -86,5 +87,5 @@ void WebAddressTest::ofSeveralItIsTheOneAtThePlaceOrTheFirst()
     }
 }
 
-QTEST_APPLESS_MAIN(WebAddressTest)
+WINGBELL_APPLESS_TEST(WebAddressTest)
 #include "WebAddressTest.moc"

@@ -2,6 +2,7 @@
 #include "look/Theme.h"
 #include "panels/ConsoleLines.h"
 #include "server/SleepInhibitor.h"
+#include "tests/TestProgram.h"
 #include "tests/fixtures/ChildProcesses.h"
 #include "tests/pictures/PictureComparison.h"
 
@@ -401,5 +402,5 @@ void PicturesTest::aPanelLooksAsItDid()
                          .arg(folder.path())));
 }
 
-QTEST_MAIN(PicturesTest)
+WINGBELL_GUI_TEST(PicturesTest)
 #include "PicturesTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/osc/AnnouncementReading.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -141,5 +142,5 @@ void AnnouncementReadingTest::aCutNeverPartsWhatLooksLikeOneCharacter()
     QCOMPARE(accepted(read((before + accented).toUtf8())), expected);
 }
 
-QTEST_APPLESS_MAIN(AnnouncementReadingTest)
+WINGBELL_APPLESS_TEST(AnnouncementReadingTest)
 #include "AnnouncementReadingTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/words/DurationInWords.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -37,5 +38,5 @@ void DurationInWordsTest::roundsDown()
     QCOMPARE(durationInWords(-5s), QStringLiteral("less than a second"));
 }
 
-QTEST_APPLESS_MAIN(DurationInWordsTest)
+WINGBELL_APPLESS_TEST(DurationInWordsTest)
 #include "DurationInWordsTest.moc"

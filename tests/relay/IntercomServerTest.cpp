@@ -3,6 +3,7 @@
 #include "model/ShowFile.h"
 #include "relay/confinement/Landlock.h"
 #include "relay/crew/Certificate.h"
+#include "tests/TestProgram.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -1119,5 +1120,5 @@ void IntercomServerTest::itStaysOnAirWithoutAnyOutput()
     QCOMPARE(server.waitForEnd(), cleanEnd);
 }
 
-QTEST_GUILESS_MAIN(IntercomServerTest)
+WINGBELL_GUILESS_TEST(IntercomServerTest)
 #include "IntercomServerTest.moc"

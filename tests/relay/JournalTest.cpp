@@ -1,6 +1,7 @@
 #include "relay/Journal.h"
 #include "model/FileDescriptor.h"
 #include "relay/words/LineWriter.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -166,5 +167,5 @@ void JournalTest::theLastLineIsNotFollowedByHowToJoin()
     QCOMPARE(m_repeats, std::size_t{0});
 }
 
-QTEST_APPLESS_MAIN(JournalTest)
+WINGBELL_APPLESS_TEST(JournalTest)
 #include "JournalTest.moc"

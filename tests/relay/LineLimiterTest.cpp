@@ -1,4 +1,5 @@
 #include "relay/words/LineLimiter.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -197,5 +198,5 @@ void LineLimiterTest::everythingIsDueAtTheEndOfTime()
         limiter.takeDue(Clock::time_point::max()), (Held{{cause, 1}, {LineCause::NotUtf8, 1}}));
 }
 
-QTEST_APPLESS_MAIN(LineLimiterTest)
+WINGBELL_APPLESS_TEST(LineLimiterTest)
 #include "LineLimiterTest.moc"

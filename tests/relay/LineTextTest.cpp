@@ -1,4 +1,5 @@
 #include "relay/words/LineText.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -87,5 +88,5 @@ void LineTextTest::blankIsWhatShowsNothing()
     QVERIFY(!isBlank(u"🎭"));
 }
 
-QTEST_APPLESS_MAIN(LineTextTest)
+WINGBELL_APPLESS_TEST(LineTextTest)
 #include "LineTextTest.moc"

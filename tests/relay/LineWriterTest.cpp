@@ -1,4 +1,5 @@
 #include "relay/words/LineWriter.h"
+#include "tests/TestProgram.h"
 
 #include <QElapsedTimer>
 #include <QTemporaryFile>
@@ -217,5 +218,5 @@ void LineWriterTest::aClosedDescriptorIsNoTrouble()
     QCOMPARE(other.awaitedDescriptor(), -1);
 }
 
-QTEST_APPLESS_MAIN(LineWriterTest)
+WINGBELL_APPLESS_TEST(LineWriterTest)
 #include "LineWriterTest.moc"

@@ -1,5 +1,6 @@
 #include "relay/osc/OscPacket.h"
 #include "relay/osc/AnnouncementReading.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 #include <QtEndian>
@@ -307,5 +308,5 @@ void OscPacketTest::noBytesWhateverDoHarm()
     QVERIFY2(refused > 10000, qPrintable(QString::number(refused)));
 }
 
-QTEST_APPLESS_MAIN(OscPacketTest)
+WINGBELL_APPLESS_TEST(OscPacketTest)
 #include "OscPacketTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/net/PortHolder.h"
+#include "tests/TestProgram.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -148,5 +149,5 @@ void PortHolderTest::aConnectionAloneHoldsNoTcpPort()
     QVERIFY(!tcpPortHolder(client.localPort()));
 }
 
-QTEST_GUILESS_MAIN(PortHolderTest)
+WINGBELL_GUILESS_TEST(PortHolderTest)
 #include "PortHolderTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/osc/SayAddress.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -124,5 +125,5 @@ void SayAddressTest::aShowWithoutChannelsStillHasEveryChannel()
     QCOMPARE(readSayAddress("/wingbell/say/A", {}).kind, Kind::UnknownChannel);
 }
 
-QTEST_APPLESS_MAIN(SayAddressTest)
+WINGBELL_APPLESS_TEST(SayAddressTest)
 #include "SayAddressTest.moc"

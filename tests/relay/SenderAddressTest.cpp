@@ -1,4 +1,5 @@
 #include "relay/net/SenderAddress.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -61,5 +62,5 @@ void SenderAddressTest::anythingElseIsUnknown()
     QCOMPARE(numericAddress({}), QStringLiteral("an unknown address"));
 }
 
-QTEST_APPLESS_MAIN(SenderAddressTest)
+WINGBELL_APPLESS_TEST(SenderAddressTest)
 #include "SenderAddressTest.moc"

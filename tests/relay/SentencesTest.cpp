@@ -1,4 +1,5 @@
 #include "relay/Sentences.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -160,5 +161,5 @@ void SentencesTest::namesAreShortened()
     QVERIFY(announcedSentence(announcement, {}).size() < 300);
 }
 
-QTEST_APPLESS_MAIN(SentencesTest)
+WINGBELL_APPLESS_TEST(SentencesTest)
 #include "SentencesTest.moc"

@@ -1,4 +1,5 @@
 #include "server/BusConnection.h"
+#include "tests/TestProgram.h"
 #include "tests/server/MockService.h"
 #include "tests/server/PrivateBus.h"
 
@@ -269,7 +270,8 @@ private:
     std::optional<PrivateBus> m_bus;
 };
 
+WINGBELL_GUILESS_TEST(BusConnectionTest)
+
 } // namespace wingbell
 
-QTEST_GUILESS_MAIN(wingbell::BusConnectionTest)
 #include "BusConnectionTest.moc"

@@ -1,4 +1,5 @@
 #include "server/DesktopSleepInhibitor.h"
+#include "tests/TestProgram.h"
 #include "tests/server/MockService.h"
 #include "tests/server/PrivateBus.h"
 
@@ -792,7 +793,8 @@ private:
     std::optional<PrivateBus> m_system;
 };
 
+WINGBELL_GUILESS_TEST(DesktopSleepInhibitorTest)
+
 } // namespace wingbell
 
-QTEST_GUILESS_MAIN(wingbell::DesktopSleepInhibitorTest)
 #include "DesktopSleepInhibitorTest.moc"

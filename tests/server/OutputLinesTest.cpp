@@ -1,4 +1,5 @@
 #include "server/OutputLines.h"
+#include "tests/TestProgram.h"
 
 #include <QtTest>
 
@@ -71,5 +72,5 @@ void OutputLinesTest::aChunkThatIsNoTextIsDropped()
     QVERIFY(!linesOfChunk(chunk));
 }
 
-QTEST_APPLESS_MAIN(OutputLinesTest)
+WINGBELL_APPLESS_TEST(OutputLinesTest)
 #include "OutputLinesTest.moc"

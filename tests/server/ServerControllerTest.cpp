@@ -1,5 +1,6 @@
 #include "server/ServerController.h"
 #include "server/SleepInhibitor.h"
+#include "tests/TestProgram.h"
 #include "tests/fixtures/ChildProcesses.h"
 
 #include <QAbstractEventDispatcher>
@@ -786,5 +787,5 @@ void ServerControllerTest::aServerThatWasReplacedRunsAtTheNextStart()
     QTRY_COMPARE(log().value(1), u"new"_qs);
 }
 
-QTEST_GUILESS_MAIN(ServerControllerTest)
+WINGBELL_GUILESS_TEST(ServerControllerTest)
 #include "ServerControllerTest.moc"

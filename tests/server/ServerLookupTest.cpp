@@ -1,4 +1,5 @@
 #include "server/ServerLookup.h"
+#include "tests/TestProgram.h"
 
 #include <QDir>
 #include <QFile>
@@ -70,5 +71,5 @@ private:
     std::unique_ptr<QTemporaryDir> m_root;
 };
 
-QTEST_APPLESS_MAIN(ServerLookupTest)
+WINGBELL_APPLESS_TEST(ServerLookupTest)
 #include "ServerLookupTest.moc"

@@ -1,5 +1,6 @@
 #include "relay/confinement/ConfinementRules.h"
 #include "relay/crew/CrewFolder.h"
+#include "tests/TestProgram.h"
 #include "tests/fixtures/OldKernel.h"
 
 #include <QDir>
@@ -332,5 +333,5 @@ void ConfinementTest::aKernelThatLacksItIsNamedAndTheRestHolds()
     QCOMPARE(inChild(attempt), 0);
 }
 
-QTEST_GUILESS_MAIN(ConfinementTest)
+WINGBELL_GUILESS_TEST(ConfinementTest)
 #include "ConfinementTest.moc"

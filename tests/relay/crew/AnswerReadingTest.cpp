@@ -1,5 +1,6 @@
 #include "relay/crew/AnswerReading.h"
 #include "relay/crew/Certificate.h"
+#include "tests/TestProgram.h"
 
 #include <QCryptographicHash>
 #include <QSslCertificate>
@@ -488,5 +489,5 @@ void AnswerReadingTest::anyBytesMayCome()
     }
 }
 
-QTEST_APPLESS_MAIN(AnswerReadingTest)
+WINGBELL_APPLESS_TEST(AnswerReadingTest)
 #include "AnswerReadingTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/crew/Certificate.h"
+#include "tests/TestProgram.h"
 
 #include <QCryptographicHash>
 #include <QSet>
@@ -307,5 +308,5 @@ void CertificateTest::noErrorIsLeftForOthers()
     QCOMPARE(::ERR_peek_error(), 0UL);
 }
 
-QTEST_APPLESS_MAIN(CertificateTest)
+WINGBELL_APPLESS_TEST(CertificateTest)
 #include "CertificateTest.moc"

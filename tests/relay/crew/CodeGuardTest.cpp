@@ -1,4 +1,5 @@
 #include "relay/crew/CodeGuard.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -341,5 +342,5 @@ void CodeGuardTest::anAddressThatWaitsIsNotForgottenForAnother()
     QVERIFY2(checked < 5 + 7 + 3000 / 6 + 1, qPrintable(QString::number(checked)));
 }
 
-QTEST_APPLESS_MAIN(CodeGuardTest)
+WINGBELL_APPLESS_TEST(CodeGuardTest)
 #include "CodeGuardTest.moc"

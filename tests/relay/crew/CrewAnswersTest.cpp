@@ -1,4 +1,5 @@
 #include "relay/crew/CrewAnswers.h"
+#include "tests/TestProgram.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -128,5 +129,5 @@ void CrewAnswersTest::bytesThatAreNoTextAreReplaced()
     QVERIFY(!QJsonDocument::fromJson(answerText(answer)).isNull());
 }
 
-QTEST_APPLESS_MAIN(CrewAnswersTest)
+WINGBELL_APPLESS_TEST(CrewAnswersTest)
 #include "CrewAnswersTest.moc"

@@ -1,6 +1,7 @@
 #include "relay/crew/CrewCode.h"
 #include "relay/crew/CrewFolder.h"
 #include "relay/crew/KeptCrewCode.h"
+#include "tests/TestProgram.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -183,5 +184,5 @@ void CrewCodeTest::aCodeThatCannotBeKeptIsTold()
     QVERIFY(CrewCode::fromText(made.code.text()));
 }
 
-QTEST_APPLESS_MAIN(CrewCodeTest)
+WINGBELL_APPLESS_TEST(CrewCodeTest)
 #include "CrewCodeTest.moc"

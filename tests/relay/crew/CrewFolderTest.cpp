@@ -1,4 +1,5 @@
 #include "relay/crew/CrewFolder.h"
+#include "tests/TestProgram.h"
 
 #include <QDir>
 #include <QFile>
@@ -317,5 +318,5 @@ void CrewFolderTest::theStandardPathFollowsTheConvention()
     QTEST(CrewFolder::standardPath(environment), "path");
 }
 
-QTEST_APPLESS_MAIN(CrewFolderTest)
+WINGBELL_APPLESS_TEST(CrewFolderTest)
 #include "CrewFolderTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/crew/CrewRequests.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -370,5 +371,5 @@ void CrewRequestsTest::anyBytesMayCome()
     }
 }
 
-QTEST_APPLESS_MAIN(CrewRequestsTest)
+WINGBELL_APPLESS_TEST(CrewRequestsTest)
 #include "CrewRequestsTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/crew/GuessBudget.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -89,5 +90,5 @@ void GuessBudgetTest::nothingIsLostBetweenTwoLooks()
     QCOMPARE(count, 5 + 99);
 }
 
-QTEST_APPLESS_MAIN(GuessBudgetTest)
+WINGBELL_APPLESS_TEST(GuessBudgetTest)
 #include "GuessBudgetTest.moc"

@@ -1,5 +1,6 @@
 #include "relay/crew/KeptCertificate.h"
 #include "relay/crew/CrewFolder.h"
+#include "tests/TestProgram.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -201,5 +202,5 @@ void KeptCertificateTest::oneThatCannotBeKeptIsTold()
     QVERIFY(made.problem.contains(QStringLiteral("/dev/null/wingbell")));
 }
 
-QTEST_APPLESS_MAIN(KeptCertificateTest)
+WINGBELL_APPLESS_TEST(KeptCertificateTest)
 #include "KeptCertificateTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/crew/QrCode.h"
+#include "tests/TestProgram.h"
 
 #include <QRegularExpression>
 #include <QTest>
@@ -139,5 +140,5 @@ void QrCodeTest::whatFitsInNoCodeHasNone()
     QVERIFY(!qrCode(QByteArray(2332, 'x')));
 }
 
-QTEST_APPLESS_MAIN(QrCodeTest)
+WINGBELL_APPLESS_TEST(QrCodeTest)
 #include "QrCodeTest.moc"

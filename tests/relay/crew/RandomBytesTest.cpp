@@ -1,4 +1,5 @@
 #include "relay/crew/RandomBytes.h"
+#include "tests/TestProgram.h"
 
 #include <QSet>
 #include <QTest>
@@ -30,5 +31,5 @@ void RandomBytesTest::noTwoAreAlike()
     QCOMPARE(seen.size(), qsizetype{1000});
 }
 
-QTEST_APPLESS_MAIN(RandomBytesTest)
+WINGBELL_APPLESS_TEST(RandomBytesTest)
 #include "RandomBytesTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/crew/RoleKeys.h"
+#include "tests/TestProgram.h"
 
 #include <QCryptographicHash>
 #include <QRegularExpression>
@@ -108,5 +109,5 @@ void RoleKeysTest::textThatIsNoTextHasKeysToo()
     QCOMPARE(QSet<QString>(keys.keys().begin(), keys.keys().end()).size(), qsizetype{3});
 }
 
-QTEST_APPLESS_MAIN(RoleKeysTest)
+WINGBELL_APPLESS_TEST(RoleKeysTest)
 #include "RoleKeysTest.moc"

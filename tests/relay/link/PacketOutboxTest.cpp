@@ -1,4 +1,5 @@
 #include "relay/link/PacketOutbox.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -98,5 +99,5 @@ void PacketOutboxTest::anotherThreadGetsEveryPacketWhole()
     QCOMPARE(wrong, 0);
 }
 
-QTEST_APPLESS_MAIN(PacketOutboxTest)
+WINGBELL_APPLESS_TEST(PacketOutboxTest)
 #include "PacketOutboxTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/link/RtpStream.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -28,5 +29,5 @@ void RtpStreamTest::sequenceAndTimeGoOnAndWrapAround()
     QCOMPARE(stream.next(960), expected); // without the mark of a stream's first packet
 }
 
-QTEST_APPLESS_MAIN(RtpStreamTest)
+WINGBELL_APPLESS_TEST(RtpStreamTest)
 #include "RtpStreamTest.moc"

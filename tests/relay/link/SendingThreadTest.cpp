@@ -1,4 +1,5 @@
 #include "relay/link/SendingThread.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -96,5 +97,5 @@ void SendingThreadTest::itEndsWhileItRests()
     QVERIFY(sender.use_count() == 1);
 }
 
-QTEST_APPLESS_MAIN(SendingThreadTest)
+WINGBELL_APPLESS_TEST(SendingThreadTest)
 #include "SendingThreadTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/link/SourceLimit.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -71,5 +72,5 @@ void SourceLimitTest::aPacketTooShortForASourceIsNotLetThrough()
     QVERIFY(!limit.admits(std::span(report).first(7)));
 }
 
-QTEST_APPLESS_MAIN(SourceLimitTest)
+WINGBELL_APPLESS_TEST(SourceLimitTest)
 #include "SourceLimitTest.moc"

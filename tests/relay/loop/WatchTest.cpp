@@ -2,6 +2,7 @@
 #include "model/FileDescriptor.h"
 #include "relay/loop/MainLoop.h"
 #include "relay/loop/MainThread.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -161,5 +162,5 @@ void WatchTest::workFromAnotherThreadIsDoneHereInOrder()
     QVERIFY(std::is_sorted(done.begin(), done.end()));
 }
 
-QTEST_APPLESS_MAIN(WatchTest)
+WINGBELL_APPLESS_TEST(WatchTest)
 #include "WatchTest.moc"

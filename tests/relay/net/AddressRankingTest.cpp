@@ -1,4 +1,5 @@
 #include "relay/net/AddressRanking.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -222,5 +223,5 @@ void AddressRankingTest::aHostsNameIsWrittenAsItIs()
     QCOMPARE(urlFor(QStringLiteral("desk.local"), 443), QStringLiteral("https://desk.local/"));
 }
 
-QTEST_APPLESS_MAIN(AddressRankingTest)
+WINGBELL_APPLESS_TEST(AddressRankingTest)
 #include "AddressRankingTest.moc"

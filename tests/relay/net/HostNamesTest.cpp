@@ -1,4 +1,5 @@
 #include "relay/net/HostNames.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -56,5 +57,5 @@ void HostNamesTest::whatIsNoNameOfAHostGivesNone()
     QCOMPARE(hostNames(name), QStringList());
 }
 
-QTEST_APPLESS_MAIN(HostNamesTest)
+WINGBELL_APPLESS_TEST(HostNamesTest)
 #include "HostNamesTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/net/IpAddress.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -184,5 +185,5 @@ void IpAddressTest::aGuestIsAnIpv4AddressOrTheFirstHalfOfAnIpv6One()
     QVERIFY(address("2001:db8:1:2::9").guest() != address("2001:db8:1:3::9").guest());
 }
 
-QTEST_APPLESS_MAIN(IpAddressTest)
+WINGBELL_APPLESS_TEST(IpAddressTest)
 #include "IpAddressTest.moc"

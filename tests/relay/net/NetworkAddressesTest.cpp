@@ -1,4 +1,5 @@
 #include "relay/net/NetworkAddresses.h"
+#include "tests/TestProgram.h"
 
 #include <QDir>
 #include <QFile>
@@ -184,5 +185,5 @@ void NetworkAddressesTest::aPassingAddressIsMarked()
     }
 }
 
-QTEST_APPLESS_MAIN(NetworkAddressesTest)
+WINGBELL_APPLESS_TEST(NetworkAddressesTest)
 #include "NetworkAddressesTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/sessions/Crew.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -513,5 +514,5 @@ void CrewTest::anAnswerIsPassedOnAsOurOwn()
     QVERIFY(m_links.back()->answer.contains("a=ice-ufrag:abcd"));
 }
 
-QTEST_APPLESS_MAIN(CrewTest)
+WINGBELL_APPLESS_TEST(CrewTest)
 #include "CrewTest.moc"

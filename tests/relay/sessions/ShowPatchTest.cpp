@@ -1,4 +1,5 @@
 #include "relay/sessions/ShowPatch.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -74,5 +75,5 @@ void ShowPatchTest::anAnnouncementWithoutAChannelIsForAll()
     QVERIFY(second.contains(1) && !second.contains(0));
 }
 
-QTEST_APPLESS_MAIN(ShowPatchTest)
+WINGBELL_APPLESS_TEST(ShowPatchTest)
 #include "ShowPatchTest.moc"

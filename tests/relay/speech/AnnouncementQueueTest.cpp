@@ -1,4 +1,5 @@
 #include "relay/speech/AnnouncementQueue.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -419,5 +420,5 @@ void AnnouncementQueueTest::whateverComesEachSenderKeepsItsOrder()
     QVERIFY(spoken > 100);
 }
 
-QTEST_GUILESS_MAIN(AnnouncementQueueTest)
+WINGBELL_GUILESS_TEST(AnnouncementQueueTest)
 #include "AnnouncementQueueTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/speech/LeadingSilence.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -64,5 +65,5 @@ void LeadingSilenceTest::aSoundThatIsSilentToItsEndLeavesNothing()
     QVERIFY(passed(3, Samples(1000, 10), 7).empty());
 }
 
-QTEST_GUILESS_MAIN(LeadingSilenceTest)
+WINGBELL_GUILESS_TEST(LeadingSilenceTest)
 #include "LeadingSilenceTest.moc"

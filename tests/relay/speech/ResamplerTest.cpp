@@ -1,5 +1,6 @@
 #include "relay/speech/Resampler.h"
 #include "relay/voice/AudioFormat.h"
+#include "tests/TestProgram.h"
 #include "tests/relay/speech/Tones.h"
 
 #include <QTest>
@@ -190,5 +191,5 @@ void ResamplerTest::soundOfOurOwnRateStaysAsItIs()
     }
 }
 
-QTEST_GUILESS_MAIN(ResamplerTest)
+WINGBELL_GUILESS_TEST(ResamplerTest)
 #include "ResamplerTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/speech/SpeakableText.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -100,5 +101,5 @@ void SpeakableTextTest::aLongTextIsCutBetweenCharacters()
     QCOMPARE(speakableText(umlauts), umlauts.substr(0, longestSpeakableText - 1));
 }
 
-QTEST_GUILESS_MAIN(SpeakableTextTest)
+WINGBELL_GUILESS_TEST(SpeakableTextTest)
 #include "SpeakableTextTest.moc"

@@ -1,6 +1,7 @@
 #include "relay/speech/Speaker.h"
 #include "relay/speech/WakeUp.h"
 #include "relay/voice/AudioFormat.h"
+#include "tests/TestProgram.h"
 #include "tests/fixtures/ChildProcesses.h"
 #include "tests/relay/speech/SpeechProgram.h"
 #include "tests/relay/speech/Tones.h"
@@ -433,5 +434,5 @@ void SpeakerTest::espeakTakesAnyText()
     QVERIFY(loudest(m_sound) > 0.05F);
 }
 
-QTEST_GUILESS_MAIN(SpeakerTest)
+WINGBELL_GUILESS_TEST(SpeakerTest)
 #include "SpeakerTest.moc"

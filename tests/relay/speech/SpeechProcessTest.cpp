@@ -1,4 +1,5 @@
 #include "relay/speech/SpeechProcess.h"
+#include "tests/TestProgram.h"
 #include "tests/fixtures/ChildProcesses.h"
 #include "tests/relay/speech/SpeechProgram.h"
 
@@ -140,5 +141,5 @@ void SpeechProcessTest::aStoppedOneEndsWithItsOwnerToo()
     QCOMPARE(::kill(childProcesses().value(0), SIGSTOP), 0);
 }
 
-QTEST_GUILESS_MAIN(SpeechProcessTest)
+WINGBELL_GUILESS_TEST(SpeechProcessTest)
 #include "SpeechProcessTest.moc"

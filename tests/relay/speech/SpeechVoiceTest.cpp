@@ -1,4 +1,5 @@
 #include "relay/speech/SpeechVoice.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -79,5 +80,5 @@ void SpeechVoiceTest::theFirstVariableThatIsSetCounts()
     QCOMPARE(voiceWith({nullptr, nullptr, nullptr}), std::string("en"));
 }
 
-QTEST_GUILESS_MAIN(SpeechVoiceTest)
+WINGBELL_GUILESS_TEST(SpeechVoiceTest)
 #include "SpeechVoiceTest.moc"

@@ -1,6 +1,7 @@
 #include "relay/speech/SpeechWorker.h"
 #include "relay/speech/SpokenSound.h"
 #include "relay/voice/AudioFormat.h"
+#include "tests/TestProgram.h"
 #include "tests/fixtures/ChildProcesses.h"
 #include "tests/relay/speech/SpeechProgram.h"
 
@@ -510,5 +511,5 @@ void SpeechWorkerTest::espeakSpeaksOnSeveralChannels()
     }
 }
 
-QTEST_GUILESS_MAIN(SpeechWorkerTest)
+WINGBELL_GUILESS_TEST(SpeechWorkerTest)
 #include "SpeechWorkerTest.moc"

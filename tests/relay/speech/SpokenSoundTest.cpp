@@ -1,5 +1,6 @@
 #include "relay/speech/SpokenSound.h"
 #include "relay/speech/WakeUp.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -249,5 +250,5 @@ void SpokenSoundTest::oneThreadWritesWhileAnotherReads()
     }
 }
 
-QTEST_GUILESS_MAIN(SpokenSoundTest)
+WINGBELL_GUILESS_TEST(SpokenSoundTest)
 #include "SpokenSoundTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/speech/WavStream.h"
+#include "tests/TestProgram.h"
 
 #include <QByteArray>
 #include <QTest>
@@ -242,5 +243,5 @@ void WavStreamTest::rubbishNeverHarms()
     }
 }
 
-QTEST_GUILESS_MAIN(WavStreamTest)
+WINGBELL_GUILESS_TEST(WavStreamTest)
 #include "WavStreamTest.moc"

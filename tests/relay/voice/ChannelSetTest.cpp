@@ -1,4 +1,5 @@
 #include "relay/voice/ChannelSet.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -56,5 +57,5 @@ void ChannelSetTest::setsIntersectInWhatBothHold()
     QVERIFY(!ChannelSet(70).intersects(one));
 }
 
-QTEST_APPLESS_MAIN(ChannelSetTest)
+WINGBELL_APPLESS_TEST(ChannelSetTest)
 #include "ChannelSetTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/voice/GainTable.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -78,5 +79,5 @@ void GainTableTest::oneListenerOrTalkerIsSilencedAlone()
     QCOMPARE(heard(), QByteArray("1010"));
 }
 
-QTEST_APPLESS_MAIN(GainTableTest)
+WINGBELL_APPLESS_TEST(GainTableTest)
 #include "GainTableTest.moc"

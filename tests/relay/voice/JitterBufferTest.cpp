@@ -1,4 +1,5 @@
 #include "relay/voice/JitterBuffer.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -453,5 +454,5 @@ void JitterBufferTest::anyPacketsAreSafe()
     QCOMPARE(buffer.received(), kept);
 }
 
-QTEST_APPLESS_MAIN(JitterBufferTest)
+WINGBELL_APPLESS_TEST(JitterBufferTest)
 #include "JitterBufferTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/voice/LatencyTrim.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -135,5 +136,5 @@ void LatencyTrimTest::untilTrimmedItIsToldAgain()
     QCOMPARE(told, 3);
 }
 
-QTEST_APPLESS_MAIN(LatencyTrimTest)
+WINGBELL_APPLESS_TEST(LatencyTrimTest)
 #include "LatencyTrimTest.moc"

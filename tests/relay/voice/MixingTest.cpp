@@ -1,4 +1,5 @@
 #include "relay/voice/Mixing.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -54,5 +55,5 @@ void MixingTest::thePeakIsTheFarthestFromSilence()
     QCOMPARE(peakOf({}), 0.0F);
 }
 
-QTEST_APPLESS_MAIN(MixingTest)
+WINGBELL_APPLESS_TEST(MixingTest)
 #include "MixingTest.moc"

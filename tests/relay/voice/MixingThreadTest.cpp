@@ -1,4 +1,5 @@
 #include "relay/voice/MixingThread.h"
+#include "tests/TestProgram.h"
 
 #include "relay/voice/AudioFormat.h"
 #include "relay/voice/VoiceRoom.h"
@@ -278,5 +279,5 @@ void MixingThreadTest::theRoomMayBeUsedFromManyThreadsWhileItTicks()
     QVERIFY(mixer.ticks() > rounds);
 }
 
-QTEST_APPLESS_MAIN(MixingThreadTest)
+WINGBELL_APPLESS_TEST(MixingThreadTest)
 #include "MixingThreadTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/voice/PacketInbox.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -123,5 +124,5 @@ void PacketInboxTest::severalThreadsMayPutWhileOneTakes()
     QVERIFY(!inbox.first());
 }
 
-QTEST_APPLESS_MAIN(PacketInboxTest)
+WINGBELL_APPLESS_TEST(PacketInboxTest)
 #include "PacketInboxTest.moc"

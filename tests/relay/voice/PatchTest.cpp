@@ -1,4 +1,5 @@
 #include "relay/voice/Patch.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -65,5 +66,5 @@ void PatchTest::theHighestLevelOfASharedChannelCounts()
     QCOMPARE(loudness({}, {}), 0.0F);
 }
 
-QTEST_APPLESS_MAIN(PatchTest)
+WINGBELL_APPLESS_TEST(PatchTest)
 #include "PatchTest.moc"

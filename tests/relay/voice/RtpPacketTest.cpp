@@ -1,4 +1,5 @@
 #include "relay/voice/RtpPacket.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -144,5 +145,5 @@ void RtpPacketTest::anyBytesAreSafe()
     QVERIFY(readable > 1000);
 }
 
-QTEST_APPLESS_MAIN(RtpPacketTest)
+WINGBELL_APPLESS_TEST(RtpPacketTest)
 #include "RtpPacketTest.moc"

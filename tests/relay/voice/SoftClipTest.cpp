@@ -1,4 +1,5 @@
 #include "relay/voice/SoftClip.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -81,5 +82,5 @@ void SoftClipTest::whatIsNoNumberIsSilence()
     QCOMPARE(std::fabs(clipped(std::numeric_limits<float>::quiet_NaN())), 0.0F);
 }
 
-QTEST_APPLESS_MAIN(SoftClipTest)
+WINGBELL_APPLESS_TEST(SoftClipTest)
 #include "SoftClipTest.moc"

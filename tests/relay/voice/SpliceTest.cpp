@@ -1,4 +1,5 @@
 #include "relay/voice/Splice.h"
+#include "tests/TestProgram.h"
 
 #include "tests/relay/voice/Tones.h"
 
@@ -94,5 +95,5 @@ void SpliceTest::fromSilenceTheMostIsTakenOut()
     QCOMPARE(spliceOut(samples, 960), std::size_t{1040});
 }
 
-QTEST_APPLESS_MAIN(SpliceTest)
+WINGBELL_APPLESS_TEST(SpliceTest)
 #include "SpliceTest.moc"

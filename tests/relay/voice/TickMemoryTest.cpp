@@ -1,4 +1,5 @@
 #include "relay/voice/VoiceRoom.h"
+#include "tests/TestProgram.h"
 
 #include "tests/relay/voice/TalkingClient.h"
 
@@ -112,5 +113,5 @@ void TickMemoryTest::aTickAllocatesAndReleasesNothing()
     QCOMPARE(during, 0);
 }
 
-QTEST_APPLESS_MAIN(TickMemoryTest)
+WINGBELL_APPLESS_TEST(TickMemoryTest)
 #include "TickMemoryTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/voice/TickPace.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -65,5 +66,5 @@ void TickPaceTest::afterAStandstillThePaceBeginsAnew()
     QCOMPARE(pace.due(), late - 7 + period);
 }
 
-QTEST_APPLESS_MAIN(TickPaceTest)
+WINGBELL_APPLESS_TEST(TickPaceTest)
 #include "TickPaceTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/voice/VoiceEncoder.h"
+#include "tests/TestProgram.h"
 
 #include "tests/relay/voice/HearingClient.h"
 #include "tests/relay/voice/TalkingClient.h"
@@ -107,5 +108,5 @@ void VoiceEncoderTest::soundAndSilenceFollowEachOtherWithoutAClick()
     QVERIFY(loudnessOf(lastOf(client.samples(), rest)) < 1e-4);
 }
 
-QTEST_APPLESS_MAIN(VoiceEncoderTest)
+WINGBELL_APPLESS_TEST(VoiceEncoderTest)
 #include "VoiceEncoderTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/voice/VoiceReceiver.h"
+#include "tests/TestProgram.h"
 
 #include "tests/relay/voice/SimulatedLine.h"
 #include "tests/relay/voice/TalkingClient.h"
@@ -536,5 +537,5 @@ void VoiceReceiverTest::theStatisticsTellWhatCame()
     QCOMPARE(receiver.statistics(), (VoiceStatistics{4, 1, 1, tick, 0}));
 }
 
-QTEST_APPLESS_MAIN(VoiceReceiverTest)
+WINGBELL_APPLESS_TEST(VoiceReceiverTest)
 #include "VoiceReceiverTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/voice/VoiceRoom.h"
+#include "tests/TestProgram.h"
 
 #include "relay/voice/AudioFormat.h"
 #include "tests/relay/voice/HearingClient.h"
@@ -662,5 +663,5 @@ void VoiceRoomTest::whatIsUnheardIsNotDecoded()
     QCOMPARE(concealed(), std::uint64_t{0}); // nobody listens
 }
 
-QTEST_APPLESS_MAIN(VoiceRoomTest)
+WINGBELL_APPLESS_TEST(VoiceRoomTest)
 #include "VoiceRoomTest.moc"

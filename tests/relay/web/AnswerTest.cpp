@@ -1,5 +1,6 @@
 #include "relay/web/Answer.h"
 #include "relay/web/SafeHeaders.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -102,5 +103,5 @@ void AnswerTest::pagesRunOnlyWhatComesFromHere()
         "form-action 'none'; frame-ancestors 'none'\r\n"));
 }
 
-QTEST_GUILESS_MAIN(AnswerTest)
+WINGBELL_GUILESS_TEST(AnswerTest)
 #include "AnswerTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/web/EventQueue.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -64,5 +65,5 @@ void EventQueueTest::linesOfDataStayLines()
     QCOMPARE(queue.take(), QByteArray("event: desk\n").append(text));
 }
 
-QTEST_GUILESS_MAIN(EventQueueTest)
+WINGBELL_GUILESS_TEST(EventQueueTest)
 #include "EventQueueTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/web/HostCheck.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -69,5 +70,5 @@ void HostCheckTest::anOriginIsTheSameWithTheSameSchemeHostAndPort()
     QTEST(isSameOrigin(origin, "desk.local:47000"), "same");
 }
 
-QTEST_GUILESS_MAIN(HostCheckTest)
+WINGBELL_GUILESS_TEST(HostCheckTest)
 #include "HostCheckTest.moc"

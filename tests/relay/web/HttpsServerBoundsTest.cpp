@@ -1,5 +1,6 @@
 #include "Browser.h"
 #include "WebUnderTest.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -717,5 +718,5 @@ void HttpsServerBoundsTest::withoutDescriptorsTheOthersAreServedOn()
     QTRY_VERIFY(got(starved, 200));
 }
 
-QTEST_GUILESS_MAIN(HttpsServerBoundsTest)
+WINGBELL_GUILESS_TEST(HttpsServerBoundsTest)
 #include "HttpsServerBoundsTest.moc"

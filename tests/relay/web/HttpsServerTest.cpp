@@ -1,6 +1,7 @@
 #include "Browser.h"
 #include "TestCertificate.h"
 #include "WebUnderTest.h"
+#include "tests/TestProgram.h"
 
 #include <QAbstractEventDispatcher>
 #include <QTest>
@@ -671,5 +672,5 @@ void HttpsServerTest::whatOutlivesTheServerIsHarmless()
     QVERIFY(!isGone);
 }
 
-QTEST_GUILESS_MAIN(HttpsServerTest)
+WINGBELL_GUILESS_TEST(HttpsServerTest)
 #include "HttpsServerTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/web/LoopSource.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -111,5 +112,5 @@ void LoopSourceTest::itMayBeDestroyedFromInsideItsCall()
     QTRY_COMPARE(seen, QByteArray("still here"));
 }
 
-QTEST_GUILESS_MAIN(LoopSourceTest)
+WINGBELL_GUILESS_TEST(LoopSourceTest)
 #include "LoopSourceTest.moc"

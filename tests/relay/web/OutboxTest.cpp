@@ -1,4 +1,5 @@
 #include "relay/web/Outbox.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -57,5 +58,5 @@ void OutboxTest::nothingPushedIsNothing()
     QVERIFY(outbox.front(10).isEmpty());
 }
 
-QTEST_GUILESS_MAIN(OutboxTest)
+WINGBELL_GUILESS_TEST(OutboxTest)
 #include "OutboxTest.moc"

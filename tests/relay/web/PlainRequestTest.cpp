@@ -1,4 +1,5 @@
 #include "relay/web/PlainRequest.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -42,5 +43,5 @@ void PlainRequestTest::theBeginningTellsWhatItIs()
     QTEST(readPlainRequest(bytes), "expected");
 }
 
-QTEST_GUILESS_MAIN(PlainRequestTest)
+WINGBELL_GUILESS_TEST(PlainRequestTest)
 #include "PlainRequestTest.moc"

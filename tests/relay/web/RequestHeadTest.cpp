@@ -1,4 +1,5 @@
 #include "relay/web/RequestHead.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -180,5 +181,5 @@ void RequestHeadTest::whatIsNotServedIsAnsweredWithItsOwnStatus()
     QTEST(std::get<RequestProblem>(reading).status, "status");
 }
 
-QTEST_GUILESS_MAIN(RequestHeadTest)
+WINGBELL_GUILESS_TEST(RequestHeadTest)
 #include "RequestHeadTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/web/RequestLimiter.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -117,5 +118,5 @@ void RequestLimiterTest::beyondTheTableNewAddressesShare()
     QVERIFY(limiter.admit(ipv4(1), start));
 }
 
-QTEST_GUILESS_MAIN(RequestLimiterTest)
+WINGBELL_GUILESS_TEST(RequestLimiterTest)
 #include "RequestLimiterTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/web/RequestReader.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -212,5 +213,5 @@ void RequestReaderTest::rubbishIsReadTheSameInWhateverPieces()
     }
 }
 
-QTEST_GUILESS_MAIN(RequestReaderTest)
+WINGBELL_GUILESS_TEST(RequestReaderTest)
 #include "RequestReaderTest.moc"

@@ -1,4 +1,5 @@
 #include "relay/web/TcpListener.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -99,5 +100,5 @@ void TcpListenerTest::childrenDoNotInheritIt()
     QVERIFY((::fcntl(opening.listener->descriptor(), F_GETFL) & O_NONBLOCK) != 0);
 }
 
-QTEST_GUILESS_MAIN(TcpListenerTest)
+WINGBELL_GUILESS_TEST(TcpListenerTest)
 #include "TcpListenerTest.moc"

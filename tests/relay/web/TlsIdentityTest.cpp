@@ -1,5 +1,6 @@
 #include "relay/web/TlsIdentity.h"
 #include "TestCertificate.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -125,5 +126,5 @@ void TlsIdentityTest::onlyAuthenticatedEncryptionIsAgreedOn()
     QCOMPARE(agrees(reading.identity->context(), QTest::currentDataTag()), agreed);
 }
 
-QTEST_GUILESS_MAIN(TlsIdentityTest)
+WINGBELL_GUILESS_TEST(TlsIdentityTest)
 #include "TlsIdentityTest.moc"

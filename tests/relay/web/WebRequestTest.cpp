@@ -1,4 +1,5 @@
 #include "relay/web/WebRequest.h"
+#include "tests/TestProgram.h"
 
 #include <QTest>
 
@@ -45,5 +46,5 @@ void WebRequestTest::aMissingItemIsNothing()
     QVERIFY(!request.queryItem("session").has_value());
 }
 
-QTEST_GUILESS_MAIN(WebRequestTest)
+WINGBELL_GUILESS_TEST(WebRequestTest)
 #include "WebRequestTest.moc"
