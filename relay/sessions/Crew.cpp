@@ -1,7 +1,5 @@
 #include "relay/sessions/Crew.h"
 
-#include "relay/crew/AnswerReading.h"
-
 #include <QRandomGenerator>
 
 #include <algorithm>
@@ -143,18 +141,17 @@ void Crew::offered(
     done(JoinProblem::NotNow);
 }
 
-bool Crew::takeAnswer(const Session& session, const MediaAnswer& answer, Clock::time_point now)
+bool Crew::takeAnswer(const Session& session, const SdpAnswer& answer, Clock::time_point now)
 {
     Member* member = find(session);
     if (member == nullptr) {
         return false;
     }
     member->lastWord = now;
-    member->microphone = answer.direction == MediaAnswer::Direction::SendReceive ||
-                         answer.direction == MediaAnswer::Direction::SendOnly;
-    member->link->takeAnswer(
-        canonicalAnswer(answer, member->mid),
-        [answer](const QByteArray& certificate) { return isCertificateOf(answer, certificate); });
+    member->microphone = answer.sends();
+    member->link->takeAnswer(sdpText(answer, member->mid), [answer](const QByteArray& certificate) {
+        return isCertificateOf(answer, certificate);
+    });
     return true;
 }
 

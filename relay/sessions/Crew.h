@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/crew/MediaAnswer.h"
+#include "relay/crew/SdpAnswer.h"
 #include "relay/crew/StateRequest.h"
 #include "relay/link/MediaLink.h"
 #include "relay/sessions/CrewEvents.h"
@@ -78,7 +78,7 @@ public:
     /// False when there is no such session, here and below.
     [[nodiscard]] bool has(const Session& session) const { return m_members.contains(session); }
     [[nodiscard]] bool
-    takeAnswer(const Session& session, const MediaAnswer& answer, Clock::time_point now);
+    takeAnswer(const Session& session, const SdpAnswer& answer, Clock::time_point now);
     [[nodiscard]] bool takeState(const StateRequest& state, Clock::time_point now);
     /// Where it learns what happens from now on; what was there before is forgotten.
     [[nodiscard]] bool

@@ -92,15 +92,10 @@ ShowFile hamlet()
     return show;
 }
 
-MediaAnswer answerWith(MediaAnswer::Direction direction)
+SdpAnswer answerWith(const QByteArray& direction)
 {
-    MediaAnswer answer;
-    answer.iceUser = "abcd";
-    answer.icePassword = "abcdefghijklmnopqrstuv";
-    answer.fingerprintHash = "sha-256";
-    answer.fingerprint = QByteArray("AB:").repeated(32).chopped(1);
-    answer.direction = direction;
-    return answer;
+    const QByteArray fingerprint = QByteArray("AB:").repeated(32).chopped(1);
+    return {"abcd", "abcdefghijklmnopqrstuv", fingerprint, "active", direction};
 }
 
 } // namespace
@@ -194,7 +189,7 @@ QString CrewTest::ask(std::size_t role, const QString& replaces)
 QString CrewTest::join(std::size_t role, const QString& replaces)
 {
     QString session = ask(role, replaces);
-    if (!m_crew->takeAnswer(session, answerWith(MediaAnswer::Direction::SendReceive), m_now)) {
+    if (!m_crew->takeAnswer(session, answerWith("sendrecv"), m_now)) {
         return {};
     }
     m_links.back()->now = MediaLink::State::Connected;
@@ -235,7 +230,7 @@ void CrewTest::aJoinIsToldOnceTheSoundFlows()
 void CrewTest::somebodyWithoutAMicrophoneIsToldSo()
 {
     const QString session = ask(2);
-    QVERIFY(m_crew->takeAnswer(session, answerWith(MediaAnswer::Direction::ReceiveOnly), m_now));
+    QVERIFY(m_crew->takeAnswer(session, answerWith("recvonly"), m_now));
     m_links.back()->now = MediaLink::State::Connected;
     m_crew->lookAround(m_now);
     QCOMPARE(m_news.lines, QStringList(QStringLiteral("joined Usher 10.0.0.1 mute")));
@@ -297,8 +292,7 @@ void CrewTest::aStateOfNobodyIsNoSession()
     state.session = QStringLiteral("0123");
     state.number = 1;
     QVERIFY(!m_crew->takeState(state, m_now));
-    QVERIFY(
-        !m_crew->takeAnswer(state.session, answerWith(MediaAnswer::Direction::SendReceive), m_now));
+    QVERIFY(!m_crew->takeAnswer(state.session, answerWith("sendrecv"), m_now));
     QVERIFY(!m_crew->takeEvents(state.session, nullptr, m_now));
     m_crew->leave(state.session);
     QCOMPARE(m_news.lines, QStringList());
