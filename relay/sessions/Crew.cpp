@@ -281,7 +281,7 @@ void Crew::noticeArrival(Member& member)
 
 void Crew::noticeSound(Member& member, Clock::time_point now)
 {
-    const std::uint64_t packets = m_room.statistics(member.voice).received;
+    const std::uint64_t packets = m_room.receivedPackets(member.voice);
     if (packets != member.packets) {
         member.packets = packets;
         member.lastSound = now;

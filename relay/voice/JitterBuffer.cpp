@@ -70,7 +70,6 @@ bool JitterBuffer::insert(const RtpPacket& packet)
     if (!samples) {
         return false;
     }
-    ++m_received;
     if (!m_hasBegun) {
         begin(packet);
     }

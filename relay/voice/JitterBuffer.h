@@ -56,7 +56,6 @@ public:
     /// How much of the depth is wanted, in samples: a packet where many are lost, else nothing.
     [[nodiscard]] std::size_t reserve() const { return m_isLossy ? m_packetSamples : 0; }
 
-    [[nodiscard]] std::uint64_t received() const { return m_received; }
     [[nodiscard]] std::uint64_t lost() const { return m_lost; }
     [[nodiscard]] std::uint64_t late() const { return m_late; }
 
@@ -102,7 +101,6 @@ private:
     std::size_t m_turnsSinceLate;
     bool m_shallWait = false; ///< at the next gap
     std::optional<Candidate> m_candidate;
-    std::uint64_t m_received = 0;
     std::uint64_t m_lost = 0;
     std::uint64_t m_late = 0;
 };

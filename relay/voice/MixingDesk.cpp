@@ -1,7 +1,6 @@
 #include "relay/voice/MixingDesk.h"
 
 #include "relay/voice/Mixing.h"
-#include "relay/voice/SoftClip.h"
 #include "relay/voice/Voice.h"
 
 #include <algorithm>
@@ -180,7 +179,6 @@ void MixingDesk::sendMix(std::size_t listener)
         voice.sendSilence();
         return;
     }
-    softClip(m_mix);
     voice.send(m_mix);
 }
 

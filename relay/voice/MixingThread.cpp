@@ -36,11 +36,11 @@ void sleepUntil(std::int64_t due)
 }
 
 /// Children of this process must not inherit it: they could take the computer for themselves.
-bool askForRealTime()
+void askForRealTime()
 {
     sched_param parameters{};
     parameters.sched_priority = priority;
-    return pthread_setschedparam(pthread_self(), SCHED_RR | SCHED_RESET_ON_FORK, &parameters) == 0;
+    (void)pthread_setschedparam(pthread_self(), SCHED_RR | SCHED_RESET_ON_FORK, &parameters);
 }
 
 } // namespace
@@ -66,7 +66,7 @@ void MixingThread::waitUntilTicking() const
 void MixingThread::run()
 {
     pthread_setname_np(pthread_self(), "mixer");
-    m_isRealTime = askForRealTime();
+    askForRealTime();
     const auto samples = static_cast<std::int64_t>(m_room.samplesPerTick());
     const std::int64_t period = samples * second / sampleRate;
     TickPace pace(now(), period);

@@ -34,16 +34,12 @@ public:
     /// How many ticks ended only after the next one was due, or were left out. Any thread.
     [[nodiscard]] std::uint64_t missedTicks() const { return m_missedTicks.load(); }
 
-    /// Whether real-time priority was granted; of meaning once waitUntilTicking() has returned.
-    [[nodiscard]] bool isRealTime() const { return m_isRealTime.load(); }
-
 private:
     void run();
 
     VoiceRoom& m_room;
     std::atomic<std::uint64_t> m_ticks{0};
     std::atomic<std::uint64_t> m_missedTicks{0};
-    std::atomic<bool> m_isRealTime{false};
     std::atomic<bool> m_isStopping{false};
     std::thread m_thread; ///< last: it uses all the others
 };

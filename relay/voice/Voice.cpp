@@ -1,6 +1,7 @@
 #include "relay/voice/Voice.h"
 
 #include "relay/voice/Mixing.h"
+#include "relay/voice/RtpPacket.h"
 
 #include <optional>
 #include <utility>
@@ -25,11 +26,6 @@ Voice::Voice(
 {
 }
 
-VoiceStatistics Voice::statistics() const
-{
-    return {m_received.load(), m_lost.load(), m_late.load(), m_concealed.load(), m_depth.load()};
-}
-
 std::shared_ptr<PacketSink> Voice::takeSink()
 {
     const std::lock_guard lock(m_sinkMutex);
@@ -41,7 +37,6 @@ void Voice::play()
     takePackets();
     m_receiver.play(m_samples);
     m_isSounding = peakOf(m_samples) > silenceLevel;
-    publish();
 }
 
 void Voice::discard()
@@ -49,33 +44,25 @@ void Voice::discard()
     takePackets();
     m_receiver.discard(m_samples.size());
     m_isSounding = false;
-    publish();
 }
 
 void Voice::takePackets()
 {
     // Bounded although more may come meanwhile.
-    for (std::size_t taken = 0; taken < PacketInbox::mostPackets; ++taken) {
-        const std::optional<RtpPacket> packet = m_inbox.first();
-        if (!packet) {
+    for (std::size_t taken = 0; taken < m_packets.maxPackets(); ++taken) {
+        const std::span<const std::uint8_t> bytes = m_packets.first();
+        if (bytes.empty()) {
             return;
         }
-        m_receiver.insert(*packet);
-        m_inbox.removeFirst();
+        const std::optional<RtpPacket> packet = readRtpPacket(bytes);
+        if (packet && m_receiver.insert(*packet)) {
+            ++m_receivedPackets;
+        }
+        m_packets.removeFirst();
     }
 }
 
-void Voice::publish()
-{
-    const VoiceStatistics now = m_receiver.statistics();
-    m_received = now.received;
-    m_lost = now.lost;
-    m_late = now.late;
-    m_concealed = now.concealed;
-    m_depth = now.depth;
-}
-
-void Voice::send(std::span<const float> mix)
+void Voice::send(std::span<float> mix)
 {
     sendPacket(m_encoder.encode(mix));
 }

@@ -1,12 +1,10 @@
 #pragma once
 
 #include "relay/voice/ChannelSet.h"
-#include "relay/voice/PacketInbox.h"
+#include "relay/voice/PacketRing.h"
 #include "relay/voice/PacketSink.h"
-#include "relay/voice/RtpPacket.h"
 #include "relay/voice/VoiceEncoder.h"
 #include "relay/voice/VoiceReceiver.h"
-#include "relay/voice/VoiceStatistics.h"
 
 #include <atomic>
 #include <cstddef>
@@ -29,11 +27,12 @@ public:
     [[nodiscard]] const ChannelSet& mayTalk() const { return m_mayTalk; }
     [[nodiscard]] const ChannelSet& mayListen() const { return m_mayListen; }
 
-    /// Takes a packet for the next tick. Any thread; does not wait for a tick.
-    void receive(const RtpPacket& packet) { m_inbox.put(packet); }
+    /// Takes an RTP packet for the next tick; any bytes are safe. One thread at a time; does not
+    /// wait for a tick.
+    void receive(std::span<const std::uint8_t> rtp) { m_packets.put(rtp); }
 
-    /// As of the last tick. Any thread.
-    [[nodiscard]] VoiceStatistics statistics() const;
+    /// How many packets of Opus had come by the last tick. Any thread.
+    [[nodiscard]] std::uint64_t receivedPackets() const { return m_receivedPackets; }
 
     /// Takes the sink away. Any thread; waits for a packet that is just being sent.
     [[nodiscard]] std::shared_ptr<PacketSink> takeSink();
@@ -52,19 +51,19 @@ public:
     /// Whether samples() are more than silence.
     [[nodiscard]] bool isSounding() const { return m_isSounding; }
 
-    /// Sends what is heard to the sink; does not wait for it to be taken away.
-    void send(std::span<const float> mix);
+    /// Soft-clips `mix` and sends it to the sink; does not wait for it to be taken away.
+    void send(std::span<float> mix);
     void sendSilence();
 
 private:
     void takePackets();
-    void publish();
     void sendPacket(std::span<const std::uint8_t> packet);
 
     const ChannelSet m_mayTalk;
     const ChannelSet m_mayListen;
 
-    PacketInbox m_inbox;
+    PacketRing m_packets{32};
+    std::atomic<std::uint64_t> m_receivedPackets{0};
     VoiceReceiver m_receiver;
     std::vector<float> m_samples;
     bool m_isSounding = false;
@@ -72,12 +71,6 @@ private:
 
     std::mutex m_sinkMutex;
     std::shared_ptr<PacketSink> m_sink;
-
-    std::atomic<std::uint64_t> m_received{0};
-    std::atomic<std::uint64_t> m_lost{0};
-    std::atomic<std::uint64_t> m_late{0};
-    std::atomic<std::uint64_t> m_concealed{0};
-    std::atomic<std::size_t> m_depth{0};
 };
 
 } // namespace wingbell

@@ -59,9 +59,10 @@ VoiceEncoder::VoiceEncoder(std::size_t samplesPerTick)
 
 VoiceEncoder::~VoiceEncoder() = default;
 
-std::span<const std::uint8_t> VoiceEncoder::encode(std::span<const float> samples)
+std::span<const std::uint8_t> VoiceEncoder::encode(std::span<float> samples)
 {
     assert(samples.size() == m_samplesPerTick);
+    opus_pcm_soft_clip(samples.data(), static_cast<int>(samples.size()), 1, &m_softClipMemory);
     if (m_silentSamples >= dyingAway) {
         // The other side begins anew after the packets of silence, so this one must too.
         opus_encoder_ctl(m_encoder.get(), OPUS_RESET_STATE);
@@ -72,6 +73,7 @@ std::span<const std::uint8_t> VoiceEncoder::encode(std::span<const float> sample
 
 std::span<const std::uint8_t> VoiceEncoder::encodeSilence()
 {
+    m_softClipMemory = 0;
     if (m_silentSamples >= dyingAway) {
         return m_samplesPerTick == mostTickSamples ? silentPacket20 : silentPacket10;
     }

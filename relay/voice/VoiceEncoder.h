@@ -25,8 +25,9 @@ public:
     VoiceEncoder& operator=(const VoiceEncoder&) = delete;
 
     /// The next packet, of one tick, valid until the next call. Empty when Opus refuses, which it
-    /// does for no samples whatever.
-    [[nodiscard]] std::span<const std::uint8_t> encode(std::span<const float> samples);
+    /// does for no samples whatever. Soft-clips `samples` in place: what goes beyond 1 either way
+    /// is bent back, without a step from tick to tick.
+    [[nodiscard]] std::span<const std::uint8_t> encode(std::span<float> samples);
 
     /// The next packet when there is nothing to hear. Costs next to nothing once the last sound has
     /// died away.
@@ -42,6 +43,7 @@ private:
 
     const std::size_t m_samplesPerTick;
     std::unique_ptr<OpusEncoder, DestroyEncoder> m_encoder;
+    float m_softClipMemory = 0;      ///< of opus_pcm_soft_clip(), from tick to tick
     std::size_t m_silentSamples = 0; ///< encoded in a row, as far as it matters
     std::array<std::uint8_t, JitterBuffer::mostPayload> m_packet{};
 };

@@ -215,9 +215,4 @@ void VoiceReceiver::passed(std::size_t samples)
     m_excess = m_trim.played(samples, depth() - std::min(depth(), m_buffer.reserve()));
 }
 
-VoiceStatistics VoiceReceiver::statistics() const
-{
-    return {m_buffer.received(), m_buffer.lost(), m_buffer.late(), m_concealed, depth()};
-}
-
 } // namespace wingbell

@@ -3,7 +3,6 @@
 #include "relay/voice/AudioFormat.h"
 #include "relay/voice/JitterBuffer.h"
 #include "relay/voice/LatencyTrim.h"
-#include "relay/voice/VoiceStatistics.h"
 
 #include <cstddef>
 #include <memory>
@@ -37,7 +36,15 @@ public:
     /// Lets as many samples pass unheard: nothing is decoded.
     void discard(std::size_t samples);
 
-    [[nodiscard]] VoiceStatistics statistics() const;
+    /// Packets that were not there when their turn had passed, and those that came after it.
+    [[nodiscard]] std::uint64_t lost() const { return m_buffer.lost(); }
+    [[nodiscard]] std::uint64_t late() const { return m_buffer.late(); }
+
+    /// Samples made up in place of packets that were not there.
+    [[nodiscard]] std::uint64_t concealed() const { return m_concealed; }
+
+    /// Samples that wait to be played.
+    [[nodiscard]] std::size_t depth() const { return m_length + m_buffer.depth(); }
 
     /// What LatencyTrim goes by, in samples.
     [[nodiscard]] std::size_t window() const { return m_trim.window(); }
@@ -58,7 +65,6 @@ private:
     void fadeOut(std::span<float> samples);
     void drop(std::size_t samples);
     void passed(std::size_t samples);
-    [[nodiscard]] std::size_t depth() const { return m_length + m_buffer.depth(); }
 
     std::unique_ptr<OpusDecoder, DestroyDecoder> m_decoder;
     JitterBuffer m_buffer;

@@ -3,7 +3,6 @@
 #include "relay/voice/AudioFormat.h"
 #include "relay/voice/MixingDesk.h"
 #include "relay/voice/Patch.h"
-#include "relay/voice/RtpPacket.h"
 #include "relay/voice/Voice.h"
 
 #include <algorithm>
@@ -306,19 +305,15 @@ void VoiceRoom::setLevels(VoiceId voice, const std::vector<float>& levels)
 
 void VoiceRoom::receive(VoiceId voice, std::span<const std::uint8_t> rtp)
 {
-    const std::optional<RtpPacket> packet = readRtpPacket(rtp);
-    if (!packet) {
-        return;
-    }
     if (const std::shared_ptr<Voice> found = m_state->find(voice)) {
-        found->receive(*packet);
+        found->receive(rtp);
     }
 }
 
-VoiceStatistics VoiceRoom::statistics(VoiceId voice) const
+std::uint64_t VoiceRoom::receivedPackets(VoiceId voice) const
 {
     const std::shared_ptr<Voice> found = m_state->find(voice);
-    return found ? found->statistics() : VoiceStatistics{};
+    return found ? found->receivedPackets() : 0;
 }
 
 bool VoiceRoom::announce(std::shared_ptr<SoundSource> source, const ChannelSet& channels)

@@ -3,7 +3,6 @@
 #include "relay/voice/ChannelSet.h"
 #include "relay/voice/PacketSink.h"
 #include "relay/voice/SoundSource.h"
-#include "relay/voice/VoiceStatistics.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -66,12 +65,13 @@ public:
     /// not listen stay silent.
     void setLevels(VoiceId voice, const std::vector<float>& levels);
 
-    /// Takes an RTP packet that holds Opus from `voice`; any bytes whatever are safe. Never waits
-    /// for a tick. Above what the voice can keep, packets are dropped.
+    /// Takes an RTP packet that holds Opus from `voice`; any bytes whatever are safe. One thread at
+    /// a time for each voice. Never waits for a tick. Above what the voice can keep, packets are
+    /// dropped.
     void receive(VoiceId voice, std::span<const std::uint8_t> rtp);
 
-    /// Of a voice that is gone: all zero.
-    [[nodiscard]] VoiceStatistics statistics(VoiceId voice) const;
+    /// How many packets of Opus had come from `voice` by the last tick; 0 when it is gone.
+    [[nodiscard]] std::uint64_t receivedPackets(VoiceId voice) const;
 
     /// Plays `source` on `channels` from the next tick on until it has finished, then lets go of it
     /// on the mixing thread. False, and nothing is played, when `mostAnnouncements` are playing.

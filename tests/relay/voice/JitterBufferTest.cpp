@@ -125,7 +125,6 @@ void JitterBufferTest::packetsComeOutInOrder()
     insert(buffer, 13, 13);
     insert(buffer, 11, 11);
     QCOMPARE(steps(buffer, 5), QByteArray("D10 D11 D12 D13 B"));
-    QCOMPARE(buffer.received(), std::uint64_t{4});
     QCOMPARE(buffer.lost(), std::uint64_t{0});
 }
 
@@ -427,7 +426,6 @@ void JitterBufferTest::whatIsNoOpusIsRefused()
     QVERIFY(!insertPayload(buffer, 10, {0xfb, 0x00})); // no frames
     QVERIFY(!insertPayload(buffer, 10, std::vector<std::uint8_t>(1501, 0xf8)));
     QVERIFY(insertPayload(buffer, 10, std::vector<std::uint8_t>(1500, 0xf8)));
-    QCOMPARE(buffer.received(), std::uint64_t{1});
 }
 
 void JitterBufferTest::anyPacketsAreSafe()
@@ -450,7 +448,7 @@ void JitterBufferTest::anyPacketsAreSafe()
         QVERIFY(step.samples > 0 && step.samples <= 5760);
         QVERIFY(before > 0 || step.action == Action::Bridge || step.payload.empty());
     }
-    QCOMPARE(buffer.received(), kept);
+    QVERIFY(kept > 1000);
 }
 
 QTEST_APPLESS_MAIN(JitterBufferTest)

@@ -6,6 +6,9 @@
 
 #include <QTest>
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
 #include <vector>
 
 using namespace wingbell;
@@ -23,6 +26,9 @@ private Q_SLOTS:
     void silenceBecomesSilenceAndSmall();
     void soundAndSilenceFollowEachOtherWithoutAClick_data() { ticks(); }
     void soundAndSilenceFollowEachOtherWithoutAClick();
+    void whatIsNotTooLoudStaysAsItIs();
+    void whatIsTooLoudIsBentSoftly();
+    void whatIsNoNumberIsSilence();
 
 private:
     static void ticks()
@@ -105,6 +111,53 @@ void VoiceEncoderTest::soundAndSilenceFollowEachOtherWithoutAClick()
     QVERIFY2(step < 0.04, qPrintable(QString::number(step)));
     const std::size_t rest = 10 * static_cast<std::size_t>(samples);
     QVERIFY(loudnessOf(lastOf(client.samples(), rest)) < 1e-4);
+}
+
+void VoiceEncoderTest::whatIsNotTooLoudStaysAsItIs()
+{
+    VoiceEncoder encoder(480);
+    std::vector<float> samples(480);
+    for (std::size_t index = 0; index < samples.size(); ++index) {
+        samples[index] = static_cast<float>(index) / 240 - 1;
+    }
+    const std::vector<float> before = samples;
+    QVERIFY(!encoder.encode(samples).empty());
+    QCOMPARE(samples, before);
+}
+
+void VoiceEncoderTest::whatIsTooLoudIsBentSoftly()
+{
+    VoiceEncoder encoder(480);
+    const TalkingClient::Sound sound = tone(440, 1.8);
+    std::vector<float> bent;
+    for (std::size_t tick = 0; tick < 100; ++tick) {
+        std::vector<float> samples(480);
+        for (std::size_t index = 0; index < samples.size(); ++index) {
+            samples[index] = sound(tick * samples.size() + index);
+        }
+        QVERIFY(!encoder.encode(samples).empty());
+        bent.insert(bent.end(), samples.begin(), samples.end());
+    }
+    QVERIFY(std::ranges::all_of(bent, [](float sample) { return std::fabs(sample) <= 1; }));
+    // A sine of 440 Hz and 1.8 has steps of 0.104, and is above 1 for two thirds of the time.
+    const double step = largestStep(bent);
+    QVERIFY2(step < 0.11, qPrintable(QString::number(step)));
+    const auto flat =
+        std::ranges::count_if(bent, [](float sample) { return std::fabs(sample) > 0.9999F; });
+    QVERIFY2(flat < 4800, qPrintable(QString::number(flat)));
+}
+
+void VoiceEncoderTest::whatIsNoNumberIsSilence()
+{
+    VoiceEncoder encoder(960);
+    HearingClient client;
+    std::vector<float> samples(960, std::numeric_limits<float>::quiet_NaN());
+    samples[10] = std::numeric_limits<float>::infinity();
+    client.send(encoder.encode(samples));
+    QCOMPARE(client.samples().size(), std::size_t{960});
+    QVERIFY(loudnessOf(client.samples()) < 1e-4);
+    speak(encoder, client, 960, 50);
+    QVERIFY(toneLevel(std::span(client.samples()).subspan(9600, 24000), 440) > 0.45);
 }
 
 QTEST_APPLESS_MAIN(VoiceEncoderTest)

@@ -1,41 +1,41 @@
-#include "relay/link/PacketOutbox.h"
+#include "relay/voice/PacketRing.h"
 
 #include <algorithm>
 
 namespace wingbell {
 
-PacketOutbox::PacketOutbox()
-    : m_slots(mostPackets)
+PacketRing::PacketRing(std::size_t maxPackets)
+    : m_slots(maxPackets)
 {
 }
 
-bool PacketOutbox::put(std::span<const std::uint8_t> packet)
+bool PacketRing::put(std::span<const std::uint8_t> packet)
 {
     const std::size_t put = m_put.load(std::memory_order_relaxed);
     const std::size_t waiting = put - m_removed.load(std::memory_order_acquire);
-    if (packet.empty() || packet.size() > largestPacket || waiting == mostPackets) {
+    if (packet.empty() || packet.size() > maxPacketSize || waiting == m_slots.size()) {
         return false;
     }
-    Slot& slot = m_slots[put % mostPackets];
+    Slot& slot = m_slots[put % m_slots.size()];
     slot.size = packet.size();
     std::copy(packet.begin(), packet.end(), slot.bytes.begin());
     m_put.store(put + 1, std::memory_order_release);
     return true;
 }
 
-std::span<const std::uint8_t> PacketOutbox::first() const
+std::span<const std::uint8_t> PacketRing::first() const
 {
     const std::size_t removed = m_removed.load(std::memory_order_relaxed);
     if (m_put.load(std::memory_order_acquire) == removed) {
         return {};
     }
-    const Slot& slot = m_slots[removed % mostPackets];
+    const Slot& slot = m_slots[removed % m_slots.size()];
     return {slot.bytes.data(), slot.size};
 }
 
-void PacketOutbox::removeFirst()
+void PacketRing::removeFirst()
 {
-    m_removed.fetch_add(1, std::memory_order_release);
+    m_removed.store(m_removed.load(std::memory_order_relaxed) + 1, std::memory_order_release);
 }
 
 } // namespace wingbell
