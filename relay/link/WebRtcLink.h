@@ -1,11 +1,11 @@
 #pragma once
 
+#include "relay/audio/PacketRing.h"
 #include "relay/link/GlibPointer.h"
 #include "relay/link/MediaLink.h"
 #include "relay/link/PipelineReaper.h"
 #include "relay/link/RtpStream.h"
 #include "relay/link/SendingThread.h"
-#include "relay/voice/PacketRing.h"
 
 #include <atomic>
 #include <mutex>

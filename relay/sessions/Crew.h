@@ -1,12 +1,12 @@
 #pragma once
 
+#include "relay/audio/Room.h"
 #include "relay/crew/SdpAnswer.h"
 #include "relay/crew/StateRequest.h"
 #include "relay/link/MediaLink.h"
 #include "relay/sessions/CrewEvents.h"
 #include "relay/sessions/CrewNews.h"
 #include "relay/sessions/ShowPatch.h"
-#include "relay/voice/VoiceRoom.h"
 
 #include <QByteArray>
 #include <QString>
@@ -68,7 +68,7 @@ public:
     using JoinOutcome = std::variant<Joined, JoinProblem>;
 
     /// Borrows all of them; they must outlive it.
-    Crew(const ShowPatch& show, VoiceRoom& room, LinkMaker makeLink, CrewNews& news);
+    Crew(const ShowPatch& show, Room& room, LinkMaker makeLink, CrewNews& news);
     ~Crew();
     Q_DISABLE_COPY_MOVE(Crew)
 
@@ -119,7 +119,7 @@ private:
     viewOf(const Member& member, const std::vector<const Member*>& talkers) const;
 
     const ShowPatch& m_show;
-    VoiceRoom& m_room;
+    Room& m_room;
     LinkMaker m_makeLink;
     CrewNews& m_news;
     ChannelSet m_announcing;

@@ -142,7 +142,7 @@ private:
 
     ShowFile m_file = hamlet();
     ShowPatch m_show{m_file};
-    std::unique_ptr<VoiceRoom> m_room;
+    std::unique_ptr<Room> m_room;
     FakeNews m_news;
     std::vector<std::shared_ptr<FakeLink>> m_links;
     std::list<Told> m_told;
@@ -153,7 +153,7 @@ private:
 
 void CrewTest::init()
 {
-    m_room = std::make_unique<VoiceRoom>(3, 960);
+    m_room = std::make_unique<Room>(3, 960);
     m_news = {};
     m_links.clear();
     m_told.clear();
@@ -463,7 +463,7 @@ void CrewTest::aPageIsToldThatItsMicrophoneIsNotHeard()
     const std::array<std::uint8_t, 15> packet = {0x80, 111, 0, 1, 0,    0,    0,   1,
                                                  0,    0,   0, 1, 0xF8, 0xFF, 0xFE};
     m_links.back()->receiver(packet);
-    m_room->tick();
+    m_room->runCycle();
     m_crew->lookAround(m_now + 4s);
     QCOMPARE(told.unheards, 1);
 }
