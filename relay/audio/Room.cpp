@@ -30,10 +30,10 @@ public:
         m_left.reserve(maxParticipants);
     }
 
-    [[nodiscard]] std::optional<ParticipantId> seat(std::shared_ptr<Participant> participant);
-    [[nodiscard]] std::shared_ptr<Participant> unseat(ParticipantId id);
+    [[nodiscard]] std::optional<ParticipantId> add(std::shared_ptr<Participant> participant);
+    [[nodiscard]] std::shared_ptr<Participant> remove(ParticipantId id);
     [[nodiscard]] std::shared_ptr<Participant> find(ParticipantId id) const;
-    void wish(ParticipantId id, std::vector<float> Patch::*part, std::vector<float> wished);
+    void request(ParticipantId id, std::vector<float> Patch::*part, std::vector<float> requested);
     bool announce(std::shared_ptr<AudioSource> source, std::vector<float> talk);
     void runCycle();
     [[nodiscard]] bool waitWhileEmpty();
@@ -47,7 +47,7 @@ private:
     {
         ParticipantId id = 0;                     ///< 0: empty, or fading out
         std::shared_ptr<Participant> participant; ///< nullptr: empty
-        Patch wished;
+        Patch requested;
         bool isChanged = false;
     };
 
@@ -62,7 +62,7 @@ private:
     [[nodiscard]] std::optional<std::size_t> placeOf(ParticipantId id) const;
     void takeOver();
     void takeOver(std::size_t place);
-    void seeOff(std::size_t place);
+    void fadeOutAndRemove(std::size_t place);
     [[nodiscard]] bool isEmpty() const;
     [[nodiscard]] static Participants emptyParticipants();
 
@@ -105,7 +105,7 @@ std::shared_ptr<Participant> Room::State::find(ParticipantId id) const
     return place ? m_seats[*place].participant : nullptr;
 }
 
-std::optional<ParticipantId> Room::State::seat(std::shared_ptr<Participant> participant)
+std::optional<ParticipantId> Room::State::add(std::shared_ptr<Participant> participant)
 {
     Patch patch{
         std::vector<float>(channels, 0.0F),
@@ -120,14 +120,14 @@ std::optional<ParticipantId> Room::State::seat(std::shared_ptr<Participant> part
     }
     free->id = ++m_lastId;
     free->participant.swap(participant);
-    std::swap(free->wished, patch);
+    std::swap(free->requested, patch);
     free->isChanged = true;
     m_hasNews = true;
     m_arrival.notify_one();
     return free->id;
 }
 
-std::shared_ptr<Participant> Room::State::unseat(ParticipantId id)
+std::shared_ptr<Participant> Room::State::remove(ParticipantId id)
 {
     Participants left = emptyParticipants();
     const std::lock_guard lock(m_mutex);
@@ -141,14 +141,15 @@ std::shared_ptr<Participant> Room::State::unseat(ParticipantId id)
     return m_seats[*place].participant;
 }
 
-void Room::State::wish(ParticipantId id, std::vector<float> Patch::*part, std::vector<float> wished)
+void Room::State::request(
+    ParticipantId id, std::vector<float> Patch::*part, std::vector<float> requested)
 {
     const std::lock_guard lock(m_mutex);
     const std::optional<std::size_t> place = placeOf(id);
-    if (!place || m_seats[*place].wished.*part == wished) {
+    if (!place || m_seats[*place].requested.*part == requested) {
         return;
     }
-    (m_seats[*place].wished.*part).swap(wished);
+    (m_seats[*place].requested.*part).swap(requested);
     m_seats[*place].isChanged = true;
     m_hasNews = true;
 }
@@ -231,7 +232,7 @@ void Room::State::takeOver(std::size_t place)
 {
     Seat& seat = m_seats[place];
     if (seat.id == 0) {
-        seeOff(place);
+        fadeOutAndRemove(place);
         return;
     }
     if (!m_mixer.has(place)) {
@@ -239,12 +240,12 @@ void Room::State::takeOver(std::size_t place)
     }
     if (seat.isChanged) {
         seat.isChanged = false;
-        m_mixer.patch(place, seat.wished);
+        m_mixer.patch(place, seat.requested);
     }
 }
 
 /// One cycle of fade-out comes first.
-void Room::State::seeOff(std::size_t place)
+void Room::State::fadeOutAndRemove(std::size_t place)
 {
     if (m_mixer.has(place) && !m_mixer.isFading(place)) {
         m_mixer.fade(place);
@@ -276,13 +277,13 @@ std::size_t Room::samplesPerCycle() const
 std::optional<ParticipantId>
 Room::join(const ChannelSet& mayTalk, const ChannelSet& mayListen, std::shared_ptr<PacketSink> sink)
 {
-    return m_state->seat(std::make_shared<Participant>(
+    return m_state->add(std::make_shared<Participant>(
         mayTalk, mayListen, m_state->samplesPerCycle, std::move(sink)));
 }
 
 void Room::leave(ParticipantId participant)
 {
-    if (const std::shared_ptr<Participant> leaving = m_state->unseat(participant)) {
+    if (const std::shared_ptr<Participant> leaving = m_state->remove(participant)) {
         const std::shared_ptr<PacketSink> sink = leaving->takeSink(); // released without a lock
     }
 }
@@ -290,7 +291,7 @@ void Room::leave(ParticipantId participant)
 void Room::setTalk(ParticipantId participant, const ChannelSet& channels)
 {
     if (const std::shared_ptr<Participant> found = m_state->find(participant)) {
-        m_state->wish(
+        m_state->request(
             participant, &Patch::talk, openChannels(channels, found->mayTalk(), m_state->channels));
     }
 }
@@ -298,7 +299,7 @@ void Room::setTalk(ParticipantId participant, const ChannelSet& channels)
 void Room::setLevels(ParticipantId participant, const std::vector<float>& levels)
 {
     if (const std::shared_ptr<Participant> found = m_state->find(participant)) {
-        m_state->wish(
+        m_state->request(
             participant, &Patch::levels,
             allowedLevels(levels, found->mayListen(), m_state->channels));
     }

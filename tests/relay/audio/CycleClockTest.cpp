@@ -16,13 +16,13 @@ class CycleClockTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void ticksAreDueOneAPeriodHoweverLongTheyTake();
+    void cyclesAreDueOneAPeriodHoweverLongTheyTake();
     void aCycleThatEndsAfterTheNextIsDueMissesItsDeadline();
     void whatIsALittleBehindIsMadeUpFor();
-    void afterAStandstillThePaceBeginsAnew();
+    void afterAStandstillMissedCyclesAreLeftOut();
 };
 
-void CycleClockTest::ticksAreDueOneAPeriodHoweverLongTheyTake()
+void CycleClockTest::cyclesAreDueOneAPeriodHoweverLongTheyTake()
 {
     CycleClock pace(start, period);
     QCOMPARE(pace.due(), start);
@@ -54,7 +54,7 @@ void CycleClockTest::whatIsALittleBehindIsMadeUpFor()
     QCOMPARE(missed, static_cast<std::uint64_t>(CycleClock::maxCyclesBehind));
 }
 
-void CycleClockTest::afterAStandstillThePaceBeginsAnew()
+void CycleClockTest::afterAStandstillMissedCyclesAreLeftOut()
 {
     CycleClock pace(start, period);
     const std::int64_t late = start + 1000 * period + 7;

@@ -7,7 +7,7 @@ using namespace wingbell;
 namespace {
 
 constexpr std::size_t cycle = 960;
-constexpr int ticksASecond = 50;
+constexpr int cyclesPerSecond = 50;
 
 /// What is told to be too much within `cycles` at an even depth; takes it for taken out.
 std::size_t excess(DelayController& trim, int cycles, std::size_t depth)
@@ -49,7 +49,7 @@ void DelayControllerTest::nothingWaitingIsNotTooMuch()
 void DelayControllerTest::whatWaitedForASecondIsTooMuch()
 {
     DelayController trim;
-    QCOMPARE(excess(trim, ticksASecond - 1, cycle), std::size_t{0});
+    QCOMPARE(excess(trim, cyclesPerSecond - 1, cycle), std::size_t{0});
     QCOMPARE(trim.played(cycle, cycle), cycle);
 }
 
@@ -71,10 +71,11 @@ void DelayControllerTest::aLittleIsLeftAlone()
 void DelayControllerTest::muchIsTooMuchSooner()
 {
     DelayController trim;
-    QCOMPARE(excess(trim, ticksASecond / 5 - 1, DelayController::largeExcess), std::size_t{0});
+    QCOMPARE(excess(trim, cyclesPerSecond / 5 - 1, DelayController::largeExcess), std::size_t{0});
     QCOMPARE(trim.played(cycle, DelayController::largeExcess), DelayController::largeExcess);
     trim.trimmed();
-    QCOMPARE(excess(trim, ticksASecond / 10 - 1, DelayController::veryLargeExcess), std::size_t{0});
+    QCOMPARE(
+        excess(trim, cyclesPerSecond / 10 - 1, DelayController::veryLargeExcess), std::size_t{0});
     QCOMPARE(
         trim.played(cycle, DelayController::veryLargeExcess), DelayController::veryLargeExcess);
 }
@@ -82,12 +83,12 @@ void DelayControllerTest::muchIsTooMuchSooner()
 void DelayControllerTest::anUnderrunSoonAfterATrimDoublesTheWindow()
 {
     DelayController trim;
-    QVERIFY(excess(trim, ticksASecond, cycle) > 0);
+    QVERIFY(excess(trim, cyclesPerSecond, cycle) > 0);
     trim.underrun();
     QCOMPARE(trim.window(), 2 * DelayController::minWindow);
     trim.underrun(); // the same trim is to blame once
     QCOMPARE(trim.window(), 2 * DelayController::minWindow);
-    QCOMPARE(excess(trim, 2 * ticksASecond - 1, cycle), std::size_t{0});
+    QCOMPARE(excess(trim, 2 * cyclesPerSecond - 1, cycle), std::size_t{0});
     QCOMPARE(excess(trim, 1, cycle), cycle);
 }
 
@@ -96,8 +97,8 @@ void DelayControllerTest::anUnderrunWithoutATrimDoesNot()
     DelayController trim;
     trim.underrun();
     QCOMPARE(trim.window(), DelayController::minWindow);
-    QVERIFY(excess(trim, ticksASecond, cycle) > 0);
-    QCOMPARE(excess(trim, 20 * ticksASecond, 0), std::size_t{0});
+    QVERIFY(excess(trim, cyclesPerSecond, cycle) > 0);
+    QCOMPARE(excess(trim, 20 * cyclesPerSecond, 0), std::size_t{0});
     trim.underrun();
     QCOMPARE(trim.window(), DelayController::minWindow);
 }
@@ -106,7 +107,7 @@ void DelayControllerTest::theWindowIsBounded()
 {
     DelayController trim;
     for (int round = 0; round < 10; ++round) {
-        QVERIFY(excess(trim, 40 * ticksASecond, cycle) > 0);
+        QVERIFY(excess(trim, 40 * cyclesPerSecond, cycle) > 0);
         trim.underrun();
     }
     QCOMPARE(trim.window(), DelayController::maxWindow);
@@ -116,13 +117,13 @@ void DelayControllerTest::theWindowFallsBackInCalmTimes()
 {
     DelayController trim;
     for (int round = 0; round < 10; ++round) {
-        QVERIFY(excess(trim, 40 * ticksASecond, cycle) > 0);
+        QVERIFY(excess(trim, 40 * cyclesPerSecond, cycle) > 0);
         trim.underrun();
     }
-    QCOMPARE(excess(trim, 11 * ticksASecond, 0), std::size_t{0});
+    QCOMPARE(excess(trim, 11 * cyclesPerSecond, 0), std::size_t{0});
     QVERIFY(trim.window() < DelayController::maxWindow);
     QVERIFY(trim.window() > DelayController::maxWindow / 2);
-    QCOMPARE(excess(trim, 600 * ticksASecond, 0), std::size_t{0});
+    QCOMPARE(excess(trim, 600 * cyclesPerSecond, 0), std::size_t{0});
     QCOMPARE(trim.window(), DelayController::minWindow);
 }
 
@@ -130,7 +131,7 @@ void DelayControllerTest::untilTrimmedTheExcessIsReturnedAgain()
 {
     DelayController trim;
     int told = 0;
-    for (int count = 0; count < 3 * ticksASecond; ++count) {
+    for (int count = 0; count < 3 * cyclesPerSecond; ++count) {
         told += trim.played(cycle, cycle) > 0 ? 1 : 0;
     }
     QCOMPARE(told, 3);

@@ -9,14 +9,14 @@ class GainMatrixTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void atFirstNobodyIsHeard();
+    void atFirstAllGainsAreZero();
     void aGainIsRampedToWithinABlock();
     void aGainMayBeThereAtOnce();
     void whatFadesIsHeardUntilItIsGone();
     void oneListenerOrTalkerIsSilencedAlone();
 };
 
-void GainMatrixTest::atFirstNobodyIsHeard()
+void GainMatrixTest::atFirstAllGainsAreZero()
 {
     const GainMatrix gains(3, 5);
     for (std::size_t listener = 0; listener < 3; ++listener) {

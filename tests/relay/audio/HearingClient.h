@@ -12,7 +12,7 @@ struct OpusDecoder;
 
 namespace wingbell {
 
-/// Somebody who decodes all that is sent to it, as a browser does.
+/// A listener that decodes all that is sent to it, as a browser does.
 class HearingClient : public PacketSink
 {
 public:

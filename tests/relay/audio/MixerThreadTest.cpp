@@ -143,7 +143,7 @@ void MixerThreadTest::noCycleRunsAfterItsEnd()
         sink->waitFor(3);
     }
     const int packets = sink->packets();
-    room.runCycle(); // by hand: nobody else is at it
+    room.runCycle(); // by hand: no thread runs cycles
     QCOMPARE(sink->packets(), packets + 1);
 }
 

@@ -32,7 +32,7 @@ ChannelSet setOf(Channels channels)
     return set;
 }
 
-/// Somebody in a room, who talks all the time and hears what the room lets through.
+/// A participant that talks all the time and hears what the room lets through.
 struct Member
 {
     Member(Room& its, TalkingClient::Sound sound, Channels mayTalk, Channels mayListen)
@@ -144,7 +144,7 @@ private Q_SLOTS:
     void announcementsOnSeveralChannelsPlayAtOnce();
     void aLevelOfZeroMutesAnnouncementsToo();
     void announcementsAreBounded();
-    void aBrokenSoundHurtsNobody();
+    void aBrokenSourceDoesNoHarm();
     void participantsAreBounded();
     void whoLeftIsSentNothingAndItsSinkIsFree();
     void aParticipantThatLeftBeforeTheFirstCycleIsGone();
@@ -508,7 +508,7 @@ void RoomTest::announcementsAreBounded()
     QVERIFY(!room.announce(std::make_shared<Gong>(700, 0.3, 0.1), setOf({0})));
 }
 
-void RoomTest::aBrokenSoundHurtsNobody()
+void RoomTest::aBrokenSourceDoesNoHarm()
 {
     Room room(channelCount, 960);
     Member talker(room, tone(500), {0}, {});
@@ -647,25 +647,25 @@ void RoomTest::whatIsUnheardIsNotDecoded()
     TalkingClient client(tone(500));
     Participant talker(setOf({}), setOf({}), 960, nullptr);
     Participant listener(setOf({}), setOf({}), 960, nullptr);
-    Mixer desk(2, 960, 2, 1);
-    desk.add(0, talker);
+    Mixer mixer(2, 960, 2, 1);
+    mixer.add(0, talker);
     const auto sounds = [&] {
         for (int cycle = 0; cycle < 10; ++cycle) {
             talker.receive(client.next());
-            desk.runCycle();
+            mixer.runCycle();
         }
         return talker.isSounding();
     };
     QVERIFY(!sounds()); // does not talk
-    desk.patch(0, {{0, 1}, {0, 0}});
-    QVERIFY(!sounds()); // nobody else is there
-    desk.add(1, listener);
-    desk.patch(1, {{0, 0}, {1, 0}});
-    QVERIFY(!sounds()); // nobody listens there
-    desk.patch(0, {{1, 0}, {0, 0}});
+    mixer.patch(0, {{0, 1}, {0, 0}});
+    QVERIFY(!sounds()); // no one else is there
+    mixer.add(1, listener);
+    mixer.patch(1, {{0, 0}, {1, 0}});
+    QVERIFY(!sounds()); // no one listens there
+    mixer.patch(0, {{1, 0}, {0, 0}});
     QVERIFY(sounds());
-    desk.patch(1, {{0, 0}, {0, 0}});
-    QVERIFY(!sounds()); // nobody listens any more
+    mixer.patch(1, {{0, 0}, {0, 0}});
+    QVERIFY(!sounds()); // no one listens any more
 }
 
 QTEST_APPLESS_MAIN(RoomTest)

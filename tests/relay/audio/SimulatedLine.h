@@ -12,7 +12,7 @@
 
 namespace wingbell {
 
-/// Somebody who talks, a network and a receiver that cycles, all in simulated time.
+/// A talker, a network and a receiver, all in simulated time.
 class SimulatedLine
 {
 public:

@@ -12,7 +12,7 @@ struct OpusEncoder;
 
 namespace wingbell {
 
-/// Somebody who sends Opus in RTP, as a browser does.
+/// A talker that sends Opus in RTP, as a browser does.
 class TalkingClient
 {
 public:

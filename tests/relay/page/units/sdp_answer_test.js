@@ -137,7 +137,8 @@ test('what stands before the section counts where the section says nothing', () 
 });
 
 test('what stands in the section counts first', () => {
-    const before = 'a=inactive\r\na=ice-ufrag:other\r\na=ice-pwd:other\r\na=setup:passive\r\na=fingerprint:sha-256 00\r\n';
+    const ice = 'a=ice-ufrag:other\r\na=ice-pwd:other\r\n';
+    const before = `${ice}a=inactive\r\na=setup:passive\r\na=fingerprint:sha-256 00\r\n`;
     equal(readAnswer(changed('m=audio', `${before}m=audio`)), ofChromium);
 });
 
