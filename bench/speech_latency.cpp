@@ -48,7 +48,7 @@ public:
     Measured()
         : m_worker(
               Speaker::Settings{},
-              [this](const std::shared_ptr<SoundSource>&, const ChannelSet&) {
+              [this](const std::shared_ptr<AudioSource>&, const ChannelSet&) {
                   m_firstSound = Clock::now();
                   m_sounds.raise();
               },

@@ -68,7 +68,7 @@ QString reasonOf(Admission admission, const Announcement& announcement)
 } // namespace
 
 Announcer::Announcer(
-    const ShowPatch& show, OscSocket socket, VoiceRoom& room, Journal& journal, Sounding sounding)
+    const ShowPatch& show, OscSocket socket, Room& room, Journal& journal, Sounding sounding)
     : m_show(show)
     , m_channels(show.channels().begin(), show.channels().end())
     , m_socket(std::move(socket))
@@ -79,7 +79,7 @@ Announcer::Announcer(
     , m_self(std::make_shared<Announcer*>(this))
 {
     const auto play =
-        [&room, self = m_self](std::shared_ptr<SoundSource> sound, const ChannelSet& channels) {
+        [&room, self = m_self](std::shared_ptr<AudioSource> sound, const ChannelSet& channels) {
             room.announce(std::move(sound), channels);
             postToMainThread([self, channels] {
                 if (*self != nullptr) {

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "relay/audio/Room.h"
 #include "relay/osc/Announcement.h"
 #include "relay/osc/OscSocket.h"
 #include "relay/sessions/ShowPatch.h"
 #include "relay/speech/SpeechWorker.h"
-#include "relay/voice/VoiceRoom.h"
 #include "relay/web/RequestLimiter.h"
 
 #include <QSet>
@@ -30,8 +30,7 @@ public:
 
     /// Takes over the bound `socket`; borrows the others, which must outlive it.
     Announcer(
-        const ShowPatch& show, OscSocket socket, VoiceRoom& room, Journal& journal,
-        Sounding sounding);
+        const ShowPatch& show, OscSocket socket, Room& room, Journal& journal, Sounding sounding);
     ~Announcer();
     Q_DISABLE_COPY_MOVE(Announcer)
 

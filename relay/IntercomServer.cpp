@@ -2,6 +2,7 @@
 
 #include "relay/Relay.h"
 #include "relay/Sentences.h"
+#include "relay/audio/AudioFormat.h"
 #include "relay/confinement/ConfinementRules.h"
 #include "relay/crew/CrewFolder.h"
 #include "relay/crew/KeptCertificate.h"
@@ -12,7 +13,6 @@
 #include "relay/net/PortHolder.h"
 #include "relay/speech/Speaker.h"
 #include "relay/speech/SpeechProcess.h"
-#include "relay/voice/AudioFormat.h"
 #include "relay/words/LineWriter.h"
 
 #include <QFile>
@@ -70,7 +70,7 @@ struct Switches
 
     [[nodiscard]] std::size_t samplesPerTick() const
     {
-        return shortTicks ? mostTickSamples / 2 : mostTickSamples;
+        return shortTicks ? maxCycleSamples / 2 : maxCycleSamples;
     }
 };
 

@@ -85,7 +85,7 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
         [this](WebRefusal cause, const sockaddr_storage& who) { turnedAway(cause, who); });
     m_stopAsked = Watch::readable(m_stop.descriptor(), [this] { this->stop(); });
     m_oscReadable = Watch::readable(m_announcer.descriptor(), [this] { m_announcer.receive(); });
-    m_mixing->waitUntilTicking();
+    m_mixing->waitUntilRunning();
 }
 
 Relay::~Relay() = default;
@@ -129,8 +129,8 @@ void Relay::stop()
 
 void Relay::tellOffAir()
 {
-    const quint64 ticks = m_mixing->ticks();
-    const quint64 late = m_mixing->missedTicks();
+    const quint64 ticks = m_mixing->cycles();
+    const quint64 late = m_mixing->missedDeadlines();
     m_mixing.reset();
     m_journal.tellHeldBack(Clock::time_point::max());
     if (late > 0) {

@@ -2,12 +2,12 @@
 
 #include "relay/Announcer.h"
 #include "relay/Journal.h"
+#include "relay/audio/MixerThread.h"
 #include "relay/link/MediaLibrary.h"
 #include "relay/loop/MainLoop.h"
 #include "relay/loop/Watch.h"
 #include "relay/osc/OscSocket.h"
 #include "relay/sessions/CrewService.h"
-#include "relay/voice/MixingThread.h"
 #include "relay/web/HttpsServer.h"
 
 #include <chrono>
@@ -68,8 +68,8 @@ private:
     Watch m_heldBackDue;
     std::optional<Clock::time_point> m_heldBackDueAt; ///< when that watch is over
     Journal m_journal;
-    VoiceRoom m_room;
-    std::optional<MixingThread> m_mixing;
+    Room m_room;
+    std::optional<MixerThread> m_mixing;
     Crew m_crew;
     Announcer m_announcer;
     CrewService m_service;

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QByteArray>
+#include "relay/crew/SdpAnswer.h"
+
 #include <QString>
 
 namespace wingbell {
@@ -9,7 +10,7 @@ namespace wingbell {
 struct AnswerRequest
 {
     QString session;
-    QByteArray answer; ///< SDP as it came: UTF-8, nothing else is known of it
+    SdpAnswer answer; ///< valid
 
     friend bool operator==(const AnswerRequest&, const AnswerRequest&) = default;
 };

@@ -115,19 +115,33 @@ std::variant<JoinRequest, RequestFault> readJoinRequest(QByteArrayView body)
 
 std::variant<AnswerRequest, RequestFault> readAnswerRequest(QByteArrayView body)
 {
-    enum Index { Session, Answer };
+    enum Index { Session, IceUfrag, IcePwd, Fingerprint, Setup, Direction };
     constexpr std::array members = {
-        word("session"), Member{"answer", Kind::Text, longestRequestAnswer}};
+        word("session"),
+        Member{"iceUfrag", Kind::Text, longestAnswerWord},
+        Member{"icePwd", Kind::Text, longestAnswerWord},
+        Member{"fingerprint", Kind::Text, longestAnswerWord},
+        Member{"setup", Kind::Text, longestAnswerWord},
+        Member{"direction", Kind::Text, longestAnswerWord}};
     FlatObjectReader reader(members);
     if (const auto fault = readInto(reader, body)) {
         return *fault;
     }
-    const auto session = reader.value<std::string>(Session);
-    const auto answer = reader.value<std::string>(Answer);
-    if (!session || !answer) {
-        return RequestFault::Missing;
+    for (std::size_t member = 0; member < members.size(); ++member) {
+        if (!reader.value<std::string>(member)) {
+            return RequestFault::Missing;
+        }
     }
-    return AnswerRequest{text(*session), QByteArray::fromStdString(*answer)};
+    const auto bytes = [&reader](Index member) {
+        return QByteArray::fromStdString(*reader.value<std::string>(member));
+    };
+    AnswerRequest request = {
+        text(*reader.value<std::string>(Session)),
+        {bytes(IceUfrag), bytes(IcePwd), bytes(Fingerprint), bytes(Setup), bytes(Direction)}};
+    if (!request.answer.isValid()) {
+        return RequestFault::BadAnswer;
+    }
+    return request;
 }
 
 std::variant<StateRequest, RequestFault> readStateRequest(QByteArrayView body)

@@ -20,8 +20,8 @@ namespace wingbell {
 
 /// In bytes.
 inline constexpr qsizetype largestRequest = 65536;
-inline constexpr std::size_t longestRequestAnswer = 32768;
 inline constexpr std::size_t longestRequestWord = 64; ///< a code, a key, a session
+inline constexpr std::size_t longestAnswerWord = 256; ///< of those that an answer consists of
 
 /// How many channels a state may tell of.
 inline constexpr std::size_t mostStateChannels = 1024;

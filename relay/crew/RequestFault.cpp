@@ -19,6 +19,8 @@ QLatin1String wordFor(RequestFault fault)
         return QLatin1String("twice");
     case RequestFault::OutOfRange:
         return QLatin1String("out-of-range");
+    case RequestFault::BadAnswer:
+        return QLatin1String("bad-answer");
     case RequestFault::TooLong:
         break;
     }

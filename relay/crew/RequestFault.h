@@ -14,6 +14,7 @@ enum class RequestFault {
     Twice,      ///< a member stands there twice
     OutOfRange, ///< a number is
     TooLong,    ///< a text or a list is
+    BadAnswer,  ///< a word of an SDP answer is not valid
 };
 
 /// The word that the page gets as "error".

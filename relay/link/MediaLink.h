@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/voice/PacketSink.h"
+#include "relay/audio/PacketSink.h"
 
 #include <QByteArray>
 

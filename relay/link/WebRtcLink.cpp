@@ -1,8 +1,8 @@
 #include "relay/link/WebRtcLink.h"
 
+#include "relay/audio/AudioFormat.h"
 #include "relay/link/SourceLimit.h"
 #include "relay/loop/MainThread.h"
-#include "relay/voice/AudioFormat.h"
 
 #include <gst/app/gstappsrc.h>
 #include <gst/sdp/sdp.h>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "relay/audio/PacketRing.h"
 #include "relay/link/GlibPointer.h"
 #include "relay/link/MediaLink.h"
-#include "relay/link/PacketOutbox.h"
 #include "relay/link/PipelineReaper.h"
 #include "relay/link/RtpStream.h"
 #include "relay/link/SendingThread.h"
@@ -82,7 +82,7 @@ private:
     std::mutex m_peerMutex;
     IsPeer m_isPeer;
     OfferReady m_ready; ///< main thread only
-    PacketOutbox m_outbox;
+    PacketRing m_outbox{16};
     RtpStream m_stream; ///< sending thread only, and so is what follows
     GstClockTime m_packetTime = GST_CLOCK_TIME_NONE;
 };

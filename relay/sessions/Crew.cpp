@@ -1,7 +1,5 @@
 #include "relay/sessions/Crew.h"
 
-#include "relay/crew/AnswerReading.h"
-
 #include <QRandomGenerator>
 
 #include <algorithm>
@@ -44,7 +42,7 @@ struct Crew::Member
     bool hasArrived = false;
     std::shared_ptr<MediaLink> link;
     QByteArray mid; ///< what the offer calls its sound
-    VoiceId voice = 0;
+    ParticipantId participant = 0;
     std::unique_ptr<CrewEvents> events;
     std::optional<DeskEvent> told;
     std::uint64_t number = 0;
@@ -56,7 +54,7 @@ struct Crew::Member
     std::uint64_t packets = 0;
 };
 
-Crew::Crew(const ShowPatch& show, VoiceRoom& room, LinkMaker makeLink, CrewNews& news)
+Crew::Crew(const ShowPatch& show, Room& room, LinkMaker makeLink, CrewNews& news)
     : m_show(show)
     , m_room(room)
     , m_makeLink(std::move(makeLink))
@@ -93,23 +91,23 @@ void Crew::join(
         done(JoinProblem::NotNow);
         return;
     }
-    // The sound can come before the room has given the voice its number.
-    const auto voice = std::make_shared<std::atomic<VoiceId>>(0);
-    auto link = m_makeLink([voice, &room = m_room](std::span<const std::uint8_t> packet) {
-        room.receive(voice->load(), packet);
+    // Packets can come before the room has given the participant its id.
+    const auto participant = std::make_shared<std::atomic<ParticipantId>>(0);
+    auto link = m_makeLink([participant, &room = m_room](std::span<const std::uint8_t> packet) {
+        room.receive(participant->load(), packet);
     });
     if (!link) {
         done(JoinProblem::NotNow);
         return;
     }
     const PatchedRole& role = m_show.roles().at(joining.role);
-    const std::optional<VoiceId> place = m_room.join(role.talk, role.listen, link);
+    const std::optional<ParticipantId> place = m_room.join(role.talk, role.listen, link);
     if (!place) {
         link->close();
         done(JoinProblem::NotNow);
         return;
     }
-    voice->store(*place);
+    participant->store(*place);
     auto member = std::make_unique<Member>();
     member->role = &role;
     member->rolePlace = joining.role;
@@ -117,7 +115,7 @@ void Crew::join(
     member->microphone = joining.microphone;
     member->isBack = isBack;
     member->link = link;
-    member->voice = *place;
+    member->participant = *place;
     member->talking = ChannelSet(member->role->talk.count());
     member->began = member->lastWord = member->lastSound = member->lastBeat = now;
     const Session session = newSession();
@@ -143,18 +141,17 @@ void Crew::offered(
     done(JoinProblem::NotNow);
 }
 
-bool Crew::takeAnswer(const Session& session, const MediaAnswer& answer, Clock::time_point now)
+bool Crew::takeAnswer(const Session& session, const SdpAnswer& answer, Clock::time_point now)
 {
     Member* member = find(session);
     if (member == nullptr) {
         return false;
     }
     member->lastWord = now;
-    member->microphone = answer.direction == MediaAnswer::Direction::SendReceive ||
-                         answer.direction == MediaAnswer::Direction::SendOnly;
-    member->link->takeAnswer(
-        canonicalAnswer(answer, member->mid),
-        [answer](const QByteArray& certificate) { return isCertificateOf(answer, certificate); });
+    member->microphone = answer.sends();
+    member->link->takeAnswer(sdpText(answer, member->mid), [answer](const QByteArray& certificate) {
+        return isCertificateOf(answer, certificate);
+    });
     return true;
 }
 
@@ -183,14 +180,14 @@ bool Crew::takeState(const StateRequest& state, Clock::time_point now)
     for (std::size_t place = 0; place < std::min(own.size(), state.levels.size()); ++place) {
         levels.at(own.at(place)) = state.levels.at(place);
     }
-    m_room.setLevels(member->voice, levels);
+    m_room.setLevels(member->participant, levels);
     if (talking == member->talking) {
         return true;
     }
     if (member->talking.isEmpty()) {
         member->lastSound = now; // what was not wanted before is not missed yet
     }
-    m_room.setTalk(member->voice, talking);
+    m_room.setTalk(member->participant, talking);
     member->talking = std::move(talking);
     tellEverybody();
     return true;
@@ -284,7 +281,7 @@ void Crew::noticeArrival(Member& member)
 
 void Crew::noticeSound(Member& member, Clock::time_point now)
 {
-    const std::uint64_t packets = m_room.statistics(member.voice).received;
+    const std::uint64_t packets = m_room.receivedPackets(member.participant);
     if (packets != member.packets) {
         member.packets = packets;
         member.lastSound = now;
@@ -325,7 +322,7 @@ void Crew::letKeysGo(Member& member)
         return;
     }
     member.talking = ChannelSet(member.talking.count());
-    m_room.setTalk(member.voice, member.talking);
+    m_room.setTalk(member.participant, member.talking);
     tellEverybody();
 }
 
@@ -337,7 +334,7 @@ void Crew::remove(const Session& session, std::optional<Departure> why, std::opt
     }
     const std::unique_ptr<Member> member = std::move(found->second);
     m_members.erase(found);
-    m_room.leave(member->voice);
+    m_room.leave(member->participant);
     member->link->close();
     if (word && member->events) {
         member->events->goodbye(*word);
@@ -353,7 +350,7 @@ void Crew::remove(const Session& session, std::optional<Departure> why, std::opt
 void Crew::goOffAir()
 {
     for (const auto& [session, member] : std::exchange(m_members, {})) {
-        m_room.leave(member->voice);
+        m_room.leave(member->participant);
         member->link->close();
         if (member->events) {
             member->events->goodbye(Goodbye::OffAir);

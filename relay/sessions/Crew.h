@@ -1,12 +1,12 @@
 #pragma once
 
-#include "relay/crew/MediaAnswer.h"
+#include "relay/audio/Room.h"
+#include "relay/crew/SdpAnswer.h"
 #include "relay/crew/StateRequest.h"
 #include "relay/link/MediaLink.h"
 #include "relay/sessions/CrewEvents.h"
 #include "relay/sessions/CrewNews.h"
 #include "relay/sessions/ShowPatch.h"
-#include "relay/voice/VoiceRoom.h"
 
 #include <QByteArray>
 #include <QString>
@@ -68,7 +68,7 @@ public:
     using JoinOutcome = std::variant<Joined, JoinProblem>;
 
     /// Borrows all of them; they must outlive it.
-    Crew(const ShowPatch& show, VoiceRoom& room, LinkMaker makeLink, CrewNews& news);
+    Crew(const ShowPatch& show, Room& room, LinkMaker makeLink, CrewNews& news);
     ~Crew();
     Q_DISABLE_COPY_MOVE(Crew)
 
@@ -78,7 +78,7 @@ public:
     /// False when there is no such session, here and below.
     [[nodiscard]] bool has(const Session& session) const { return m_members.contains(session); }
     [[nodiscard]] bool
-    takeAnswer(const Session& session, const MediaAnswer& answer, Clock::time_point now);
+    takeAnswer(const Session& session, const SdpAnswer& answer, Clock::time_point now);
     [[nodiscard]] bool takeState(const StateRequest& state, Clock::time_point now);
     /// Where it learns what happens from now on; what was there before is forgotten.
     [[nodiscard]] bool
@@ -119,7 +119,7 @@ private:
     viewOf(const Member& member, const std::vector<const Member*>& talkers) const;
 
     const ShowPatch& m_show;
-    VoiceRoom& m_room;
+    Room& m_room;
     LinkMaker m_makeLink;
     CrewNews& m_news;
     ChannelSet m_announcing;

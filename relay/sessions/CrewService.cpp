@@ -1,6 +1,5 @@
 #include "relay/sessions/CrewService.h"
 
-#include "relay/crew/AnswerReading.h"
 #include "relay/crew/CrewAnswers.h"
 #include "relay/crew/CrewRequests.h"
 #include "relay/net/SenderAddress.h"
@@ -155,11 +154,7 @@ void CrewService::addRequests(HttpsServer& server)
     onPost(
         server, "/api/answer", readAnswerRequest,
         [this](const AnswerRequest& request, Peer, WebReply reply) {
-            const auto answer = readMediaAnswer(request.answer);
-            if (!std::holds_alternative<MediaAnswer>(answer)) {
-                sendError(reply, 400, "bad-answer");
-            } else if (m_crew.takeAnswer(
-                           request.session, std::get<MediaAnswer>(answer), Clock::now())) {
+            if (m_crew.takeAnswer(request.session, request.answer, Clock::now())) {
                 reply.sendNothing();
             } else {
                 sendError(reply, 404, "no-such-session");

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "model/ShowFile.h"
-#include "relay/voice/ChannelSet.h"
+#include "relay/audio/ChannelSet.h"
 
 #include <QHash>
 

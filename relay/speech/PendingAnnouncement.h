@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/voice/ChannelSet.h"
+#include "relay/audio/ChannelSet.h"
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,6 @@
 #include "relay/speech/Resampler.h"
 
-#include "relay/voice/AudioFormat.h"
+#include "relay/audio/AudioFormat.h"
 
 #include <algorithm>
 #include <array>

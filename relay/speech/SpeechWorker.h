@@ -1,10 +1,10 @@
 #pragma once
 
+#include "relay/audio/AudioSource.h"
 #include "relay/speech/AnnouncementQueue.h"
 #include "relay/speech/Speaker.h"
 #include "relay/speech/SpeechReport.h"
 #include "relay/speech/WakeUp.h"
-#include "relay/voice/SoundSource.h"
 
 #include <functional>
 #include <map>
@@ -27,7 +27,7 @@ public:
     /// Has `sound` heard on `channels` from now on, until it is finished. Called on the worker's
     /// thread as soon as there is sound, which goes on being made meanwhile.
     using Play =
-        std::function<void(std::shared_ptr<SoundSource> sound, const ChannelSet& channels)>;
+        std::function<void(std::shared_ptr<AudioSource> sound, const ChannelSet& channels)>;
     /// Takes what became of an announcement, once it has been played out or has failed. Called on
     /// the worker's thread.
     using Tell = std::function<void(const SpeechReport& report)>;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "relay/voice/AudioFormat.h"
-#include "relay/voice/SoundSource.h"
+#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioSource.h"
 
 #include <array>
 #include <atomic>
@@ -18,7 +18,7 @@ class WakeUp;
 ///
 /// Without any lock: neither thread ever waits for the other. Memory is taken a second at a time,
 /// 2 bytes a sample, and given back with the sound.
-class SpokenSound final : public SoundSource
+class SpokenSound final : public AudioSource
 {
 public:
     static constexpr std::size_t mostSeconds = 90;

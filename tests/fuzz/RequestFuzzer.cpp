@@ -21,6 +21,11 @@ void checkWord(const QString& word)
     check(answerText(answer).isValidUtf8(), "what is told of a word is text");
 }
 
+bool isPlain(char character)
+{
+    return character == '\r' || character == '\n' || (character >= ' ' && character <= '~');
+}
+
 void checkState(const StateRequest& state)
 {
     checkWord(state.session);
@@ -60,10 +65,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto answer = readAnswerRequest(body);
     if (const auto* request = std::get_if<AnswerRequest>(&answer)) {
         checkWord(request->session);
-        check(
-            request->answer.size() <= qsizetype{longestRequestAnswer} &&
-                request->answer.isValidUtf8(),
-            "an answer is text and bounded");
+        const QByteArray sdp = sdpText(request->answer, "audio0");
+        constexpr qsizetype lines = 16;
+        check(sdp.count('\n') == lines && sdp.count('\r') == lines, "no line was smuggled in");
+        check(std::all_of(sdp.begin(), sdp.end(), isPlain), "nothing but plain characters passes");
     }
     const auto state = readStateRequest(body);
     if (const auto* request = std::get_if<StateRequest>(&state)) {

@@ -1,4 +1,6 @@
 // One connection that carries voice to the desk and back.
+import { readAnswer } from './sdp-answer.js';
+
 export class Call {
     #connection = new RTCPeerConnection({ iceServers: [] });
     #transceiver = null;
@@ -8,7 +10,7 @@ export class Call {
         this.#connection.addEventListener('connectionstatechange', () => onState(this.#connection.connectionState));
     }
 
-    /** Takes the desk's offer and gives the answer to it. Without a track this device only listens. */
+    /** Takes the desk's offer and gives the words of the answer to it. Without a track this device only listens. */
     async answer(offer, track) {
         const connection = this.#connection;
         await connection.setRemoteDescription({ type: 'offer', sdp: offer });
@@ -16,9 +18,8 @@ export class Call {
         if (!this.#transceiver) throw new Error('an offer without sound');
         await this.#transceiver.sender.replaceTrack(track);
         this.#transceiver.direction = track ? 'sendrecv' : 'recvonly';
-        const answer = await connection.createAnswer();
-        await connection.setLocalDescription(answer);
-        return answer.sdp;
+        await connection.setLocalDescription(await connection.createAnswer());
+        return readAnswer(connection.localDescription.sdp);
     }
 
     /** What the desk sends. After answer() only. */

@@ -15,7 +15,7 @@ export class Refusal extends Error {
 export const fetchRoles = (code) => post('/api/roles', { code });
 export const fetchCard = (code) => post('/api/card', { code });
 export const join = (request) => post('/api/join', request, patienceForJoining);
-export const sendAnswer = (session, answer) => post('/api/answer', { session, answer });
+export const sendAnswer = (session, answer) => post('/api/answer', { session, ...answer });
 export const sendState = (session, state) => post('/api/state', { session, ...state });
 
 /** Goes out even while the page is being closed; nobody waits for it. */

@@ -22,14 +22,18 @@ QString codeWord(const QByteArray& body)
     return wordOf(readCodeRequest(body));
 }
 
-QString answerWord(const QByteArray& body)
-{
-    return wordOf(readAnswerRequest(body));
-}
-
 QString stateWord(const QByteArray& body)
 {
     return wordOf(readStateRequest(body));
+}
+
+const QByteArray fingerprint = QByteArray("AB:").repeated(32).chopped(1);
+
+QByteArray answer(const QByteArray& iceUfrag)
+{
+    return R"({"session":"s","iceUfrag":")" + iceUfrag +
+           R"(","icePwd":"abcdefghijklmnopqrstuv","fingerprint":")" + fingerprint +
+           R"(","setup":"active","direction":"sendrecv"})";
 }
 
 QByteArray state(const QByteArray& number, const QByteArray& talk, const QByteArray& levels)
@@ -68,6 +72,7 @@ private Q_SLOTS:
     void aJoinIsRead();
     void aJoinMayReplaceASession();
     void anAnswerIsRead();
+    void anAnswerWithAnInvalidWordIsRefused();
     void aStateIsRead();
     void aLeaveIsRead();
     void membersMayStandInAnyOrder();
@@ -123,9 +128,19 @@ void CrewRequestsTest::aJoinMayReplaceASession()
 void CrewRequestsTest::anAnswerIsRead()
 {
     QCOMPARE(
-        std::get<AnswerRequest>(
-            readAnswerRequest(R"({"session":"s","answer":"v=0\r\no=- 1 1 IN IP4 0.0.0.0\r\n"})")),
-        (AnswerRequest{QStringLiteral("s"), "v=0\r\no=- 1 1 IN IP4 0.0.0.0\r\n"}));
+        std::get<AnswerRequest>(readAnswerRequest(answer("abcd"))),
+        (AnswerRequest{
+            QStringLiteral("s"),
+            {"abcd", "abcdefghijklmnopqrstuv", fingerprint, "active", "sendrecv"}}));
+}
+
+void CrewRequestsTest::anAnswerWithAnInvalidWordIsRefused()
+{
+    QCOMPARE(wordOf(readAnswerRequest(answer("ab"))), QStringLiteral("bad-answer"));
+    QCOMPARE(wordOf(readAnswerRequest(answer(R"(abcd\r\na=x)"))), QStringLiteral("bad-answer"));
+    QCOMPARE(
+        wordOf(readAnswerRequest(answer("abcd").replace("active", "actpass"))),
+        QStringLiteral("bad-answer"));
 }
 
 void CrewRequestsTest::aStateIsRead()
@@ -318,11 +333,9 @@ void CrewRequestsTest::longTextsAreRefused()
     const QByteArray longest(64, 'x');
     QCOMPARE(codeWord("{\"code\":\"" + longest + "\"}"), QString());
     QCOMPARE(codeWord("{\"code\":\"" + longest + "y\"}"), QStringLiteral("too-long"));
-    const QByteArray begin = "{\"session\":\"s\",\"answer\":\"";
-    const QByteArray sdp(32768, 'x');
-    const QByteArray body = begin + sdp + "\"}";
-    QCOMPARE(std::get<AnswerRequest>(readAnswerRequest(body)).answer, sdp);
-    QCOMPARE(answerWord(begin + sdp + "y\"}"), QStringLiteral("too-long"));
+    const QByteArray ufrag(256, 'x');
+    QCOMPARE(std::get<AnswerRequest>(readAnswerRequest(answer(ufrag))).answer.iceUfrag, ufrag);
+    QCOMPARE(wordOf(readAnswerRequest(answer(ufrag + 'y'))), QStringLiteral("too-long"));
 }
 
 void CrewRequestsTest::longListsAreRefused()

@@ -97,7 +97,11 @@ def the_card_is_for_those_who_have_the_code(server):
 def whoever_is_unknown_is_told(server):
     nobody = "0" * 32
     assert ask(server, "/api/join", code=server.code, role="nobody", microphone=False)[1] == {"error": "no-such-role"}
-    assert ask(server, "/api/answer", session=nobody, answer="v=0")[1] == {"error": "bad-answer"}
+    answer = {"iceUfrag": "abcd", "icePwd": "p" * 22, "fingerprint": "AB:" * 31 + "AB", "setup": "active"}
+    assert ask(server, "/api/answer", session=nobody, **answer)[1] == {"error": "missing"}
+    assert ask(server, "/api/answer", session=nobody, direction="both", **answer)[1] == {"error": "bad-answer"}
+    answer["direction"] = "recvonly"
+    assert ask(server, "/api/answer", session=nobody, **answer)[1] == {"error": "no-such-session"}
     assert ask(server, "/api/state", session=nobody, number=1, talk=[], levels=[])[1] == {"error": "no-such-session"}
 
 

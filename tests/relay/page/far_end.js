@@ -37,11 +37,23 @@ async function offer(session) {
     await fetch('/far/offer', { method: 'POST', body: JSON.stringify({ session, sdp }) });
 }
 
+/** The SDP of a page's answer, written from its words as the server does. */
+function answerText({ iceUfrag, icePwd, fingerprint, setup, direction }, offer) {
+    const [, mid] = offer.match(/^a=mid:(\S+)/m);
+    const lines = ['v=0', 'o=- 1 1 IN IP4 0.0.0.0', 's=-', 't=0 0', `a=group:BUNDLE ${mid}`];
+    lines.push('m=audio 9 UDP/TLS/RTP/SAVPF 111', 'c=IN IP4 0.0.0.0', `a=mid:${mid}`);
+    lines.push(`a=ice-ufrag:${iceUfrag}`, `a=ice-pwd:${icePwd}`, `a=fingerprint:sha-256 ${fingerprint}`);
+    lines.push(`a=setup:${setup}`, `a=${direction}`, 'a=rtcp-mux', 'a=rtpmap:111 opus/48000/2', '');
+    return lines.join('\r\n');
+}
+
 const commands = new EventSource('/far/commands');
 commands.addEventListener('message', async ({ data }) => {
-    const { command, session, sdp } = JSON.parse(data);
-    if (command === 'offer') await offer(session);
-    else await peers.get(session).connection.setRemoteDescription({ type: 'answer', sdp });
+    const { command, session, answer } = JSON.parse(data);
+    if (command === 'offer') return offer(session);
+    const { connection } = peers.get(session);
+    const sdp = answerText(answer, connection.localDescription.sdp);
+    return connection.setRemoteDescription({ type: 'answer', sdp });
 });
 
 window.far = {

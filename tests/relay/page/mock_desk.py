@@ -204,8 +204,8 @@ class MockDesk:
         session = self.known(request)
         if not session:
             return 404, {"error": "no-such-session"}
-        session.answer = request["answer"]
-        self.far_commands.put({"command": "answer", "session": session.id, "sdp": request["answer"]})
+        session.answer = request
+        self.far_commands.put({"command": "answer", "session": session.id, "answer": request})
         self.notify()
         return 204, None
 

@@ -93,15 +93,10 @@ ShowFile hamlet()
     return show;
 }
 
-MediaAnswer answerWith(MediaAnswer::Direction direction)
+SdpAnswer answerWith(const QByteArray& direction)
 {
-    MediaAnswer answer;
-    answer.iceUser = "abcd";
-    answer.icePassword = "abcdefghijklmnopqrstuv";
-    answer.fingerprintHash = "sha-256";
-    answer.fingerprint = QByteArray("AB:").repeated(32).chopped(1);
-    answer.direction = direction;
-    return answer;
+    const QByteArray fingerprint = QByteArray("AB:").repeated(32).chopped(1);
+    return {"abcd", "abcdefghijklmnopqrstuv", fingerprint, "active", direction};
 }
 
 } // namespace
@@ -148,7 +143,7 @@ private:
 
     ShowFile m_file = hamlet();
     ShowPatch m_show{m_file};
-    std::unique_ptr<VoiceRoom> m_room;
+    std::unique_ptr<Room> m_room;
     FakeNews m_news;
     std::vector<std::shared_ptr<FakeLink>> m_links;
     std::list<Told> m_told;
@@ -159,7 +154,7 @@ private:
 
 void CrewTest::init()
 {
-    m_room = std::make_unique<VoiceRoom>(3, 960);
+    m_room = std::make_unique<Room>(3, 960);
     m_news = {};
     m_links.clear();
     m_told.clear();
@@ -195,7 +190,7 @@ QString CrewTest::ask(std::size_t role, const QString& replaces)
 QString CrewTest::join(std::size_t role, const QString& replaces)
 {
     QString session = ask(role, replaces);
-    if (!m_crew->takeAnswer(session, answerWith(MediaAnswer::Direction::SendReceive), m_now)) {
+    if (!m_crew->takeAnswer(session, answerWith("sendrecv"), m_now)) {
         return {};
     }
     m_links.back()->now = MediaLink::State::Connected;
@@ -236,7 +231,7 @@ void CrewTest::aJoinIsToldOnceTheSoundFlows()
 void CrewTest::somebodyWithoutAMicrophoneIsToldSo()
 {
     const QString session = ask(2);
-    QVERIFY(m_crew->takeAnswer(session, answerWith(MediaAnswer::Direction::ReceiveOnly), m_now));
+    QVERIFY(m_crew->takeAnswer(session, answerWith("recvonly"), m_now));
     m_links.back()->now = MediaLink::State::Connected;
     m_crew->lookAround(m_now);
     QCOMPARE(m_news.lines, QStringList(QStringLiteral("joined Usher 10.0.0.1 mute")));
@@ -298,8 +293,7 @@ void CrewTest::aStateOfNobodyIsNoSession()
     state.session = QStringLiteral("0123");
     state.number = 1;
     QVERIFY(!m_crew->takeState(state, m_now));
-    QVERIFY(
-        !m_crew->takeAnswer(state.session, answerWith(MediaAnswer::Direction::SendReceive), m_now));
+    QVERIFY(!m_crew->takeAnswer(state.session, answerWith("sendrecv"), m_now));
     QVERIFY(!m_crew->takeEvents(state.session, nullptr, m_now));
     m_crew->leave(state.session);
     QCOMPARE(m_news.lines, QStringList());
@@ -470,7 +464,7 @@ void CrewTest::aPageIsToldThatItsMicrophoneIsNotHeard()
     const std::array<std::uint8_t, 15> packet = {0x80, 111, 0, 1, 0,    0,    0,   1,
                                                  0,    0,   0, 1, 0xF8, 0xFF, 0xFE};
     m_links.back()->receiver(packet);
-    m_room->tick();
+    m_room->runCycle();
     m_crew->lookAround(m_now + 4s);
     QCOMPARE(told.unheards, 1);
 }

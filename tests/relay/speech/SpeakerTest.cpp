@@ -1,6 +1,6 @@
 #include "relay/speech/Speaker.h"
+#include "relay/audio/AudioFormat.h"
 #include "relay/speech/WakeUp.h"
-#include "relay/voice/AudioFormat.h"
 #include "tests/TestProgram.h"
 #include "tests/fixtures/ChildProcesses.h"
 #include "tests/relay/speech/SpeechProgram.h"

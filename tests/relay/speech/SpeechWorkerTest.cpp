@@ -1,6 +1,6 @@
 #include "relay/speech/SpeechWorker.h"
+#include "relay/audio/AudioFormat.h"
 #include "relay/speech/SpokenSound.h"
-#include "relay/voice/AudioFormat.h"
 #include "tests/TestProgram.h"
 #include "tests/fixtures/ChildProcesses.h"
 #include "tests/relay/speech/SpeechProgram.h"
@@ -74,14 +74,14 @@ private:
 
 struct Played
 {
-    std::shared_ptr<SoundSource> sound;
+    std::shared_ptr<AudioSource> sound;
     ChannelSet channels;
 };
 
 /// Reads `sound` to its end, as a mixer would, and returns how many samples there were.
-std::size_t playOut(SoundSource& sound)
+std::size_t playOut(AudioSource& sound)
 {
-    std::vector<float> tick(mostTickSamples);
+    std::vector<float> tick(maxCycleSamples);
     std::size_t count = 0;
     while (!sound.isFinished()) {
         count += sound.read(tick);
@@ -139,7 +139,7 @@ void SpeechWorkerTest::start(const std::string& program, const SpeechLimits& lim
 {
     m_worker = std::make_unique<SpeechWorker>(
         Speaker::Settings{program, "en", limits, false},
-        [this](std::shared_ptr<SoundSource> sound, const ChannelSet& set) {
+        [this](std::shared_ptr<AudioSource> sound, const ChannelSet& set) {
             m_thread = ::gettid();
             m_played.put({std::move(sound), set});
         },
@@ -206,7 +206,7 @@ void SpeechWorkerTest::differentChannelsSoundAtTheSameTime()
         QVERIFY(played.sound);
         all.push_back(std::move(played));
     }
-    std::vector<float> tick(mostTickSamples);
+    std::vector<float> tick(maxCycleSamples);
     for (const Played& played : all) {
         QVERIFY(!played.sound->isFinished());
         QVERIFY(played.sound->read(tick) > 0);
@@ -303,7 +303,7 @@ void SpeechWorkerTest::silenceFadesWhatSoundsAndDropsWhatWaitsOfOneSender()
     QCOMPARE(m_worker->silence("C"), std::size_t{0});
     QCOMPARE(m_worker->silence("A"), std::size_t{2});
     QCOMPARE(m_worker->silence("A"), std::size_t{0});
-    QVERIFY(playOut(*first.sound) <= mostTickSamples);
+    QVERIFY(playOut(*first.sound) <= maxCycleSamples);
     const auto told = m_told.take();
     QCOMPARE(told.announcement.id, std::uint64_t{1});
     QCOMPARE(told.result.end, SpeechEnd::Stopped);
@@ -349,7 +349,7 @@ void SpeechWorkerTest::aLongOneGivesWayOnceAnotherSenderWaits()
     QVERIFY(m_told.isEmpty());
     QCOMPARE(first.sound->read(std::span(samples).first(1)), std::size_t{1});
     QTRY_VERIFY_WITH_TIMEOUT(sound.isToFade(), 60000); // all of it is made first
-    QVERIFY(playOut(*first.sound) <= mostTickSamples);
+    QVERIFY(playOut(*first.sound) <= maxCycleSamples);
     const auto told = m_told.take();
     QCOMPARE(told.announcement.id, std::uint64_t{1});
     QCOMPARE(told.result.end, SpeechEnd::GaveWay);
@@ -386,7 +386,7 @@ void SpeechWorkerTest::soundIsHeardWhileItIsMade()
     QCOMPARE(announce(1, channels({0})), Admission::Admitted);
     const auto played = m_played.take();
     QVERIFY(played.sound);
-    std::vector<float> tick(mostTickSamples);
+    std::vector<float> tick(maxCycleSamples);
     QVERIFY(played.sound->read(tick) > 0);
     QVERIFY(!played.sound->isFinished());
 }
@@ -450,7 +450,7 @@ void SpeechWorkerTest::soundsMayOutliveTheWorker()
     auto played = m_played.take();
     QVERIFY(played.sound);
     m_worker.reset();
-    std::vector<float> tick(mostTickSamples);
+    std::vector<float> tick(maxCycleSamples);
     QVERIFY(played.sound->read(tick) > 0);
     played.sound.reset();
 }

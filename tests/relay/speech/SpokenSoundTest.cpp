@@ -66,7 +66,7 @@ void SpokenSoundTest::whatIsWrittenIsReadInOrder()
     for (std::size_t begin = 0; begin < count; begin += 1001) {
         sound.append(samplesFrom(begin, std::min<std::size_t>(1001, count - begin)));
     }
-    std::vector<float> tick(mostTickSamples);
+    std::vector<float> tick(maxCycleSamples);
     std::size_t place = 0;
     for (std::size_t taken = sound.read(tick); taken > 0; taken = sound.read(tick)) {
         for (std::size_t index = 0; index < taken; ++index) {
@@ -161,7 +161,7 @@ void SpokenSoundTest::fadingOutEndsItWithoutAClick()
 {
     SpokenSound sound(m_played);
     sound.append(std::vector<float>(sampleRate, 0.5F));
-    std::vector<float> tick(mostTickSamples);
+    std::vector<float> tick(maxCycleSamples);
     QCOMPARE(sound.read(tick), tick.size());
     QCOMPARE(sound.played(), tick.size());
     sound.fadeOut();
@@ -183,7 +183,7 @@ void SpokenSoundTest::fadingOutEndsItAlsoBeforeThereIsAnySound()
 {
     SpokenSound sound(m_played);
     sound.fadeOut();
-    std::vector<float> tick(mostTickSamples);
+    std::vector<float> tick(maxCycleSamples);
     QCOMPARE(sound.read(tick), std::size_t{0});
     QVERIFY(sound.isFinished());
     QVERIFY(m_played->isRaised());
@@ -233,7 +233,7 @@ void SpokenSoundTest::oneThreadWritesWhileAnotherReads()
             }
             sound.end();
         });
-        std::vector<float> tick(mostTickSamples);
+        std::vector<float> tick(maxCycleSamples);
         std::size_t place = 0;
         bool right = true;
         while (!sound.isFinished()) {

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioSource.h"
+#include "relay/audio/GainMatrix.h"
+#include "relay/audio/Patch.h"
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+namespace wingbell {
+
+class Participant;
+
+/// Mixes the participants and announcements of a room, one cycle at a time. Each listener gets a
+/// mix-minus: the sum of all it hears without itself. Mixer thread only; allocates only when built.
+class Mixer
+{
+public:
+    /// `participants` and `announcements`: how many places there are for each.
+    Mixer(
+        std::size_t channels, std::size_t samplesPerCycle, std::size_t participants,
+        std::size_t announcements);
+
+    /// Puts `participant` in an empty place, with all gains at 0. It must outlive its stay.
+    void add(std::size_t place, Participant& participant);
+    [[nodiscard]] bool has(std::size_t place) const;
+
+    /// Changes who hears the participant in `place` and whom it hears, by a ramp in the next cycle.
+    void patch(std::size_t place, const Patch& patch);
+
+    /// Fades the participant in `place` out in the next cycle; it is sent nothing from now on.
+    void fade(std::size_t place);
+    [[nodiscard]] bool isFading(std::size_t place) const;
+
+    void remove(std::size_t place);
+
+    /// Plays `source` on the channels for which `talk` is 1, one number a channel. There must be an
+    /// empty place.
+    void announce(std::shared_ptr<AudioSource> source, const std::vector<float>& talk);
+
+    /// True when there are neither participants nor announcements.
+    [[nodiscard]] bool isEmpty() const;
+
+    /// Mixes one cycle. Returns how many announcements have finished with it.
+    std::size_t runCycle();
+
+private:
+    struct Place
+    {
+        Participant* participant = nullptr;
+        bool isFading = false;
+        Patch patch;
+    };
+
+    struct Announcement
+    {
+        std::shared_ptr<AudioSource> source; ///< nullptr: an empty place
+        std::vector<float> talk;
+        std::array<float, maxCycleSamples> samples{};
+        bool isSounding = false;
+    };
+
+    void connect(std::size_t listener, std::size_t talker);
+    [[nodiscard]] std::size_t talkerOf(const Announcement& announcement) const;
+    [[nodiscard]] bool isHeard(std::size_t talker) const;
+    void playParticipants();
+    void playAnnouncements();
+    void sendMix(std::size_t listener);
+    [[nodiscard]] bool addParticipants(std::size_t listener);
+    [[nodiscard]] bool addAnnouncements(std::size_t listener);
+    [[nodiscard]] std::size_t removeFinishedAnnouncements();
+
+    std::vector<Place> m_places;
+    std::vector<Announcement> m_announcements;
+    GainMatrix m_gains; ///< as talkers, the announcements come behind the participants
+    std::vector<float> m_mix;
+};
+
+} // namespace wingbell

@@ -1,0 +1,86 @@
+#include "relay/audio/MixerThread.h"
+
+#include "relay/audio/AudioFormat.h"
+#include "relay/audio/CycleClock.h"
+#include "relay/audio/Room.h"
+
+#include <pthread.h>
+#include <sched.h>
+#include <time.h>
+
+#include <cerrno>
+
+namespace wingbell {
+
+namespace {
+
+constexpr std::int64_t second = 1'000'000'000;
+
+/// Above ordinary threads, below audio servers and the kernel.
+constexpr int priority = 10;
+
+std::int64_t now()
+{
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time.tv_sec * second + time.tv_nsec;
+}
+
+void sleepUntil(std::int64_t due)
+{
+    timespec time{};
+    time.tv_sec = due / second;
+    time.tv_nsec = due % second;
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &time, nullptr) == EINTR) {
+    }
+}
+
+/// Child processes must not inherit it: they could starve the rest of the system.
+void askForRealTime()
+{
+    sched_param parameters{};
+    parameters.sched_priority = priority;
+    (void)pthread_setschedparam(pthread_self(), SCHED_RR | SCHED_RESET_ON_FORK, &parameters);
+}
+
+} // namespace
+
+MixerThread::MixerThread(Room& room)
+    : m_room(room)
+    , m_thread([this] { run(); })
+{
+}
+
+MixerThread::~MixerThread()
+{
+    m_isStopping = true;
+    m_room.wake();
+    m_thread.join();
+}
+
+void MixerThread::waitUntilRunning() const
+{
+    m_cycles.wait(0);
+}
+
+void MixerThread::run()
+{
+    pthread_setname_np(pthread_self(), "mixer");
+    askForRealTime();
+    const auto samples = static_cast<std::int64_t>(m_room.samplesPerCycle());
+    const std::int64_t period = samples * second / sampleRate;
+    CycleClock clock(now(), period);
+    while (!m_isStopping) {
+        sleepUntil(clock.due());
+        m_room.runCycle();
+        m_missedDeadlines += clock.ended(now());
+        if (++m_cycles == 1) {
+            m_cycles.notify_all();
+        }
+        if (m_room.waitWhileEmpty()) {
+            clock = CycleClock(now(), period);
+        }
+    }
+}
+
+} // namespace wingbell

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "relay/audio/ChannelSet.h"
+#include "relay/audio/MixEncoder.h"
+#include "relay/audio/OpusReceiver.h"
+#include "relay/audio/PacketRing.h"
+#include "relay/audio/PacketSink.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <vector>
+
+namespace wingbell {
+
+/// One participant in a room: the audio it sends and the mix it gets.
+class Participant
+{
+public:
+    Participant(
+        ChannelSet mayTalk, ChannelSet mayListen, std::size_t samplesPerCycle,
+        std::shared_ptr<PacketSink> sink);
+
+    [[nodiscard]] const ChannelSet& mayTalk() const { return m_mayTalk; }
+    [[nodiscard]] const ChannelSet& mayListen() const { return m_mayListen; }
+
+    /// Takes an RTP packet for the next cycle; any bytes are safe. One thread at a time; does not
+    /// wait for a cycle.
+    void receive(std::span<const std::uint8_t> rtp) { m_packets.put(rtp); }
+
+    /// How many packets of Opus had come by the last cycle. Any thread.
+    [[nodiscard]] std::uint64_t receivedPackets() const { return m_receivedPackets; }
+
+    /// Takes the sink away. Any thread; waits for a packet that is being sent.
+    [[nodiscard]] std::shared_ptr<PacketSink> takeSink();
+
+    // Mixer thread only, each once a cycle:
+
+    /// Decodes the samples of this cycle.
+    void play();
+
+    /// Drops the samples of this cycle without decoding them.
+    void discard();
+
+    /// Of this cycle.
+    [[nodiscard]] std::span<const float> samples() const { return m_samples; }
+
+    /// Whether samples() are not silent.
+    [[nodiscard]] bool isSounding() const { return m_isSounding; }
+
+    /// Soft-clips `mix` and sends it to the sink. Sends nothing while the sink is being taken away.
+    void send(std::span<float> mix);
+    void sendSilence();
+
+private:
+    void takePackets();
+    void sendPacket(std::span<const std::uint8_t> packet);
+
+    const ChannelSet m_mayTalk;
+    const ChannelSet m_mayListen;
+
+    PacketRing m_packets{32};
+    std::atomic<std::uint64_t> m_receivedPackets{0};
+    OpusReceiver m_receiver;
+    std::vector<float> m_samples;
+    bool m_isSounding = false;
+    MixEncoder m_encoder;
+
+    std::mutex m_sinkMutex;
+    std::shared_ptr<PacketSink> m_sink;
+};
+
+} // namespace wingbell

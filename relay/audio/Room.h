@@ -1,0 +1,97 @@
+#pragma once
+
+#include "relay/audio/AudioSource.h"
+#include "relay/audio/ChannelSet.h"
+#include "relay/audio/PacketSink.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace wingbell {
+
+/// Names one participant of a room; never used twice.
+using ParticipantId = std::uint32_t;
+
+/// The conference of a show: each participant hears the others who talk on a channel it listens to.
+///
+/// Each listener gets a mix-minus: the sum of all talkers but itself, each once, at the highest of
+/// the listener's levels for the channels they share. An announcement is a talker.
+///
+/// Threads: runCycle() belongs to one thread at a time, the mixer thread. Everything else may be
+/// called from any thread at any time, but not from a PacketSink or an AudioSource. An id that is
+/// gone is ignored.
+///
+/// Locks: one mutex guards the participants and their settings. It is held only to look up or
+/// exchange a few pointers and values; nothing is built or destroyed under it. runCycle() never
+/// waits for it: what it cannot take over at once it takes over in the next cycle. Packets reach
+/// the mixer thread through a lock-free ring buffer. Each participant has a mutex around its sink,
+/// which runCycle() holds while it sends and leave() while it takes the sink away; runCycle() does
+/// not wait for that either.
+class Room
+{
+public:
+    static constexpr std::size_t maxParticipants = 100;
+    static constexpr std::size_t maxAnnouncements = 64;
+
+    /// A room for a show of `channels` channels. `samplesPerCycle`: 480 or 960, 10 or 20 ms.
+    Room(std::size_t channels, std::size_t samplesPerCycle);
+    ~Room();
+
+    Room(const Room&) = delete;
+    Room& operator=(const Room&) = delete;
+
+    [[nodiscard]] std::size_t channels() const;
+    [[nodiscard]] std::size_t samplesPerCycle() const;
+
+    /// Adds a participant that may talk and listen on these channels of the show. It talks on none
+    /// and hears all of its own at full level until told otherwise. `sink` gets one packet each
+    /// cycle. Returns nullopt if there are `maxParticipants` already; a place is free again two
+    /// cycles after leave().
+    [[nodiscard]] std::optional<ParticipantId>
+    join(const ChannelSet& mayTalk, const ChannelSet& mayListen, std::shared_ptr<PacketSink> sink);
+
+    /// Removes a participant; it fades out within a cycle. When this returns, the room has released
+    /// the sink and calls it no more. Waits for the sink's send() if that is running.
+    void leave(ParticipantId participant);
+
+    /// Has `participant` talk on those of `channels` that it may talk on, and on no others.
+    void setTalk(ParticipantId participant, const ChannelSet& channels);
+
+    /// The level from 0 to 1 at which `participant` hears each channel of the show. Other numbers
+    /// are clamped; missing ones and NaN count as 0. Channels on which the participant may not
+    /// listen stay silent.
+    void setLevels(ParticipantId participant, const std::vector<float>& levels);
+
+    /// Takes an RTP packet of Opus from `participant`; any bytes are safe. One thread at a time for
+    /// each participant; never waits. Packets that come while its ring buffer is full are dropped.
+    void receive(ParticipantId participant, std::span<const std::uint8_t> rtp);
+
+    /// How many packets of Opus had come from `participant` by the last cycle; 0 if it is gone.
+    [[nodiscard]] std::uint64_t receivedPackets(ParticipantId participant) const;
+
+    /// Plays `source` on `channels` from the next cycle until it has finished, then releases it on
+    /// the mixer thread. Returns false, and plays nothing, if `maxAnnouncements` are playing.
+    bool announce(std::shared_ptr<AudioSource> source, const ChannelSet& channels);
+
+    /// Mixes, encodes and sends one cycle to every participant. Mixer thread only; allocates
+    /// nothing.
+    void runCycle();
+
+    /// Waits while the room is empty and nothing is played, so that an idle desk does not wake the
+    /// machine, but no longer than until wake(). Returns true if it has waited. Mixer thread only,
+    /// between cycles.
+    [[nodiscard]] bool waitWhileEmpty();
+
+    /// Ends the waiting for good. Any thread.
+    void wake();
+
+private:
+    class State;
+    const std::unique_ptr<State> m_state;
+};
+
+} // namespace wingbell

@@ -1,0 +1,65 @@
+#include "relay/audio/TimeStretch.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+
+namespace wingbell {
+
+namespace {
+
+/// Speech is low enough in frequency to search every fourth lag first, then the neighbours.
+constexpr std::size_t coarse = 4;
+
+/// The cross-correlation of the beginning with what comes `lag` later, normalised by the energy of
+/// the latter, over every `stride`th sample.
+float correlation(std::span<const float> samples, std::size_t lag, std::size_t stride)
+{
+    float product = 0;
+    float energy = 0;
+    for (std::size_t index = 0; index < crossFadeSamples; index += stride) {
+        product += samples[index] * samples[index + lag];
+        energy += samples[index + lag] * samples[index + lag];
+    }
+    return energy > 0 ? product / std::sqrt(energy) : 0;
+}
+
+std::size_t bestLag(
+    std::span<const float> samples, std::size_t minLag, std::size_t maxLag, std::size_t step,
+    std::size_t stride)
+{
+    // From the largest down: where all are alike, as in silence, the most is removed.
+    std::size_t best = maxLag;
+    float bestCorrelation = correlation(samples, maxLag, stride);
+    for (std::size_t lag = maxLag; lag >= minLag + step; lag -= step) {
+        const float found = correlation(samples, lag - step, stride);
+        if (found > bestCorrelation) {
+            best = lag - step;
+            bestCorrelation = found;
+        }
+    }
+    return best;
+}
+
+} // namespace
+
+std::size_t timeStretch(std::span<float> samples, std::size_t maxRemoved)
+{
+    assert(samples.size() >= maxRemoved + crossFadeSamples);
+    const std::size_t minRemoved = maxRemoved / 2;
+    const std::size_t near = bestLag(samples, minRemoved, maxRemoved, coarse, coarse);
+    const std::size_t lag = bestLag(
+        samples, std::max(minRemoved, near - std::min(near, coarse)),
+        std::min(maxRemoved, near + coarse), 1, 2);
+    for (std::size_t index = 0; index < crossFadeSamples; ++index) {
+        const float share =
+            (static_cast<float>(index) + 0.5F) / static_cast<float>(crossFadeSamples);
+        samples[index] += share * (samples[index + lag] - samples[index]);
+    }
+    std::copy(
+        samples.begin() + static_cast<std::ptrdiff_t>(crossFadeSamples + lag), samples.end(),
+        samples.begin() + static_cast<std::ptrdiff_t>(crossFadeSamples));
+    return samples.size() - lag;
+}
+
+} // namespace wingbell

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+namespace wingbell {
+
+/// The length of the cross-fade, in samples: 10 ms.
+inline constexpr std::size_t crossFadeSamples = 480;
+
+/// Shortens audio without changing its pitch, by overlap-add (WSOLA): removes between half of
+/// `maxRemoved` and `maxRemoved` samples from the beginning of `samples`, which must hold at least
+/// `maxRemoved` + `crossFadeSamples`, and cross-fades over the cut. How many are removed is where
+/// the normalised cross-correlation of the two parts is highest. Returns how many samples are left,
+/// at the beginning of `samples`.
+[[nodiscard]] std::size_t timeStretch(std::span<float> samples, std::size_t maxRemoved);
+
+} // namespace wingbell

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayView>
+
+namespace wingbell {
+
+/// What the page's SDP answer to the offer of one audio section says, word by word. The page takes
+/// its browser's answer apart; the server reads no SDP.
+struct SdpAnswer
+{
+    QByteArray iceUfrag;    ///< RFC 8839: 4 to 256 of A-Z a-z 0-9 + /
+    QByteArray icePwd;      ///< 22 to 256 of the same characters
+    QByteArray fingerprint; ///< of the DTLS certificate by sha-256: 32 pairs, "3F:07:...:A0"
+    QByteArray setup;       ///< "active" or "passive"
+    QByteArray direction; ///< "sendrecv", "sendonly", "recvonly" or "inactive", as the page sees it
+
+    /// Whether each word is as said above. What a page sent must be valid before it is used.
+    [[nodiscard]] bool isValid() const;
+
+    /// Whether the page sends audio.
+    [[nodiscard]] bool sends() const;
+
+    friend bool operator==(const SdpAnswer&, const SdpAnswer&) = default;
+};
+
+/// The SDP that says just what `answer` holds, which must be valid. What a browser wrote never
+/// reaches the media library, only this does. `mid` is the name of the section in the offer.
+[[nodiscard]] QByteArray sdpText(const SdpAnswer& answer, QByteArrayView mid);
+
+/// True when `pem` is the certificate whose fingerprint `answer` gave: the peer that has its key is
+/// the one that answered.
+[[nodiscard]] bool isCertificateOf(const SdpAnswer& answer, const QByteArray& pem);
+
+} // namespace wingbell
