@@ -68,11 +68,14 @@ Item {
         // How far below the top of what is held: cards, or points.
         property real offset: 0
 
+        function isPast(item) {
+            return view.contentY >= topOf(item);
+        }
         function position() {
             return held ? Math.round(topOf(held) + offset * unit()) : view.contentY;
         }
         function take() {
-            held = [roleCards, channels].find(item => view.contentY >= topOf(item)) ?? null;
+            held = isPast(roleCards) ? roleCards : isPast(channels) ? channels : null;
             offset = held ? (view.contentY - topOf(held)) / unit() : 0;
         }
         function topOf(item) {

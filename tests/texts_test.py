@@ -20,7 +20,7 @@ VERBATIM = {
     ("ControlHeader.qml", "Wingbell Control"),  # the product's name
     ("RoleCard.qml", "TALKS ON"),  # the two lists of a role, by their fixed names
     ("RoleCard.qml", "LISTENS ON"),
-    ("RoleCardList.qml", "${talks} ${listens}"),  # two sentences, each translated
+    ("RoleCardSlot.qml", "${talks} ${listens}"),  # two sentences, each translated
     ("ShowSetupPanel.qml", "47000"),  # the port that a show has unless it says another
 }
 

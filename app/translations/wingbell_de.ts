@@ -157,6 +157,9 @@ Stands in the field while the role has no name.</extracomment>
         <extracomment>The list of the roles and how many there are, spoken only.</extracomment>
         <translation>Rollen, %1</translation>
     </message>
+</context>
+<context>
+    <name>RoleCardSlot</name>
     <message>
         <source>no channel</source>
         <extracomment>Stands for the list of a role&apos;s channels while it has none, spoken only.</extracomment>

@@ -173,6 +173,37 @@ Item {
             compare(view(item).contentY, 0);
             compare(findChild(item, "restartWarning").mapToItem(view(item), 0, 0).y, 20);
         }
+        function test_aRestartWarningMovesNothingOfTheChannels() {
+            const item = panel(12, 8);
+            const scroll = view(item);
+            const editor = findChild(item, "channelsEditor");
+            item.serverIsRunning = true;
+            scroll.contentY += editor.mapToItem(scroll, 0, 0).y;
+            desk.config.show = "Gala";
+            tryVerify(() => findChild(item, "restartWarning").visible);
+            settled(item);
+            compare(editor.mapToItem(scroll, 0, 0).y, 0);
+        }
+        function test_shiftAndTabGoFromWhatIsBelowToARoleThatIsNotBuilt() {
+            const item = panel(64, 8);
+            const add = findChild(item, "addRole");
+            add.forceActiveFocus(Qt.TabFocusReason);
+            view(item).contentY = 0;
+            desk.config.addRole();
+            keyClick(Qt.Key_Backtab, Qt.ShiftModifier);
+            verify(all(cardAt(item, 64), Chip).includes(stage.focused));
+            compare(stage.focused.Accessible.name, "Channel 8");
+        }
+        function test_noCardIsBuiltForARoleThatGoes() {
+            const item = panel(64, 2);
+            let built = 0;
+            const slots = findChild(item, "roleCards");
+            for (let position = 20; position < 64; ++position)
+                slots.itemAt(position).loaded.connect(() => ++built);
+            desk.config.load();
+            wait(0);
+            compare(built, 0);
+        }
         function test_aReloadLeavesWhatIsSeen() {
             const item = panel(64, 8);
             verify(desk.config.save());
