@@ -43,7 +43,10 @@ Item {
                 }, (_, position) => slots.itemAt(position).item).filter(card => card !== null);
         }
         function chipsOf(item) {
-            return [].concat(...cards(item).map(card => all(card, Chip)));
+            const chips = new Array();
+            for (const card of cards(item))
+                chips.push(...all(card, Chip));
+            return chips;
         }
         // The card of the role at that position, or null where there is none yet.
         function cardAt(item, position) {
