@@ -71,6 +71,7 @@ Item {
             }
 
             height: list?.cardHeight ?? 0
+            // Two, so that Tab seldom has to wait for the card after the one that it enters.
             isCached: list?.isInView(index, 2) ?? false
             isNeeded: index === 0 || focus || (list?.isInView(index, 0) ?? false) || (list?.isTabStop(index) ?? false)
             width: list?.width ?? 0

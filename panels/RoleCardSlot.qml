@@ -12,8 +12,7 @@ Loader {
     property bool isCached: false
     // Whether the card is built at once.
     property bool isNeeded: false
-    // A row that is being removed has no index any more: its card stays as it is.
-    readonly property bool isWanted: index < 0 ? item !== null : isNeeded || isCached
+    readonly property bool isWanted: isNeeded || isCached
     required property string listenChannels
     required property role role
     required property string talkChannels
@@ -23,13 +22,15 @@ Loader {
         return channels || qsTr("no channel");
     }
     function load() {
-        const isLoaded = `${source}` !== "";
-        if (isWanted && !isLoaded)
+        // A row that is being removed has no index any more: its card stays as it is.
+        if (index < 0)
+            return;
+        if (isWanted && status === Loader.Null)
             setSource("RoleCard.qml", {
                     "config": config,
                     "role": Qt.binding(() => slot.role)
                 });
-        else if (!isWanted && isLoaded)
+        else if (!isWanted && status !== Loader.Null)
             source = "";
     }
     // Gives the keyboard's focus to the button that deletes the role: what is typed does nothing there.
