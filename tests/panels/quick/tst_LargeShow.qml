@@ -191,7 +191,8 @@ Item {
             const item = panel(64, 8);
             const add = findChild(item, "addRole");
             add.forceActiveFocus(Qt.TabFocusReason);
-            view(item).contentY = 0;
+            mouseClick(findChild(item, "scrollBar"), 5, 4);
+            compare(view(item).contentY, 0);
             desk.config.addRole();
             keyClick(Qt.Key_Backtab, Qt.ShiftModifier);
             verify(all(cardAt(item, 64), Chip).includes(stage.focused));
