@@ -24,7 +24,6 @@ def show(roles, channels):
 SHOWS = {
     "default": None,
     "64 x 32": show(64, 32),
-    "6 x 1000": show(6, 1000),
 }
 
 

@@ -5,7 +5,6 @@
 #include <QQuickWindow>
 #include <QSGImageNode>
 
-#include <algorithm>
 #include <cmath>
 
 namespace wingbell {
@@ -38,22 +37,6 @@ void PaintedSurface::setReach(double reach)
     update();
 }
 
-void PaintedSurface::paintOnly(double top, double bottom)
-{
-    if (m_top == top && m_bottom == bottom) {
-        return;
-    }
-    m_top = top;
-    m_bottom = bottom;
-    update();
-}
-
-QRectF PaintedSurface::painted() const
-{
-    const double top = std::clamp(m_top, 0.0, height());
-    return {0.0, top, width(), std::clamp(m_bottom, top, height()) - top};
-}
-
 void PaintedSurface::repaint()
 {
     update();
@@ -77,7 +60,7 @@ void PaintedSurface::itemChange(ItemChange change, const ItemChangeData& data)
 
 QSGNode* PaintedSurface::updatePaintNode(QSGNode* old, UpdatePaintNodeData* /*data*/)
 {
-    const QRectF area = painted().adjusted(-m_reach, -m_reach, m_reach, m_reach);
+    const QRectF area = boundingRect().adjusted(-m_reach, -m_reach, m_reach, m_reach);
     const double scale = scaleOfPainters(window()->effectiveDevicePixelRatio());
     // Whole pixels, and the picture shown as large as they are: it is never stretched.
     constexpr double hardlyMore = 0.01; // what multiplying adds

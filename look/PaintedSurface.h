@@ -4,8 +4,6 @@
 #include <QQuickItem>
 #include <QSizeF>
 
-#include <limits>
-
 namespace wingbell {
 
 /// An item painted in C++ with antialiasing, whose picture may reach beyond its geometry: shadows
@@ -27,9 +25,6 @@ protected:
     /// How far the picture reaches beyond the geometry, in points, rounded up to whole ones.
     void setReach(double reach);
 
-    /// Has no more of the item painted than what lies between those heights, in points.
-    void paintOnly(double top, double bottom);
-
     /// Has the picture painted anew before the next frame.
     void repaint();
 
@@ -38,11 +33,7 @@ protected:
     QSGNode* updatePaintNode(QSGNode* old, UpdatePaintNodeData* data) override;
 
 private:
-    [[nodiscard]] QRectF painted() const;
-
     double m_reach = 0.0;
-    double m_top = 0.0;
-    double m_bottom = std::numeric_limits<double>::infinity();
 };
 
 } // namespace wingbell

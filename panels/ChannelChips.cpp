@@ -44,38 +44,6 @@ void ChannelChips::setWidth(double width)
     Q_EMIT widthChanged();
 }
 
-void ChannelChips::setSight(const Band& sight)
-{
-    if (m_sight == sight) {
-        return;
-    }
-    m_sight = sight;
-    takeRows();
-    Q_EMIT sightChanged();
-}
-
-void ChannelChips::setMoving(bool isMoving)
-{
-    if (m_isMoving == isMoving) {
-        return;
-    }
-    m_isMoving = isMoving;
-    takeRows();
-    Q_EMIT isMovingChanged();
-}
-
-void ChannelChips::keep(const QString& name)
-{
-    m_kept = name; // it stands there already
-}
-
-void ChannelChips::letGo(const QString& name)
-{
-    if (m_kept == name) {
-        m_kept.reset(); // and goes with the next change
-    }
-}
-
 void ChannelChips::place()
 {
     QList<QSizeF> sizes;
@@ -98,42 +66,16 @@ void ChannelChips::place()
     }
 }
 
-bool ChannelChips::isWanted(qsizetype channel) const
-{
-    const QRectF& place = m_places.at(channel);
-    return m_sight.meets(place.top(), place.bottom()) || m_kept == m_channels.at(channel);
-}
-
 void ChannelChips::takeRows()
 {
-    if (m_isMoving) {
-        return;
-    }
-    // Rows that go may take the keyboard's focus with them; where it goes next is brought into
-    // sight, which changes the rows again.
-    if (m_isTaking) {
-        m_takesAgain = true;
-        return;
-    }
-    m_isTaking = true;
-    do {
-        m_takesAgain = false;
-        sync(wantedRows());
-    } while (m_takesAgain);
-    m_isTaking = false;
-}
-
-QList<ChannelRow> ChannelChips::wantedRows() const
-{
     const QSet<QString> selected(m_selected.cbegin(), m_selected.cend());
-    QList<ChannelRow> wanted;
+    QList<ChannelRow> rows;
+    rows.reserve(m_channels.size());
     for (qsizetype channel = 0; channel < m_channels.size(); ++channel) {
-        if (isWanted(channel)) {
-            const QString& name = m_channels.at(channel);
-            wanted.append({name, selected.contains(name), m_places.at(channel)});
-        }
+        const QString& name = m_channels.at(channel);
+        rows.append({name, selected.contains(name), m_places.at(channel)});
     }
-    return wanted;
+    sync(rows);
 }
 
 QVariant ChannelChips::data(const QModelIndex& index, int role) const

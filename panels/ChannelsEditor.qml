@@ -8,7 +8,6 @@ Column {
 
     required property ShowConfig config
     property string newChannelName
-    property band sight
 
     // The next name can be typed at once.
     function add() {
@@ -31,7 +30,6 @@ Column {
 
         chips: ChannelChips {
             channels: editor.config.channels
-            sight: editor.sight
             width: flow.width
         }
         itemView: FlowChip {

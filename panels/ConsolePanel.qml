@@ -81,7 +81,6 @@ Item {
                 if (!isComplete)
                     return;
                 isResizing = true;
-                frame.ask();
             }
             // The row at that height of the view. Above the rows the first, below them the last.
             function rowAt(y) {
@@ -214,10 +213,9 @@ Item {
                 target: panel.lines
             }
         }
-        BeforeFrame {
-            id: frame
-
-            onDue: {
+        // Once before the frame, after both sides have changed and the rows with them.
+        Connections {
+            function onAfterAnimating() {
                 list.forceLayout();
                 if (list.showsEnd) {
                     animation.stop();
@@ -225,6 +223,9 @@ Item {
                 }
                 list.isResizing = false;
             }
+
+            enabled: list.isResizing
+            target: panel.Window.window
         }
         // Runs while Return may still be held, which counts as one press.
         Timer {

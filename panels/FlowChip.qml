@@ -16,11 +16,4 @@ Chip {
 
     onClicked: (parent as FlowChips)?.chosen(name)
     onActiveFocusChanged: (parent as FlowChips)?.showRing(chip)
-    onFocusChanged: {
-        const chips = (parent as FlowChips)?.chips;
-        if (focus)
-            chips?.keep(name);
-        else
-            chips?.letGo(name);
-    }
 }

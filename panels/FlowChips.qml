@@ -1,7 +1,7 @@
 import QtQuick
 import Wingbell.Panels
 
-// One item a channel, in wrapping rows: those that are within the model's sight.
+// One item a channel, in wrapping rows.
 Item {
     id: flow
 

@@ -8,9 +8,7 @@ Item {
 
     property alias channels: channelChips.channels
     required property string icon
-    property alias isMoving: channelChips.isMoving
     property alias selected: channelChips.selected
-    property band sight
     readonly property real spacing: 4
     required property string title
 
@@ -51,7 +49,6 @@ Item {
         chips: ChannelChips {
             id: channelChips
 
-            sight: patchRow.sight.seenFrom(flow.y)
             width: flow.width
         }
         itemView: FlowChip {

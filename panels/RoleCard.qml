@@ -8,19 +8,10 @@ Item {
     id: card
 
     required property ShowConfig config
-    // No chip is to come or go, because the card is on its way to another place or size.
-    property bool isMoving: false
     required property role role
-    property band sight
 
     function focusBin() {
         remove.forceActiveFocus(Qt.TabFocusReason);
-    }
-    // What of the card is near counts once the card stands, and before it looks.
-    function stand(moves, near) {
-        if (!moves)
-            sight = near;
-        isMoving = moves;
     }
 
     // The place of the card is told as this where there is no card.
@@ -42,8 +33,6 @@ Item {
     SteelPanelBackground {
         anchors.fill: parent
         cornerRadius: 10
-        nearBottom: card.sight.bottom
-        nearTop: card.sight.top
     }
     // Whatever script the name is in, the line is as high.
     FontMetrics {
@@ -133,9 +122,7 @@ Item {
 
             channels: card.config.channels
             icon: "mic.fill"
-            isMoving: card.isMoving
             selected: card.role.talk
-            sight: card.sight.seenFrom(rows.y + y)
             title: "TALKS ON"
             width: parent.width
             y: title.height + rows.spacing
@@ -148,9 +135,7 @@ Item {
 
             channels: card.config.channels
             icon: "headphones"
-            isMoving: card.isMoving
             selected: card.role.listen
-            sight: card.sight.seenFrom(rows.y + y)
             title: "LISTENS ON"
             width: parent.width
             y: talks.y + talks.implicitHeight + rows.spacing

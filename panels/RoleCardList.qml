@@ -1,36 +1,33 @@
 import QtQuick
 import Wingbell.Panels
 
-// The roles' cards, one below the other. While places change, which they do one after the other, no
-// card comes or goes: where they have all come to stand is looked at before the next frame.
+// The roles' cards, one below the other, all of one height. A card is built while it is in the view
+// or near it, and while the keyboard's focus is in it or one Tab away.
 Item {
     id: list
 
+    // As the first card shows it, which is always built.
     property real cardHeight: 0
     required property ShowConfig config
     // Where the card stood that had the keyboard's focus and has gone; -1 for none.
     property int focusGap: -1
-    property bool isMoving: false
-    // What is near, in the coordinates that `start` is in.
-    property band near
+    // The card that has the keyboard's focus; -2 for none, which is one Tab away from none.
+    property int focusedIndex: -2
+    // Whether the last card is one Shift+Tab away.
+    property bool isFocusBelow: false
     readonly property real pitch: cardHeight + 12
-    // What is near of the cards.
-    property band sight
-    // Where the first card stands.
-    property real start: 0
+    // The first and the last card in the view: in one property, because they change together.
+    property point visibleCards: Qt.point(0, -1)
 
     // The card that had the keyboard's focus has gone, and there is no other.
     signal focusLost
-    // The cards have another place or height, and none of them has come or gone for that yet.
-    signal moved
 
-    function look() {
-        if (!isMoving)
-            sight = near.seenFrom(start);
+    function isInView(index, cardsAround) {
+        return index >= visibleCards.x - cardsAround && index <= visibleCards.y + cardsAround;
     }
-    function move() {
-        isMoving = true;
-        frame.ask();
+    // Whether the keyboard's focus is in that card, or gets there by one Tab or Shift+Tab.
+    function isTabStop(index) {
+        return Math.abs(index - focusedIndex) <= 1 || isFocusBelow && index === slots.count - 1;
     }
     // The focus of a card that has gone is the next one's, or else that of the one before.
     function passFocus() {
@@ -43,19 +40,10 @@ Item {
         else
             focusLost();
     }
-    function resize(height) {
-        if (height === cardHeight)
-            return;
-        move();
-        cardHeight = height;
-    }
-    // What the next frame would show is there at once.
-    function settle() {
-        if (!isMoving)
-            return;
-        moved();
-        sight = near.seenFrom(start);
-        isMoving = false;
+    // Has the cards built that are in the view: from `top` on, in the list's coordinates.
+    function showCards(top, height) {
+        if (cardHeight > 0)
+            visibleCards = Qt.point(Math.floor(top / pitch), Math.floor((top + height) / pitch));
     }
 
     //: The list of the roles and how many there are, spoken only.
@@ -63,31 +51,38 @@ Item {
     Accessible.role: Accessible.List
     implicitHeight: Math.max(0, slots.count * pitch - 12)
 
-    onNearChanged: look()
-    onStartChanged: move()
-
-    BeforeFrame {
-        id: frame
-
-        onDue: list.settle()
-    }
-
     Repeater {
         id: slots
 
         objectName: "roleCards"
 
         delegate: RoleCardSlot {
-            property band everything
             readonly property RoleCardList list: parent as RoleCardList
 
-            // All cards of a show are of one height.
-            cardHeight: list?.cardHeight ?? 0
-            isMoving: list?.isMoving ?? false
-            sight: list?.sight ?? everything
-            width: list?.width ?? 0
+            function measure() {
+                if (index === 0 && item)
+                    list.cardHeight = implicitHeight;
+            }
+            function noteFocus() {
+                if (focus)
+                    list.focusedIndex = index;
+                else if (list?.focusedIndex === index)
+                    list.focusedIndex = -2;
+            }
 
-            onMeasured: height => list.resize(height)
+            height: list?.cardHeight ?? 0
+            // Two, so that Tab seldom has to wait for the card after the one that it enters.
+            isCached: list?.isInView(index, 2) ?? false
+            isNeeded: index === 0 || focus || (list?.isInView(index, 0) ?? false) || (list?.isTabStop(index) ?? false)
+            width: list?.width ?? 0
+            y: index * (list?.pitch ?? 0)
+
+            onFocusChanged: noteFocus()
+            onImplicitHeightChanged: measure()
+            onIndexChanged: {
+                noteFocus();
+                measure();
+            }
         }
         model: RoleCards {
             config: list.config

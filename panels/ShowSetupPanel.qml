@@ -16,11 +16,10 @@ Item {
     function commit() {
         port.showStored();
     }
-    // Scrolls to where what was seen has gone.
-    function follow() {
+    // Lays everything out at once that would be before the next frame.
+    function layOut() {
         for (const positioner of [editor, channels, cards, roles, column])
             positioner.forceLayout();
-        view.contentY = Math.max(0, Math.min(scroll.lowest, anchor.follow(view.contentY)));
     }
     function holds(item) {
         for (let ancestor = item; ancestor; ancestor = ancestor.parent) {
@@ -59,26 +58,31 @@ Item {
         showFocus();
     }
 
-    Sight {
-        id: eye
-
-        extent: view.height
-        position: view.contentY - column.y
-    }
-    ScrollAnchor {
+    // Holds what is at the upper edge of the view when something above it or around it changes its
+    // height: a place among the cards or in the channels' section. What is above these holds
+    // nothing, so that the very top is not left.
+    QtObject {
         id: anchor
 
-        cardPitch: roleCards.pitch
-        cardsTop: column.y + roleCards.start
-        sectionTop: column.y + channels.y
-    }
-    // Where the focus goes to next is there when it is near what is seen.
-    TabWatch {
-        window: panel.Window.window
+        property Item held: null
+        // How far below the top of what is held: cards, or points.
+        property real offset: 0
 
-        onAboutToMove: {
-            panel.showFocus();
-            roleCards.settle();
+        function isPast(item) {
+            return view.contentY >= topOf(item);
+        }
+        function position() {
+            return held ? Math.round(topOf(held) + offset * unit()) : view.contentY;
+        }
+        function take() {
+            held = isPast(roleCards) ? roleCards : isPast(channels) ? channels : null;
+            offset = held ? (view.contentY - topOf(held)) / unit() : 0;
+        }
+        function topOf(item) {
+            return item.mapToItem(view.contentItem, 0, 0).y;
+        }
+        function unit() {
+            return held === roleCards ? roleCards.pitch : 1;
         }
     }
     ShowSetup {
@@ -99,7 +103,7 @@ Item {
         }
         // An edit that is taken back is seen to be.
         function onChangedAt(place, role) {
-            roleCards.settle();
+            panel.layOut();
             switch (place) {
             case ShowHistory.ShowName:
                 return panel.show(showName.y, showName.height);
@@ -108,7 +112,7 @@ Item {
             case ShowHistory.Channels:
                 return panel.show(channels.y, channels.height);
             case ShowHistory.Roles:
-                return panel.show(roleCards.start + role * roleCards.pitch, roleCards.cardHeight);
+                return panel.show(roleCards.mapToItem(column, 0, 0).y + role * roleCards.pitch, roleCards.cardHeight);
             }
         }
 
@@ -120,18 +124,34 @@ Item {
     Flickable {
         id: view
 
+        property bool isFollowing: false
+
+        // Scrolls to where what is held has gone.
+        function follow() {
+            isFollowing = true;
+            contentHeight = column.implicitHeight + 40;
+            contentY = Math.max(0, Math.min(scroll.lowest, anchor.position()));
+            isFollowing = false;
+            showCards();
+        }
+        function showCards() {
+            roleCards.showCards(contentY - anchor.topOf(roleCards), height);
+        }
+
         anchors.fill: parent
         boundsBehavior: Flickable.StopAtBounds
         clip: true
-        contentHeight: column.implicitHeight + 40
         contentWidth: width
         interactive: false
         objectName: "setupView"
 
         onContentYChanged: {
-            if (!roleCards.isMoving)
-                anchor.drop(contentY);
+            if (isFollowing)
+                return;
+            anchor.take();
+            showCards();
         }
+        onHeightChanged: showCards()
 
         Column {
             id: column
@@ -142,6 +162,7 @@ Item {
             y: 20
 
             onPositioningComplete: {
+                view.follow();
                 if (panel.followsFocus)
                     panel.showFocus();
             }
@@ -267,7 +288,6 @@ Item {
 
                     config: panel.config
                     objectName: "channelsEditor"
-                    sight: eye.near.seenFrom(channels.y + y)
                     width: parent.width
                 }
             }
@@ -287,12 +307,10 @@ Item {
                         id: roleCards
 
                         config: panel.config
-                        near: eye.near
-                        start: roles.y + cards.y + y
+                        isFocusBelow: addRole.activeFocus
                         width: parent.width
 
                         onFocusLost: addRole.forceActiveFocus(Qt.TabFocusReason)
-                        onMoved: panel.follow()
                     }
                     Item {
                         id: addPlace
@@ -386,7 +404,7 @@ Item {
 
         onScrolled: {
             panel.followsFocus = false;
-            roleCards.settle();
+            panel.layOut();
         }
     }
 }

@@ -21,7 +21,6 @@ private Q_SLOTS:
     void chipsFollowTheChannelsAndTheSelection();
     void aSelectedNameThatIsNoChannelHasNoChip();
     void aToggleChangesOneChipAlone();
-    void noChipComesOrGoesWhileTheirAreaMoves();
     void anyListBecomesAnyOther();
     void cardsKeepTheirIdentityWhenOthersComeAndGo();
     void aRenameChangesOneCardAlone();
@@ -75,26 +74,6 @@ void KeyedRowsTest::aToggleChangesOneChipAlone()
     QCOMPARE(changed.size(), 1);
     QCOMPARE(changed.first().first().toModelIndex().row(), 1);
     QCOMPARE(removed.size(), 0);
-}
-
-void KeyedRowsTest::noChipComesOrGoesWhileTheirAreaMoves()
-{
-    ChannelChips chips;
-    chips.setWidth(1.0); // a row each
-    chips.setChannels({u"A"_qs, u"B"_qs, u"C"_qs});
-    const double row = chips.height() / 3.0;
-    chips.setSight({0.0, row / 2.0});
-    QCOMPARE(names(chips), QStringList{u"A"_qs});
-    QSignalSpy inserted(&chips, &ChannelChips::rowsInserted);
-    QSignalSpy removed(&chips, &ChannelChips::rowsRemoved);
-    chips.setMoving(true);
-    chips.setWidth(1000.0);
-    QVERIFY2(chips.height() < row, "how high they are is known at once");
-    chips.setWidth(1.0);
-    chips.setSight({2.5 * row, 3.0 * row});
-    QCOMPARE(inserted.size() + removed.size(), 0);
-    chips.setMoving(false);
-    QCOMPARE(names(chips), QStringList{u"C"_qs});
 }
 
 void KeyedRowsTest::anyListBecomesAnyOther()

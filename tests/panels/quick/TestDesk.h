@@ -1,7 +1,6 @@
 #pragma once
 
 #include "model/ShowConfig.h"
-#include "panels/Band.h"
 #include "panels/ConsoleLines.h"
 #include "server/ServerController.h"
 
@@ -89,10 +88,6 @@ public:
     Q_INVOKABLE static void setClipboard(const QString& text);
     Q_INVOKABLE static void clearClipboard();
 
-    [[nodiscard]] Q_INVOKABLE static wingbell::Band band(double top, double bottom)
-    {
-        return {top, bottom};
-    }
     /// Where the rule for wrapping rows puts items of those sizes, and the size that it asks for.
     [[nodiscard]] Q_INVOKABLE static QVariantList
     rowPlaces(double width, double spacing, const QVariantList& sizes);

@@ -19,7 +19,6 @@ Item {
             id: flow
 
             property alias channels: model.channels
-            property alias sight: model.sight
 
             width: 300
 
@@ -89,12 +88,6 @@ Item {
             compare(chips.map(chip => Qt.point(chip.x, chip.y)), wanted);
             compare(flow.implicitHeight, desk.rowsSize(flow.width, 8, sizes).height);
         }
-        function manyNames() {
-            const names = new Array();
-            for (let index = 0; index < 200; ++index)
-                names.push(`Channel ${index}`);
-            return names;
-        }
         function test_chipsStandWhereTheRuleSays_data() {
             return eachOf([0, 30, 100, 107.5, 300, 5000]);
         }
@@ -106,41 +99,6 @@ Item {
             followsTheRule(flow);
             flow.width = data.value;
             followsTheRule(flow);
-        }
-        function test_onlyChipsInSightAreMade() {
-            const flow = open(chipsComponent, {
-                    "channels": manyNames()
-                });
-            followsTheRule(flow);
-            const height = flow.implicitHeight;
-            const places = all(flow, Chip).map(chip => `${chip.text} ${chip.x},${chip.y}`);
-            flow.sight = desk.band(400, 500);
-            const few = all(flow, Chip);
-            verify(few.length > 0 && few.length < 30, few.length);
-            compare(flow.implicitHeight, height);
-            for (const chip of few) {
-                verify(chip.y <= 500 && chip.y + chip.height >= 400);
-                verify(places.includes(`${chip.text} ${chip.x},${chip.y}`), chip.text);
-            }
-            // What stays in sight stays the same chip, and what comes stands where it should.
-            const kept = few[few.length - 1];
-            flow.sight = desk.band(kept.y, kept.y + 300);
-            verify(all(flow, Chip).includes(kept));
-            for (const chip of all(flow, Chip))
-                verify(places.includes(`${chip.text} ${chip.x},${chip.y}`), chip.text);
-        }
-        function test_theFocusedChipStaysOutOfSight() {
-            const flow = open(chipsComponent, {
-                    "channels": manyNames()
-                });
-            const chip = labelled(flow, Chip, "Channel 3");
-            chip.forceActiveFocus(Qt.TabFocusReason);
-            flow.sight = desk.band(400, 500);
-            verify(chip.activeFocus);
-            verify(all(flow, Chip).includes(chip));
-            all(flow, Chip)[4].forceActiveFocus(Qt.TabFocusReason);
-            flow.sight = desk.band(420, 520);
-            verify(!all(flow, Chip).map(item => item.text).includes("Channel 3"));
         }
         function test_theRingIsAroundTheChipThatShowsTheFocus() {
             const flow = open(chipsComponent, {
