@@ -19,7 +19,7 @@ TELLERS = [
 ]  # fmt: skip
 
 # Where else words come from that people see.
-ROOMS = ["relay", "server", "panels", "model", "build_app.sh"]
+ROOMS = ["relay", "server", "desktop", "panels", "model", "build_app.sh"]
 
 NOT_TOLD = {
     "Wingbell show is running",  # to the desktop, which keeps it to itself
