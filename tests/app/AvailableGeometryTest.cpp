@@ -1,12 +1,12 @@
-#include "app/ScreenRoom.h"
+#include "app/AvailableGeometry.h"
 
 #include <QSignalSpy>
 #include <QtTest>
 
 using namespace wingbell;
-using Desktop = ScreenRoom::Desktop;
+using Desktop = AvailableGeometry::Desktop;
 
-class ScreenRoomTest : public QObject
+class AvailableGeometryTest : public QObject
 {
     Q_OBJECT
 
@@ -20,7 +20,7 @@ private Q_SLOTS:
     void theRoomIsThatOfTheWindowsScreen();
 };
 
-void ScreenRoomTest::aWindowOpensInItsSizeWhereThereIsRoom_data()
+void AvailableGeometryTest::aWindowOpensInItsSizeWhereThereIsRoom_data()
 {
     QTest::addColumn<Desktop>("desktop");
     QTest::addColumn<double>("available");
@@ -38,14 +38,14 @@ void ScreenRoomTest::aWindowOpensInItsSizeWhereThereIsRoom_data()
     QTest::newRow("Wayland, no screen") << Desktop::Wayland << 0.0 << 680.0;
 }
 
-void ScreenRoomTest::aWindowOpensInItsSizeWhereThereIsRoom()
+void AvailableGeometryTest::aWindowOpensInItsSizeWhereThereIsRoom()
 {
     QFETCH(const Desktop, desktop);
     QFETCH(const double, available);
-    QTEST(ScreenRoom::opening(desktop, 760.0, 680.0, available), "opening");
+    QTEST(AvailableGeometry::opening(desktop, 760.0, 680.0, available), "opening");
 }
 
-void ScreenRoomTest::aWindowIsHeldToItsLeastWhereThatIsBorne_data()
+void AvailableGeometryTest::aWindowIsHeldToItsLeastWhereThatIsBorne_data()
 {
     QTest::addColumn<Desktop>("desktop");
     QTest::addColumn<double>("available");
@@ -60,14 +60,14 @@ void ScreenRoomTest::aWindowIsHeldToItsLeastWhereThatIsBorne_data()
     QTest::newRow("Wayland, no screen") << Desktop::Wayland << 0.0 << 680.0;
 }
 
-void ScreenRoomTest::aWindowIsHeldToItsLeastWhereThatIsBorne()
+void AvailableGeometryTest::aWindowIsHeldToItsLeastWhereThatIsBorne()
 {
     QFETCH(const Desktop, desktop);
     QFETCH(const double, available);
-    QTEST(ScreenRoom::held(desktop, 680.0, available), "held");
+    QTEST(AvailableGeometry::held(desktop, 680.0, available), "held");
 }
 
-void ScreenRoomTest::allIsShownUnlessTheScreenIsTooSmallForTheLeast_data()
+void AvailableGeometryTest::allIsShownUnlessTheScreenIsTooSmallForTheLeast_data()
 {
     QTest::addColumn<double>("extent");
     QTest::addColumn<double>("available");
@@ -81,18 +81,18 @@ void ScreenRoomTest::allIsShownUnlessTheScreenIsTooSmallForTheLeast_data()
     QTest::newRow("no screen") << 680.0 << 0.0 << 680.0;
 }
 
-void ScreenRoomTest::allIsShownUnlessTheScreenIsTooSmallForTheLeast()
+void AvailableGeometryTest::allIsShownUnlessTheScreenIsTooSmallForTheLeast()
 {
     QFETCH(const double, extent);
     QFETCH(const double, available);
-    QTEST(ScreenRoom::shown(extent, 680.0, available), "shown");
+    QTEST(AvailableGeometry::shown(extent, 680.0, available), "shown");
 }
 
-void ScreenRoomTest::theRoomIsThatOfTheWindowsScreen()
+void AvailableGeometryTest::theRoomIsThatOfTheWindowsScreen()
 {
     QQuickWindow window;
-    ScreenRoom room;
-    QSignalSpy told(&room, &ScreenRoom::availableChanged);
+    AvailableGeometry room;
+    QSignalSpy told(&room, &AvailableGeometry::availableChanged);
     QCOMPARE(room.available(), QSizeF(QGuiApplication::primaryScreen()->availableSize()));
     room.setWindow(&window);
     QCOMPARE(room.available(), QSizeF(window.screen()->availableSize()));
@@ -105,5 +105,5 @@ void ScreenRoomTest::theRoomIsThatOfTheWindowsScreen()
     QCOMPARE(told.size(), 3);
 }
 
-QTEST_MAIN(ScreenRoomTest)
-#include "ScreenRoomTest.moc"
+QTEST_MAIN(AvailableGeometryTest)
+#include "AvailableGeometryTest.moc"
