@@ -62,6 +62,7 @@ install_packages() {
     [ "$(id -u)" -eq 0 ] || say "this needs administrator rights; sudo may ask for your password."
     as_root env DEBIAN_FRONTEND=noninteractive apt-get update -q
     as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"
+    rm -f "$root/build/build.ninja" # so that a build that did without them is configured again
 }
 
 # The show lies in a folder that all users of the machine share.

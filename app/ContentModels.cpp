@@ -1,6 +1,19 @@
 #include "app/ContentModels.h"
 
+#include "desktop/DesktopSleepInhibitor.h"
+
 namespace wingbell {
+
+namespace {
+
+/// One for the whole run and never destroyed: what it holds at the end goes with the process.
+SleepInhibitor& programsSleepInhibitor()
+{
+    static auto* const inhibitor = new DesktopSleepInhibitor;
+    return *inhibitor;
+}
+
+} // namespace
 
 ContentModels::ContentModels(QObject* parent)
     : ContentModels(ShowConfig::configDirectory(), parent)
@@ -18,7 +31,7 @@ void ContentModels::viewShown()
     if (m_server) {
         return;
     }
-    m_server = std::make_unique<ServerController>(m_config);
+    m_server = std::make_unique<ServerController>(m_config, programsSleepInhibitor());
     Q_EMIT serverChanged();
 }
 

@@ -27,7 +27,7 @@ Window {
     visible: true
     width: room.openingWidth(820, least.width)
 
-    ScreenRoom {
+    AvailableGeometry {
         id: room
 
         window: window

@@ -2,7 +2,7 @@
 
 #include "app/WindowIcon.h"
 #include "app/WindowLanguage.h"
-#include "server/BusConnection.h"
+#include "desktop/BusConnection.h"
 
 #include <QGuiApplication>
 #include <QLocale>

@@ -1,13 +1,14 @@
 #pragma once
 
+#include "desktop/FileRevealer.h"
 #include "model/Role.h"
 #include "model/ShowConfig.h"
 #include "server/ServerController.h"
 
 #include <QQmlEngine>
 
-// The models' types under their names in QML. They stand here because the models themselves know
-// no QML.
+// The types of other rooms under their names in QML. They stand here because those rooms themselves
+// know no QML.
 
 namespace wingbell {
 
@@ -32,6 +33,14 @@ struct ServerControllerForQml
     QML_FOREIGN(wingbell::ServerController)
     QML_NAMED_ELEMENT(ServerController)
     QML_UNCREATABLE("The window owns the one controller")
+};
+
+struct FileRevealerForQml
+{
+    Q_GADGET
+    QML_FOREIGN(wingbell::FileRevealer)
+    QML_NAMED_ELEMENT(FileRevealer)
+    QML_SINGLETON
 };
 
 } // namespace wingbell

@@ -38,10 +38,9 @@ ChannelSet without(const ChannelSet& first, const ChannelSet& second)
 }
 
 /// Who counts as one sender: an address whatever its port, of IPv6 a network of 64 bits.
-std::string senderOf(const sockaddr_storage& address)
+std::string senderOf(const QHostAddress& address)
 {
-    const auto known = IpAddress::fromSocket(address);
-    return known ? known->guest().text().toStdString() : std::string();
+    return clientNetwork(address).toString().toStdString();
 }
 
 QString reasonOf(Admission admission, const Announcement& announcement)
@@ -139,7 +138,7 @@ void Announcer::handle(const OscSocket::Datagram& datagram)
     }
 }
 
-void Announcer::announce(const Announcement& announcement, const sockaddr_storage& sender)
+void Announcer::announce(const Announcement& announcement, const QHostAddress& sender)
 {
     if (!m_limiter.admit(sender, RequestLimiter::Clock::now())) {
         m_journal.refused(
@@ -166,7 +165,7 @@ void Announcer::announce(const Announcement& announcement, const sockaddr_storag
 }
 
 /// Not rate-limited: who sends too much must be able to take it back.
-void Announcer::silence(const sockaddr_storage& sender)
+void Announcer::silence(const QHostAddress& sender)
 {
     m_journal.silenced(m_worker->silence(senderOf(sender)), sender);
 }

@@ -45,8 +45,8 @@ public:
 
 private:
     void handle(const OscSocket::Datagram& datagram);
-    void announce(const Announcement& announcement, const sockaddr_storage& sender);
-    void silence(const sockaddr_storage& sender);
+    void announce(const Announcement& announcement, const QHostAddress& sender);
+    void silence(const QHostAddress& sender);
     void begun(const ChannelSet& channels);
     void ended(const SpeechReport& report);
 

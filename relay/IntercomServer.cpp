@@ -88,7 +88,8 @@ Place placeOf(quint16 port)
     for (const InterfaceAddress& found : rankedAddresses(NetworkAddresses().read())) {
         place.names.addresses.push_back(found.address);
         // A link-local address means nothing without the name of the asking side's interface.
-        if (found.address.isIpv4() || !found.address.isLinkLocal()) {
+        if (found.address.protocol() == QHostAddress::IPv4Protocol ||
+            !found.address.isLinkLocal()) {
             place.urls.append(urlFor(found.address, port));
         }
     }

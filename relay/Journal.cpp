@@ -1,7 +1,7 @@
 #include "relay/Journal.h"
 
 #include "relay/Sentences.h"
-#include "relay/net/SenderAddress.h"
+#include "relay/net/IpAddress.h"
 #include "relay/words/LineWriter.h"
 
 #include <algorithm>
@@ -47,21 +47,20 @@ void Journal::write(const QString& line)
     m_reminder.otherLineWritten();
 }
 
-void Journal::announced(const Announcement& announcement, const sockaddr_storage& sender)
+void Journal::announced(const Announcement& announcement, const QHostAddress& sender)
 {
-    tell(LineCause::Announced, [&] {
-        return announcedSentence(announcement, numericAddress(sender));
-    });
+    tell(
+        LineCause::Announced, [&] { return announcedSentence(announcement, addressText(sender)); });
 }
 
-void Journal::refused(const Refusal& refusal, const sockaddr_storage& sender)
+void Journal::refused(const Refusal& refusal, const QHostAddress& sender)
 {
-    tell(refusal.cause, [&] { return refusedSentence(refusal, numericAddress(sender)); });
+    tell(refusal.cause, [&] { return refusedSentence(refusal, addressText(sender)); });
 }
 
-void Journal::silenced(std::size_t count, const sockaddr_storage& sender)
+void Journal::silenced(std::size_t count, const QHostAddress& sender)
 {
-    tell(LineCause::Silenced, [&] { return silencedSentence(count, numericAddress(sender)); });
+    tell(LineCause::Silenced, [&] { return silencedSentence(count, addressText(sender)); });
 }
 
 void Journal::notSpoken(const QString& text, const QString& reason)
@@ -69,9 +68,9 @@ void Journal::notSpoken(const QString& text, const QString& reason)
     tell(LineCause::NotSpoken, [&] { return notSpokenSentence(text, reason); });
 }
 
-void Journal::turnedAway(LineCause cause, const sockaddr_storage& who, const QString& reason)
+void Journal::turnedAway(LineCause cause, const QHostAddress& who, const QString& reason)
 {
-    tell(cause, [&] { return turnedAwaySentence(numericAddress(who), reason); });
+    tell(cause, [&] { return turnedAwaySentence(addressText(who), reason); });
 }
 
 void Journal::joined(const QString& role, const QString& address, bool microphone)

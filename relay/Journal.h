@@ -6,10 +6,10 @@
 #include "relay/words/LineReminder.h"
 #include "relay/words/Refusal.h"
 
+#include <QHostAddress>
 #include <QStringList>
 
 #include <functional>
-#include <sys/socket.h>
 
 namespace wingbell {
 
@@ -28,11 +28,11 @@ public:
         LineWriter& output, std::function<void()> written,
         std::function<Clock::time_point()> now = Clock::now);
 
-    void announced(const Announcement& announcement, const sockaddr_storage& sender);
-    void refused(const Refusal& refusal, const sockaddr_storage& sender);
-    void silenced(std::size_t count, const sockaddr_storage& sender);
+    void announced(const Announcement& announcement, const QHostAddress& sender);
+    void refused(const Refusal& refusal, const QHostAddress& sender);
+    void silenced(std::size_t count, const QHostAddress& sender);
     void notSpoken(const QString& text, const QString& reason);
-    void turnedAway(LineCause cause, const sockaddr_storage& who, const QString& reason);
+    void turnedAway(LineCause cause, const QHostAddress& who, const QString& reason);
 
     void joined(const QString& role, const QString& address, bool microphone) override;
     void returned(const QString& role, const QString& address) override;

@@ -72,7 +72,7 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
           [this](const ChannelSet& channels) { m_crew.setAnnouncing(channels); })
     , m_service(
           *parts.server, m_show, m_crew, m_door,
-          [this](CodeVerdict::Kind kind, const sockaddr_storage& who) {
+          [this](CodeVerdict::Kind kind, const QHostAddress& who) {
               m_journal.turnedAway(
                   LineCause::WrongCode, who,
                   kind == CodeVerdict::Kind::Wrong
@@ -82,7 +82,7 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
     , m_server(std::move(parts.server))
 {
     m_server->onRefused(
-        [this](WebRefusal cause, const sockaddr_storage& who) { turnedAway(cause, who); });
+        [this](WebRefusal cause, const QHostAddress& who) { turnedAway(cause, who); });
     m_stopAsked = Watch::readable(m_stop.descriptor(), [this] { this->stop(); });
     m_oscReadable = Watch::readable(m_announcer.descriptor(), [this] { m_announcer.receive(); });
     m_mixing->waitUntilRunning();
@@ -186,7 +186,7 @@ void Relay::lookAfterCrew()
     });
 }
 
-void Relay::turnedAway(WebRefusal cause, const sockaddr_storage& who)
+void Relay::turnedAway(WebRefusal cause, const QHostAddress& who)
 {
     const auto* const found =
         std::find_if(webReasons.begin(), webReasons.end(), [cause](const WebReason& entry) {

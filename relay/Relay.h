@@ -53,7 +53,7 @@ private:
     void tellOffAir();
     void waitForOutput();
     void lookAfterCrew();
-    void turnedAway(WebRefusal cause, const sockaddr_storage& who);
+    void turnedAway(WebRefusal cause, const QHostAddress& who);
 
     ShowPatch m_show;
     quint16 m_port;

@@ -1,27 +1,16 @@
 #include "server/ServerController.h"
 
-#include "server/DesktopSleepInhibitor.h"
 #include "server/ServerLookup.h"
 #include "server/ServerProcess.h"
+#include "server/SleepInhibitor.h"
 
 #include <utility>
 
 namespace wingbell {
 
-namespace {
-
-/// One for the whole run and never destroyed: what it holds at the end goes with the process.
-SleepInhibitor& programsSleepInhibitor()
-{
-    static auto* const inhibitor = new DesktopSleepInhibitor;
-    return *inhibitor;
-}
-
-} // namespace
-
-ServerController::ServerController(ShowConfig& config, QObject* parent)
+ServerController::ServerController(ShowConfig& config, SleepInhibitor& sleep, QObject* parent)
     : ServerController(
-          config, [] { return embeddedServer(); }, programsSleepInhibitor(), parent)
+          config, [] { return embeddedServer(); }, sleep, parent)
 {
 }
 

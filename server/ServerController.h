@@ -35,11 +35,11 @@ public:
     /// output arrives, so that the lines of a stop never push out what the server said last.
     static constexpr qsizetype mostLogLines = 500;
 
-    /// A controller of the application's own server. `config` must outlive it.
-    explicit ServerController(ShowConfig& config, QObject* parent = nullptr);
+    /// A controller of the application's own server. `config` and `sleep`, which keeps the computer
+    /// awake, must outlive it; `sleep` keeps what it holds when the controller goes.
+    ServerController(ShowConfig& config, SleepInhibitor& sleep, QObject* parent = nullptr);
 
-    /// A controller of another server that keeps the computer awake by other means. `config` and
-    /// `sleep` must outlive it; `sleep` keeps what it holds when the controller goes.
+    /// A controller of another server.
     ServerController(
         ShowConfig& config, Lookup lookup, SleepInhibitor& sleep, QObject* parent = nullptr);
 

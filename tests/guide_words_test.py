@@ -13,13 +13,13 @@ TELLERS = [
     "relay/Announcer.cpp", "relay/Relay.cpp", "relay/Sentences.cpp", "relay/words/DurationInWords.cpp",
     "relay/confinement/Confinement.cpp",
     "relay/crew/CrewFolder.cpp", "relay/crew/KeptCertificate.cpp", "relay/link/MediaLibrary.cpp",
-    "relay/net/SenderAddress.cpp", "relay/osc/AnnouncementReading.cpp", "relay/osc/OscPacket.cpp",
+    "relay/net/IpAddress.cpp", "relay/osc/AnnouncementReading.cpp", "relay/osc/OscPacket.cpp",
     "relay/speech/Speaker.cpp", "relay/speech/WavStream.cpp", "relay/web/TlsIdentity.cpp",
     "server/ServerController.cpp", "relay/crew/page/sentences.js",
 ]  # fmt: skip
 
 # Where else words come from that people see.
-ROOMS = ["relay", "server", "panels", "model", "build_app.sh"]
+ROOMS = ["relay", "server", "desktop", "panels", "model", "build_app.sh"]
 
 NOT_TOLD = {
     "Wingbell show is running",  # to the desktop, which keeps it to itself

@@ -2,6 +2,7 @@
 
 #include "relay/crew/OpenSslHandles.h"
 #include "relay/crew/RandomBytes.h"
+#include "relay/net/IpAddress.h"
 
 #include <algorithm>
 #include <array>
@@ -40,11 +41,9 @@ CertificateNames nameable(const CertificateNames& names)
 {
     CertificateNames result;
     result.hostNames = {QStringLiteral("localhost")};
-    result.addresses.emplace_back(IpAddress::Ipv4Bytes{127, 0, 0, 1});
-    IpAddress::Ipv6Bytes loopback = {};
-    loopback.back() = 1;
-    result.addresses.emplace_back(loopback);
-    for (const IpAddress& address : names.addresses) {
+    result.addresses.emplace_back(QHostAddress::LocalHost);
+    result.addresses.emplace_back(QHostAddress::LocalHostIPv6);
+    for (const QHostAddress& address : names.addresses) {
         appendOnce(result.addresses, address);
     }
     for (const QString& name : names.hostNames) {
@@ -89,8 +88,8 @@ bool addNames(X509& certificate, const CertificateNames& names)
             names.hostNames.begin(), names.hostNames.end(),
             [&list](const QString& name) { return append(*list, GEN_DNS, name.toLatin1()); }) &&
         std::all_of(
-            names.addresses.begin(), names.addresses.end(), [&list](const IpAddress& address) {
-                return append(*list, GEN_IPADD, address.bytes());
+            names.addresses.begin(), names.addresses.end(), [&list](const QHostAddress& address) {
+                return append(*list, GEN_IPADD, addressBytes(address));
             });
     return complete &&
            X509_add1_ext_i2d(
@@ -205,21 +204,6 @@ QByteArrayView bytesOf(const ASN1_STRING* text)
         qsizetype{ASN1_STRING_length(text)}};
 }
 
-std::optional<IpAddress> addressFrom(QByteArrayView bytes)
-{
-    IpAddress::Ipv4Bytes four = {};
-    IpAddress::Ipv6Bytes six = {};
-    if (bytes.size() == qsizetype{sizeof four}) {
-        std::copy(bytes.begin(), bytes.end(), four.begin());
-        return IpAddress(four);
-    }
-    if (bytes.size() == qsizetype{sizeof six}) {
-        std::copy(bytes.begin(), bytes.end(), six.begin());
-        return IpAddress(six);
-    }
-    return std::nullopt;
-}
-
 CertificateNames namesIn(const X509& certificate)
 {
     CertificateNames names;
@@ -230,8 +214,9 @@ CertificateNames namesIn(const X509& certificate)
         if (name->type == GEN_DNS) {
             names.hostNames.append(QString::fromLatin1(bytesOf(name->d.dNSName)));
         } else if (name->type == GEN_IPADD) {
-            if (const auto address = addressFrom(bytesOf(name->d.iPAddress))) {
-                names.addresses.push_back(*address);
+            const QHostAddress address = ipAddress(bytesOf(name->d.iPAddress));
+            if (!address.isNull()) {
+                names.addresses.push_back(address);
             }
         }
     }

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "relay/net/IpAddress.h"
-
+#include <QHostAddress>
 #include <QStringList>
 
 #include <vector>
@@ -11,8 +10,8 @@ namespace wingbell {
 /// The addresses and host names that a certificate stands behind in a URL.
 struct CertificateNames
 {
-    std::vector<IpAddress> addresses; ///< most important first
-    QStringList hostNames;            ///< likewise
+    std::vector<QHostAddress> addresses; ///< most important first
+    QStringList hostNames;               ///< likewise
 
     friend bool operator==(const CertificateNames&, const CertificateNames&) = default;
 };

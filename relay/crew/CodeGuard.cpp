@@ -1,5 +1,7 @@
 #include "relay/crew/CodeGuard.h"
 
+#include "relay/net/IpAddress.h"
+
 #include <algorithm>
 #include <tuple>
 
@@ -51,8 +53,8 @@ template <typename Records> void makeRoom(Records& records, Clock::time_point no
     if (records.size() < CodeGuard::mostAddresses) {
         return;
     }
-    const auto order = [now](const auto& entry) {
-        return std::tuple(entry.second.waitsUntil > now, entry.second.lastChecked);
+    const auto order = [now](const auto& record) {
+        return std::tuple(record.waitsUntil > now, record.lastChecked);
     };
     records.erase(std::min_element(
         records.begin(), records.end(),
@@ -68,11 +70,10 @@ CodeGuard::CodeGuard(CrewCode code)
 {
 }
 
-CodeVerdict CodeGuard::check(const IpAddress& from, QStringView given, Clock::time_point now)
+CodeVerdict CodeGuard::check(const QHostAddress& from, QStringView given, Clock::time_point now)
 {
     const auto known = m_known.find(from);
-    return known == m_known.end() ? checkUnknown(from, given, now)
-                                  : checkKnown(known->second, given, now);
+    return known == m_known.end() ? checkUnknown(from, given, now) : checkKnown(*known, given, now);
 }
 
 CodeVerdict CodeGuard::checkKnown(Record& record, QStringView given, Clock::time_point now) const
@@ -90,11 +91,12 @@ CodeVerdict CodeGuard::checkKnown(Record& record, QStringView given, Clock::time
     return {CodeVerdict::Kind::Right};
 }
 
-CodeVerdict CodeGuard::checkUnknown(const IpAddress& from, QStringView given, Clock::time_point now)
+CodeVerdict
+CodeGuard::checkUnknown(const QHostAddress& from, QStringView given, Clock::time_point now)
 {
-    const IpAddress guest = from.guest();
-    const auto guessing = m_guessing.find(guest);
-    Record record = guessing == m_guessing.end() ? Record() : guessing->second;
+    const QHostAddress network = clientNetwork(from);
+    const auto guessing = m_guessing.find(network);
+    Record record = guessing == m_guessing.end() ? Record() : *guessing;
     if (record.waitsUntil > now) {
         return slowDown(record.waitsUntil - now);
     }
@@ -106,14 +108,14 @@ CodeVerdict CodeGuard::checkUnknown(const IpAddress& from, QStringView given, Cl
     const CodeVerdict verdict = checkKnown(record, given, now);
     if (verdict.kind == CodeVerdict::Kind::Right) {
         makeRoom(m_known, now);
-        m_known.insert_or_assign(from, record);
+        m_known.insert(from, record);
         return verdict;
     }
     budget.take(now);
     if (guessing == m_guessing.end()) {
         makeRoom(m_guessing, now);
     }
-    m_guessing.insert_or_assign(guest, record);
+    m_guessing.insert(network, record);
     return verdict;
 }
 

@@ -3,13 +3,12 @@
 #include "relay/crew/CodeVerdict.h"
 #include "relay/crew/CrewCode.h"
 #include "relay/crew/GuessBudget.h"
-#include "relay/net/IpAddress.h"
 
+#include <QHash>
+#include <QHostAddress>
 #include <QStringView>
 
 #include <chrono>
-#include <cstddef>
-#include <map>
 
 namespace wingbell {
 
@@ -44,15 +43,15 @@ public:
 
     /// Remembered of guessing and of known addresses each. Where a further one comes, one that does
     /// not wait is forgotten first, and among those the one not heard of for longest.
-    static constexpr std::size_t mostAddresses = 1024;
+    static constexpr qsizetype mostAddresses = 1024;
 
     explicit CodeGuard(CrewCode code);
 
     [[nodiscard]] CodeVerdict
-    check(const IpAddress& from, QStringView given, Clock::time_point now);
+    check(const QHostAddress& from, QStringView given, Clock::time_point now);
 
     /// How many addresses are remembered.
-    [[nodiscard]] std::size_t remembered() const { return m_guessing.size() + m_known.size(); }
+    [[nodiscard]] qsizetype remembered() const { return m_guessing.size() + m_known.size(); }
 
 private:
     struct Record
@@ -62,10 +61,10 @@ private:
         Clock::time_point lastWrong;
         Clock::time_point waitsUntil; ///< waits no more once this is reached
     };
-    using Records = std::map<IpAddress, Record>;
+    using Records = QHash<QHostAddress, Record>;
 
     [[nodiscard]] CodeVerdict
-    checkUnknown(const IpAddress& from, QStringView given, Clock::time_point now);
+    checkUnknown(const QHostAddress& from, QStringView given, Clock::time_point now);
     [[nodiscard]] CodeVerdict
     checkKnown(Record& record, QStringView given, Clock::time_point now) const;
 

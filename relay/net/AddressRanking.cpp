@@ -26,17 +26,31 @@ bool isVirtual(const InterfaceAddress& address)
                                      });
 }
 
+bool isIpv4(const QHostAddress& address)
+{
+    return address.protocol() == QHostAddress::IPv4Protocol;
+}
+
+/// Of a network of one's own: 10/8, 172.16/12, 192.168/16 or fc00::/7.
+bool isPrivate(const QHostAddress& address)
+{
+    return address.isUniqueLocalUnicast() ||
+           address.isInSubnet(QHostAddress(QStringLiteral("10.0.0.0")), 8) ||
+           address.isInSubnet(QHostAddress(QStringLiteral("172.16.0.0")), 12) ||
+           address.isInSubnet(QHostAddress(QStringLiteral("192.168.0.0")), 16);
+}
+
 bool isOfUse(const InterfaceAddress& address)
 {
-    return address.up && !address.passing && !address.address.isUnspecified() &&
-           !address.address.isMulticast();
+    return address.up && !address.passing && address.address != QHostAddress::AnyIPv4 &&
+           address.address != QHostAddress::AnyIPv6 && !address.address.isMulticast();
 }
 
 /// Smaller is better: what tells addresses of one rank apart. In a room with both, a cable drops
 /// out less than the air; and a person reads an IPv4 address more easily.
 std::tuple<AddressRank, bool, bool, bool> order(const InterfaceAddress& address)
 {
-    return {rankOf(address), isVirtual(address), !address.address.isIpv4(), address.wireless};
+    return {rankOf(address), isVirtual(address), !isIpv4(address.address), address.wireless};
 }
 
 QString url(const QString& host, quint16 port)
@@ -60,10 +74,10 @@ AddressRank rankOf(const InterfaceAddress& address)
     if (isVirtual(address)) {
         return AddressRank::Virtual;
     }
-    if (address.address.isIpv4()) {
-        return address.address.isPrivate() ? AddressRank::PrivateIpv4 : AddressRank::OtherIpv4;
+    if (isIpv4(address.address)) {
+        return isPrivate(address.address) ? AddressRank::PrivateIpv4 : AddressRank::OtherIpv4;
     }
-    return address.address.isPrivate() ? AddressRank::UniqueLocalIpv6 : AddressRank::GlobalIpv6;
+    return isPrivate(address.address) ? AddressRank::UniqueLocalIpv6 : AddressRank::GlobalIpv6;
 }
 
 std::vector<InterfaceAddress> rankedAddresses(const std::vector<InterfaceAddress>& addresses)
@@ -87,10 +101,10 @@ std::vector<InterfaceAddress> rankedAddresses(const std::vector<InterfaceAddress
     return result;
 }
 
-QString urlFor(const IpAddress& address, quint16 port)
+QString urlFor(const QHostAddress& address, quint16 port)
 {
-    const QString text = address.text();
-    return url(address.isIpv4() ? text : QString(QLatin1Char('[') + text + QLatin1Char(']')), port);
+    const QString text = address.toString();
+    return url(isIpv4(address) ? text : QString(QLatin1Char('[') + text + QLatin1Char(']')), port);
 }
 
 QString urlFor(const QString& hostName, quint16 port)

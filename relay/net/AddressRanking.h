@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/net/InterfaceAddress.h"
+#include "relay/net/NetworkAddresses.h"
 
 #include <QString>
 #include <QtGlobal>
@@ -30,7 +30,7 @@ enum class AddressRank {
 rankedAddresses(const std::vector<InterfaceAddress>& addresses);
 
 /// "https://192.168.1.5:47000/"; an IPv6 address in brackets, the port left out where it is 443.
-[[nodiscard]] QString urlFor(const IpAddress& address, quint16 port);
+[[nodiscard]] QString urlFor(const QHostAddress& address, quint16 port);
 
 /// The same with a host's name.
 [[nodiscard]] QString urlFor(const QString& hostName, quint16 port);

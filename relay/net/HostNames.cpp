@@ -1,6 +1,6 @@
 #include "relay/net/HostNames.h"
 
-#include "relay/net/IpAddress.h"
+#include <QHostAddress>
 
 #include <algorithm>
 
@@ -20,12 +20,18 @@ bool isLabel(const QString& label)
            });
 }
 
+/// QHostAddress alone would also take shorter forms: 5 as 0.0.0.5.
+bool isIpv4Address(const QString& name)
+{
+    return name.count(QLatin1Char('.')) == 3 && !QHostAddress(name).isNull();
+}
+
 bool isHostName(const QString& name)
 {
     constexpr qsizetype longestName = 253;
     const QStringList labels = name.split(QLatin1Char('.'));
     return name.size() <= longestName && std::all_of(labels.begin(), labels.end(), isLabel) &&
-           !IpAddress::fromText(name);
+           !isIpv4Address(name);
 }
 
 } // namespace

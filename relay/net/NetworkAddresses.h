@@ -1,12 +1,25 @@
 #pragma once
 
-#include "relay/net/InterfaceAddress.h"
-
+#include <QHostAddress>
 #include <QString>
 
 #include <vector>
 
 namespace wingbell {
+
+/// An address of this machine, and what is known of the network interface that has it.
+struct InterfaceAddress
+{
+    QString interface; ///< as the system names it: "eth0", "wlp2s0"
+    QHostAddress address;
+    bool up = false;
+    bool loopback = false;
+    bool hasDevice = false; ///< a real adapter is behind it, itself or through a bridge or a bond
+    bool wireless = false;
+    bool passing = false; ///< an IPv6 address that the system replaces by itself, or may not use
+
+    friend bool operator==(const InterfaceAddress&, const InterfaceAddress&) = default;
+};
 
 /// Reads the addresses that this machine has now.
 class NetworkAddresses
@@ -19,7 +32,7 @@ public:
         QString interfaces = QStringLiteral("/sys/class/net"),
         QString ipv6Addresses = QStringLiteral("/proc/net/if_inet6"));
 
-    /// In the system's order, not ranked. Empty when the system tells none.
+    /// In the system's order, not ranked, without scope ids. Empty when the system tells none.
     [[nodiscard]] std::vector<InterfaceAddress> read() const;
 
     /// True when a real adapter is behind `interface`.
@@ -28,12 +41,12 @@ public:
     [[nodiscard]] bool isWireless(const QString& interface) const;
 
 private:
+    /// The IPv6 addresses that are temporary, deprecated or not (yet) usable. Qt tells the first
+    /// two only.
+    [[nodiscard]] QList<QHostAddress> passingAddresses() const;
+
     QString m_interfaces;
     QString m_ipv6Addresses;
 };
-
-/// The IPv6 addresses that a table as the kernel prints it in /proc/net/if_inet6 tells to be
-/// temporary, deprecated or not (yet) usable. Lines that are none of such a table are passed over.
-[[nodiscard]] std::vector<IpAddress> passingAddresses(QByteArrayView table);
 
 } // namespace wingbell

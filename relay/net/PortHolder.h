@@ -5,7 +5,6 @@
 #include <QtGlobal>
 
 #include <optional>
-#include <vector>
 
 namespace wingbell {
 
@@ -18,20 +17,12 @@ struct PortHolder
     friend bool operator==(const PortHolder&, const PortHolder&) = default;
 };
 
-/// The inodes of the sockets that have local port `port`, out of a table as the kernel prints it in
-/// /proc/net/udp or udp6. Lines that are none of such a table are passed over.
-[[nodiscard]] std::vector<quint64> inodesAtPort(QByteArrayView table, quint16 port);
+/// The first program named in what ss prints; nothing where it names none.
+[[nodiscard]] std::optional<PortHolder> firstHolder(QByteArrayView sockets);
 
-/// The same for a table as in /proc/net/tcp or tcp6, and only for sockets that wait for
-/// connections: the connections themselves have the same local port.
-[[nodiscard]] std::vector<quint64> listeningInodesAtPort(QByteArrayView table, quint16 port);
-
-/// The socket inode out of what a descriptor links to ("socket:[4711]"); nothing for any other
-/// link.
-[[nodiscard]] std::optional<quint64> socketInode(QByteArrayView link);
-
-/// Who has UDP port `port` now. Nothing when nobody has it, and when that cannot be told: without
-/// special rights one sees into one's own processes only.
+/// Who has UDP port `port` now. Nothing when no program has it, and when that cannot be told: ss
+/// (iproute2) is missing or takes longer than a second, or the program is of another user, whose
+/// processes one sees only with special rights.
 [[nodiscard]] std::optional<PortHolder> udpPortHolder(quint16 port);
 
 /// Who waits for connections on TCP port `port` now; nothing in the same cases.

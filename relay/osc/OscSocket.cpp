@@ -1,5 +1,6 @@
 #include "relay/osc/OscSocket.h"
 
+#include "relay/net/IpAddress.h"
 #include "relay/net/OpenPort.h"
 
 namespace wingbell {
@@ -22,16 +23,15 @@ OscSocket::Opening OscSocket::open(quint16 port)
 
 std::optional<OscSocket::Datagram> OscSocket::receive()
 {
-    Datagram datagram = {};
-    socklen_t size = sizeof datagram.sender;
+    sockaddr_storage sender = {};
+    socklen_t size = sizeof sender;
     const ssize_t count = ::recvfrom(
         m_descriptor.get(), m_buffer.data(), m_buffer.size(), 0,
-        reinterpret_cast<sockaddr*>(&datagram.sender), &size);
+        reinterpret_cast<sockaddr*>(&sender), &size);
     if (count < 0) {
         return std::nullopt;
     }
-    datagram.bytes = QByteArrayView(m_buffer.data(), count);
-    return datagram;
+    return Datagram{QByteArrayView(m_buffer.data(), count), ipAddress(sender)};
 }
 
 } // namespace wingbell

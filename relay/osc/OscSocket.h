@@ -3,10 +3,10 @@
 #include "model/FileDescriptor.h"
 
 #include <QByteArrayView>
+#include <QHostAddress>
 #include <QtGlobal>
 
 #include <optional>
-#include <sys/socket.h>
 #include <vector>
 
 namespace wingbell {
@@ -21,7 +21,7 @@ public:
     struct Datagram
     {
         QByteArrayView bytes; ///< valid until the next call of receive()
-        sockaddr_storage sender;
+        QHostAddress sender;
     };
 
     /// What came of opening a port: the socket, or, where it is missing, the system's error number.

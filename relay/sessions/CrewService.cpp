@@ -2,7 +2,7 @@
 
 #include "relay/crew/CrewAnswers.h"
 #include "relay/crew/CrewRequests.h"
-#include "relay/net/SenderAddress.h"
+#include "relay/net/IpAddress.h"
 
 #include <QDir>
 #include <QFile>
@@ -129,7 +129,7 @@ void CrewService::onPost(HttpsServer& server, const char* path, Reader reader, T
 
 void CrewService::addRequests(HttpsServer& server)
 {
-    using Peer = const sockaddr_storage&;
+    using Peer = const QHostAddress&;
     onPost(
         server, "/api/roles", readCodeRequest,
         [this](const CodeRequest& request, Peer peer, WebReply reply) {
@@ -181,14 +181,9 @@ void CrewService::addRequests(HttpsServer& server)
 }
 
 /// True when `code` is the crew's. Otherwise the reply is sent.
-bool CrewService::isAdmitted(const QString& code, const sockaddr_storage& peer, WebReply& reply)
+bool CrewService::isAdmitted(const QString& code, const QHostAddress& peer, WebReply& reply)
 {
-    const std::optional<IpAddress> address = IpAddress::fromSocket(peer);
-    if (!address) {
-        sendError(reply, 403, "wrong-code");
-        return false;
-    }
-    const CodeVerdict verdict = m_guard.check(*address, code, Clock::now());
+    const CodeVerdict verdict = m_guard.check(peer, code, Clock::now());
     if (verdict.kind == CodeVerdict::Kind::Right) {
         return true;
     }
@@ -234,7 +229,7 @@ void CrewService::sendCard(WebReply reply) const
     reply.sendJson(200, answerText(answer));
 }
 
-void CrewService::join(const JoinRequest& request, const sockaddr_storage& peer, WebReply reply)
+void CrewService::join(const JoinRequest& request, const QHostAddress& peer, WebReply reply)
 {
     const std::optional<qsizetype> role = m_keys.roleOf(request.role);
     if (!role) {
@@ -255,7 +250,7 @@ void CrewService::join(const JoinRequest& request, const sockaddr_storage& peer,
     // A function object must be copyable, a reply is not.
     const auto shared = std::make_shared<WebReply>(std::move(reply));
     m_crew.join(
-        {place, request.microphone, request.replaces.value_or(QString()), numericAddress(peer)},
+        {place, request.microphone, request.replaces.value_or(QString()), addressText(peer)},
         Clock::now(), [shared, answer](const Crew::JoinOutcome& outcome) {
             if (const auto* joined = std::get_if<Crew::Joined>(&outcome)) {
                 shared->sendJson(200, answerText(answer(*joined)));

@@ -24,7 +24,7 @@ public:
     };
 
     /// Learns of a code that was not right.
-    using WrongCode = std::function<void(CodeVerdict::Kind, const sockaddr_storage&)>;
+    using WrongCode = std::function<void(CodeVerdict::Kind, const QHostAddress&)>;
 
     /// Borrows `show` and `crew`; they and this must outlive `server`, which it prepares.
     CrewService(
@@ -38,12 +38,11 @@ private:
     void addRequests(HttpsServer& server);
     template <typename Reader, typename Take>
     void onPost(HttpsServer& server, const char* path, Reader reader, Take take);
-    [[nodiscard]] bool
-    isAdmitted(const QString& code, const sockaddr_storage& peer, WebReply& reply);
+    [[nodiscard]] bool isAdmitted(const QString& code, const QHostAddress& peer, WebReply& reply);
 
     void sendRoles(WebReply reply) const;
     void sendCard(WebReply reply) const;
-    void join(const JoinRequest& request, const sockaddr_storage& peer, WebReply reply);
+    void join(const JoinRequest& request, const QHostAddress& peer, WebReply reply);
     void openEvents(const WebRequest& request, WebReply reply);
 
     const ShowPatch& m_show;

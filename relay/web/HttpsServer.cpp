@@ -1,5 +1,6 @@
 #include "relay/web/HttpsServer.h"
 
+#include "relay/net/IpAddress.h"
 #include "relay/web/WebConnection.h"
 
 #include <cerrno>
@@ -150,7 +151,7 @@ void HttpsServer::leave()
 }
 
 void HttpsServer::requested(
-    RequestReader::Request request, const sockaddr_storage& peer, WebReply reply)
+    RequestReader::Request request, const QHostAddress& peer, WebReply reply)
 {
     if (!m_limiter.admit(peer, Clock::now())) {
         reply.sendJson(429, "{\"error\":\"slow-down\",\"seconds\":1}");
@@ -162,7 +163,7 @@ void HttpsServer::requested(
     }
 }
 
-void HttpsServer::refused(WebRefusal cause, const sockaddr_storage& peer)
+void HttpsServer::refused(WebRefusal cause, const QHostAddress& peer)
 {
     if (m_refused) {
         m_refused(cause, peer);
@@ -171,8 +172,8 @@ void HttpsServer::refused(WebRefusal cause, const sockaddr_storage& peer)
 
 void HttpsServer::ended(WebConnection& connection)
 {
-    const auto count = m_fromAddress.find(addressKey(connection.peer()));
-    if (count != m_fromAddress.end() && --count->second == 0) {
+    const auto count = m_fromAddress.find(connection.peer());
+    if (count != m_fromAddress.end() && --*count == 0) {
         m_fromAddress.erase(count);
     }
     m_connections.erase(&connection);
@@ -205,7 +206,7 @@ bool HttpsServer::takeConnection()
         }
         return false;
     }
-    welcome(std::move(descriptor), peer);
+    welcome(std::move(descriptor), ipAddress(peer));
     return true;
 }
 
@@ -216,7 +217,7 @@ void HttpsServer::rest()
     m_taking->wakeAt(Clock::now() + restWithoutDescriptors);
 }
 
-void HttpsServer::welcome(FileDescriptor descriptor, const sockaddr_storage& peer)
+void HttpsServer::welcome(FileDescriptor descriptor, const QHostAddress& peer)
 {
     if (const auto why = objection(peer)) {
         refused(*why, peer);
@@ -225,17 +226,17 @@ void HttpsServer::welcome(FileDescriptor descriptor, const sockaddr_storage& pee
     setManners(descriptor.get(), m_limits);
     auto connection =
         WebConnection::begin(std::move(descriptor), peer, m_identity, m_limits, *this);
-    ++m_fromAddress[addressKey(peer)];
+    ++m_fromAddress[peer];
     m_connections.emplace(connection.get(), connection);
 }
 
-std::optional<WebRefusal> HttpsServer::objection(const sockaddr_storage& peer)
+std::optional<WebRefusal> HttpsServer::objection(const QHostAddress& peer)
 {
     if (m_connections.size() >= m_limits.connections) {
         return WebRefusal::TooManyConnections;
     }
-    const auto count = m_fromAddress.find(addressKey(peer));
-    if (count != m_fromAddress.end() && count->second >= m_limits.connectionsFromOneAddress) {
+    const auto count = m_fromAddress.find(peer);
+    if (count != m_fromAddress.end() && *count >= m_limits.connectionsFromOneAddress) {
         return WebRefusal::TooManyFromOneAddress;
     }
     if (!m_limiter.admit(peer, Clock::now())) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "relay/web/AddressKey.h"
 #include "relay/web/LoopSource.h"
 #include "relay/web/RequestLimiter.h"
 #include "relay/web/TcpListener.h"
@@ -14,13 +13,13 @@
 #include "relay/web/WebTable.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QString>
 
 #include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
-#include <sys/socket.h>
 #include <vector>
 
 namespace wingbell {
@@ -37,7 +36,7 @@ class HttpsServer final : private WebConnectionOwner
 {
 public:
     using Handler = WebTable::Handler;
-    using Refused = std::function<void(WebRefusal cause, const sockaddr_storage& peer)>;
+    using Refused = std::function<void(WebRefusal cause, const QHostAddress& peer)>;
 
     /// The server, or, where it is missing, what is wrong with the certificate.
     struct Opening;
@@ -88,17 +87,17 @@ private:
     HttpsServer(
         TcpListener listener, std::shared_ptr<const TlsIdentity> identity, const WebLimits& limits);
 
-    void requested(
-        RequestReader::Request request, const sockaddr_storage& peer, WebReply reply) override;
+    void
+    requested(RequestReader::Request request, const QHostAddress& peer, WebReply reply) override;
     [[nodiscard]] QByteArray plainPage() const override { return m_plainPage; }
-    void refused(WebRefusal cause, const sockaddr_storage& peer) override;
+    void refused(WebRefusal cause, const QHostAddress& peer) override;
     void ended(WebConnection& connection) override;
 
     void takeConnections(short events);
     [[nodiscard]] bool takeConnection();
     void rest();
-    void welcome(FileDescriptor descriptor, const sockaddr_storage& peer);
-    [[nodiscard]] std::optional<WebRefusal> objection(const sockaddr_storage& peer);
+    void welcome(FileDescriptor descriptor, const QHostAddress& peer);
+    [[nodiscard]] std::optional<WebRefusal> objection(const QHostAddress& peer);
     [[nodiscard]] std::vector<std::shared_ptr<WebConnection>> everybody() const;
     void leave();
 
@@ -110,7 +109,7 @@ private:
     QByteArray m_plainPage;
     Refused m_refused;
     std::map<const WebConnection*, std::shared_ptr<WebConnection>> m_connections;
-    std::map<AddressKey, std::size_t> m_fromAddress;
+    QHash<QHostAddress, std::size_t> m_fromAddress;
     std::unique_ptr<LoopSource> m_taking;
     std::unique_ptr<LoopSource> m_leaving;
     std::function<void()> m_done;

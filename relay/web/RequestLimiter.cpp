@@ -12,12 +12,11 @@ RequestLimiter::RequestLimiter(double requestsASecond, double requestsAtOnce)
 {
 }
 
-bool RequestLimiter::admit(const sockaddr_storage& peer, Clock::time_point now)
+bool RequestLimiter::admit(const QHostAddress& peer, Clock::time_point now)
 {
-    const AddressKey key = addressKey(peer);
-    const auto known = m_buckets.find(key);
+    const auto known = m_buckets.find(peer);
     if (known != m_buckets.end()) {
-        return take(known->second, now);
+        return take(*known, now);
     }
     if (m_buckets.size() >= mostAddresses) {
         forgetTheQuiet(now);
@@ -25,14 +24,14 @@ bool RequestLimiter::admit(const sockaddr_storage& peer, Clock::time_point now)
     if (m_buckets.size() >= mostAddresses) {
         return take(m_shared, now);
     }
-    return take(m_buckets.emplace(key, Bucket{m_capacity, now}).first->second, now);
+    return take(*m_buckets.insert(peer, {m_capacity, now}), now);
 }
 
 void RequestLimiter::forgetTheQuiet(Clock::time_point now)
 {
     for (auto entry = m_buckets.begin(); entry != m_buckets.end();) {
-        fill(entry->second, now);
-        entry = entry->second.tokens >= m_capacity ? m_buckets.erase(entry) : std::next(entry);
+        fill(*entry, now);
+        entry = entry->tokens >= m_capacity ? m_buckets.erase(entry) : std::next(entry);
     }
 }
 

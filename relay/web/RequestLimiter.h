@@ -1,11 +1,10 @@
 #pragma once
 
-#include "relay/web/AddressKey.h"
+#include <QHash>
+#include <QHostAddress>
 
 #include <chrono>
 #include <cstddef>
-#include <map>
-#include <sys/socket.h>
 
 namespace wingbell {
 
@@ -19,14 +18,14 @@ class RequestLimiter
 public:
     using Clock = std::chrono::steady_clock;
 
-    static constexpr std::size_t mostAddresses = 1024;
+    static constexpr qsizetype mostAddresses = 1024;
 
     RequestLimiter(double requestsASecond, double requestsAtOnce);
 
-    /// True when one more request from `peer`, whatever its port, may be answered now.
-    [[nodiscard]] bool admit(const sockaddr_storage& peer, Clock::time_point now);
+    /// True when one more request from `peer` may be answered now.
+    [[nodiscard]] bool admit(const QHostAddress& peer, Clock::time_point now);
 
-    [[nodiscard]] std::size_t addresses() const { return m_buckets.size(); }
+    [[nodiscard]] qsizetype addresses() const { return m_buckets.size(); }
 
 private:
     struct Bucket
@@ -41,7 +40,7 @@ private:
 
     double m_rate;
     double m_capacity;
-    std::map<AddressKey, Bucket> m_buckets;
+    QHash<QHostAddress, Bucket> m_buckets;
     Bucket m_shared;
 };
 

@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <poll.h>
+#include <sys/socket.h>
 #include <utility>
 
 namespace wingbell {
@@ -41,7 +42,7 @@ Answer plainAnswer(const QByteArray& page)
 } // namespace
 
 std::shared_ptr<WebConnection> WebConnection::begin(
-    FileDescriptor descriptor, const sockaddr_storage& peer,
+    FileDescriptor descriptor, const QHostAddress& peer,
     std::shared_ptr<const TlsIdentity> identity, const WebLimits& limits, WebConnectionOwner& owner)
 {
     std::shared_ptr<WebConnection> connection(
@@ -51,7 +52,7 @@ std::shared_ptr<WebConnection> WebConnection::begin(
 }
 
 WebConnection::WebConnection(
-    FileDescriptor descriptor, const sockaddr_storage& peer,
+    FileDescriptor descriptor, const QHostAddress& peer,
     std::shared_ptr<const TlsIdentity> identity, const WebLimits& limits, WebConnectionOwner& owner)
     : m_descriptor(std::move(descriptor))
     , m_peer(peer)

@@ -13,11 +13,11 @@
 
 #include <QByteArray>
 #include <QByteArrayView>
+#include <QHostAddress>
 
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <sys/socket.h>
 
 namespace wingbell {
 
@@ -32,11 +32,11 @@ class WebConnection : public std::enable_shared_from_this<WebConnection>
 public:
     /// Begins at once. `owner` must outlive it, or abandon() it.
     [[nodiscard]] static std::shared_ptr<WebConnection> begin(
-        FileDescriptor descriptor, const sockaddr_storage& peer,
+        FileDescriptor descriptor, const QHostAddress& peer,
         std::shared_ptr<const TlsIdentity> identity, const WebLimits& limits,
         WebConnectionOwner& owner);
 
-    [[nodiscard]] const sockaddr_storage& peer() const { return m_peer; }
+    [[nodiscard]] const QHostAddress& peer() const { return m_peer; }
     [[nodiscard]] bool isOpen() const { return m_descriptor.isOpen(); }
 
     /// Answers the request that waits.
@@ -70,7 +70,7 @@ private:
     };
 
     WebConnection(
-        FileDescriptor descriptor, const sockaddr_storage& peer,
+        FileDescriptor descriptor, const QHostAddress& peer,
         std::shared_ptr<const TlsIdentity> identity, const WebLimits& limits,
         WebConnectionOwner& owner);
 
@@ -112,7 +112,7 @@ private:
     [[nodiscard]] bool takesMore() const;
 
     FileDescriptor m_descriptor;
-    sockaddr_storage m_peer;
+    QHostAddress m_peer;
     std::shared_ptr<const TlsIdentity> m_identity;
     WebLimits m_limits;
     WebConnectionOwner* m_owner;

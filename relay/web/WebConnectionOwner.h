@@ -5,8 +5,7 @@
 #include "relay/web/WebReply.h"
 
 #include <QByteArray>
-
-#include <sys/socket.h>
+#include <QHostAddress>
 
 namespace wingbell {
 
@@ -20,12 +19,12 @@ public:
 
     /// A request came that is whole and within the limits.
     virtual void
-    requested(RequestReader::Request request, const sockaddr_storage& peer, WebReply reply) = 0;
+    requested(RequestReader::Request request, const QHostAddress& peer, WebReply reply) = 0;
 
     /// What plain http is answered with.
     [[nodiscard]] virtual QByteArray plainPage() const = 0;
 
-    virtual void refused(WebRefusal cause, const sockaddr_storage& peer) = 0;
+    virtual void refused(WebRefusal cause, const QHostAddress& peer) = 0;
 
     /// The connection is closed and may be forgotten.
     virtual void ended(WebConnection& connection) = 0;

@@ -2,9 +2,9 @@
 
 #include <QByteArray>
 #include <QByteArrayView>
+#include <QHostAddress>
 
 #include <optional>
-#include <sys/socket.h>
 
 namespace wingbell {
 
@@ -16,7 +16,7 @@ struct WebRequest
     QByteArray query;       ///< as sent, without the question mark
     QByteArray contentType; ///< empty when not given
     QByteArray body;
-    sockaddr_storage peer = {};
+    QHostAddress peer;
 
     /// The first value of that name in the query, decoded; nothing where the name is missing.
     [[nodiscard]] std::optional<QByteArray> queryItem(QByteArrayView name) const;

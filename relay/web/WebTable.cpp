@@ -64,7 +64,7 @@ void WebTable::onPost(const QByteArray& path, Handler handler)
 }
 
 std::optional<WebRefusal>
-WebTable::serve(RequestReader::Request request, const sockaddr_storage& peer, WebReply reply) const
+WebTable::serve(RequestReader::Request request, const QHostAddress& peer, WebReply reply) const
 {
     const auto page = m_pages.find(request.head.path);
     const auto handlers = m_handlers.find(request.head.path);
@@ -90,7 +90,7 @@ void WebTable::sendPage(const Page& page, const RequestHead& head, WebReply& rep
 }
 
 std::optional<WebRefusal> WebTable::handOn(
-    const Handlers& handlers, RequestReader::Request request, const sockaddr_storage& peer,
+    const Handlers& handlers, RequestReader::Request request, const QHostAddress& peer,
     WebReply reply) const
 {
     RequestHead& head = request.head;

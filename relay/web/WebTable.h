@@ -8,11 +8,11 @@
 #include "relay/web/WebRequest.h"
 
 #include <QByteArray>
+#include <QHostAddress>
 
 #include <functional>
 #include <map>
 #include <optional>
-#include <sys/socket.h>
 #include <vector>
 
 namespace wingbell {
@@ -32,7 +32,7 @@ public:
 
     /// Answers `request`, or has it answered. Returns why not, where it turns somebody away.
     [[nodiscard]] std::optional<WebRefusal>
-    serve(RequestReader::Request request, const sockaddr_storage& peer, WebReply reply) const;
+    serve(RequestReader::Request request, const QHostAddress& peer, WebReply reply) const;
 
 private:
     struct Page
@@ -48,7 +48,7 @@ private:
 
     static void sendPage(const Page& page, const RequestHead& head, WebReply& reply);
     [[nodiscard]] std::optional<WebRefusal> handOn(
-        const Handlers& handlers, RequestReader::Request request, const sockaddr_storage& peer,
+        const Handlers& handlers, RequestReader::Request request, const QHostAddress& peer,
         WebReply reply) const;
     [[nodiscard]] static QByteArray allowed(const Handlers& handlers);
     [[nodiscard]] std::optional<WebRefusal> objection(const RequestHead& head) const;

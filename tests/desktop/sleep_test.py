@@ -78,26 +78,6 @@ def mate_is_asked_again_after_its_restart(window, session):
     see(session.mate_inhibitors, [])
 
 
-def a_session_manager_is_asked_before_the_login_manager(window, session):
-    session.mate()
-    session.login_manager()
-    go_on_air(window)
-    see(session.mate_inhibitors, MATE_HOLDS)
-    assert session.login_inhibitors() == []
-
-
-def the_login_manager_steps_in_while_the_session_manager_is_away(window, session):
-    manager = session.mate()
-    session.login_manager()
-    go_on_air(window)
-    see(session.mate_inhibitors, MATE_HOLDS)
-    manager.kill()
-    see(session.login_inhibitors, LOGIN_HOLDS)
-    manager.start()
-    see(session.mate_inhibitors, MATE_HOLDS)
-    see(session.login_inhibitors, [])
-
-
 def on_xfce_its_own_power_manager_keeps_the_computer_awake(window, session):
     """It lights the display as well, which is the lesser evil: only that keeps XFCE from suspending."""
     manager = session.xfce()
@@ -163,14 +143,6 @@ def a_window_that_crashes_leaves_nothing_held_on_xfce(window, session):
     end(server)
 
 
-def the_login_managers_lock_is_open_as_long_as_the_server_runs(window, session):
-    session.login_manager()
-    server = go_on_air(window)
-    see(session.login_inhibitors, LOGIN_HOLDS)
-    end(server)
-    see(session.login_inhibitors, [])
-
-
 def the_login_managers_lock_does_not_outlive_a_window_that_crashes(window, session):
     session.login_manager()
     server = go_on_air(window)
@@ -181,45 +153,18 @@ def the_login_managers_lock_does_not_outlive_a_window_that_crashes(window, sessi
     end(server)
 
 
-def the_login_managers_lock_does_not_outlive_a_window_that_is_closed(window, session):
-    session.login_manager()
-    server = go_on_air(window)
-    see(session.login_inhibitors, LOGIN_HOLDS)
-    close(window)
-    see(session.login_inhibitors, [])
-    assert desk.alive(server), "the server went with its window"
-    end(server)
-
-
-def the_login_manager_is_asked_again_after_its_restart(window, session):
-    manager = session.login_manager()
-    go_on_air(window)
-    see(session.login_inhibitors, LOGIN_HOLDS)
-    manager.kill()
-    see(session.login_inhibitors, None)
-    manager.start()
-    see(session.login_inhibitors, LOGIN_HOLDS)
-    go_off_air(window)
-    see(session.login_inhibitors, [])
-
-
 desk.run(
     mate_keeps_the_computer_awake_and_lets_the_display_sleep,
     mate_lets_go_when_the_server_ends_by_itself,
     mate_lets_go_when_the_window_crashes,
     mate_lets_go_when_the_window_is_closed,
     mate_is_asked_again_after_its_restart,
-    a_session_manager_is_asked_before_the_login_manager,
-    the_login_manager_steps_in_while_the_session_manager_is_away,
     on_xfce_its_own_power_manager_keeps_the_computer_awake,
     on_xfce_a_power_manager_that_comes_late_takes_over,
     xfce_suspends_an_idle_computer_and_not_one_on_air,
     xfce_is_asked_again_after_its_restart,
     a_window_that_crashes_leaves_nothing_held_on_xfce,
-    the_login_managers_lock_is_open_as_long_as_the_server_runs,
     the_login_managers_lock_does_not_outlive_a_window_that_crashes,
-    the_login_managers_lock_does_not_outlive_a_window_that_is_closed,
-    the_login_manager_is_asked_again_after_its_restart,
     show=SHOW,
     session=OwnDesktop,
 )

@@ -1,4 +1,4 @@
-#include "panels/FileRevealer.h"
+#include "desktop/FileRevealer.h"
 #include "tests/TestProgram.h"
 #include "tests/server/MockService.h"
 #include "tests/server/PrivateBus.h"

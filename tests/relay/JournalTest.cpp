@@ -104,7 +104,7 @@ void JournalTest::read()
 
 void JournalTest::refuseForASecond()
 {
-    const sockaddr_storage sender = {};
+    const QHostAddress sender;
     for (int time = 0; time < 100; ++time) {
         for (const LineCause refusal : refusals) {
             m_journal->refused({refusal, QStringLiteral("it is wrong")}, sender);

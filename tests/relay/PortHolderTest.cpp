@@ -1,8 +1,11 @@
 #include "relay/net/PortHolder.h"
 #include "tests/TestProgram.h"
 
+#include <QElapsedTimer>
+#include <QFile>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QUdpSocket>
 
@@ -10,33 +13,35 @@ using namespace wingbell;
 
 namespace {
 
-using Inodes = std::vector<quint64>;
+/// Of a test: the folder that has it as "ss" is the only one in which programs are looked for.
+class FakeSs
+{
+public:
+    explicit FakeSs(const QByteArray& script)
+    {
+        QFile file(m_folder.filePath(QStringLiteral("ss")));
+        const bool isWritten =
+            script.isEmpty() || (file.open(QIODevice::WriteOnly) && file.write(script) > 0 &&
+                                 file.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
+        Q_ASSERT(isWritten);
+        qputenv("PATH", QFile::encodeName(m_folder.path()));
+    }
 
-constexpr QByteArrayView ipv4Table =
-    "   sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout "
-    "inode ref pointer drops            \n"
-    "  324: 00000000:B798 00000000:0000 07 00000000:00000000 00:00000000 00000000     0        0 "
-    "2097152001 2 0000000000000000 0        \n"
-    " 1044: 0100007F:0035 00000000:B798 07 00000000:00000000 00:00000000 00000000   101        0 "
-    "17654 2 0000000000000000 0         \n"
-    " 1045: 0100007F:B798 00000000:0000 07 00000000:00000000 00:00000000 00000000  1000        0 "
-    "17655 2 0000000000000000 0         \n";
-constexpr QByteArrayView ipv6Table =
-    "  sl  local_address                         remote_address                        st tx_queue "
-    "rx_queue tr tm->when retrnsmt   uid  timeout inode ref pointer drops\n"
-    "  324: 00000000000000000000000000000000:B798 00000000000000000000000000000000:0000 07 "
-    "00000000:00000000 00:00000000 00000000     0        0 40 2 0000000000000000 0\n";
-constexpr QByteArrayView tcpTable =
-    "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout "
-    "inode                                                     \n"
-    "   0: 0100007F:B798 00000000:0000 0A 00000000:00000000 00:00000000 00000000     0        0 "
-    "801 1 0000000000000000 100 0 0 10 0                       \n"
-    "   1: 0100007F:B798 0100007F:8C1E 01 00000000:00000000 00:00000000 00000000     0        0 "
-    "802 1 0000000000000000 20 4 30 10 -1                      \n"
-    "   2: 0100007F:B798 0100007F:8C20 06 00000000:00000000 03:00000FA0 00000000     0        0 0 "
-    "3 0000000000000000                                        \n"
-    "   3: 00000000:0016 00000000:0000 0A 00000000:00000000 00:00000000 00000000     0        0 "
-    "803 1 0000000000000000 100 0 0 10 0                       \n";
+    ~FakeSs() { qputenv("PATH", m_path); }
+
+    FakeSs(const FakeSs&) = delete;
+    FakeSs& operator=(const FakeSs&) = delete;
+
+private:
+    QTemporaryDir m_folder;
+    QByteArray m_path = qgetenv("PATH");
+};
+
+QString ownName()
+{
+    constexpr int shortened = 15;
+    return QCoreApplication::applicationName().left(shortened);
+}
 
 } // namespace
 
@@ -45,58 +50,42 @@ class PortHolderTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void theTableGivesTheInodesOfThePort();
-    void onlyWhoeverWaitsForConnectionsHasATcpPort();
-    void aBrokenTableGivesNothing_data();
-    void aBrokenTableGivesNothing();
-    void onlyALinkToASocketNamesOne();
+    void theFirstProgramIsTaken_data();
+    void theFirstProgramIsTaken();
     void theHolderOfAPortIsThisProgram();
     void theHolderOfATcpPortIsThisProgram();
     void aFreePortHasNoHolder();
     void aConnectionAloneHoldsNoTcpPort();
+    void aConnectedUdpSocketHoldsItsPort();
+    void withoutSsNoneIsTold();
+    void ssIsWaitedForABoundedTime();
 };
 
-void PortHolderTest::theTableGivesTheInodesOfThePort()
+void PortHolderTest::theFirstProgramIsTaken_data()
 {
-    QCOMPARE(inodesAtPort(ipv4Table, 47000), (Inodes{2097152001, 17655}));
-    QCOMPARE(inodesAtPort(ipv4Table, 53), (Inodes{17654}));
-    QCOMPARE(inodesAtPort(ipv4Table, 47001), Inodes());
-    QCOMPARE(inodesAtPort(ipv6Table, 47000), (Inodes{40}));
+    QTest::addColumn<QByteArray>("sockets");
+    QTest::addColumn<QString>("name");
+    const auto row = [](const char* users, const char* name) {
+        QTest::newRow(users) << QByteArray("UNCONN 0 0 0.0.0.0:47000 0.0.0.0:* ") + users +
+                                    QByteArray("\n")
+                             << QString::fromUtf8(name);
+    };
+    row("users:((\"QLab\",pid=4711,fd=12))", "QLab");
+    row("users:((\"sh\",pid=4711,fd=3),(\"sleep\",pid=4712,fd=3))", "sh");
+    row("users:((\"a \"b\",(c\",pid=4711,fd=3))", "a \"b\",(c");
+    row("users:((\"Bühne\",pid=4711,fd=3))", "Bühne");
+    row("users:((\"a\",pid=4711,fd=3)) UNCONN 0 0 *:47000 *:* users:((\"b\",pid=4,fd=3))", "a");
+    row("", "");
+    row("users:((\"cut", "");
+    row("users:((\"a\",pid=", "");
 }
 
-void PortHolderTest::onlyWhoeverWaitsForConnectionsHasATcpPort()
+void PortHolderTest::theFirstProgramIsTaken()
 {
-    QCOMPARE(listeningInodesAtPort(tcpTable, 47000), (Inodes{801}));
-    QCOMPARE(listeningInodesAtPort(tcpTable, 22), (Inodes{803}));
-    QCOMPARE(listeningInodesAtPort(tcpTable, 35870), Inodes());
-}
-
-void PortHolderTest::aBrokenTableGivesNothing_data()
-{
-    QTest::addColumn<QByteArray>("table");
-    QTest::newRow("empty") << QByteArray();
-    QTest::newRow("line cut off") << ipv4Table.toByteArray().left(200);
-    QTest::newRow("no inode") << QByteArray("1: 0:B798 0:0 07 0:0 0:0 0 0 0 many");
-    QTest::newRow("number and more") << QByteArray("1: 0:B798x 0:0 07 0:0 0:0 0 0 0 7");
-    QTest::newRow("beyond all ports") << QByteArray("1: 0:1B798 0:0 07 0:0 0:0 0 0 0 7");
-    QTest::newRow("no port") << QByteArray("1: 0: 0:0 07 0:0 0:0 0 0 0 7");
-}
-
-void PortHolderTest::aBrokenTableGivesNothing()
-{
-    QFETCH(QByteArray, table);
-    QCOMPARE(inodesAtPort(table, 47000), Inodes());
-    QCOMPARE(listeningInodesAtPort(table, 47000), Inodes());
-}
-
-void PortHolderTest::onlyALinkToASocketNamesOne()
-{
-    QCOMPARE(socketInode("socket:[4711]").value(), quint64{4711});
-    for (const char* other :
-         {"", "socket:", "socket:[", "socket:[]", "socket:[4711", "pipe:[4711]", "socket:[4711]x",
-          "socket:[-1]", "socket:[99999999999999999999]"}) {
-        QVERIFY2(!socketInode(other), other);
-    }
+    QFETCH(QByteArray, sockets);
+    QFETCH(QString, name);
+    const auto expected = name.isEmpty() ? std::nullopt : std::optional(PortHolder{name, 4711});
+    QCOMPARE(firstHolder(sockets), expected);
 }
 
 void PortHolderTest::theHolderOfAPortIsThisProgram()
@@ -108,7 +97,7 @@ void PortHolderTest::theHolderOfAPortIsThisProgram()
         const auto holder = udpPortHolder(socket.localPort());
         QVERIFY(holder);
         QCOMPARE(holder->process, QCoreApplication::applicationPid());
-        QCOMPARE(holder->name, QStringLiteral("PortHolderTest"));
+        QCOMPARE(holder->name, ownName());
     }
 }
 
@@ -131,7 +120,7 @@ void PortHolderTest::theHolderOfATcpPortIsThisProgram()
         const auto holder = tcpPortHolder(server.serverPort());
         QVERIFY(holder);
         QCOMPARE(holder->process, QCoreApplication::applicationPid());
-        QCOMPARE(holder->name, QStringLiteral("PortHolderTest"));
+        QCOMPARE(holder->name, ownName());
     }
 }
 
@@ -147,6 +136,34 @@ void PortHolderTest::aConnectionAloneHoldsNoTcpPort()
     server.close();
     QVERIFY(!tcpPortHolder(port));
     QVERIFY(!tcpPortHolder(client.localPort()));
+}
+
+void PortHolderTest::aConnectedUdpSocketHoldsItsPort()
+{
+    QUdpSocket socket;
+    QVERIFY(socket.bind(QHostAddress::LocalHost, 0));
+    socket.connectToHost(QHostAddress::LocalHost, 9);
+    QVERIFY(socket.waitForConnected());
+    QVERIFY(udpPortHolder(socket.localPort()));
+}
+
+void PortHolderTest::withoutSsNoneIsTold()
+{
+    QUdpSocket socket;
+    QVERIFY(socket.bind(QHostAddress::LocalHost, 0));
+    for (const char* script : {"", "#!/bin/sh\nexit 1\n", "no program"}) {
+        const FakeSs ss(script);
+        QVERIFY2(!udpPortHolder(socket.localPort()), script);
+    }
+}
+
+void PortHolderTest::ssIsWaitedForABoundedTime()
+{
+    const FakeSs ss("#!/bin/sh\nwhile :; do :; done\n");
+    QElapsedTimer passed;
+    passed.start();
+    QVERIFY(!udpPortHolder(47000));
+    QVERIFY2(passed.elapsed() < 20000, "it hangs");
 }
 
 WINGBELL_GUILESS_TEST(PortHolderTest)

@@ -1,4 +1,4 @@
-#include "server/BusConnection.h"
+#include "desktop/BusConnection.h"
 #include "tests/TestProgram.h"
 #include "tests/server/MockService.h"
 #include "tests/server/PrivateBus.h"
@@ -44,18 +44,18 @@ public:
     {
         return [this](BusMessage& message) {
             ++m_count;
-            m_hasCome = message.hasCome();
+            m_isValid = message.isValid();
             m_isError = message.isError();
         };
     }
     [[nodiscard]] int count() const { return m_count; }
-    [[nodiscard]] bool isRefusal() const { return m_hasCome && m_isError; }
-    [[nodiscard]] bool isMissing() const { return !m_hasCome && m_isError; }
-    [[nodiscard]] bool isGood() const { return m_hasCome && !m_isError; }
+    [[nodiscard]] bool isRefusal() const { return m_isValid && m_isError; }
+    [[nodiscard]] bool isMissing() const { return !m_isValid && m_isError; }
+    [[nodiscard]] bool isGood() const { return m_isValid && !m_isError; }
 
 private:
     int m_count = 0;
-    bool m_hasCome = false;
+    bool m_isValid = false;
     bool m_isError = false;
 };
 

@@ -1,4 +1,4 @@
-#include "server/DesktopSleepInhibitor.h"
+#include "desktop/DesktopSleepInhibitor.h"
 #include "tests/TestProgram.h"
 #include "tests/server/MockService.h"
 #include "tests/server/PrivateBus.h"

@@ -9,9 +9,9 @@ using namespace wingbell;
 
 namespace {
 
-IpAddress ip(const char* text)
+QHostAddress ip(const char* text)
 {
-    return IpAddress::fromText(QString::fromLatin1(text)).value();
+    return QHostAddress(QString::fromLatin1(text));
 }
 
 /// An address of a real adapter on a cable.
@@ -48,7 +48,7 @@ QStringList ranked(const std::vector<InterfaceAddress>& addresses)
 {
     QStringList texts;
     for (const InterfaceAddress& address : rankedAddresses(addresses)) {
-        texts.append(address.address.text());
+        texts.append(address.address.toString());
     }
     return texts;
 }
@@ -73,6 +73,8 @@ private Q_SLOTS:
     void theOrderOfReadingDoesNotMatterAcrossRanks();
     void equalAddressesKeepTheirOrder();
     void aCableComesBeforeWireless();
+    void ranksAreToldByTheirRanges_data();
+    void ranksAreToldByTheirRanges();
     void whatProgramsMakeIsVirtual_data();
     void whatProgramsMakeIsVirtual();
     void aNameThatOnlyResemblesAVirtualOneIsReal();
@@ -105,7 +107,7 @@ void AddressRankingTest::theOrderOfReadingDoesNotMatterAcrossRanks()
     };
     const QStringList expected = ranked(addresses);
     const auto byText = [](const auto& left, const auto& right) {
-        return left.address < right.address;
+        return left.address.toString() < right.address.toString();
     };
     std::sort(addresses.begin(), addresses.end(), byText);
     do {
@@ -127,6 +129,33 @@ void AddressRankingTest::aCableComesBeforeWireless()
             {wirelessOn("wlan0", "192.168.1.8"), on("eth0", "192.168.1.7"),
              on("eth0", "203.0.113.7")}),
         list({"192.168.1.7", "192.168.1.8", "203.0.113.7"}));
+}
+
+void AddressRankingTest::ranksAreToldByTheirRanges_data()
+{
+    QTest::addColumn<AddressRank>("rank");
+    const auto rows = [](AddressRank rank, std::initializer_list<const char*> addresses) {
+        for (const char* address : addresses) {
+            QTest::newRow(address) << rank;
+        }
+    };
+    rows(
+        AddressRank::PrivateIpv4,
+        {"10.0.0.0", "10.255.255.255", "172.16.0.0", "172.31.255.255", "192.168.0.0"});
+    rows(
+        AddressRank::OtherIpv4,
+        {"11.0.0.0", "172.15.255.255", "172.32.0.0", "192.167.255.255", "192.169.0.0", "100.64.0.1",
+         "169.253.255.255", "126.255.255.255"});
+    rows(AddressRank::UniqueLocalIpv6, {"fc00::1", "fdff::1"});
+    rows(AddressRank::GlobalIpv6, {"fbff::1", "fe00::1", "2001:db8::1", "::2"});
+    rows(AddressRank::LinkLocal, {"169.254.0.1", "fe80::1", "febf::1"});
+    rows(AddressRank::Loopback, {"127.0.0.1", "127.255.255.254", "::1"});
+}
+
+void AddressRankingTest::ranksAreToldByTheirRanges()
+{
+    QFETCH(AddressRank, rank);
+    QCOMPARE(rankOf(on("eth0", QTest::currentDataTag())), rank);
 }
 
 void AddressRankingTest::whatProgramsMakeIsVirtual_data()
@@ -181,7 +210,9 @@ void AddressRankingTest::whatIsOfNoUseIsLeftOut()
     InterfaceAddress passing = on("eth1", "2001:db8::7");
     passing.passing = true;
     QCOMPARE(
-        ranked({down, passing, on("eth2", "0.0.0.0"), on("eth2", "::"), on("eth2", "224.0.0.1")}),
+        ranked(
+            {down, passing, on("eth2", "0.0.0.0"), on("eth2", "::"), on("eth2", "224.0.0.1"),
+             on("eth2", "239.255.255.255"), on("eth2", "ff02::fb")}),
         QStringList());
 }
 
@@ -213,7 +244,7 @@ void AddressRankingTest::addressesAreWrittenAsBrowsersTakeThem()
 {
     QFETCH(QString, address);
     QFETCH(int, port);
-    QTEST(urlFor(IpAddress::fromText(address).value(), static_cast<quint16>(port)), "url");
+    QTEST(urlFor(QHostAddress(address), static_cast<quint16>(port)), "url");
 }
 
 void AddressRankingTest::aHostsNameIsWrittenAsItIs()

@@ -28,6 +28,7 @@ void HostNamesTest::aMachineIsFoundByItsNames_data()
     row(QStringLiteral("desk.theatre.org"),
         {QStringLiteral("desk.theatre.org"), QStringLiteral("desk.local")});
     row(QStringLiteral("desk.local"), {QStringLiteral("desk.local")});
+    row(QStringLiteral("5"), {QStringLiteral("5"), QStringLiteral("5.local")});
     row(QString(63, QLatin1Char('a')),
         {QString(63, QLatin1Char('a')), QString(63, QLatin1Char('a')) + QStringLiteral(".local")});
 }

@@ -17,8 +17,7 @@ WebUnderTest::WebUnderTest(const WebLimits& limits)
     server = HttpsServer::open(std::move(*opening.listener), pem, limits).server;
     server->setPlainPage("<p>Crew only over https</p>");
     server->addPage("/", "text/html; charset=utf-8", "<p>The desk</p>");
-    server->onRefused(
-        [this](WebRefusal cause, const sockaddr_storage&) { refusals.push_back(cause); });
+    server->onRefused([this](WebRefusal cause, const QHostAddress&) { refusals.push_back(cause); });
     server->onPost("/api/echo", [this](const WebRequest& request, WebReply reply) {
         requests.push_back(request);
         reply.sendJson(200, request.body);

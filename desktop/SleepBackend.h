@@ -1,7 +1,7 @@
 #pragma once
 
+#include "desktop/SleepServices.h"
 #include "model/FileDescriptor.h"
-#include "server/SleepServices.h"
 
 #include <QObject>
 #include <QTimer>

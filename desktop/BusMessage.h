@@ -3,14 +3,32 @@
 #include "model/FileDescriptor.h"
 
 #include <QString>
+#include <QStringList>
 #include <QtGlobal>
 
 #include <memory>
 #include <optional>
+#include <variant>
+#include <vector>
 
 struct sd_bus_message;
 
 namespace wingbell {
+
+/// One argument of a call over a message bus.
+using BusValue = std::variant<QString, quint32, QStringList>;
+
+/// A method call over a message bus: who, what, with what.
+struct BusCall
+{
+    QString service;
+    QString path;
+    QString interface;
+    QString method;
+    std::vector<BusValue> arguments;
+    /// Whether the bus may launch the service to have it answer.
+    bool mayStartService = false;
+};
 
 /// What came in over a message bus: an answer or a signal; or that no answer came.
 ///
@@ -23,7 +41,7 @@ public:
     explicit BusMessage(sd_bus_message* message);
 
     /// False when it stands for the answer that never came.
-    [[nodiscard]] bool hasCome() const { return m_message != nullptr; }
+    [[nodiscard]] bool isValid() const { return m_message != nullptr; }
     /// True when the call was refused or never answered.
     [[nodiscard]] bool isError() const;
     /// True when whoever was called has, for now at least, no such object, interface or method.

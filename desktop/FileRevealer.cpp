@@ -1,6 +1,6 @@
-#include "panels/FileRevealer.h"
+#include "desktop/FileRevealer.h"
 
-#include "server/BusConnection.h"
+#include "desktop/BusConnection.h"
 
 #include <QDesktopServices>
 #include <QDir>
@@ -50,10 +50,10 @@ FileRevealer::~FileRevealer() = default;
 void FileRevealer::reveal(const QString& path)
 {
     if (m_bus) {
-        return; // to ask anew would only put off what is done without an answer
+        return; // asking again would only put off what is done without an answer
     }
-    constexpr std::chrono::seconds patience{5};
-    m_bus = std::make_unique<BusConnection>(BusConnection::Bus::Session, patience);
+    constexpr std::chrono::seconds timeout{5};
+    m_bus = std::make_unique<BusConnection>(BusConnection::Bus::Session, timeout);
     const QString nearest = nearestFolder(path);
     if (nearest == QFileInfo(path).absolutePath()) {
         showItem(path, nearest);
@@ -66,7 +66,7 @@ void FileRevealer::showItem(const QString& path, const QString& folder)
 {
     const BusCall call = fileManagerCall(QStringLiteral("ShowItems"), path);
     m_bus->call(call, [this, folder](const BusMessage& answer) {
-        if (!answer.hasCome()) {
+        if (!answer.isValid()) {
             giveUp(folder);
         } else if (answer.isError()) {
             showFolder(folder); // some refuse a file that does not exist

@@ -1,4 +1,4 @@
-#include "server/SleepServices.h"
+#include "desktop/SleepServices.h"
 
 namespace wingbell {
 

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "server/BusCall.h"
-#include "server/BusMessage.h"
+#include "desktop/BusMessage.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -36,18 +35,18 @@ public:
     using Handler = std::function<void(BusMessage&)>;
     using OwnerHandler = std::function<void(const QString& owner)>;
 
-    /// Whether the bus takes connections and then lets nobody in within `patience`. Waits that
+    /// Whether the bus takes connections and then lets nobody in within `timeout`. Waits that
     /// long at most, a bus in good health for a millisecond: for use before there is a window.
-    [[nodiscard]] static bool hangs(Bus bus, std::chrono::milliseconds patience);
+    [[nodiscard]] static bool hangs(Bus bus, std::chrono::milliseconds timeout);
 
-    /// Starts connecting. `patience` is how long the bus may take to let us in, and how long the
+    /// Starts connecting. `timeout` is how long the bus may take to let us in, and how long the
     /// answer to a call may take, counted from the call.
-    BusConnection(Bus bus, std::chrono::milliseconds patience);
+    BusConnection(Bus bus, std::chrono::milliseconds timeout);
     ~BusConnection() override;
     Q_DISABLE_COPY_MOVE(BusConnection)
 
     /// Calls a method; may be used at once. `answered` is called once: with the answer, with the
-    /// error, or, after `patience` or when the connection breaks, with an error that is no message.
+    /// error, or, after `timeout` or when the connection breaks, with an error that is no message.
     void call(const BusCall& call, Handler answered);
 
     /// Has `arrived` called for each signal that fits the match rule `rule`.
@@ -86,7 +85,7 @@ private:
     void drop();
     void lose();
 
-    std::chrono::milliseconds m_patience;
+    std::chrono::milliseconds m_timeout;
     std::unique_ptr<sd_bus, CloseBus> m_bus;
     std::vector<std::unique_ptr<Call>> m_calls;
     std::vector<std::unique_ptr<Subscription>> m_subscriptions;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QObject>
-#include <QQmlEngine>
 #include <QString>
 
 #include <functional>
@@ -15,8 +14,6 @@ class BusConnection;
 class FileRevealer : public QObject
 {
     Q_OBJECT
-    QML_ELEMENT
-    QML_SINGLETON
 
 public:
     /// Opens a folder in whatever the desktop opens folders with.

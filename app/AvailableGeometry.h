@@ -17,7 +17,7 @@ namespace wingbell {
 /// Not on Wayland: there a desktop may end a program whose maximised window is larger than the room
 /// that was given to it, and tells neither the window's place nor what its bars take. So a window
 /// asks for no more than is left beside bars of the usual thickness.
-class ScreenRoom : public QObject
+class AvailableGeometry : public QObject
 {
     Q_OBJECT
     QML_ELEMENT

@@ -1,4 +1,4 @@
-#include "server/BusConnection.h"
+#include "desktop/BusConnection.h"
 
 #include <QByteArrayList>
 #include <QPointer>
@@ -84,7 +84,7 @@ struct BusConnection::Call
 
     BusConnection* connection;
     Handler answered;
-    QTimer patience;
+    QTimer timeout;
     Slot slot;
 };
 
@@ -108,11 +108,11 @@ void BusConnection::CloseBus::operator()(sd_bus* bus) const
     sd_bus_close_unref(bus);
 }
 
-bool BusConnection::hangs(Bus bus, milliseconds patience)
+bool BusConnection::hangs(Bus bus, milliseconds timeout)
 {
     using std::chrono::steady_clock;
     const std::unique_ptr<sd_bus, CloseBus> probe(open(bus));
-    const auto end = steady_clock::now() + patience;
+    const auto end = steady_clock::now() + timeout;
     while (probe && sd_bus_process(probe.get(), nullptr) >= 0) {
         const auto left = std::chrono::ceil<std::chrono::microseconds>(end - steady_clock::now());
         if (sd_bus_is_ready(probe.get()) > 0) {
@@ -126,15 +126,15 @@ bool BusConnection::hangs(Bus bus, milliseconds patience)
     return false;
 }
 
-BusConnection::BusConnection(Bus bus, milliseconds patience)
-    : m_patience(patience)
+BusConnection::BusConnection(Bus bus, milliseconds timeout)
+    : m_timeout(timeout)
     , m_bus(open(bus))
 {
     m_opening.setSingleShot(true);
     m_due.setSingleShot(true);
     connect(&m_opening, &QTimer::timeout, this, &BusConnection::lose);
     connect(&m_due, &QTimer::timeout, this, &BusConnection::process);
-    m_opening.start(m_bus ? m_patience : milliseconds(0));
+    m_opening.start(m_bus ? m_timeout : milliseconds(0));
     listen();
 }
 
@@ -166,11 +166,11 @@ sd_bus* BusConnection::open(Bus bus)
 void BusConnection::call(const BusCall& call, Handler answered)
 {
     const auto& pending = m_calls.emplace_back(std::make_unique<Call>(this, std::move(answered)));
-    pending->patience.setSingleShot(true);
-    connect(&pending->patience, &QTimer::timeout, this, [this, waiting = pending.get()] {
+    pending->timeout.setSingleShot(true);
+    connect(&pending->timeout, &QTimer::timeout, this, [this, waiting = pending.get()] {
         giveUp(*waiting);
     });
-    pending->patience.start(send(call, *pending) ? m_patience : milliseconds(0));
+    pending->timeout.start(send(call, *pending) ? m_timeout : milliseconds(0));
     listen();
 }
 

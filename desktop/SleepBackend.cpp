@@ -1,4 +1,4 @@
-#include "server/SleepBackend.h"
+#include "desktop/SleepBackend.h"
 
 #include <utility>
 
@@ -55,7 +55,7 @@ void SleepBackend::open()
 
 void SleepBackend::onAnswer(BusMessage& answer)
 {
-    if (!answer.hasCome()) {
+    if (!answer.isValid()) {
         onOverdue();
         return;
     }

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "server/BusCall.h"
-#include "server/BusConnection.h"
+#include "desktop/BusConnection.h"
 
 #include <QString>
 

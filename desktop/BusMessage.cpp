@@ -1,4 +1,4 @@
-#include "server/BusMessage.h"
+#include "desktop/BusMessage.h"
 
 #include <algorithm>
 #include <array>

@@ -1,13 +1,13 @@
-#include "app/ScreenRoom.h"
+#include "app/AvailableGeometry.h"
 #include "tests/TestProgram.h"
 
 #include <QSignalSpy>
 #include <QtTest>
 
 using namespace wingbell;
-using Desktop = ScreenRoom::Desktop;
+using Desktop = AvailableGeometry::Desktop;
 
-class ScreenRoomTest : public QObject
+class AvailableGeometryTest : public QObject
 {
     Q_OBJECT
 
@@ -21,7 +21,7 @@ private Q_SLOTS:
     void theRoomIsThatOfTheWindowsScreen();
 };
 
-void ScreenRoomTest::aWindowOpensInItsSizeWhereThereIsRoom_data()
+void AvailableGeometryTest::aWindowOpensInItsSizeWhereThereIsRoom_data()
 {
     QTest::addColumn<Desktop>("desktop");
     QTest::addColumn<double>("available");
@@ -39,14 +39,14 @@ void ScreenRoomTest::aWindowOpensInItsSizeWhereThereIsRoom_data()
     QTest::newRow("Wayland, no screen") << Desktop::Wayland << 0.0 << 680.0;
 }
 
-void ScreenRoomTest::aWindowOpensInItsSizeWhereThereIsRoom()
+void AvailableGeometryTest::aWindowOpensInItsSizeWhereThereIsRoom()
 {
     QFETCH(const Desktop, desktop);
     QFETCH(const double, available);
-    QTEST(ScreenRoom::opening(desktop, 760.0, 680.0, available), "opening");
+    QTEST(AvailableGeometry::opening(desktop, 760.0, 680.0, available), "opening");
 }
 
-void ScreenRoomTest::aWindowIsHeldToItsLeastWhereThatIsBorne_data()
+void AvailableGeometryTest::aWindowIsHeldToItsLeastWhereThatIsBorne_data()
 {
     QTest::addColumn<Desktop>("desktop");
     QTest::addColumn<double>("available");
@@ -61,14 +61,14 @@ void ScreenRoomTest::aWindowIsHeldToItsLeastWhereThatIsBorne_data()
     QTest::newRow("Wayland, no screen") << Desktop::Wayland << 0.0 << 680.0;
 }
 
-void ScreenRoomTest::aWindowIsHeldToItsLeastWhereThatIsBorne()
+void AvailableGeometryTest::aWindowIsHeldToItsLeastWhereThatIsBorne()
 {
     QFETCH(const Desktop, desktop);
     QFETCH(const double, available);
-    QTEST(ScreenRoom::held(desktop, 680.0, available), "held");
+    QTEST(AvailableGeometry::held(desktop, 680.0, available), "held");
 }
 
-void ScreenRoomTest::allIsShownUnlessTheScreenIsTooSmallForTheLeast_data()
+void AvailableGeometryTest::allIsShownUnlessTheScreenIsTooSmallForTheLeast_data()
 {
     QTest::addColumn<double>("extent");
     QTest::addColumn<double>("available");
@@ -82,18 +82,18 @@ void ScreenRoomTest::allIsShownUnlessTheScreenIsTooSmallForTheLeast_data()
     QTest::newRow("no screen") << 680.0 << 0.0 << 680.0;
 }
 
-void ScreenRoomTest::allIsShownUnlessTheScreenIsTooSmallForTheLeast()
+void AvailableGeometryTest::allIsShownUnlessTheScreenIsTooSmallForTheLeast()
 {
     QFETCH(const double, extent);
     QFETCH(const double, available);
-    QTEST(ScreenRoom::shown(extent, 680.0, available), "shown");
+    QTEST(AvailableGeometry::shown(extent, 680.0, available), "shown");
 }
 
-void ScreenRoomTest::theRoomIsThatOfTheWindowsScreen()
+void AvailableGeometryTest::theRoomIsThatOfTheWindowsScreen()
 {
     QQuickWindow window;
-    ScreenRoom room;
-    QSignalSpy told(&room, &ScreenRoom::availableChanged);
+    AvailableGeometry room;
+    QSignalSpy told(&room, &AvailableGeometry::availableChanged);
     QCOMPARE(room.available(), QSizeF(QGuiApplication::primaryScreen()->availableSize()));
     room.setWindow(&window);
     QCOMPARE(room.available(), QSizeF(window.screen()->availableSize()));
@@ -106,5 +106,5 @@ void ScreenRoomTest::theRoomIsThatOfTheWindowsScreen()
     QCOMPARE(told.size(), 3);
 }
 
-WINGBELL_GUI_TEST(ScreenRoomTest)
-#include "ScreenRoomTest.moc"
+WINGBELL_GUI_TEST(AvailableGeometryTest)
+#include "AvailableGeometryTest.moc"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "server/SleepBackend.h"
+#include "desktop/SleepBackend.h"
 #include "server/SleepInhibitor.h"
 
 #include <QHash>

@@ -1,4 +1,4 @@
-#include "server/DesktopSleepInhibitor.h"
+#include "desktop/DesktopSleepInhibitor.h"
 
 #include <utility>
 
