@@ -47,7 +47,7 @@ class Measured
 public:
     Measured()
         : m_worker(
-              Speaker::Settings{},
+              SpeechSynthesizer::Settings{},
               [this](const std::shared_ptr<SoundSource>&, const ChannelSet&) {
                   m_firstSound = Clock::now();
                   m_sounds.raise();

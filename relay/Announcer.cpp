@@ -94,7 +94,7 @@ Announcer::Announcer(
             }
         });
     };
-    m_worker = std::make_unique<SpeechWorker>(Speaker::Settings{}, play, tell);
+    m_worker = std::make_unique<SpeechWorker>(SpeechSynthesizer::Settings{}, play, tell);
 }
 
 Announcer::~Announcer()

@@ -10,8 +10,7 @@
 #include "relay/net/HostNames.h"
 #include "relay/net/NetworkAddresses.h"
 #include "relay/net/PortHolder.h"
-#include "relay/speech/Speaker.h"
-#include "relay/speech/SpeechProcess.h"
+#include "relay/speech/SpeechSynthesizer.h"
 #include "relay/voice/AudioFormat.h"
 #include "relay/words/LineWriter.h"
 
@@ -197,7 +196,7 @@ void confine(QStringList& remarks)
     const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     const Confinement confinement = serverConfinement(
         QFile::encodeName(CrewFolder::standardPath(environment)).toStdString(),
-        programPath(Speaker::Settings{}.program).value_or(std::string()));
+        programPath(SpeechSynthesizer::Settings{}.program).value_or(std::string()));
     QStringList lacking = confinement.lacking();
     if (const int error = confinement.enter(); error != 0) {
         lacking.append(qt_error_string(error));

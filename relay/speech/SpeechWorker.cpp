@@ -9,12 +9,12 @@
 
 namespace wingbell {
 
-SpeechWorker::SpeechWorker(Speaker::Settings settings, Play play, Tell tell)
+SpeechWorker::SpeechWorker(SpeechSynthesizer::Settings settings, Play play, Tell tell)
     : m_play(std::move(play))
     , m_tell(std::move(tell))
     , m_hold(static_cast<std::size_t>(settings.limits.hold.count() * sampleRate / 1000))
     , m_work(std::make_shared<const WakeUp>())
-    , m_speaker(std::move(settings))
+    , m_synthesizer(std::move(settings))
     , m_thread([this] { run(); })
 {
 }
@@ -125,7 +125,7 @@ bool SpeechWorker::speakNext()
             m_play(sound, next->channels);
         }
     };
-    SpeechResult result = m_speaker.speak(next->text, sink, m_stop);
+    SpeechResult result = m_synthesizer.speak(next->text, sink, m_stop);
     sound->end();
     if (result.end == SpeechEnd::Stopped) {
         return true;
