@@ -2,6 +2,7 @@
 
 #include "relay/confinement/ConfinementRules.h"
 #include "relay/speech/LeadingSilence.h"
+#include "relay/speech/Resampler.h"
 #include "relay/speech/SpeakableText.h"
 #include "relay/speech/WakeUp.h"
 #include "relay/speech/WavStream.h"
@@ -29,9 +30,6 @@ namespace {
 
 /// In bytes: how much of what the program complains about is told.
 constexpr qsizetype maxComplaint = 200;
-
-/// Of espeak-ng's sound, in samples a second.
-constexpr int usualRate = 22050;
 
 /// How much of the silence before the first sound is kept, so that its onset is not cut.
 constexpr std::size_t keptSilence(int rate)
@@ -147,7 +145,7 @@ private:
     std::size_t m_taken = 0; ///< samples, silent ones too
     std::optional<LeadingSilence> m_silence;
     std::vector<std::int16_t> m_audible;
-    Resampler* m_resampler = nullptr; ///< set once something is audible
+    std::optional<Resampler> m_resampler; ///< once something is audible
     std::vector<float> m_resampled;
     bool m_sounded = false;
     QByteArray m_complaint;
@@ -249,7 +247,9 @@ void SpeechSynthesizer::Run::takeSound(std::span<const std::uint8_t> bytes)
 {
     m_samples.clear();
     if (!m_wav.take(bytes, m_samples)) {
-        return finish(failed(QStringLiteral("%1 gave %2").arg(m_name, m_wav.problem())));
+        return finish(
+            failed(QStringLiteral("%1 gave something else than a WAVE file of 16 bits and mono")
+                       .arg(m_name)));
     }
     if (m_samples.empty()) {
         return;
@@ -279,8 +279,8 @@ void SpeechSynthesizer::Run::giveSound(int rate)
     if (m_audible.empty()) {
         return;
     }
-    if (m_resampler == nullptr) {
-        m_resampler = &m_synthesizer.resamplerFor(rate);
+    if (!m_resampler) {
+        m_resampler.emplace(rate);
     }
     m_resampler->process(asFloats(m_audible), m_resampled);
     give();
@@ -288,7 +288,7 @@ void SpeechSynthesizer::Run::giveSound(int rate)
 
 void SpeechSynthesizer::Run::finishSound()
 {
-    if (m_resampler != nullptr) {
+    if (m_resampler) {
         m_resampler->finish(m_resampled);
         give();
     }
@@ -332,7 +332,6 @@ QString SpeechSynthesizer::Run::complaint() const
 
 SpeechSynthesizer::SpeechSynthesizer(Settings settings)
     : m_settings(std::move(settings))
-    , m_resampler(std::in_place, usualRate)
 {
     if (m_settings.confined) {
         m_confinement = speechConfinement(programPath(m_settings.program).value_or(std::string()));
@@ -377,15 +376,6 @@ SpeechSynthesizer::Attempt SpeechSynthesizer::attempt(
         loop.exec();
     }
     return {*result, run.refused()};
-}
-
-Resampler& SpeechSynthesizer::resamplerFor(int rate)
-{
-    if (m_resampler->inputRate() != rate) {
-        m_resampler.emplace(rate);
-    }
-    m_resampler->restart();
-    return *m_resampler;
 }
 
 } // namespace wingbell

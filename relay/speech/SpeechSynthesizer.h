@@ -1,7 +1,6 @@
 #pragma once
 
 #include "relay/confinement/Confinement.h"
-#include "relay/speech/Resampler.h"
 #include "relay/speech/SpeechLimits.h"
 #include "relay/speech/SpeechResult.h"
 #include "relay/speech/SpeechVoice.h"
@@ -60,11 +59,8 @@ private:
 
     [[nodiscard]] Attempt attempt(
         const std::string& voice, const std::string& text, const Sink& sink, const WakeUp& stop);
-    [[nodiscard]] Resampler& resamplerFor(int rate);
-
     Settings m_settings;
     std::optional<Confinement> m_confinement;
-    std::optional<Resampler> m_resampler; ///< kept, as its coefficients take a while
 };
 
 } // namespace wingbell

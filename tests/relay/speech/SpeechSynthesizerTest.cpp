@@ -221,7 +221,7 @@ void SpeechSynthesizerTest::aProgramThatFailsIsToldWithItsReason_data()
     row("exits-midway", "exits-midway ended with status 3");
     row("knows-no-voice", "knows-no-voice ended with status 1 (Error: no data.)");
     row("dies", "dies was ended by signal 15");
-    row("rubbish", "rubbish gave something that is no WAVE file");
+    row("rubbish", "rubbish gave something else than a WAVE file of 16 bits and mono");
 }
 
 void SpeechSynthesizerTest::aProgramThatFailsIsToldWithItsReason()
