@@ -1,8 +1,7 @@
 #pragma once
 
 #include "relay/confinement/Confinement.h"
-#include "relay/speech/SpeechLimits.h"
-#include "relay/speech/SpeechResult.h"
+#include "relay/speech/SpeechTypes.h"
 #include "relay/speech/SpeechVoice.h"
 
 #include <functional>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "relay/speech/AnnouncementQueue.h"
-#include "relay/speech/SpeechReport.h"
 #include "relay/speech/SpeechSynthesizer.h"
+#include "relay/speech/SpeechTypes.h"
 #include "relay/speech/WakeUp.h"
 #include "relay/voice/SoundSource.h"
 
