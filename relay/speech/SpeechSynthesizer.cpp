@@ -1,6 +1,7 @@
 #include "relay/speech/SpeechSynthesizer.h"
 
 #include "relay/confinement/ConfinementRules.h"
+#include "relay/log/Messages.h"
 #include "relay/speech/LeadingSilence.h"
 #include "relay/speech/Resampler.h"
 #include "relay/speech/SpeakableText.h"
@@ -37,14 +38,9 @@ constexpr std::size_t keptSilence(int rate)
     return static_cast<std::size_t>(rate) * 3 / 1000;
 }
 
-SpeechResult failed(const QString& reason)
+SpeechResult failed(Message reason, const QStringList& arguments = {})
 {
-    return {SpeechEnd::Failed, reason};
-}
-
-QString noSound(const QString& name)
-{
-    return QStringLiteral("%1 made no sound of it").arg(name);
+    return {SpeechEnd::Failed, messageText(reason, arguments)};
 }
 
 std::vector<float> asFloats(std::span<const std::int16_t> samples)
@@ -80,7 +76,8 @@ void prepareChild(const Confinement* confinement)
     (void)::sigprocmask(SIG_SETMASK, &none, nullptr);
     (void)::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
     if (confinement != nullptr && confinement->enter() != 0) {
-        constexpr std::string_view complaint = "it could not be confined";
+        const std::string_view complaint =
+            messageRows()[static_cast<std::size_t>(Message::NotConfinable)].text;
         (void)!::write(STDERR_FILENO, complaint.data(), complaint.size());
         ::_exit(127);
     }
@@ -127,7 +124,6 @@ private:
     void give();
     void readComplaint();
     [[nodiscard]] SpeechResult resultOfEnd();
-    [[nodiscard]] QString complaint() const;
 
     SpeechSynthesizer& m_synthesizer;
     QString m_path;
@@ -169,7 +165,7 @@ SpeechSynthesizer::Run::Run(
     m_process.setChildProcessModifier([confinement] { prepareChild(confinement); });
 
     const auto hung = [this] {
-        finish(failed(QStringLiteral("%1 hung").arg(m_name)));
+        finish(failed(Message::Hung, {m_name}));
     };
     for (QTimer* const timer : {&m_silenceLimit, &m_totalLimit}) {
         timer->setSingleShot(true);
@@ -226,9 +222,9 @@ void SpeechSynthesizer::Run::finish(const SpeechResult& result)
 /// `reason` is the system's; empty if there is no such program.
 void SpeechSynthesizer::Run::tellNotStarted(const QString& reason)
 {
-    finish(failed(
-        reason.isEmpty() ? QStringLiteral("%1 is not installed").arg(m_name)
-                         : QStringLiteral("%1 cannot be started: %2").arg(m_name, reason)));
+    finish(
+        reason.isEmpty() ? failed(Message::NotInstalled, {m_name})
+                         : failed(Message::NotStarted, {m_name, reason}));
 }
 
 void SpeechSynthesizer::Run::readSound()
@@ -247,9 +243,7 @@ void SpeechSynthesizer::Run::takeSound(std::span<const std::uint8_t> bytes)
 {
     m_samples.clear();
     if (!m_wav.take(bytes, m_samples)) {
-        return finish(
-            failed(QStringLiteral("%1 gave something else than a WAVE file of 16 bits and mono")
-                       .arg(m_name)));
+        return finish(failed(Message::NotWav, {m_name}));
     }
     if (m_samples.empty()) {
         return;
@@ -265,7 +259,7 @@ void SpeechSynthesizer::Run::takeSound(std::span<const std::uint8_t> bytes)
     giveSound(rate);
     if (tooLong) {
         finishSound();
-        finish(m_sounded ? SpeechResult{SpeechEnd::Cut, {}} : failed(noSound(m_name)));
+        finish(m_sounded ? SpeechResult{SpeechEnd::Cut, {}} : failed(Message::NoAudio, {m_name}));
     }
 }
 
@@ -315,19 +309,15 @@ SpeechResult SpeechSynthesizer::Run::resultOfEnd()
     finishSound();
     const QString code = QString::number(m_process.exitCode()); // of a crash the signal
     if (m_process.exitStatus() == QProcess::CrashExit) {
-        return failed(QStringLiteral("%1 was ended by signal %2").arg(m_name, code));
+        return failed(Message::KilledBySignal, {m_name, code});
     }
     if (m_process.exitCode() != 0) {
         m_refused = !m_sounded;
-        return failed(QStringLiteral("%1 ended with status %2%3").arg(m_name, code, complaint()));
+        const QString complaint = QString::fromUtf8(m_complaint).simplified();
+        return complaint.isEmpty() ? failed(Message::EndedWithStatus, {m_name, code})
+                                   : failed(Message::EndedWithComplaint, {m_name, code, complaint});
     }
-    return m_sounded ? SpeechResult{} : failed(noSound(m_name));
-}
-
-QString SpeechSynthesizer::Run::complaint() const
-{
-    const QString said = QString::fromUtf8(m_complaint).simplified();
-    return said.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(said);
+    return m_sounded ? SpeechResult{} : failed(Message::NoAudio, {m_name});
 }
 
 SpeechSynthesizer::SpeechSynthesizer(Settings settings)
@@ -342,7 +332,7 @@ SpeechResult SpeechSynthesizer::speak(std::string_view text, const Sink& sink, c
 {
     const std::string speakable = speakableText(text);
     if (speakable.empty()) {
-        return failed(QStringLiteral("there is nothing to say in it"));
+        return failed(Message::NothingToSay);
     }
     const Attempt first = attempt(m_settings.voice, speakable, sink, stop);
     if (!first.refused || m_settings.voice == englishVoice) {
