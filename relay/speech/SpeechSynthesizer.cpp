@@ -17,10 +17,12 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <linux/close_range.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -31,6 +33,10 @@ namespace {
 
 /// In bytes: how much of what the program complains about is told.
 constexpr qsizetype maxComplaint = 200;
+
+/// In bytes: how much of the sound is resampled before it is given. A full pipe would delay the
+/// first sound.
+constexpr std::size_t maxPiece = 8192;
 
 /// How much of the silence before the first sound is kept, so that its onset is not cut.
 constexpr std::size_t keptSilence(int rate)
@@ -62,14 +68,16 @@ int whyNotRunnable(const QString& path)
     return QFileInfo(path).isFile() ? 0 : EACCES;
 }
 
-/// Makes the child inherit nothing but its three pipes and confines it. Runs between fork and exec,
-/// where another thread may have held any lock: system calls only.
+/// Makes the child inherit nothing but its three pipes and confines it. Runs between vfork and
+/// exec, in our memory and with any lock held by another thread: system calls only.
 void prepareChild(const Confinement* confinement)
 {
-    struct sigaction usual = {};
-    usual.sa_handler = SIG_DFL;
+    // All zero is SIG_DFL, without flags and mask, on every kind of machine.
+    constexpr std::array<unsigned long, 8> usual = {};
+    constexpr std::size_t maskBytes = 8;
     for (int number = 1; number <= SIGRTMAX; ++number) {
-        (void)::sigaction(number, &usual, nullptr); // some cannot be changed, and need not be
+        // Some cannot be changed, and need not be.
+        (void)::syscall(SYS_rt_sigaction, number, usual.data(), nullptr, maskBytes);
     }
     sigset_t none = {};
     sigemptyset(&none);
@@ -234,9 +242,12 @@ void SpeechSynthesizer::Run::readSound()
         return;
     }
     noteSignOfLife();
-    takeSound(
-        {reinterpret_cast<const std::uint8_t*>(bytes.constData()),
-         static_cast<std::size_t>(bytes.size())});
+    const std::span all(
+        reinterpret_cast<const std::uint8_t*>(bytes.constData()),
+        static_cast<std::size_t>(bytes.size()));
+    for (std::size_t begin = 0; begin < all.size() && !m_isDone; begin += maxPiece) {
+        takeSound(all.subspan(begin, std::min(maxPiece, all.size() - begin)));
+    }
 }
 
 void SpeechSynthesizer::Run::takeSound(std::span<const std::uint8_t> bytes)
