@@ -79,7 +79,7 @@ void SpeechWorker::waitForWork() const
     (void)::poll(waiting.data(), waiting.size(), -1);
 }
 
-/// A sound that nobody has any more will not be played on: its announcement is over as well.
+/// A sound without an owner will not be played on: its announcement is over as well.
 void SpeechWorker::tellPlayedOut()
 {
     std::vector<Playing> playing = std::exchange(m_playing, {});
@@ -157,7 +157,7 @@ std::optional<PendingAnnouncement> SpeechWorker::takeStartable()
     return m_queue.takeStartable();
 }
 
-/// Frees the channels first, so that whoever is told may count on it.
+/// Frees the channels first, so that they are free once the end is told.
 void SpeechWorker::finish(const PendingAnnouncement& announcement, SpeechResult result)
 {
     {
