@@ -4,6 +4,8 @@
 #include "relay/speech/SpeechWorker.h"
 #include "relay/speech/WakeUp.h"
 
+#include <QCoreApplication>
+
 #include <algorithm>
 #include <chrono>
 #include <csignal>
@@ -47,7 +49,7 @@ class Measured
 public:
     Measured()
         : m_worker(
-              Speaker::Settings{},
+              SpeechSynthesizer::Settings{},
               [this](const std::shared_ptr<AudioSource>&, const ChannelSet&) {
                   m_firstSound = Clock::now();
                   m_sounds.raise();
@@ -116,8 +118,9 @@ void measureStop(const std::string& text)
 
 } // namespace
 
-int main()
+int main(int argc, char* argv[])
 {
+    const QCoreApplication application(argc, argv);
     ::signal(SIGPIPE, SIG_IGN);
     std::string text;
     for (int count = 0; count < 20; ++count) {

@@ -1,11 +1,14 @@
 #include "relay/Announcer.h"
 
-#include "relay/Journal.h"
+#include "relay/EventLog.h"
+#include "relay/log/LineText.h"
+#include "relay/log/Messages.h"
 #include "relay/loop/MainThread.h"
 #include "relay/net/IpAddress.h"
 #include "relay/osc/AnnouncementReading.h"
 #include "relay/osc/OscPacket.h"
-#include "relay/words/LineText.h"
+
+#include <array>
 
 namespace wingbell {
 
@@ -43,35 +46,25 @@ std::string senderOf(const QHostAddress& address)
     return clientNetwork(address).toString().toStdString();
 }
 
-QString reasonOf(Admission admission, const Announcement& announcement)
-{
-    const QString where =
-        announcement.channel ? QStringLiteral(" for ") + quoted(*announcement.channel) : QString();
-    switch (admission) {
-    case Admission::Admitted:
-    case Admission::QueueFull:
-        break;
-    case Admission::NoChannel:
-        return QStringLiteral("the show has no channels");
-    case Admission::TooMany:
-        return QStringLiteral("%1 of its announcements are waiting already%2")
-            .arg(QString::number(AnnouncementQueue::maxWaitingOfASender), where);
-    case Admission::TooMuchToSay:
-        return QStringLiteral("what is waiting of it already takes %1 seconds to say%2")
-            .arg(QString::number(AnnouncementQueue::maxSpeechOfASender.count()), where);
-    }
-    return QStringLiteral("%1 announcements are waiting already")
-        .arg(AnnouncementQueue::maxWaiting);
-}
+/// Of each OscError::Code.
+constexpr std::array oscMessages = {
+    Message::EmptyPacket,     Message::NotOsc,           Message::UnendedAddress,
+    Message::WrongTypeTags,   Message::WrongArguments,   Message::WrongLength,
+    Message::NoTimeTag,       Message::UnendedBundle,    Message::WrongBundleLength,
+    Message::TooManyMessages, Message::TooDeep,          Message::UnknownChannel,
+    Message::NoChannelName,   Message::UnknownAddress,   Message::NoText,
+    Message::NotAString,      Message::SeveralArguments, Message::NotUtf8,
+    Message::BlankText};
+static_assert(oscMessages.size() == static_cast<std::size_t>(OscError::Code::BlankText) + 1);
 
 } // namespace
 
 Announcer::Announcer(
-    const ShowPatch& show, OscSocket socket, Room& room, Journal& journal, Sounding sounding)
+    const ShowPatch& show, OscSocket socket, Room& room, EventLog& log, Sounding sounding)
     : m_show(show)
     , m_channels(show.channels().begin(), show.channels().end())
     , m_socket(std::move(socket))
-    , m_journal(journal)
+    , m_log(log)
     , m_sounding(std::move(sounding))
     , m_limiter(announcementsASecond, announcementsAtOnce)
     , m_soundingOn(static_cast<std::size_t>(show.channels().size()))
@@ -93,7 +86,7 @@ Announcer::Announcer(
             }
         });
     };
-    m_worker = std::make_unique<SpeechWorker>(Speaker::Settings{}, play, tell);
+    m_worker = std::make_unique<SpeechWorker>(SpeechSynthesizer::Settings{}, play, tell);
 }
 
 Announcer::~Announcer()
@@ -122,14 +115,14 @@ void Announcer::stop()
 void Announcer::handle(const OscSocket::Datagram& datagram)
 {
     for (const OscElement& element : readOscPacket(datagram.bytes)) {
-        if (const auto* unreadable = std::get_if<Refusal>(&element)) {
-            m_journal.refused(*unreadable, datagram.sender);
+        if (const auto* error = std::get_if<OscError>(&element)) {
+            reject(*error, datagram.sender);
             continue;
         }
         const AnnouncementReading reading =
             readAnnouncement(std::get<OscMessage>(element), m_channels);
-        if (const auto* refusal = std::get_if<Refusal>(&reading)) {
-            m_journal.refused(*refusal, datagram.sender);
+        if (const auto* error = std::get_if<OscError>(&reading)) {
+            reject(*error, datagram.sender);
         } else if (const auto* announcement = std::get_if<Announcement>(&reading)) {
             announce(*announcement, datagram.sender);
         } else {
@@ -138,36 +131,62 @@ void Announcer::handle(const OscSocket::Datagram& datagram)
     }
 }
 
+void Announcer::reject(const OscError& error, const QHostAddress& sender)
+{
+    const bool isName = error.code == OscError::Code::UnknownChannel ||
+                        error.code == OscError::Code::UnknownAddress;
+    m_log.rejected(
+        oscMessages.at(static_cast<std::size_t>(error.code)),
+        {isName ? quoted(error.subject) : error.subject}, sender);
+}
+
+void Announcer::reject(
+    Admission why, const Announcement& announcement, const QHostAddress& sender)
+{
+    const bool isThere = announcement.channel.has_value();
+    const QString where = quoted(announcement.channel.value_or(QString()));
+    switch (why) {
+    case Admission::Admitted:
+    case Admission::QueueFull:
+        break;
+    case Admission::NoChannel:
+        return m_log.rejected(Message::NoChannels, {}, sender);
+    case Admission::TooMany:
+        return m_log.rejected(
+            isThere ? Message::TooManyWaitingThere : Message::TooManyWaiting,
+            {QString::number(AnnouncementQueue::maxWaitingOfASender), where}, sender);
+    case Admission::TooMuchToSay:
+        return m_log.rejected(
+            isThere ? Message::TooMuchWaitingThere : Message::TooMuchWaiting,
+            {QString::number(AnnouncementQueue::maxSpeechOfASender.count()), where}, sender);
+    }
+    m_log.rejected(Message::QueueFull, {QString::number(AnnouncementQueue::maxWaiting)}, sender);
+}
+
 void Announcer::announce(const Announcement& announcement, const QHostAddress& sender)
 {
     if (!m_limiter.admit(sender, RequestLimiter::Clock::now())) {
-        m_journal.refused(
-            {LineCause::TooManyAnnouncements,
-             QStringLiteral("it sends more than %1 announcements a second")
-                 .arg(announcementsASecond)},
-            sender);
+        m_log.rejected(Message::TooManyASecond, {QString::number(announcementsASecond)}, sender);
         return;
     }
     const AnnouncementQueue::Offer offer = m_worker->announce(
         {++m_lastId, m_show.setOf(announcement.channel), announcement.text.toStdString(),
          senderOf(sender)});
     if (offer.displaced) {
-        m_journal.notSpoken(
-            QString::fromStdString(offer.displaced->text),
-            QStringLiteral("too many are waiting, and its sender had the most of them"));
+        m_log.notSpoken(
+            QString::fromStdString(offer.displaced->text), messageText(Message::Displaced));
     }
     if (offer.admission == Admission::Admitted) {
-        m_journal.announced(announcement, sender);
-        return;
+        m_log.announced(announcement, sender);
+    } else {
+        reject(offer.admission, announcement, sender);
     }
-    m_journal.refused(
-        {LineCause::TooManyAnnouncements, reasonOf(offer.admission, announcement)}, sender);
 }
 
 /// Not rate-limited: who sends too much must be able to take it back.
 void Announcer::silence(const QHostAddress& sender)
 {
-    m_journal.silenced(m_worker->silence(senderOf(sender)), sender);
+    m_log.silenced(m_worker->silence(senderOf(sender)), sender);
 }
 
 void Announcer::begun(const ChannelSet& channels)
@@ -183,14 +202,13 @@ void Announcer::ended(const SpeechReport& report)
     m_sounding(m_soundingOn);
     const QString text = QString::fromStdString(report.announcement.text);
     if (report.result.end == SpeechEnd::Failed) {
-        m_journal.notSpoken(text, report.result.reason);
+        m_log.notSpoken(text, report.result.reason);
     }
     if (report.result.end == SpeechEnd::Cut) {
-        m_journal.notSpoken(text, QStringLiteral("all of it would take too long; it was cut"));
+        m_log.notSpoken(text, messageText(Message::TooLong));
     }
     if (report.result.end == SpeechEnd::GaveWay) {
-        m_journal.notSpoken(
-            text, QStringLiteral("it was long and another sender was waiting; it was cut"));
+        m_log.notSpoken(text, messageText(Message::GaveWay));
     }
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "relay/audio/Room.h"
-#include "relay/osc/Announcement.h"
+#include "relay/osc/AnnouncementReading.h"
 #include "relay/osc/OscSocket.h"
 #include "relay/sessions/ShowPatch.h"
 #include "relay/speech/SpeechWorker.h"
@@ -14,7 +14,7 @@
 
 namespace wingbell {
 
-class Journal;
+class EventLog;
 
 /// From an OSC packet to speech in the crew's ears. Main thread only.
 class Announcer
@@ -30,7 +30,7 @@ public:
 
     /// Takes over the bound `socket`; borrows the others, which must outlive it.
     Announcer(
-        const ShowPatch& show, OscSocket socket, Room& room, Journal& journal, Sounding sounding);
+        const ShowPatch& show, OscSocket socket, Room& room, EventLog& log, Sounding sounding);
     ~Announcer();
     Q_DISABLE_COPY_MOVE(Announcer)
 
@@ -45,6 +45,8 @@ public:
 
 private:
     void handle(const OscSocket::Datagram& datagram);
+    void reject(const OscError& error, const QHostAddress& sender);
+    void reject(Admission why, const Announcement& announcement, const QHostAddress& sender);
     void announce(const Announcement& announcement, const QHostAddress& sender);
     void silence(const QHostAddress& sender);
     void begun(const ChannelSet& channels);
@@ -53,7 +55,7 @@ private:
     const ShowPatch& m_show;
     QSet<QString> m_channels;
     OscSocket m_socket;
-    Journal& m_journal;
+    EventLog& m_log;
     Sounding m_sounding;
     RequestLimiter m_limiter;
     std::uint64_t m_lastId = 0;

@@ -7,13 +7,15 @@
 #include "relay/crew/CrewFolder.h"
 #include "relay/crew/KeptCertificate.h"
 #include "relay/crew/KeptCrewCode.h"
+#include "relay/log/LineText.h"
+#include "relay/log/LineWriter.h"
+#include "relay/log/Messages.h"
 #include "relay/net/AddressRanking.h"
 #include "relay/net/HostNames.h"
 #include "relay/net/NetworkAddresses.h"
 #include "relay/net/PortHolder.h"
-#include "relay/speech/Speaker.h"
-#include "relay/speech/SpeechProcess.h"
-#include "relay/words/LineWriter.h"
+#include "relay/speech/SpeechSynthesizer.h"
+#include "relay/audio/AudioFormat.h"
 
 #include <QFile>
 #include <QProcessEnvironment>
@@ -153,12 +155,12 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
     const KeptCertificate kept =
         keptCertificate(folder, place.names, std::chrono::system_clock::now());
     if (!kept.certificate) {
-        return notOnAirSentence(kept.problem);
+        return messageText(Message::NotOnAir, {kept.problem});
     }
     HttpsServer::Opening server =
         HttpsServer::open(std::move(listener), kept.certificate->pem(), webLimits());
     if (!server.server) {
-        return notOnAirSentence(server.error);
+        return messageText(Message::NotOnAir, {server.error});
     }
     std::vector<QByteArray> names;
     for (const QString& name : place.names.hostNames) {
@@ -168,16 +170,16 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
 
     QStringList remarks;
     if (!code.replacedBecause.isEmpty()) {
-        remarks.append(newCodeSentence(code.replacedBecause));
+        remarks.append(messageText(Message::NewCode, {code.replacedBecause}));
     }
     if (!code.problem.isEmpty()) {
-        remarks.append(codeNotKeptSentence(code.problem));
+        remarks.append(messageText(Message::CodeNotSaved, {code.problem}));
     }
     if (!kept.problem.isEmpty()) {
-        remarks.append(certificateNotKeptSentence(kept.problem));
+        remarks.append(messageText(Message::CertificateNotSaved, {kept.problem}));
     }
     if (!kept.newBecause.isEmpty()) {
-        remarks.append(newCertificateSentence(kept.newBecause));
+        remarks.append(messageText(Message::NewCertificate, {kept.newBecause}));
     }
     return Relay::Parts{
         ShowPatch(show),
@@ -198,33 +200,35 @@ void confine(QStringList& remarks)
     const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     const Confinement confinement = serverConfinement(
         QFile::encodeName(CrewFolder::standardPath(environment)).toStdString(),
-        programPath(Speaker::Settings{}.program).value_or(std::string()));
+        programPath(SpeechSynthesizer::Settings{}.program).value_or(std::string()));
     QStringList lacking = confinement.lacking();
     if (const int error = confinement.enter(); error != 0) {
         lacking.append(qt_error_string(error));
     }
     if (!lacking.isEmpty()) {
-        remarks.prepend(notConfinedSentence(lacking));
+        remarks.prepend(messageText(Message::NotConfined, {lacking.join(QStringLiteral(", "))}));
     }
 }
 
 std::optional<QString> problemOf(const QString& path, const ShowReading& reading)
 {
     if (reading.isMissing) {
-        return neverSavedSentence(path);
+        return messageText(Message::NeverSaved, {quoted(path, maxShownPath)});
     }
     if (!reading.show) {
-        return noShowSentence(path, reading.problem);
+        return messageText(Message::NoShow, {quoted(path, maxShownPath), reading.problem});
     }
     const ShowFile& show = *reading.show;
     if (show.oscPort < 1 || show.oscPort > std::numeric_limits<quint16>::max()) {
-        return noSuchPortSentence(show.oscPort);
+        return messageText(Message::NoSuchPort, {QString::number(show.oscPort)});
     }
     if (show.channels.size() > mostChannels) {
-        return tooLargeSentence(QStringLiteral("channels"), mostChannels);
+        return messageText(
+            Message::TooLarge, {QString::number(mostChannels), QStringLiteral("channels")});
     }
     if (show.roles.size() > mostRoles) {
-        return tooLargeSentence(QStringLiteral("roles"), mostRoles);
+        return messageText(
+            Message::TooLarge, {QString::number(mostRoles), QStringLiteral("roles")});
     }
     return std::nullopt;
 }
@@ -234,7 +238,7 @@ std::optional<QString> problemOf(const QString& path, const ShowReading& reading
 int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
 {
     if (arguments.size() != 1) {
-        return failed(WrongUsage, usageSentence());
+        return failed(WrongUsage, messageText(Message::Usage));
     }
     const ShowReading reading = readShow(arguments.constFirst());
     if (const auto problem = problemOf(arguments.constFirst(), reading)) {
@@ -244,7 +248,7 @@ int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
     shareFewHeaps();
     const Switches switches;
     if (const auto problem = MediaLibrary::problem()) {
-        return failed(NotOnAir, notOnAirSentence(*problem));
+        return failed(NotOnAir, messageText(Message::NotOnAir, {*problem}));
     }
     auto parts = openParts(*reading.show, switches.samplesPerTick());
     if (const auto* problem = std::get_if<QString>(&parts)) {

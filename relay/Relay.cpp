@@ -2,10 +2,11 @@
 
 #include "relay/Sentences.h"
 #include "relay/StopSignals.h"
-#include "relay/words/LineWriter.h"
+#include "relay/log/DurationInWords.h"
+#include "relay/log/LineText.h"
+#include "relay/log/LineWriter.h"
 
 #include <algorithm>
-#include <array>
 
 namespace wingbell {
 
@@ -20,31 +21,33 @@ constexpr std::chrono::milliseconds lastPatience = 200ms;
 
 constexpr std::chrono::milliseconds lookAroundEvery = 500ms;
 
-/// How many names of channels that there are not are told one by one.
-constexpr std::size_t mostStraysTold = 5;
+/// How many unknown channels are told one by one.
+constexpr std::size_t maxUnknownChannelsTold = 5;
 
-struct WebReason
+Message messageOf(WebRefusal cause)
 {
-    WebRefusal refusal;
-    LineCause cause;
-    const char* reason;
-};
-
-constexpr std::array<WebReason, 9> webReasons = {{
-    {WebRefusal::TooManyConnections, LineCause::TooManyConnections,
-     "there are too many connections at once"},
-    {WebRefusal::TooManyFromOneAddress, LineCause::TooManyConnections,
-     "it has too many connections at once"},
-    {WebRefusal::TooManyRequests, LineCause::TooManyRequests, "it asks too often"},
-    {WebRefusal::TooSlow, LineCause::TooSlow, "it was too slow"},
-    {WebRefusal::NotTls, LineCause::NotTls,
-     "there was no secure connection; a browser there must accept the certificate first"},
-    {WebRefusal::Malformed, LineCause::MalformedRequest, "what it asked is no request"},
-    {WebRefusal::TooLarge, LineCause::MalformedRequest, "its request was too large"},
-    {WebRefusal::ForeignOrigin, LineCause::ForeignRequest, "it asked from a foreign page"},
-    {WebRefusal::UnknownHost, LineCause::ForeignRequest,
-     "it asked by a name that is not this computer's"},
-}};
+    switch (cause) {
+    case WebRefusal::TooManyConnections:
+        return Message::TooManyConnections;
+    case WebRefusal::TooManyFromOneAddress:
+        return Message::TooManyFromOneAddress;
+    case WebRefusal::TooManyRequests:
+        return Message::TooManyRequests;
+    case WebRefusal::TooSlow:
+        return Message::TooSlow;
+    case WebRefusal::NotTls:
+        return Message::NotTls;
+    case WebRefusal::TooLarge:
+        return Message::RequestTooLarge;
+    case WebRefusal::ForeignOrigin:
+        return Message::ForeignOrigin;
+    case WebRefusal::UnknownHost:
+        return Message::UnknownHost;
+    case WebRefusal::Malformed:
+        break;
+    }
+    return Message::MalformedRequest;
+}
 
 } // namespace
 
@@ -57,7 +60,7 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
     , m_stop(stop)
     , m_output(output)
     , m_began(Clock::now())
-    , m_journal(output, [this] { waitForOutput(); })
+    , m_log(output, [this] { waitForOutput(); })
     , m_room(static_cast<std::size_t>(m_show.channels().size()), parts.samplesPerTick)
     , m_mixing(std::in_place, m_room)
     , m_crew(
@@ -66,23 +69,21 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
               lookAfterCrew();
               return media.makeLink(std::move(receiver));
           },
-          m_journal)
+          m_log)
     , m_announcer(
-          m_show, std::move(parts.osc), m_room, m_journal,
+          m_show, std::move(parts.osc), m_room, m_log,
           [this](const ChannelSet& channels) { m_crew.setAnnouncing(channels); })
     , m_service(
           *parts.server, m_show, m_crew, m_door,
           [this](CodeVerdict::Kind kind, const QHostAddress& who) {
-              m_journal.turnedAway(
-                  LineCause::WrongCode, who,
-                  kind == CodeVerdict::Kind::Wrong
-                      ? QStringLiteral("that was a wrong crew code")
-                      : QStringLiteral("it has to wait after wrong crew codes"));
+              m_log.rejectedRequest(
+                  kind == CodeVerdict::Kind::Wrong ? Message::WrongCode : Message::MustWait, who);
           })
     , m_server(std::move(parts.server))
 {
-    m_server->onRefused(
-        [this](WebRefusal cause, const QHostAddress& who) { turnedAway(cause, who); });
+    m_server->onRefused([this](WebRefusal cause, const QHostAddress& who) {
+        m_log.rejectedRequest(messageOf(cause), who);
+    });
     m_stopAsked = Watch::readable(m_stop.descriptor(), [this] { this->stop(); });
     m_oscReadable = Watch::readable(m_announcer.descriptor(), [this] { m_announcer.receive(); });
     m_mixing->waitUntilRunning();
@@ -100,21 +101,26 @@ void Relay::run()
 void Relay::tellOnAir()
 {
     m_began = Clock::now();
-    m_journal.tell(onAirSentence(m_show, m_port, m_takesIpv6));
+    m_log.tell(onAirSentence(m_show, m_port, m_takesIpv6));
     for (const QString& remark : m_remarks) {
-        m_journal.tell(remark);
+        m_log.tell(remark);
     }
-    const std::vector<ShowPatch::Stray>& strays = m_show.strays();
-    for (std::size_t index = 0; index < std::min(strays.size(), mostStraysTold); ++index) {
-        m_journal.tell(straySentence(strays.at(index)));
+    const std::vector<ShowPatch::Stray>& unknown = m_show.strays();
+    const std::size_t told = std::min(unknown.size(), maxUnknownChannelsTold);
+    for (std::size_t index = 0; index < told; ++index) {
+        m_log.tell(
+            Message::UnknownChannelOfRole,
+            {quoted(unknown.at(index).role), quoted(unknown.at(index).channel)});
     }
-    if (strays.size() > mostStraysTold) {
-        m_journal.tell(moreStraysSentence(static_cast<qsizetype>(strays.size() - mostStraysTold)));
+    if (unknown.size() > told) {
+        m_log.tell(Message::MoreUnknownChannels, {QString::number(unknown.size() - told)});
     }
-    m_journal.tellHowToJoin(
-        {joinSentence(m_door.urls, m_door.code.text()), fingerprintSentence(m_door.fingerprint),
-         cardSentence(
-             m_door.urls.constFirst() + QStringLiteral("card#code=") + m_door.code.text())});
+    m_log.tellHowToJoin(
+        {joinSentence(m_door.urls, m_door.code.text()),
+         messageText(Message::Fingerprint, {m_door.fingerprint}),
+         messageText(
+             Message::JoinCard,
+             {m_door.urls.constFirst() + QStringLiteral("card#code=") + m_door.code.text()})});
 }
 
 void Relay::stop()
@@ -132,12 +138,13 @@ void Relay::tellOffAir()
     const quint64 ticks = m_mixing->cycles();
     const quint64 late = m_mixing->missedDeadlines();
     m_mixing.reset();
-    m_journal.tellHeldBack(Clock::time_point::max());
+    m_log.tellHeldBack(Clock::time_point::max());
     if (late > 0) {
-        m_journal.tell(lateTicksSentence(late, ticks));
+        m_log.tell(Message::LateAudio, {QString::number(late), QString::number(ticks)});
     }
-    m_journal.tell(offAirSentence(
-        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_began)));
+    m_log.tell(
+        Message::OffAir, {durationInWords(std::chrono::duration_cast<std::chrono::milliseconds>(
+                             Clock::now() - m_began))});
     m_outputWritable = Watch();
     m_heldBackDue = Watch();
     m_output.finish(lastPatience);
@@ -155,7 +162,7 @@ void Relay::waitForOutput()
             waitForOutput();
         });
     }
-    const auto due = m_journal.nextDue();
+    const auto due = m_log.nextDue();
     if (due == m_heldBackDueAt) {
         return;
     }
@@ -168,7 +175,7 @@ void Relay::waitForOutput()
     m_heldBackDue = Watch::after(std::max(left, 0ms), [this] {
         m_heldBackDueAt.reset();
         m_heldBackDue = Watch();
-        m_journal.tellHeldBack(Clock::now());
+        m_log.tellHeldBack(Clock::now());
     });
 }
 
@@ -184,17 +191,6 @@ void Relay::lookAfterCrew()
             m_lookAround = Watch();
         }
     });
-}
-
-void Relay::turnedAway(WebRefusal cause, const QHostAddress& who)
-{
-    const auto* const found =
-        std::find_if(webReasons.begin(), webReasons.end(), [cause](const WebReason& entry) {
-            return entry.refusal == cause;
-        });
-    if (found != webReasons.end()) {
-        m_journal.turnedAway(found->cause, who, QString::fromLatin1(found->reason));
-    }
 }
 
 } // namespace wingbell

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "relay/Announcer.h"
-#include "relay/Journal.h"
 #include "relay/audio/MixerThread.h"
+#include "relay/EventLog.h"
 #include "relay/link/MediaLibrary.h"
 #include "relay/loop/MainLoop.h"
 #include "relay/loop/Watch.h"
@@ -53,7 +53,6 @@ private:
     void tellOffAir();
     void waitForOutput();
     void lookAfterCrew();
-    void turnedAway(WebRefusal cause, const QHostAddress& who);
 
     ShowPatch m_show;
     quint16 m_port;
@@ -67,7 +66,7 @@ private:
     Watch m_outputWritable;
     Watch m_heldBackDue;
     std::optional<Clock::time_point> m_heldBackDueAt; ///< when that watch is over
-    Journal m_journal;
+    EventLog m_log;
     Room m_room;
     std::optional<MixerThread> m_mixing;
     Crew m_crew;

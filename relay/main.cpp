@@ -2,7 +2,24 @@
 #include "relay/StandardDescriptors.h"
 #include "relay/StopSignals.h"
 
+#include <QCoreApplication>
 #include <QFile>
+
+#include <clocale>
+
+namespace {
+
+/// The console speaks English and UTF-8, whatever the locale, and hears no warning about it.
+void startQt(int& argc, char** argv)
+{
+    const auto before =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+    static const QCoreApplication application(argc, argv);
+    qInstallMessageHandler(before);
+    (void)std::setlocale(LC_ALL, "C.UTF-8");
+}
+
+} // namespace
 
 int main(int argc, char* argv[])
 {
@@ -12,5 +29,6 @@ int main(int argc, char* argv[])
     for (int index = 1; index < argc; ++index) {
         arguments.append(QFile::decodeName(argv[index]));
     }
+    startQt(argc, argv);
     return wingbell::runIntercomServer(arguments, stop);
 }

@@ -1,51 +1,40 @@
 #include "relay/osc/AnnouncementReading.h"
 
 #include "model/Utf8.h"
+#include "relay/log/LineText.h"
 #include "relay/osc/SayAddress.h"
-#include "relay/words/LineText.h"
 
 namespace wingbell {
 
 namespace {
 
-std::optional<Refusal> refusedAddress(const SayAddress& to, const QByteArray& address)
+using Code = OscError::Code;
+
+std::optional<OscError> addressError(const SayAddress& to, const QByteArray& address)
 {
     switch (to.kind) {
     case SayAddress::Kind::EveryChannel:
     case SayAddress::Kind::OneChannel:
         return std::nullopt;
     case SayAddress::Kind::UnknownChannel:
-        if (to.channel.isEmpty()) {
-            return Refusal{
-                LineCause::UnknownChannel,
-                QStringLiteral("its address ends before the name of a channel")};
-        }
-        return Refusal{
-            LineCause::UnknownChannel,
-            QStringLiteral("the show has no channel %1").arg(quoted(to.channel))};
+        return to.channel.isEmpty() ? OscError{Code::NoChannelName}
+                                    : OscError{Code::UnknownChannel, to.channel};
     case SayAddress::Kind::UnknownAddress:
         break;
     }
-    return Refusal{
-        LineCause::UnknownAddress,
-        QStringLiteral("%1 is neither /wingbell/say nor /wingbell/say/ and a channel's name")
-            .arg(quoted(QString::fromUtf8(address)))};
+    return OscError{Code::UnknownAddress, QString::fromUtf8(address)};
 }
 
-std::optional<Refusal> refusedArguments(const QByteArray& typeTags)
+std::optional<OscError> argumentsError(const QByteArray& typeTags)
 {
     if (typeTags == "s" || typeTags == "S") {
         return std::nullopt;
     }
     if (typeTags.isEmpty()) {
-        return Refusal{LineCause::WrongArguments, QStringLiteral("it brings no text")};
+        return OscError{Code::NoText};
     }
-    if (typeTags.size() > 1) {
-        return Refusal{
-            LineCause::WrongArguments,
-            QStringLiteral("it brings %1 arguments instead of one text").arg(typeTags.size())};
-    }
-    return Refusal{LineCause::WrongArguments, QStringLiteral("its argument is no text")};
+    return typeTags.size() > 1 ? OscError{Code::SeveralArguments, QString::number(typeTags.size())}
+                               : OscError{Code::NotAString};
 }
 
 } // namespace
@@ -56,18 +45,18 @@ AnnouncementReading readAnnouncement(const OscMessage& message, const QSet<QStri
         return SilenceRequest();
     }
     const SayAddress to = readSayAddress(message.address, channels);
-    if (const auto refusal = refusedAddress(to, message.address)) {
-        return *refusal;
+    if (const auto error = addressError(to, message.address)) {
+        return *error;
     }
-    if (const auto refusal = refusedArguments(message.typeTags)) {
-        return *refusal;
+    if (const auto error = argumentsError(message.typeTags)) {
+        return *error;
     }
     const std::optional<QString> text = textIfUtf8(message.text);
     if (!text) {
-        return Refusal{LineCause::NotUtf8, QStringLiteral("its text is not UTF-8")};
+        return OscError{Code::NotUtf8};
     }
     if (isBlank(*text)) {
-        return Refusal{LineCause::Blank, QStringLiteral("its text is blank")};
+        return OscError{Code::BlankText};
     }
     const QString whole = text->trimmed();
     Announcement announcement;

@@ -22,37 +22,35 @@ constexpr QByteArrayView bundleMark("#bundle\0", 8);
 constexpr qsizetype timeTagSize = 8;
 constexpr qsizetype lengthSize = 4;
 
-Refusal unreadable(const QString& reason)
-{
-    return {LineCause::Unreadable, reason};
-}
+using Code = OscError::Code;
 
-/// Puts the messages of `element` behind `messages`. The reason when its bundles are no such.
-std::optional<QString>
+/// Puts the messages of `element` behind `messages`. Returns what is wrong with its bundles, if
+/// anything is.
+std::optional<OscError>
 collect(QByteArrayView element, int depth, std::vector<QByteArrayView>& messages)
 {
     if (!element.startsWith(bundleMark)) {
         if (messages.size() == mostOscMessages) {
-            return QStringLiteral("it holds more than %1 messages").arg(mostOscMessages);
+            return OscError{Code::TooManyMessages, QString::number(mostOscMessages)};
         }
         messages.push_back(element);
         return std::nullopt;
     }
     if (depth == deepestOscBundle) {
-        return QStringLiteral("its bundles stand more than %1 deep").arg(deepestOscBundle);
+        return OscError{Code::TooDeep, QString::number(deepestOscBundle)};
     }
     if (element.size() < bundleMark.size() + timeTagSize) {
-        return QStringLiteral("its bundle has no whole time tag");
+        return OscError{Code::NoTimeTag};
     }
     QByteArrayView rest = element.sliced(bundleMark.size() + timeTagSize);
     while (!rest.isEmpty()) {
         if (rest.size() < lengthSize) {
-            return QStringLiteral("its bundle ends inside a length");
+            return OscError{Code::UnendedBundle};
         }
         const auto length = qsizetype{qFromBigEndian<quint32>(rest.data())};
         rest = rest.sliced(lengthSize);
         if (length == 0 || length % 4 != 0 || length > rest.size()) {
-            return QStringLiteral("its bundle gives a length that cannot be");
+            return OscError{Code::WrongBundleLength};
         }
         if (auto problem = collect(rest.first(length), depth + 1, messages)) {
             return problem;
@@ -62,26 +60,26 @@ collect(QByteArrayView element, int depth, std::vector<QByteArrayView>& messages
     return std::nullopt;
 }
 
-QString reasonOf(int error)
+Code codeOf(int error)
 {
     switch (error) {
     case LO_EINVALIDPATH:
-        return QStringLiteral("its address does not end as one must");
+        return Code::UnendedAddress;
     case LO_ENOTYPE:
     case LO_EBADTYPE:
     case LO_EINVALIDTYPE:
-        return QStringLiteral("it does not say of what type its arguments are");
+        return Code::WrongTypeTags;
     case LO_EINVALIDARG:
-        return QStringLiteral("its arguments do not fit their types");
+        return Code::WrongArguments;
     default:
-        return QStringLiteral("its length does not fit its arguments");
+        return Code::WrongLength;
     }
 }
 
 OscElement readMessage(QByteArrayView bytes)
 {
     if (!bytes.startsWith('/')) {
-        return unreadable(QStringLiteral("it does not begin as an OSC message or bundle must"));
+        return OscError{Code::NotOsc};
     }
     int error = 0;
     // The library takes its input unchangeable only in fact, not in type: it copies it first.
@@ -92,7 +90,7 @@ OscElement readMessage(QByteArrayView bytes)
         return OscMessage{QByteArray(bytes.data()), {}, {}};
     }
     if (!message) {
-        return unreadable(reasonOf(error));
+        return OscError{codeOf(error)};
     }
     OscMessage result;
     result.address =
@@ -109,11 +107,11 @@ OscElement readMessage(QByteArrayView bytes)
 std::vector<OscElement> readOscPacket(QByteArrayView packet)
 {
     if (packet.isEmpty()) {
-        return {unreadable(QStringLiteral("it is empty"))};
+        return {OscError{Code::EmptyPacket}};
     }
     std::vector<QByteArrayView> messages;
     if (const auto problem = collect(packet, 0, messages)) {
-        return {unreadable(*problem)};
+        return {*problem};
     }
     std::vector<OscElement> elements;
     elements.reserve(messages.size());

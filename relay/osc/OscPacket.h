@@ -1,18 +1,63 @@
 #pragma once
 
-#include "relay/osc/OscMessage.h"
-#include "relay/words/Refusal.h"
-
+#include <QByteArray>
 #include <QByteArrayView>
+#include <QString>
 
 #include <cstddef>
+#include <cstdint>
 #include <variant>
 #include <vector>
 
 namespace wingbell {
 
+/// One OSC message, as far as an announcement needs it. Its bytes come from the network: neither
+/// `address` nor `text` need be valid UTF-8.
+struct OscMessage
+{
+    QByteArray address;  ///< begins with a slash
+    QByteArray typeTags; ///< one character for each argument, without the leading comma
+    QByteArray text;     ///< the first argument where that is a string; otherwise empty
+
+    friend bool operator==(const OscMessage&, const OscMessage&) = default;
+};
+
+/// Why a packet or a message cannot be read, or asks for nothing that there is.
+struct OscError
+{
+    enum class Code : std::uint8_t {
+        // of a packet
+        EmptyPacket,
+        NotOsc,
+        UnendedAddress,
+        WrongTypeTags,
+        WrongArguments,
+        WrongLength,
+        NoTimeTag,
+        UnendedBundle,
+        WrongBundleLength,
+        TooManyMessages,
+        TooDeep,
+        // of a message
+        UnknownChannel,
+        NoChannelName,
+        UnknownAddress,
+        NoText,
+        NotAString,
+        SeveralArguments,
+        NotUtf8,
+        BlankText, ///< the last one
+    };
+
+    Code code = Code::EmptyPacket;
+    /// The unknown channel or address; how many arguments there are, or what the limit is.
+    QString subject = {};
+
+    friend bool operator==(const OscError&, const OscError&) = default;
+};
+
 /// One message of a packet, or why it cannot be read.
-using OscElement = std::variant<OscMessage, Refusal>;
+using OscElement = std::variant<OscMessage, OscError>;
 
 /// How many bundles may stand inside one another, and how many messages a packet may hold.
 inline constexpr int deepestOscBundle = 8;
@@ -20,7 +65,7 @@ inline constexpr std::size_t mostOscMessages = 256;
 
 /// The messages of a datagram in their order, those of bundles among them; time tags are ignored,
 /// everything is meant for now. A packet whose bundles are broken or beyond the bounds above is
-/// refused as a whole; inside sound bundles a broken message is refused alone. Takes any bytes
+/// rejected as a whole; inside valid bundles a broken message is rejected alone. Takes any bytes
 /// whatever. Empty only for a bundle of nothing.
 [[nodiscard]] std::vector<OscElement> readOscPacket(QByteArrayView packet);
 

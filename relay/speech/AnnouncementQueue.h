@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/speech/PendingAnnouncement.h"
+#include "relay/speech/SpeechTypes.h"
 
 #include <chrono>
 #include <cstddef>
@@ -65,9 +65,6 @@ public:
 
     /// Roughly how long it takes to say `text`, UTF-8.
     [[nodiscard]] static std::chrono::milliseconds speakingTime(const std::string& text);
-
-    [[nodiscard]] std::size_t waitingCount() const { return m_waiting.size(); }
-    [[nodiscard]] std::size_t speakingCount() const { return m_speaking.size(); }
 
 private:
     /// An announcement that speaks or has spoken.

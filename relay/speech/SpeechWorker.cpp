@@ -9,12 +9,12 @@
 
 namespace wingbell {
 
-SpeechWorker::SpeechWorker(Speaker::Settings settings, Play play, Tell tell)
+SpeechWorker::SpeechWorker(SpeechSynthesizer::Settings settings, Play play, Tell tell)
     : m_play(std::move(play))
     , m_tell(std::move(tell))
     , m_hold(static_cast<std::size_t>(settings.limits.hold.count() * sampleRate / 1000))
     , m_work(std::make_shared<const WakeUp>())
-    , m_speaker(std::move(settings))
+    , m_synthesizer(std::move(settings))
     , m_thread([this] { run(); })
 {
 }
@@ -79,7 +79,7 @@ void SpeechWorker::waitForWork() const
     (void)::poll(waiting.data(), waiting.size(), -1);
 }
 
-/// A sound that nobody has any more will not be played on: its announcement is over as well.
+/// A sound without an owner will not be played on: its announcement is over as well.
 void SpeechWorker::tellPlayedOut()
 {
     std::vector<Playing> playing = std::exchange(m_playing, {});
@@ -125,7 +125,7 @@ bool SpeechWorker::speakNext()
             m_play(sound, next->channels);
         }
     };
-    SpeechResult result = m_speaker.speak(next->text, sink, m_stop);
+    SpeechResult result = m_synthesizer.speak(next->text, sink, m_stop);
     sound->end();
     if (result.end == SpeechEnd::Stopped) {
         return true;
@@ -157,7 +157,7 @@ std::optional<PendingAnnouncement> SpeechWorker::takeStartable()
     return m_queue.takeStartable();
 }
 
-/// Frees the channels first, so that whoever is told may count on it.
+/// Frees the channels first, so that they are free once the end is told.
 void SpeechWorker::finish(const PendingAnnouncement& announcement, SpeechResult result)
 {
     {

@@ -2,8 +2,8 @@
 
 #include "relay/audio/AudioSource.h"
 #include "relay/speech/AnnouncementQueue.h"
-#include "relay/speech/Speaker.h"
-#include "relay/speech/SpeechReport.h"
+#include "relay/speech/SpeechSynthesizer.h"
+#include "relay/speech/SpeechTypes.h"
 #include "relay/speech/WakeUp.h"
 
 #include <functional>
@@ -32,7 +32,7 @@ public:
     /// the worker's thread.
     using Tell = std::function<void(const SpeechReport& report)>;
 
-    SpeechWorker(Speaker::Settings settings, Play play, Tell tell);
+    SpeechWorker(SpeechSynthesizer::Settings settings, Play play, Tell tell);
     SpeechWorker(const SpeechWorker&) = delete;
     SpeechWorker& operator=(const SpeechWorker&) = delete;
     ~SpeechWorker();
@@ -81,7 +81,7 @@ private:
     std::mutex m_mutex;                   ///< for the next two
     AnnouncementQueue m_queue;
     std::map<std::uint64_t, Sounding> m_sounding; ///< by the id of the announcement, until its end
-    Speaker m_speaker;                            ///< the worker's thread only
+    SpeechSynthesizer m_synthesizer;              ///< the worker's thread only
     std::vector<Playing> m_playing;               ///< the worker's thread only
     std::thread m_thread;
 };

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <QString>
+#include <QByteArray>
 
-#include <array>
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -11,45 +9,24 @@
 
 namespace wingbell {
 
-/// Reads a WAVE file as it is written to a pipe, in pieces of any size: 16 bits, mono, from 8000 to
-/// 48000 samples a second. The sizes it gives for the file and its sound are not believed, as its
-/// writer cannot know them: the sound goes on until the pipe ends. Keeps a few bytes at most.
+/// Reads the WAVE file that espeak-ng writes to a pipe, in pieces of any size: a header of 44
+/// bytes, always of the same form, and then samples of 16 bits, mono, until the pipe ends. The
+/// sizes in the header are not believed, as its writer cannot know them. Keeps less than a header.
 class WavStream
 {
 public:
-    /// In bytes; a longer header is refused.
-    static constexpr std::size_t longestHeader = 4096;
-
-    /// Appends to `samples` those that `bytes` complete. False when this is nothing that can be
-    /// played: problem() tells why, and nothing is taken any more.
+    /// Appends to `samples` those that `bytes` complete. Returns false, and for ever, if the file
+    /// does not begin with that header or has a rate that Resampler does not take.
     [[nodiscard]] bool
     take(std::span<const std::uint8_t> bytes, std::vector<std::int16_t>& samples);
 
-    /// In samples a second; nothing before the header's end.
-    [[nodiscard]] std::optional<int> rate() const;
-
-    /// What came instead, for a person: "something that is no WAVE file"; empty while there is
-    /// none.
-    [[nodiscard]] const QString& problem() const { return m_problem; }
+    /// In samples a second; nullopt before the header's end.
+    [[nodiscard]] std::optional<int> rate() const { return m_rate; }
 
 private:
-    enum class Part { File, ChunkHeader, Format, Sound };
-
-    void takeSoundByte(std::uint8_t byte, std::vector<std::int16_t>& samples);
-    void takeHeaderByte(std::uint8_t byte);
-    [[nodiscard]] std::size_t partBytes() const;
-    void readFile();
-    void readChunkHeader();
-    void readFormat();
-
-    Part m_part = Part::File;
-    std::array<std::uint8_t, 16> m_bytes = {}; ///< of the part that is being read
-    std::size_t m_taken = 0;                   ///< bytes of that part
-    std::size_t m_skip = 0;                    ///< bytes of no interest before that part
-    std::size_t m_formatRest = 0;              ///< bytes of no interest behind the format
-    std::size_t m_header = 0;                  ///< bytes of the header so far
-    int m_rate = 0;                            ///< 0 before the format
-    QString m_problem;
+    QByteArray m_pending; ///< the header as far as it has come, then half a sample at most
+    std::optional<int> m_rate;
+    bool m_refused = false;
 };
 
 } // namespace wingbell

@@ -106,7 +106,7 @@ def what_is_out_of_sight_is_told_by_lists(window):
 
 def the_current_line_of_the_console_is_told(window):
     window.press("Intercom server")
-    window.see_line("To print for the crew")
+    window.see_line("Printable join card")
     window.wait_for_input()
     assert Atspi.Component.grab_focus(window.find("Console", Atspi.Role.LIST))
     window.wait_for_focus("Console")
@@ -117,7 +117,7 @@ def the_current_line_of_the_console_is_told(window):
     desk.keys("Down")
     focused.wait_for("label", window.console()[1], 1)
     focused.wait_for("label", first, 0)
-    line = window.see_line("To print for the crew")
+    line = window.see_line("Printable join card")
     while not has_state(window.find(line), Atspi.StateType.FOCUSED):
         desk.keys("Down")
     assert has_state(window.find(line), Atspi.StateType.SELECTED)

@@ -120,7 +120,7 @@ def take_whole(show):
 def take_on_air(show):
     show.press("Intercom server")
     wait_until(lambda: show.has("ON AIR"), "the lamp to say ON AIR")
-    show.see_line("To print for the crew")
+    show.see_line("Printable join card")
     cut_out(show, "console.png", show.find("Console"))
     for address, text in (
         ("/wingbell/say", "Half an hour, please"),

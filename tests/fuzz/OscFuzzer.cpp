@@ -1,6 +1,6 @@
+#include "relay/log/LineText.h"
 #include "relay/osc/AnnouncementReading.h"
 #include "relay/osc/OscPacket.h"
-#include "relay/words/LineText.h"
 #include "tests/fuzz/Check.h"
 
 #include <cstddef>
@@ -42,16 +42,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::vector<OscElement> elements = readOscPacket(packet);
     check(elements.size() <= mostOscMessages, "a packet holds so many messages at most");
     for (const OscElement& element : elements) {
-        if (const auto* refusal = std::get_if<Refusal>(&element)) {
-            checkLine(refusal->reason);
+        if (std::holds_alternative<OscError>(element)) {
             continue;
         }
         const AnnouncementReading reading =
             readAnnouncement(std::get<OscMessage>(element), channels);
         if (const auto* announcement = std::get_if<Announcement>(&reading)) {
             checkAnnouncement(*announcement);
-        } else {
-            checkLine(std::get<Refusal>(reading).reason);
+        } else if (const auto* error = std::get_if<OscError>(&reading)) {
+            checkLine(error->subject);
         }
     }
     return 0;

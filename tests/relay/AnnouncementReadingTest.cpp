@@ -7,6 +7,8 @@ using namespace wingbell;
 
 namespace {
 
+using Code = OscError::Code;
+
 const QSet<QString> channels = {QStringLiteral("Stage"), QStringLiteral("Green Room")};
 
 AnnouncementReading read(const QByteArray& text, const QByteArray& address = "/wingbell/say")
@@ -17,7 +19,7 @@ AnnouncementReading read(const QByteArray& text, const QByteArray& address = "/w
 Announcement accepted(const AnnouncementReading& reading)
 {
     const auto* announcement = std::get_if<Announcement>(&reading);
-    return announcement ? *announcement : Announcement{std::nullopt, QStringLiteral("REFUSED")};
+    return announcement ? *announcement : Announcement{std::nullopt, QStringLiteral("REJECTED")};
 }
 
 } // namespace
@@ -31,8 +33,8 @@ private Q_SLOTS:
     void aSymbolIsATextToo();
     void spaceAroundATextIsNotAnnounced();
     void silenceIsAskedForWithoutOrWithArguments();
-    void whatCannotBeAnnouncedIsRefused_data();
-    void whatCannotBeAnnouncedIsRefused();
+    void whatCannotBeAnnouncedIsRejected_data();
+    void whatCannotBeAnnouncedIsRejected();
     void aTextOfTheGreatestLengthStaysWhole();
     void aLongerTextIsCutAtACharacter();
     void aCutNeverPartsWhatLooksLikeOneCharacter();
@@ -66,58 +68,46 @@ void AnnouncementReadingTest::silenceIsAskedForWithoutOrWithArguments()
     for (const QByteArray& address :
          {QByteArray("/wingbell/silence/Stage"), QByteArray("/wingbell/Silence")}) {
         const auto reading = readAnnouncement({address, {}, {}}, channels);
-        QCOMPARE(std::get<Refusal>(reading).cause, LineCause::UnknownAddress);
+        QCOMPARE(std::get<OscError>(reading).code, Code::UnknownAddress);
     }
 }
 
-void AnnouncementReadingTest::whatCannotBeAnnouncedIsRefused_data()
+void AnnouncementReadingTest::whatCannotBeAnnouncedIsRejected_data()
 {
     QTest::addColumn<QByteArray>("address");
     QTest::addColumn<QByteArray>("types");
     QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<LineCause>("cause");
-    QTest::addColumn<QString>("reason");
+    QTest::addColumn<Code>("code");
+    QTest::addColumn<QString>("subject");
     const QByteArray say = "/wingbell/say";
-
-    QTest::newRow("no argument") << say << QByteArray() << QByteArray() << LineCause::WrongArguments
-                                 << QStringLiteral("it brings no text");
-    QTest::newRow("a number") << say << QByteArray("i") << QByteArray() << LineCause::WrongArguments
-                              << QStringLiteral("its argument is no text");
-    QTest::newRow("two texts") << say << QByteArray("ss") << QByteArray("Go")
-                               << LineCause::WrongArguments
-                               << QStringLiteral("it brings 2 arguments instead of one text");
-    QTest::newRow("empty") << say << QByteArray("s") << QByteArray() << LineCause::Blank
-                           << QStringLiteral("its text is blank");
-    QTest::newRow("blank") << say << QByteArray("s") << QByteArray(" \t\n\xC2\xA0")
-                           << LineCause::Blank << QStringLiteral("its text is blank");
-    QTest::newRow("invisible") << say << QByteArray("s") << QByteArray("\x01\xE2\x80\x8B")
-                               << LineCause::Blank << QStringLiteral("its text is blank");
-    QTest::newRow("no UTF-8") << say << QByteArray("s") << QByteArray("B\xFChne")
-                              << LineCause::NotUtf8 << QStringLiteral("its text is not UTF-8");
-    QTest::newRow("unknown channel")
-        << say + "/stage" << QByteArray("s") << QByteArray("Go") << LineCause::UnknownChannel
-        << QStringLiteral("the show has no channel \"stage\"");
-    QTest::newRow("no channel") << say + "/" << QByteArray("s") << QByteArray("Go")
-                                << LineCause::UnknownChannel
-                                << QStringLiteral("its address ends before the name of a channel");
-    QTest::newRow("unknown address")
-        << QByteArray("/cue/go") << QByteArray("s") << QByteArray("Go") << LineCause::UnknownAddress
-        << QStringLiteral(
-               "\"/cue/go\" is neither /wingbell/say nor /wingbell/say/ and a channel's name");
+    const auto row = [](const char* name, const QByteArray& address, const QByteArray& types,
+                        const QByteArray& text, Code code, const char* subject = "") {
+        QTest::newRow(name) << address << types << text << code << QString::fromUtf8(subject);
+    };
+    row("no argument", say, "", "", Code::NoText);
+    row("a number", say, "i", "", Code::NotAString);
+    row("two texts", say, "ss", "Go", Code::SeveralArguments, "2");
+    row("empty", say, "s", "", Code::BlankText);
+    row("blank", say, "s", " \t\n\xC2\xA0", Code::BlankText);
+    row("invisible", say, "s", "\x01\xE2\x80\x8B", Code::BlankText);
+    row("no UTF-8", say, "s", "B\xFChne", Code::NotUtf8);
+    row("unknown channel", say + "/stage", "s", "Go", Code::UnknownChannel, "stage");
+    row("no channel", say + "/", "s", "Go", Code::NoChannelName);
+    row("unknown address", "/cue/go", "s", "Go", Code::UnknownAddress, "/cue/go");
 }
 
-void AnnouncementReadingTest::whatCannotBeAnnouncedIsRefused()
+void AnnouncementReadingTest::whatCannotBeAnnouncedIsRejected()
 {
     QFETCH(QByteArray, address);
     QFETCH(QByteArray, types);
     QFETCH(QByteArray, text);
-    QFETCH(LineCause, cause);
-    QFETCH(QString, reason);
+    QFETCH(Code, code);
+    QFETCH(QString, subject);
     const AnnouncementReading reading = readAnnouncement({address, types, text}, channels);
-    const auto* refusal = std::get_if<Refusal>(&reading);
-    QVERIFY(refusal);
-    QCOMPARE(refusal->cause, cause);
-    QCOMPARE(refusal->reason, reason);
+    const auto* error = std::get_if<OscError>(&reading);
+    QVERIFY(error);
+    const OscError expected{code, subject};
+    QCOMPARE(*error, expected);
 }
 
 void AnnouncementReadingTest::aTextOfTheGreatestLengthStaysWhole()

@@ -1,4 +1,4 @@
-#include "relay/words/DurationInWords.h"
+#include "relay/log/DurationInWords.h"
 #include "tests/TestProgram.h"
 
 #include <QTest>

@@ -35,7 +35,7 @@ const QString ipv4 = QStringLiteral("127.0.0.1");
 const QString ipv6 = QStringLiteral("::1");
 const QString say = QStringLiteral("/wingbell/say");
 /// How the last of the first lines begins.
-const QString lastOfFirst = QStringLiteral("To print for the crew, with how to join: https://");
+const QString lastOfFirst = QStringLiteral("Printable join card: https://");
 
 QString announcing(const QString& text, const QString& where, const QString& sender = ipv4)
 {
@@ -328,7 +328,7 @@ void IntercomServerTest::aFileThatHoldsNoShowIsNamedWithTheReason()
     const End notOnAir{false, 1};
     QCOMPARE(server.waitForEnd(), notOnAir);
     const QString error = server.errorText();
-    const QString expected = QStringLiteral("Cannot go on air: there is no show in \"%1\": ")
+    const QString expected = QStringLiteral("Cannot go on air: the show in \"%1\" cannot be read: ")
                                  .arg(pathOf(QStringLiteral("no show.json")));
     QVERIFY2(error.startsWith(expected), qPrintable(error));
     QVERIFY2(error.sliced(expected.size()).contains(reason), qPrintable(error));
@@ -476,7 +476,7 @@ void IntercomServerTest::aShowOfNothingIsOnAirToo()
     const QStringList lines = server.linesThrough(QStringLiteral("no channels"));
     QCOMPARE(
         lines.constLast(),
-        QStringLiteral("Refused a message from %1: the show has no channels.").arg(ipv4));
+        QStringLiteral("Rejected a message from %1: the show has no channels.").arg(ipv4));
 }
 
 void IntercomServerTest::ipv4AndIpv6BothArrive()
@@ -539,12 +539,12 @@ void IntercomServerTest::whatIsRefusedIsToldWithTheReason_data()
     };
     const QString text = QStringLiteral("s");
     const QString go = QStringLiteral("Go");
-    row("no argument", {say}, QStringLiteral("it brings no text"));
+    row("no argument", {say}, QStringLiteral("it has no text argument"));
     row("a number", {say, QStringLiteral("i"), QStringLiteral("7")},
-        QStringLiteral("its argument is no text"));
-    row("a blob", {say, QStringLiteral("b"), go}, QStringLiteral("its argument is no text"));
+        QStringLiteral("its argument is not a string"));
+    row("a blob", {say, QStringLiteral("b"), go}, QStringLiteral("its argument is not a string"));
     row("two texts", {say, QStringLiteral("ss"), go, go},
-        QStringLiteral("it brings 2 arguments instead of one text"));
+        QStringLiteral("it has 2 arguments instead of one text"));
     row("empty", {say, text, QString()}, QStringLiteral("its text is blank"));
     row("blank", {say, text, QStringLiteral(" \n\t ")}, QStringLiteral("its text is blank"));
     row("unknown channel", {say + QStringLiteral("/stage"), text, go},
@@ -565,7 +565,7 @@ void IntercomServerTest::whatIsRefusedIsToldWithTheReason()
     QVERIFY(sendMessage(m_port, message));
     QVERIFY(sendText(m_port, QStringLiteral("The end")));
     const QStringList expected = {
-        QStringLiteral("Refused a message from %1: %2.").arg(ipv4, reason),
+        QStringLiteral("Rejected a message from %1: %2.").arg(ipv4, reason),
         announcing(QStringLiteral("The end"), QStringLiteral("every channel"))};
     QCOMPARE(server.linesThrough(QStringLiteral("The end")), expected);
 }
@@ -593,7 +593,7 @@ void IntercomServerTest::aBundleIsHandledNowAndInOrder()
     const QStringList lines = server.linesThrough(QStringLiteral("three"));
     QCOMPARE(lines.size(), 3);
     QCOMPARE(lines.at(0), announcing(QStringLiteral("one"), QStringLiteral("every channel")));
-    QVERIFY(lines.at(1).startsWith(QLatin1String("Refused a message from 127.0.0.1: \"/none\"")));
+    QVERIFY(lines.at(1).startsWith(QLatin1String("Rejected a message from 127.0.0.1: \"/none\"")));
     QCOMPARE(lines.at(2), announcing(QStringLiteral("three"), QStringLiteral("channel \"Stage\"")));
 }
 
@@ -606,8 +606,8 @@ void IntercomServerTest::bundlesInsideBundlesAreBounded()
             ipv4, m_port,
             {QStringLiteral("nested"), QString::fromLatin1(depth), say, QStringLiteral("deep")}));
     }
-    const QString refused =
-        QStringLiteral("Refused a packet from 127.0.0.1: its bundles stand more than 8 deep.");
+    const QString refused = QStringLiteral(
+        "Rejected a packet from 127.0.0.1: its bundles are nested more than 8 deep.");
     QCOMPARE(
         server.nextLine().value(),
         announcing(QStringLiteral("deep"), QStringLiteral("every channel")));
@@ -653,7 +653,7 @@ void IntercomServerTest::malformedPacketsAreSurvived()
         lines.constLast(),
         announcing(QStringLiteral("Still here"), QStringLiteral("every channel")));
     for (const QString& line : lines.first(lines.size() - 1)) {
-        QVERIFY2(line.startsWith(QLatin1String("Refused ")), qPrintable(line));
+        QVERIFY2(line.startsWith(QLatin1String("Rejected ")), qPrintable(line));
     }
     server.signal(SIGTERM);
     QCOMPARE(server.waitForEnd(), cleanEnd);
@@ -674,7 +674,7 @@ void IntercomServerTest::aFloodIsCountedAndNotEchoed()
     QVERIFY(sendMessage(m_port, {say}));
 
     const QRegularExpression number(
-        QStringLiteral("^Refused (\\d+) more messages?: unknown address\\.$"));
+        QStringLiteral("^Rejected (\\d+) more messages?: unknown address\\.$"));
     int echoed = 0;
     int told = 0;
     int numbers = 0;
@@ -685,7 +685,7 @@ void IntercomServerTest::aFloodIsCountedAndNotEchoed()
         if (match.hasMatch()) {
             told += match.captured(1).toInt();
             ++numbers;
-        } else if (line.contains(QLatin1String("it brings no text"))) {
+        } else if (line.contains(QLatin1String("it has no text argument"))) {
             ++others;
         } else {
             QVERIFY2(line.contains(QStringLiteral("\"/cue/1\" is neither")), qPrintable(line));
@@ -709,7 +709,7 @@ void IntercomServerTest::aFloodIsCountedAndNotEchoed()
     QVERIFY(server.remainingLines()
                 .join(QLatin1Char('\n'))
                 .contains(QRegularExpression(
-                    QStringLiteral("Refused \\d+ more messages?: unknown address\\.\n"
+                    QStringLiteral("Rejected \\d+ more messages?: unknown address\\.\n"
                                    "Off air after "))));
 }
 
@@ -799,7 +799,7 @@ void IntercomServerTest::whatOthersCouldReadIsReplacedAndTold()
     };
     const QString newCode = QStringLiteral("A new crew code was made: ");
     const QString newCertificate =
-        QStringLiteral("Phones will ask about this computer's certificate, once: ");
+        QStringLiteral("Phones will warn about this desk's new certificate, once: ");
     QVERIFY(linesOfAShow().filter(newCode).isEmpty());
     for (const char* name : {"crew-code", "certificate.pem"}) {
         const QString path = folder + QStringLiteral("/wingbell/") + QString::fromLatin1(name);
@@ -846,8 +846,8 @@ void IntercomServerTest::whereNothingCanBeKeptTheShowGoesOnAirAndSaysSo()
     const QStringList lines = server.linesThrough(lastOfFirst);
     QVERIFY2(lines.constFirst().startsWith(QLatin1String("On air")), qPrintable(lines.join(u'\n')));
     for (const char* told :
-         {"The crew will need another code after the next start: ",
-          "Phones will ask about this computer's certificate again after the next start: "}) {
+         {"The crew code could not be saved, so the next start will make a new one: ",
+          "The certificate could not be saved, so phones will warn again after the next start: "}) {
         QVERIFY2(lines.filter(QLatin1String(told)).size() == 1, told);
     }
 }
@@ -861,10 +861,9 @@ void IntercomServerTest::namesThatTheShowLacksAreToldAndLeftOut()
     show.roles = {Role{QUuid::createUuid(), QStringLiteral("Fly"), lost, {}}};
     ServerUnderTest server;
     QVERIFY(server.start({writeShow(show)}));
-    QVERIFY(
-        server.linesThrough(lastOfFirst)
-            .contains(QStringLiteral(
-                "Left out: the role \"Fly\" names the channel \"Roof\", which the show lacks.")));
+    QVERIFY(server.linesThrough(lastOfFirst)
+                .contains(QStringLiteral("Ignored an unknown channel: the role \"Fly\" names "
+                                         "\"Roof\", which the show does not have.")));
 }
 
 void IntercomServerTest::withoutASpeechProgramItSaysWhatIsMissing()
@@ -884,9 +883,9 @@ void IntercomServerTest::moreAnnouncementsThanCanWaitAreRefused()
     QVERIFY(goOnAir(server, writeShow(m_port)));
     const QString text = QStringLiteral("Places please.");
     QVERIFY(sendOsc(ipv4, m_port, {QStringLiteral("repeat"), QStringLiteral("12"), say, text}));
-    QVERIFY(server.linesThrough(QStringLiteral("8 of its announcements are waiting already"))
+    QVERIFY(server.linesThrough(QStringLiteral("8 of its announcements are already waiting"))
                 .constLast()
-                .startsWith(QLatin1String("Refused a message from 127.0.0.1: ")));
+                .startsWith(QLatin1String("Rejected a message from 127.0.0.1: ")));
     QElapsedTimer timer;
     timer.start();
     server.signal(SIGTERM);
@@ -917,7 +916,7 @@ void IntercomServerTest::aKernelThatCannotConfineItIsToldAfterTheFirstLine()
     QVERIFY2(lines.constFirst().startsWith(QLatin1String("On air")), qPrintable(lines.join(u'\n')));
     QCOMPARE(
         lines.value(1), QStringLiteral("This computer's kernel cannot confine the server (no "
-                                       "Landlock); it works without."));
+                                       "Landlock); everything else works."));
     server.signal(SIGTERM);
     QCOMPARE(server.waitForEnd(), cleanEnd);
 }

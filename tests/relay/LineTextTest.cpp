@@ -1,4 +1,4 @@
-#include "relay/words/LineText.h"
+#include "relay/log/LineText.h"
 #include "tests/TestProgram.h"
 
 #include <QTest>

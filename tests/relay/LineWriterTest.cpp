@@ -1,4 +1,4 @@
-#include "relay/words/LineWriter.h"
+#include "relay/log/LineWriter.h"
 #include "tests/TestProgram.h"
 
 #include <QElapsedTimer>
@@ -26,7 +26,7 @@ public:
             m_read = FileDescriptor(ends[0]);
             m_write = FileDescriptor(ends[1]);
             ::fcntl(m_read.get(), F_SETFL, O_NONBLOCK);
-            ::fcntl(m_write.get(), F_SETPIPE_SZ, LineWriter::longestLine);
+            ::fcntl(m_write.get(), F_SETPIPE_SZ, LineWriter::maxLineBytes);
         }
     }
 
@@ -35,7 +35,7 @@ public:
 
     [[nodiscard]] QByteArray takeAll() const
     {
-        std::array<char, LineWriter::longestLine> bytes = {};
+        std::array<char, LineWriter::maxLineBytes> bytes = {};
         const ssize_t count = ::read(m_read.get(), bytes.data(), bytes.size());
         return count > 0 ? QByteArray(bytes.data(), count) : QByteArray();
     }
@@ -63,7 +63,7 @@ QByteArray takeAllKept(const Pipe& pipe, LineWriter& writer)
 /// A line that fills a pipe to the last byte.
 QString fillingLine()
 {
-    return QString(LineWriter::longestLine - 1, QLatin1Char('x'));
+    return QString(LineWriter::maxLineBytes - 1, QLatin1Char('x'));
 }
 
 } // namespace
@@ -109,7 +109,7 @@ void LineWriterTest::aLineLongerThanAPipeTakesIsCutAtACharacter()
     LineWriter writer(pipe.writeEnd());
     writer.write(QStringLiteral("a") + QStringLiteral("ü").repeated(3000));
     const QByteArray expected = "a" + QByteArray("ü").repeated(2047) + "\n";
-    QCOMPARE(expected.size(), LineWriter::longestLine);
+    QCOMPARE(expected.size(), LineWriter::maxLineBytes);
     QCOMPARE(pipe.takeAll(), expected);
 
     writer.write(QStringLiteral("ü").repeated(3000));
@@ -134,7 +134,7 @@ void LineWriterTest::linesBeyondTheBoundAreCounted()
     LineWriter writer(pipe.writeEnd());
     writer.write(fillingLine());
     QByteArray kept;
-    for (std::size_t line = 0; line < LineWriter::mostWaitingLines; ++line) {
+    for (std::size_t line = 0; line < LineWriter::maxWaitingLines; ++line) {
         writer.write(QString::number(line));
         kept += QByteArray::number(static_cast<qulonglong>(line)) + '\n';
     }
@@ -143,7 +143,7 @@ void LineWriterTest::linesBeyondTheBoundAreCounted()
     }
     QCOMPARE(
         takeAllKept(pipe, writer), fillingLine().toUtf8() + '\n' + kept +
-                                       "Left out here, as nobody was reading: 1000 lines.\n");
+                                       "1000 lines dropped: nothing was reading the output.\n");
     writer.write(QStringLiteral("again"));
     QCOMPARE(pipe.takeAll(), QByteArray("again\n"));
 }

@@ -1,4 +1,5 @@
 #include "relay/Sentences.h"
+#include "relay/log/Messages.h"
 #include "tests/TestProgram.h"
 
 #include <QTest>
@@ -15,12 +16,13 @@ private Q_SLOTS:
     void aPortThatIsTakenIsToldWithWhatToDo();
     void aPortThatCannotBeOpenedIsToldWithTheReason();
     void aMachineWithoutIpv6IsTold();
-    void linesHeldBackAreToldByTheirCause_data();
-    void linesHeldBackAreToldByTheirCause();
+    void linesHeldBackAreToldByTheirEvent_data();
+    void linesHeldBackAreToldByTheirEvent();
     void theCrewAreToldTheBestAddressFirst();
-    void whoComesAndGoesIsToldWithRoleAndAddress();
+    void whoGoesIsToldWithRoleAndAddress();
     void textFromOutsideIsNoPlaceholder();
     void namesAreShortened();
+    void everyMessageIsExplained();
 };
 
 void SentencesTest::aPortThatIsTakenIsToldWithWhatToDo()
@@ -40,8 +42,8 @@ void SentencesTest::aPortThatCannotBeOpenedIsToldWithTheReason()
 {
     QCOMPARE(
         portNotOpenSentence(PortKind::Tcp, 80, EACCES, std::nullopt),
-        QStringLiteral("Cannot go on air: TCP port 80 is kept for the system; choose one from 1024 "
-                       "up in the control window."));
+        QStringLiteral("Cannot go on air: TCP port 80 is reserved for the system; choose 1024 "
+                       "or above in the control window."));
     QCOMPARE(
         portNotOpenSentence(PortKind::Udp, 47000, EMFILE, std::nullopt),
         QStringLiteral("Cannot go on air: UDP port 47000 cannot be opened: Too many open files; "
@@ -59,43 +61,26 @@ void SentencesTest::aMachineWithoutIpv6IsTold()
                        "IPv4 only."));
 }
 
-void SentencesTest::linesHeldBackAreToldByTheirCause_data()
+void SentencesTest::linesHeldBackAreToldByTheirEvent_data()
 {
-    QTest::addColumn<LineCause>("cause");
+    QTest::addColumn<LogEvent>("event");
     QTest::addColumn<quint64>("lines");
     QTest::addColumn<QString>("sentence");
-    const auto row = [](LineCause cause, quint64 lines, const char* sentence) {
-        QTest::newRow(sentence) << cause << lines << QString::fromLatin1(sentence);
+    const auto row = [](LogEvent event, quint64 lines, const char* sentence) {
+        QTest::newRow(sentence) << event << lines << QString::fromLatin1(sentence);
     };
-    row(LineCause::Announced, 1, "Announcing 1 more text that came within a second.");
-    row(LineCause::Announced, 412, "Announcing 412 more texts that came within a second.");
-    row(LineCause::Unreadable, 2, "Refused 2 more packets: unreadable.");
-    row(LineCause::UnknownAddress, 1, "Refused 1 more message: unknown address.");
-    row(LineCause::UnknownChannel, 9, "Refused 9 more messages: unknown channel.");
-    row(LineCause::WrongArguments, 9, "Refused 9 more messages: not exactly one text.");
-    row(LineCause::Blank, 9, "Refused 9 more messages: blank text.");
-    row(LineCause::NotUtf8, 9, "Refused 9 more messages: text that is not UTF-8.");
-    row(LineCause::TooManyAnnouncements, 2, "Refused 2 more messages: too many announcements.");
-    row(LineCause::NotSpoken, 2, "Could not speak 2 more announcements within a second.");
-    row(LineCause::Silenced, 5, "Asked for silence within a second: 5 more times.");
-    row(LineCause::Joined, 1, "Joined within a second: 1 more time.");
-    row(LineCause::Left, 64, "Left within a second: 64 more times.");
-    row(LineCause::NeverConnected, 2, "Never got through: 2 more times within a second.");
-    row(LineCause::WrongCode, 7, "Turned away 7 more visits: a wrong crew code.");
-    row(LineCause::TooManyConnections, 7, "Turned away 7 more visits: too many connections.");
-    row(LineCause::TooManyRequests, 7, "Turned away 7 more visits: too many requests.");
-    row(LineCause::TooSlow, 1, "Turned away 1 more visit: too slow.");
-    row(LineCause::NotTls, 7, "Turned away 7 more visits: no secure connection.");
-    row(LineCause::MalformedRequest, 7, "Turned away 7 more visits: a malformed request.");
-    row(LineCause::ForeignRequest, 7, "Turned away 7 more visits: a request of a foreign page.");
+    row(LogEvent::Announced, 1, "Announcing 1 more text that arrived within a second.");
+    row(LogEvent::Announced, 412, "Announcing 412 more texts that arrived within a second.");
+    row(LogEvent::UnknownChannel, 9, "Rejected 9 more messages: unknown channel.");
+    row(LogEvent::WrongCode, 1, "Rejected 1 more request: wrong crew code.");
 }
 
-void SentencesTest::linesHeldBackAreToldByTheirCause()
+void SentencesTest::linesHeldBackAreToldByTheirEvent()
 {
-    QFETCH(LineCause, cause);
+    QFETCH(LogEvent, event);
     QFETCH(quint64, lines);
     QFETCH(QString, sentence);
-    QCOMPARE(heldBackSentence({cause, lines}), sentence);
+    QCOMPARE(heldBackText(event, lines), sentence);
 }
 
 void SentencesTest::theCrewAreToldTheBestAddressFirst()
@@ -108,19 +93,14 @@ void SentencesTest::theCrewAreToldTheBestAddressFirst()
         QStringLiteral("The crew join at https://192.168.1.5:47000/ with the code 042913."));
     QCOMPARE(
         joinSentence({best, other}, code),
-        QStringLiteral("The crew join at https://192.168.1.5:47000/ with the code 042913. Where "
-                       "that does not answer: https://10.8.0.2:47000/"));
+        QStringLiteral("The crew join at https://192.168.1.5:47000/ with the code 042913. If that "
+                       "address does not work, try https://10.8.0.2:47000/"));
 }
 
-void SentencesTest::whoComesAndGoesIsToldWithRoleAndAddress()
+void SentencesTest::whoGoesIsToldWithRoleAndAddress()
 {
     const QString role = QStringLiteral("%1 \"Fly\"");
     const QString who = QStringLiteral("10.0.0.7");
-    QCOMPARE(joinedSentence(role, who, true), QStringLiteral("10.0.0.7 joined as \"%1 \"Fly\"\"."));
-    QCOMPARE(
-        joinedSentence(role, who, false),
-        QStringLiteral("10.0.0.7 joined as \"%1 \"Fly\"\", without a microphone."));
-    QCOMPARE(returnedSentence(role, who), QStringLiteral("10.0.0.7 is back as \"%1 \"Fly\"\"."));
     QCOMPARE(
         leftSentence(role, who, Departure::Left), QStringLiteral("10.0.0.7 left \"%1 \"Fly\"\"."));
     for (const Departure why :
@@ -138,16 +118,8 @@ void SentencesTest::textFromOutsideIsNoPlaceholder()
         QStringLiteral(
             "Announcing \"%3 %2\" (cut to 500 characters) on channel \"%4\", from ::1."));
     QCOMPARE(
-        refusedSentence({LineCause::Blank, QStringLiteral("%1 %2")}, QStringLiteral("::1")),
-        QStringLiteral("Refused a message from ::1: %1 %2."));
-    QCOMPARE(
-        neverSavedSentence(QStringLiteral("/%1")),
-        QStringLiteral(
-            "Cannot go on air: no show has been saved yet (\"/%1\" does not exist): press "
-            "Save Show, then start again."));
-    QCOMPARE(
-        noShowSentence(QStringLiteral("/%2"), QStringLiteral("%1")),
-        QStringLiteral("Cannot go on air: there is no show in \"/%2\": %1."));
+        messageText(Message::NoShow, {QStringLiteral("\"/%2\""), QStringLiteral("%1 [s]")}),
+        QStringLiteral("Cannot go on air: the show in \"/%2\" cannot be read: %1 [s]."));
 }
 
 void SentencesTest::namesAreShortened()
@@ -159,6 +131,18 @@ void SentencesTest::namesAreShortened()
             .contains(QLatin1Char('"') + QString(100, QLatin1Char('x')) + QStringLiteral("…\"")));
     const Announcement announcement{show.show, QStringLiteral("Go"), false};
     QVERIFY(announcedSentence(announcement, {}).size() < 300);
+}
+
+void SentencesTest::everyMessageIsExplained()
+{
+    // Within a topic, a message without a meaning has that of the next one.
+    const auto rows = messageRows();
+    for (std::size_t index = 0; index < rows.size(); ++index) {
+        const MessageRow& row = rows[index];
+        const bool isLast = index + 1 == rows.size() || rows[index + 1].topic != row.topic;
+        QVERIFY2(!row.text.empty(), qPrintable(QString::number(index)));
+        QVERIFY2(!isLast || !row.meaning.empty(), row.text.data());
+    }
 }
 
 WINGBELL_APPLESS_TEST(SentencesTest)

@@ -63,7 +63,7 @@ def a_wrong_code_is_told_and_asked_for_again(evening):
     evening.manager.give_code(wrong)
     evening.manager.wait_for_text("#code-message", lambda text: "not the code" in text, "that the code is wrong")
     assert evening.manager.find("#roles .role") is None
-    evening.server.wait_for_line("Turned ", "crew code")
+    evening.server.wait_for_line("Rejected ", "crew code")
 
 
 def two_join_and_each_hears_the_other_and_not_itself(evening):

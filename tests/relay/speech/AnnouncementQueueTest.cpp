@@ -95,12 +95,11 @@ void AnnouncementQueueTest::itHandsOutWhatItWasGiven()
     AnnouncementQueue queue;
     QVERIFY(!queue.takeStartable());
     QVERIFY(queue.offer(announcement(7, channels({1, 3}))).admission == Admission::Admitted);
-    QCOMPARE(queue.waitingCount(), std::size_t{1});
     QVERIFY(queue.takeStartable() == announcement(7, channels({1, 3})));
-    QCOMPARE(queue.waitingCount(), std::size_t{0});
-    QCOMPARE(queue.speakingCount(), std::size_t{1});
+    QVERIFY(!queue.takeStartable());
+    QVERIFY(queue.speakingOf("A") == Ids({7}));
     queue.finished(7);
-    QCOMPARE(queue.speakingCount(), std::size_t{0});
+    QVERIFY(queue.speakingOf("A").empty());
 }
 
 void AnnouncementQueueTest::oneChannelSpeaksInOrder()
@@ -178,7 +177,7 @@ void AnnouncementQueueTest::oneForNoChannelIsRefused()
     AnnouncementQueue queue;
     QVERIFY(queue.offer(announcement(1, channels({}))).admission == Admission::NoChannel);
     QVERIFY(queue.offer(announcement(1, ChannelSet::all(0))).admission == Admission::NoChannel);
-    QCOMPARE(queue.waitingCount(), std::size_t{0});
+    QVERIFY(!queue.takeStartable());
 }
 
 void AnnouncementQueueTest::aSenderHasOnlySoManyWaitingOnAChannel()
@@ -320,7 +319,7 @@ void AnnouncementQueueTest::whenTheQueueIsFullTheLargestShareGivesWay()
 {
     AnnouncementQueue queue;
     std::uint64_t id = 0;
-    while (queue.waitingCount() < AnnouncementQueue::maxWaiting) {
+    while (id < AnnouncementQueue::maxWaiting) {
         ++id;
         const ChannelSet set = channels({id % channelCount});
         QVERIFY(queue.offer(announcement(id, set)).admission == Admission::Admitted);
@@ -329,7 +328,6 @@ void AnnouncementQueueTest::whenTheQueueIsFullTheLargestShareGivesWay()
     QVERIFY(offer.admission == Admission::Admitted);
     QVERIFY(offer.displaced);
     QCOMPARE(offer.displaced->id, id);
-    QCOMPARE(queue.waitingCount(), AnnouncementQueue::maxWaiting);
     QVERIFY(queue.offer(announcement(++id, channels({11}))).admission == Admission::QueueFull);
     QVERIFY(queue.takeStartable());
     QVERIFY(queue.offer(announcement(++id, channels({11}))).admission == Admission::Admitted);
@@ -390,12 +388,14 @@ void AnnouncementQueueTest::whateverComesEachSenderKeepsItsOrder()
     std::vector<PendingAnnouncement> speaking;
     std::map<std::pair<std::string, std::size_t>, std::uint64_t> lastOn;
     std::size_t spoken = 0;
+    std::size_t waiting = 0;
     for (std::uint64_t id = 1; id <= 600; ++id) {
         ChannelSet set(channelCount);
         for (std::size_t count = below(4); count > 0; --count) {
             set.insert(below(channelCount));
         }
-        (void)queue.offer(announcement(id, set, senders.at(below(senders.size()))));
+        const auto offer = queue.offer(announcement(id, set, senders.at(below(senders.size()))));
+        waiting += offer.admission == Admission::Admitted && !offer.displaced ? 1 : 0;
         while (auto taken = queue.takeStartable()) {
             for (const PendingAnnouncement& other : speaking) {
                 QVERIFY(!other.channels.intersects(taken->channels));
@@ -408,8 +408,9 @@ void AnnouncementQueueTest::whateverComesEachSenderKeepsItsOrder()
                 }
             }
             speaking.push_back(*taken);
+            --waiting;
         }
-        QVERIFY(queue.waitingCount() == 0 || !speaking.empty());
+        QVERIFY(waiting == 0 || !speaking.empty());
         if (!speaking.empty() && below(2) == 0) {
             const std::size_t place = below(speaking.size());
             queue.finished(speaking.at(place).id);

@@ -52,7 +52,6 @@ private Q_SLOTS:
     void theLengthIsThatOfTheInput();
     void piecesMakeNoDifference();
     void theSoundComesBeforeItsEnd();
-    void afterTheEndItIsAsNew();
     void soundOfOurOwnRateStaysAsItIs();
 };
 
@@ -146,8 +145,9 @@ void ResamplerTest::theLengthIsThatOfTheInput()
 void ResamplerTest::piecesMakeNoDifference()
 {
     const auto input = noise(20000);
+    Resampler atOnce(22050);
+    const auto whole = resampled(atOnce, input);
     Resampler resampler(22050);
-    const auto whole = resampled(resampler, input);
     std::mt19937 random(11);
     std::uniform_int_distribution<std::size_t> length(0, 300);
     std::vector<float> output;
@@ -165,19 +165,7 @@ void ResamplerTest::theSoundComesBeforeItsEnd()
     Resampler resampler(22050);
     std::vector<float> output;
     resampler.process(noise(2205), output);
-    QVERIFY2(output.size() > 4800 - 96, qPrintable(QString::number(output.size())));
-}
-
-void ResamplerTest::afterTheEndItIsAsNew()
-{
-    const auto input = noise(3001);
-    Resampler resampler(22050);
-    const auto first = resampled(resampler, input);
-    QVERIFY(resampled(resampler, input) == first);
-    std::vector<float> given;
-    resampler.process(noise(500), given);
-    resampler.restart();
-    QVERIFY(resampled(resampler, input) == first);
+    QVERIFY2(output.size() > 4800 - 144, qPrintable(QString::number(output.size())));
 }
 
 void ResamplerTest::soundOfOurOwnRateStaysAsItIs()
@@ -187,7 +175,7 @@ void ResamplerTest::soundOfOurOwnRateStaysAsItIs()
     const auto output = resampled(resampler, input);
     QCOMPARE(output.size(), input.size());
     for (std::size_t place = 0; place < input.size(); ++place) {
-        QVERIFY(std::abs(output[place] - input[place]) < 1e-6F);
+        QVERIFY(output[place] == input[place]);
     }
 }
 

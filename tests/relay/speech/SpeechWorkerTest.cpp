@@ -138,7 +138,7 @@ private:
 void SpeechWorkerTest::start(const std::string& program, const SpeechLimits& limits)
 {
     m_worker = std::make_unique<SpeechWorker>(
-        Speaker::Settings{program, "en", limits, false},
+        SpeechSynthesizer::Settings{program, "en", limits, false},
         [this](std::shared_ptr<AudioSource> sound, const ChannelSet& set) {
             m_thread = ::gettid();
             m_played.put({std::move(sound), set});

@@ -72,12 +72,10 @@ private Q_SLOTS:
     void piecesMakeNoDifference();
     void sizesAreNotBelieved_data();
     void sizesAreNotBelieved();
-    void otherChunksAreSkipped();
     void halfASampleAtTheEndIsLeftOut();
-    void anythingElseIsRefusedWithAReason_data();
-    void anythingElseIsRefusedWithAReason();
+    void anythingElseIsRefused_data();
+    void anythingElseIsRefused();
     void onceRefusedItTakesNothing();
-    void aHeaderWithoutEndIsRefused();
     void rubbishNeverHarms();
 };
 
@@ -98,7 +96,6 @@ void WavStreamTest::itReadsTheRateAndTheSamples()
     QVERIFY(take(wav, header(static_cast<quint32>(rate)) + bytesOf(someSamples), samples));
     QCOMPARE(wav.rate().value_or(0), rate);
     QVERIFY(samples == someSamples);
-    QVERIFY(wav.problem().isEmpty());
 }
 
 void WavStreamTest::piecesMakeNoDifference()
@@ -138,21 +135,6 @@ void WavStreamTest::sizesAreNotBelieved()
     QVERIFY(samples == someSamples);
 }
 
-void WavStreamTest::otherChunksAreSkipped()
-{
-    const QByteArray longFormat = formatContent(1, 1, 16000, 16) + QByteArray(3, 'x');
-    WavStream wav;
-    Samples samples;
-    QVERIFY(take(
-        wav,
-        riff + chunk("LIST", QByteArray(1000, 'x')) + chunk("odd ", "x") + '\0' +
-            chunk("none", QByteArray()) + chunk("fmt ", longFormat) + '\0' + chunk("fact", "data") +
-            data + bytesOf(someSamples),
-        samples));
-    QCOMPARE(wav.rate().value_or(0), 16000);
-    QVERIFY(samples == someSamples);
-}
-
 void WavStreamTest::halfASampleAtTheEndIsLeftOut()
 {
     WavStream wav;
@@ -161,47 +143,39 @@ void WavStreamTest::halfASampleAtTheEndIsLeftOut()
     QVERIFY(samples == someSamples);
 }
 
-void WavStreamTest::anythingElseIsRefusedWithAReason_data()
+void WavStreamTest::anythingElseIsRefused_data()
 {
     QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<QString>("problem");
-    const QString noWave = QStringLiteral("something that is no WAVE file");
-    const QString noMono = QStringLiteral("a WAVE file that is not of 16 bits and mono");
     const auto format = [](quint32 kind, quint32 channels, quint32 rate,
                            quint32 bits) -> QByteArray {
         return riff + chunk("fmt ", formatContent(kind, channels, rate, bits)) + data;
     };
-    QTest::newRow("text") << QByteArray("This is no sound at all.") << noWave;
-    QTest::newRow("zeros") << QByteArray(100, '\0') << noWave;
-    QTest::newRow("another RIFF file") << QByteArray("RIFF\0\0\0\0AVI LIST", 16) << noWave;
-    QTest::newRow("big-endian") << QByteArray("RIFX\0\0\0\0WAVEfmt ", 16) << noWave;
-    QTest::newRow("stereo") << format(1, 2, 22050, 16) << noMono;
-    QTest::newRow("no channel") << format(1, 0, 22050, 16) << noMono;
-    QTest::newRow("8 bits") << format(1, 1, 22050, 8) << noMono;
-    QTest::newRow("24 bits") << format(1, 1, 22050, 24) << noMono;
-    QTest::newRow("floats") << format(3, 1, 22050, 16) << noMono;
-    QTest::newRow("too slow") << format(1, 1, 7999, 16)
-                              << QStringLiteral("a WAVE file of 7999 samples a second");
-    QTest::newRow("too fast") << format(1, 1, 48001, 16)
-                              << QStringLiteral("a WAVE file of 48001 samples a second");
-    QTest::newRow("no rate") << format(1, 1, 0, 16)
-                             << QStringLiteral("a WAVE file of 0 samples a second");
-    QTest::newRow("a rate beyond all")
-        << format(1, 1, 0xFFFFFFFF, 16)
-        << QStringLiteral("a WAVE file of 4294967295 samples a second");
-    QTest::newRow("no format") << riff + data << QStringLiteral("a WAVE file without a format");
-    QTest::newRow("a format too short") << riff + chunk("fmt ", QByteArray(15, '\0')) + '\0' + data
-                                        << QStringLiteral("a WAVE file without a whole format");
+    QTest::newRow("text") << QByteArray(
+        "This is no sound at all, though it is as long as a header.");
+    QTest::newRow("zeros") << QByteArray(100, '\0');
+    QTest::newRow("another RIFF file") << header().replace("WAVE", "AVI ");
+    QTest::newRow("big-endian") << header().replace("RIFF", "RIFX");
+    QTest::newRow("stereo") << format(1, 2, 22050, 16);
+    QTest::newRow("no channel") << format(1, 0, 22050, 16);
+    QTest::newRow("8 bits") << format(1, 1, 22050, 8);
+    QTest::newRow("24 bits") << format(1, 1, 22050, 24);
+    QTest::newRow("floats") << format(3, 1, 22050, 16);
+    QTest::newRow("too slow") << format(1, 1, 7999, 16);
+    QTest::newRow("too fast") << format(1, 1, 48001, 16);
+    QTest::newRow("no rate") << format(1, 1, 0, 16);
+    QTest::newRow("a rate beyond all") << format(1, 1, 0xFFFFFFFF, 16);
+    QTest::newRow("no format") << riff + data + QByteArray(44, '\0');
+    QTest::newRow("a longer format")
+        << riff + chunk("fmt ", formatContent(1, 1, 22050, 16) + QByteArray(2, '\0')) + data;
+    QTest::newRow("another chunk first") << riff + chunk("LIST", QByteArray(36, 'x')) + data;
 }
 
-void WavStreamTest::anythingElseIsRefusedWithAReason()
+void WavStreamTest::anythingElseIsRefused()
 {
     QFETCH(QByteArray, bytes);
-    QFETCH(QString, problem);
     WavStream wav;
     Samples samples;
     QVERIFY(!take(wav, bytes + bytesOf(someSamples), samples));
-    QCOMPARE(wav.problem(), problem);
     QVERIFY(samples.empty());
     QVERIFY(!wav.rate());
 }
@@ -210,18 +184,9 @@ void WavStreamTest::onceRefusedItTakesNothing()
 {
     WavStream wav;
     Samples samples;
-    QVERIFY(!take(wav, "no WAVE file", samples));
+    QVERIFY(!take(wav, QByteArray(44, 'x'), samples));
     QVERIFY(!take(wav, header() + bytesOf(someSamples), samples));
     QVERIFY(samples.empty());
-}
-
-void WavStreamTest::aHeaderWithoutEndIsRefused()
-{
-    WavStream wav;
-    Samples samples;
-    QVERIFY(take(wav, riff + "LIST" + littleEndian(0xFFFFFFFF, 4), samples));
-    QVERIFY(!take(wav, QByteArray(WavStream::longestHeader, 'x'), samples));
-    QCOMPARE(wav.problem(), QStringLiteral("no end to the header of its WAVE file"));
 }
 
 void WavStreamTest::rubbishNeverHarms()
@@ -238,7 +203,7 @@ void WavStreamTest::rubbishNeverHarms()
         WavStream wav;
         Samples samples;
         const bool taken = take(wav, bad, samples);
-        QCOMPARE(taken, wav.problem().isEmpty());
+        QCOMPARE(taken, wav.rate().has_value());
         QVERIFY(samples.size() <= someSamples.size());
     }
 }

@@ -11,24 +11,24 @@
 
 namespace wingbell {
 
-/// Writes lines to a descriptor and never waits for whoever reads it.
+/// Writes lines to a descriptor and never waits for its reader.
 ///
-/// A line that cannot be written at once is kept until resume(); above `mostWaitingLines` further
-/// ones are left out and counted, and a line tells their number when there is room again. A line
-/// that nobody can read any more (the reader is gone, the disk is full) is forgotten. Needs SIGPIPE
+/// A line that cannot be written at once is kept until resume(); above `maxWaitingLines` further
+/// ones are dropped and counted, and a line tells their number when there is room again. A line
+/// that cannot be read any more (the reader is gone, the disk is full) is forgotten. Needs SIGPIPE
 /// ignored. Not for several threads at once.
 class LineWriter
 {
 public:
-    static constexpr std::size_t mostWaitingLines = 256;
+    static constexpr std::size_t maxWaitingLines = 256;
     /// In bytes, with its line feed: what a pipe takes as one piece.
-    static constexpr qsizetype longestLine = 4096;
+    static constexpr qsizetype maxLineBytes = 4096;
 
     /// `descriptor` stays the caller's and its settings stay as they are: others may share it.
     explicit LineWriter(int descriptor);
 
     /// Writes `line` and a line feed as UTF-8 in one piece, now or later. Whatever would break or
-    /// disturb the line is replaced; what goes beyond `longestLine` is cut.
+    /// disturb the line is replaced; what goes beyond `maxLineBytes` is cut.
     void write(const QString& line);
 
     /// What to wait for until it is writable, to call resume() then; -1 while nothing is kept.
@@ -37,20 +37,20 @@ public:
     /// Writes of the kept lines what can be written without waiting.
     void resume();
 
-    /// Waits up to `patience` until the kept lines are written.
-    void finish(std::chrono::milliseconds patience);
+    /// Waits up to `timeout` until the kept lines are written.
+    void finish(std::chrono::milliseconds timeout);
 
 private:
     void append(const QString& line);
-    void appendNumberLeftOut();
+    void appendNumberDropped();
     void forgetFirst();
-    [[nodiscard]] bool isWritable(std::chrono::milliseconds patience) const;
+    [[nodiscard]] bool isWritable(std::chrono::milliseconds timeout) const;
 
     FileDescriptor m_own;
     int m_descriptor;
     std::deque<QByteArray> m_lines;
     qsizetype m_writtenOfFirst = 0;
-    quint64 m_leftOut = 0;
+    quint64 m_dropped = 0;
 };
 
 } // namespace wingbell

@@ -1,4 +1,4 @@
-#include "relay/speech/Speaker.h"
+#include "relay/speech/SpeechSynthesizer.h"
 #include "relay/audio/AudioFormat.h"
 #include "relay/speech/WakeUp.h"
 #include "tests/TestProgram.h"
@@ -7,11 +7,13 @@
 #include "tests/relay/speech/Tones.h"
 
 #include <QDir>
+#include <QRegularExpression>
 #include <QTest>
 
 #include <algorithm>
 #include <cmath>
 #include <csignal>
+#include <fcntl.h>
 #include <thread>
 
 using namespace std::chrono_literals;
@@ -24,12 +26,12 @@ const SpeechLimits patient = {5min, 10min, 90s};
 /// Short, for a program that does nothing anyhow.
 const SpeechLimits hasty = {100ms, 1min, 90s};
 
-Speaker::Settings with(const SpeechProgram& program, const SpeechLimits& limits = patient)
+SpeechSynthesizer::Settings with(const SpeechProgram& program, const SpeechLimits& limits = patient)
 {
     return {program.path(), "en", limits, false};
 }
 
-Speaker::Settings espeak(const std::string& voice = "en")
+SpeechSynthesizer::Settings espeak(const std::string& voice = "en")
 {
     return {"espeak-ng", voice, patient};
 }
@@ -70,7 +72,7 @@ float loudest(const std::vector<float>& samples)
 
 } // namespace
 
-class SpeakerTest : public QObject
+class SpeechSynthesizerTest : public QObject
 {
     Q_OBJECT
 
@@ -81,6 +83,8 @@ private Q_SLOTS:
 
     void aToneComesOutAtOurRate();
     void theTextIsNeverOnTheCommandLine();
+    void theProgramInheritsNeitherSignalsNorDescriptors();
+    void aProgramThatCannotBeStartedIsToldWithItsReason();
     void aProgramThatFailsIsToldWithItsReason_data();
     void aProgramThatFailsIsToldWithItsReason();
     void aProgramThatHangsIsEnded_data();
@@ -95,6 +99,7 @@ private Q_SLOTS:
     void englishStandsInForAVoiceThatIsMissingFromThenOn();
     void aFailureInEnglishToldInEnglishTooKeepsTheVoice();
     void stoppingEndsAProgramThatHangs();
+    void stoppingEndsAProgramThatIsStopped();
     void stoppingEndsAProgramThatSpeaks();
     void nothingIsLeftOfASoundThatWasNotFinished();
 
@@ -106,30 +111,31 @@ private Q_SLOTS:
     void espeakTakesAnyText();
 
 private:
-    [[nodiscard]] SpeechResult speak(Speaker& speaker, const std::string& text = "Hello");
+    [[nodiscard]] SpeechResult
+    speak(SpeechSynthesizer& synthesizer, const std::string& text = "Hello");
 
     WakeUp m_stop;
     std::vector<float> m_sound;
     qint64 m_descriptors = 0;
 };
 
-void SpeakerTest::init()
+void SpeechSynthesizerTest::init()
 {
     m_stop.clear();
     m_sound.clear();
     m_descriptors = openDescriptors();
 }
 
-void SpeakerTest::cleanup()
+void SpeechSynthesizerTest::cleanup()
 {
     QVERIFY(childProcesses().isEmpty());
     QCOMPARE(openDescriptors(), m_descriptors);
 }
 
-SpeechResult SpeakerTest::speak(Speaker& speaker, const std::string& text)
+SpeechResult SpeechSynthesizerTest::speak(SpeechSynthesizer& synthesizer, const std::string& text)
 {
     m_sound.clear();
-    return speaker.speak(
+    return synthesizer.speak(
         text,
         [this](std::span<const float> samples) {
             QVERIFY(!samples.empty());
@@ -138,22 +144,22 @@ SpeechResult SpeakerTest::speak(Speaker& speaker, const std::string& text)
         m_stop);
 }
 
-void SpeakerTest::aToneComesOutAtOurRate()
+void SpeechSynthesizerTest::aToneComesOutAtOurRate()
 {
     const SpeechProgram program(QStringLiteral("speaks"));
     QVERIFY(program.isThere());
-    Speaker speaker(with(program));
-    QCOMPARE(speak(speaker), SpeechResult());
+    SpeechSynthesizer synthesizer(with(program));
+    QCOMPARE(speak(synthesizer), SpeechResult());
     QCOMPARE(m_sound.size(), std::size_t{4800});
     const auto strength = strengthAt(1000, sampleRate, m_sound);
     QVERIFY2(std::abs(strength + 6.02) < 0.2, qPrintable(QString::number(strength)));
 }
 
-void SpeakerTest::theTextIsNeverOnTheCommandLine()
+void SpeechSynthesizerTest::theTextIsNeverOnTheCommandLine()
 {
     const SpeechProgram program(QStringLiteral("notes"));
-    Speaker speaker(with(program));
-    QCOMPARE(speak(speaker, "-v de; $(ls) \"x\"\n\x01Secret"), SpeechResult());
+    SpeechSynthesizer synthesizer(with(program));
+    QCOMPARE(speak(synthesizer, "-v de; $(ls) \"x\"\n\x01Secret"), SpeechResult());
     const QStringList expected = {
         QStringLiteral("argument --stdin"),
         QStringLiteral("argument --stdout"),
@@ -165,31 +171,71 @@ void SpeakerTest::theTextIsNeverOnTheCommandLine()
     QCOMPARE(program.notes(), expected);
 }
 
-void SpeakerTest::aProgramThatFailsIsToldWithItsReason_data()
+void SpeechSynthesizerTest::theProgramInheritsNeitherSignalsNorDescriptors()
+{
+    sigset_t blocked = {};
+    sigset_t before = {};
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    sigaddset(&blocked, SIGINT);
+    QCOMPARE(::sigprocmask(SIG_BLOCK, &blocked, &before), 0);
+    const auto hangUpBefore = ::signal(SIGHUP, SIG_IGN);
+    SpeechResult result;
+    const SpeechProgram program(QStringLiteral("notes"));
+    {
+        const FileDescriptor handedOn(::open("/dev/null", O_RDONLY)); // without O_CLOEXEC
+        QVERIFY(handedOn.isOpen());
+        SpeechSynthesizer synthesizer(with(program));
+        result = speak(synthesizer);
+    }
+    ::signal(SIGHUP, hangUpBefore);
+    ::sigprocmask(SIG_SETMASK, &before, nullptr);
+    QCOMPARE(result, SpeechResult());
+    QCOMPARE(
+        program.notes().filter(QRegularExpression(QStringLiteral("^(?!argument)"))),
+        QStringList{QStringLiteral("text Hello")});
+}
+
+void SpeechSynthesizerTest::aProgramThatCannotBeStartedIsToldWithItsReason()
+{
+    const auto resultOf = [this](const char* program) {
+        SpeechSynthesizer synthesizer({program, "en", patient, false});
+        return speak(synthesizer);
+    };
+    QCOMPARE(resultOf("/nowhere/espeak-ng"), failed(QStringLiteral("espeak-ng is not installed")));
+    QCOMPARE(
+        resultOf("no-such-program"), failed(QStringLiteral("no-such-program is not installed")));
+    QCOMPARE(resultOf("/tmp"), failed(QStringLiteral("tmp cannot be started: Permission denied")));
+    QCOMPARE(
+        resultOf("/etc/passwd"),
+        failed(QStringLiteral("passwd cannot be started: Permission denied")));
+}
+
+void SpeechSynthesizerTest::aProgramThatFailsIsToldWithItsReason_data()
 {
     QTest::addColumn<QString>("reason");
     const auto row = [](const char* name, const char* reason) {
         QTest::newRow(name) << QString::fromUtf8(reason);
     };
-    row("exits-at-once", "exits-at-once made no sound of it");
-    row("half-a-header", "half-a-header made no sound of it");
+    row("exits-at-once", "exits-at-once produced no audio");
+    row("half-a-header", "half-a-header produced no audio");
     row("exits-midway", "exits-midway ended with status 3");
     row("knows-no-voice", "knows-no-voice ended with status 1 (Error: no data.)");
     row("dies", "dies was ended by signal 15");
-    row("rubbish", "rubbish gave something that is no WAVE file");
+    row("rubbish", "rubbish did not produce 16-bit mono WAVE audio");
 }
 
-void SpeakerTest::aProgramThatFailsIsToldWithItsReason()
+void SpeechSynthesizerTest::aProgramThatFailsIsToldWithItsReason()
 {
     QFETCH(QString, reason);
     const SpeechProgram program(QString::fromUtf8(QTest::currentDataTag()));
     QVERIFY(program.isThere());
-    Speaker speaker(with(program));
-    QCOMPARE(speak(speaker), failed(reason));
+    SpeechSynthesizer synthesizer(with(program));
+    QCOMPARE(speak(synthesizer), failed(reason));
     QCOMPARE(program.calls(), QStringList{QStringLiteral("en")});
 }
 
-void SpeakerTest::aProgramThatHangsIsEnded_data()
+void SpeechSynthesizerTest::aProgramThatHangsIsEnded_data()
 {
     QTest::addColumn<QString>("name");
     for (const char* const name :
@@ -198,106 +244,106 @@ void SpeakerTest::aProgramThatHangsIsEnded_data()
     }
 }
 
-void SpeakerTest::aProgramThatHangsIsEnded()
+void SpeechSynthesizerTest::aProgramThatHangsIsEnded()
 {
     QFETCH(QString, name);
     const SpeechProgram program(name);
     QVERIFY(program.isThere());
-    Speaker speaker(with(program, hasty));
-    QCOMPARE(speak(speaker), failed(name + QStringLiteral(" hung")));
+    SpeechSynthesizer synthesizer(with(program, hasty));
+    QCOMPARE(speak(synthesizer), failed(name + QStringLiteral(" stopped responding")));
     QVERIFY(m_sound.size() <= 4800);
 }
 
-void SpeakerTest::aProgramThatNeverComesToItsEndIsEnded()
+void SpeechSynthesizerTest::aProgramThatNeverComesToItsEndIsEnded()
 {
     // It shows signs of life for ever: only the limit for all of it ends it.
     const SpeechProgram program(QStringLiteral("endless-silence"));
-    Speaker speaker(with(program, {1min, 200ms, 24h}));
-    QCOMPARE(speak(speaker), failed(QStringLiteral("endless-silence hung")));
+    SpeechSynthesizer synthesizer(with(program, {1min, 200ms, 24h}));
+    QCOMPARE(speak(synthesizer), failed(QStringLiteral("endless-silence stopped responding")));
 }
 
-void SpeakerTest::whatWasMadeBeforeAFailureIsGiven()
+void SpeechSynthesizerTest::whatWasMadeBeforeAFailureIsGiven()
 {
     const SpeechProgram program(QStringLiteral("exits-midway"));
-    Speaker speaker(with(program));
-    QCOMPARE(speak(speaker).end, SpeechEnd::Failed);
+    SpeechSynthesizer synthesizer(with(program));
+    QCOMPARE(speak(synthesizer).end, SpeechEnd::Failed);
     QCOMPARE(m_sound.size(), std::size_t{4800});
 }
 
-void SpeakerTest::aProgramThatDoesNotReadMaySpeak()
+void SpeechSynthesizerTest::aProgramThatDoesNotReadMaySpeak()
 {
     const SpeechProgram program(QStringLiteral("closes-its-input"));
-    Speaker speaker(with(program));
+    SpeechSynthesizer synthesizer(with(program));
     for (int round = 0; round < 20; ++round) {
-        QCOMPARE(speak(speaker, std::string(4000, 'x')), SpeechResult());
+        QCOMPARE(speak(synthesizer, std::string(4000, 'x')), SpeechResult());
         QCOMPARE(m_sound.size(), std::size_t{4800});
     }
 }
 
-void SpeakerTest::aGrandchildThatKeepsThePipesOpenDelaysNothing()
+void SpeechSynthesizerTest::aGrandchildThatKeepsThePipesOpenDelaysNothing()
 {
     const SpeechProgram program(QStringLiteral("leaves-a-grandchild"));
-    Speaker speaker(with(program, {24h, 24h, 90s}));
-    QCOMPARE(speak(speaker), SpeechResult());
+    SpeechSynthesizer synthesizer(with(program, {24h, 24h, 90s}));
+    QCOMPARE(speak(synthesizer), SpeechResult());
     QCOMPARE(m_sound.size(), std::size_t{4800});
 }
 
-void SpeakerTest::aSoundWithoutEndIsCut()
+void SpeechSynthesizerTest::aSoundWithoutEndIsCut()
 {
     const SpeechProgram program(QStringLiteral("endless"));
-    Speaker speaker(with(program, {5min, 10min, 2500ms}));
-    QCOMPARE(speak(speaker), (SpeechResult{SpeechEnd::Cut, {}}));
+    SpeechSynthesizer synthesizer(with(program, {5min, 10min, 2500ms}));
+    QCOMPARE(speak(synthesizer), (SpeechResult{SpeechEnd::Cut, {}}));
     QCOMPARE(m_sound.size(), std::size_t{120000});
-    Speaker ordinary(with(program));
+    SpeechSynthesizer ordinary(with(program));
     QCOMPARE(speak(ordinary).end, SpeechEnd::Cut);
     QCOMPARE(m_sound.size(), std::size_t{90} * sampleRate);
 }
 
-void SpeakerTest::silenceWithoutEndIsNoSound()
+void SpeechSynthesizerTest::silenceWithoutEndIsNoSound()
 {
     const SpeechProgram program(QStringLiteral("endless-silence"));
-    Speaker speaker(with(program));
-    QCOMPARE(speak(speaker), failed(QStringLiteral("endless-silence made no sound of it")));
+    SpeechSynthesizer synthesizer(with(program));
+    QCOMPARE(speak(synthesizer), failed(QStringLiteral("endless-silence produced no audio")));
     QVERIFY(m_sound.empty());
 }
 
-void SpeakerTest::blankTextStartsNothing()
+void SpeechSynthesizerTest::blankTextStartsNothing()
 {
     const SpeechProgram program(QStringLiteral("speaks"));
-    Speaker speaker(with(program));
+    SpeechSynthesizer synthesizer(with(program));
     for (const char* const text : {"", " ", "\n", "\x01", "[]"}) {
-        QCOMPARE(speak(speaker, text), failed(QStringLiteral("there is nothing to say in it")));
+        QCOMPARE(speak(synthesizer, text), failed(QStringLiteral("there is nothing to say in it")));
     }
     QVERIFY(program.calls().isEmpty());
 }
 
-void SpeakerTest::englishStandsInForAVoiceThatIsMissingFromThenOn()
+void SpeechSynthesizerTest::englishStandsInForAVoiceThatIsMissingFromThenOn()
 {
     const SpeechProgram program(QStringLiteral("knows-english-only"));
-    Speaker speaker({program.path(), "xx", patient, false});
-    QCOMPARE(speaker.voice(), std::string("xx"));
-    QCOMPARE(speak(speaker), SpeechResult());
+    SpeechSynthesizer synthesizer({program.path(), "xx", patient, false});
+    QCOMPARE(synthesizer.voice(), std::string("xx"));
+    QCOMPARE(speak(synthesizer), SpeechResult());
     QCOMPARE(m_sound.size(), std::size_t{4800});
-    QCOMPARE(speaker.voice(), std::string("en"));
-    QCOMPARE(speak(speaker), SpeechResult());
+    QCOMPARE(synthesizer.voice(), std::string("en"));
+    QCOMPARE(speak(synthesizer), SpeechResult());
     const QStringList calls = {QStringLiteral("xx"), QStringLiteral("en"), QStringLiteral("en")};
     QCOMPARE(program.calls(), calls);
 }
 
-void SpeakerTest::aFailureInEnglishToldInEnglishTooKeepsTheVoice()
+void SpeechSynthesizerTest::aFailureInEnglishToldInEnglishTooKeepsTheVoice()
 {
     const SpeechProgram program(QStringLiteral("knows-no-voice"));
-    Speaker speaker({program.path(), "de", patient, false});
+    SpeechSynthesizer synthesizer({program.path(), "de", patient, false});
     QCOMPARE(
-        speak(speaker),
+        speak(synthesizer),
         failed(QStringLiteral("knows-no-voice ended with status 1 (Error: no data.)")));
-    QCOMPARE(speaker.voice(), std::string("de"));
+    QCOMPARE(synthesizer.voice(), std::string("de"));
 }
 
-void SpeakerTest::stoppingEndsAProgramThatHangs()
+void SpeechSynthesizerTest::stoppingEndsAProgramThatHangs()
 {
     const SpeechProgram program(QStringLiteral("hangs"));
-    Speaker speaker(with(program, {24h, 24h, 90s}));
+    SpeechSynthesizer synthesizer(with(program, {24h, 24h, 90s}));
     std::thread stopping([this, &program] {
         // Not before it runs.
         while (program.calls().isEmpty()) {
@@ -305,32 +351,43 @@ void SpeakerTest::stoppingEndsAProgramThatHangs()
         }
         m_stop.raise();
     });
-    const SpeechResult result = speak(speaker);
+    const SpeechResult result = speak(synthesizer);
     stopping.join();
     QCOMPARE(result, (SpeechResult{SpeechEnd::Stopped, {}}));
 }
 
-void SpeakerTest::stoppingEndsAProgramThatSpeaks()
+void SpeechSynthesizerTest::stoppingEndsAProgramThatIsStopped()
+{
+    const SpeechProgram program(QStringLiteral("hangs-midway"));
+    SpeechSynthesizer synthesizer(with(program, {24h, 24h, 90s}));
+    const auto sink = [this](std::span<const float>) {
+        QCOMPARE(::kill(childProcesses().value(0), SIGSTOP), 0);
+        m_stop.raise();
+    };
+    QCOMPARE(synthesizer.speak("Hello", sink, m_stop), (SpeechResult{SpeechEnd::Stopped, {}}));
+}
+
+void SpeechSynthesizerTest::stoppingEndsAProgramThatSpeaks()
 {
     const SpeechProgram program(QStringLiteral("endless"));
-    Speaker speaker(with(program, {24h, 24h, 24h}));
-    const SpeechResult result = speaker.speak(
+    SpeechSynthesizer synthesizer(with(program, {24h, 24h, 24h}));
+    const SpeechResult result = synthesizer.speak(
         "Hello", [this](std::span<const float>) { m_stop.raise(); }, m_stop);
     QCOMPARE(result, (SpeechResult{SpeechEnd::Stopped, {}}));
 }
 
-void SpeakerTest::nothingIsLeftOfASoundThatWasNotFinished()
+void SpeechSynthesizerTest::nothingIsLeftOfASoundThatWasNotFinished()
 {
     const SpeechProgram program(QStringLiteral("endless"));
-    Speaker speaker(with(program, {5min, 10min, 100ms}));
-    QCOMPARE(speak(speaker).end, SpeechEnd::Cut);
+    SpeechSynthesizer synthesizer(with(program, {5min, 10min, 100ms}));
+    QCOMPARE(speak(synthesizer).end, SpeechEnd::Cut);
     const std::vector<float> sound = m_sound;
     QCOMPARE(sound.size(), std::size_t{4800});
-    QCOMPARE(speak(speaker).end, SpeechEnd::Cut);
+    QCOMPARE(speak(synthesizer).end, SpeechEnd::Cut);
     QVERIFY(m_sound == sound);
 
     const SpeechProgram hanging(QStringLiteral("hangs-midway"));
-    Speaker other(with(hanging, {24h, 24h, 90s}));
+    SpeechSynthesizer other(with(hanging, {24h, 24h, 90s}));
     const SpeechResult stopped = other.speak(
         "Hello", [this](std::span<const float>) { m_stop.raise(); }, m_stop);
     QCOMPARE(stopped.end, SpeechEnd::Stopped);
@@ -347,23 +404,23 @@ void SpeakerTest::nothingIsLeftOfASoundThatWasNotFinished()
     QVERIFY(std::equal(again.begin(), again.begin() + 100, sound.begin()));
 }
 
-void SpeakerTest::espeakSpeaks()
+void SpeechSynthesizerTest::espeakSpeaks()
 {
-    Speaker speaker(espeak());
-    QCOMPARE(speak(speaker, "Places, please."), SpeechResult());
+    SpeechSynthesizer synthesizer(espeak());
+    QCOMPARE(speak(synthesizer, "Places, please."), SpeechResult());
     QVERIFY2(
         seconds(m_sound) > 0.8 && seconds(m_sound) < 3,
         qPrintable(QString::number(seconds(m_sound))));
     QVERIFY(loudest(m_sound) > 0.1F);
     const auto once = m_sound.size();
-    QCOMPARE(speak(speaker, "Places, please. Places, please. Places, please."), SpeechResult());
+    QCOMPARE(speak(synthesizer, "Places, please. Places, please. Places, please."), SpeechResult());
     QVERIFY(m_sound.size() > 2 * once && m_sound.size() < 4 * once);
 }
 
-void SpeakerTest::espeakSpeaksGerman()
+void SpeechSynthesizerTest::espeakSpeaksGerman()
 {
-    Speaker english(espeak());
-    Speaker german(espeak("de"));
+    SpeechSynthesizer english(espeak());
+    SpeechSynthesizer german(espeak("de"));
     const std::string text = "Vorhang auf, bitte alle auf die B\xC3\xBChne.";
     QCOMPARE(speak(english, text), SpeechResult());
     const std::vector<float> inEnglish = m_sound;
@@ -372,22 +429,22 @@ void SpeakerTest::espeakSpeaksGerman()
     QCOMPARE(german.voice(), std::string("de"));
 }
 
-void SpeakerTest::espeakStartsAtOnce()
+void SpeechSynthesizerTest::espeakStartsAtOnce()
 {
-    Speaker speaker(espeak());
-    QCOMPARE(speak(speaker, "Places, please."), SpeechResult());
+    SpeechSynthesizer synthesizer(espeak());
+    QCOMPARE(speak(synthesizer, "Places, please."), SpeechResult());
     QVERIFY2(firstLoud(m_sound) < 480, qPrintable(QString::number(firstLoud(m_sound))));
 }
 
-void SpeakerTest::espeakKnowsNoSuchVoice()
+void SpeechSynthesizerTest::espeakKnowsNoSuchVoice()
 {
-    Speaker speaker(espeak("xx"));
-    QCOMPARE(speak(speaker, "Places, please."), SpeechResult());
+    SpeechSynthesizer synthesizer(espeak("xx"));
+    QCOMPARE(speak(synthesizer, "Places, please."), SpeechResult());
     QVERIFY(loudest(m_sound) > 0.1F);
-    QCOMPARE(speaker.voice(), std::string("en"));
+    QCOMPARE(synthesizer.voice(), std::string("en"));
 }
 
-void SpeakerTest::espeakTakesAnyText_data()
+void SpeechSynthesizerTest::espeakTakesAnyText_data()
 {
     QTest::addColumn<QByteArray>("text");
     QTest::addColumn<double>("shortest");
@@ -419,13 +476,13 @@ void SpeakerTest::espeakTakesAnyText_data()
     row("500 exclamation marks", "Go" + QByteArray("!").repeated(498), 0.1, 90);
 }
 
-void SpeakerTest::espeakTakesAnyText()
+void SpeechSynthesizerTest::espeakTakesAnyText()
 {
     QFETCH(QByteArray, text);
     QFETCH(double, shortest);
     QFETCH(double, longest);
-    Speaker speaker(espeak());
-    const SpeechResult result = speak(speaker, text.toStdString());
+    SpeechSynthesizer synthesizer(espeak());
+    const SpeechResult result = speak(synthesizer, text.toStdString());
     QVERIFY2(
         result.end == SpeechEnd::Spoken || result.end == SpeechEnd::Cut, qPrintable(result.reason));
     QVERIFY2(
@@ -434,5 +491,5 @@ void SpeakerTest::espeakTakesAnyText()
     QVERIFY(loudest(m_sound) > 0.05F);
 }
 
-WINGBELL_GUILESS_TEST(SpeakerTest)
-#include "SpeakerTest.moc"
+WINGBELL_GUILESS_TEST(SpeechSynthesizerTest)
+#include "SpeechSynthesizerTest.moc"

@@ -1,9 +1,7 @@
 #pragma once
 
 #include "relay/confinement/Confinement.h"
-#include "relay/speech/Resampler.h"
-#include "relay/speech/SpeechLimits.h"
-#include "relay/speech/SpeechResult.h"
+#include "relay/speech/SpeechTypes.h"
 #include "relay/speech/SpeechVoice.h"
 
 #include <functional>
@@ -16,9 +14,15 @@ namespace wingbell {
 
 class WakeUp;
 
-/// Turns texts into sound with the program espeak-ng or one that is called like it. Needs SIGPIPE
-/// ignored. Not for several threads at once.
-class Speaker
+/// The path of `program`, looked for as the shell does; a path stays as it is. Returns nullopt if
+/// there is no such program.
+[[nodiscard]] std::optional<std::string> programPath(const std::string& program);
+
+/// Text to speech: runs espeak-ng, or a program that is called like it, as a child process. Needs a
+/// QCoreApplication. Not thread-safe.
+///
+/// The child inherits no other descriptor and no blocked or ignored signal.
+class SpeechSynthesizer
 {
 public:
     /// Takes the next samples of the sound, at the rate everything sounds at; never none.
@@ -33,11 +37,11 @@ public:
         bool confined = true;
     };
 
-    explicit Speaker(Settings settings);
+    explicit SpeechSynthesizer(Settings settings);
 
     /// Speaks `text`, UTF-8, and gives its sound to `sink` while it is made, far faster than it
-    /// plays. Returns when all of it was given, when that failed, or, at once, when `stop` is
-    /// raised, which stays so. No process is left behind.
+    /// plays. Runs an event loop of its own and returns when all of it was given, when that failed,
+    /// or, at once, when `stop` is raised, which stays so. No process is left behind.
     [[nodiscard]] SpeechResult speak(std::string_view text, const Sink& sink, const WakeUp& stop);
 
     /// The voice it speaks with.
@@ -46,11 +50,16 @@ public:
 private:
     class Run;
 
-    [[nodiscard]] Resampler& resamplerFor(int rate);
+    struct Attempt
+    {
+        SpeechResult result;
+        bool refused; ///< the program did not take the voice, or anything at all
+    };
 
+    [[nodiscard]] Attempt attempt(
+        const std::string& voice, const std::string& text, const Sink& sink, const WakeUp& stop);
     Settings m_settings;
     std::optional<Confinement> m_confinement;
-    std::optional<Resampler> m_resampler; ///< kept, as its coefficients take a while
 };
 
 } // namespace wingbell

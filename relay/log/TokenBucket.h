@@ -26,7 +26,7 @@ private:
     int m_capacity;
     Clock::duration m_interval;
     int m_tokens;
-    Clock::time_point m_refilled; ///< of no meaning while the bucket is full
+    Clock::time_point m_refilled; ///< valid only while the bucket is not full
 };
 
 } // namespace wingbell

@@ -1,6 +1,6 @@
-#include "relay/Journal.h"
+#include "relay/EventLog.h"
 #include "model/FileDescriptor.h"
-#include "relay/words/LineWriter.h"
+#include "relay/log/LineWriter.h"
 #include "tests/TestProgram.h"
 
 #include <QTest>
@@ -16,22 +16,21 @@ using namespace wingbell;
 
 namespace {
 
-using Clock = Journal::Clock;
+using Clock = EventLog::Clock;
 
-constexpr std::array refusals = {
-    LineCause::Unreadable,          LineCause::UnknownAddress, LineCause::UnknownChannel,
-    LineCause::WrongArguments,      LineCause::Blank,          LineCause::NotUtf8,
-    LineCause::TooManyAnnouncements};
+constexpr std::array rejections = {
+    Message::EmptyPacket, Message::UnknownAddress, Message::UnknownChannel, Message::NoText,
+    Message::BlankText,   Message::NotUtf8,        Message::QueueFull};
 
 } // namespace
 
-class JournalTest : public QObject
+class EventLogTest : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void init();
-    void howToJoinStaysInSightHoweverMuchIsRefused();
+    void howToJoinStaysInSightHoweverMuchIsRejected();
     void howToJoinStaysInSightHoweverManyComeAndGo();
     void howToJoinIsNotRepeatedWhileItIsInSight();
     void theLastLineIsNotFollowedByHowToJoin();
@@ -41,11 +40,11 @@ private:
     void passUntil(Clock::time_point time);
     /// Reads what was written since the last call; counts the lines behind the code.
     void read();
-    void refuseForASecond();
+    void rejectForASecond();
 
     std::array<FileDescriptor, 2> m_pipe;
     std::unique_ptr<LineWriter> m_output;
-    std::unique_ptr<Journal> m_journal;
+    std::unique_ptr<EventLog> m_log;
     Clock::time_point m_now{1000s};
     std::size_t m_lines = 0;
     std::size_t m_repeats = 0;
@@ -53,33 +52,33 @@ private:
     std::size_t m_mostBehind = 0; ///< of all times that the code was told again
 };
 
-void JournalTest::init()
+void EventLogTest::init()
 {
     std::array<int, 2> ends = {};
     QCOMPARE(::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
-    m_journal.reset();
+    m_log.reset();
     m_pipe = {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
     m_output = std::make_unique<LineWriter>(m_pipe[1].get());
-    m_journal = std::make_unique<Journal>(
+    m_log = std::make_unique<EventLog>(
         *m_output, [] {}, [this] { return m_now; });
-    m_journal->tellHowToJoin(
+    m_log->tellHowToJoin(
         {QStringLiteral("address and code"), QStringLiteral("fingerprint"),
          QStringLiteral("card")});
     read();
     m_lines = m_repeats = m_behind = m_mostBehind = 0;
 }
 
-void JournalTest::passUntil(Clock::time_point time)
+void EventLogTest::passUntil(Clock::time_point time)
 {
-    for (auto due = m_journal->nextDue(); due && *due <= time; due = m_journal->nextDue()) {
+    for (auto due = m_log->nextDue(); due && *due <= time; due = m_log->nextDue()) {
         m_now = std::max(m_now, *due);
-        m_journal->tellHeldBack(m_now);
+        m_log->tellHeldBack(m_now);
     }
     m_now = time;
     read();
 }
 
-void JournalTest::read()
+void EventLogTest::read()
 {
     QByteArray all;
     std::array<char, 65536> bytes = {};
@@ -102,22 +101,22 @@ void JournalTest::read()
     }
 }
 
-void JournalTest::refuseForASecond()
+void EventLogTest::rejectForASecond()
 {
     const QHostAddress sender;
     for (int time = 0; time < 100; ++time) {
-        for (const LineCause refusal : refusals) {
-            m_journal->refused({refusal, QStringLiteral("it is wrong")}, sender);
+        for (const Message reason : rejections) {
+            m_log->rejected(reason, {}, sender);
         }
         passUntil(m_now + 10ms);
     }
 }
 
-void JournalTest::howToJoinStaysInSightHoweverMuchIsRefused()
+void EventLogTest::howToJoinStaysInSightHoweverMuchIsRejected()
 {
     constexpr int seconds = 1000;
     for (int second = 0; second < seconds; ++second) {
-        refuseForASecond();
+        rejectForASecond();
     }
     passUntil(m_now + 60s);
     QVERIFY2(m_lines <= seconds + 10 + 60 + 3 * m_repeats, qPrintable(QString::number(m_lines)));
@@ -125,14 +124,14 @@ void JournalTest::howToJoinStaysInSightHoweverMuchIsRefused()
     QVERIFY2(m_mostBehind < 400, qPrintable(QString::number(m_mostBehind)));
 }
 
-void JournalTest::howToJoinStaysInSightHoweverManyComeAndGo()
+void EventLogTest::howToJoinStaysInSightHoweverManyComeAndGo()
 {
     const QString role = QStringLiteral("Caller");
     const QString address = QStringLiteral("192.168.1.5");
     for (int second = 0; second < 120; ++second) {
         for (int person = 0; person < 10; ++person) {
-            m_journal->joined(role, address, true);
-            m_journal->left(role, address, Departure::Left);
+            m_log->joined(role, address, true);
+            m_log->left(role, address, Departure::Left);
         }
         passUntil(m_now + 1s);
     }
@@ -142,30 +141,30 @@ void JournalTest::howToJoinStaysInSightHoweverManyComeAndGo()
     QVERIFY(m_repeats <= 4);
 }
 
-void JournalTest::howToJoinIsNotRepeatedWhileItIsInSight()
+void EventLogTest::howToJoinIsNotRepeatedWhileItIsInSight()
 {
     for (std::size_t line = 0; line + 1 < LineReminder::maxLinesBehind; ++line) {
-        m_journal->tell(QStringLiteral("a line"));
+        m_log->tell(QStringLiteral("a line"));
     }
     passUntil(m_now + 1h);
     QCOMPARE(m_repeats, std::size_t{0});
-    QVERIFY(!m_journal->nextDue());
-    m_journal->tell(QStringLiteral("one more"));
-    QVERIFY(m_journal->nextDue());
+    QVERIFY(!m_log->nextDue());
+    m_log->tell(QStringLiteral("one more"));
+    QVERIFY(m_log->nextDue());
     passUntil(m_now);
     QCOMPARE(m_repeats, std::size_t{1});
-    QVERIFY(!m_journal->nextDue());
+    QVERIFY(!m_log->nextDue());
 }
 
-void JournalTest::theLastLineIsNotFollowedByHowToJoin()
+void EventLogTest::theLastLineIsNotFollowedByHowToJoin()
 {
     for (std::size_t line = 0; line < LineReminder::maxLinesBehind; ++line) {
-        m_journal->tell(QStringLiteral("a line"));
+        m_log->tell(QStringLiteral("a line"));
     }
-    m_journal->tellHeldBack(Clock::time_point::max());
+    m_log->tellHeldBack(Clock::time_point::max());
     read();
     QCOMPARE(m_repeats, std::size_t{0});
 }
 
-WINGBELL_APPLESS_TEST(JournalTest)
-#include "JournalTest.moc"
+WINGBELL_APPLESS_TEST(EventLogTest)
+#include "EventLogTest.moc"

@@ -1,4 +1,4 @@
-#include "relay/words/LineReminder.h"
+#include "relay/log/LineReminder.h"
 
 namespace wingbell {
 

@@ -1,4 +1,4 @@
-#include "relay/words/LineLimiter.h"
+#include "relay/log/LogThrottle.h"
 
 #include <algorithm>
 
@@ -6,19 +6,19 @@ namespace wingbell {
 
 namespace {
 
-LineCause causeAt(std::size_t index)
+LogEvent eventAt(std::size_t index)
 {
-    return static_cast<LineCause>(index);
+    return static_cast<LogEvent>(index);
 }
 
 } // namespace
 
-bool LineLimiter::admit(LineCause cause, Clock::time_point now)
+bool LogThrottle::admit(LogEvent event, Clock::time_point now)
 {
-    State& state = m_states.at(static_cast<std::size_t>(cause));
+    State& state = m_states.at(static_cast<std::size_t>(event));
     std::optional<Clock::time_point>& oldest = state.admitted.at(state.oldest);
     if (state.held == 0 && (!oldest || now - *oldest >= period) &&
-        (!isRefusal(cause) || m_refusals.take(now))) {
+        (!isRejection(event) || m_rejections.take(now))) {
         oldest = now;
         state.oldest = (state.oldest + 1) % linesASecond;
         return true;
@@ -30,7 +30,7 @@ bool LineLimiter::admit(LineCause cause, Clock::time_point now)
     return false;
 }
 
-std::optional<LineLimiter::Clock::time_point> LineLimiter::nextDue() const
+std::optional<LogThrottle::Clock::time_point> LogThrottle::nextDue() const
 {
     std::optional<Clock::time_point> next;
     for (std::size_t index = 0; index < m_states.size(); ++index) {
@@ -39,7 +39,7 @@ std::optional<LineLimiter::Clock::time_point> LineLimiter::nextDue() const
             continue;
         }
         const auto due =
-            isRefusal(causeAt(index)) ? std::max(state.due, m_refusals.nextToken()) : state.due;
+            isRejection(eventAt(index)) ? std::max(state.due, m_rejections.nextToken()) : state.due;
         if (!next || due < *next) {
             next = due;
         }
@@ -47,7 +47,7 @@ std::optional<LineLimiter::Clock::time_point> LineLimiter::nextDue() const
     return next;
 }
 
-std::vector<LineLimiter::Held> LineLimiter::takeDue(Clock::time_point now)
+std::vector<LogThrottle::Held> LogThrottle::takeDue(Clock::time_point now)
 {
     std::vector<std::size_t> due;
     for (std::size_t index = 0; index < m_states.size(); ++index) {
@@ -62,8 +62,8 @@ std::vector<LineLimiter::Held> LineLimiter::takeDue(Clock::time_point now)
     const bool isEnd = now == Clock::time_point::max();
     std::vector<Held> taken;
     for (const std::size_t index : due) {
-        if (isEnd || !isRefusal(causeAt(index)) || m_refusals.take(now)) {
-            taken.push_back({causeAt(index), m_states.at(index).held});
+        if (isEnd || !isRejection(eventAt(index)) || m_rejections.take(now)) {
+            taken.push_back({eventAt(index), m_states.at(index).held});
             m_states.at(index).held = 0;
         }
     }

@@ -1,10 +1,9 @@
 #pragma once
 
-#include "relay/osc/Announcement.h"
+#include "relay/log/LineReminder.h"
+#include "relay/log/LogThrottle.h"
+#include "relay/osc/AnnouncementReading.h"
 #include "relay/sessions/CrewNews.h"
-#include "relay/words/LineLimiter.h"
-#include "relay/words/LineReminder.h"
-#include "relay/words/Refusal.h"
 
 #include <QHostAddress>
 #include <QStringList>
@@ -17,29 +16,31 @@ class LineWriter;
 
 /// Tells a person what goes on, at most a few lines a second of each kind, and says again how to
 /// join when other lines have pushed that out of sight. Main thread only.
-class Journal final : public CrewNews
+class EventLog final : public CrewNews
 {
 public:
-    using Clock = LineLimiter::Clock;
+    using Clock = LogThrottle::Clock;
 
     /// Borrows `output`, which must outlive it. Calls `written` after whatever changes what output
     /// waits to be written or told. `now` is the clock; it must be monotonic.
-    Journal(
+    EventLog(
         LineWriter& output, std::function<void()> written,
         std::function<Clock::time_point()> now = Clock::now);
 
     void announced(const Announcement& announcement, const QHostAddress& sender);
-    void refused(const Refusal& refusal, const QHostAddress& sender);
+    /// That an OSC packet or message, or a request of a browser, is rejected for `reason`.
+    void rejected(Message reason, const QStringList& arguments, const QHostAddress& sender);
+    void rejectedRequest(Message reason, const QHostAddress& sender);
     void silenced(std::size_t count, const QHostAddress& sender);
     void notSpoken(const QString& text, const QString& reason);
-    void turnedAway(LineCause cause, const QHostAddress& who, const QString& reason);
 
     void joined(const QString& role, const QString& address, bool microphone) override;
     void returned(const QString& role, const QString& address) override;
     void left(const QString& role, const QString& address, Departure why) override;
 
-    /// Tells `line` in any case.
+    /// Tells `line`, or a message, in any case.
     void tell(const QString& line);
+    void tell(Message message, const QStringList& arguments);
 
     /// Tells `lines` in any case, now and whenever many others have been told since.
     void tellHowToJoin(const QStringList& lines);
@@ -52,14 +53,14 @@ public:
     void tellHeldBack(Clock::time_point now);
 
 private:
-    template <typename Line> void tell(LineCause cause, const Line& line);
+    template <typename Line> void tell(LogEvent event, const Line& line);
 
     void write(const QString& line);
 
     LineWriter& m_output;
     std::function<void()> m_written;
     std::function<Clock::time_point()> m_now;
-    LineLimiter m_limiter;
+    LogThrottle m_throttle;
     QStringList m_howToJoin;
     LineReminder m_reminder; ///< of how to join
 };

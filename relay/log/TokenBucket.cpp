@@ -1,4 +1,4 @@
-#include "relay/words/TokenBucket.h"
+#include "relay/log/TokenBucket.h"
 
 namespace wingbell {
 

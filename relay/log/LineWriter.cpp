@@ -1,6 +1,7 @@
-#include "relay/words/LineWriter.h"
+#include "relay/log/LineWriter.h"
 
-#include "relay/words/LineText.h"
+#include "relay/log/LineText.h"
+#include "relay/log/Messages.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -52,11 +53,11 @@ LineWriter::LineWriter(int descriptor)
 
 void LineWriter::write(const QString& line)
 {
-    if (m_lines.size() >= mostWaitingLines) {
-        ++m_leftOut;
+    if (m_lines.size() >= maxWaitingLines) {
+        ++m_dropped;
         return;
     }
-    appendNumberLeftOut();
+    appendNumberDropped();
     append(line);
     resume();
 }
@@ -91,10 +92,10 @@ void LineWriter::resume()
     }
 }
 
-void LineWriter::finish(std::chrono::milliseconds patience)
+void LineWriter::finish(std::chrono::milliseconds timeout)
 {
     using namespace std::chrono;
-    const auto end = steady_clock::now() + patience;
+    const auto end = steady_clock::now() + timeout;
     while (!m_lines.empty()) {
         const auto left = ceil<milliseconds>(end - steady_clock::now());
         if (left.count() <= 0 || !isWritable(left)) {
@@ -106,14 +107,14 @@ void LineWriter::finish(std::chrono::milliseconds patience)
 
 void LineWriter::append(const QString& line)
 {
-    m_lines.push_back(cutTo(onOneLine(line).toUtf8(), longestLine - 1) + '\n');
+    m_lines.push_back(cutTo(onOneLine(line).toUtf8(), maxLineBytes - 1) + '\n');
 }
 
-void LineWriter::appendNumberLeftOut()
+void LineWriter::appendNumberDropped()
 {
-    if (m_leftOut > 0) {
-        append(QStringLiteral("Left out here, as nobody was reading: %1 lines.").arg(m_leftOut));
-        m_leftOut = 0;
+    if (m_dropped > 0) {
+        append(messageText(Message::LinesDropped, {QString::number(m_dropped)}));
+        m_dropped = 0;
     }
 }
 
@@ -122,15 +123,15 @@ void LineWriter::forgetFirst()
     m_lines.pop_front();
     m_writtenOfFirst = 0;
     if (m_lines.empty()) {
-        appendNumberLeftOut();
+        appendNumberDropped();
     }
 }
 
-bool LineWriter::isWritable(std::chrono::milliseconds patience) const
+bool LineWriter::isWritable(std::chrono::milliseconds timeout) const
 {
     // A broken end counts as writable too: the writing tells.
     pollfd waiting = {m_descriptor, POLLOUT, 0};
-    return ::poll(&waiting, 1, static_cast<int>(patience.count())) > 0;
+    return ::poll(&waiting, 1, static_cast<int>(timeout.count())) > 0;
 }
 
 } // namespace wingbell

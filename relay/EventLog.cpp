@@ -1,0 +1,139 @@
+#include "relay/EventLog.h"
+
+#include "relay/Sentences.h"
+#include "relay/log/LineText.h"
+#include "relay/log/LineWriter.h"
+#include "relay/net/IpAddress.h"
+
+#include <algorithm>
+
+namespace wingbell {
+
+EventLog::EventLog(
+    LineWriter& output, std::function<void()> written, std::function<Clock::time_point()> now)
+    : m_output(output)
+    , m_written(std::move(written))
+    , m_now(std::move(now))
+{
+}
+
+/// The sentence is made only when it is going to be told: a flood is to cost little.
+template <typename Line> void EventLog::tell(LogEvent event, const Line& line)
+{
+    if (m_throttle.admit(event, m_now())) {
+        write(line());
+    }
+    m_written();
+}
+
+void EventLog::tell(const QString& line)
+{
+    write(line);
+    m_written();
+}
+
+void EventLog::tellHowToJoin(const QStringList& lines)
+{
+    m_howToJoin = lines;
+    for (const QString& line : m_howToJoin) {
+        write(line);
+    }
+    m_reminder.shown(m_now());
+    m_written();
+}
+
+void EventLog::write(const QString& line)
+{
+    m_output.write(line);
+    m_reminder.otherLineWritten();
+}
+
+void EventLog::tell(Message message, const QStringList& arguments)
+{
+    tell(messageText(message, arguments));
+}
+
+void EventLog::announced(const Announcement& announcement, const QHostAddress& sender)
+{
+    tell(LogEvent::Announced, [&] {
+        return announcedSentence(announcement, addressText(sender));
+    });
+}
+
+void EventLog::rejected(
+    Message reason, const QStringList& arguments, const QHostAddress& sender)
+{
+    const LogEvent event = eventOf(reason);
+    const bool isPacket = event == LogEvent::UnreadablePacket;
+    tell(event, [&] {
+        return messageText(
+            isPacket ? Message::RejectedPacket : Message::RejectedMessage,
+            {addressText(sender), messageText(reason, arguments)});
+    });
+}
+
+void EventLog::rejectedRequest(Message reason, const QHostAddress& sender)
+{
+    tell(eventOf(reason), [&] {
+        return messageText(Message::RejectedRequest, {addressText(sender), messageText(reason)});
+    });
+}
+
+void EventLog::silenced(std::size_t count, const QHostAddress& sender)
+{
+    tell(LogEvent::Silenced, [&] {
+        const QString who = addressText(sender);
+        return count == 0 ? messageText(Message::NothingToSilence, {who})
+                          : messageText(Message::Silenced, {QString::number(count), who});
+    });
+}
+
+void EventLog::notSpoken(const QString& text, const QString& reason)
+{
+    tell(LogEvent::NotSpoken, [&] {
+        return messageText(Message::NotSpoken, {quoted(text), reason});
+    });
+}
+
+void EventLog::joined(const QString& role, const QString& address, bool microphone)
+{
+    tell(LogEvent::Joined, [&] {
+        return messageText(
+            microphone ? Message::Joined : Message::JoinedWithoutMicrophone,
+            {address, quoted(role)});
+    });
+}
+
+void EventLog::returned(const QString& role, const QString& address)
+{
+    tell(LogEvent::Joined, [&] { return messageText(Message::Returned, {address, quoted(role)}); });
+}
+
+void EventLog::left(const QString& role, const QString& address, Departure why)
+{
+    const bool hadCome = why != Departure::NeverCame && why != Departure::Forged;
+    tell(hadCome ? LogEvent::Left : LogEvent::NeverConnected, [&] {
+        return leftSentence(role, address, why);
+    });
+}
+
+std::optional<EventLog::Clock::time_point> EventLog::nextDue() const
+{
+    const auto held = m_throttle.nextDue();
+    const auto reminder = m_reminder.nextDue();
+    return held && reminder ? std::min(*held, *reminder) : held ? held : reminder;
+}
+
+void EventLog::tellHeldBack(Clock::time_point now)
+{
+    for (const LogThrottle::Held& held : m_throttle.takeDue(now)) {
+        write(heldBackText(held.event, held.lines));
+    }
+    const auto reminder = m_reminder.nextDue();
+    if (reminder && *reminder <= now && now != Clock::time_point::max()) {
+        tellHowToJoin(QStringList(m_howToJoin));
+    }
+    m_written();
+}
+
+} // namespace wingbell

@@ -1,0 +1,368 @@
+#include "relay/log/Messages.h"
+
+#include <array>
+
+namespace wingbell {
+
+namespace {
+
+using enum Topic;
+constexpr auto always = LogEvent::Unthrottled;
+
+// A line says what happened, then what to do. A reason is a clause: no capital, no full stop.
+constexpr auto messages = std::to_array<MessageRow>({
+    {Message::Usage, NotOnAir, always, "Usage: IntercomServer SHOW-FILE",
+     "The server was started by hand without the show's file. Start it from the window."},
+    {Message::NeverSaved, NotOnAir, always,
+     "Cannot go on air: no show has been saved yet (%1 does not exist): press Save Show, then "
+     "start again.",
+     "The server reads the show from its file, and there is none yet."},
+    {Message::NoShow, NotOnAir, always, "Cannot go on air: the show in %1 cannot be read: %2.",
+     "The reason is behind the last colon, in one of the rows of the next table; see [what makes "
+     "it unreadable](show-file.md#what-makes-it-unreadable)."},
+    {Message::NoSuchPort, NotOnAir, always,
+     "Cannot go on air: the show's OSC port is %1; choose one from 1 to 65535 in the control "
+     "window.",
+     "Type another port, save, start. 47000 is a good one."},
+    {Message::TooLarge, NotOnAir, always, "Cannot go on air: the show has more than %1 %2.",
+     "More than 1024 channels or roles are a mistake in the file."},
+    {Message::PortInUseBy, NotOnAir, always,
+     "Cannot go on air: %1 is in use by %2 (process %3); end that program or choose another port "
+     "in the control window.",
+     "If it is *IntercomServer*: an older one is still on air, because a server outlives its "
+     "window. End it in a terminal with `pkill IntercomServer`, then start. Otherwise end that "
+     "program, or choose another port, save, start; then print a new card."},
+    {Message::PortInUse, NotOnAir, always,
+     "Cannot go on air: %1 is in use by another program; end that program or choose another port "
+     "in the control window.",
+     "The same; that program belongs to another user of the computer, perhaps to a show of "
+     "theirs."},
+    {Message::PortReserved, NotOnAir, always,
+     "Cannot go on air: %1 is reserved for the system; choose 1024 or above in the control "
+     "window.",
+     "Ports below 1024 are the system's own. Choose 47000."},
+    {Message::PortNotOpen, NotOnAir, always,
+     "Cannot go on air: %1 cannot be opened: %2; choose another port in the control window.",
+     "The words behind the colon are the system's. Another port may help; a restart of the "
+     "computer, too."},
+    {Message::NotOnAir, NotOnAir, always, "Cannot go on air: %1.",
+     "The reason is in one of the rows of the next table."},
+
+    {Message::OnAir, OnAir, always, "On air with %1: %2, %3, OSC on UDP port %4.",
+     "All is well: the show, how many channels and roles, the port."},
+    {Message::OnAirIpv4Only, OnAir, always,
+     "On air with %1: %2, %3, OSC on UDP port %4 over IPv4 only.",
+     "The same; the computer has no IPv6. Nothing to do."},
+    {Message::UnnamedShow, OnAir, always, "a show without a name",
+     "In place of the show's name, if that is empty."},
+    {Message::Join, OnAir, always, "The crew join at %1 with the code %2.", "What the crew need."},
+    {Message::JoinOtherwise, OnAir, always, "If that address does not work, try %1",
+     "Other addresses of this computer, for phones that cannot reach the first one."},
+    {Message::Fingerprint, OnAir, always,
+     "The certificate's SHA-256 fingerprint, to compare when a browser warns: %1",
+     "By this a phone can tell that it is really this desk that answers: [how to compare "
+     "it](phones.md#is-it-really-this-desk)."},
+    {Message::JoinCard, OnAir, always, "Printable join card: %1",
+     "The address of [the card](first-show.md#print-the-card). These three lines are repeated "
+     "when about 300 others have followed them."},
+    {Message::NewCode, OnAir, always, "A new crew code was made: %1.",
+     "The old one is not valid any more. Print a new card and tell the crew. The reason is behind "
+     "the colon, in one of the rows of the next table."},
+    {Message::CodeNotSaved, OnAir, always,
+     "The crew code could not be saved, so the next start will make a new one: %1.",
+     "Tonight all works. The words behind the colon are in the next table, or the system's: most "
+     "often the disk is full."},
+    {Message::NewCertificate, OnAir, always,
+     "Phones will warn about this desk's new certificate, once: %1.",
+     "Every phone shows [the warning](phones.md#the-warning) again. Nothing to do. The reason is "
+     "behind the colon."},
+    {Message::CertificateNotSaved, OnAir, always,
+     "The certificate could not be saved, so phones will warn again after the next start: %1.",
+     "Tonight all works. As for the code."},
+    {Message::NotConfined, OnAir, always,
+     "This computer's kernel cannot confine the server (%1); everything else works.",
+     "In the brackets is what is missing, `no Landlock` or `no seccomp`, or the system's reason. "
+     "With a newer kernel [a fault could do less harm](inside.md#what-the-server-may-do)."},
+    {Message::UnknownChannelOfRole, OnAir, always,
+     "Ignored an unknown channel: the role %1 names %2, which the show does not have.",
+     "The file was edited by hand, or a name is spelt in two ways (*Main*, *main*). The role goes "
+     "without that channel tonight."},
+    {Message::MoreUnknownChannels, OnAir, always, "Ignored %1 more unknown channel[s].",
+     "The same, for more of them."},
+    {Message::LinesDropped, OnAir, always, "%1 line[s] dropped: nothing was reading the output.",
+     "The window or the terminal did not take the server's lines for a while. The show went on."},
+    {Message::LateAudio, OnAir, always,
+     "Audio missed its deadline in %1 of %2 mixer cycles; this computer was too busy.",
+     "At the end of a show: how often the audio stuttered; a cycle is a fiftieth of a second. A "
+     "handful does not matter. Close what you do not need; move the show's video to another "
+     "computer."},
+    {Message::OffAir, OnAir, always, "Off air after %1.",
+     "How long the show was on air, `less than a second` at least."},
+
+    {Message::Joined, ComingAndGoing, LogEvent::Joined, "%1 joined as %2.", "This role is there."},
+    {Message::JoinedWithoutMicrophone, ComingAndGoing, LogEvent::Joined,
+     "%1 joined as %2, without a microphone.",
+     "They listen only: the phone has no microphone, or they refused it."},
+    {Message::Returned, ComingAndGoing, LogEvent::Joined, "%1 reconnected as %2.",
+     "Their network was lost and has come back. Often from the same phone: its Wi-Fi is weak "
+     "there."},
+    {Message::Left, ComingAndGoing, LogEvent::Left, "%1 left %2.",
+     "They left the desk or closed the page."},
+    {Message::StoppedResponding, ComingAndGoing, LogEvent::Left,
+     "%1 lost %2: the phone stopped responding.",
+     "The phone is out of range, asleep or out of battery. Its keys went off long before."},
+    {Message::AudioLost, ComingAndGoing, LogEvent::Left, "%1 lost %2: the audio connection broke.",
+     "The page reconnects by itself if it can."},
+    {Message::NeverConnected, ComingAndGoing, LogEvent::NeverConnected,
+     "%1 could not connect as %2; a firewall may be blocking UDP.",
+     "The page opened and the audio did not: a firewall on the desk ([what it must let "
+     "in](phones.md#a-firewall-on-the-desk)), or a [guest network](phones.md#guest-networks)."},
+    {Message::ForgedCertificate, ComingAndGoing, LogEvent::NeverConnected,
+     "%1 was disconnected from %2: its certificate is not the one that its page announced.",
+     "Something in the network got between that phone and the desk, or pretends to be it. It was "
+     "neither heard nor did it hear anything. Find out which device has that address."},
+
+    {Message::RejectedRequest, Rejected, always, "Rejected %1: %2.",
+     "The address, and one of these reasons:"},
+    {Message::WrongCode, Rejected, LogEvent::WrongCode, "wrong crew code",
+     "A slip of a finger. Tell them the code."},
+    {Message::MustWait, Rejected, LogEvent::WrongCode, "it has to wait after wrong crew codes",
+     "More than five wrong ones. They wait up to a minute and try again, with the right one."},
+    {Message::NotTls, Rejected, LogEvent::NotTls,
+     "not a secure connection; a browser there must accept the certificate first",
+     "Something asked that speaks no HTTPS, or a connection broke while it began. If it is a "
+     "phone of the crew, see whether it shows [the warning](phones.md#the-warning). Most browsers "
+     "that do so leave no line here."},
+    {Message::TooManyConnections, Rejected, LogEvent::TooManyConnections,
+     "too many connections at once", ""},
+    {Message::TooManyFromOneAddress, Rejected, LogEvent::TooManyConnections,
+     "too many connections from its address", ""},
+    {Message::TooManyRequests, Rejected, LogEvent::TooManyRequests, "too many requests", ""},
+    {Message::TooSlow, Rejected, LogEvent::TooSlow, "too slow",
+     "Far more than a crew does: a program that scans the network, or very many open pages. If "
+     "phones of the crew suffer, find it, or use a network of your own."},
+    {Message::MalformedRequest, Rejected, LogEvent::MalformedRequest, "not a valid HTTP request",
+     ""},
+    {Message::RequestTooLarge, Rejected, LogEvent::MalformedRequest, "its request was too large",
+     "Something that is not a browser asked. Harmless."},
+    {Message::ForeignOrigin, Rejected, LogEvent::ForeignRequest,
+     "it asked from the page of another site", ""},
+    {Message::UnknownHost, Rejected, LogEvent::ForeignRequest,
+     "it asked by a name that is not this computer's",
+     "A page of another site, or a name that the network gives the desk and the desk does not "
+     "know. Use the address on the card."},
+
+    {Message::Announcing, Announcements, LogEvent::Announced, "Announcing %1 on %2, from %3.", ""},
+    {Message::AnnouncingCut, Announcements, LogEvent::Announced,
+     "Announcing %1 (cut to %4 characters) on %2, from %3.",
+     "It is being spoken, or waits for its turn. What is too long is cut: the rest is not "
+     "spoken."},
+    {Message::EveryChannel, Announcements, always, "every channel", ""},
+    {Message::OneChannel, Announcements, always, "channel %1", "Where it is spoken."},
+    {Message::RejectedMessage, Announcements, always, "Rejected a message from %1: %2.", ""},
+    {Message::RejectedPacket, Announcements, always, "Rejected a packet from %1: %2.",
+     "It is not spoken. The reason is one of the next rows."},
+    {Message::UnknownChannel, Announcements, LogEvent::UnknownChannel, "the show has no channel %1",
+     "The name in the address is not a channel of the show **as it is on air**: look for "
+     "capitals, spaces, and whether it was saved before the start."},
+    {Message::NoChannelName, Announcements, LogEvent::UnknownChannel,
+     "its address ends before the name of a channel",
+     "There is a slash at the end: for every channel, `/wingbell/say` has none."},
+    {Message::UnknownAddress, Announcements, LogEvent::UnknownAddress,
+     "%1 is neither /wingbell/say nor /wingbell/say/ and a channel's name",
+     "A slip in the address, also a capital letter."},
+    {Message::NoText, Announcements, LogEvent::WrongArguments, "it has no text argument", ""},
+    {Message::NotAString, Announcements, LogEvent::WrongArguments, "its argument is not a string",
+     ""},
+    {Message::SeveralArguments, Announcements, LogEvent::WrongArguments,
+     "it has %1 arguments instead of one text",
+     "Exactly one argument of the type string. In most cue players: the text between double "
+     "quotes."},
+    {Message::BlankText, Announcements, LogEvent::BlankText, "its text is blank",
+     "There is nothing in it but spaces."},
+    {Message::NotUtf8, Announcements, LogEvent::NotUtf8, "its text is not UTF-8",
+     "The cue player writes its letters in an old way. Use plain letters, or another setting "
+     "there."},
+    {Message::TooManyWaiting, Announcements, LogEvent::TooManyAnnouncements,
+     "%1 of its announcements are already waiting", ""},
+    {Message::TooManyWaitingThere, Announcements, LogEvent::TooManyAnnouncements,
+     "%1 of its announcements are already waiting for %2",
+     "Too many of this sender wait on that channel. They are spoken first; send this one later, or "
+     "[take them back](cue-player.md#take-it-back)."},
+    {Message::TooMuchWaiting, Announcements, LogEvent::TooManyAnnouncements,
+     "its waiting announcements already take %1 seconds to say", ""},
+    {Message::TooMuchWaitingThere, Announcements, LogEvent::TooManyAnnouncements,
+     "its announcements waiting for %2 already take %1 seconds to say",
+     "The same: what this sender has waiting there would be spoken for too long."},
+    {Message::QueueFull, Announcements, LogEvent::TooManyAnnouncements,
+     "%1 announcements are already waiting",
+     "Too many wait in all, and this sender has most of them."},
+    {Message::TooManyASecond, Announcements, LogEvent::TooManyAnnouncements,
+     "it sends more than %1 announcements a second",
+     "The cue player sends too fast, perhaps in a loop."},
+    {Message::NoChannels, Announcements, LogEvent::TooManyAnnouncements, "the show has no channels",
+     "Nothing could be heard anywhere. Add a channel."},
+    {Message::EmptyPacket, Announcements, LogEvent::UnreadablePacket, "it is empty", ""},
+    {Message::NotOsc, Announcements, LogEvent::UnreadablePacket,
+     "it is neither an OSC message nor an OSC bundle",
+     "That was not OSC: most often the cue player is set to *plain text*."},
+    {Message::UnendedAddress, Announcements, LogEvent::UnreadablePacket,
+     "its address is not null-terminated", ""},
+    {Message::WrongTypeTags, Announcements, LogEvent::UnreadablePacket,
+     "its type tags are missing or invalid", ""},
+    {Message::WrongArguments, Announcements, LogEvent::UnreadablePacket,
+     "its arguments do not match its type tags", ""},
+    {Message::WrongLength, Announcements, LogEvent::UnreadablePacket,
+     "its length does not match its arguments", ""},
+    {Message::NoTimeTag, Announcements, LogEvent::UnreadablePacket,
+     "its bundle has no complete time tag", ""},
+    {Message::UnendedBundle, Announcements, LogEvent::UnreadablePacket,
+     "its bundle ends inside a length", ""},
+    {Message::WrongBundleLength, Announcements, LogEvent::UnreadablePacket,
+     "its bundle has an impossible length",
+     "Broken OSC. Try [without the cue player](cue-player.md#try-it-without-a-cue-player)."},
+    {Message::TooManyMessages, Announcements, LogEvent::UnreadablePacket,
+     "it holds more than %1 messages", ""},
+    {Message::TooDeep, Announcements, LogEvent::UnreadablePacket,
+     "its bundles are nested more than %1 deep", "Too much in one bundle."},
+    {Message::NotSpoken, Announcements, LogEvent::NotSpoken, "Could not speak %1: %2.",
+     "It was taken and could not be said, or not to its end. The reason is one of the next rows."},
+    {Message::Displaced, Announcements, always,
+     "too many are waiting, and its sender had the most of them",
+     "It gave way to another sender's announcement."},
+    {Message::TooLong, Announcements, always, "it was too long and was cut",
+     "Longer than a minute and a half. Make two of it."},
+    {Message::GaveWay, Announcements, always,
+     "it was long and another sender was waiting; it was cut",
+     "It had been spoken for 20 seconds. Make two of it."},
+    {Message::NotInstalled, Announcements, always, "%1 is not installed", ""},
+    {Message::NotStarted, Announcements, always, "%1 cannot be started: %2",
+     "The program that speaks is gone. Run `./build_app.sh`."},
+    {Message::NothingToSay, Announcements, always, "there is nothing to say in it", ""},
+    {Message::NoAudio, Announcements, always, "%1 produced no audio",
+     "Only punctuation or signs that cannot be spoken. Write words."},
+    {Message::NotWav, Announcements, always, "%1 did not produce 16-bit mono WAVE audio", ""},
+    {Message::Hung, Announcements, always, "%1 stopped responding", ""},
+    {Message::KilledBySignal, Announcements, always, "%1 was ended by signal %2", ""},
+    {Message::EndedWithStatus, Announcements, always, "%1 ended with status %2", ""},
+    {Message::EndedWithComplaint, Announcements, always, "%1 ended with status %2 (%3)", ""},
+    {Message::NotConfinable, Announcements, always, "it could not be confined",
+     "The program that speaks failed; in the brackets is its own complaint. Try again; if it "
+     "stays so, reinstall the package `espeak-ng`."},
+    {Message::Silenced, Announcements, LogEvent::Silenced, "Silenced %1 announcement[s] from %2.",
+     "This sender has [taken back](cue-player.md#take-it-back) what it had announced."},
+    {Message::NothingToSilence, Announcements, LogEvent::Silenced, "Nothing to silence from %1.",
+     "The same, and there was nothing left to take back. What *another* sender announces goes "
+     "on."},
+});
+
+constexpr auto events = std::to_array<EventRow>({
+    {LogEvent::Announced, Announcements, false,
+     "Announcing %1 more text[s] that arrived within a second."},
+    {LogEvent::NotSpoken, Announcements, false,
+     "Could not speak %1 more announcement[s] within a second."},
+    {LogEvent::Silenced, Announcements, false,
+     "Received %1 more request[s] for silence within a second."},
+    {LogEvent::UnreadablePacket, Announcements, true, "Rejected %1 more packet[s]: not valid OSC."},
+    {LogEvent::UnknownAddress, Announcements, true,
+     "Rejected %1 more message[s]: unknown address."},
+    {LogEvent::UnknownChannel, Announcements, true,
+     "Rejected %1 more message[s]: unknown channel."},
+    {LogEvent::WrongArguments, Announcements, true,
+     "Rejected %1 more message[s]: not exactly one text."},
+    {LogEvent::BlankText, Announcements, true, "Rejected %1 more message[s]: blank text."},
+    {LogEvent::NotUtf8, Announcements, true,
+     "Rejected %1 more message[s]: text that is not UTF-8."},
+    {LogEvent::TooManyAnnouncements, Announcements, true,
+     "Rejected %1 more message[s]: too many announcements."},
+    {LogEvent::Joined, ComingAndGoing, false, "%1 more phone[s] joined within a second."},
+    {LogEvent::Left, ComingAndGoing, false, "%1 more phone[s] left within a second."},
+    {LogEvent::NeverConnected, ComingAndGoing, false,
+     "%1 more phone[s] could not connect within a second."},
+    {LogEvent::WrongCode, Rejected, true, "Rejected %1 more request[s]: wrong crew code."},
+    {LogEvent::TooManyConnections, Rejected, true,
+     "Rejected %1 more connection[s]: too many at once."},
+    {LogEvent::TooManyRequests, Rejected, true, "Rejected %1 more request[s]: too many."},
+    {LogEvent::TooSlow, Rejected, true, "Rejected %1 more request[s]: too slow."},
+    {LogEvent::NotTls, Rejected, true, "Rejected %1 more connection[s]: not secure."},
+    {LogEvent::MalformedRequest, Rejected, true, "Rejected %1 more request[s]: not valid HTTP."},
+    {LogEvent::ForeignRequest, Rejected, true,
+     "Rejected %1 more request[s]: from the page of another site."},
+});
+
+static_assert(messages.size() == static_cast<std::size_t>(Message::NothingToSilence) + 1);
+static_assert(events.size() == throttledEventCount);
+static_assert([] {
+    for (std::size_t index = 0; index < messages.size(); ++index) {
+        if (static_cast<std::size_t>(messages.at(index).message) != index) {
+            return false;
+        }
+    }
+    for (std::size_t index = 0; index < events.size(); ++index) {
+        if (static_cast<std::size_t>(events.at(index).event) != index) {
+            return false;
+        }
+    }
+    return true;
+}());
+
+const MessageRow& rowOf(Message message)
+{
+    return messages.at(static_cast<std::size_t>(message));
+}
+
+/// `text` with `arguments` in it, in one pass: an argument may hold a percent sign.
+QString filled(std::string_view text, const QStringList& arguments)
+{
+    constexpr QStringView plural = u"[s]";
+    const QString pattern = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+    QString result;
+    for (qsizetype at = 0; at < pattern.size(); ++at) {
+        const QStringView rest = QStringView(pattern).sliced(at);
+        if (rest.startsWith(plural)) {
+            result += arguments.value(0) == QLatin1String("1") ? QString() : QStringLiteral("s");
+            at += plural.size() - 1;
+        } else if (rest.size() > 1 && rest[0] == u'%' && rest[1] >= u'1' && rest[1] <= u'9') {
+            result += arguments.value(rest[1].unicode() - u'1');
+            ++at;
+        } else {
+            result += rest[0];
+        }
+    }
+    return result;
+}
+
+} // namespace
+
+std::span<const MessageRow> messageRows()
+{
+    return messages;
+}
+
+std::span<const EventRow> eventRows()
+{
+    return events;
+}
+
+QString messageText(Message message, const QStringList& arguments)
+{
+    return filled(rowOf(message).text, arguments);
+}
+
+LogEvent eventOf(Message message)
+{
+    return rowOf(message).event;
+}
+
+QString heldBackText(LogEvent event, quint64 count)
+{
+    return filled(
+        events.at(static_cast<std::size_t>(event)).more, QStringList(QString::number(count)));
+}
+
+bool isRejection(LogEvent event)
+{
+    return events.at(static_cast<std::size_t>(event)).isRejection;
+}
+
+} // namespace wingbell
