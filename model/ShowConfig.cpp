@@ -1,8 +1,8 @@
 #include "model/ShowConfig.h"
 
+#include "base/RegularFile.h"
 #include "model/DefaultShow.h"
 #include "model/HorizontalSpace.h"
-#include "model/PlainFile.h"
 
 #include <algorithm>
 
@@ -127,7 +127,7 @@ bool ShowConfig::save()
 {
     const std::optional<QByteArray> document = encodeShow(showFile());
     if (!document || !QDir().mkpath(m_directory.absolutePath()) ||
-        !writePlainFile(documentPath(m_directory), *document)) {
+        !writeRegularFile(documentPath(m_directory), *document)) {
         return false;
     }
     setHasUnsavedChanges(false);

@@ -1,6 +1,6 @@
 #include "model/ShowFile.h"
 
-#include "model/PlainFile.h"
+#include "base/RegularFile.h"
 #include "model/ShowFileReader.h"
 
 #include <nlohmann/json.hpp>
@@ -67,7 +67,7 @@ ShowReading decodeShow(const QByteArray& document)
 
 ShowReading readShow(const QString& path)
 {
-    const FileReading file = readPlainFile(path);
+    const FileReading file = readRegularFile(path);
     if (!file.bytes) {
         return {std::nullopt, file.problem, file.isMissing};
     }

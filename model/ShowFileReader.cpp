@@ -1,6 +1,6 @@
 #include "model/ShowFileReader.h"
 
-#include "model/Utf8.h"
+#include "base/Utf8.h"
 
 #include <algorithm>
 #include <limits>

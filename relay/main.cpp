@@ -1,12 +1,12 @@
+#include "base/FileDescriptor.h"
 #include "relay/IntercomServer.h"
-#include "relay/StandardDescriptors.h"
 #include "relay/StopSignals.h"
 
 #include <QFile>
 
 int main(int argc, char* argv[])
 {
-    wingbell::fillStandardDescriptors();
+    wingbell::ensureStandardDescriptorsOpen();
     const wingbell::StopSignals stop;
     QStringList arguments;
     for (int index = 1; index < argc; ++index) {

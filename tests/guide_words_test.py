@@ -9,7 +9,7 @@ GUIDE = "docs/trouble.md"
 
 # Whose sentences are told to people, in the console or on a phone. Each of them has to be explained.
 TELLERS = [
-    "model/PlainFile.cpp", "model/ShowFile.cpp", "model/ShowFileReader.cpp",
+    "base/RegularFile.cpp", "model/ShowFile.cpp", "model/ShowFileReader.cpp",
     "relay/Announcer.cpp", "relay/Relay.cpp", "relay/Sentences.cpp", "relay/words/DurationInWords.cpp",
     "relay/confinement/Confinement.cpp",
     "relay/crew/CrewFolder.cpp", "relay/crew/KeptCertificate.cpp", "relay/link/MediaLibrary.cpp",
@@ -19,7 +19,7 @@ TELLERS = [
 ]  # fmt: skip
 
 # Where else words come from that people see.
-ROOMS = ["relay", "server", "panels", "model", "build_app.sh"]
+ROOMS = ["base", "relay", "server", "panels", "model", "build_app.sh"]
 
 NOT_TOLD = {
     "Wingbell show is running",  # to the desktop, which keeps it to itself

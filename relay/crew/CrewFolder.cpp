@@ -1,6 +1,6 @@
 #include "relay/crew/CrewFolder.h"
 
-#include "model/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 #include "relay/crew/RandomBytes.h"
 
 #include <QDir>

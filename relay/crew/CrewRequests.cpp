@@ -1,6 +1,6 @@
 #include "relay/crew/CrewRequests.h"
 
-#include "model/Utf8.h"
+#include "base/Utf8.h"
 #include "relay/crew/FlatObjectReader.h"
 
 #include <algorithm>

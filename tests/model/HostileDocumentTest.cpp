@@ -1,10 +1,6 @@
-#include "model/PlainFile.h"
 #include "model/ShowFile.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
-
-#include <sys/stat.h>
 
 using namespace wingbell;
 
@@ -34,10 +30,6 @@ private Q_SLOTS:
     void everyChangedByteIsReadOrRefused();
     void aMillionBracketsAreRefusedOrIgnored();
     void manyMegabytesAreRead();
-    void whatIsNoRegularFileIsRefusedAtOnce_data();
-    void whatIsNoRegularFileIsRefusedAtOnce();
-    void anEnormousFileIsRefused();
-    void aLinkIsFollowed();
 };
 
 void HostileDocumentTest::validJsonUnderAnUnknownKeyIsRead_data()
@@ -301,57 +293,6 @@ void HostileDocumentTest::manyMegabytesAreRead()
         QByteArray("1,").repeated(megabytes / 2) + "1]}");
     QVERIFY(reading.show);
     QCOMPARE(reading.show->show.size(), megabytes);
-}
-
-void HostileDocumentTest::whatIsNoRegularFileIsRefusedAtOnce_data()
-{
-    QTest::addColumn<QString>("kind");
-    for (const char* kind : {"missing", "folder", "pipe", "device", "dangling link", "loop"}) {
-        QTest::newRow(kind) << QString::fromLatin1(kind);
-    }
-}
-
-void HostileDocumentTest::whatIsNoRegularFileIsRefusedAtOnce()
-{
-    QFETCH(const QString, kind);
-    const QTemporaryDir folder;
-    const QString path = folder.filePath(u"roles.json"_qs);
-    QString unlikely;
-    if (kind == u"folder"_qs) {
-        QVERIFY(QDir().mkdir(path));
-    } else if (kind == u"pipe"_qs) {
-        QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
-    } else if (kind == u"device"_qs) {
-        QVERIFY(QFile::link(u"/dev/zero"_qs, path));
-    } else if (kind == u"dangling link"_qs) {
-        QVERIFY(QFile::link(folder.filePath(u"nowhere"_qs), path));
-    } else if (kind == u"loop"_qs) {
-        QVERIFY(QFile::link(path, path));
-    }
-    const ShowReading reading = readShow(path);
-    QVERIFY(!reading.show);
-    QVERIFY(!reading.problem.isEmpty());
-}
-
-void HostileDocumentTest::anEnormousFileIsRefused()
-{
-    const QTemporaryDir folder;
-    QFile file(folder.filePath(u"roles.json"_qs));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QVERIFY(file.resize(qint64{40} * 1024 * 1024 * 1024)); // sparse: takes no room
-    file.close();
-    QVERIFY(!readShow(file.fileName()).show);
-}
-
-void HostileDocumentTest::aLinkIsFollowed()
-{
-    const QTemporaryDir folder;
-    QFile file(folder.filePath(u"elsewhere.json"_qs));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(showWithExtra("0"));
-    file.close();
-    QVERIFY(QFile::link(file.fileName(), folder.filePath(u"roles.json"_qs)));
-    QVERIFY(readShow(folder.filePath(u"roles.json"_qs)).show);
 }
 
 QTEST_APPLESS_MAIN(HostileDocumentTest)

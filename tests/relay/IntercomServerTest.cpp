@@ -1,5 +1,5 @@
 #include "ServerUnderTest.h"
-#include "model/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 #include "model/ShowFile.h"
 #include "relay/confinement/Landlock.h"
 #include "relay/crew/Certificate.h"

@@ -1,5 +1,5 @@
 #include "relay/Journal.h"
-#include "model/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 #include "relay/words/LineWriter.h"
 
 #include <QTest>

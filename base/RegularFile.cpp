@@ -1,6 +1,6 @@
-#include "model/PlainFile.h"
+#include "base/RegularFile.h"
 
-#include "model/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 #include <QByteArrayList>
 #include <QFile>
@@ -176,7 +176,7 @@ bool writeAll(const FileDescriptor& file, const QByteArray& bytes)
 
 } // namespace
 
-FileReading readPlainFile(const QString& path)
+FileReading readRegularFile(const QString& path)
 {
     const FileDescriptor file = openWithoutWaiting(AT_FDCWD, QFile::encodeName(path), O_RDONLY);
     if (!file.isOpen()) {
@@ -209,7 +209,7 @@ FileReading readPlainFile(const QString& path)
     }
 }
 
-bool writePlainFile(const QString& path, const QByteArray& bytes)
+bool writeRegularFile(const QString& path, const QByteArray& bytes)
 {
     // The old content goes only once there is room for the new one: a full disk must not cost a
     // show.

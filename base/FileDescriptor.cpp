@@ -1,11 +1,11 @@
-#include "relay/StandardDescriptors.h"
+#include "base/FileDescriptor.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace wingbell {
 
-void fillStandardDescriptors()
+void ensureStandardDescriptorsOpen()
 {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
         if (::fcntl(descriptor, F_GETFD) == -1) {

@@ -44,4 +44,8 @@ private:
     int m_descriptor = -1;
 };
 
+/// Opens the null device as standard input, output or error where one of them is closed, so that
+/// no file opened later takes its number and gets our output. To be called first of all.
+void ensureStandardDescriptorsOpen();
+
 } // namespace wingbell
