@@ -18,9 +18,11 @@ namespace wingbell {
 
 namespace {
 
-QString systemReason(int error)
+FileError systemError(int error)
 {
-    return qt_error_string(error);
+    return {
+        error == ENOENT ? FileError::Kind::Missing : FileError::Kind::Other,
+        qt_error_string(error)};
 }
 
 /// Opens without waiting for the other end of a pipe. A relative `path` begins at `folder`.
@@ -176,15 +178,15 @@ bool writeAll(const FileDescriptor& file, const QByteArray& bytes)
 
 } // namespace
 
-FileReading readRegularFile(const QString& path)
+Result<QByteArray, FileError> readRegularFile(const QString& path, qsizetype maxSize)
 {
     const FileDescriptor file = openWithoutWaiting(AT_FDCWD, QFile::encodeName(path), O_RDONLY);
     if (!file.isOpen()) {
-        const int error = errno;
-        return {std::nullopt, systemReason(error), error == ENOENT};
+        return failure(systemError(errno));
     }
     if (!isRegularFile(file)) {
-        return {std::nullopt, QStringLiteral("it is not a regular file")};
+        return failure(
+            FileError{FileError::Kind::Other, QStringLiteral("it is not a regular file")});
     }
     constexpr qsizetype step = 256LL * 1024;
     QByteArray bytes;
@@ -196,15 +198,15 @@ FileReading readRegularFile(const QString& path)
                 file.get(), bytes.data() + used, static_cast<size_t>(bytes.size() - used));
         });
         if (count < 0) {
-            return {std::nullopt, systemReason(errno)};
+            return failure(systemError(errno));
         }
         used += count;
-        if (used > largestPlainFile) {
-            return {std::nullopt, QStringLiteral("it is larger than a show can be")};
+        if (used > maxSize) {
+            return failure(FileError{FileError::Kind::TooLarge, {}});
         }
         if (count == 0) {
             bytes.resize(used);
-            return {std::move(bytes), {}};
+            return bytes;
         }
     }
 }

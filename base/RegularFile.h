@@ -1,26 +1,24 @@
 #pragma once
 
+#include "base/Result.h"
+
 #include <QByteArray>
 #include <QString>
 
-#include <optional>
-
 namespace wingbell {
 
-/// What came of reading a file: its bytes, or, where they are missing, the reason for a person.
-struct FileReading
+/// Why a file cannot be read.
+struct FileError
 {
-    std::optional<QByteArray> bytes;
-    QString problem;
-    bool isMissing = false; ///< because nothing is there
+    enum class Kind { Missing, TooLarge, Other };
+
+    Kind kind = Kind::Other;
+    QString reason; ///< for a person: lower case, no full stop; empty for TooLarge
 };
 
-/// The largest file that is read, in bytes. A show takes a few kilobytes.
-inline constexpr qsizetype largestPlainFile = 64LL * 1024 * 1024;
-
 /// The whole of the regular file at `path`. Anything else that stands there (a folder, a pipe, a
-/// device) is a problem at once, never a wait; so is a file above `largestPlainFile`.
-[[nodiscard]] FileReading readRegularFile(const QString& path);
+/// device) is an error at once, never a wait; so is a file of more than `maxSize` bytes.
+[[nodiscard]] Result<QByteArray, FileError> readRegularFile(const QString& path, qsizetype maxSize);
 
 /// Replaces the content of the file at the absolute `path` by `bytes`, in place: permissions and
 /// owner of an existing file stay. A link on the way is followed only if it and the folder that

@@ -207,15 +207,13 @@ void confine(QStringList& remarks)
     }
 }
 
-std::optional<QString> problemOf(const QString& path, const ShowReading& reading)
+QString unreadableSentence(const QString& path, const ShowError& error)
 {
-    if (reading.isMissing) {
-        return neverSavedSentence(path);
-    }
-    if (!reading.show) {
-        return noShowSentence(path, reading.problem);
-    }
-    const ShowFile& show = *reading.show;
+    return error.isMissing ? neverSavedSentence(path) : noShowSentence(path, error.reason);
+}
+
+std::optional<QString> problemOf(const ShowFile& show)
+{
     if (show.oscPort < 1 || show.oscPort > std::numeric_limits<quint16>::max()) {
         return noSuchPortSentence(show.oscPort);
     }
@@ -235,8 +233,11 @@ int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
     if (arguments.size() != 1) {
         return failed(WrongUsage, usageSentence());
     }
-    const ShowReading reading = readShow(arguments.constFirst());
-    if (const auto problem = problemOf(arguments.constFirst(), reading)) {
+    const auto show = readShow(arguments.constFirst());
+    if (!show) {
+        return failed(NotOnAir, unreadableSentence(arguments.constFirst(), show.error()));
+    }
+    if (const auto problem = problemOf(*show)) {
         return failed(NotOnAir, *problem);
     }
     allowManyDescriptors();
@@ -245,7 +246,7 @@ int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
     if (const auto problem = MediaLibrary::problem()) {
         return failed(NotOnAir, notOnAirSentence(*problem));
     }
-    auto parts = openParts(*reading.show, switches.samplesPerTick());
+    auto parts = openParts(*show, switches.samplesPerTick());
     if (const auto* problem = std::get_if<QString>(&parts)) {
         return failed(NotOnAir, *problem);
     }

@@ -9,7 +9,7 @@ GUIDE = "docs/trouble.md"
 
 # Whose sentences are told to people, in the console or on a phone. Each of them has to be explained.
 TELLERS = [
-    "base/RegularFile.cpp", "model/ShowFile.cpp", "model/ShowFileReader.cpp",
+    "base/RegularFile.cpp", "model/ShowFile.cpp",
     "relay/Announcer.cpp", "relay/Relay.cpp", "relay/Sentences.cpp", "relay/words/DurationInWords.cpp",
     "relay/confinement/Confinement.cpp",
     "relay/crew/CrewFolder.cpp", "relay/crew/KeptCertificate.cpp", "relay/link/MediaLibrary.cpp",

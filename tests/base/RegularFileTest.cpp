@@ -9,6 +9,8 @@ using namespace wingbell;
 
 namespace {
 
+constexpr qsizetype maxSize = 1024 * 1024;
+
 void write(const QString& path, const QByteArray& bytes)
 {
     QFile file(path);
@@ -27,6 +29,7 @@ private Q_SLOTS:
     void whatIsNoRegularFileIsRefusedAtOnce_data();
     void whatIsNoRegularFileIsRefusedAtOnce();
     void anEnormousFileIsRefused();
+    void aFileOfTheLargestSizeIsRead();
     void aLinkIsFollowed();
 };
 
@@ -54,10 +57,12 @@ void RegularFileTest::whatIsNoRegularFileIsRefusedAtOnce()
     } else if (kind == u"loop"_qs) {
         QVERIFY(QFile::link(path, path));
     }
-    const FileReading reading = readRegularFile(path);
-    QVERIFY(!reading.bytes);
-    QVERIFY(!reading.problem.isEmpty());
-    QCOMPARE(reading.isMissing, kind == u"missing"_qs || kind == u"dangling link"_qs);
+    const auto bytes = readRegularFile(path, maxSize);
+    QVERIFY(!bytes);
+    QVERIFY(!bytes.error().reason.isEmpty());
+    QCOMPARE(
+        bytes.error().kind == FileError::Kind::Missing,
+        kind == u"missing"_qs || kind == u"dangling link"_qs);
 }
 
 void RegularFileTest::anEnormousFileIsRefused()
@@ -67,7 +72,18 @@ void RegularFileTest::anEnormousFileIsRefused()
     QVERIFY(file.open(QIODevice::WriteOnly));
     QVERIFY(file.resize(qint64{40} * 1024 * 1024 * 1024)); // sparse: takes no room
     file.close();
-    QVERIFY(!readRegularFile(file.fileName()).bytes);
+    QCOMPARE(readRegularFile(file.fileName(), maxSize).error().kind, FileError::Kind::TooLarge);
+}
+
+void RegularFileTest::aFileOfTheLargestSizeIsRead()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(u"file"_qs);
+    const QByteArray bytes(maxSize, 'x');
+    write(path, bytes);
+    QCOMPARE(readRegularFile(path, maxSize).value(), bytes);
+    write(path, bytes + 'x');
+    QCOMPARE(readRegularFile(path, maxSize).error().kind, FileError::Kind::TooLarge);
 }
 
 void RegularFileTest::aLinkIsFollowed()
@@ -75,7 +91,7 @@ void RegularFileTest::aLinkIsFollowed()
     const QTemporaryDir folder;
     write(folder.filePath(u"elsewhere"_qs), "bytes");
     QVERIFY(QFile::link(folder.filePath(u"elsewhere"_qs), folder.filePath(u"file"_qs)));
-    QCOMPARE(readRegularFile(folder.filePath(u"file"_qs)).bytes.value(), "bytes");
+    QCOMPARE(readRegularFile(folder.filePath(u"file"_qs), maxSize).value(), "bytes");
 }
 
 QTEST_APPLESS_MAIN(RegularFileTest)
