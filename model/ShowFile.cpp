@@ -1,9 +1,8 @@
 #include "model/ShowFile.h"
 
+#include "base/JsonTree.h"
 #include "base/RegularFile.h"
 #include "base/Utf8.h"
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstdint>
@@ -36,67 +35,18 @@ Json jsonRole(const Role& role)
     return object;
 }
 
-/// Builds the parser's tree, with three differences: deep nesting, which takes much memory, is
-/// refused; a number with a fraction or an exponent stays as it is written (as binary, which no
-/// JSON text holds), because a double is rounded; and what is wrong with the text is kept.
-class TreeBuilder : public nlohmann::detail::json_sax_dom_parser<nlohmann::json>
+/// Keeps a number with a fraction or an exponent as it is written (as binary, which no JSON text
+/// holds), because a double is rounded.
+class ShowTreeBuilder : public JsonTreeBuilder
 {
 public:
-    explicit TreeBuilder(nlohmann::json& tree)
-        : json_sax_dom_parser(tree, false)
-    {
-    }
-
-    bool start_object(std::size_t elements)
-    {
-        return enter() && json_sax_dom_parser::start_object(elements);
-    }
-
-    bool end_object()
-    {
-        --m_depth;
-        return json_sax_dom_parser::end_object();
-    }
-
-    bool start_array(std::size_t elements)
-    {
-        return enter() && json_sax_dom_parser::start_array(elements);
-    }
-
-    bool end_array()
-    {
-        --m_depth;
-        return json_sax_dom_parser::end_array();
-    }
+    using JsonTreeBuilder::JsonTreeBuilder;
 
     bool number_float(double /*value*/, const std::string& literal)
     {
         binary_t bytes(std::vector<std::uint8_t>(literal.begin(), literal.end()));
         return binary(bytes);
     }
-
-    template <typename Exception>
-    bool parse_error(std::size_t position, const std::string& /*lastToken*/, const Exception&)
-    {
-        m_problem = QStringLiteral("it is no JSON from byte %1 on").arg(position);
-        return false;
-    }
-
-    [[nodiscard]] const QString& problem() const { return m_problem; }
-
-private:
-    bool enter()
-    {
-        constexpr int maxDepth = 100;
-        if (++m_depth > maxDepth) {
-            m_problem = QStringLiteral("it is nested too deeply");
-            return false;
-        }
-        return true;
-    }
-
-    int m_depth = 0;
-    QString m_problem;
 };
 
 using Tree = nlohmann::json;
@@ -105,6 +55,18 @@ template <typename Value> using Reading = Result<Value, ShowError>;
 tl::unexpected<ShowError> unreadable(const QString& reason)
 {
     return failure(ShowError{reason});
+}
+
+QString reasonOf(const JsonError& error)
+{
+    switch (error.kind) {
+    case JsonError::Kind::ZeroByte:
+        return QStringLiteral("it is no JSON: it holds a zero byte");
+    case JsonError::Kind::TooDeep:
+        return QStringLiteral("it is nested too deeply");
+    default:
+        return QStringLiteral("it is no JSON from byte %1 on").arg(error.position);
+    }
 }
 
 std::string literalOf(const Tree& number)
@@ -279,16 +241,8 @@ std::optional<QByteArray> encodeShow(const ShowFile& show)
 
 Result<ShowFile, ShowError> decodeShow(const QByteArray& document)
 {
-    // The parser takes a zero byte for the end of its input and would not see what follows.
-    if (document.contains('\0')) {
-        return unreadable(QStringLiteral("it is no JSON: it holds a zero byte"));
-    }
-    Tree tree;
-    TreeBuilder builder(tree);
-    if (!Tree::sax_parse(document.cbegin(), document.cend(), &builder)) {
-        return unreadable(builder.problem());
-    }
-    return readDocument(tree);
+    const auto tree = readJson<ShowTreeBuilder>(document);
+    return tree ? readDocument(*tree) : failure(ShowError{reasonOf(tree.error())});
 }
 
 Result<ShowFile, ShowError> readShow(const QString& path)

@@ -1,159 +1,254 @@
 #include "relay/crew/CrewRequests.h"
 
+#include "base/JsonTree.h"
 #include "base/Utf8.h"
-#include "relay/crew/FlatObjectReader.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <optional>
 #include <string>
-#include <string_view>
+#include <utility>
 
 namespace wingbell {
 
 namespace {
 
-using Kind = FlatObjectReader::Kind;
-using Member = FlatObjectReader::Member;
-using Numbers = std::vector<double>;
+using Json = nlohmann::json;
 
-constexpr Member word(std::string_view name)
+/// Refuses an object that has a member twice.
+class RequestBuilder : public JsonTreeBuilder
 {
-    return {name, Kind::Text, longestRequestWord};
-}
-
-QString text(const std::string& utf8)
-{
-    return textFromUtf8(QByteArrayView(utf8.data(), static_cast<qsizetype>(utf8.size())));
-}
-
-std::optional<RequestFault> readInto(FlatObjectReader& reader, QByteArrayView body)
-{
-    return body.size() > largestRequest ? RequestFault::TooLarge : reader.read(body);
-}
-
-/// The text of the one member that a body of `Request` has.
-template <typename Request>
-std::variant<Request, RequestFault> readOneWord(std::string_view name, QByteArrayView body)
-{
-    const std::array members = {word(name)};
-    FlatObjectReader reader(members);
-    if (const auto fault = readInto(reader, body)) {
-        return *fault;
+public:
+    explicit RequestBuilder(Json& tree)
+        : JsonTreeBuilder(tree)
+        , m_tree(tree)
+    {
     }
-    const auto value = reader.value<std::string>(0);
-    if (!value) {
-        return RequestFault::Missing;
-    }
-    return Request{text(*value)};
-}
 
-/// Indexes of channels in ascending order, each once.
-std::optional<std::vector<int>> channelIndexes(const Numbers& numbers)
+    bool key(std::string& name)
+    {
+        if (depth() == 1 && m_tree.contains(name)) {
+            return refuse({JsonError::Kind::Repeated});
+        }
+        return JsonTreeBuilder::key(name);
+    }
+
+private:
+    const Json& m_tree;
+};
+
+/// Reads the members of a request, which must all be there but for optional ones. The first error
+/// stands until result(); values read after it mean nothing.
+class RequestReader
 {
-    std::vector<int> indexes;
-    indexes.reserve(numbers.size());
-    for (const double number : numbers) {
-        if (!(number >= 0) || number >= static_cast<double>(mostStateChannels) ||
-            std::trunc(number) != number) {
+public:
+    explicit RequestReader(QByteArrayView body)
+    {
+        if (body.size() > maxRequestSize) {
+            refuse(RequestError::TooLarge);
+            return;
+        }
+        auto json = readJson<RequestBuilder>(body);
+        if (!json) {
+            const bool isRepeated = json.error().kind == JsonError::Kind::Repeated;
+            refuse(isRepeated ? RequestError::Twice : RequestError::NoJson);
+        } else if (!json->is_object()) {
+            refuse(RequestError::NoObject);
+        } else {
+            m_object = *std::move(json);
+        }
+    }
+
+    std::optional<QByteArray> optionalText(const char* name, std::size_t maxSize)
+    {
+        const Json* value = member(name);
+        if (value == nullptr) {
             return std::nullopt;
         }
-        indexes.push_back(static_cast<int>(number));
-    }
-    std::sort(indexes.begin(), indexes.end());
-    indexes.erase(std::unique(indexes.begin(), indexes.end()), indexes.end());
-    return indexes;
-}
-
-std::optional<std::vector<float>> channelLevels(const Numbers& numbers)
-{
-    std::vector<float> levels;
-    levels.reserve(numbers.size());
-    for (const double number : numbers) {
-        if (!(number >= 0 && number <= 1)) {
+        if (!value->is_string()) {
+            refuse(RequestError::WrongType);
             return std::nullopt;
         }
-        levels.push_back(static_cast<float>(number));
+        const auto& text = value->get_ref<const std::string&>();
+        if (text.size() > maxSize) {
+            refuse(RequestError::TooLong);
+            return std::nullopt;
+        }
+        return QByteArray::fromStdString(text);
     }
-    return levels;
-}
+
+    QByteArray text(const char* name, std::size_t maxSize)
+    {
+        return demanded(optionalText(name, maxSize));
+    }
+
+    std::optional<QString> optionalWord(const char* name)
+    {
+        const auto word = optionalText(name, maxRequestWord);
+        return word ? std::optional(textFromUtf8(*word)) : std::nullopt;
+    }
+
+    QString word(const char* name) { return demanded(optionalWord(name)); }
+
+    bool flag(const char* name)
+    {
+        const Json* value = member(name);
+        if (value != nullptr && !value->is_boolean()) {
+            refuse(RequestError::WrongType);
+            return false;
+        }
+        return demanded(value == nullptr ? std::nullopt : std::optional(value->get<bool>()));
+    }
+
+    quint64 stateNumber(const char* name)
+    {
+        const Json* value = member(name);
+        if (value == nullptr) {
+            return demanded(std::optional<quint64>());
+        }
+        const bool isWhole = value->is_number_unsigned();
+        const quint64 number = isWhole ? value->get<quint64>() : 0;
+        if (!value->is_number()) {
+            refuse(RequestError::WrongType);
+        } else if (!isWhole || number > maxStateNumber) {
+            refuse(RequestError::OutOfRange);
+        }
+        return number;
+    }
+
+    /// Of every channel one, from 0 to `largest`.
+    std::vector<double> numbers(const char* name, double largest)
+    {
+        const Json* value = member(name);
+        if (value == nullptr) {
+            return demanded(std::optional<std::vector<double>>());
+        }
+        std::vector<double> values;
+        if (!value->is_array() || !std::all_of(value->begin(), value->end(), [](const Json& entry) {
+                return entry.is_number();
+            })) {
+            refuse(RequestError::WrongType);
+        } else if (value->size() > maxStateChannels) {
+            refuse(RequestError::TooLong);
+        } else {
+            values = value->get<std::vector<double>>();
+        }
+        if (std::any_of(values.begin(), values.end(), [largest](double number) {
+                return !(number >= 0 && number <= largest);
+            })) {
+            refuse(RequestError::OutOfRange);
+            return {};
+        }
+        return values;
+    }
+
+    /// Indexes of channels in ascending order, each once.
+    std::vector<int> channelIndexes(const char* name)
+    {
+        std::vector<int> indexes;
+        for (const double number : numbers(name, maxStateChannels - 1)) {
+            if (std::trunc(number) != number) {
+                refuse(RequestError::OutOfRange);
+            }
+            indexes.push_back(static_cast<int>(number));
+        }
+        std::sort(indexes.begin(), indexes.end());
+        indexes.erase(std::unique(indexes.begin(), indexes.end()), indexes.end());
+        return indexes;
+    }
+
+    std::vector<float> channelLevels(const char* name)
+    {
+        const std::vector<double> levels = numbers(name, 1);
+        return {levels.begin(), levels.end()};
+    }
+
+    /// `request`, which was made of what was read, unless something of it could not be.
+    template <typename Request> Result<Request, RequestError> result(Request request)
+    {
+        if (m_error || m_isIncomplete) {
+            return failure(m_error.value_or(RequestError::Missing));
+        }
+        return request;
+    }
+
+private:
+    const Json* member(const char* name) const
+    {
+        const auto found = m_object.find(name);
+        return found == m_object.end() || found->is_null() ? nullptr : &*found;
+    }
+
+    template <typename Value> Value demanded(std::optional<Value> value)
+    {
+        m_isIncomplete = m_isIncomplete || !value;
+        return std::move(value).value_or(Value());
+    }
+
+    void refuse(RequestError error) { m_error = m_error.value_or(error); }
+
+    Json m_object = Json::object();
+    std::optional<RequestError> m_error;
+    bool m_isIncomplete = false;
+};
 
 } // namespace
 
-std::variant<CodeRequest, RequestFault> readCodeRequest(QByteArrayView body)
+QLatin1String wordFor(RequestError error)
 {
-    return readOneWord<CodeRequest>("code", body);
+    switch (error) {
+    case RequestError::TooLarge:
+        return QLatin1String("too-large");
+    case RequestError::NoJson:
+        return QLatin1String("no-json");
+    case RequestError::NoObject:
+        return QLatin1String("no-object");
+    case RequestError::WrongType:
+        return QLatin1String("wrong-type");
+    case RequestError::Missing:
+        return QLatin1String("missing");
+    case RequestError::Twice:
+        return QLatin1String("twice");
+    case RequestError::OutOfRange:
+        return QLatin1String("out-of-range");
+    case RequestError::TooLong:
+        break;
+    }
+    return QLatin1String("too-long");
 }
 
-std::variant<LeaveRequest, RequestFault> readLeaveRequest(QByteArrayView body)
+Result<CodeRequest, RequestError> readCodeRequest(QByteArrayView body)
 {
-    return readOneWord<LeaveRequest>("session", body);
+    RequestReader reader(body);
+    return reader.result(CodeRequest{reader.word("code")});
 }
 
-std::variant<JoinRequest, RequestFault> readJoinRequest(QByteArrayView body)
+Result<LeaveRequest, RequestError> readLeaveRequest(QByteArrayView body)
 {
-    enum Index { Code, Role, Microphone, Replaces };
-    constexpr std::array members = {
-        word("code"), word("role"), Member{"microphone", Kind::Flag}, word("replaces")};
-    FlatObjectReader reader(members);
-    if (const auto fault = readInto(reader, body)) {
-        return *fault;
-    }
-    const auto code = reader.value<std::string>(Code);
-    const auto role = reader.value<std::string>(Role);
-    const auto microphone = reader.value<bool>(Microphone);
-    if (!code || !role || !microphone) {
-        return RequestFault::Missing;
-    }
-    JoinRequest request = {text(*code), text(*role), *microphone, std::nullopt};
-    if (const auto replaces = reader.value<std::string>(Replaces)) {
-        request.replaces = text(*replaces);
-    }
-    return request;
+    RequestReader reader(body);
+    return reader.result(LeaveRequest{reader.word("session")});
 }
 
-std::variant<AnswerRequest, RequestFault> readAnswerRequest(QByteArrayView body)
+Result<JoinRequest, RequestError> readJoinRequest(QByteArrayView body)
 {
-    enum Index { Session, Answer };
-    constexpr std::array members = {
-        word("session"), Member{"answer", Kind::Text, longestRequestAnswer}};
-    FlatObjectReader reader(members);
-    if (const auto fault = readInto(reader, body)) {
-        return *fault;
-    }
-    const auto session = reader.value<std::string>(Session);
-    const auto answer = reader.value<std::string>(Answer);
-    if (!session || !answer) {
-        return RequestFault::Missing;
-    }
-    return AnswerRequest{text(*session), QByteArray::fromStdString(*answer)};
+    RequestReader reader(body);
+    return reader.result(JoinRequest{
+        reader.word("code"), reader.word("role"), reader.flag("microphone"),
+        reader.optionalWord("replaces")});
 }
 
-std::variant<StateRequest, RequestFault> readStateRequest(QByteArrayView body)
+Result<AnswerRequest, RequestError> readAnswerRequest(QByteArrayView body)
 {
-    enum Index { Session, Number, Talk, Levels };
-    constexpr std::array members = {
-        word("session"), Member{"number", Kind::Whole},
-        Member{"talk", Kind::Numbers, mostStateChannels},
-        Member{"levels", Kind::Numbers, mostStateChannels}};
-    FlatObjectReader reader(members);
-    if (const auto fault = readInto(reader, body)) {
-        return *fault;
-    }
-    const auto session = reader.value<std::string>(Session);
-    const auto number = reader.value<std::uint64_t>(Number);
-    const auto talk = reader.value<Numbers>(Talk);
-    const auto levels = reader.value<Numbers>(Levels);
-    if (!session || !number || !talk || !levels) {
-        return RequestFault::Missing;
-    }
-    auto indexes = channelIndexes(*talk);
-    auto shares = channelLevels(*levels);
-    if (*number > largestStateNumber || !indexes || !shares) {
-        return RequestFault::OutOfRange;
-    }
-    return StateRequest{text(*session), *number, std::move(*indexes), std::move(*shares)};
+    RequestReader reader(body);
+    return reader.result(
+        AnswerRequest{reader.word("session"), reader.text("answer", maxRequestAnswer)});
+}
+
+Result<StateRequest, RequestError> readStateRequest(QByteArrayView body)
+{
+    RequestReader reader(body);
+    return reader.result(StateRequest{
+        reader.word("session"), reader.stateNumber("number"), reader.channelIndexes("talk"),
+        reader.channelLevels("levels")});
 }
 
 } // namespace wingbell

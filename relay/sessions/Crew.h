@@ -1,7 +1,7 @@
 #pragma once
 
+#include "relay/crew/CrewRequests.h"
 #include "relay/crew/MediaAnswer.h"
-#include "relay/crew/StateRequest.h"
 #include "relay/link/MediaLink.h"
 #include "relay/sessions/CrewEvents.h"
 #include "relay/sessions/CrewNews.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "relay/crew/CodeGuard.h"
-#include "relay/crew/JoinRequest.h"
+#include "relay/crew/CrewRequests.h"
 #include "relay/crew/RoleKeys.h"
 #include "relay/sessions/Crew.h"
 #include "relay/web/HttpsServer.h"

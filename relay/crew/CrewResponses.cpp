@@ -1,4 +1,4 @@
-#include "relay/crew/CrewAnswers.h"
+#include "relay/crew/CrewResponses.h"
 
 #include <nlohmann/json.hpp>
 
@@ -36,17 +36,17 @@ Json json(const QrCode& code)
     return {{"size", code.size}, {"path", json(code.path)}};
 }
 
-Json json(const RolesAnswer::Role& role)
+Json json(const RolesResponse::Role& role)
 {
     return {{"key", json(role.key)}, {"name", json(role.name)}, {"present", role.present}};
 }
 
-Json json(const JoinAnswer::Channel& channel)
+Json json(const JoinResponse::Channel& channel)
 {
     return {{"name", json(channel.name)}, {"talk", channel.talk}, {"listen", channel.listen}};
 }
 
-Json json(const CardAnswer::Role& role)
+Json json(const CardResponse::Role& role)
 {
     return {{"name", json(role.name)}, {"url", json(role.url)}, {"qr", json(role.qr)}};
 }
@@ -87,33 +87,33 @@ const char* wordFor(Goodbye reason)
 
 } // namespace
 
-QByteArray answerText(const RolesAnswer& answer)
+QByteArray responseText(const RolesResponse& response)
 {
-    return text({{"show", json(answer.show)}, {"roles", json(answer.roles)}});
+    return text({{"show", json(response.show)}, {"roles", json(response.roles)}});
 }
 
-QByteArray answerText(const JoinAnswer& answer)
+QByteArray responseText(const JoinResponse& response)
 {
-    const Json role = {{"key", json(answer.roleKey)}, {"name", json(answer.roleName)}};
+    const Json role = {{"key", json(response.roleKey)}, {"name", json(response.roleName)}};
     return text(
-        {{"session", json(answer.session)},
-         {"show", json(answer.show)},
+        {{"session", json(response.session)},
+         {"show", json(response.show)},
          {"role", role},
-         {"channels", json(answer.channels)},
-         {"offer", json(answer.offer)}});
+         {"channels", json(response.channels)},
+         {"offer", json(response.offer)}});
 }
 
-QByteArray answerText(const CardAnswer& answer)
+QByteArray responseText(const CardResponse& response)
 {
-    const Json page = {{"url", json(answer.pageUrl)}, {"qr", json(answer.pageQr)}};
+    const Json page = {{"url", json(response.pageUrl)}, {"qr", json(response.pageQr)}};
     return text(
-        {{"show", json(answer.show)},
-         {"code", json(answer.code)},
-         {"address", json(answer.address)},
-         {"others", json(answer.others)},
-         {"fingerprint", json(answer.fingerprint)},
+        {{"show", json(response.show)},
+         {"code", json(response.code)},
+         {"address", json(response.address)},
+         {"others", json(response.others)},
+         {"fingerprint", json(response.fingerprint)},
          {"page", page},
-         {"roles", json(answer.roles)}});
+         {"roles", json(response.roles)}});
 }
 
 QByteArray errorText(QLatin1String word)

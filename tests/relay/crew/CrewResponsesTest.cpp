@@ -1,4 +1,4 @@
-#include "relay/crew/CrewAnswers.h"
+#include "relay/crew/CrewResponses.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -13,7 +13,7 @@ const QString surrogate = QString(QChar(0xD83C));
 
 } // namespace
 
-class CrewAnswersTest : public QObject
+class CrewResponsesTest : public QObject
 {
     Q_OBJECT
 
@@ -28,31 +28,31 @@ private Q_SLOTS:
     void bytesThatAreNoTextAreReplaced();
 };
 
-void CrewAnswersTest::rolesAreTold()
+void CrewResponsesTest::rolesAreTold()
 {
-    const RolesAnswer answer = {
+    const RolesResponse response = {
         QStringLiteral("Hamlet"),
         {{QStringLiteral("k7d2m9qa"), QStringLiteral("Stage Manager"), 1},
          {QStringLiteral("aaaaaaaa"), QStringLiteral("Bühne"), 0}}};
     QCOMPARE(
-        answerText(answer),
+        responseText(response),
         QByteArray(R"({"show":"Hamlet","roles":[{"key":"k7d2m9qa","name":"Stage Manager",)"
                    R"("present":1},{"key":"aaaaaaaa","name":"Bühne","present":0}]})"));
-    QCOMPARE(answerText(RolesAnswer()), QByteArray(R"({"show":"","roles":[]})"));
+    QCOMPARE(responseText(RolesResponse()), QByteArray(R"({"show":"","roles":[]})"));
 }
 
-void CrewAnswersTest::aSessionIsTold()
+void CrewResponsesTest::aSessionIsTold()
 {
-    JoinAnswer answer;
-    answer.session = QStringLiteral("0123456789abcdef0123456789abcdef");
-    answer.show = QStringLiteral("Hamlet");
-    answer.roleKey = QStringLiteral("k7d2m9qa");
-    answer.roleName = QStringLiteral("Director");
-    answer.channels = {
+    JoinResponse response;
+    response.session = QStringLiteral("0123456789abcdef0123456789abcdef");
+    response.show = QStringLiteral("Hamlet");
+    response.roleKey = QStringLiteral("k7d2m9qa");
+    response.roleName = QStringLiteral("Director");
+    response.channels = {
         {QStringLiteral("Main"), true, true}, {QStringLiteral("Lights"), false, true}};
-    answer.offer = "v=0\r\ns=-\r\n";
+    response.offer = "v=0\r\ns=-\r\n";
     QCOMPARE(
-        answerText(answer),
+        responseText(response),
         QByteArray(R"({"session":"0123456789abcdef0123456789abcdef","show":"Hamlet",)"
                    R"("role":{"key":"k7d2m9qa","name":"Director"},)"
                    R"("channels":[{"name":"Main","talk":true,"listen":true},)"
@@ -60,20 +60,20 @@ void CrewAnswersTest::aSessionIsTold()
                    R"("offer":"v=0\r\ns=-\r\n"})"));
 }
 
-void CrewAnswersTest::theCardIsTold()
+void CrewResponsesTest::theCardIsTold()
 {
-    CardAnswer answer;
-    answer.show = QStringLiteral("Hamlet");
-    answer.code = QStringLiteral("082913");
-    answer.address = QStringLiteral("https://192.168.1.5:47000/");
-    answer.others = {QStringLiteral("https://desk.local:47000/")};
-    answer.fingerprint = QStringLiteral("3F:07");
-    answer.pageUrl = QStringLiteral("https://192.168.1.5:47000/#code=082913");
-    answer.pageQr = {29, "M0 0h7v1h-7z"};
-    answer.roles = {
+    CardResponse response;
+    response.show = QStringLiteral("Hamlet");
+    response.code = QStringLiteral("082913");
+    response.address = QStringLiteral("https://192.168.1.5:47000/");
+    response.others = {QStringLiteral("https://desk.local:47000/")};
+    response.fingerprint = QStringLiteral("3F:07");
+    response.pageUrl = QStringLiteral("https://192.168.1.5:47000/#code=082913");
+    response.pageQr = {29, "M0 0h7v1h-7z"};
+    response.roles = {
         {QStringLiteral("Director"), QStringLiteral("https://x/#role=k"), {33, "M1 1h1v1h-1z"}}};
     QCOMPARE(
-        answerText(answer),
+        responseText(response),
         QByteArray(R"({"show":"Hamlet","code":"082913","address":"https://192.168.1.5:47000/",)"
                    R"("others":["https://desk.local:47000/"],"fingerprint":"3F:07",)"
                    R"("page":{"url":"https://192.168.1.5:47000/#code=082913",)"
@@ -82,13 +82,13 @@ void CrewAnswersTest::theCardIsTold()
                    R"("qr":{"size":33,"path":"M1 1h1v1h-1z"}}]})"));
 }
 
-void CrewAnswersTest::errorsAreTold()
+void CrewResponsesTest::errorsAreTold()
 {
     QCOMPARE(errorText(QLatin1String("wrong-code")), QByteArray(R"({"error":"wrong-code"})"));
     QCOMPARE(slowDownText(5s), QByteArray(R"({"error":"slow-down","seconds":5})"));
 }
 
-void CrewAnswersTest::anEventBringsOneLine()
+void CrewResponsesTest::anEventBringsOneLine()
 {
     const DeskEvent event = {
         {{{QStringLiteral("Director"), QStringLiteral("Stage Manager")}, false}, {{}, true}}};
@@ -101,7 +101,7 @@ void CrewAnswersTest::anEventBringsOneLine()
     QCOMPARE(eventData(Goodbye::Silent), QByteArray(R"({"reason":"silent"})"));
 }
 
-void CrewAnswersTest::hostileTextStaysInItsPlace()
+void CrewResponsesTest::hostileTextStaysInItsPlace()
 {
     const QString hostile = QStringLiteral("\"]}\n\n\rdata: \\ \u2028</script>\u0001\x7F") +
                             QChar(QChar::Null) + QStringLiteral("🎭");
@@ -113,20 +113,20 @@ void CrewAnswersTest::hostileTextStaysInItsPlace()
         object[QStringLiteral("channels")][0][QStringLiteral("talking")][0].toString(), hostile);
 }
 
-void CrewAnswersTest::aLoneSurrogateBecomesAQuestionMark()
+void CrewResponsesTest::aLoneSurrogateBecomesAQuestionMark()
 {
     const QByteArray text =
-        answerText(RolesAnswer{surrogate, {{{}, QLatin1Char('a') + surrogate, 0}}});
+        responseText(RolesResponse{surrogate, {{{}, QLatin1Char('a') + surrogate, 0}}});
     QCOMPARE(text, QByteArray(R"({"show":"?","roles":[{"key":"","name":"a?","present":0}]})"));
 }
 
-void CrewAnswersTest::bytesThatAreNoTextAreReplaced()
+void CrewResponsesTest::bytesThatAreNoTextAreReplaced()
 {
-    JoinAnswer answer;
-    answer.offer = "v=0\xFF";
-    QVERIFY(answerText(answer).isValidUtf8());
-    QVERIFY(!QJsonDocument::fromJson(answerText(answer)).isNull());
+    JoinResponse response;
+    response.offer = "v=0\xFF";
+    QVERIFY(responseText(response).isValidUtf8());
+    QVERIFY(!QJsonDocument::fromJson(responseText(response)).isNull());
 }
 
-QTEST_APPLESS_MAIN(CrewAnswersTest)
-#include "CrewAnswersTest.moc"
+QTEST_APPLESS_MAIN(CrewResponsesTest)
+#include "CrewResponsesTest.moc"
