@@ -1,7 +1,8 @@
 #include "relay/crew/Certificate.h"
 
 #include "relay/crew/OpenSslHandles.h"
-#include "relay/crew/RandomBytes.h"
+
+#include <QRandomGenerator>
 
 #include <algorithm>
 #include <array>
@@ -108,10 +109,10 @@ bool addExtension(X509& certificate, int kind, const char* value)
 /// A number that no certificate had before: browsers refuse a second one with the same.
 bool setSerial(X509& certificate)
 {
-    constexpr qsizetype size = 16;
-    const QByteArray bytes = randomBytes(size);
+    std::array<quint32, 4> random = {};
+    QRandomGenerator::system()->generate(random.begin(), random.end());
     const NumberHandle number(
-        BN_bin2bn(reinterpret_cast<const unsigned char*>(bytes.constData()), size, nullptr));
+        BN_bin2bn(reinterpret_cast<const unsigned char*>(random.data()), sizeof random, nullptr));
     return number &&
            BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(&certificate)) != nullptr;
 }

@@ -98,8 +98,8 @@ CodeVerdict CodeGuard::checkUnknown(const IpAddress& from, QStringView given, Cl
     if (record.waitsUntil > now) {
         return slowDown(record.waitsUntil - now);
     }
-    GuessBudget& budget = guessing == m_guessing.end() ? m_firstGuesses : m_furtherGuesses;
-    const Clock::duration wait = budget.untilLeft(now);
+    TokenBucket& budget = guessing == m_guessing.end() ? m_firstGuesses : m_furtherGuesses;
+    const Clock::duration wait = budget.untilNext(now);
     if (wait > Clock::duration::zero()) {
         return slowDown(wait);
     }
@@ -109,7 +109,7 @@ CodeVerdict CodeGuard::checkUnknown(const IpAddress& from, QStringView given, Cl
         m_known.insert_or_assign(from, record);
         return verdict;
     }
-    budget.take(now);
+    (void)budget.take(now); // there is one: nothing was to wait for
     if (guessing == m_guessing.end()) {
         makeRoom(m_guessing, now);
     }

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "base/TokenBucket.h"
 #include "relay/crew/CodeVerdict.h"
 #include "relay/crew/CrewCode.h"
-#include "relay/crew/GuessBudget.h"
 #include "relay/net/IpAddress.h"
 
 #include <QStringView>
@@ -72,8 +72,8 @@ private:
     CrewCode m_code;
     Records m_guessing; ///< by guest
     Records m_known;    ///< by address
-    GuessBudget m_firstGuesses;
-    GuessBudget m_furtherGuesses;
+    TokenBucket m_firstGuesses;
+    TokenBucket m_furtherGuesses;
 };
 
 } // namespace wingbell

@@ -1,32 +1,11 @@
 #include "relay/crew/CrewCode.h"
 
-#include "relay/crew/RandomBytes.h"
-
-#include <QtEndian>
+#include <QRandomGenerator>
 
 #include <algorithm>
+#include <random>
 
 namespace wingbell {
-
-namespace {
-
-constexpr quint32 howMany = 1'000'000;
-
-/// The largest multiple of `howMany` that a random number stays below, or codes below the rest of
-/// the division would come more often.
-constexpr quint32 fairBelow = 0xFFFFFFFFU / howMany * howMany;
-
-quint32 randomBelowMillion()
-{
-    for (;;) {
-        const auto number = qFromBigEndian<quint32>(randomBytes(sizeof(quint32)).constData());
-        if (number < fairBelow) {
-            return number % howMany;
-        }
-    }
-}
-
-} // namespace
 
 CrewCode::CrewCode(QString text)
     : m_text(std::move(text))
@@ -35,9 +14,9 @@ CrewCode::CrewCode(QString text)
 
 CrewCode CrewCode::random()
 {
-    constexpr int decimal = 10;
-    return CrewCode(
-        QString::number(randomBelowMillion(), decimal).rightJustified(digits, QLatin1Char('0')));
+    std::uniform_int_distribution<quint32> code(0, 999'999);
+    const QString number = QString::number(code(*QRandomGenerator::system()));
+    return CrewCode(number.rightJustified(digits, QLatin1Char('0')));
 }
 
 std::optional<CrewCode> CrewCode::fromText(QStringView text)

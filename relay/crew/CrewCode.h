@@ -13,7 +13,7 @@ class CrewCode
 public:
     static constexpr qsizetype digits = 6;
 
-    /// A new code; each of the million is as likely as any other.
+    /// A new code from the system's cryptographic source; each of the million is equally likely.
     [[nodiscard]] static CrewCode random();
 
     /// Nothing for anything but six digits of ASCII.

@@ -1,11 +1,11 @@
 #include "relay/crew/CrewFolder.h"
 
 #include "base/FileDescriptor.h"
-#include "relay/crew/RandomBytes.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRandomGenerator>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -212,9 +212,11 @@ std::optional<QString> CrewFolder::write(const QString& name, QByteArrayView byt
         return about(m_path, folder.problem);
     }
     // Two servers that write at once have a file each, and the later one counts.
-    constexpr qsizetype randomCount = 8;
+    constexpr int hexadecimal = 16;
     const QByteArray file = QFile::encodeName(name);
-    const QByteArray draft = '.' + file + '.' + randomBytes(randomCount).toHex();
+    const QByteArray draft =
+        '.' + file + '.' +
+        QByteArray::number(QRandomGenerator::system()->generate64(), hexadecimal);
     const int at = folder.descriptor.get();
     if (!writeNewFile(folder.descriptor, draft, bytes) || ::renameat(at, draft, at, file) != 0) {
         const int error = errno;

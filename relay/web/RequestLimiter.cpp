@@ -1,14 +1,14 @@
 #include "relay/web/RequestLimiter.h"
 
-#include <algorithm>
 #include <iterator>
 
 namespace wingbell {
 
 RequestLimiter::RequestLimiter(double requestsASecond, double requestsAtOnce)
-    : m_rate(requestsASecond)
-    , m_capacity(requestsAtOnce)
-    , m_shared{requestsAtOnce, {}}
+    : m_fullBucket(
+          static_cast<int>(requestsAtOnce), std::chrono::duration_cast<Clock::duration>(
+                                                std::chrono::duration<double>(1 / requestsASecond)))
+    , m_shared(m_fullBucket)
 {
 }
 
@@ -17,40 +17,22 @@ bool RequestLimiter::admit(const sockaddr_storage& peer, Clock::time_point now)
     const AddressKey key = addressKey(peer);
     const auto known = m_buckets.find(key);
     if (known != m_buckets.end()) {
-        return take(known->second, now);
+        return known->second.take(now);
     }
     if (m_buckets.size() >= mostAddresses) {
         forgetTheQuiet(now);
     }
     if (m_buckets.size() >= mostAddresses) {
-        return take(m_shared, now);
+        return m_shared.take(now);
     }
-    return take(m_buckets.emplace(key, Bucket{m_capacity, now}).first->second, now);
+    return m_buckets.emplace(key, m_fullBucket).first->second.take(now);
 }
 
 void RequestLimiter::forgetTheQuiet(Clock::time_point now)
 {
     for (auto entry = m_buckets.begin(); entry != m_buckets.end();) {
-        fill(entry->second, now);
-        entry = entry->second.tokens >= m_capacity ? m_buckets.erase(entry) : std::next(entry);
+        entry = entry->second.isFull(now) ? m_buckets.erase(entry) : std::next(entry);
     }
-}
-
-void RequestLimiter::fill(Bucket& bucket, Clock::time_point now) const
-{
-    const std::chrono::duration<double> passed = now - bucket.filled;
-    bucket.tokens = std::min(m_capacity, bucket.tokens + passed.count() * m_rate);
-    bucket.filled = now;
-}
-
-bool RequestLimiter::take(Bucket& bucket, Clock::time_point now) const
-{
-    fill(bucket, now);
-    if (bucket.tokens < 1) {
-        return false;
-    }
-    bucket.tokens -= 1;
-    return true;
 }
 
 } // namespace wingbell

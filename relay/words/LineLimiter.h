@@ -1,7 +1,7 @@
 #pragma once
 
 #include "relay/words/LineCause.h"
-#include "relay/words/TokenBucket.h"
+#include "base/TokenBucket.h"
 
 #include <QtGlobal>
 

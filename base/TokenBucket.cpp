@@ -1,4 +1,4 @@
-#include "relay/words/TokenBucket.h"
+#include "base/TokenBucket.h"
 
 namespace wingbell {
 
@@ -20,6 +20,18 @@ bool TokenBucket::take(Clock::time_point now)
     }
     --m_tokens;
     return true;
+}
+
+TokenBucket::Clock::duration TokenBucket::untilNext(Clock::time_point now)
+{
+    refill(now);
+    return m_tokens > 0 ? Clock::duration::zero() : nextToken() - now;
+}
+
+bool TokenBucket::isFull(Clock::time_point now)
+{
+    refill(now);
+    return m_tokens == m_capacity;
 }
 
 TokenBucket::Clock::time_point TokenBucket::nextToken() const

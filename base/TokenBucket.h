@@ -4,8 +4,8 @@
 
 namespace wingbell {
 
-/// A token bucket: so many at once, and then one every `interval`. Knows no clock; the times it is
-/// given must be monotonic.
+/// A token bucket, which limits a rate: so many at once, and then one every `interval`. Knows no
+/// clock; the times it is given must be monotonic. Not thread-safe.
 class TokenBucket
 {
 public:
@@ -17,8 +17,13 @@ public:
     /// Takes a token; false when there is none.
     [[nodiscard]] bool take(Clock::time_point now);
 
-    /// From when on there is a token, as far as is known since take() last looked.
+    /// How long until there is a token; zero when there is one.
+    [[nodiscard]] Clock::duration untilNext(Clock::time_point now);
+
+    /// From when on there is a token, as far as is known since the bucket was last refilled.
     [[nodiscard]] Clock::time_point nextToken() const;
+
+    [[nodiscard]] bool isFull(Clock::time_point now);
 
 private:
     void refill(Clock::time_point now);
@@ -26,7 +31,7 @@ private:
     int m_capacity;
     Clock::duration m_interval;
     int m_tokens;
-    Clock::time_point m_refilled; ///< of no meaning while the bucket is full
+    Clock::time_point m_refilled; ///< up to when; unused while the bucket is full
 };
 
 } // namespace wingbell
