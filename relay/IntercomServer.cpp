@@ -3,9 +3,9 @@
 #include "relay/Relay.h"
 #include "relay/Sentences.h"
 #include "relay/confinement/ConfinementRules.h"
-#include "relay/crew/CrewFolder.h"
-#include "relay/crew/KeptCertificate.h"
-#include "relay/crew/KeptCrewCode.h"
+#include "relay/crew/CrewCode.h"
+#include "relay/crew/StateDirectory.h"
+#include "relay/crew/StoredCertificate.h"
 #include "relay/net/AddressRanking.h"
 #include "relay/net/HostNames.h"
 #include "relay/net/NetworkAddresses.h"
@@ -147,15 +147,16 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
     auto& [osc, listener] = std::get<Ports>(ports);
 
     const Place place = placeOf(port);
-    const CrewFolder folder(CrewFolder::standardPath(QProcessEnvironment::systemEnvironment()));
-    const KeptCrewCode code = keptCrewCode(folder);
-    const KeptCertificate kept =
-        keptCertificate(folder, place.names, std::chrono::system_clock::now());
-    if (!kept.certificate) {
-        return notOnAirSentence(kept.problem);
+    const StateDirectory folder(
+        StateDirectory::standardPath(QProcessEnvironment::systemEnvironment()));
+    const StoredCrewCode code = loadOrCreateCrewCode(folder);
+    const auto certificate =
+        loadOrCreateCertificate(folder, place.names, std::chrono::system_clock::now());
+    if (!certificate) {
+        return notOnAirSentence(QStringLiteral("OpenSSL made no certificate"));
     }
     HttpsServer::Opening server =
-        HttpsServer::open(std::move(listener), kept.certificate->pem(), webLimits());
+        HttpsServer::open(std::move(listener), certificate->certificate.pem(), webLimits());
     if (!server.server) {
         return notOnAirSentence(server.error);
     }
@@ -169,21 +170,21 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
     if (!code.replacedBecause.isEmpty()) {
         remarks.append(newCodeSentence(code.replacedBecause));
     }
-    if (!code.problem.isEmpty()) {
-        remarks.append(codeNotKeptSentence(code.problem));
+    if (!code.notStoredBecause.isEmpty()) {
+        remarks.append(codeNotKeptSentence(code.notStoredBecause));
     }
-    if (!kept.problem.isEmpty()) {
-        remarks.append(certificateNotKeptSentence(kept.problem));
+    if (!certificate->notStoredBecause.isEmpty()) {
+        remarks.append(certificateNotKeptSentence(certificate->notStoredBecause));
     }
-    if (!kept.newBecause.isEmpty()) {
-        remarks.append(newCertificateSentence(kept.newBecause));
+    if (!certificate->newBecause.isEmpty()) {
+        remarks.append(newCertificateSentence(certificate->newBecause));
     }
     return Relay::Parts{
         ShowPatch(show),
         port,
         std::move(osc),
         std::move(server.server),
-        {code.code, place.urls, kept.certificate->fingerprint()},
+        {code.code, place.urls, certificate->certificate.fingerprint()},
         remarks,
         samplesPerTick};
 }
@@ -196,7 +197,7 @@ void confine(QStringList& remarks)
 {
     const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     const Confinement confinement = serverConfinement(
-        QFile::encodeName(CrewFolder::standardPath(environment)).toStdString(),
+        QFile::encodeName(StateDirectory::standardPath(environment)).toStdString(),
         programPath(Speaker::Settings{}.program).value_or(std::string()));
     QStringList lacking = confinement.lacking();
     if (const int error = confinement.enter(); error != 0) {

@@ -72,10 +72,10 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
           [this](const ChannelSet& channels) { m_crew.setAnnouncing(channels); })
     , m_service(
           *parts.server, m_show, m_crew, m_door,
-          [this](CodeVerdict::Kind kind, const sockaddr_storage& who) {
+          [this](CodeError::Kind kind, const sockaddr_storage& who) {
               m_journal.turnedAway(
                   LineCause::WrongCode, who,
-                  kind == CodeVerdict::Kind::Wrong
+                  kind == CodeError::Kind::Wrong
                       ? QStringLiteral("that was a wrong crew code")
                       : QStringLiteral("it has to wait after wrong crew codes"));
           })

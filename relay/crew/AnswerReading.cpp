@@ -283,7 +283,7 @@ QByteArray canonicalAnswer(const MediaAnswer& answer, QByteArrayView mid)
 
 bool isCertificateOf(const MediaAnswer& answer, const QByteArray& pem)
 {
-    const ForgottenErrors errors;
+    const OpenSslErrorScope errors;
     const X509Handle certificate = certificateIn(pem);
     return certificate &&
            digestOf(*certificate, hashNamed(answer.fingerprintHash)) == answer.fingerprint;

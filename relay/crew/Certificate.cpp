@@ -250,7 +250,7 @@ template <typename List> bool containsAll(const List& list, const List& wanted)
 
 std::optional<Certificate> Certificate::make(const CertificateNames& names, Time now)
 {
-    const ForgottenErrors errors;
+    const OpenSslErrorScope errors;
     const KeyHandle key(EVP_EC_gen("P-256"));
     if (!key) {
         return std::nullopt;
@@ -263,7 +263,7 @@ std::optional<Certificate> Certificate::make(const CertificateNames& names, Time
 
 std::optional<Certificate> Certificate::fromPem(const QByteArray& pem)
 {
-    const ForgottenErrors errors;
+    const OpenSslErrorScope errors;
     const KeyHandle key = keyIn(pem);
     const X509Handle certificate = certificateIn(pem);
     if (!key || !certificate || !isOnP256(*key) ||

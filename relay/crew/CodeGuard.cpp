@@ -25,9 +25,10 @@ Clock::duration waitAfter(int wrongCodes)
     return doublings < 0 ? Clock::duration::zero() : std::min(wait, CodeGuard::longestWait);
 }
 
-CodeVerdict slowDown(Clock::duration wait)
+tl::unexpected<CodeError> slowDown(Clock::duration wait)
 {
-    return {CodeVerdict::Kind::SlowDown, std::chrono::ceil<std::chrono::seconds>(wait)};
+    return failure(
+        CodeError{CodeError::Kind::SlowDown, std::chrono::ceil<std::chrono::seconds>(wait)});
 }
 
 template <typename Record> void beginAnewWhenQuiet(Record& record, Clock::time_point now)
@@ -68,14 +69,16 @@ CodeGuard::CodeGuard(CrewCode code)
 {
 }
 
-CodeVerdict CodeGuard::check(const IpAddress& from, QStringView given, Clock::time_point now)
+Result<void, CodeError>
+CodeGuard::check(const IpAddress& from, QStringView given, Clock::time_point now)
 {
     const auto known = m_known.find(from);
     return known == m_known.end() ? checkUnknown(from, given, now)
                                   : checkKnown(known->second, given, now);
 }
 
-CodeVerdict CodeGuard::checkKnown(Record& record, QStringView given, Clock::time_point now) const
+Result<void, CodeError>
+CodeGuard::checkKnown(Record& record, QStringView given, Clock::time_point now) const
 {
     if (record.waitsUntil > now) {
         return slowDown(record.waitsUntil - now);
@@ -84,13 +87,14 @@ CodeVerdict CodeGuard::checkKnown(Record& record, QStringView given, Clock::time
     record.lastChecked = now;
     if (!m_code.matches(given)) {
         countWrongCode(record, now);
-        return {CodeVerdict::Kind::Wrong};
+        return failure(CodeError{CodeError::Kind::Wrong});
     }
     record.wrongCodes = std::max(record.wrongCodes - 1, 0);
-    return {CodeVerdict::Kind::Right};
+    return {};
 }
 
-CodeVerdict CodeGuard::checkUnknown(const IpAddress& from, QStringView given, Clock::time_point now)
+Result<void, CodeError>
+CodeGuard::checkUnknown(const IpAddress& from, QStringView given, Clock::time_point now)
 {
     const IpAddress guest = from.guest();
     const auto guessing = m_guessing.find(guest);
@@ -103,18 +107,18 @@ CodeVerdict CodeGuard::checkUnknown(const IpAddress& from, QStringView given, Cl
     if (wait > Clock::duration::zero()) {
         return slowDown(wait);
     }
-    const CodeVerdict verdict = checkKnown(record, given, now);
-    if (verdict.kind == CodeVerdict::Kind::Right) {
+    const auto checked = checkKnown(record, given, now);
+    if (checked) {
         makeRoom(m_known, now);
         m_known.insert_or_assign(from, record);
-        return verdict;
+        return checked;
     }
     (void)budget.take(now); // there is one: nothing was to wait for
     if (guessing == m_guessing.end()) {
         makeRoom(m_guessing, now);
     }
     m_guessing.insert_or_assign(guest, record);
-    return verdict;
+    return checked;
 }
 
 } // namespace wingbell

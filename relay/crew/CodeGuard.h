@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/Result.h"
 #include "base/TokenBucket.h"
-#include "relay/crew/CodeVerdict.h"
 #include "relay/crew/CrewCode.h"
 #include "relay/net/IpAddress.h"
 
@@ -12,6 +12,15 @@
 #include <map>
 
 namespace wingbell {
+
+/// Why a code is not taken.
+struct CodeError
+{
+    enum class Kind { Wrong, SlowDown };
+
+    Kind kind = Kind::SlowDown;
+    std::chrono::seconds wait{0}; ///< until a code is checked again; only for SlowDown
+};
 
 /// Checks codes and slows down whoever guesses. Knows no clock; the times it is given must not go
 /// back. Not for several threads at once.
@@ -48,11 +57,9 @@ public:
 
     explicit CodeGuard(CrewCode code);
 
-    [[nodiscard]] CodeVerdict
+    /// An error unless `given` was checked and is the code.
+    [[nodiscard]] Result<void, CodeError>
     check(const IpAddress& from, QStringView given, Clock::time_point now);
-
-    /// How many addresses are remembered.
-    [[nodiscard]] std::size_t remembered() const { return m_guessing.size() + m_known.size(); }
 
 private:
     struct Record
@@ -64,9 +71,9 @@ private:
     };
     using Records = std::map<IpAddress, Record>;
 
-    [[nodiscard]] CodeVerdict
+    [[nodiscard]] Result<void, CodeError>
     checkUnknown(const IpAddress& from, QStringView given, Clock::time_point now);
-    [[nodiscard]] CodeVerdict
+    [[nodiscard]] Result<void, CodeError>
     checkKnown(Record& record, QStringView given, Clock::time_point now) const;
 
     CrewCode m_code;

@@ -1,5 +1,7 @@
 #include "relay/crew/CrewCode.h"
 
+#include "relay/crew/StateDirectory.h"
+
 #include <QRandomGenerator>
 
 #include <algorithm>
@@ -40,6 +42,26 @@ bool CrewCode::matches(QStringView given) const
         differences |= static_cast<unsigned>(m_text.at(at).unicode() ^ given.at(at).unicode());
     }
     return differences == 0;
+}
+
+StoredCrewCode loadOrCreateCrewCode(const StateDirectory& folder)
+{
+    const QString file = QStringLiteral("crew-code");
+    const auto stored = folder.read(file);
+    if (stored) {
+        // As editors leave it: with a line feed at the end.
+        if (const auto code = CrewCode::fromText(QString::fromLatin1(stored->trimmed()))) {
+            return {*code, false, {}, {}};
+        }
+    }
+    const QString because =
+        stored
+            ? QStringLiteral("the file holds no six digits")
+            : (stored.error().kind == FileError::Kind::Missing ? QString() : stored.error().reason);
+    const CrewCode code = CrewCode::random();
+    const QByteArray line = code.text().toLatin1() + '\n';
+    const auto written = folder.write(file, line);
+    return {code, true, because, written ? QString() : written.error().reason};
 }
 
 } // namespace wingbell

@@ -33,4 +33,20 @@ private:
     QString m_text;
 };
 
+class StateDirectory;
+
+/// A code that stays from one start of the server to the next. The texts are clauses for a person,
+/// empty where there is nothing to tell.
+struct StoredCrewCode
+{
+    CrewCode code;
+    bool isNew = false;       ///< not known to any phone yet
+    QString replacedBecause;  ///< why a code that was there is not believed
+    QString notStoredBecause; ///< of a new one
+};
+
+/// The code in `folder`. Where there is none, or none that can be believed, a new one that is put
+/// there.
+[[nodiscard]] StoredCrewCode loadOrCreateCrewCode(const StateDirectory& folder);
+
 } // namespace wingbell

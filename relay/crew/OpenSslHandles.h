@@ -27,13 +27,14 @@ using ExtensionHandle = std::unique_ptr<X509_EXTENSION, FreedWith<X509_EXTENSION
 using GeneralNameHandle = std::unique_ptr<GENERAL_NAME, FreedWith<GENERAL_NAME_free>>;
 using GeneralNamesHandle = std::unique_ptr<GENERAL_NAMES, FreedWith<GENERAL_NAMES_free>>;
 
-/// OpenSSL keeps what went wrong for the thread's next caller, who would take it for his own.
-class ForgottenErrors
+/// Forgets the errors of the calls within its scope. OpenSSL keeps them for the thread, whose next
+/// call would take them for its own.
+class OpenSslErrorScope
 {
 public:
-    ForgottenErrors() { ERR_set_mark(); }
-    ~ForgottenErrors() { ERR_pop_to_mark(); }
-    Q_DISABLE_COPY_MOVE(ForgottenErrors)
+    OpenSslErrorScope() { ERR_set_mark(); }
+    ~OpenSslErrorScope() { ERR_pop_to_mark(); }
+    Q_DISABLE_COPY_MOVE(OpenSslErrorScope)
 };
 
 /// Reads from `bytes`, which must stay.

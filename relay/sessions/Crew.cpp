@@ -86,11 +86,11 @@ void Crew::join(
         remove(joining.replaces, std::nullopt, Goodbye::Replaced);
     }
     if (m_members.size() >= mostPeople) {
-        done(JoinProblem::Full);
+        done(failure(JoinError::Full));
         return;
     }
     if (onTheirWay() >= mostOnTheirWay) {
-        done(JoinProblem::NotNow);
+        done(failure(JoinError::NotNow));
         return;
     }
     // The sound can come before the room has given the voice its number.
@@ -99,14 +99,14 @@ void Crew::join(
         room.receive(voice->load(), packet);
     });
     if (!link) {
-        done(JoinProblem::NotNow);
+        done(failure(JoinError::NotNow));
         return;
     }
     const PatchedRole& role = m_show.roles().at(joining.role);
     const std::optional<VoiceId> place = m_room.join(role.talk, role.listen, link);
     if (!place) {
         link->close();
-        done(JoinProblem::NotNow);
+        done(failure(JoinError::NotNow));
         return;
     }
     voice->store(*place);
@@ -132,7 +132,7 @@ void Crew::offered(
 {
     if (!offer) {
         remove(session, std::nullopt, std::nullopt);
-        done(JoinProblem::NotNow);
+        done(failure(JoinError::NotNow));
         return;
     }
     if (Member* member = find(session)) {
@@ -140,7 +140,7 @@ void Crew::offered(
         done(Joined{session, *offer});
         return;
     }
-    done(JoinProblem::NotNow);
+    done(failure(JoinError::NotNow));
 }
 
 bool Crew::takeAnswer(const Session& session, const MediaAnswer& answer, Clock::time_point now)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Result.h"
 #include "relay/crew/CrewRequests.h"
 #include "relay/crew/MediaAnswer.h"
 #include "relay/link/MediaLink.h"
@@ -16,7 +17,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <variant>
 #include <vector>
 
 namespace wingbell {
@@ -60,12 +60,12 @@ public:
         friend bool operator==(const Joined&, const Joined&) = default;
     };
 
-    enum class JoinProblem {
+    enum class JoinError {
         Full,
         NotNow, ///< too many at once, or the link could not be made
     };
 
-    using JoinOutcome = std::variant<Joined, JoinProblem>;
+    using JoinOutcome = Result<Joined, JoinError>;
 
     /// Borrows all of them; they must outlive it.
     Crew(const ShowPatch& show, VoiceRoom& room, LinkMaker makeLink, CrewNews& news);

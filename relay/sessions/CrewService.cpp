@@ -192,15 +192,15 @@ bool CrewService::isAdmitted(const QString& code, const sockaddr_storage& peer, 
         sendError(reply, 403, "wrong-code");
         return false;
     }
-    const CodeVerdict verdict = m_guard.check(*address, code, Clock::now());
-    if (verdict.kind == CodeVerdict::Kind::Right) {
+    const auto checked = m_guard.check(*address, code, Clock::now());
+    if (checked) {
         return true;
     }
-    m_wrongCode(verdict.kind, peer);
-    if (verdict.kind == CodeVerdict::Kind::Wrong) {
+    m_wrongCode(checked.error().kind, peer);
+    if (checked.error().kind == CodeError::Kind::Wrong) {
         sendError(reply, 403, "wrong-code");
     } else {
-        reply.sendJson(429, slowDownText(verdict.wait));
+        reply.sendJson(429, slowDownText(checked.error().wait));
     }
     return false;
 }
@@ -261,11 +261,11 @@ void CrewService::join(const JoinRequest& request, const sockaddr_storage& peer,
     m_crew.join(
         {place, request.microphone, request.replaces.value_or(QString()), numericAddress(peer)},
         Clock::now(), [shared, response](const Crew::JoinOutcome& outcome) {
-            if (const auto* joined = std::get_if<Crew::Joined>(&outcome)) {
-                shared->sendJson(200, responseText(response(*joined)));
+            if (outcome) {
+                shared->sendJson(200, responseText(response(*outcome)));
                 return;
             }
-            const bool isFull = std::get<Crew::JoinProblem>(outcome) == Crew::JoinProblem::Full;
+            const bool isFull = outcome.error() == Crew::JoinError::Full;
             sendError(*shared, 503, isFull ? "full" : "not-now");
         });
 }

@@ -24,7 +24,7 @@ public:
     };
 
     /// Learns of a code that was not right.
-    using WrongCode = std::function<void(CodeVerdict::Kind, const sockaddr_storage&)>;
+    using WrongCode = std::function<void(CodeError::Kind, const sockaddr_storage&)>;
 
     /// Borrows `show` and `crew`; they and this must outlive `server`, which it prepares.
     CrewService(

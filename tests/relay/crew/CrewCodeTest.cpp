@@ -1,6 +1,5 @@
 #include "relay/crew/CrewCode.h"
-#include "relay/crew/CrewFolder.h"
-#include "relay/crew/KeptCrewCode.h"
+#include "relay/crew/StateDirectory.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -42,9 +41,9 @@ private Q_SLOTS:
     void aCodeThatCannotBeKeptIsTold();
 
 private:
-    [[nodiscard]] CrewFolder folder() const
+    [[nodiscard]] StateDirectory folder() const
     {
-        return CrewFolder(m_place->filePath(QStringLiteral("wingbell")));
+        return StateDirectory(m_place->filePath(QStringLiteral("wingbell")));
     }
 
     std::unique_ptr<QTemporaryDir> m_place;
@@ -131,26 +130,26 @@ void CrewCodeTest::onlyTheSameCodeMatches()
 
 void CrewCodeTest::aCodeIsKept()
 {
-    const KeptCrewCode first = keptCrewCode(folder());
+    const StoredCrewCode first = loadOrCreateCrewCode(folder());
     QVERIFY(first.isNew);
-    QCOMPARE(first.problem, QString());
-    const KeptCrewCode second = keptCrewCode(folder());
+    QCOMPARE(first.notStoredBecause, QString());
+    const StoredCrewCode second = loadOrCreateCrewCode(folder());
     QVERIFY(!second.isNew);
-    QCOMPARE(second.problem, QString());
+    QCOMPARE(second.notStoredBecause, QString());
     QCOMPARE(second.code, first.code);
 }
 
 void CrewCodeTest::leadingZerosAreKept()
 {
-    QVERIFY(!folder().write(file, "000042"));
-    QCOMPARE(keptCrewCode(folder()).code, code("000042"));
+    QVERIFY(folder().write(file, "000042"));
+    QCOMPARE(loadOrCreateCrewCode(folder()).code, code("000042"));
 }
 
 void CrewCodeTest::aLineFeedFromAnEditorIsForgiven()
 {
-    QVERIFY(!folder().write(file, "482913\r\n"));
-    QVERIFY(!keptCrewCode(folder()).isNew);
-    QCOMPARE(keptCrewCode(folder()).code, code("482913"));
+    QVERIFY(folder().write(file, "482913\r\n"));
+    QVERIFY(!loadOrCreateCrewCode(folder()).isNew);
+    QCOMPARE(loadOrCreateCrewCode(folder()).code, code("482913"));
 }
 
 void CrewCodeTest::aDamagedFileIsReplaced_data()
@@ -167,19 +166,20 @@ void CrewCodeTest::aDamagedFileIsReplaced_data()
 void CrewCodeTest::aDamagedFileIsReplaced()
 {
     QFETCH(QByteArray, bytes);
-    QVERIFY(!folder().write(file, bytes));
-    const KeptCrewCode made = keptCrewCode(folder());
+    QVERIFY(folder().write(file, bytes));
+    const StoredCrewCode made = loadOrCreateCrewCode(folder());
     QVERIFY(made.isNew);
-    QCOMPARE(made.problem, QString());
-    QVERIFY(!keptCrewCode(folder()).isNew);
-    QCOMPARE(keptCrewCode(folder()).code, made.code);
+    QCOMPARE(made.notStoredBecause, QString());
+    QVERIFY(!loadOrCreateCrewCode(folder()).isNew);
+    QCOMPARE(loadOrCreateCrewCode(folder()).code, made.code);
 }
 
 void CrewCodeTest::aCodeThatCannotBeKeptIsTold()
 {
-    const KeptCrewCode made = keptCrewCode(CrewFolder(QStringLiteral("/dev/null/wingbell")));
+    const StoredCrewCode made =
+        loadOrCreateCrewCode(StateDirectory(QStringLiteral("/dev/null/wingbell")));
     QVERIFY(made.isNew);
-    QVERIFY(made.problem.contains(QStringLiteral("/dev/null/wingbell")));
+    QVERIFY(made.notStoredBecause.contains(QStringLiteral("/dev/null/wingbell")));
     QVERIFY(CrewCode::fromText(made.code.text()));
 }
 

@@ -1,4 +1,4 @@
-#include "relay/crew/CrewFolder.h"
+#include "relay/crew/StateDirectory.h"
 
 #include "base/FileDescriptor.h"
 
@@ -22,28 +22,18 @@ constexpr mode_t permissions = 0777;
 constexpr mode_t writableByOthers = 0022;
 constexpr mode_t readableByOthers = 0044;
 
-/// An open folder or file; otherwise why it is not open, or that it does not exist.
-struct Opened
+tl::unexpected<FileError> notOpened(int error)
 {
-    FileDescriptor descriptor;
-    QString problem;
-    bool isMissing = false;
-};
-
-Opened notOpened(int error)
-{
-    if (error == ENOENT) {
-        return {{}, qt_error_string(error), true};
-    }
     if (error == ELOOP) {
-        return {{}, QStringLiteral("it is a symbolic link"), false};
+        return failure(FileError{FileError::Kind::Other, QStringLiteral("it is a symbolic link")});
     }
-    return {{}, qt_error_string(error), false};
+    const auto kind = error == ENOENT ? FileError::Kind::Missing : FileError::Kind::Other;
+    return failure(FileError{kind, qt_error_string(error)});
 }
 
-Opened refused(const QString& problem)
+tl::unexpected<FileError> refused(const QString& reason)
 {
-    return {{}, problem, false};
+    return failure(FileError{FileError::Kind::Other, reason});
 }
 
 /// Gives the open file the permissions `wanted`, or says why not.
@@ -55,7 +45,7 @@ std::optional<QString> closeToOthers(const FileDescriptor& file, mode_t mode, mo
     return QStringLiteral("it cannot be closed to others: ") + qt_error_string(errno);
 }
 
-Opened openFolder(const QString& path)
+Result<FileDescriptor, FileError> openFolder(const QString& path)
 {
     FileDescriptor folder(::open(
         QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -75,10 +65,10 @@ Opened openFolder(const QString& path)
     if (const auto problem = closeToOthers(folder, status.st_mode, onlyOwnFolder)) {
         return refused(*problem);
     }
-    return {std::move(folder), {}, false};
+    return folder;
 }
 
-Opened openFile(const FileDescriptor& folder, const QByteArray& name)
+Result<FileDescriptor, FileError> openFile(const FileDescriptor& folder, const QByteArray& name)
 {
     FileDescriptor file(
         ::openat(folder.get(), name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
@@ -104,7 +94,7 @@ Opened openFile(const FileDescriptor& folder, const QByteArray& name)
     if (const auto problem = closeToOthers(file, status.st_mode, onlyOwnFile)) {
         return refused(*problem);
     }
-    return {std::move(file), {}, false};
+    return file;
 }
 
 /// Makes the folder and those it stands in, for their owner alone. True when it exists then.
@@ -118,9 +108,9 @@ bool makeFolder(const QString& path)
            (::mkdir(QFile::encodeName(path).constData(), onlyOwnFolder) == 0 || errno == EEXIST);
 }
 
-CrewFolder::Reading readAll(const FileDescriptor& file)
+Result<QByteArray, FileError> readAll(const FileDescriptor& file)
 {
-    QByteArray bytes(CrewFolder::largestFile + 1, Qt::Uninitialized);
+    QByteArray bytes(StateDirectory::maxFileSize + 1, Qt::Uninitialized);
     qsizetype used = 0;
     while (used < bytes.size()) {
         const ssize_t count =
@@ -129,15 +119,16 @@ CrewFolder::Reading readAll(const FileDescriptor& file)
             continue;
         }
         if (count < 0) {
-            return {std::nullopt, qt_error_string(errno)};
+            return refused(qt_error_string(errno));
         }
         if (count == 0) {
             bytes.resize(used);
-            return {std::move(bytes), {}};
+            return bytes;
         }
         used += count;
     }
-    return {std::nullopt, QStringLiteral("it is larger than it can be")};
+    return failure(
+        FileError{FileError::Kind::TooLarge, QStringLiteral("it is larger than it can be")});
 }
 
 bool writeAll(const FileDescriptor& file, QByteArrayView bytes)
@@ -163,19 +154,24 @@ bool writeNewFile(const FileDescriptor& folder, const QByteArray& name, QByteArr
     return file.isOpen() && writeAll(file, bytes) && ::fsync(file.get()) == 0 && file.close();
 }
 
-QString about(const QString& what, const QString& problem)
+tl::unexpected<FileError> about(const QString& path, const FileError& error)
 {
-    return QStringLiteral("%1: %2").arg(what, problem);
+    return failure(FileError{error.kind, QStringLiteral("%1: %2").arg(path, error.reason)});
+}
+
+tl::unexpected<FileError> about(const QString& path, int error)
+{
+    return about(path, FileError{FileError::Kind::Other, qt_error_string(error)});
 }
 
 } // namespace
 
-CrewFolder::CrewFolder(QString path)
+StateDirectory::StateDirectory(QString path)
     : m_path(std::move(path))
 {
 }
 
-QString CrewFolder::standardPath(const QProcessEnvironment& environment)
+QString StateDirectory::standardPath(const QProcessEnvironment& environment)
 {
     const QString state = environment.value(QStringLiteral("XDG_STATE_HOME"));
     // What is not absolute there does not count, by the convention.
@@ -184,32 +180,29 @@ QString CrewFolder::standardPath(const QProcessEnvironment& environment)
     return QDir::cleanPath(base + QStringLiteral("/wingbell"));
 }
 
-CrewFolder::Reading CrewFolder::read(const QString& name) const
+Result<QByteArray, FileError> StateDirectory::read(const QString& name) const
 {
-    const Opened folder = openFolder(m_path);
-    if (!folder.descriptor.isOpen()) {
-        return {std::nullopt, folder.isMissing ? QString() : about(m_path, folder.problem)};
+    const auto folder = openFolder(m_path);
+    if (!folder) {
+        return about(m_path, folder.error());
     }
     const QString path = m_path + QLatin1Char('/') + name;
-    const Opened file = openFile(folder.descriptor, QFile::encodeName(name));
-    if (!file.descriptor.isOpen()) {
-        return {std::nullopt, file.isMissing ? QString() : about(path, file.problem)};
+    const auto file = openFile(*folder, QFile::encodeName(name));
+    if (!file) {
+        return about(path, file.error());
     }
-    Reading reading = readAll(file.descriptor);
-    if (!reading.bytes) {
-        reading.problem = about(path, reading.problem);
-    }
-    return reading;
+    auto bytes = readAll(*file);
+    return bytes ? std::move(bytes) : about(path, bytes.error());
 }
 
-std::optional<QString> CrewFolder::write(const QString& name, QByteArrayView bytes) const
+Result<void, FileError> StateDirectory::write(const QString& name, QByteArrayView bytes) const
 {
     if (!makeFolder(m_path)) {
-        return about(m_path, qt_error_string(errno));
+        return about(m_path, errno);
     }
-    const Opened folder = openFolder(m_path);
-    if (!folder.descriptor.isOpen()) {
-        return about(m_path, folder.problem);
+    const auto folder = openFolder(m_path);
+    if (!folder) {
+        return about(m_path, folder.error());
     }
     // Two servers that write at once have a file each, and the later one counts.
     constexpr int hexadecimal = 16;
@@ -217,14 +210,14 @@ std::optional<QString> CrewFolder::write(const QString& name, QByteArrayView byt
     const QByteArray draft =
         '.' + file + '.' +
         QByteArray::number(QRandomGenerator::system()->generate64(), hexadecimal);
-    const int at = folder.descriptor.get();
-    if (!writeNewFile(folder.descriptor, draft, bytes) || ::renameat(at, draft, at, file) != 0) {
+    const int at = folder->get();
+    if (!writeNewFile(*folder, draft, bytes) || ::renameat(at, draft, at, file) != 0) {
         const int error = errno;
         (void)::unlinkat(at, draft, 0);
-        return about(m_path + QLatin1Char('/') + name, qt_error_string(error));
+        return about(m_path + QLatin1Char('/') + name, error);
     }
     (void)::fsync(at); // the file is there already; only its surviving a power cut is at stake
-    return std::nullopt;
+    return {};
 }
 
 } // namespace wingbell

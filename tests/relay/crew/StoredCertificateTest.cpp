@@ -1,5 +1,5 @@
-#include "relay/crew/KeptCertificate.h"
-#include "relay/crew/CrewFolder.h"
+#include "relay/crew/StoredCertificate.h"
+#include "relay/crew/StateDirectory.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -34,7 +34,7 @@ QByteArray keyOf(const Certificate& certificate)
 
 } // namespace
 
-class KeptCertificateTest : public QObject
+class StoredCertificateTest : public QObject
 {
     Q_OBJECT
 
@@ -55,14 +55,14 @@ private Q_SLOTS:
     void oneThatCannotBeKeptIsTold();
 
 private:
-    [[nodiscard]] CrewFolder folder() const
+    [[nodiscard]] StateDirectory folder() const
     {
-        return CrewFolder(m_place->filePath(QStringLiteral("wingbell")));
+        return StateDirectory(m_place->filePath(QStringLiteral("wingbell")));
     }
-    [[nodiscard]] KeptCertificate
+    [[nodiscard]] StoredCertificate
     kept(const CertificateNames& names, Certificate::Time time = now) const
     {
-        return keptCertificate(folder(), names, time);
+        return loadOrCreateCertificate(folder(), names, time).value();
     }
     [[nodiscard]] bool isKept(const CertificateNames& names, Certificate::Time time = now) const
     {
@@ -72,49 +72,49 @@ private:
     std::unique_ptr<QTemporaryDir> m_place;
 };
 
-void KeptCertificateTest::init()
+void StoredCertificateTest::init()
 {
     m_place = std::make_unique<QTemporaryDir>();
     QVERIFY(m_place->isValid());
 }
 
-void KeptCertificateTest::aCertificateIsKept()
+void StoredCertificateTest::aCertificateIsKept()
 {
-    const KeptCertificate first = kept(at("192.168.1.5"));
+    const StoredCertificate first = kept(at("192.168.1.5"));
     QCOMPARE(first.newBecause, QStringLiteral("there was none"));
-    QCOMPARE(first.problem, QString());
-    QVERIFY(first.certificate->covers(at("192.168.1.5")));
-    const KeptCertificate second = kept(at("192.168.1.5"));
+    QCOMPARE(first.notStoredBecause, QString());
+    QVERIFY(first.certificate.covers(at("192.168.1.5")));
+    const StoredCertificate second = kept(at("192.168.1.5"));
     QCOMPARE(second.newBecause, QString());
-    QCOMPARE(second.problem, QString());
-    QCOMPARE(second.certificate->pem(), first.certificate->pem());
+    QCOMPARE(second.notStoredBecause, QString());
+    QCOMPARE(second.certificate.pem(), first.certificate.pem());
 }
 
-void KeptCertificateTest::fewerAddressesNeedNoNewOne()
+void StoredCertificateTest::fewerAddressesNeedNoNewOne()
 {
     (void)kept(at("192.168.1.5"));
     QVERIFY(isKept({}));
     QVERIFY(isKept({{}, {QStringLiteral("desk")}}));
 }
 
-void KeptCertificateTest::aNewAddressNeedsANewOne()
+void StoredCertificateTest::aNewAddressNeedsANewOne()
 {
-    const KeptCertificate first = kept(at("192.168.1.5"));
-    const KeptCertificate second = kept(at("10.0.0.5"));
+    const StoredCertificate first = kept(at("192.168.1.5"));
+    const StoredCertificate second = kept(at("10.0.0.5"));
     QVERIFY(second.newBecause.contains(QStringLiteral("addresses")));
-    QVERIFY(second.certificate->covers(at("10.0.0.5")));
-    QVERIFY(second.certificate->fingerprint() != first.certificate->fingerprint());
+    QVERIFY(second.certificate.covers(at("10.0.0.5")));
+    QVERIFY(second.certificate.fingerprint() != first.certificate.fingerprint());
 }
 
-void KeptCertificateTest::aNewNameNeedsANewOne()
+void StoredCertificateTest::aNewNameNeedsANewOne()
 {
     (void)kept(at("192.168.1.5"));
-    const KeptCertificate second = kept({{ip("192.168.1.5")}, {QStringLiteral("stage")}});
+    const StoredCertificate second = kept({{ip("192.168.1.5")}, {QStringLiteral("stage")}});
     QVERIFY(!second.newBecause.isEmpty());
-    QVERIFY(second.certificate->covers({{}, {QStringLiteral("stage"), QStringLiteral("desk")}}));
+    QVERIFY(second.certificate.covers({{}, {QStringLiteral("stage"), QStringLiteral("desk")}}));
 }
 
-void KeptCertificateTest::twoNetworksNeedOneInTheEnd()
+void StoredCertificateTest::twoNetworksNeedOneInTheEnd()
 {
     (void)kept(at("192.168.1.5"));
     (void)kept(at("10.0.0.5"));
@@ -122,38 +122,38 @@ void KeptCertificateTest::twoNetworksNeedOneInTheEnd()
     QVERIFY(isKept(at("10.0.0.5")));
 }
 
-void KeptCertificateTest::theLatestAddressesCountMost()
+void StoredCertificateTest::theLatestAddressesCountMost()
 {
     for (quint8 number = 0; number < 100; ++number) {
         const IpAddress address(IpAddress::Ipv4Bytes{10, 0, 0, number});
-        QVERIFY(kept({{address}, {}}).certificate->covers({{address}, {}}));
+        QVERIFY(kept({{address}, {}}).certificate.covers({{address}, {}}));
     }
     QVERIFY(isKept(at("10.0.0.99")) || kept({{ip("10.0.0.99")}, {}}).newBecause.isEmpty());
     QVERIFY(!kept({{ip("10.0.0.0")}, {}}).newBecause.isEmpty());
 }
 
-void KeptCertificateTest::itIsRenewedBeforeItExpires()
+void StoredCertificateTest::itIsRenewedBeforeItExpires()
 {
-    const KeptCertificate first = kept(at("192.168.1.5"));
-    const auto due = first.certificate->validUntil() - std::chrono::days(30);
+    const StoredCertificate first = kept(at("192.168.1.5"));
+    const auto due = first.certificate.validUntil() - std::chrono::days(30);
     QVERIFY(isKept(at("192.168.1.5"), due - 1s));
-    const KeptCertificate second = kept(at("10.0.0.5"), due);
+    const StoredCertificate second = kept(at("10.0.0.5"), due);
     QVERIFY(second.newBecause.contains(QStringLiteral("expire")));
-    QVERIFY(second.certificate->validFrom() == due - 24h);
-    QVERIFY(second.certificate->covers(at("192.168.1.5")));
+    QVERIFY(second.certificate.validFrom() == due - 24h);
+    QVERIFY(second.certificate.covers(at("192.168.1.5")));
     QVERIFY(isKept(at("10.0.0.5"), due));
 }
 
-void KeptCertificateTest::itIsRenewedWhenTheClockWasWrong()
+void StoredCertificateTest::itIsRenewedWhenTheClockWasWrong()
 {
     (void)kept(at("192.168.1.5"), now);
     QVERIFY(isKept(at("192.168.1.5"), now - 24h));
-    const KeptCertificate second = kept(at("192.168.1.5"), now - 25h);
+    const StoredCertificate second = kept(at("192.168.1.5"), now - 25h);
     QVERIFY(second.newBecause.contains(QStringLiteral("clock")));
     QVERIFY(isKept(at("192.168.1.5"), now - 25h));
 }
 
-void KeptCertificateTest::aDamagedOneIsReplaced_data()
+void StoredCertificateTest::aDamagedOneIsReplaced_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::newRow("empty") << QByteArray();
@@ -161,17 +161,17 @@ void KeptCertificateTest::aDamagedOneIsReplaced_data()
     QTest::newRow("half") << Certificate::make(at("192.168.1.5"), now)->pem().first(300);
 }
 
-void KeptCertificateTest::aDamagedOneIsReplaced()
+void StoredCertificateTest::aDamagedOneIsReplaced()
 {
     QFETCH(QByteArray, bytes);
-    QVERIFY(!folder().write(file, bytes));
-    const KeptCertificate made = kept(at("192.168.1.5"));
+    QVERIFY(folder().write(file, bytes));
+    const StoredCertificate made = kept(at("192.168.1.5"));
     QCOMPARE(made.newBecause, QStringLiteral("the one before is damaged"));
-    QCOMPARE(made.problem, QString());
+    QCOMPARE(made.notStoredBecause, QString());
     QVERIFY(isKept(at("192.168.1.5")));
 }
 
-void KeptCertificateTest::oneThatOthersCouldReadOrWriteIsReplaced_data()
+void StoredCertificateTest::oneThatOthersCouldReadOrWriteIsReplaced_data()
 {
     QTest::addColumn<unsigned>("mode");
     QTest::addColumn<QString>("reason");
@@ -179,27 +179,29 @@ void KeptCertificateTest::oneThatOthersCouldReadOrWriteIsReplaced_data()
     QTest::newRow("write") << 0666U << QStringLiteral("others could have written it");
 }
 
-void KeptCertificateTest::oneThatOthersCouldReadOrWriteIsReplaced()
+void StoredCertificateTest::oneThatOthersCouldReadOrWriteIsReplaced()
 {
     QFETCH(const unsigned, mode);
     QFETCH(const QString, reason);
-    const KeptCertificate first = kept(at("192.168.1.5"));
+    const StoredCertificate first = kept(at("192.168.1.5"));
     const QByteArray path = (folder().path() + QLatin1Char('/') + file).toLocal8Bit();
     QCOMPARE(::chmod(path.constData(), mode), 0);
-    const KeptCertificate second = kept(at("192.168.1.5"));
+    const StoredCertificate second = kept(at("192.168.1.5"));
     QVERIFY2(second.newBecause.contains(reason), qPrintable(second.newBecause));
-    QVERIFY(keyOf(*second.certificate) != keyOf(*first.certificate));
-    QVERIFY(second.certificate->fingerprint() != first.certificate->fingerprint());
+    QVERIFY(keyOf(second.certificate) != keyOf(first.certificate));
+    QVERIFY(second.certificate.fingerprint() != first.certificate.fingerprint());
     QVERIFY(isKept(at("192.168.1.5")));
 }
 
-void KeptCertificateTest::oneThatCannotBeKeptIsTold()
+void StoredCertificateTest::oneThatCannotBeKeptIsTold()
 {
-    const KeptCertificate made =
-        keptCertificate(CrewFolder(QStringLiteral("/dev/null/wingbell")), at("192.168.1.5"), now);
-    QVERIFY(made.certificate);
-    QVERIFY(made.problem.contains(QStringLiteral("/dev/null/wingbell")));
+    const StoredCertificate made =
+        loadOrCreateCertificate(
+            StateDirectory(QStringLiteral("/dev/null/wingbell")), at("192.168.1.5"), now)
+            .value();
+    QVERIFY(made.certificate.covers(at("192.168.1.5")));
+    QVERIFY(made.notStoredBecause.contains(QStringLiteral("/dev/null/wingbell")));
 }
 
-QTEST_APPLESS_MAIN(KeptCertificateTest)
-#include "KeptCertificateTest.moc"
+QTEST_APPLESS_MAIN(StoredCertificateTest)
+#include "StoredCertificateTest.moc"
