@@ -15,7 +15,7 @@ TELLERS = [
     "relay/crew/StateDirectory.cpp", "relay/crew/StoredCertificate.cpp", "relay/link/MediaLibrary.cpp",
     "relay/net/SenderAddress.cpp", "relay/osc/AnnouncementReading.cpp", "relay/osc/OscPacket.cpp",
     "relay/speech/Speaker.cpp", "relay/speech/WavStream.cpp", "relay/web/TlsIdentity.cpp",
-    "server/ServerController.cpp", "relay/crew/page/sentences.js",
+    "server/ServerController.cpp", "relay/page/sentences.js",
 ]  # fmt: skip
 
 # Where else words come from that people see.
