@@ -2,10 +2,10 @@
 
 #include "relay/Relay.h"
 #include "relay/Sentences.h"
+#include "relay/access/CrewCode.h"
+#include "relay/access/StateDirectory.h"
+#include "relay/access/StoredCertificate.h"
 #include "relay/confinement/ConfinementRules.h"
-#include "relay/crew/CrewCode.h"
-#include "relay/crew/StateDirectory.h"
-#include "relay/crew/StoredCertificate.h"
 #include "relay/net/AddressRanking.h"
 #include "relay/net/HostNames.h"
 #include "relay/net/NetworkAddresses.h"

@@ -12,7 +12,7 @@ TELLERS = [
     "base/RegularFile.cpp", "model/ShowFile.cpp",
     "relay/Announcer.cpp", "relay/Relay.cpp", "relay/Sentences.cpp", "relay/words/DurationInWords.cpp",
     "relay/confinement/Confinement.cpp",
-    "relay/crew/StateDirectory.cpp", "relay/crew/StoredCertificate.cpp", "relay/link/MediaLibrary.cpp",
+    "relay/access/StateDirectory.cpp", "relay/access/StoredCertificate.cpp", "relay/link/MediaLibrary.cpp",
     "relay/net/SenderAddress.cpp", "relay/osc/AnnouncementReading.cpp", "relay/osc/OscPacket.cpp",
     "relay/speech/Speaker.cpp", "relay/speech/WavStream.cpp", "relay/web/TlsIdentity.cpp",
     "server/ServerController.cpp", "relay/page/sentences.js",

@@ -1,6 +1,6 @@
 #include "relay/sessions/Crew.h"
 
-#include "relay/crew/AnswerReading.h"
+#include "relay/api/AnswerReading.h"
 
 #include <QRandomGenerator>
 

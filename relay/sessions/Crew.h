@@ -1,8 +1,8 @@
 #pragma once
 
 #include "base/Result.h"
-#include "relay/crew/CrewRequests.h"
-#include "relay/crew/MediaAnswer.h"
+#include "relay/api/CrewRequests.h"
+#include "relay/api/MediaAnswer.h"
 #include "relay/link/MediaLink.h"
 #include "relay/sessions/CrewEvents.h"
 #include "relay/sessions/CrewNews.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/crew/CrewResponses.h"
+#include "relay/api/CrewResponses.h"
 
 namespace wingbell {
 

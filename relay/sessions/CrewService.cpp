@@ -1,7 +1,7 @@
 #include "relay/sessions/CrewService.h"
 
-#include "relay/crew/AnswerReading.h"
-#include "relay/crew/CrewResponses.h"
+#include "relay/api/AnswerReading.h"
+#include "relay/api/CrewResponses.h"
 #include "relay/net/SenderAddress.h"
 
 #include <QDir>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "relay/crew/CodeGuard.h"
-#include "relay/crew/CrewRequests.h"
-#include "relay/crew/RoleKeys.h"
+#include "relay/access/CodeGuard.h"
+#include "relay/access/RoleKeys.h"
+#include "relay/api/CrewRequests.h"
 #include "relay/sessions/Crew.h"
 #include "relay/web/HttpsServer.h"
 

@@ -1,4 +1,4 @@
-#include "relay/crew/AnswerReading.h"
+#include "relay/api/AnswerReading.h"
 #include "tests/fuzz/Check.h"
 
 #include <algorithm>

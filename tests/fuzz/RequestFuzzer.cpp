@@ -1,5 +1,5 @@
-#include "relay/crew/CrewRequests.h"
-#include "relay/crew/CrewResponses.h"
+#include "relay/api/CrewRequests.h"
+#include "relay/api/CrewResponses.h"
 #include "tests/fuzz/Check.h"
 
 #include <algorithm>

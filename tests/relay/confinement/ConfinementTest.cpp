@@ -1,5 +1,5 @@
+#include "relay/access/StateDirectory.h"
 #include "relay/confinement/ConfinementRules.h"
-#include "relay/crew/StateDirectory.h"
 #include "tests/fixtures/OldKernel.h"
 
 #include <QDir>
