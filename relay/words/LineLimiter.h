@@ -1,7 +1,7 @@
 #pragma once
 
-#include "relay/words/LineCause.h"
 #include "base/TokenBucket.h"
+#include "relay/words/LineCause.h"
 
 #include <QtGlobal>
 
