@@ -1,7 +1,7 @@
 #pragma once
 
 #include "desktop/SleepServices.h"
-#include "model/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 #include <QObject>
 #include <QTimer>

@@ -1,8 +1,8 @@
 #include "model/ShowConfig.h"
 
+#include "base/RegularFile.h"
 #include "model/DefaultShow.h"
 #include "model/HorizontalSpace.h"
-#include "model/PlainFile.h"
 
 #include <algorithm>
 
@@ -103,8 +103,7 @@ void ShowConfig::setHasUnsavedChanges(bool unsaved)
 void ShowConfig::load()
 {
     const Operation operation(*this);
-    const ShowReading reading = readShow(documentPath(m_directory));
-    take(reading.show ? *reading.show : defaultShow());
+    take(readShow(documentPath(m_directory)).value_or(defaultShow()));
     setHasUnsavedChanges(false);
 }
 
@@ -126,8 +125,9 @@ void ShowConfig::take(const ShowFile& show)
 bool ShowConfig::save()
 {
     const std::optional<QByteArray> document = encodeShow(showFile());
-    if (!document || !QDir().mkpath(m_directory.absolutePath()) ||
-        !writePlainFile(documentPath(m_directory), *document)) {
+    if (!document || document->size() > maxShowDocumentSize ||
+        !QDir().mkpath(m_directory.absolutePath()) ||
+        !writeRegularFile(documentPath(m_directory), *document)) {
         return false;
     }
     setHasUnsavedChanges(false);

@@ -54,7 +54,8 @@ public:
     /// nothing. Unsaved edits are gone.
     Q_INVOKABLE void load();
     /// Writes the document in place, making its folder. False, with everything as it was, when the
-    /// folder or the file could not be written.
+    /// folder or the file could not be written, or the document would be too large to be read
+    /// again.
     Q_INVOKABLE bool save();
     /// Takes `show` instead, with its roles' ids, as an edit.
     void restore(const ShowFile& show);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Result.h"
 #include "model/Role.h"
 
 #include <QByteArray>
@@ -25,24 +26,27 @@ struct ShowFile
     friend bool operator==(const ShowFile&, const ShowFile&) = default;
 };
 
-/// What came of reading a show: the show, or, where it is missing, a reason to show to a person
-/// (lower case, no full stop).
-struct ShowReading
+/// The largest document that is read, in bytes. A show takes a few kilobytes; of a
+/// hostile document the parser makes some forty times its size.
+inline constexpr qsizetype maxShowDocumentSize = 8LL * 1024 * 1024;
+
+/// Why a show cannot be read.
+struct ShowError
 {
-    std::optional<ShowFile> show;
-    QString problem;
-    bool isMissing = false; ///< because there is no file
+    QString reason;         ///< for a person: lower case, no full stop
+    bool isMissing = false; ///< there is no file
 };
 
 /// The document for `show`: UTF-8 JSON, indented, members in the order of the struct, slashes
 /// plain. A lone surrogate, which is no text, becomes a question mark. Nothing if encoding fails.
 [[nodiscard]] std::optional<QByteArray> encodeShow(const ShowFile& show);
 
-/// Reads a document as a whole or not at all. Unknown members are ignored, every role gets a fresh
-/// id, a missing or null "oscPort" is the default port. Takes any bytes whatever.
-[[nodiscard]] ShowReading decodeShow(const QByteArray& document);
+/// Reads a document as a whole or not at all. Unknown members are ignored, of a member that stands
+/// twice the last one counts, every role gets a fresh id, a missing or null "oscPort" is the
+/// default port. Takes any bytes whatever.
+[[nodiscard]] Result<ShowFile, ShowError> decodeShow(const QByteArray& document);
 
 /// Reads the document at `path` (see decodeShow). Never waits on anything that is no regular file.
-[[nodiscard]] ShowReading readShow(const QString& path);
+[[nodiscard]] Result<ShowFile, ShowError> readShow(const QString& path);
 
 } // namespace wingbell

@@ -2,11 +2,11 @@
 
 #include "relay/Relay.h"
 #include "relay/Sentences.h"
+#include "relay/access/CrewCode.h"
+#include "relay/access/StateDirectory.h"
+#include "relay/access/StoredCertificate.h"
 #include "relay/audio/AudioFormat.h"
 #include "relay/confinement/ConfinementRules.h"
-#include "relay/crew/CrewFolder.h"
-#include "relay/crew/KeptCertificate.h"
-#include "relay/crew/KeptCrewCode.h"
 #include "relay/log/LineText.h"
 #include "relay/log/LineWriter.h"
 #include "relay/log/Messages.h"
@@ -15,7 +15,6 @@
 #include "relay/net/NetworkAddresses.h"
 #include "relay/net/PortHolder.h"
 #include "relay/speech/SpeechSynthesizer.h"
-#include "relay/audio/AudioFormat.h"
 
 #include <QFile>
 #include <QProcessEnvironment>
@@ -150,15 +149,17 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
     auto& [osc, listener] = std::get<Ports>(ports);
 
     const Place place = placeOf(port);
-    const CrewFolder folder(CrewFolder::standardPath(QProcessEnvironment::systemEnvironment()));
-    const KeptCrewCode code = keptCrewCode(folder);
-    const KeptCertificate kept =
-        keptCertificate(folder, place.names, std::chrono::system_clock::now());
-    if (!kept.certificate) {
-        return messageText(Message::NotOnAir, {kept.problem});
+    const StateDirectory folder(
+        StateDirectory::standardPath(QProcessEnvironment::systemEnvironment()));
+    const StoredCrewCode code = loadOrCreateCrewCode(folder);
+    const auto certificate =
+        loadOrCreateCertificate(folder, place.names, std::chrono::system_clock::now());
+    if (!certificate) {
+        return messageText(
+            Message::NotOnAir, {QStringLiteral("OpenSSL made no certificate")});
     }
     HttpsServer::Opening server =
-        HttpsServer::open(std::move(listener), kept.certificate->pem(), webLimits());
+        HttpsServer::open(std::move(listener), certificate->certificate.pem(), webLimits());
     if (!server.server) {
         return messageText(Message::NotOnAir, {server.error});
     }
@@ -172,21 +173,21 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
     if (!code.replacedBecause.isEmpty()) {
         remarks.append(messageText(Message::NewCode, {code.replacedBecause}));
     }
-    if (!code.problem.isEmpty()) {
-        remarks.append(messageText(Message::CodeNotSaved, {code.problem}));
+    if (!code.notStoredBecause.isEmpty()) {
+        remarks.append(messageText(Message::CodeNotSaved, {code.notStoredBecause}));
     }
-    if (!kept.problem.isEmpty()) {
-        remarks.append(messageText(Message::CertificateNotSaved, {kept.problem}));
+    if (!certificate->notStoredBecause.isEmpty()) {
+        remarks.append(messageText(Message::CertificateNotSaved, {certificate->notStoredBecause}));
     }
-    if (!kept.newBecause.isEmpty()) {
-        remarks.append(messageText(Message::NewCertificate, {kept.newBecause}));
+    if (!certificate->newBecause.isEmpty()) {
+        remarks.append(messageText(Message::NewCertificate, {certificate->newBecause}));
     }
     return Relay::Parts{
         ShowPatch(show),
         port,
         std::move(osc),
         std::move(server.server),
-        {code.code, place.urls, kept.certificate->fingerprint()},
+        {code.code, place.urls, certificate->certificate.fingerprint()},
         remarks,
         samplesPerTick};
 }
@@ -199,7 +200,7 @@ void confine(QStringList& remarks)
 {
     const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     const Confinement confinement = serverConfinement(
-        QFile::encodeName(CrewFolder::standardPath(environment)).toStdString(),
+        QFile::encodeName(StateDirectory::standardPath(environment)).toStdString(),
         programPath(SpeechSynthesizer::Settings{}.program).value_or(std::string()));
     QStringList lacking = confinement.lacking();
     if (const int error = confinement.enter(); error != 0) {
@@ -210,15 +211,15 @@ void confine(QStringList& remarks)
     }
 }
 
-std::optional<QString> problemOf(const QString& path, const ShowReading& reading)
+QString unreadableSentence(const QString& path, const ShowError& error)
 {
-    if (reading.isMissing) {
-        return messageText(Message::NeverSaved, {quoted(path, maxShownPath)});
-    }
-    if (!reading.show) {
-        return messageText(Message::NoShow, {quoted(path, maxShownPath), reading.problem});
-    }
-    const ShowFile& show = *reading.show;
+    const QString shown = quoted(path, maxShownPath);
+    return error.isMissing ? messageText(Message::NeverSaved, {shown})
+                           : messageText(Message::NoShow, {shown, error.reason});
+}
+
+std::optional<QString> problemOf(const ShowFile& show)
+{
     if (show.oscPort < 1 || show.oscPort > std::numeric_limits<quint16>::max()) {
         return messageText(Message::NoSuchPort, {QString::number(show.oscPort)});
     }
@@ -240,8 +241,11 @@ int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
     if (arguments.size() != 1) {
         return failed(WrongUsage, messageText(Message::Usage));
     }
-    const ShowReading reading = readShow(arguments.constFirst());
-    if (const auto problem = problemOf(arguments.constFirst(), reading)) {
+    const auto show = readShow(arguments.constFirst());
+    if (!show) {
+        return failed(NotOnAir, unreadableSentence(arguments.constFirst(), show.error()));
+    }
+    if (const auto problem = problemOf(*show)) {
         return failed(NotOnAir, *problem);
     }
     allowManyDescriptors();
@@ -250,7 +254,7 @@ int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
     if (const auto problem = MediaLibrary::problem()) {
         return failed(NotOnAir, messageText(Message::NotOnAir, {*problem}));
     }
-    auto parts = openParts(*reading.show, switches.samplesPerTick());
+    auto parts = openParts(*show, switches.samplesPerTick());
     if (const auto* problem = std::get_if<QString>(&parts)) {
         return failed(NotOnAir, *problem);
     }

@@ -75,9 +75,9 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
           [this](const ChannelSet& channels) { m_crew.setAnnouncing(channels); })
     , m_service(
           *parts.server, m_show, m_crew, m_door,
-          [this](CodeVerdict::Kind kind, const QHostAddress& who) {
+          [this](CodeError::Kind kind, const QHostAddress& who) {
               m_log.rejectedRequest(
-                  kind == CodeVerdict::Kind::Wrong ? Message::WrongCode : Message::MustWait, who);
+                  kind == CodeError::Kind::Wrong ? Message::WrongCode : Message::MustWait, who);
           })
     , m_server(std::move(parts.server))
 {

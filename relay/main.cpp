@@ -1,5 +1,5 @@
+#include "base/FileDescriptor.h"
 #include "relay/IntercomServer.h"
-#include "relay/StandardDescriptors.h"
 #include "relay/StopSignals.h"
 
 #include <QCoreApplication>
@@ -23,7 +23,7 @@ void startQt(int& argc, char** argv)
 
 int main(int argc, char* argv[])
 {
-    wingbell::fillStandardDescriptors();
+    wingbell::ensureStandardDescriptorsOpen();
     const wingbell::StopSignals stop;
     QStringList arguments;
     for (int index = 1; index < argc; ++index) {

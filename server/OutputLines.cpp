@@ -1,6 +1,6 @@
 #include "server/OutputLines.h"
 
-#include "model/Utf8.h"
+#include "base/Utf8.h"
 
 namespace wingbell {
 

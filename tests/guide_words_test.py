@@ -13,7 +13,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 GUIDE = "docs/trouble.md"
 
 # Where words come from that people see.
-ROOMS = ["relay", "server", "desktop", "panels", "model", "build_app.sh"]
+ROOMS = ["base", "relay", "server", "desktop", "panels", "model", "build_app.sh"]
 
 TOKEN = re.compile(
     r"""//[^\n]*|/\*.*?\*/|^\s*\#[^\n]*|(?P<text>u?"(?:\\.|[^"\\\n])*"|'(?:\\.|[^'\\\n])*'|`(?:\\.|[^`\\])*`)""",

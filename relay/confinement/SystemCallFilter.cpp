@@ -1,6 +1,6 @@
 #include "relay/confinement/SystemCallFilter.h"
 
-#include "model/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 #include <array>
 #include <cerrno>

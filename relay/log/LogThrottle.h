@@ -1,7 +1,7 @@
 #pragma once
 
 #include "relay/log/Messages.h"
-#include "relay/log/TokenBucket.h"
+#include "base/TokenBucket.h"
 
 #include <QtGlobal>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 #include <QtGlobal>
 

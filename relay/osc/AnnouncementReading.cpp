@@ -1,6 +1,6 @@
 #include "relay/osc/AnnouncementReading.h"
 
-#include "model/Utf8.h"
+#include "base/Utf8.h"
 #include "relay/log/LineText.h"
 #include "relay/osc/SayAddress.h"
 

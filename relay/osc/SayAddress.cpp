@@ -1,6 +1,6 @@
 #include "relay/osc/SayAddress.h"
 
-#include "model/Utf8.h"
+#include "base/Utf8.h"
 
 #include <QByteArray>
 

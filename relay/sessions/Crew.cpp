@@ -84,11 +84,11 @@ void Crew::join(
         remove(joining.replaces, std::nullopt, Goodbye::Replaced);
     }
     if (m_members.size() >= mostPeople) {
-        done(JoinProblem::Full);
+        done(failure(JoinError::Full));
         return;
     }
     if (onTheirWay() >= mostOnTheirWay) {
-        done(JoinProblem::NotNow);
+        done(failure(JoinError::NotNow));
         return;
     }
     // Packets can come before the room has given the participant its id.
@@ -97,14 +97,14 @@ void Crew::join(
         room.receive(participant->load(), packet);
     });
     if (!link) {
-        done(JoinProblem::NotNow);
+        done(failure(JoinError::NotNow));
         return;
     }
     const PatchedRole& role = m_show.roles().at(joining.role);
     const std::optional<ParticipantId> place = m_room.join(role.talk, role.listen, link);
     if (!place) {
         link->close();
-        done(JoinProblem::NotNow);
+        done(failure(JoinError::NotNow));
         return;
     }
     participant->store(*place);
@@ -130,7 +130,7 @@ void Crew::offered(
 {
     if (!offer) {
         remove(session, std::nullopt, std::nullopt);
-        done(JoinProblem::NotNow);
+        done(failure(JoinError::NotNow));
         return;
     }
     if (Member* member = find(session)) {
@@ -138,7 +138,7 @@ void Crew::offered(
         done(Joined{session, *offer});
         return;
     }
-    done(JoinProblem::NotNow);
+    done(failure(JoinError::NotNow));
 }
 
 bool Crew::takeAnswer(const Session& session, const SdpAnswer& answer, Clock::time_point now)

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "base/Result.h"
+#include "relay/api/CrewRequests.h"
 #include "relay/audio/Room.h"
-#include "relay/crew/SdpAnswer.h"
-#include "relay/crew/StateRequest.h"
 #include "relay/link/MediaLink.h"
 #include "relay/sessions/CrewEvents.h"
 #include "relay/sessions/CrewNews.h"
@@ -16,7 +16,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <variant>
 #include <vector>
 
 namespace wingbell {
@@ -60,12 +59,12 @@ public:
         friend bool operator==(const Joined&, const Joined&) = default;
     };
 
-    enum class JoinProblem {
+    enum class JoinError {
         Full,
         NotNow, ///< too many at once, or the link could not be made
     };
 
-    using JoinOutcome = std::variant<Joined, JoinProblem>;
+    using JoinOutcome = Result<Joined, JoinError>;
 
     /// Borrows all of them; they must outlive it.
     Crew(const ShowPatch& show, Room& room, LinkMaker makeLink, CrewNews& news);

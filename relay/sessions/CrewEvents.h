@@ -1,7 +1,6 @@
 #pragma once
 
-#include "relay/crew/DeskEvent.h"
-#include "relay/crew/Goodbye.h"
+#include "relay/api/CrewResponses.h"
 
 namespace wingbell {
 

@@ -1,7 +1,6 @@
 #include "relay/sessions/CrewService.h"
 
-#include "relay/crew/CrewAnswers.h"
-#include "relay/crew/CrewRequests.h"
+#include "relay/api/CrewResponses.h"
 #include "relay/net/IpAddress.h"
 
 #include <QDir>
@@ -118,12 +117,12 @@ template <typename Reader, typename Take>
 void CrewService::onPost(HttpsServer& server, const char* path, Reader reader, Take take)
 {
     server.onPost(path, [reader, take](const WebRequest& request, WebReply reply) {
-        const auto reading = reader(request.body);
-        if (const auto* fault = std::get_if<RequestFault>(&reading)) {
-            reply.sendJson(400, errorText(wordFor(*fault)));
+        const auto body = reader(request.body);
+        if (!body) {
+            reply.sendJson(400, errorText(wordFor(body.error())));
             return;
         }
-        take(std::get<0>(reading), request.peer, std::move(reply));
+        take(*body, request.peer, std::move(reply));
     });
 }
 
@@ -183,50 +182,50 @@ void CrewService::addRequests(HttpsServer& server)
 /// True when `code` is the crew's. Otherwise the reply is sent.
 bool CrewService::isAdmitted(const QString& code, const QHostAddress& peer, WebReply& reply)
 {
-    const CodeVerdict verdict = m_guard.check(peer, code, Clock::now());
-    if (verdict.kind == CodeVerdict::Kind::Right) {
+    const auto checked = m_guard.check(peer, code, Clock::now());
+    if (checked) {
         return true;
     }
-    m_wrongCode(verdict.kind, peer);
-    if (verdict.kind == CodeVerdict::Kind::Wrong) {
+    m_wrongCode(checked.error().kind, peer);
+    if (checked.error().kind == CodeError::Kind::Wrong) {
         sendError(reply, 403, "wrong-code");
     } else {
-        reply.sendJson(429, slowDownText(verdict.wait));
+        reply.sendJson(429, slowDownText(checked.error().wait));
     }
     return false;
 }
 
 void CrewService::sendRoles(WebReply reply) const
 {
-    RolesAnswer answer;
-    answer.show = m_show.name();
+    RolesResponse response;
+    response.show = m_show.name();
     for (std::size_t place = 0; place < m_show.roles().size(); ++place) {
-        answer.roles.append(
+        response.roles.append(
             {m_keys.keys().at(static_cast<qsizetype>(place)), m_show.roles().at(place).name,
              static_cast<int>(m_crew.present(place))});
     }
-    reply.sendJson(200, answerText(answer));
+    reply.sendJson(200, responseText(response));
 }
 
 void CrewService::sendCard(WebReply reply) const
 {
     const QString page = m_door.urls.constFirst();
     const QString withCode = page + QStringLiteral("#code=") + m_door.code.text();
-    CardAnswer answer;
-    answer.show = m_show.name();
-    answer.code = m_door.code.text();
-    answer.address = page;
-    answer.others = m_door.urls.mid(1);
-    answer.fingerprint = m_door.fingerprint;
-    answer.pageUrl = withCode;
-    answer.pageQr = qrCode(withCode.toUtf8()).value_or(QrCode());
+    CardResponse response;
+    response.show = m_show.name();
+    response.code = m_door.code.text();
+    response.address = page;
+    response.others = m_door.urls.mid(1);
+    response.fingerprint = m_door.fingerprint;
+    response.pageUrl = withCode;
+    response.pageQr = qrCode(withCode.toUtf8()).value_or(QrCode());
     for (std::size_t place = 0; place < m_show.roles().size(); ++place) {
         const QString url =
             withCode + QStringLiteral("&role=") + m_keys.keys().at(static_cast<qsizetype>(place));
-        answer.roles.append(
+        response.roles.append(
             {m_show.roles().at(place).name, url, qrCode(url.toUtf8()).value_or(QrCode())});
     }
-    reply.sendJson(200, answerText(answer));
+    reply.sendJson(200, responseText(response));
 }
 
 void CrewService::join(const JoinRequest& request, const QHostAddress& peer, WebReply reply)
@@ -237,9 +236,9 @@ void CrewService::join(const JoinRequest& request, const QHostAddress& peer, Web
         return;
     }
     const auto place = static_cast<std::size_t>(*role);
-    const auto answer = [this, place, key = request.role](const Crew::Joined& joined) {
+    const auto response = [this, place, key = request.role](const Crew::Joined& joined) {
         const PatchedRole& patched = m_show.roles().at(place);
-        JoinAnswer result{joined.session, m_show.name(), key, patched.name, {}, joined.offer};
+        JoinResponse result{joined.session, m_show.name(), key, patched.name, {}, joined.offer};
         for (const std::size_t channel : patched.channels) {
             result.channels.append(
                 {m_show.channels().at(static_cast<qsizetype>(channel)),
@@ -251,12 +250,12 @@ void CrewService::join(const JoinRequest& request, const QHostAddress& peer, Web
     const auto shared = std::make_shared<WebReply>(std::move(reply));
     m_crew.join(
         {place, request.microphone, request.replaces.value_or(QString()), addressText(peer)},
-        Clock::now(), [shared, answer](const Crew::JoinOutcome& outcome) {
-            if (const auto* joined = std::get_if<Crew::Joined>(&outcome)) {
-                shared->sendJson(200, answerText(answer(*joined)));
+        Clock::now(), [shared, response](const Crew::JoinOutcome& outcome) {
+            if (outcome) {
+                shared->sendJson(200, responseText(response(*outcome)));
                 return;
             }
-            const bool isFull = std::get<Crew::JoinProblem>(outcome) == Crew::JoinProblem::Full;
+            const bool isFull = outcome.error() == Crew::JoinError::Full;
             sendError(*shared, 503, isFull ? "full" : "not-now");
         });
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "relay/crew/CodeGuard.h"
-#include "relay/crew/JoinRequest.h"
-#include "relay/crew/RoleKeys.h"
+#include "relay/access/CodeGuard.h"
+#include "relay/access/RoleKeys.h"
+#include "relay/api/CrewRequests.h"
 #include "relay/sessions/Crew.h"
 #include "relay/web/HttpsServer.h"
 
@@ -24,7 +24,7 @@ public:
     };
 
     /// Learns of a code that was not right.
-    using WrongCode = std::function<void(CodeVerdict::Kind, const QHostAddress&)>;
+    using WrongCode = std::function<void(CodeError::Kind, const QHostAddress&)>;
 
     /// Borrows `show` and `crew`; they and this must outlive `server`, which it prepares.
     CrewService(

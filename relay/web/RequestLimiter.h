@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/TokenBucket.h"
+
 #include <QHash>
 #include <QHostAddress>
 
@@ -8,7 +10,7 @@
 
 namespace wingbell {
 
-/// How many requests an address may send: a bucket of tokens for each, filled at a steady rate.
+/// How many requests an address may send: a token bucket for each.
 ///
 /// The table is bounded: when it is full, the addresses whose bucket is full again are forgotten,
 /// and while there is none of these, new addresses share one bucket. Knows no clock; the times it
@@ -28,20 +30,11 @@ public:
     [[nodiscard]] qsizetype addresses() const { return m_buckets.size(); }
 
 private:
-    struct Bucket
-    {
-        double tokens;
-        Clock::time_point filled;
-    };
-
     void forgetTheQuiet(Clock::time_point now);
-    void fill(Bucket& bucket, Clock::time_point now) const;
-    [[nodiscard]] bool take(Bucket& bucket, Clock::time_point now) const;
 
-    double m_rate;
-    double m_capacity;
-    QHash<QHostAddress, Bucket> m_buckets;
-    Bucket m_shared;
+    TokenBucket m_fullBucket;
+    QHash<QHostAddress, TokenBucket> m_buckets;
+    TokenBucket m_shared;
 };
 
 } // namespace wingbell

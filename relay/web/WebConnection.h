@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 #include "relay/web/Answer.h"
 #include "relay/web/EventSending.h"
 #include "relay/web/LoopSource.h"

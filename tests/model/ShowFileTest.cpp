@@ -24,11 +24,11 @@ const QByteArray wholeRole = R"("name":"Fly","talk":["Main"],"listen":["Main","O
 /// The show in `document`; the test fails where there is none.
 ShowFile decoded(const QByteArray& document)
 {
-    const ShowReading reading = decodeShow(document);
-    if (!reading.show) {
-        QTest::qFail(qPrintable(u"not read: "_qs + reading.problem), __FILE__, __LINE__);
+    const auto reading = decodeShow(document);
+    if (!reading) {
+        QTest::qFail(qPrintable(u"not read: "_qs + reading.error().reason), __FILE__, __LINE__);
     }
-    return reading.show.value_or(ShowFile());
+    return reading.value_or(ShowFile());
 }
 
 } // namespace
@@ -220,13 +220,13 @@ void ShowFileTest::anyWholeNumberOf64BitsIsAPort()
 {
     QFETCH(const QByteArray, written);
     QFETCH(const std::optional<qint64>, port);
-    const ShowReading reading = decodeShow(documentWith(wholeRole, ",\"oscPort\":" + written));
-    QCOMPARE(reading.show.has_value(), port.has_value());
+    const auto reading = decodeShow(documentWith(wholeRole, ",\"oscPort\":" + written));
+    QCOMPARE(reading.has_value(), port.has_value());
     if (port) {
-        QCOMPARE(reading.show->oscPort, *port);
-        QCOMPARE(decoded(encodeShow(*reading.show).value()).oscPort, *port);
+        QCOMPARE(reading->oscPort, *port);
+        QCOMPARE(decoded(encodeShow(*reading).value()).oscPort, *port);
     } else {
-        QVERIFY(!reading.problem.isEmpty());
+        QVERIFY(!reading.error().reason.isEmpty());
     }
 }
 
@@ -253,9 +253,9 @@ void ShowFileTest::aRoleThatLacksAMemberMakesTheDocumentUnreadable()
     const QByteArray whole = "{" + wholeRole + "}";
     const QByteArray document =
         R"({"show":"S","channels":[],"roles":[)" + whole + ",{" + members + "}," + whole + "]}";
-    const ShowReading reading = decodeShow(document);
-    QVERIFY(!reading.show);
-    QVERIFY(!reading.problem.isEmpty());
+    const auto reading = decodeShow(document);
+    QVERIFY(!reading);
+    QVERIFY(!reading.error().reason.isEmpty());
 }
 
 void ShowFileTest::aDocumentThatLacksAMemberIsUnreadable_data()
@@ -290,9 +290,9 @@ void ShowFileTest::aDocumentThatLacksAMemberIsUnreadable_data()
 void ShowFileTest::aDocumentThatLacksAMemberIsUnreadable()
 {
     QFETCH(const QByteArray, document);
-    const ShowReading reading = decodeShow(document);
-    QVERIFY(!reading.show);
-    QVERIFY(!reading.problem.isEmpty());
+    const auto reading = decodeShow(document);
+    QVERIFY(!reading);
+    QVERIFY(!reading.error().reason.isEmpty());
 }
 
 void ShowFileTest::anIdInTheFileIsIgnoredAndNotWrittenBack()

@@ -1,5 +1,5 @@
 #include "relay/EventLog.h"
-#include "model/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 #include "relay/log/LineWriter.h"
 #include "tests/TestProgram.h"
 

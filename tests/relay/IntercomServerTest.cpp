@@ -1,8 +1,8 @@
 #include "ServerUnderTest.h"
-#include "model/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 #include "model/ShowFile.h"
+#include "relay/access/Certificate.h"
 #include "relay/confinement/Landlock.h"
-#include "relay/crew/Certificate.h"
 #include "tests/TestProgram.h"
 
 #include <QDir>

@@ -1,5 +1,5 @@
+#include "relay/access/StateDirectory.h"
 #include "relay/confinement/ConfinementRules.h"
-#include "relay/crew/CrewFolder.h"
 #include "tests/TestProgram.h"
 #include "tests/fixtures/OldKernel.h"
 
@@ -195,9 +195,9 @@ void ConfinementTest::theServerIsDeniedWhatItDoesNotNeed()
 void ConfinementTest::theServerDoesWhatItNeeds()
 {
     const Attempt attempt = [this]() -> int {
-        const CrewFolder folder(pathOf("state"));
-        if (folder.write(QStringLiteral("crew-code"), "482913") ||
-            folder.read(QStringLiteral("crew-code")).bytes != QByteArray("482913")) {
+        const StateDirectory folder(pathOf("state"));
+        if (!folder.write(QStringLiteral("crew-code"), "482913") ||
+            folder.read(QStringLiteral("crew-code")).value_or(QByteArray()) != "482913") {
             return 1;
         }
         if (opening(QStringLiteral("/usr/bin/true"), O_RDONLY) != 0 ||

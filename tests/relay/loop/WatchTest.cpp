@@ -1,5 +1,5 @@
 #include "relay/loop/Watch.h"
-#include "model/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 #include "relay/loop/MainLoop.h"
 #include "relay/loop/MainThread.h"
 #include "tests/TestProgram.h"

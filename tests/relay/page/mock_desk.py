@@ -12,7 +12,7 @@ import threading
 import urllib.parse
 
 HERE = pathlib.Path(__file__).resolve().parent
-PAGES = HERE.parents[2] / "relay" / "crew" / "page"
+PAGES = HERE.parents[2] / "relay" / "page"
 POLICY = (
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
     "media-src blob:; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"

@@ -1,0 +1,139 @@
+#include "relay/api/CrewResponses.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+namespace wingbell {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// The conversion leaves no lone surrogate: each becomes a question mark.
+Json json(const QString& text)
+{
+    return text.toStdString();
+}
+
+/// `bytes` need not be UTF-8; what is none of it is replaced when the text is written.
+Json json(const QByteArray& bytes)
+{
+    return bytes.toStdString();
+}
+
+Json json(const QStringList& texts)
+{
+    Json list = Json::array();
+    for (const QString& text : texts) {
+        list.push_back(json(text));
+    }
+    return list;
+}
+
+Json json(const QrCode& code)
+{
+    return {{"size", code.size}, {"path", json(code.path)}};
+}
+
+Json json(const RolesResponse::Role& role)
+{
+    return {{"key", json(role.key)}, {"name", json(role.name)}, {"present", role.present}};
+}
+
+Json json(const JoinResponse::Channel& channel)
+{
+    return {{"name", json(channel.name)}, {"talk", channel.talk}, {"listen", channel.listen}};
+}
+
+Json json(const CardResponse::Role& role)
+{
+    return {{"name", json(role.name)}, {"url", json(role.url)}, {"qr", json(role.qr)}};
+}
+
+Json json(const DeskEvent::Channel& channel)
+{
+    return {{"talking", json(channel.talking)}, {"announcing", channel.announcing}};
+}
+
+template <typename Entry> Json json(const QList<Entry>& entries)
+{
+    Json list = Json::array();
+    for (const Entry& entry : entries) {
+        list.push_back(json(entry));
+    }
+    return list;
+}
+
+QByteArray text(const Json& document)
+{
+    constexpr int onOneLine = -1;
+    return QByteArray::fromStdString(
+        document.dump(onOneLine, ' ', false, Json::error_handler_t::replace));
+}
+
+const char* wordFor(Goodbye reason)
+{
+    switch (reason) {
+    case Goodbye::OffAir:
+        return "off-air";
+    case Goodbye::Replaced:
+        return "replaced";
+    case Goodbye::Silent:
+        break;
+    }
+    return "silent";
+}
+
+} // namespace
+
+QByteArray responseText(const RolesResponse& response)
+{
+    return text({{"show", json(response.show)}, {"roles", json(response.roles)}});
+}
+
+QByteArray responseText(const JoinResponse& response)
+{
+    const Json role = {{"key", json(response.roleKey)}, {"name", json(response.roleName)}};
+    return text(
+        {{"session", json(response.session)},
+         {"show", json(response.show)},
+         {"role", role},
+         {"channels", json(response.channels)},
+         {"offer", json(response.offer)}});
+}
+
+QByteArray responseText(const CardResponse& response)
+{
+    const Json page = {{"url", json(response.pageUrl)}, {"qr", json(response.pageQr)}};
+    return text(
+        {{"show", json(response.show)},
+         {"code", json(response.code)},
+         {"address", json(response.address)},
+         {"others", json(response.others)},
+         {"fingerprint", json(response.fingerprint)},
+         {"page", page},
+         {"roles", json(response.roles)}});
+}
+
+QByteArray errorText(QLatin1String word)
+{
+    return text({{"error", std::string(word.data(), static_cast<std::size_t>(word.size()))}});
+}
+
+QByteArray slowDownText(std::chrono::seconds wait)
+{
+    return text({{"error", "slow-down"}, {"seconds", wait.count()}});
+}
+
+QByteArray eventData(const DeskEvent& event)
+{
+    return text({{"channels", json(event.channels)}});
+}
+
+QByteArray eventData(Goodbye reason)
+{
+    return text({{"reason", wordFor(reason)}});
+}
+
+} // namespace wingbell

@@ -1,0 +1,107 @@
+#pragma once
+
+#include "relay/api/QrCode.h"
+
+#include <QByteArray>
+#include <QLatin1String>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <chrono>
+
+namespace wingbell {
+
+// What the server tells the crew's pages: JSON in UTF-8, on one line. A lone surrogate, which is no
+// text, becomes a question mark.
+
+/// The show's roles, as the page offers them.
+struct RolesResponse
+{
+    struct Role
+    {
+        QString key;
+        QString name;
+        int present = 0; ///< people on it now
+    };
+
+    QString show;
+    QList<Role> roles;
+};
+
+/// A session that has begun.
+struct JoinResponse
+{
+    struct Channel
+    {
+        QString name;
+        bool talk = false;
+        bool listen = false;
+    };
+
+    QString session;
+    QString show;
+    QString roleKey;
+    QString roleName;
+    QList<Channel> channels; ///< the role's own, in the show's order
+    QByteArray offer;        ///< SDP
+};
+
+/// What stands on the printed card that tells the crew how to join.
+struct CardResponse
+{
+    struct Role
+    {
+        QString name;
+        QString url;
+        QrCode qr;
+    };
+
+    QString show;
+    QString code;
+    QString address;
+    QStringList others;  ///< further addresses
+    QString fingerprint; ///< SHA-256 of the certificate, as browsers show it
+    QString pageUrl;
+    QrCode pageQr;
+    QList<Role> roles;
+};
+
+[[nodiscard]] QByteArray responseText(const RolesResponse& response);
+[[nodiscard]] QByteArray responseText(const JoinResponse& response);
+[[nodiscard]] QByteArray responseText(const CardResponse& response);
+
+/// {"error":"word"}
+[[nodiscard]] QByteArray errorText(QLatin1String word);
+/// {"error":"slow-down","seconds":5}
+[[nodiscard]] QByteArray slowDownText(std::chrono::seconds wait);
+
+// What events of a stream bring.
+
+/// What goes on on the channels of one listener's role, in their order.
+struct DeskEvent
+{
+    struct Channel
+    {
+        QStringList talking; ///< names of the others' roles
+        bool announcing = false;
+
+        friend bool operator==(const Channel&, const Channel&) = default;
+    };
+
+    QList<Channel> channels;
+
+    friend bool operator==(const DeskEvent&, const DeskEvent&) = default;
+};
+
+/// Why a session ends from the server's side.
+enum class Goodbye {
+    OffAir,
+    Replaced, ///< the same page has joined again
+    Silent,   ///< nothing was heard of the page for too long
+};
+
+[[nodiscard]] QByteArray eventData(const DeskEvent& event);
+[[nodiscard]] QByteArray eventData(Goodbye reason);
+
+} // namespace wingbell

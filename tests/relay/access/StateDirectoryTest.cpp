@@ -1,0 +1,322 @@
+#include "relay/access/StateDirectory.h"
+#include "tests/TestProgram.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace wingbell;
+
+namespace {
+
+const QString name = QStringLiteral("secret");
+
+unsigned modeOf(const QString& path)
+{
+    struct stat status = {};
+    return ::lstat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
+void setMode(const QString& path, unsigned mode)
+{
+    QCOMPARE(::chmod(QFile::encodeName(path).constData(), mode), 0);
+}
+
+void put(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(bytes), bytes.size());
+}
+
+} // namespace
+
+class StateDirectoryTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void whatIsWrittenIsReadAgain();
+    void nothingIsThereAtFirst();
+    void theFolderIsForTheUserAlone();
+    void theFileIsForTheUserAlone();
+    void aFileIsReplacedAsAWhole();
+    void nothingIsLeftBesideTheFile();
+    void anOpenFolderIsClosedToOthers();
+    void aFileThatOthersCouldReadIsNotBelieved();
+    void aFileThatOthersCouldWriteIsNotBelieved();
+    void aLinkInPlaceOfTheFileIsNotFollowed();
+    void aLinkInPlaceOfTheFolderIsNotFollowed();
+    void aLinkInPlaceOfTheFileIsReplaced();
+    void aPipeIsNotWaitedFor();
+    void aFolderInPlaceOfTheFileIsAProblem();
+    void aFileInPlaceOfTheFolderIsAProblem();
+    void anotherOwnersFileIsNotBelieved();
+    void anotherOwnersFolderIsNotUsed();
+    void aFileThatIsTooLargeIsAProblem();
+    void aProblemNamesThePath();
+    void whereNoFolderCanBeMadeThatIsTold();
+    void theStandardPathFollowsTheConvention_data();
+    void theStandardPathFollowsTheConvention();
+
+private:
+    [[nodiscard]] QString path() const
+    {
+        return m_place->filePath(QStringLiteral("state/wingbell"));
+    }
+    [[nodiscard]] QString filePath() const { return path() + QLatin1Char('/') + name; }
+    [[nodiscard]] StateDirectory folder() const { return StateDirectory(path()); }
+
+    std::unique_ptr<QTemporaryDir> m_place;
+};
+
+void StateDirectoryTest::init()
+{
+    m_place = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_place->isValid());
+}
+
+void StateDirectoryTest::whatIsWrittenIsReadAgain()
+{
+    const QByteArray bytes("one\0two\n\xFF", 9);
+    QVERIFY(folder().write(name, bytes));
+    QCOMPARE(folder().read(name).value(), bytes);
+}
+
+void StateDirectoryTest::nothingIsThereAtFirst()
+{
+    QCOMPARE(folder().read(name).error().kind, FileError::Kind::Missing);
+    QVERIFY(!QFileInfo::exists(path()));
+    QVERIFY(folder().write(QStringLiteral("other"), "x"));
+    QCOMPARE(folder().read(name).error().kind, FileError::Kind::Missing);
+}
+
+void StateDirectoryTest::theFolderIsForTheUserAlone()
+{
+    const mode_t before = ::umask(0);
+    const auto written = folder().write(name, "x");
+    ::umask(before);
+    QVERIFY(written);
+    QCOMPARE(modeOf(path()), 0700U);
+    QCOMPARE(modeOf(m_place->filePath(QStringLiteral("state"))), 0700U);
+}
+
+void StateDirectoryTest::theFileIsForTheUserAlone()
+{
+    const mode_t before = ::umask(0);
+    const auto written = folder().write(name, "x");
+    ::umask(before);
+    QVERIFY(written);
+    QCOMPARE(modeOf(filePath()), 0600U);
+}
+
+void StateDirectoryTest::aFileIsReplacedAsAWhole()
+{
+    QVERIFY(folder().write(name, QByteArray(10000, 'a')));
+    QFile old(filePath());
+    QVERIFY(old.open(QIODevice::ReadOnly));
+    QVERIFY(folder().write(name, "b"));
+    QCOMPARE(folder().read(name).value(), QByteArray("b"));
+    QCOMPARE(old.readAll(), QByteArray(10000, 'a'));
+}
+
+void StateDirectoryTest::nothingIsLeftBesideTheFile()
+{
+    QVERIFY(folder().write(name, "a"));
+    QVERIFY(folder().write(name, "b"));
+    QVERIFY(QDir(path()).mkdir(QStringLiteral("taken")));
+    QVERIFY(QDir(path()).mkdir(QStringLiteral("taken/inside")));
+    QVERIFY(!folder().write(QStringLiteral("taken"), "c"));
+    QCOMPARE(
+        QDir(path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+        (QStringList{name, QStringLiteral("taken")}));
+}
+
+void StateDirectoryTest::anOpenFolderIsClosedToOthers()
+{
+    QVERIFY(QDir().mkpath(path()));
+    setMode(path(), 0777);
+    (void)folder().read(name);
+    QCOMPARE(modeOf(path()), 0700U);
+    setMode(path(), 0755);
+    QVERIFY(folder().write(name, "x"));
+    QCOMPARE(modeOf(path()), 0700U);
+}
+
+void StateDirectoryTest::aFileThatOthersCouldReadIsNotBelieved()
+{
+    QVERIFY(folder().write(name, "x"));
+    setMode(filePath(), 0700);
+    QCOMPARE(folder().read(name).value(), QByteArray("x"));
+    QCOMPARE(modeOf(filePath()), 0600U);
+    for (const unsigned mode : {0644U, 0640U, 0604U}) {
+        setMode(filePath(), mode);
+        QVERIFY(!folder().read(name));
+        QVERIFY(folder().read(name).error().reason.endsWith(
+            QStringLiteral("other users could read it")));
+    }
+    QVERIFY(folder().write(name, "y"));
+    QCOMPARE(folder().read(name).value(), QByteArray("y"));
+    QCOMPARE(modeOf(filePath()), 0600U);
+}
+
+void StateDirectoryTest::aFileThatOthersCouldWriteIsNotBelieved()
+{
+    QVERIFY(folder().write(name, "x"));
+    for (const unsigned mode : {0660U, 0602U, 0666U}) {
+        setMode(filePath(), mode);
+        QVERIFY(!folder().read(name));
+        QVERIFY(folder().read(name).error().reason.endsWith(
+            QStringLiteral("others could have written it")));
+    }
+    QVERIFY(folder().write(name, "y"));
+    QCOMPARE(folder().read(name).value(), QByteArray("y"));
+}
+
+void StateDirectoryTest::aLinkInPlaceOfTheFileIsNotFollowed()
+{
+    QVERIFY(folder().write(QStringLiteral("target"), "x"));
+    QVERIFY(QFile::link(QStringLiteral("target"), filePath()));
+    QVERIFY(!folder().read(name));
+    QVERIFY(folder().read(name).error().reason.endsWith(QStringLiteral("it is a symbolic link")));
+}
+
+void StateDirectoryTest::aLinkInPlaceOfTheFolderIsNotFollowed()
+{
+    const QString elsewhere = m_place->filePath(QStringLiteral("elsewhere"));
+    QVERIFY(QDir().mkpath(elsewhere));
+    QVERIFY(QDir().mkpath(m_place->filePath(QStringLiteral("state"))));
+    QVERIFY(QFile::link(elsewhere, path()));
+    QVERIFY(folder().read(name).error().reason.endsWith(QStringLiteral("it is a symbolic link")));
+    QVERIFY(
+        folder().write(name, "x").error().reason.endsWith(QStringLiteral("it is a symbolic link")));
+    QVERIFY(QDir(elsewhere).isEmpty());
+}
+
+void StateDirectoryTest::aLinkInPlaceOfTheFileIsReplaced()
+{
+    QVERIFY(folder().write(QStringLiteral("target"), "x"));
+    QVERIFY(QFile::link(QStringLiteral("target"), filePath()));
+    QVERIFY(folder().write(name, "y"));
+    QVERIFY(!QFileInfo(filePath()).isSymLink());
+    QCOMPARE(folder().read(QStringLiteral("target")).value(), QByteArray("x"));
+    QCOMPARE(folder().read(name).value(), QByteArray("y"));
+}
+
+void StateDirectoryTest::aPipeIsNotWaitedFor()
+{
+    QVERIFY(QDir().mkpath(path()));
+    QCOMPARE(::mkfifo(QFile::encodeName(filePath()).constData(), 0600), 0);
+    QVERIFY(!folder().read(name));
+    QVERIFY(
+        folder().read(name).error().reason.endsWith(QStringLiteral("it is not a regular file")));
+    QVERIFY(folder().write(name, "x"));
+    QCOMPARE(folder().read(name).value(), QByteArray("x"));
+}
+
+void StateDirectoryTest::aFolderInPlaceOfTheFileIsAProblem()
+{
+    QVERIFY(QDir().mkpath(filePath()));
+    QVERIFY(!folder().read(name));
+    QVERIFY(!folder().read(name).error().reason.isEmpty());
+    QVERIFY(!folder().write(name, "x"));
+}
+
+void StateDirectoryTest::aFileInPlaceOfTheFolderIsAProblem()
+{
+    QVERIFY(QDir().mkpath(m_place->filePath(QStringLiteral("state"))));
+    put(path(), "a file");
+    QVERIFY(!folder().read(name));
+    QVERIFY(!folder().read(name).error().reason.isEmpty());
+    QVERIFY(!folder().write(name, "x"));
+}
+
+void StateDirectoryTest::anotherOwnersFileIsNotBelieved()
+{
+    if (::geteuid() != 0) {
+        QSKIP("only the administrator can give a file away");
+    }
+    QVERIFY(folder().write(name, "x"));
+    QCOMPARE(::chown(QFile::encodeName(filePath()).constData(), 65534, 65534), 0);
+    QVERIFY(!folder().read(name));
+    QVERIFY(
+        folder().read(name).error().reason.endsWith(QStringLiteral("it belongs to somebody else")));
+    QVERIFY(folder().write(name, "y"));
+    QCOMPARE(folder().read(name).value(), QByteArray("y"));
+}
+
+void StateDirectoryTest::anotherOwnersFolderIsNotUsed()
+{
+    QString foreign = QStringLiteral("/usr");
+    if (::geteuid() == 0) {
+        QVERIFY(folder().write(name, "x"));
+        QCOMPARE(::chown(QFile::encodeName(path()).constData(), 65534, 65534), 0);
+        foreign = path();
+    }
+    const unsigned before = modeOf(foreign);
+    QVERIFY(!StateDirectory(foreign).read(name));
+    QVERIFY(StateDirectory(foreign).read(name).error().reason.endsWith(
+        QStringLiteral("it belongs to somebody else")));
+    QVERIFY(!StateDirectory(foreign).write(name, "x"));
+    QCOMPARE(modeOf(foreign), before);
+}
+
+void StateDirectoryTest::aFileThatIsTooLargeIsAProblem()
+{
+    QVERIFY(folder().write(name, QByteArray(StateDirectory::maxFileSize, 'a')));
+    QCOMPARE(folder().read(name).value().size(), StateDirectory::maxFileSize);
+    QVERIFY(folder().write(name, QByteArray(StateDirectory::maxFileSize + 1, 'a')));
+    QVERIFY(!folder().read(name));
+    QVERIFY(!folder().read(name).error().reason.isEmpty());
+}
+
+void StateDirectoryTest::aProblemNamesThePath()
+{
+    QVERIFY(QDir().mkpath(filePath()));
+    QVERIFY(folder().read(name).error().reason.startsWith(filePath()));
+    QVERIFY(folder().write(name, "x").error().reason.startsWith(filePath()));
+}
+
+void StateDirectoryTest::whereNoFolderCanBeMadeThatIsTold()
+{
+    const StateDirectory nowhere(QStringLiteral("/dev/null/state/wingbell"));
+    QVERIFY(!nowhere.read(name));
+    QVERIFY(nowhere.write(name, "x").error().reason.startsWith(nowhere.path()));
+    QVERIFY(!StateDirectory(QString()).write(name, "x"));
+    const StateDirectory kernels(QStringLiteral("/proc/wingbell"));
+    QVERIFY(!kernels.write(name, "x"));
+}
+
+void StateDirectoryTest::theStandardPathFollowsTheConvention_data()
+{
+    QTest::addColumn<QString>("state");
+    QTest::addColumn<QString>("path");
+    const QString usual = QDir::homePath() + QStringLiteral("/.local/state/wingbell");
+    QTest::newRow("unset") << QString() << usual;
+    QTest::newRow("empty") << QStringLiteral("") << usual;
+    QTest::newRow("relative") << QStringLiteral("state") << usual;
+    QTest::newRow("absolute") << QStringLiteral("/var/state")
+                              << QStringLiteral("/var/state/wingbell");
+    QTest::newRow("slash at the end")
+        << QStringLiteral("/var/state/") << QStringLiteral("/var/state/wingbell");
+}
+
+void StateDirectoryTest::theStandardPathFollowsTheConvention()
+{
+    QFETCH(QString, state);
+    QProcessEnvironment environment;
+    if (!state.isNull()) {
+        environment.insert(QStringLiteral("XDG_STATE_HOME"), state);
+    }
+    QTEST(StateDirectory::standardPath(environment), "path");
+}
+
+WINGBELL_APPLESS_TEST(StateDirectoryTest)
+#include "StateDirectoryTest.moc"
