@@ -1,11 +1,12 @@
 #include "relay/Announcer.h"
 
 #include "relay/Journal.h"
-#include "relay/loop/MainThread.h"
 #include "relay/net/IpAddress.h"
 #include "relay/osc/AnnouncementReading.h"
 #include "relay/osc/OscPacket.h"
 #include "relay/words/LineText.h"
+
+#include <QCoreApplication>
 
 namespace wingbell {
 
@@ -81,18 +82,24 @@ Announcer::Announcer(
     const auto play =
         [&room, self = m_self](std::shared_ptr<SoundSource> sound, const ChannelSet& channels) {
             room.announce(std::move(sound), channels);
-            postToMainThread([self, channels] {
-                if (*self != nullptr) {
-                    (*self)->begun(channels);
-                }
-            });
+            QMetaObject::invokeMethod(
+                qApp,
+                [self, channels] {
+                    if (*self != nullptr) {
+                        (*self)->begun(channels);
+                    }
+                },
+                Qt::QueuedConnection);
         };
     const auto tell = [self = m_self](const SpeechReport& report) {
-        postToMainThread([self, report] {
-            if (*self != nullptr) {
-                (*self)->ended(report);
-            }
-        });
+        QMetaObject::invokeMethod(
+            qApp,
+            [self, report] {
+                if (*self != nullptr) {
+                    (*self)->ended(report);
+                }
+            },
+            Qt::QueuedConnection);
     };
     m_worker = std::make_unique<SpeechWorker>(Speaker::Settings{}, play, tell);
 }

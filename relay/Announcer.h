@@ -1,11 +1,11 @@
 #pragma once
 
+#include "relay/http/RequestLimiter.h"
 #include "relay/osc/Announcement.h"
 #include "relay/osc/OscSocket.h"
 #include "relay/sessions/ShowPatch.h"
 #include "relay/speech/SpeechWorker.h"
 #include "relay/voice/VoiceRoom.h"
-#include "relay/web/RequestLimiter.h"
 
 #include <QSet>
 

@@ -6,9 +6,11 @@
 #include "relay/crew/CrewFolder.h"
 #include "relay/crew/KeptCertificate.h"
 #include "relay/crew/KeptCrewCode.h"
+#include "relay/http/TlsConfiguration.h"
 #include "relay/net/AddressRanking.h"
 #include "relay/net/HostNames.h"
 #include "relay/net/NetworkAddresses.h"
+#include "relay/net/OpenPort.h"
 #include "relay/net/PortHolder.h"
 #include "relay/speech/Speaker.h"
 #include "relay/speech/SpeechProcess.h"
@@ -103,15 +105,15 @@ Place placeOf(quint16 port)
     return place;
 }
 
-WebLimits webLimits()
+HttpLimits httpLimits()
 {
     // A page holds one connection for events and one or two for what it asks; a whole crew may
     // come from one address, through a router of the house.
-    WebLimits limits;
-    limits.connections = 768;
-    limits.connectionsFromOneAddress = 256;
-    limits.requestsASecond = 200;
-    limits.requestsAtOnce = 400;
+    HttpLimits limits;
+    limits.maxConnections = 768;
+    limits.maxConnectionsPerAddress = 256;
+    limits.requestsPerSecond = 200;
+    limits.requestBurst = 400;
     return limits;
 }
 
@@ -119,7 +121,7 @@ WebLimits webLimits()
 struct Ports
 {
     OscSocket osc;
-    TcpListener crew;
+    FileDescriptor crew;
 };
 
 std::variant<Ports, QString> openPorts(quint16 port)
@@ -129,12 +131,12 @@ std::variant<Ports, QString> openPorts(quint16 port)
         const auto holder = osc.error == EADDRINUSE ? udpPortHolder(port) : std::nullopt;
         return portNotOpenSentence(PortKind::Udp, port, osc.error, holder);
     }
-    TcpListener::Opening crew = TcpListener::open(port);
-    if (!crew.listener) {
+    OpenPort crew = openPort(OpenPort::Use::Connections, port);
+    if (!crew.descriptor.isOpen()) {
         const auto holder = crew.error == EADDRINUSE ? tcpPortHolder(port) : std::nullopt;
         return portNotOpenSentence(PortKind::Tcp, port, crew.error, holder);
     }
-    return Ports{std::move(*osc.socket), std::move(*crew.listener)};
+    return Ports{std::move(*osc.socket), std::move(crew.descriptor)};
 }
 
 std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t samplesPerTick)
@@ -154,16 +156,16 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
     if (!kept.certificate) {
         return notOnAirSentence(kept.problem);
     }
-    HttpsServer::Opening server =
-        HttpsServer::open(std::move(listener), kept.certificate->pem(), webLimits());
-    if (!server.server) {
-        return notOnAirSentence(server.error);
+    const auto tls = tlsConfiguration(kept.certificate->pem());
+    if (!tls) {
+        return notOnAirSentence(QStringLiteral("TLS cannot be set up"));
     }
+    auto server = std::make_unique<HttpsServer>(std::move(listener), *tls, httpLimits());
     std::vector<QByteArray> names;
     for (const QString& name : place.names.hostNames) {
         names.push_back(name.toUtf8());
     }
-    server.server->setHostNames(names);
+    server->setHostNames(names);
 
     QStringList remarks;
     if (!code.replacedBecause.isEmpty()) {
@@ -182,7 +184,7 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
         ShowPatch(show),
         port,
         std::move(osc),
-        std::move(server.server),
+        std::move(server),
         {code.code, place.urls, kept.certificate->fingerprint()},
         remarks,
         samplesPerTick};
@@ -190,7 +192,8 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
 
 /// From here on the program may do no more than a show on air needs; a remark says when the kernel
 /// cannot see to that. This is the moment: what needs more is done (the show is read, the ports are
-/// bound, the media library has looked at its parts), and no thread has been started that would
+/// bound, the media library has looked at its parts, TLS is
+/// loaded), and no thread has been started that would
 /// stay outside.
 void confine(QStringList& remarks)
 {

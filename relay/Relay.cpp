@@ -13,36 +13,35 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// How long the end waits for browsers to take their goodbye, and for somebody to read the last
-/// lines.
-constexpr std::chrono::milliseconds goodbyePatience = 250ms;
-constexpr std::chrono::milliseconds lastPatience = 200ms;
+/// How long the end waits for browsers to take their goodbye, and for a reader of the last lines.
+constexpr std::chrono::milliseconds shutDownTimeout = 250ms;
+constexpr std::chrono::milliseconds lastLinesTimeout = 200ms;
 
 constexpr std::chrono::milliseconds lookAroundEvery = 500ms;
 
 /// How many names of channels that there are not are told one by one.
 constexpr std::size_t mostStraysTold = 5;
 
-struct WebReason
+struct HttpReason
 {
-    WebRefusal refusal;
+    HttpError error;
     LineCause cause;
     const char* reason;
 };
 
-constexpr std::array<WebReason, 9> webReasons = {{
-    {WebRefusal::TooManyConnections, LineCause::TooManyConnections,
+constexpr std::array<HttpReason, 9> httpReasons = {{
+    {HttpError::TooManyConnections, LineCause::TooManyConnections,
      "there are too many connections at once"},
-    {WebRefusal::TooManyFromOneAddress, LineCause::TooManyConnections,
+    {HttpError::TooManyFromOneAddress, LineCause::TooManyConnections,
      "it has too many connections at once"},
-    {WebRefusal::TooManyRequests, LineCause::TooManyRequests, "it asks too often"},
-    {WebRefusal::TooSlow, LineCause::TooSlow, "it was too slow"},
-    {WebRefusal::NotTls, LineCause::NotTls,
+    {HttpError::TooManyRequests, LineCause::TooManyRequests, "it asks too often"},
+    {HttpError::TooSlow, LineCause::TooSlow, "it was too slow"},
+    {HttpError::NotTls, LineCause::NotTls,
      "there was no secure connection; a browser there must accept the certificate first"},
-    {WebRefusal::Malformed, LineCause::MalformedRequest, "what it asked is no request"},
-    {WebRefusal::TooLarge, LineCause::MalformedRequest, "its request was too large"},
-    {WebRefusal::ForeignOrigin, LineCause::ForeignRequest, "it asked from a foreign page"},
-    {WebRefusal::UnknownHost, LineCause::ForeignRequest,
+    {HttpError::Malformed, LineCause::MalformedRequest, "what it asked is no request"},
+    {HttpError::TooLarge, LineCause::MalformedRequest, "its request was too large"},
+    {HttpError::ForeignOrigin, LineCause::ForeignRequest, "it asked from a foreign page"},
+    {HttpError::UnknownHost, LineCause::ForeignRequest,
      "it asked by a name that is not this computer's"},
 }};
 
@@ -54,7 +53,6 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
     , m_takesIpv6(parts.osc.takesIpv6())
     , m_door(parts.door)
     , m_remarks(parts.remarks)
-    , m_stop(stop)
     , m_output(output)
     , m_began(Clock::now())
     , m_journal(output, [this] { waitForOutput(); })
@@ -80,11 +78,28 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
                       : QStringLiteral("it has to wait after wrong crew codes"));
           })
     , m_server(std::move(parts.server))
+    , m_stopNotifier(stop.descriptor(), QSocketNotifier::Read)
+    , m_oscNotifier(m_announcer.descriptor(), QSocketNotifier::Read)
 {
-    m_server->onRefused(
-        [this](WebRefusal cause, const sockaddr_storage& who) { turnedAway(cause, who); });
-    m_stopAsked = Watch::readable(m_stop.descriptor(), [this] { this->stop(); });
-    m_oscReadable = Watch::readable(m_announcer.descriptor(), [this] { m_announcer.receive(); });
+    m_server->onRejected(
+        [this](HttpError error, const sockaddr_storage& who) { turnedAway(error, who); });
+    QObject::connect(
+        &m_stopNotifier, &QSocketNotifier::activated, &m_stopNotifier, [this] { this->stop(); });
+    QObject::connect(&m_oscNotifier, &QSocketNotifier::activated, &m_oscNotifier, [this] {
+        m_announcer.receive();
+    });
+    m_heldBackTimer.setSingleShot(true);
+    m_heldBackTimer.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&m_heldBackTimer, &QTimer::timeout, &m_heldBackTimer, [this] {
+        m_journal.tellHeldBack(Clock::now());
+        waitForOutput();
+    });
+    QObject::connect(&m_crewTimer, &QTimer::timeout, &m_crewTimer, [this] {
+        m_crew.lookAround(Clock::now());
+        if (m_crew.people() == 0) {
+            m_crewTimer.stop();
+        }
+    });
     m_mixing->waitUntilTicking();
 }
 
@@ -93,7 +108,7 @@ Relay::~Relay() = default;
 void Relay::run()
 {
     tellOnAir();
-    m_loop.run();
+    m_loop.exec();
     tellOffAir();
 }
 
@@ -119,12 +134,12 @@ void Relay::tellOnAir()
 
 void Relay::stop()
 {
-    m_stopAsked = Watch();
-    m_oscReadable = Watch();
-    m_lookAround = Watch();
+    m_stopNotifier.setEnabled(false);
+    m_oscNotifier.setEnabled(false);
+    m_crewTimer.stop();
     m_announcer.stop();
     m_crew.goOffAir();
-    m_server->goodbye(goodbyePatience, [this] { m_loop.quit(); });
+    m_server->shutDown(shutDownTimeout, [this] { m_loop.quit(); });
 }
 
 void Relay::tellOffAir()
@@ -138,61 +153,46 @@ void Relay::tellOffAir()
     }
     m_journal.tell(offAirSentence(
         std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_began)));
-    m_outputWritable = Watch();
-    m_heldBackDue = Watch();
-    m_output.finish(lastPatience);
+    m_output.finish(lastLinesTimeout);
 }
 
 /// Has the loop wait for just what the output and the lines held back wait for.
 void Relay::waitForOutput()
 {
     const int descriptor = m_output.awaitedDescriptor();
-    if (descriptor < 0) {
-        m_outputWritable = Watch();
-    } else if (!m_outputWritable.isActive()) {
-        m_outputWritable = Watch::writable(descriptor, [this] {
+    if (descriptor >= 0 && !m_outputNotifier) {
+        m_outputNotifier.emplace(descriptor, QSocketNotifier::Write);
+        QObject::connect(&*m_outputNotifier, &QSocketNotifier::activated, &m_loop, [this] {
             m_output.resume();
             waitForOutput();
         });
     }
-    const auto due = m_journal.nextDue();
-    if (due == m_heldBackDueAt) {
-        return;
+    if (m_outputNotifier) {
+        m_outputNotifier->setEnabled(descriptor >= 0);
     }
-    m_heldBackDueAt = due;
-    if (!due) {
-        m_heldBackDue = Watch();
-        return;
+    if (const auto due = m_journal.nextDue()) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(*due - Clock::now());
+        m_heldBackTimer.start(std::max(left, 0ms));
+    } else {
+        m_heldBackTimer.stop();
     }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*due - Clock::now());
-    m_heldBackDue = Watch::after(std::max(left, 0ms), [this] {
-        m_heldBackDueAt.reset();
-        m_heldBackDue = Watch();
-        m_journal.tellHeldBack(Clock::now());
-    });
 }
 
-/// As long as nobody is there, nothing is looked after: a desk at rest does not wake the machine.
+/// While there is no crew, nothing is looked after: a desk at rest does not wake the machine.
 void Relay::lookAfterCrew()
 {
-    if (m_lookAround.isActive()) {
-        return;
+    if (!m_crewTimer.isActive()) {
+        m_crewTimer.start(lookAroundEvery);
     }
-    m_lookAround = Watch::every(lookAroundEvery, [this] {
-        m_crew.lookAround(Clock::now());
-        if (m_crew.people() == 0) {
-            m_lookAround = Watch();
-        }
-    });
 }
 
-void Relay::turnedAway(WebRefusal cause, const sockaddr_storage& who)
+void Relay::turnedAway(HttpError error, const sockaddr_storage& who)
 {
     const auto* const found =
-        std::find_if(webReasons.begin(), webReasons.end(), [cause](const WebReason& entry) {
-            return entry.refusal == cause;
+        std::find_if(httpReasons.begin(), httpReasons.end(), [error](const HttpReason& entry) {
+            return entry.error == error;
         });
-    if (found != webReasons.end()) {
+    if (found != httpReasons.end()) {
         m_journal.turnedAway(found->cause, who, QString::fromLatin1(found->reason));
     }
 }

@@ -2,13 +2,15 @@
 
 #include "relay/Announcer.h"
 #include "relay/Journal.h"
+#include "relay/http/HttpsServer.h"
 #include "relay/link/MediaLibrary.h"
-#include "relay/loop/MainLoop.h"
-#include "relay/loop/Watch.h"
 #include "relay/osc/OscSocket.h"
 #include "relay/sessions/CrewService.h"
 #include "relay/voice/MixingThread.h"
-#include "relay/web/HttpsServer.h"
+
+#include <QEventLoop>
+#include <QSocketNotifier>
+#include <QTimer>
 
 #include <chrono>
 #include <memory>
@@ -53,20 +55,18 @@ private:
     void tellOffAir();
     void waitForOutput();
     void lookAfterCrew();
-    void turnedAway(WebRefusal cause, const sockaddr_storage& who);
+    void turnedAway(HttpError error, const sockaddr_storage& who);
 
     ShowPatch m_show;
     quint16 m_port;
     bool m_takesIpv6;
     CrewService::Door m_door;
     QStringList m_remarks;
-    const StopSignals& m_stop;
     LineWriter& m_output;
     Clock::time_point m_began;
-    MainLoop m_loop;
-    Watch m_outputWritable;
-    Watch m_heldBackDue;
-    std::optional<Clock::time_point> m_heldBackDueAt; ///< when that watch is over
+    QEventLoop m_loop;
+    std::optional<QSocketNotifier> m_outputNotifier; ///< none until the output had to wait
+    QTimer m_heldBackTimer;
     Journal m_journal;
     VoiceRoom m_room;
     std::optional<MixingThread> m_mixing;
@@ -74,9 +74,9 @@ private:
     Announcer m_announcer;
     CrewService m_service;
     std::unique_ptr<HttpsServer> m_server; ///< calls the service, so it goes first
-    Watch m_stopAsked;
-    Watch m_oscReadable;
-    Watch m_lookAround;
+    QSocketNotifier m_stopNotifier;
+    QSocketNotifier m_oscNotifier;
+    QTimer m_crewTimer;
 };
 
 } // namespace wingbell

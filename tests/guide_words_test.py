@@ -14,7 +14,7 @@ TELLERS = [
     "relay/confinement/Confinement.cpp",
     "relay/crew/CrewFolder.cpp", "relay/crew/KeptCertificate.cpp", "relay/link/MediaLibrary.cpp",
     "relay/net/SenderAddress.cpp", "relay/osc/AnnouncementReading.cpp", "relay/osc/OscPacket.cpp",
-    "relay/speech/Speaker.cpp", "relay/speech/WavStream.cpp", "relay/web/TlsIdentity.cpp",
+    "relay/speech/Speaker.cpp", "relay/speech/WavStream.cpp", "relay/IntercomServer.cpp",
     "server/ServerController.cpp", "relay/crew/page/sentences.js",
 ]  # fmt: skip
 

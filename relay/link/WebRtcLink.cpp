@@ -1,7 +1,6 @@
 #include "relay/link/WebRtcLink.h"
 
 #include "relay/link/SourceLimit.h"
-#include "relay/loop/MainThread.h"
 #include "relay/voice/AudioFormat.h"
 
 #include <gst/app/gstappsrc.h>
@@ -9,6 +8,7 @@
 #define GST_USE_UNSTABLE_API
 #include <gst/webrtc/webrtc.h>
 
+#include <QCoreApplication>
 #include <QRandomGenerator>
 
 namespace wingbell {
@@ -378,12 +378,15 @@ bool WebRtcLink::isPeer()
 
 void WebRtcLink::tellOffer(std::optional<QByteArray> offer)
 {
-    postToMainThread([weak = weak_from_this(), offer = std::move(offer)] {
-        const auto link = weak.lock();
-        if (link && link->m_ready && link->m_isOpen) {
-            std::exchange(link->m_ready, nullptr)(offer);
-        }
-    });
+    QMetaObject::invokeMethod(
+        qApp,
+        [weak = weak_from_this(), offer = std::move(offer)] {
+            const auto link = weak.lock();
+            if (link && link->m_ready && link->m_isOpen) {
+                std::exchange(link->m_ready, nullptr)(offer);
+            }
+        },
+        Qt::QueuedConnection);
 }
 
 void WebRtcLink::takeAnswer(const QByteArray& answer, IsPeer isPeer)

@@ -80,9 +80,9 @@ private:
     EventStream m_stream;
 };
 
-void sendError(WebReply& reply, int status, const char* word)
+void sendError(PendingResponse& response, int status, const char* word)
 {
-    reply.sendJson(status, errorText(QLatin1String(word)));
+    response.sendJson(status, errorText(QLatin1String(word)));
 }
 
 } // namespace
@@ -105,10 +105,10 @@ void CrewService::addPages(HttpsServer& server)
     const QString help = QStringLiteral("help.html");
     for (const QString& name : builtIn().entryList(QDir::Files)) {
         // What explains the certificate is read before any style of ours can be fetched.
-        const WebHeaders headers =
+        const HttpHeaders headers =
             name == help
-                ? WebHeaders{{"Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'"}}
-                : WebHeaders();
+                ? HttpHeaders{{"Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'"}}
+                : HttpHeaders();
         server.addPage(pathOf(name), typeOf(name), bytesOf(name), headers);
     }
     server.setPlainPage(bytesOf(help));
@@ -118,13 +118,13 @@ void CrewService::addPages(HttpsServer& server)
 template <typename Reader, typename Take>
 void CrewService::onPost(HttpsServer& server, const char* path, Reader reader, Take take)
 {
-    server.onPost(path, [reader, take](const WebRequest& request, WebReply reply) {
+    server.onPost(path, [reader, take](const HttpRequest& request, PendingResponse response) {
         const auto reading = reader(request.body);
         if (const auto* fault = std::get_if<RequestFault>(&reading)) {
-            reply.sendJson(400, errorText(wordFor(*fault)));
+            response.sendJson(400, errorText(wordFor(*fault)));
             return;
         }
-        take(std::get<0>(reading), request.peer, std::move(reply));
+        take(std::get<0>(reading), request.peer, std::move(response));
     });
 }
 
@@ -133,64 +133,65 @@ void CrewService::addRequests(HttpsServer& server)
     using Peer = const sockaddr_storage&;
     onPost(
         server, "/api/roles", readCodeRequest,
-        [this](const CodeRequest& request, Peer peer, WebReply reply) {
-            if (isAdmitted(request.code, peer, reply)) {
-                sendRoles(std::move(reply));
+        [this](const CodeRequest& request, Peer peer, PendingResponse response) {
+            if (isAdmitted(request.code, peer, response)) {
+                sendRoles(std::move(response));
             }
         });
     onPost(
         server, "/api/card", readCodeRequest,
-        [this](const CodeRequest& request, Peer peer, WebReply reply) {
-            if (isAdmitted(request.code, peer, reply)) {
-                sendCard(std::move(reply));
+        [this](const CodeRequest& request, Peer peer, PendingResponse response) {
+            if (isAdmitted(request.code, peer, response)) {
+                sendCard(std::move(response));
             }
         });
     onPost(
         server, "/api/join", readJoinRequest,
-        [this](const JoinRequest& request, Peer peer, WebReply reply) {
-            if (isAdmitted(request.code, peer, reply)) {
-                join(request, peer, std::move(reply));
+        [this](const JoinRequest& request, Peer peer, PendingResponse response) {
+            if (isAdmitted(request.code, peer, response)) {
+                join(request, peer, std::move(response));
             }
         });
     onPost(
         server, "/api/answer", readAnswerRequest,
-        [this](const AnswerRequest& request, Peer, WebReply reply) {
+        [this](const AnswerRequest& request, Peer, PendingResponse response) {
             const auto answer = readMediaAnswer(request.answer);
             if (!std::holds_alternative<MediaAnswer>(answer)) {
-                sendError(reply, 400, "bad-answer");
+                sendError(response, 400, "bad-answer");
             } else if (m_crew.takeAnswer(
                            request.session, std::get<MediaAnswer>(answer), Clock::now())) {
-                reply.sendNothing();
+                response.sendNothing();
             } else {
-                sendError(reply, 404, "no-such-session");
+                sendError(response, 404, "no-such-session");
             }
         });
     onPost(
         server, "/api/state", readStateRequest,
-        [this](const StateRequest& request, Peer, WebReply reply) {
+        [this](const StateRequest& request, Peer, PendingResponse response) {
             if (m_crew.takeState(request, Clock::now())) {
-                reply.sendNothing();
+                response.sendNothing();
             } else {
-                sendError(reply, 404, "no-such-session");
+                sendError(response, 404, "no-such-session");
             }
         });
     onPost(
         server, "/api/leave", readLeaveRequest,
-        [this](const LeaveRequest& request, Peer, WebReply reply) {
+        [this](const LeaveRequest& request, Peer, PendingResponse response) {
             m_crew.leave(request.session);
-            reply.sendNothing();
+            response.sendNothing();
         });
-    server.onGet("/api/events", [this](const WebRequest& request, WebReply reply) {
-        openEvents(request, std::move(reply));
+    server.onGet("/api/events", [this](const HttpRequest& request, PendingResponse response) {
+        openEvents(request, std::move(response));
     });
 }
 
-/// True when `code` is the crew's. Otherwise the reply is sent.
-bool CrewService::isAdmitted(const QString& code, const sockaddr_storage& peer, WebReply& reply)
+/// True when `code` is the crew's. Otherwise the response is sent.
+bool CrewService::isAdmitted(
+    const QString& code, const sockaddr_storage& peer, PendingResponse& response)
 {
     const std::optional<IpAddress> address = IpAddress::fromSocket(peer);
     if (!address) {
-        sendError(reply, 403, "wrong-code");
+        sendError(response, 403, "wrong-code");
         return false;
     }
     const CodeVerdict verdict = m_guard.check(*address, code, Clock::now());
@@ -199,14 +200,14 @@ bool CrewService::isAdmitted(const QString& code, const sockaddr_storage& peer, 
     }
     m_wrongCode(verdict.kind, peer);
     if (verdict.kind == CodeVerdict::Kind::Wrong) {
-        sendError(reply, 403, "wrong-code");
+        sendError(response, 403, "wrong-code");
     } else {
-        reply.sendJson(429, slowDownText(verdict.wait));
+        response.sendJson(429, slowDownText(verdict.wait));
     }
     return false;
 }
 
-void CrewService::sendRoles(WebReply reply) const
+void CrewService::sendRoles(PendingResponse response) const
 {
     RolesAnswer answer;
     answer.show = m_show.name();
@@ -215,10 +216,10 @@ void CrewService::sendRoles(WebReply reply) const
             {m_keys.keys().at(static_cast<qsizetype>(place)), m_show.roles().at(place).name,
              static_cast<int>(m_crew.present(place))});
     }
-    reply.sendJson(200, answerText(answer));
+    response.sendJson(200, answerText(answer));
 }
 
-void CrewService::sendCard(WebReply reply) const
+void CrewService::sendCard(PendingResponse response) const
 {
     const QString page = m_door.urls.constFirst();
     const QString withCode = page + QStringLiteral("#code=") + m_door.code.text();
@@ -236,14 +237,15 @@ void CrewService::sendCard(WebReply reply) const
         answer.roles.append(
             {m_show.roles().at(place).name, url, qrCode(url.toUtf8()).value_or(QrCode())});
     }
-    reply.sendJson(200, answerText(answer));
+    response.sendJson(200, answerText(answer));
 }
 
-void CrewService::join(const JoinRequest& request, const sockaddr_storage& peer, WebReply reply)
+void CrewService::join(
+    const JoinRequest& request, const sockaddr_storage& peer, PendingResponse response)
 {
     const std::optional<qsizetype> role = m_keys.roleOf(request.role);
     if (!role) {
-        sendError(reply, 404, "no-such-role");
+        sendError(response, 404, "no-such-role");
         return;
     }
     const auto place = static_cast<std::size_t>(*role);
@@ -257,8 +259,8 @@ void CrewService::join(const JoinRequest& request, const sockaddr_storage& peer,
         }
         return result;
     };
-    // A function object must be copyable, a reply is not.
-    const auto shared = std::make_shared<WebReply>(std::move(reply));
+    // A function object must be copyable, a response is not.
+    const auto shared = std::make_shared<PendingResponse>(std::move(response));
     m_crew.join(
         {place, request.microphone, request.replaces.value_or(QString()), numericAddress(peer)},
         Clock::now(), [shared, answer](const Crew::JoinOutcome& outcome) {
@@ -271,16 +273,16 @@ void CrewService::join(const JoinRequest& request, const sockaddr_storage& peer,
         });
 }
 
-void CrewService::openEvents(const WebRequest& request, WebReply reply)
+void CrewService::openEvents(const HttpRequest& request, PendingResponse response)
 {
     const QString session =
-        QString::fromLatin1(request.queryItem("session").value_or(QByteArray()));
+        QString::fromLatin1(request.head.queryItem("session").value_or(QByteArray()));
     if (!m_crew.has(session)) {
-        sendError(reply, 404, "no-such-session");
+        sendError(response, 404, "no-such-session");
         return;
     }
     (void)m_crew.takeEvents(
-        session, std::make_unique<StreamedEvents>(reply.openEvents()), Clock::now());
+        session, std::make_unique<StreamedEvents>(response.openEvents()), Clock::now());
 }
 
 } // namespace wingbell

@@ -3,8 +3,8 @@
 #include "relay/crew/CodeGuard.h"
 #include "relay/crew/JoinRequest.h"
 #include "relay/crew/RoleKeys.h"
+#include "relay/http/HttpsServer.h"
 #include "relay/sessions/Crew.h"
-#include "relay/web/HttpsServer.h"
 
 #include <functional>
 
@@ -39,12 +39,12 @@ private:
     template <typename Reader, typename Take>
     void onPost(HttpsServer& server, const char* path, Reader reader, Take take);
     [[nodiscard]] bool
-    isAdmitted(const QString& code, const sockaddr_storage& peer, WebReply& reply);
+    isAdmitted(const QString& code, const sockaddr_storage& peer, PendingResponse& response);
 
-    void sendRoles(WebReply reply) const;
-    void sendCard(WebReply reply) const;
-    void join(const JoinRequest& request, const sockaddr_storage& peer, WebReply reply);
-    void openEvents(const WebRequest& request, WebReply reply);
+    void sendRoles(PendingResponse response) const;
+    void sendCard(PendingResponse response) const;
+    void join(const JoinRequest& request, const sockaddr_storage& peer, PendingResponse response);
+    void openEvents(const HttpRequest& request, PendingResponse response);
 
     const ShowPatch& m_show;
     Crew& m_crew;
