@@ -565,7 +565,7 @@ void HttpsServerBoundsTest::theLoopRestsWhateverIsWaitedFor()
     QFETCH(QByteArray, bytes);
     QFETCH(QByteArray, expected);
     WebUnderTest web(WebUnderTest::wideLimits());
-    web.server->addPage("/huge", "text/plain", QByteArray(100000000, 'x'));
+    web.server->addPage("/huge", "text/plain", QByteArray(20000000, 'x'));
     Browser browser(web.port);
     if (isSecure) {
         browser.secure();
