@@ -49,7 +49,6 @@ HttpConnection::HttpConnection(
     m_timer.setSingleShot(true);
     connect(&m_timer, &QTimer::timeout, this, &HttpConnection::takeTurn);
     connect(&m_socket, &QSslSocket::readyRead, this, &HttpConnection::wake);
-    connect(&m_socket, &QSslSocket::errorOccurred, this, &HttpConnection::noteError);
     connect(&m_socket, &QSslSocket::disconnected, this, &HttpConnection::wake);
     connect(&m_socket, &QSslSocket::alertReceived, this, [this] { m_hasAlert = true; });
     const auto noteProgress = [this] {
@@ -60,6 +59,7 @@ HttpConnection::HttpConnection(
     connect(&m_socket, &QSslSocket::encryptedBytesWritten, this, noteProgress);
     if (m_socket.setSocketDescriptor(descriptor.get())) {
         m_socket.setReadBufferSize(readBufferBytes);
+        connect(&m_socket, &QSslSocket::errorOccurred, this, &HttpConnection::noteError);
         // Qt notices a reset only when it reads or writes. poll() reports one unasked.
         m_resetNotifier.emplace(descriptor.release(), QSocketNotifier::Exception);
         connect(&*m_resetNotifier, &QSocketNotifier::activated, this, [this] {
@@ -416,7 +416,7 @@ bool HttpConnection::drain()
 }
 
 /// Sends `bytes`, which are few.
-void HttpConnection::say(QByteArray bytes)
+void HttpConnection::say(const QByteArray& bytes)
 {
     if (isFlushed()) {
         m_progress = Clock::now();

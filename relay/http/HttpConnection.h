@@ -101,7 +101,7 @@ private:
 
     void handOn(HttpRequest request);
     void refuse(const RequestError& error);
-    void say(QByteArray bytes);
+    void say(const QByteArray& bytes);
     void beginLingering();
     [[nodiscard]] bool drain();
 
@@ -120,7 +120,7 @@ private:
     Owner& m_owner;
 
     QSslSocket m_socket;
-    std::optional<QSocketNotifier> m_resetNotifier; ///< also while nothing is read
+    std::optional<QSocketNotifier> m_resetNotifier; ///< set unless it had gone at once
     QTimer m_timer;
     bool m_isWoken = false;
 

@@ -30,7 +30,7 @@ struct HttpLimits
 
     /// Rate limit of each address, where a new connection counts as a request.
     double requestsPerSecond = 40;
-    double requestBurst = 100;
+    int requestBurst = 100;
 
     std::chrono::milliseconds firstRequestTimeout{10000}; ///< from the start, TLS included
     std::chrono::milliseconds requestTimeout{10000};      ///< from its first byte to its last

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "relay/http/AddressKey.h"
+#include "relay/words/TokenBucket.h"
 
 #include <chrono>
 #include <cstddef>
@@ -17,30 +18,19 @@ namespace wingbell {
 class RequestLimiter
 {
 public:
-    using Clock = std::chrono::steady_clock;
+    using Clock = TokenBucket::Clock;
 
     static constexpr std::size_t maxAddresses = 1024;
 
-    RequestLimiter(double requestsPerSecond, double burst);
+    RequestLimiter(double requestsPerSecond, int burst);
 
     /// True when one more request from `peer`, whatever its port, may be served now.
     [[nodiscard]] bool admit(const sockaddr_storage& peer, Clock::time_point now);
 
 private:
-    struct Bucket
-    {
-        double tokens;
-        Clock::time_point filled;
-    };
-
-    void forgetFullBuckets(Clock::time_point now);
-    void fill(Bucket& bucket, Clock::time_point now) const;
-    [[nodiscard]] bool take(Bucket& bucket, Clock::time_point now) const;
-
-    double m_rate;
-    double m_capacity;
-    std::map<AddressKey, Bucket> m_buckets;
-    Bucket m_shared;
+    TokenBucket m_fullBucket;
+    std::map<AddressKey, TokenBucket> m_buckets;
+    TokenBucket m_shared;
 };
 
 } // namespace wingbell

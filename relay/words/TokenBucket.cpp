@@ -22,6 +22,11 @@ bool TokenBucket::take(Clock::time_point now)
     return true;
 }
 
+bool TokenBucket::isFull(Clock::time_point now) const
+{
+    return m_tokens == m_capacity || (now - m_refilled) / m_interval >= m_capacity - m_tokens;
+}
+
 TokenBucket::Clock::time_point TokenBucket::nextToken() const
 {
     return m_tokens > 0 ? Clock::time_point::min() : m_refilled + m_interval;

@@ -17,6 +17,8 @@ public:
     /// Takes a token; false when there is none.
     [[nodiscard]] bool take(Clock::time_point now);
 
+    [[nodiscard]] bool isFull(Clock::time_point now) const;
+
     /// From when on there is a token, as far as is known since take() last looked.
     [[nodiscard]] Clock::time_point nextToken() const;
 

@@ -51,6 +51,8 @@ private Q_SLOTS:
     void whoVanishesLeavesNothing_data();
     void whoVanishesLeavesNothing();
 
+    void whoHasGoneBeforeItIsAcceptedLeavesNothing();
+
     void theLoopRestsWhateverIsWaitedFor_data();
     void theLoopRestsWhateverIsWaitedFor();
 
@@ -534,6 +536,24 @@ void HttpsServerBoundsTest::whoVanishesLeavesNothing()
     QTRY_COMPARE(web.connections(), none);
     QVERIFY(web.requests.empty());
     QVERIFY(!web.hasRejected(HttpError::TooSlow));
+}
+
+void HttpsServerBoundsTest::whoHasGoneBeforeItIsAcceptedLeavesNothing()
+{
+    WebUnderTest web(WebUnderTest::wideLimits());
+    for (const bool withError : {false, true}) {
+        Browser browser(web.port);
+        browser.sendRaw(Browser::firstWord());
+        if (withError) {
+            browser.reset();
+        } else {
+            browser.close();
+        }
+    }
+    QTRY_VERIFY(loopRests() && web.connections() == none);
+    QVERIFY(web.rejections.empty());
+    Browser browser = asking(web, get("/"));
+    QTRY_VERIFY(got(browser, 200));
 }
 
 void HttpsServerBoundsTest::theLoopRestsWhateverIsWaitedFor_data()
