@@ -50,7 +50,7 @@ public:
         const HttpLimits& limits, Owner& owner);
     Q_DISABLE_COPY_MOVE(HttpConnection)
 
-    /// Closes at once and tells nobody.
+    /// Closes at once, without telling the owner.
     ~HttpConnection() override;
 
     [[nodiscard]] const sockaddr_storage& peer() const { return m_peer; }

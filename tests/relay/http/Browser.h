@@ -29,7 +29,7 @@ public:
     /// True if the server asked for a certificate of the client.
     [[nodiscard]] bool isAskedForCertificate() const { return *m_isAsked; }
 
-    /// Refuses the server's certificate, which nobody vouches for.
+    /// Refuses the server's certificate, which signs itself.
     void verifyServer();
 
     /// What a browser says first in TLS, for those who say no more.

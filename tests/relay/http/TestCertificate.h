@@ -4,7 +4,7 @@
 
 namespace wingbell {
 
-/// A certificate that signs itself and its private key, as PEM text; made anew each time.
+/// A certificate that signs itself and its private key, as PEM text; a new one each time.
 struct TestCertificate
 {
     QByteArray certificate;

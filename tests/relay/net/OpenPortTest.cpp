@@ -12,7 +12,7 @@ using namespace wingbell;
 
 namespace {
 
-/// A client that has connected to `port`; none where nobody listens.
+/// A client that has connected to `port`; none if the port is closed.
 FileDescriptor connected(quint16 port)
 {
     FileDescriptor client(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
