@@ -33,6 +33,9 @@ public:
     [[nodiscard]] bool isOpen() const { return m_descriptor >= 0; }
     [[nodiscard]] int get() const { return m_descriptor; }
 
+    /// Gives it to another owner.
+    [[nodiscard]] int release() { return std::exchange(m_descriptor, -1); }
+
     /// Closes it early. False when the system reports that earlier writes were lost.
     [[nodiscard]] bool close()
     {

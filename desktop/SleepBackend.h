@@ -1,7 +1,7 @@
 #pragma once
 
-#include "desktop/SleepServices.h"
 #include "base/FileDescriptor.h"
+#include "desktop/SleepServices.h"
 
 #include <QObject>
 #include <QTimer>

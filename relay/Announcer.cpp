@@ -3,10 +3,11 @@
 #include "relay/EventLog.h"
 #include "relay/log/LineText.h"
 #include "relay/log/Messages.h"
-#include "relay/loop/MainThread.h"
 #include "relay/net/IpAddress.h"
 #include "relay/osc/AnnouncementReading.h"
 #include "relay/osc/OscPacket.h"
+
+#include <QCoreApplication>
 
 #include <array>
 
@@ -73,18 +74,24 @@ Announcer::Announcer(
     const auto play =
         [&room, self = m_self](std::shared_ptr<AudioSource> sound, const ChannelSet& channels) {
             room.announce(std::move(sound), channels);
-            postToMainThread([self, channels] {
-                if (*self != nullptr) {
-                    (*self)->begun(channels);
-                }
-            });
+            QMetaObject::invokeMethod(
+                qApp,
+                [self, channels] {
+                    if (*self != nullptr) {
+                        (*self)->begun(channels);
+                    }
+                },
+                Qt::QueuedConnection);
         };
     const auto tell = [self = m_self](const SpeechReport& report) {
-        postToMainThread([self, report] {
-            if (*self != nullptr) {
-                (*self)->ended(report);
-            }
-        });
+        QMetaObject::invokeMethod(
+            qApp,
+            [self, report] {
+                if (*self != nullptr) {
+                    (*self)->ended(report);
+                }
+            },
+            Qt::QueuedConnection);
     };
     m_worker = std::make_unique<SpeechWorker>(SpeechSynthesizer::Settings{}, play, tell);
 }
@@ -140,8 +147,7 @@ void Announcer::reject(const OscError& error, const QHostAddress& sender)
         {isName ? quoted(error.subject) : error.subject}, sender);
 }
 
-void Announcer::reject(
-    Admission why, const Announcement& announcement, const QHostAddress& sender)
+void Announcer::reject(Admission why, const Announcement& announcement, const QHostAddress& sender)
 {
     const bool isThere = announcement.channel.has_value();
     const QString where = quoted(announcement.channel.value_or(QString()));

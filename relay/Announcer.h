@@ -1,11 +1,11 @@
 #pragma once
 
 #include "relay/audio/Room.h"
+#include "relay/http/RequestLimiter.h"
 #include "relay/osc/AnnouncementReading.h"
 #include "relay/osc/OscSocket.h"
 #include "relay/sessions/ShowPatch.h"
 #include "relay/speech/SpeechWorker.h"
-#include "relay/web/RequestLimiter.h"
 
 #include <QSet>
 
@@ -26,7 +26,7 @@ public:
     /// So many a second from one address, and so many at once: a cue player that runs wild, or a
     /// prank, must not fill the queue for everybody. A cue list in earnest stays far below.
     static constexpr double announcementsASecond = 4;
-    static constexpr double announcementsAtOnce = 16;
+    static constexpr int announcementsAtOnce = 16;
 
     /// Takes over the bound `socket`; borrows the others, which must outlive it.
     Announcer(

@@ -55,13 +55,10 @@ void EventLog::tell(Message message, const QStringList& arguments)
 
 void EventLog::announced(const Announcement& announcement, const QHostAddress& sender)
 {
-    tell(LogEvent::Announced, [&] {
-        return announcedSentence(announcement, addressText(sender));
-    });
+    tell(LogEvent::Announced, [&] { return announcedSentence(announcement, addressText(sender)); });
 }
 
-void EventLog::rejected(
-    Message reason, const QStringList& arguments, const QHostAddress& sender)
+void EventLog::rejected(Message reason, const QStringList& arguments, const QHostAddress& sender)
 {
     const LogEvent event = eventOf(reason);
     const bool isPacket = event == LogEvent::UnreadablePacket;

@@ -7,12 +7,14 @@
 #include "relay/access/StoredCertificate.h"
 #include "relay/audio/AudioFormat.h"
 #include "relay/confinement/ConfinementRules.h"
+#include "relay/http/TlsConfiguration.h"
 #include "relay/log/LineText.h"
 #include "relay/log/LineWriter.h"
 #include "relay/log/Messages.h"
 #include "relay/net/AddressRanking.h"
 #include "relay/net/HostNames.h"
 #include "relay/net/NetworkAddresses.h"
+#include "relay/net/OpenPort.h"
 #include "relay/net/PortHolder.h"
 #include "relay/speech/SpeechSynthesizer.h"
 
@@ -105,15 +107,15 @@ Place placeOf(quint16 port)
     return place;
 }
 
-WebLimits webLimits()
+HttpLimits httpLimits()
 {
     // A page holds one connection for events and one or two for what it asks; a whole crew may
     // come from one address, through a router of the house.
-    WebLimits limits;
-    limits.connections = 768;
-    limits.connectionsFromOneAddress = 256;
-    limits.requestsASecond = 200;
-    limits.requestsAtOnce = 400;
+    HttpLimits limits;
+    limits.maxConnections = 768;
+    limits.maxConnectionsPerAddress = 256;
+    limits.requestsPerSecond = 200;
+    limits.requestBurst = 400;
     return limits;
 }
 
@@ -121,7 +123,7 @@ WebLimits webLimits()
 struct Ports
 {
     OscSocket osc;
-    TcpListener crew;
+    FileDescriptor crew;
 };
 
 std::variant<Ports, QString> openPorts(quint16 port)
@@ -131,12 +133,12 @@ std::variant<Ports, QString> openPorts(quint16 port)
         const auto holder = osc.error == EADDRINUSE ? udpPortHolder(port) : std::nullopt;
         return portNotOpenSentence(PortKind::Udp, port, osc.error, holder);
     }
-    TcpListener::Opening crew = TcpListener::open(port);
-    if (!crew.listener) {
+    OpenPort crew = openPort(OpenPort::Use::Connections, port);
+    if (!crew.descriptor.isOpen()) {
         const auto holder = crew.error == EADDRINUSE ? tcpPortHolder(port) : std::nullopt;
         return portNotOpenSentence(PortKind::Tcp, port, crew.error, holder);
     }
-    return Ports{std::move(*osc.socket), std::move(*crew.listener)};
+    return Ports{std::move(*osc.socket), std::move(crew.descriptor)};
 }
 
 std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t samplesPerTick)
@@ -155,19 +157,18 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
     const auto certificate =
         loadOrCreateCertificate(folder, place.names, std::chrono::system_clock::now());
     if (!certificate) {
-        return messageText(
-            Message::NotOnAir, {QStringLiteral("OpenSSL made no certificate")});
+        return messageText(Message::NotOnAir, {QStringLiteral("OpenSSL made no certificate")});
     }
-    HttpsServer::Opening server =
-        HttpsServer::open(std::move(listener), certificate->certificate.pem(), webLimits());
-    if (!server.server) {
-        return messageText(Message::NotOnAir, {server.error});
+    const auto tls = tlsConfiguration(certificate->certificate.pem());
+    if (!tls) {
+        return messageText(Message::NotOnAir, {QStringLiteral("TLS cannot be set up")});
     }
+    auto server = std::make_unique<HttpsServer>(std::move(listener), *tls, httpLimits());
     std::vector<QByteArray> names;
     for (const QString& name : place.names.hostNames) {
         names.push_back(name.toUtf8());
     }
-    server.server->setHostNames(names);
+    server->setHostNames(names);
 
     QStringList remarks;
     if (!code.replacedBecause.isEmpty()) {
@@ -186,7 +187,7 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
         ShowPatch(show),
         port,
         std::move(osc),
-        std::move(server.server),
+        std::move(server),
         {code.code, place.urls, certificate->certificate.fingerprint()},
         remarks,
         samplesPerTick};
@@ -194,7 +195,8 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
 
 /// From here on the program may do no more than a show on air needs; a remark says when the kernel
 /// cannot see to that. This is the moment: what needs more is done (the show is read, the ports are
-/// bound, the media library has looked at its parts), and no thread has been started that would
+/// bound, the media library has looked at its parts, TLS is
+/// loaded), and no thread has been started that would
 /// stay outside.
 void confine(QStringList& remarks)
 {

@@ -14,36 +14,35 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// How long the end waits for browsers to take their goodbye, and for somebody to read the last
-/// lines.
-constexpr std::chrono::milliseconds goodbyePatience = 250ms;
-constexpr std::chrono::milliseconds lastPatience = 200ms;
+/// How long the end waits for browsers to take their goodbye, and for a reader of the last lines.
+constexpr std::chrono::milliseconds shutDownTimeout = 250ms;
+constexpr std::chrono::milliseconds lastLinesTimeout = 200ms;
 
 constexpr std::chrono::milliseconds lookAroundEvery = 500ms;
 
 /// How many unknown channels are told one by one.
 constexpr std::size_t maxUnknownChannelsTold = 5;
 
-Message messageOf(WebRefusal cause)
+Message messageOf(HttpError error)
 {
-    switch (cause) {
-    case WebRefusal::TooManyConnections:
+    switch (error) {
+    case HttpError::TooManyConnections:
         return Message::TooManyConnections;
-    case WebRefusal::TooManyFromOneAddress:
+    case HttpError::TooManyFromOneAddress:
         return Message::TooManyFromOneAddress;
-    case WebRefusal::TooManyRequests:
+    case HttpError::TooManyRequests:
         return Message::TooManyRequests;
-    case WebRefusal::TooSlow:
+    case HttpError::TooSlow:
         return Message::TooSlow;
-    case WebRefusal::NotTls:
+    case HttpError::NotTls:
         return Message::NotTls;
-    case WebRefusal::TooLarge:
+    case HttpError::TooLarge:
         return Message::RequestTooLarge;
-    case WebRefusal::ForeignOrigin:
+    case HttpError::ForeignOrigin:
         return Message::ForeignOrigin;
-    case WebRefusal::UnknownHost:
+    case HttpError::UnknownHost:
         return Message::UnknownHost;
-    case WebRefusal::Malformed:
+    case HttpError::Malformed:
         break;
     }
     return Message::MalformedRequest;
@@ -57,7 +56,6 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
     , m_takesIpv6(parts.osc.takesIpv6())
     , m_door(parts.door)
     , m_remarks(parts.remarks)
-    , m_stop(stop)
     , m_output(output)
     , m_began(Clock::now())
     , m_log(output, [this] { waitForOutput(); })
@@ -80,12 +78,29 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
                   kind == CodeError::Kind::Wrong ? Message::WrongCode : Message::MustWait, who);
           })
     , m_server(std::move(parts.server))
+    , m_stopNotifier(stop.descriptor(), QSocketNotifier::Read)
+    , m_oscNotifier(m_announcer.descriptor(), QSocketNotifier::Read)
 {
-    m_server->onRefused([this](WebRefusal cause, const QHostAddress& who) {
-        m_log.rejectedRequest(messageOf(cause), who);
+    m_server->onRejected([this](HttpError error, const QHostAddress& who) {
+        m_log.rejectedRequest(messageOf(error), who);
     });
-    m_stopAsked = Watch::readable(m_stop.descriptor(), [this] { this->stop(); });
-    m_oscReadable = Watch::readable(m_announcer.descriptor(), [this] { m_announcer.receive(); });
+    QObject::connect(
+        &m_stopNotifier, &QSocketNotifier::activated, &m_stopNotifier, [this] { this->stop(); });
+    QObject::connect(&m_oscNotifier, &QSocketNotifier::activated, &m_oscNotifier, [this] {
+        m_announcer.receive();
+    });
+    m_heldBackTimer.setSingleShot(true);
+    m_heldBackTimer.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&m_heldBackTimer, &QTimer::timeout, &m_heldBackTimer, [this] {
+        m_log.tellHeldBack(Clock::now());
+        waitForOutput();
+    });
+    QObject::connect(&m_crewTimer, &QTimer::timeout, &m_crewTimer, [this] {
+        m_crew.lookAround(Clock::now());
+        if (m_crew.people() == 0) {
+            m_crewTimer.stop();
+        }
+    });
     m_mixing->waitUntilRunning();
 }
 
@@ -94,7 +109,7 @@ Relay::~Relay() = default;
 void Relay::run()
 {
     tellOnAir();
-    m_loop.run();
+    m_loop.exec();
     tellOffAir();
 }
 
@@ -125,12 +140,12 @@ void Relay::tellOnAir()
 
 void Relay::stop()
 {
-    m_stopAsked = Watch();
-    m_oscReadable = Watch();
-    m_lookAround = Watch();
+    m_stopNotifier.setEnabled(false);
+    m_oscNotifier.setEnabled(false);
+    m_crewTimer.stop();
     m_announcer.stop();
     m_crew.goOffAir();
-    m_server->goodbye(goodbyePatience, [this] { m_loop.quit(); });
+    m_server->shutDown(shutDownTimeout, [this] { m_loop.quit(); });
 }
 
 void Relay::tellOffAir()
@@ -145,52 +160,37 @@ void Relay::tellOffAir()
     m_log.tell(
         Message::OffAir, {durationInWords(std::chrono::duration_cast<std::chrono::milliseconds>(
                              Clock::now() - m_began))});
-    m_outputWritable = Watch();
-    m_heldBackDue = Watch();
-    m_output.finish(lastPatience);
+    m_output.finish(lastLinesTimeout);
 }
 
 /// Has the loop wait for just what the output and the lines held back wait for.
 void Relay::waitForOutput()
 {
     const int descriptor = m_output.awaitedDescriptor();
-    if (descriptor < 0) {
-        m_outputWritable = Watch();
-    } else if (!m_outputWritable.isActive()) {
-        m_outputWritable = Watch::writable(descriptor, [this] {
+    if (descriptor >= 0 && !m_outputNotifier) {
+        m_outputNotifier.emplace(descriptor, QSocketNotifier::Write);
+        QObject::connect(&*m_outputNotifier, &QSocketNotifier::activated, &m_loop, [this] {
             m_output.resume();
             waitForOutput();
         });
     }
-    const auto due = m_log.nextDue();
-    if (due == m_heldBackDueAt) {
-        return;
+    if (m_outputNotifier) {
+        m_outputNotifier->setEnabled(descriptor >= 0);
     }
-    m_heldBackDueAt = due;
-    if (!due) {
-        m_heldBackDue = Watch();
-        return;
+    if (const auto due = m_log.nextDue()) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(*due - Clock::now());
+        m_heldBackTimer.start(std::max(left, 0ms));
+    } else {
+        m_heldBackTimer.stop();
     }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*due - Clock::now());
-    m_heldBackDue = Watch::after(std::max(left, 0ms), [this] {
-        m_heldBackDueAt.reset();
-        m_heldBackDue = Watch();
-        m_log.tellHeldBack(Clock::now());
-    });
 }
 
-/// As long as nobody is there, nothing is looked after: a desk at rest does not wake the machine.
+/// While there is no crew, nothing is looked after: a desk at rest does not wake the machine.
 void Relay::lookAfterCrew()
 {
-    if (m_lookAround.isActive()) {
-        return;
+    if (!m_crewTimer.isActive()) {
+        m_crewTimer.start(lookAroundEvery);
     }
-    m_lookAround = Watch::every(lookAroundEvery, [this] {
-        m_crew.lookAround(Clock::now());
-        if (m_crew.people() == 0) {
-            m_lookAround = Watch();
-        }
-    });
 }
 
 } // namespace wingbell

@@ -1,14 +1,16 @@
 #pragma once
 
 #include "relay/Announcer.h"
-#include "relay/audio/MixerThread.h"
 #include "relay/EventLog.h"
+#include "relay/audio/MixerThread.h"
+#include "relay/http/HttpsServer.h"
 #include "relay/link/MediaLibrary.h"
-#include "relay/loop/MainLoop.h"
-#include "relay/loop/Watch.h"
 #include "relay/osc/OscSocket.h"
 #include "relay/sessions/CrewService.h"
-#include "relay/web/HttpsServer.h"
+
+#include <QEventLoop>
+#include <QSocketNotifier>
+#include <QTimer>
 
 #include <chrono>
 #include <memory>
@@ -59,13 +61,11 @@ private:
     bool m_takesIpv6;
     CrewService::Door m_door;
     QStringList m_remarks;
-    const StopSignals& m_stop;
     LineWriter& m_output;
     Clock::time_point m_began;
-    MainLoop m_loop;
-    Watch m_outputWritable;
-    Watch m_heldBackDue;
-    std::optional<Clock::time_point> m_heldBackDueAt; ///< when that watch is over
+    QEventLoop m_loop;
+    std::optional<QSocketNotifier> m_outputNotifier; ///< none until the output had to wait
+    QTimer m_heldBackTimer;
     EventLog m_log;
     Room m_room;
     std::optional<MixerThread> m_mixing;
@@ -73,9 +73,9 @@ private:
     Announcer m_announcer;
     CrewService m_service;
     std::unique_ptr<HttpsServer> m_server; ///< calls the service, so it goes first
-    Watch m_stopAsked;
-    Watch m_oscReadable;
-    Watch m_lookAround;
+    QSocketNotifier m_stopNotifier;
+    QSocketNotifier m_oscNotifier;
+    QTimer m_crewTimer;
 };
 
 } // namespace wingbell

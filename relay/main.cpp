@@ -9,9 +9,11 @@
 
 namespace {
 
-/// The console speaks English and UTF-8, whatever the locale, and hears no warning about it.
+/// Qt's own event loop, as nothing here needs GLib's. The console speaks English and UTF-8,
+/// whatever the locale, and gets no warning about it.
 void startQt(int& argc, char** argv)
 {
+    qputenv("QT_NO_GLIB", "1");
     const auto before =
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
     static const QCoreApplication application(argc, argv);

@@ -44,15 +44,15 @@ public:
     explicit RequestReader(QByteArrayView body)
     {
         if (body.size() > maxRequestSize) {
-            refuse(RequestError::TooLarge);
+            refuse(RequestBodyError::TooLarge);
             return;
         }
         auto json = readJson<RequestBuilder>(body);
         if (!json) {
             const bool isRepeated = json.error().kind == JsonError::Kind::Repeated;
-            refuse(isRepeated ? RequestError::Twice : RequestError::NoJson);
+            refuse(isRepeated ? RequestBodyError::Twice : RequestBodyError::NoJson);
         } else if (!json->is_object()) {
-            refuse(RequestError::NoObject);
+            refuse(RequestBodyError::NoObject);
         } else {
             m_object = *std::move(json);
         }
@@ -65,12 +65,12 @@ public:
             return std::nullopt;
         }
         if (!value->is_string()) {
-            refuse(RequestError::WrongType);
+            refuse(RequestBodyError::WrongType);
             return std::nullopt;
         }
         const auto& text = value->get_ref<const std::string&>();
         if (text.size() > maxSize) {
-            refuse(RequestError::TooLong);
+            refuse(RequestBodyError::TooLong);
             return std::nullopt;
         }
         return QByteArray::fromStdString(text);
@@ -91,7 +91,7 @@ public:
     {
         const Json* value = member(name);
         if (value != nullptr && !value->is_boolean()) {
-            refuse(RequestError::WrongType);
+            refuse(RequestBodyError::WrongType);
             return false;
         }
         return demanded(value == nullptr ? std::nullopt : std::optional(value->get<bool>()));
@@ -106,9 +106,9 @@ public:
         const bool isWhole = value->is_number_unsigned();
         const quint64 number = isWhole ? value->get<quint64>() : 0;
         if (!value->is_number()) {
-            refuse(RequestError::WrongType);
+            refuse(RequestBodyError::WrongType);
         } else if (!isWhole || number > maxStateNumber) {
-            refuse(RequestError::OutOfRange);
+            refuse(RequestBodyError::OutOfRange);
         }
         return number;
     }
@@ -124,16 +124,16 @@ public:
         if (!value->is_array() || !std::all_of(value->begin(), value->end(), [](const Json& entry) {
                 return entry.is_number();
             })) {
-            refuse(RequestError::WrongType);
+            refuse(RequestBodyError::WrongType);
         } else if (value->size() > maxStateChannels) {
-            refuse(RequestError::TooLong);
+            refuse(RequestBodyError::TooLong);
         } else {
             values = value->get<std::vector<double>>();
         }
         if (std::any_of(values.begin(), values.end(), [largest](double number) {
                 return !(number >= 0 && number <= largest);
             })) {
-            refuse(RequestError::OutOfRange);
+            refuse(RequestBodyError::OutOfRange);
             return {};
         }
         return values;
@@ -145,7 +145,7 @@ public:
         std::vector<int> indexes;
         for (const double number : numbers(name, maxStateChannels - 1)) {
             if (std::trunc(number) != number) {
-                refuse(RequestError::OutOfRange);
+                refuse(RequestBodyError::OutOfRange);
             }
             indexes.push_back(static_cast<int>(number));
         }
@@ -161,10 +161,10 @@ public:
     }
 
     /// `request`, which was made of what was read, unless something of it could not be.
-    template <typename Request> Result<Request, RequestError> result(Request request)
+    template <typename Request> Result<Request, RequestBodyError> result(Request request)
     {
         if (m_error || m_isIncomplete) {
-            return failure(m_error.value_or(RequestError::Missing));
+            return failure(m_error.value_or(RequestBodyError::Missing));
         }
         return request;
     }
@@ -182,53 +182,53 @@ private:
         return std::move(value).value_or(Value());
     }
 
-    void refuse(RequestError error) { m_error = m_error.value_or(error); }
+    void refuse(RequestBodyError error) { m_error = m_error.value_or(error); }
 
     Json m_object = Json::object();
-    std::optional<RequestError> m_error;
+    std::optional<RequestBodyError> m_error;
     bool m_isIncomplete = false;
 };
 
 } // namespace
 
-QLatin1String wordFor(RequestError error)
+QLatin1String wordFor(RequestBodyError error)
 {
     switch (error) {
-    case RequestError::TooLarge:
+    case RequestBodyError::TooLarge:
         return QLatin1String("too-large");
-    case RequestError::NoJson:
+    case RequestBodyError::NoJson:
         return QLatin1String("no-json");
-    case RequestError::NoObject:
+    case RequestBodyError::NoObject:
         return QLatin1String("no-object");
-    case RequestError::WrongType:
+    case RequestBodyError::WrongType:
         return QLatin1String("wrong-type");
-    case RequestError::Missing:
+    case RequestBodyError::Missing:
         return QLatin1String("missing");
-    case RequestError::Twice:
+    case RequestBodyError::Twice:
         return QLatin1String("twice");
-    case RequestError::OutOfRange:
+    case RequestBodyError::OutOfRange:
         return QLatin1String("out-of-range");
-    case RequestError::BadAnswer:
+    case RequestBodyError::BadAnswer:
         return QLatin1String("bad-answer");
-    case RequestError::TooLong:
+    case RequestBodyError::TooLong:
         break;
     }
     return QLatin1String("too-long");
 }
 
-Result<CodeRequest, RequestError> readCodeRequest(QByteArrayView body)
+Result<CodeRequest, RequestBodyError> readCodeRequest(QByteArrayView body)
 {
     RequestReader reader(body);
     return reader.result(CodeRequest{reader.word("code")});
 }
 
-Result<LeaveRequest, RequestError> readLeaveRequest(QByteArrayView body)
+Result<LeaveRequest, RequestBodyError> readLeaveRequest(QByteArrayView body)
 {
     RequestReader reader(body);
     return reader.result(LeaveRequest{reader.word("session")});
 }
 
-Result<JoinRequest, RequestError> readJoinRequest(QByteArrayView body)
+Result<JoinRequest, RequestBodyError> readJoinRequest(QByteArrayView body)
 {
     RequestReader reader(body);
     return reader.result(JoinRequest{
@@ -236,7 +236,7 @@ Result<JoinRequest, RequestError> readJoinRequest(QByteArrayView body)
         reader.optionalWord("replaces")});
 }
 
-Result<AnswerRequest, RequestError> readAnswerRequest(QByteArrayView body)
+Result<AnswerRequest, RequestBodyError> readAnswerRequest(QByteArrayView body)
 {
     RequestReader reader(body);
     auto request = reader.result(AnswerRequest{
@@ -244,12 +244,12 @@ Result<AnswerRequest, RequestError> readAnswerRequest(QByteArrayView body)
         {reader.text("iceUfrag"), reader.text("icePwd"), reader.text("fingerprint"),
          reader.text("setup"), reader.text("direction")}});
     if (request && !request->answer.isValid()) {
-        return failure(RequestError::BadAnswer);
+        return failure(RequestBodyError::BadAnswer);
     }
     return request;
 }
 
-Result<StateRequest, RequestError> readStateRequest(QByteArrayView body)
+Result<StateRequest, RequestBodyError> readStateRequest(QByteArrayView body)
 {
     RequestReader reader(body);
     return reader.result(StateRequest{

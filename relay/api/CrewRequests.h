@@ -66,7 +66,7 @@ struct LeaveRequest
 };
 
 /// Why a request's body is refused.
-enum class RequestError {
+enum class RequestBodyError {
     TooLarge,
     NoJson,     ///< broken, not UTF-8, more than one value, or nested too deeply
     NoObject,   ///< JSON, but no object
@@ -79,7 +79,7 @@ enum class RequestError {
 };
 
 /// The word that the page gets as "error".
-[[nodiscard]] QLatin1String wordFor(RequestError error);
+[[nodiscard]] QLatin1String wordFor(RequestBodyError error);
 
 /// In bytes.
 inline constexpr qsizetype maxRequestSize = 65536;
@@ -95,10 +95,10 @@ inline constexpr quint64 maxStateNumber = 9007199254740992;
 // They take any bytes whatever. Unknown members must be JSON and are ignored; null counts as
 // missing.
 
-[[nodiscard]] Result<CodeRequest, RequestError> readCodeRequest(QByteArrayView body);
-[[nodiscard]] Result<JoinRequest, RequestError> readJoinRequest(QByteArrayView body);
-[[nodiscard]] Result<AnswerRequest, RequestError> readAnswerRequest(QByteArrayView body);
-[[nodiscard]] Result<StateRequest, RequestError> readStateRequest(QByteArrayView body);
-[[nodiscard]] Result<LeaveRequest, RequestError> readLeaveRequest(QByteArrayView body);
+[[nodiscard]] Result<CodeRequest, RequestBodyError> readCodeRequest(QByteArrayView body);
+[[nodiscard]] Result<JoinRequest, RequestBodyError> readJoinRequest(QByteArrayView body);
+[[nodiscard]] Result<AnswerRequest, RequestBodyError> readAnswerRequest(QByteArrayView body);
+[[nodiscard]] Result<StateRequest, RequestBodyError> readStateRequest(QByteArrayView body);
+[[nodiscard]] Result<LeaveRequest, RequestBodyError> readLeaveRequest(QByteArrayView body);
 
 } // namespace wingbell

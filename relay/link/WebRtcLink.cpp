@@ -2,13 +2,13 @@
 
 #include "relay/audio/AudioFormat.h"
 #include "relay/link/SourceLimit.h"
-#include "relay/loop/MainThread.h"
 
 #include <gst/app/gstappsrc.h>
 #include <gst/sdp/sdp.h>
 #define GST_USE_UNSTABLE_API
 #include <gst/webrtc/webrtc.h>
 
+#include <QCoreApplication>
 #include <QRandomGenerator>
 
 namespace wingbell {
@@ -378,12 +378,15 @@ bool WebRtcLink::isPeer()
 
 void WebRtcLink::tellOffer(std::optional<QByteArray> offer)
 {
-    postToMainThread([weak = weak_from_this(), offer = std::move(offer)] {
-        const auto link = weak.lock();
-        if (link && link->m_ready && link->m_isOpen) {
-            std::exchange(link->m_ready, nullptr)(offer);
-        }
-    });
+    QMetaObject::invokeMethod(
+        qApp,
+        [weak = weak_from_this(), offer = std::move(offer)] {
+            const auto link = weak.lock();
+            if (link && link->m_ready && link->m_isOpen) {
+                std::exchange(link->m_ready, nullptr)(offer);
+            }
+        },
+        Qt::QueuedConnection);
 }
 
 void WebRtcLink::takeAnswer(const QByteArray& answer, IsPeer isPeer)

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "relay/log/Messages.h"
 #include "base/TokenBucket.h"
+#include "relay/log/Messages.h"
 
 #include <QtGlobal>
 

@@ -78,9 +78,9 @@ private:
     EventStream m_stream;
 };
 
-void sendError(WebReply& reply, int status, const char* word)
+void sendError(PendingResponse& response, int status, const char* word)
 {
-    reply.sendJson(status, errorText(QLatin1String(word)));
+    response.sendJson(status, errorText(QLatin1String(word)));
 }
 
 } // namespace
@@ -103,10 +103,10 @@ void CrewService::addPages(HttpsServer& server)
     const QString help = QStringLiteral("help.html");
     for (const QString& name : builtIn().entryList(QDir::Files)) {
         // What explains the certificate is read before any style of ours can be fetched.
-        const WebHeaders headers =
+        const HttpHeaders headers =
             name == help
-                ? WebHeaders{{"Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'"}}
-                : WebHeaders();
+                ? HttpHeaders{{"Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'"}}
+                : HttpHeaders();
         server.addPage(pathOf(name), typeOf(name), bytesOf(name), headers);
     }
     server.setPlainPage(bytesOf(help));
@@ -116,13 +116,13 @@ void CrewService::addPages(HttpsServer& server)
 template <typename Reader, typename Take>
 void CrewService::onPost(HttpsServer& server, const char* path, Reader reader, Take take)
 {
-    server.onPost(path, [reader, take](const WebRequest& request, WebReply reply) {
+    server.onPost(path, [reader, take](const HttpRequest& request, PendingResponse response) {
         const auto body = reader(request.body);
         if (!body) {
-            reply.sendJson(400, errorText(wordFor(body.error())));
+            response.sendJson(400, errorText(wordFor(body.error())));
             return;
         }
-        take(*body, request.peer, std::move(reply));
+        take(*body, request.peer, std::move(response));
     });
 }
 
@@ -131,56 +131,57 @@ void CrewService::addRequests(HttpsServer& server)
     using Peer = const QHostAddress&;
     onPost(
         server, "/api/roles", readCodeRequest,
-        [this](const CodeRequest& request, Peer peer, WebReply reply) {
-            if (isAdmitted(request.code, peer, reply)) {
-                sendRoles(std::move(reply));
+        [this](const CodeRequest& request, Peer peer, PendingResponse response) {
+            if (isAdmitted(request.code, peer, response)) {
+                sendRoles(std::move(response));
             }
         });
     onPost(
         server, "/api/card", readCodeRequest,
-        [this](const CodeRequest& request, Peer peer, WebReply reply) {
-            if (isAdmitted(request.code, peer, reply)) {
-                sendCard(std::move(reply));
+        [this](const CodeRequest& request, Peer peer, PendingResponse response) {
+            if (isAdmitted(request.code, peer, response)) {
+                sendCard(std::move(response));
             }
         });
     onPost(
         server, "/api/join", readJoinRequest,
-        [this](const JoinRequest& request, Peer peer, WebReply reply) {
-            if (isAdmitted(request.code, peer, reply)) {
-                join(request, peer, std::move(reply));
+        [this](const JoinRequest& request, Peer peer, PendingResponse response) {
+            if (isAdmitted(request.code, peer, response)) {
+                join(request, peer, std::move(response));
             }
         });
     onPost(
         server, "/api/answer", readAnswerRequest,
-        [this](const AnswerRequest& request, Peer, WebReply reply) {
+        [this](const AnswerRequest& request, Peer, PendingResponse response) {
             if (m_crew.takeAnswer(request.session, request.answer, Clock::now())) {
-                reply.sendNothing();
+                response.sendNothing();
             } else {
-                sendError(reply, 404, "no-such-session");
+                sendError(response, 404, "no-such-session");
             }
         });
     onPost(
         server, "/api/state", readStateRequest,
-        [this](const StateRequest& request, Peer, WebReply reply) {
+        [this](const StateRequest& request, Peer, PendingResponse response) {
             if (m_crew.takeState(request, Clock::now())) {
-                reply.sendNothing();
+                response.sendNothing();
             } else {
-                sendError(reply, 404, "no-such-session");
+                sendError(response, 404, "no-such-session");
             }
         });
     onPost(
         server, "/api/leave", readLeaveRequest,
-        [this](const LeaveRequest& request, Peer, WebReply reply) {
+        [this](const LeaveRequest& request, Peer, PendingResponse response) {
             m_crew.leave(request.session);
-            reply.sendNothing();
+            response.sendNothing();
         });
-    server.onGet("/api/events", [this](const WebRequest& request, WebReply reply) {
-        openEvents(request, std::move(reply));
+    server.onGet("/api/events", [this](const HttpRequest& request, PendingResponse response) {
+        openEvents(request, std::move(response));
     });
 }
 
-/// True when `code` is the crew's. Otherwise the reply is sent.
-bool CrewService::isAdmitted(const QString& code, const QHostAddress& peer, WebReply& reply)
+/// True when `code` is the crew's. Otherwise the response is sent.
+bool CrewService::isAdmitted(
+    const QString& code, const QHostAddress& peer, PendingResponse& response)
 {
     const auto checked = m_guard.check(peer, code, Clock::now());
     if (checked) {
@@ -188,55 +189,56 @@ bool CrewService::isAdmitted(const QString& code, const QHostAddress& peer, WebR
     }
     m_wrongCode(checked.error().kind, peer);
     if (checked.error().kind == CodeError::Kind::Wrong) {
-        sendError(reply, 403, "wrong-code");
+        sendError(response, 403, "wrong-code");
     } else {
-        reply.sendJson(429, slowDownText(checked.error().wait));
+        response.sendJson(429, slowDownText(checked.error().wait));
     }
     return false;
 }
 
-void CrewService::sendRoles(WebReply reply) const
+void CrewService::sendRoles(PendingResponse response) const
 {
-    RolesResponse response;
-    response.show = m_show.name();
+    RolesResponse body;
+    body.show = m_show.name();
     for (std::size_t place = 0; place < m_show.roles().size(); ++place) {
-        response.roles.append(
+        body.roles.append(
             {m_keys.keys().at(static_cast<qsizetype>(place)), m_show.roles().at(place).name,
              static_cast<int>(m_crew.present(place))});
     }
-    reply.sendJson(200, responseText(response));
+    response.sendJson(200, responseText(body));
 }
 
-void CrewService::sendCard(WebReply reply) const
+void CrewService::sendCard(PendingResponse response) const
 {
     const QString page = m_door.urls.constFirst();
     const QString withCode = page + QStringLiteral("#code=") + m_door.code.text();
-    CardResponse response;
-    response.show = m_show.name();
-    response.code = m_door.code.text();
-    response.address = page;
-    response.others = m_door.urls.mid(1);
-    response.fingerprint = m_door.fingerprint;
-    response.pageUrl = withCode;
-    response.pageQr = qrCode(withCode.toUtf8()).value_or(QrCode());
+    CardResponse body;
+    body.show = m_show.name();
+    body.code = m_door.code.text();
+    body.address = page;
+    body.others = m_door.urls.mid(1);
+    body.fingerprint = m_door.fingerprint;
+    body.pageUrl = withCode;
+    body.pageQr = qrCode(withCode.toUtf8()).value_or(QrCode());
     for (std::size_t place = 0; place < m_show.roles().size(); ++place) {
         const QString url =
             withCode + QStringLiteral("&role=") + m_keys.keys().at(static_cast<qsizetype>(place));
-        response.roles.append(
+        body.roles.append(
             {m_show.roles().at(place).name, url, qrCode(url.toUtf8()).value_or(QrCode())});
     }
-    reply.sendJson(200, responseText(response));
+    response.sendJson(200, responseText(body));
 }
 
-void CrewService::join(const JoinRequest& request, const QHostAddress& peer, WebReply reply)
+void CrewService::join(
+    const JoinRequest& request, const QHostAddress& peer, PendingResponse response)
 {
     const std::optional<qsizetype> role = m_keys.roleOf(request.role);
     if (!role) {
-        sendError(reply, 404, "no-such-role");
+        sendError(response, 404, "no-such-role");
         return;
     }
     const auto place = static_cast<std::size_t>(*role);
-    const auto response = [this, place, key = request.role](const Crew::Joined& joined) {
+    const auto bodyFor = [this, place, key = request.role](const Crew::Joined& joined) {
         const PatchedRole& patched = m_show.roles().at(place);
         JoinResponse result{joined.session, m_show.name(), key, patched.name, {}, joined.offer};
         for (const std::size_t channel : patched.channels) {
@@ -246,13 +248,13 @@ void CrewService::join(const JoinRequest& request, const QHostAddress& peer, Web
         }
         return result;
     };
-    // A function object must be copyable, a reply is not.
-    const auto shared = std::make_shared<WebReply>(std::move(reply));
+    // A function object must be copyable, a response is not.
+    const auto shared = std::make_shared<PendingResponse>(std::move(response));
     m_crew.join(
         {place, request.microphone, request.replaces.value_or(QString()), addressText(peer)},
-        Clock::now(), [shared, response](const Crew::JoinOutcome& outcome) {
+        Clock::now(), [shared, bodyFor](const Crew::JoinOutcome& outcome) {
             if (outcome) {
-                shared->sendJson(200, responseText(response(*outcome)));
+                shared->sendJson(200, responseText(bodyFor(*outcome)));
                 return;
             }
             const bool isFull = outcome.error() == Crew::JoinError::Full;
@@ -260,16 +262,16 @@ void CrewService::join(const JoinRequest& request, const QHostAddress& peer, Web
         });
 }
 
-void CrewService::openEvents(const WebRequest& request, WebReply reply)
+void CrewService::openEvents(const HttpRequest& request, PendingResponse response)
 {
     const QString session =
-        QString::fromLatin1(request.queryItem("session").value_or(QByteArray()));
+        QString::fromLatin1(request.head.queryItem("session").value_or(QByteArray()));
     if (!m_crew.has(session)) {
-        sendError(reply, 404, "no-such-session");
+        sendError(response, 404, "no-such-session");
         return;
     }
     (void)m_crew.takeEvents(
-        session, std::make_unique<StreamedEvents>(reply.openEvents()), Clock::now());
+        session, std::make_unique<StreamedEvents>(response.openEvents()), Clock::now());
 }
 
 } // namespace wingbell

@@ -3,8 +3,8 @@
 #include "relay/access/CodeGuard.h"
 #include "relay/access/RoleKeys.h"
 #include "relay/api/CrewRequests.h"
+#include "relay/http/HttpsServer.h"
 #include "relay/sessions/Crew.h"
-#include "relay/web/HttpsServer.h"
 
 #include <functional>
 
@@ -38,12 +38,13 @@ private:
     void addRequests(HttpsServer& server);
     template <typename Reader, typename Take>
     void onPost(HttpsServer& server, const char* path, Reader reader, Take take);
-    [[nodiscard]] bool isAdmitted(const QString& code, const QHostAddress& peer, WebReply& reply);
+    [[nodiscard]] bool
+    isAdmitted(const QString& code, const QHostAddress& peer, PendingResponse& response);
 
-    void sendRoles(WebReply reply) const;
-    void sendCard(WebReply reply) const;
-    void join(const JoinRequest& request, const QHostAddress& peer, WebReply reply);
-    void openEvents(const WebRequest& request, WebReply reply);
+    void sendRoles(PendingResponse response) const;
+    void sendCard(PendingResponse response) const;
+    void join(const JoinRequest& request, const QHostAddress& peer, PendingResponse response);
+    void openEvents(const HttpRequest& request, PendingResponse response);
 
     const ShowPatch& m_show;
     Crew& m_crew;

@@ -11,7 +11,7 @@ using namespace wingbell;
 namespace {
 
 /// The word of the refusal; empty when the request was read.
-template <typename Request> QString wordOf(const Result<Request, RequestError>& request)
+template <typename Request> QString wordOf(const Result<Request, RequestBodyError>& request)
 {
     return request ? QString() : QString(wordFor(request.error()));
 }

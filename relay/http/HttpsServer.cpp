@@ -1,0 +1,225 @@
+#include "relay/http/HttpsServer.h"
+
+#include "relay/net/IpAddress.h"
+
+#include <cerrno>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <utility>
+
+namespace wingbell {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+/// How many connections are accepted in a row before looking at everything else again.
+constexpr int maxAcceptedInARow = 32;
+
+/// How long no connection is accepted after the system had no descriptor left to give: those that
+/// wait would be reported again and again, and none of them could be accepted.
+constexpr std::chrono::milliseconds pauseWithoutDescriptors = 200ms;
+
+bool isOutOfResources(int error)
+{
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+void setTcpOption(int descriptor, int option, int value)
+{
+    (void)::setsockopt(descriptor, IPPROTO_TCP, option, &value, sizeof value);
+}
+
+void setTcpOptions(int descriptor, const HttpLimits& limits)
+{
+    // Responses are written whole, so waiting for more only delays them.
+    setTcpOption(descriptor, TCP_NODELAY, 1);
+    // The system keeps little for a browser that does not read: an event that waits here can still
+    // be replaced by a newer one.
+    constexpr int maxUnsentBytes = 16384;
+    setTcpOption(descriptor, TCP_NOTSENT_LOWAT, maxUnsentBytes);
+    // A browser whose machine vanished is noticed as soon as one that stopped reading.
+    setTcpOption(descriptor, TCP_USER_TIMEOUT, static_cast<int>(limits.stalledTimeout.count()));
+}
+
+} // namespace
+
+HttpsServer::HttpsServer(
+    FileDescriptor listener, const QSslConfiguration& tls, const HttpLimits& limits)
+    : m_listener(std::move(listener))
+    , m_tls(tls)
+    , m_limits(limits)
+    , m_limiter(limits.requestsPerSecond, limits.requestBurst)
+    , m_notifier(m_listener.get(), QSocketNotifier::Read)
+{
+    QObject::connect(
+        &m_notifier, &QSocketNotifier::activated, &m_notifier, [this] { acceptConnections(); });
+    m_acceptAgain.setSingleShot(true);
+    QObject::connect(
+        &m_acceptAgain, &QTimer::timeout, &m_notifier, [this] { m_notifier.setEnabled(true); });
+    m_shutDownTimer.setSingleShot(true);
+    QObject::connect(
+        &m_shutDownTimer, &QTimer::timeout, &m_shutDownTimer, [this] { endShutDown(); });
+}
+
+HttpsServer::~HttpsServer()
+{
+    m_notifier.setEnabled(false);
+}
+
+void HttpsServer::setHostNames(const std::vector<QByteArray>& names)
+{
+    m_router.setHostNames(names);
+}
+
+void HttpsServer::setPlainPage(const QByteArray& html)
+{
+    m_plainPage = html;
+}
+
+void HttpsServer::addPage(
+    const QByteArray& path, const QByteArray& contentType, const QByteArray& bytes,
+    const HttpHeaders& headers)
+{
+    m_router.addPage(path, contentType, bytes, headers);
+}
+
+void HttpsServer::onGet(const QByteArray& path, Handler handler)
+{
+    m_router.onGet(path, std::move(handler));
+}
+
+void HttpsServer::onPost(const QByteArray& path, Handler handler)
+{
+    m_router.onPost(path, std::move(handler));
+}
+
+void HttpsServer::onRejected(Rejected rejected)
+{
+    m_rejected = std::move(rejected);
+}
+
+void HttpsServer::shutDown(std::chrono::milliseconds timeout, std::function<void()> done)
+{
+    m_acceptAgain.stop();
+    m_notifier.setEnabled(false);
+    m_listener = FileDescriptor();
+    m_done = std::move(done);
+    m_shutDownTimer.start(timeout);
+    for (HttpConnection* const connection : connections()) {
+        connection->finish();
+    }
+    if (m_connections.empty()) {
+        m_shutDownTimer.start(0);
+    }
+}
+
+void HttpsServer::endShutDown()
+{
+    const auto done = std::exchange(m_done, nullptr);
+    for (HttpConnection* const connection : connections()) {
+        connection->cut();
+    }
+    m_shutDownTimer.stop();
+    if (done) {
+        done();
+    }
+}
+
+void HttpsServer::requested(const HttpRequest& request, PendingResponse response)
+{
+    if (!m_limiter.admit(request.peer, Clock::now())) {
+        response.sendJson(429, "{\"error\":\"slow-down\",\"seconds\":1}");
+        rejected(HttpError::TooManyRequests, request.peer);
+        return;
+    }
+    if (const auto error = m_router.serve(request, std::move(response))) {
+        rejected(*error, request.peer);
+    }
+}
+
+void HttpsServer::rejected(HttpError error, const QHostAddress& peer)
+{
+    if (m_rejected) {
+        m_rejected(error, peer);
+    }
+}
+
+void HttpsServer::closed(HttpConnection& connection)
+{
+    const auto count = m_countOfAddress.find(connection.peer());
+    if (count != m_countOfAddress.end() && --*count == 0) {
+        m_countOfAddress.erase(count);
+    }
+    m_connections.extract(&connection).mapped().release()->deleteLater();
+    if (m_done && m_connections.empty()) {
+        m_shutDownTimer.start(0);
+    }
+}
+
+void HttpsServer::acceptConnections()
+{
+    for (int accepted = 0; accepted < maxAcceptedInARow && acceptConnection(); ++accepted) {
+    }
+}
+
+/// False when there is none to be accepted. Qt's own server would spin where the system has no
+/// descriptor left.
+bool HttpsServer::acceptConnection()
+{
+    sockaddr_storage peer = {};
+    socklen_t size = sizeof peer;
+    FileDescriptor descriptor(::accept4(
+        m_listener.get(), reinterpret_cast<sockaddr*>(&peer), &size, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (!descriptor.isOpen()) {
+        if (isOutOfResources(errno)) {
+            m_notifier.setEnabled(false);
+            m_acceptAgain.start(pauseWithoutDescriptors);
+        }
+        return false;
+    }
+    welcome(std::move(descriptor), ipAddress(peer));
+    return true;
+}
+
+void HttpsServer::welcome(FileDescriptor descriptor, const QHostAddress& peer)
+{
+    if (const auto error = connectionError(peer)) {
+        rejected(*error, peer);
+        return;
+    }
+    setTcpOptions(descriptor.get(), m_limits);
+    auto connection = std::make_unique<HttpConnection>(
+        std::move(descriptor), peer, m_tls, m_limits, static_cast<HttpConnection::Owner&>(*this));
+    ++m_countOfAddress[peer];
+    m_connections.emplace(connection.get(), std::move(connection));
+}
+
+std::optional<HttpError> HttpsServer::connectionError(const QHostAddress& peer)
+{
+    if (m_connections.size() >= m_limits.maxConnections) {
+        return HttpError::TooManyConnections;
+    }
+    const auto count = m_countOfAddress.find(peer);
+    if (count != m_countOfAddress.end() && *count >= m_limits.maxConnectionsPerAddress) {
+        return HttpError::TooManyFromOneAddress;
+    }
+    if (!m_limiter.admit(peer, Clock::now())) {
+        return HttpError::TooManyRequests;
+    }
+    return std::nullopt;
+}
+
+/// A copy: what is done to one may close others.
+std::vector<HttpConnection*> HttpsServer::connections() const
+{
+    std::vector<HttpConnection*> all;
+    for (const auto& [address, connection] : m_connections) {
+        all.push_back(connection.get());
+    }
+    return all;
+}
+
+} // namespace wingbell

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "relay/http/PendingResponse.h"
+#include "relay/http/RequestReader.h"
+
+#include <QByteArray>
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <vector>
+
+namespace wingbell {
+
+/// True if a request's Host names this machine: by an address, as localhost, or by one of `names`
+/// (in lower case). A foreign page can make the browser ask for a foreign name that leads here, but
+/// not for one of these (DNS rebinding).
+[[nodiscard]] bool isOwnHost(QByteArrayView host, const std::vector<QByteArray>& names);
+
+/// True if a page with this `origin` is a page of the server that `host` names, over https.
+[[nodiscard]] bool isSameOrigin(QByteArrayView origin, QByteArrayView host);
+
+/// Which handler serves a request: an exact table of paths. Rejects requests of foreign pages.
+class Router
+{
+public:
+    using Handler = std::function<void(const HttpRequest&, PendingResponse)>;
+
+    void setHostNames(const std::vector<QByteArray>& names);
+    void addPage(
+        const QByteArray& path, const QByteArray& contentType, const QByteArray& bytes,
+        const HttpHeaders& headers);
+    void onGet(const QByteArray& path, Handler handler);
+    void onPost(const QByteArray& path, Handler handler);
+
+    /// Responds to `request`, or has its handler respond. Returns the reason if it is rejected.
+    [[nodiscard]] std::optional<HttpError>
+    serve(const HttpRequest& request, PendingResponse response) const;
+
+private:
+    struct Page
+    {
+        Response response;
+        QByteArray tag;
+    };
+    struct Handlers
+    {
+        Handler get;
+        Handler post;
+    };
+
+    [[nodiscard]] std::optional<HttpError> callHandler(
+        const Handlers& handlers, const HttpRequest& request, PendingResponse response) const;
+    [[nodiscard]] std::optional<HttpError> originError(const RequestHead& head) const;
+
+    std::vector<QByteArray> m_names;
+    std::map<QByteArray, Page> m_pages;
+    std::map<QByteArray, Handlers> m_handlers;
+};
+
+} // namespace wingbell

@@ -1,0 +1,119 @@
+#include "WebUnderTest.h"
+
+#include "TestCertificate.h"
+#include "relay/http/TlsConfiguration.h"
+#include "relay/net/OpenPort.h"
+
+#include <QDir>
+
+#include <QAbstractEventDispatcher>
+
+#include <algorithm>
+#include <netinet/in.h>
+
+namespace wingbell {
+
+namespace {
+
+/// 0 if `descriptor` is not a socket.
+quint16 localPort(int descriptor)
+{
+    // The port lies at the same place in both families' addresses.
+    sockaddr_in6 address = {};
+    socklen_t size = sizeof address;
+    const bool isSocket =
+        ::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size) == 0;
+    const bool hasPort = address.sin6_family == AF_INET || address.sin6_family == AF_INET6;
+    return isSocket && hasPort ? ntohs(address.sin6_port) : 0;
+}
+
+bool isListening(int descriptor)
+{
+    int value = 0;
+    socklen_t size = sizeof value;
+    return ::getsockopt(descriptor, SOL_SOCKET, SO_ACCEPTCONN, &value, &size) == 0 && value != 0;
+}
+
+} // namespace
+
+WebUnderTest::WebUnderTest(const HttpLimits& limits)
+{
+    static const auto tls = tlsConfiguration(TestCertificate::make("desk").pem());
+    OpenPort opened = openPort(OpenPort::Use::Connections, 0);
+    port = localPort(opened.descriptor.get());
+    server = std::make_unique<HttpsServer>(std::move(opened.descriptor), tls.value(), limits);
+    server->setPlainPage("<p>Crew only over https</p>");
+    server->addPage("/", "text/html; charset=utf-8", "<p>The desk</p>");
+    server->onRejected(
+        [this](HttpError error, const QHostAddress&) { rejections.push_back(error); });
+    server->onPost("/api/echo", [this](const HttpRequest& request, PendingResponse response) {
+        requests.push_back(request);
+        response.sendJson(200, request.body);
+    });
+    server->onGet("/api/later", [this](const HttpRequest&, PendingResponse response) {
+        waiting.push_back(std::move(response));
+    });
+    server->onGet("/api/events", [this](const HttpRequest&, PendingResponse response) {
+        streams.push_back(response.openEvents());
+    });
+}
+
+HttpLimits WebUnderTest::wideLimits()
+{
+    using namespace std::chrono_literals;
+    HttpLimits limits;
+    limits.requestsPerSecond = 100000;
+    limits.requestBurst = 100000;
+    limits.firstRequestTimeout = 60s;
+    limits.requestTimeout = 60s;
+    limits.stalledTimeout = 60s;
+    limits.closeTimeout = 60s;
+    return limits;
+}
+
+std::size_t WebUnderTest::connections() const
+{
+    constexpr int maxDescriptors = 4096; // asked without opening one more
+    std::size_t count = 0;
+    for (int descriptor = 0; descriptor < maxDescriptors; ++descriptor) {
+        count += localPort(descriptor) == port && !isListening(descriptor) ? 1 : 0;
+    }
+    return count;
+}
+
+bool WebUnderTest::hasRejected(HttpError error) const
+{
+    return std::find(rejections.begin(), rejections.end(), error) != rejections.end();
+}
+
+QByteArray get(const QByteArray& path, const QByteArray& fields)
+{
+    return QByteArray("GET ") + path + QByteArray(" HTTP/1.1\r\nHost: 127.0.0.1\r\n") + fields +
+           QByteArray("\r\n");
+}
+
+QByteArray post(const QByteArray& path, const QByteArray& body, const QByteArray& fields)
+{
+    return QByteArray("POST ") + path + QByteArray(" HTTP/1.1\r\nHost: 127.0.0.1\r\n") + fields +
+           QByteArray("Content-Length: ") + QByteArray::number(body.size()) +
+           QByteArray("\r\n\r\n") + body;
+}
+
+bool loopRests()
+{
+    constexpr int manyTurns = 2000;
+    for (int turn = 0; turn < manyTurns; ++turn) {
+        if (!QAbstractEventDispatcher::instance()->processEvents(QEventLoop::AllEvents)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::size_t openDescriptors()
+{
+    return static_cast<std::size_t>(
+        QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::AllEntries | QDir::System).size());
+}
+
+} // namespace wingbell
