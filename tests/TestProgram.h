@@ -1,12 +1,9 @@
 #pragma once
 
+#include <QGuiApplication>
 #include <QtTest>
 
 #include <type_traits>
-
-#ifdef QT_GUI_LIB
-#include <QGuiApplication>
-#endif
 
 /// All test classes of a folder are linked into one program, because building a program for each
 /// takes most of a build's time. Which class runs is the program's first argument, so that each
