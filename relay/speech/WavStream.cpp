@@ -70,6 +70,9 @@ bool WavStream::take(std::span<const std::uint8_t> bytes, std::vector<std::int16
     }
     constexpr qsizetype sampleBytes = sizeof(std::int16_t);
     const qsizetype whole = m_pending.size() / sampleBytes;
+    if (whole == 0) {
+        return true;
+    }
     const std::size_t before = samples.size();
     samples.resize(before + static_cast<std::size_t>(whole));
     qFromLittleEndian<std::int16_t>(m_pending.constData(), whole, samples.data() + before);
