@@ -26,7 +26,7 @@ check_format() {
 }
 
 # The sources that differ from the last release, or else from 20 commits ago, and one source for each
-# header that does; at most 40, those with the most changed lines, for a change as wide as the tree.
+# header that does; at most 25, those with the most changed lines, for a change as wide as the tree.
 changed_sources() {
     local base changed
     base=$(git describe --tags --abbrev=0 2>/dev/null || git rev-parse --verify --quiet HEAD~20) ||
@@ -38,7 +38,7 @@ changed_sources() {
             *.cpp) echo "$file" ;;
             *.h) git ls-files "${file%.h}.cpp" | grep . || git grep -l "\"$file\"" -- '*.cpp' | head -n 1 ;;
         esac
-    done | awk '!seen[$0]++' | head -n 40
+    done | awk '!seen[$0]++' | head -n 25
 }
 
 # clang-tidy reads the compiler's commands, without the compiler's own precompiled headers.
