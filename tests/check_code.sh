@@ -26,19 +26,19 @@ check_format() {
 }
 
 # The sources that differ from the last release, or else from 20 commits ago, and one source for each
-# header that does; at most 25, those with the most changed lines, for a change as wide as the tree.
+# header that does; of the product at most 8, those with the most changed lines, for a change as wide as the tree.
 changed_sources() {
     local base changed
     base=$(git describe --tags --abbrev=0 2>/dev/null || git rev-parse --verify --quiet HEAD~20) ||
         base=$(git hash-object -t tree /dev/null)
-    changed=$(git diff --numstat --no-renames --diff-filter=d "$base" -- '*.cpp' '*.h' | sort -rn | cut -f 3)
+    changed=$(git diff --numstat --no-renames --diff-filter=d "$base" -- '*.cpp' '*.h' ':!tests' ':!bench' | sort -rn | cut -f 3)
     local file
     for file in $changed; do
         case $file in
             *.cpp) echo "$file" ;;
             *.h) git ls-files "${file%.h}.cpp" | grep . || git grep -l "\"$file\"" -- '*.cpp' | head -n 1 ;;
         esac
-    done | awk '!seen[$0]++' | head -n 25
+    done | awk '!seen[$0]++' | head -n 8
 }
 
 # clang-tidy reads the compiler's commands, without the compiler's own precompiled headers.
@@ -52,7 +52,7 @@ check_code() {
         build-sanitizers/compile_commands.json >"$commands/compile_commands.json"
     echo "clang-tidy (${#sources[@]} sources)"
     [ ${#sources[@]} -eq 0 ] ||
-        printf '%s\n' "${sources[@]}" | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p "$commands" 2>/dev/null || failed=1
+        printf '%s\n' "${sources[@]}" | xargs -P "$(nproc)" -n 1 clang-tidy --quiet -p "$commands" 2>/dev/null || failed=1
 }
 
 case "${1:-} ${2:-}" in
