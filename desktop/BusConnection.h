@@ -35,7 +35,7 @@ public:
     using Handler = std::function<void(BusMessage&)>;
     using OwnerHandler = std::function<void(const QString& owner)>;
 
-    /// Whether the bus takes connections and then lets nobody in within `timeout`. Waits that
+    /// Whether the bus accepts connections and then authenticates none within `timeout`. Waits that
     /// long at most, a bus in good health for a millisecond: for use before there is a window.
     [[nodiscard]] static bool hangs(Bus bus, std::chrono::milliseconds timeout);
 

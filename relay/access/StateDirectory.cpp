@@ -60,7 +60,7 @@ Result<FileDescriptor, FileError> openFolder(const QString& path)
         return notOpened(errno);
     }
     if (status.st_uid != ::geteuid()) {
-        return refused(QStringLiteral("it belongs to somebody else"));
+        return refused(QStringLiteral("it belongs to another user"));
     }
     if (const auto problem = closeToOthers(folder, status.st_mode, onlyOwnFolder)) {
         return refused(*problem);
@@ -83,7 +83,7 @@ Result<FileDescriptor, FileError> openFile(const FileDescriptor& folder, const Q
         return refused(QStringLiteral("it is not a regular file"));
     }
     if (status.st_uid != ::geteuid()) {
-        return refused(QStringLiteral("it belongs to somebody else"));
+        return refused(QStringLiteral("it belongs to another user"));
     }
     if ((status.st_mode & writableByOthers) != 0) {
         return refused(QStringLiteral("others could have written it"));

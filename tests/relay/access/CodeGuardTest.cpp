@@ -37,7 +37,7 @@ QHostAddress guest(int number)
     return QHostAddress(0x0A000000U + static_cast<quint32>(number));
 }
 
-const QHostAddress somebody = guest(1);
+const QHostAddress client = guest(1);
 
 CodeGuard guard()
 {
@@ -118,88 +118,88 @@ private Q_SLOTS:
 void CodeGuardTest::theRightCodeIsRight()
 {
     CodeGuard guard = ::guard();
-    QCOMPARE(tried(guard, somebody, right, start), Verdict{Kind::Right});
-    QCOMPARE(tried(guard, somebody, right, start), Verdict{Kind::Right});
-    QCOMPARE(tried(guard, somebody, {}, start), Verdict{Kind::Wrong});
+    QCOMPARE(tried(guard, client, right, start), Verdict{Kind::Right});
+    QCOMPARE(tried(guard, client, right, start), Verdict{Kind::Right});
+    QCOMPARE(tried(guard, client, {}, start), Verdict{Kind::Wrong});
 }
 
 void CodeGuardTest::fiveWrongCodesAreFree()
 {
     CodeGuard guard = ::guard();
     for (int attempt = 0; attempt < 5; ++attempt) {
-        QCOMPARE(tried(guard, somebody, wrong, start), Verdict{Kind::Wrong});
+        QCOMPARE(tried(guard, client, wrong, start), Verdict{Kind::Wrong});
     }
-    QCOMPARE(tried(guard, somebody, right, start), Verdict{Kind::Right});
+    QCOMPARE(tried(guard, client, right, start), Verdict{Kind::Right});
 }
 
 void CodeGuardTest::thenTheWaitDoublesUpToAMinute()
 {
     CodeGuard guard = ::guard();
     for (int attempt = 0; attempt < 5; ++attempt) {
-        QCOMPARE(tried(guard, somebody, wrong, start), Verdict{Kind::Wrong});
+        QCOMPARE(tried(guard, client, wrong, start), Verdict{Kind::Wrong});
     }
-    QCOMPARE(waitsOf(guard, somebody, 9), (std::vector<int>{1, 2, 4, 8, 16, 32, 60, 60, 60}));
+    QCOMPARE(waitsOf(guard, client, 9), (std::vector<int>{1, 2, 4, 8, 16, 32, 60, 60, 60}));
 }
 
 void CodeGuardTest::whileWaitingEvenTheRightCodeIsNotLookedAt()
 {
     CodeGuard guard = ::guard();
     for (int attempt = 0; attempt < 6; ++attempt) {
-        QCOMPARE(tried(guard, somebody, wrong, start), Verdict{Kind::Wrong});
+        QCOMPARE(tried(guard, client, wrong, start), Verdict{Kind::Wrong});
     }
-    QCOMPARE(tried(guard, somebody, right, start), (Verdict{Kind::SlowDown, 1s}));
-    QCOMPARE(tried(guard, somebody, right, start + 999ms), (Verdict{Kind::SlowDown, 1s}));
-    QCOMPARE(tried(guard, somebody, right, start + 1s), Verdict{Kind::Right});
+    QCOMPARE(tried(guard, client, right, start), (Verdict{Kind::SlowDown, 1s}));
+    QCOMPARE(tried(guard, client, right, start + 999ms), (Verdict{Kind::SlowDown, 1s}));
+    QCOMPARE(tried(guard, client, right, start + 1s), Verdict{Kind::Right});
 }
 
 void CodeGuardTest::theWaitIsToldInWholeSecondsNeverNone()
 {
     CodeGuard guard = ::guard();
     for (int attempt = 0; attempt < 6; ++attempt) {
-        (void)tried(guard, somebody, wrong, start);
+        (void)tried(guard, client, wrong, start);
     }
-    (void)tried(guard, somebody, wrong, start + 1s);
-    QCOMPARE(tried(guard, somebody, wrong, start + 1s), (Verdict{Kind::SlowDown, 2s}));
-    QCOMPARE(tried(guard, somebody, wrong, start + 1100ms), (Verdict{Kind::SlowDown, 2s}));
-    QCOMPARE(tried(guard, somebody, wrong, start + 2s), (Verdict{Kind::SlowDown, 1s}));
-    QCOMPARE(tried(guard, somebody, wrong, start + 3s - 1ns), (Verdict{Kind::SlowDown, 1s}));
+    (void)tried(guard, client, wrong, start + 1s);
+    QCOMPARE(tried(guard, client, wrong, start + 1s), (Verdict{Kind::SlowDown, 2s}));
+    QCOMPARE(tried(guard, client, wrong, start + 1100ms), (Verdict{Kind::SlowDown, 2s}));
+    QCOMPARE(tried(guard, client, wrong, start + 2s), (Verdict{Kind::SlowDown, 1s}));
+    QCOMPARE(tried(guard, client, wrong, start + 3s - 1ns), (Verdict{Kind::SlowDown, 1s}));
 }
 
 void CodeGuardTest::attemptsWhileWaitingDoNotProlongIt()
 {
     CodeGuard guard = ::guard();
     for (int attempt = 0; attempt < 6; ++attempt) {
-        (void)tried(guard, somebody, wrong, start);
+        (void)tried(guard, client, wrong, start);
     }
     for (int attempt = 0; attempt < 1000; ++attempt) {
-        QCOMPARE(tried(guard, somebody, wrong, start).kind, Kind::SlowDown);
+        QCOMPARE(tried(guard, client, wrong, start).kind, Kind::SlowDown);
     }
-    QCOMPARE(tried(guard, somebody, right, start + 1s).kind, Kind::Right);
+    QCOMPARE(tried(guard, client, right, start + 1s).kind, Kind::Right);
 }
 
 void CodeGuardTest::aRightCodeTakesBackOneWrongCodeOnly()
 {
     CodeGuard guard = ::guard();
     for (int attempt = 0; attempt < 5; ++attempt) {
-        (void)tried(guard, somebody, wrong, start);
+        (void)tried(guard, client, wrong, start);
     }
-    QCOMPARE(tried(guard, somebody, right, start).kind, Kind::Right);
-    QCOMPARE(tried(guard, somebody, wrong, start).kind, Kind::Wrong);
-    QCOMPARE(tried(guard, somebody, wrong, start).kind, Kind::Wrong);
-    QCOMPARE(tried(guard, somebody, wrong, start), (Verdict{Kind::SlowDown, 1s}));
+    QCOMPARE(tried(guard, client, right, start).kind, Kind::Right);
+    QCOMPARE(tried(guard, client, wrong, start).kind, Kind::Wrong);
+    QCOMPARE(tried(guard, client, wrong, start).kind, Kind::Wrong);
+    QCOMPARE(tried(guard, client, wrong, start), (Verdict{Kind::SlowDown, 1s}));
 }
 
 void CodeGuardTest::afterAQuietTimeAllBeginsAnew()
 {
     CodeGuard guard = ::guard();
     for (int attempt = 0; attempt < 6; ++attempt) {
-        (void)tried(guard, somebody, wrong, start);
+        (void)tried(guard, client, wrong, start);
     }
     const auto almost = start + 30min - 1ns;
-    QCOMPARE(tried(guard, somebody, wrong, almost).kind, Kind::Wrong);
-    QCOMPARE(tried(guard, somebody, wrong, almost).kind, Kind::SlowDown);
+    QCOMPARE(tried(guard, client, wrong, almost).kind, Kind::Wrong);
+    QCOMPARE(tried(guard, client, wrong, almost).kind, Kind::SlowDown);
     for (int attempt = 0; attempt < 5; ++attempt) {
-        QCOMPARE(tried(guard, somebody, wrong, almost + 30min).kind, Kind::Wrong);
+        QCOMPARE(tried(guard, client, wrong, almost + 30min).kind, Kind::Wrong);
     }
 }
 
@@ -207,9 +207,9 @@ void CodeGuardTest::addressesWaitApart()
 {
     CodeGuard guard = ::guard();
     for (int attempt = 0; attempt < 6; ++attempt) {
-        (void)tried(guard, somebody, wrong, start);
+        (void)tried(guard, client, wrong, start);
     }
-    QCOMPARE(tried(guard, somebody, right, start).kind, Kind::SlowDown);
+    QCOMPARE(tried(guard, client, right, start).kind, Kind::SlowDown);
     QCOMPARE(tried(guard, guest(2), right, start).kind, Kind::Right);
 }
 
@@ -238,20 +238,20 @@ void CodeGuardTest::nobodyOnTheSameNetworkMakesAKnownAddressWait()
 void CodeGuardTest::aKnownAddressThatGuessesWaitsToo()
 {
     CodeGuard guard = ::guard();
-    QCOMPARE(tried(guard, somebody, right, start).kind, Kind::Right);
+    QCOMPARE(tried(guard, client, right, start).kind, Kind::Right);
     for (int attempt = 0; attempt < 6; ++attempt) {
-        QCOMPARE(tried(guard, somebody, wrong, start).kind, Kind::Wrong);
+        QCOMPARE(tried(guard, client, wrong, start).kind, Kind::Wrong);
     }
-    QCOMPARE(tried(guard, somebody, right, start).kind, Kind::SlowDown);
+    QCOMPARE(tried(guard, client, right, start).kind, Kind::SlowDown);
 }
 
 void CodeGuardTest::aNightOfGuessingFromOneAddressStaysWithinTheOdds()
 {
     CodeGuard guard = ::guard();
-    QVERIFY(checkedOf(guard, somebody, 12h) <= 731);
+    QVERIFY(checkedOf(guard, client, 12h) <= 731);
     CodeGuard other = ::guard();
-    QCOMPARE(tried(other, somebody, right, start).kind, Kind::Right);
-    const int checked = checkedOf(other, somebody, 12h);
+    QCOMPARE(tried(other, client, right, start).kind, Kind::Right);
+    const int checked = checkedOf(other, client, 12h);
     QVERIFY2(checked <= 731 && checked > 700, qPrintable(QString::number(checked)));
 }
 
@@ -271,7 +271,7 @@ void CodeGuardTest::aNightOfGuessingFromManyAddressesStaysWithinTheOdds()
 void CodeGuardTest::oneGuesserLeavesRoomForNewcomers()
 {
     CodeGuard guard = ::guard();
-    (void)checkedOf(guard, somebody, 12h);
+    (void)checkedOf(guard, client, 12h);
     QCOMPARE(tried(guard, guest(2), wrong, start + 12h).kind, Kind::Wrong);
     QCOMPARE(tried(guard, guest(2), right, start + 12h).kind, Kind::Right);
 }
@@ -326,17 +326,17 @@ void CodeGuardTest::ofManyAddressesTheQuietestIsForgotten()
 {
     for (const int others : {1023, 1024}) {
         CodeGuard guard = ::guard();
-        QCOMPARE(tried(guard, somebody, right, start).kind, Kind::Right);
+        QCOMPARE(tried(guard, client, right, start).kind, Kind::Right);
         for (int attempt = 0; attempt < 5; ++attempt) {
-            QCOMPARE(tried(guard, somebody, wrong, start).kind, Kind::Wrong);
+            QCOMPARE(tried(guard, client, wrong, start).kind, Kind::Wrong);
         }
         for (int number = 0; number < others; ++number) {
             QCOMPARE(tried(guard, guest(1000 + number), right, start + 1s).kind, Kind::Right);
         }
-        QCOMPARE(tried(guard, somebody, wrong, start + 1s).kind, Kind::Wrong);
+        QCOMPARE(tried(guard, client, wrong, start + 1s).kind, Kind::Wrong);
         // Waits only while its five wrong codes before are remembered.
         QCOMPARE(
-            tried(guard, somebody, wrong, start + 1s).kind,
+            tried(guard, client, wrong, start + 1s).kind,
             others < 1024 ? Kind::SlowDown : Kind::Wrong);
     }
 }
@@ -349,7 +349,7 @@ void CodeGuardTest::anAddressThatWaitsIsNotForgottenForAnother()
     // One goes on guessing while new addresses come and go; each must find its count again.
     int checked = 0;
     for (int round = 0; round < 3000; ++round, now += 10s) {
-        checked += tried(guard, somebody, wrong, now).kind == Kind::Wrong ? 1 : 0;
+        checked += tried(guard, client, wrong, now).kind == Kind::Wrong ? 1 : 0;
         (void)tried(guard, guest(other++), wrong, now);
     }
     QVERIFY2(checked < 5 + 7 + 3000 / 6 + 1, qPrintable(QString::number(checked)));

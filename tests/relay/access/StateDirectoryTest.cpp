@@ -247,7 +247,7 @@ void StateDirectoryTest::anotherOwnersFileIsNotBelieved()
     QCOMPARE(::chown(QFile::encodeName(filePath()).constData(), 65534, 65534), 0);
     QVERIFY(!folder().read(name));
     QVERIFY(
-        folder().read(name).error().reason.endsWith(QStringLiteral("it belongs to somebody else")));
+        folder().read(name).error().reason.endsWith(QStringLiteral("it belongs to another user")));
     QVERIFY(folder().write(name, "y"));
     QCOMPARE(folder().read(name).value(), QByteArray("y"));
 }
@@ -263,7 +263,7 @@ void StateDirectoryTest::anotherOwnersFolderIsNotUsed()
     const unsigned before = modeOf(foreign);
     QVERIFY(!StateDirectory(foreign).read(name));
     QVERIFY(StateDirectory(foreign).read(name).error().reason.endsWith(
-        QStringLiteral("it belongs to somebody else")));
+        QStringLiteral("it belongs to another user")));
     QVERIFY(!StateDirectory(foreign).write(name, "x"));
     QCOMPARE(modeOf(foreign), before);
 }
