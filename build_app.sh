@@ -132,10 +132,11 @@ slowest_steps() {
 }
 
 run_tests() {
-    local everything=() targets=(system_tests) left_out=everything
+    local everything=() targets=(system_tests) sanitized=(cpp_tests) left_out=everything
     if [ "${1:-}" = --everything ]; then
         everything=(--everything)
         targets=()
+        sanitized=()
         left_out=nothing
     fi
     step "checking the form" tests/check_code.sh --format
@@ -143,13 +144,15 @@ run_tests() {
     # Browsers, window managers and buses are not ours: a test with them has a second try, and says so.
     step "running the tests of the whole system" run_ctest release -LE "^(cpp|$left_out)\$" --repeat until-pass:2
     [ "${1:-}" != --quick ] || return 0
-    step "building with the address and undefined behaviour sanitizers" build sanitizers
-    tests/coverage forget
+    step "building with the address and undefined behaviour sanitizers" build sanitizers "${sanitized[@]}"
     step "running the C++ tests under them" run_ctest sanitizers -L '^cpp$' -LE "^$left_out\$"
     step "checking the code" tests/check_code.sh --code "${everything[@]}"
     [ ${#everything[@]} -gt 0 ] || return 0
-    step "saying which lines the C++ tests have run" tests/coverage
     step "running the C++ tests without the sanitizers" run_ctest release -L '^cpp$'
+    step "building with the lines counted that run" build coverage cpp_tests
+    tests/coverage forget
+    step "running the C++ tests with them" run_ctest coverage -L '^cpp$'
+    step "saying which lines the C++ tests have run" tests/coverage
     step "building with the thread sanitizer" build thread-sanitizer thread_tests
     step "running the tests of threads under it" run_ctest thread-sanitizer -L '^threads$'
     step "trying what strangers may send, for a short while" tests/fuzz/run 5
