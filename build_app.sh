@@ -5,7 +5,7 @@
 #   ./build_app.sh run      the same, then open the window
 #   ./build_app.sh test     the same, then test what every change must pass; needs no screen
 #   ./build_app.sh package  build a Debian package of both programs
-#   ./build_app.sh pictures take the pictures of the guide and draw the icons anew
+#   ./build_app.sh pictures take the pictures of the guide and draw the icons
 #   ./build_app.sh bench    print what the window and the server cost, and how late a voice is
 #
 # Options for test: --quick leaves out the sanitizers and the static checks; --everything adds what

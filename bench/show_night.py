@@ -67,7 +67,7 @@ class Window(desk.Desk):
 
 
 def wake_ups_at_rest(*pids):
-    """Context switches of each process over the time at rest. Nobody may be asked anything meanwhile."""
+    """Context switches of each process over the time at rest. No process may be sent a request meanwhile."""
     time.sleep(SETTLING)
     begin = [switches(pid) for pid in pids]
     time.sleep(SECONDS_AT_REST)
@@ -84,8 +84,8 @@ def at_rest():
     window.end()
     print(f"\nwake-ups in {SECONDS_AT_REST:.0f} s at rest")
     print(f"{'window, stopped':34}{stopped:6}")
-    print(f"{'window, on air, nobody speaks':34}{on_air:6}")
-    print(f"{'server, on air, nobody there':34}{of_server:6}")
+    print(f"{'window, on air, no one speaks':34}{on_air:6}")
+    print(f"{'server, on air, no one connected':34}{of_server:6}")
 
 
 def answer_time(node):

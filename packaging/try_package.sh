@@ -138,7 +138,7 @@ EOF
     apt_get purge wingbell-control
     [ -f "$root/Users/Shared/Wingbell/roles.json" ] || fail "the show is gone"
     diff "$work/before" <(files | grep -vxE '\./Users(/Shared(/Wingbell(/roles\.json)?)?)?') || fail "the package left this behind"
-    say "installing it anew and removing it without a show"
+    say "installing it again and removing it without a show"
     apt_get install /tmp/wingbell-control.deb
     rm -r "$root/Users/Shared/Wingbell"
     apt_get purge wingbell-control
