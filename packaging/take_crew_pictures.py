@@ -97,7 +97,7 @@ def take_way_in(browser):
     browser.run("document.activeElement.blur()")  # a caret comes and goes
     picture(browser, "code.png")
     browser.give_code(server.code)
-    browser.wait_for_text("#roles", lambda text: "1 on it" in text, "that the lighting is there")
+    browser.wait_for_text("#roles", lambda text: "1 connected" in text, "that the lighting is there")
     picture(browser, "roles.png")
 
 
@@ -117,7 +117,7 @@ def take_desk(browser, other):
 
 def take_lost(browser):
     server.kill()
-    browser.wait_for_text("#line-state", lambda text: text.startswith("Lost the desk"), "that the desk is lost")
+    browser.wait_for_text("#connection-state", lambda text: text.startswith("Connection lost"), "that the desk is lost")
     picture(browser, "lost.png")
 
 

@@ -61,7 +61,7 @@ def a_wrong_code_is_told_and_asked_for_again(evening):
     wrong = f"{(int(evening.server.code) + 1) % 1000000:06}"
     evening.manager.open(evening.server.url)
     evening.manager.give_code(wrong)
-    evening.manager.wait_for_text("#code-message", lambda text: "not the code" in text, "that the code is wrong")
+    evening.manager.wait_for_text("#code-message", lambda text: "Wrong code" in text, "that the code is wrong")
     assert evening.manager.find("#roles .role") is None
     evening.server.wait_for_line("Rejected ", "crew code")
 
@@ -153,7 +153,7 @@ def a_server_that_died_comes_back_and_so_does_the_crew(evening):
 def off_air_is_told_and_the_next_show_taken_up(evening):
     evening.server.stop()
     for browser in (evening.manager, evening.sound):
-        browser.wait_for_text("#line-state", lambda text: text == "Off air", "that it is off air")
+        browser.wait_for_text("#connection-state", lambda text: text == "Off air", "that it is off air")
     evening.server.start()
     evening.manager.wait_until_on_air()
     evening.sound.wait_until_on_air()

@@ -1,4 +1,4 @@
-import { readFragment } from '/fragment.js';
+import { readFragment } from '/memory.js';
 import { equal, test } from './testing.js';
 
 test('a card’s address gives the code and the role', () => {

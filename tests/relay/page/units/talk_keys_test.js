@@ -1,4 +1,4 @@
-import { strayLimit, tailTime, tapTime, TalkKeys } from '/talk-keys.js';
+import { hangTime, swipeDistance, tapTime, TalkKeys } from '/talk-keys.js';
 import { equal, test } from './testing.js';
 
 /** Two channels with a key each, and a third key for both. */
@@ -28,10 +28,10 @@ test('a long press ends with the release and its tail', () => {
     keys.release('finger', long);
     equal(keys.state(0), 'idle');
     equal(keys.talking(long), [0]);
-    equal(keys.nextChange(long), long + tailTime);
-    equal(keys.talking(long + tailTime - 1), [0]);
-    equal(keys.talking(long + tailTime), []);
-    equal(keys.nextChange(long + tailTime), null);
+    equal(keys.nextChange(long), long + hangTime);
+    equal(keys.talking(long + hangTime - 1), [0]);
+    equal(keys.talking(long + hangTime), []);
+    equal(keys.nextChange(long + hangTime), null);
 });
 
 test('a new press during the tail goes on talking', () => {
@@ -40,7 +40,7 @@ test('a new press during the tail goes on talking', () => {
     keys.release('finger', long);
     keys.press('finger', 0, long + 50);
     equal(keys.nextChange(long + 50), null);
-    equal(keys.talking(long + tailTime + 1), [0]);
+    equal(keys.talking(long + hangTime + 1), [0]);
 });
 
 test('a tap latches, and the next tap releases with its tail', () => {
@@ -52,7 +52,7 @@ test('a tap latches, and the next tap releases with its tail', () => {
     keys.release('finger', 60050);
     equal(keys.state(0), 'idle');
     equal(keys.talking(60051), [0]);
-    equal(keys.talking(60050 + tailTime), []);
+    equal(keys.talking(60050 + hangTime), []);
 });
 
 test('a press of exactly the tap’s time is a hold', () => {
@@ -75,7 +75,7 @@ test('a touch that is taken away releases a held key and latches nothing', () =>
     keys.press('finger', 0, 0);
     keys.cancel('finger', 50);
     equal(keys.state(0), 'idle');
-    equal(keys.talking(50 + tailTime), []);
+    equal(keys.talking(50 + hangTime), []);
     keys.release('finger', 60);
     equal(keys.state(0), 'idle');
 });
@@ -90,7 +90,7 @@ test('a touch that is taken away leaves a latch alone', () => {
 test('a swipe over a key latches nothing and talks no longer', () => {
     const keys = make();
     keys.press('finger', 0, 0, 100, 100);
-    keys.move('finger', 40, 100, 101 + strayLimit, true);
+    keys.move('finger', 40, 100, 101 + swipeDistance, true);
     equal(keys.state(0), 'idle');
     keys.release('finger', 60);
     equal(keys.state(0), 'idle');
@@ -99,7 +99,7 @@ test('a swipe over a key latches nothing and talks no longer', () => {
 test('a finger that trembles still taps', () => {
     const keys = make();
     keys.press('finger', 0, 0, 100, 100);
-    keys.move('finger', 40, 100 + strayLimit, 100, true);
+    keys.move('finger', 40, 100 + swipeDistance, 100, true);
     keys.release('finger', 60);
     equal(keys.state(0), 'latched');
 });
@@ -119,7 +119,7 @@ test('the key for all opens every channel and shows on each', () => {
     equal(keys.talking(0), [0, 1]);
     equal([keys.state(0), keys.state(1), keys.state(all)], ['held', 'held', 'held']);
     keys.release('finger', long);
-    equal(keys.talking(long + tailTime), []);
+    equal(keys.talking(long + hangTime), []);
 });
 
 test('a tap on the key for all latches every key, a second one releases them', () => {
@@ -139,7 +139,7 @@ test('the key for all shows latched once each single key is', () => {
     equal(keys.state(all), 'latched');
     keys.toggle(0, 3000);
     equal(keys.state(all), 'idle');
-    equal(keys.talking(3000 + tailTime), [1]);
+    equal(keys.talking(3000 + hangTime), [1]);
 });
 
 test('holding the key for all leaves what was latched latched', () => {
@@ -147,7 +147,7 @@ test('holding the key for all leaves what was latched latched', () => {
     keys.press('finger', all, 1000);
     equal([keys.state(0), keys.state(1), keys.state(all)], ['latched', 'held', 'held']);
     keys.release('finger', 1000 + long);
-    equal(keys.talking(1000 + long + tailTime), [0]);
+    equal(keys.talking(1000 + long + hangTime), [0]);
 });
 
 test('a second press of another hand spoils the tap of both', () => {
@@ -165,7 +165,7 @@ test('two keys of the keyboard hold two channels', () => {
     keys.press('Digit2', 1, 300);
     equal(keys.talking(300), [0, 1]);
     keys.release('Digit1', 900);
-    equal(keys.talking(900 + tailTime), [1]);
+    equal(keys.talking(900 + hangTime), [1]);
 });
 
 test('two hands on one key hold it until both are gone', () => {
@@ -175,7 +175,7 @@ test('two hands on one key hold it until both are gone', () => {
     keys.release('finger', 900);
     equal(keys.talking(5000), [0]);
     keys.release('Space', 6000);
-    equal(keys.talking(6000 + tailTime), []);
+    equal(keys.talking(6000 + hangTime), []);
 });
 
 test('a hand cannot press twice', () => {
@@ -197,9 +197,9 @@ test('all hands can be taken away at once, or some', () => {
     keys.press('pointer 1', 0, 0);
     keys.press('Digit2', 1, 300);
     keys.cancelHands(1000, (hand) => hand.startsWith('pointer'));
-    equal(keys.talking(1000 + tailTime), [1]);
+    equal(keys.talking(1000 + hangTime), [1]);
     keys.cancelHands(2000);
-    equal(keys.talking(2000 + tailTime), []);
+    equal(keys.talking(2000 + hangTime), []);
 });
 
 test('a screen reader’s press latches and releases', () => {
