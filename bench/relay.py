@@ -13,7 +13,7 @@ import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../tests/fixtures"))
 import own_network  # noqa: E402
-from on_air import Crew, Server, late_ticks, own_addresses, show_with, wait_until  # noqa: E402
+from on_air import Crew, Server, missed_deadlines, own_addresses, show_with, wait_until  # noqa: E402
 
 SECONDS = float(os.environ.get("WINGBELL_SECONDS", "10"))  # each load is looked at
 BURSTS = int(os.environ.get("WINGBELL_BURSTS", "40"))
@@ -114,7 +114,7 @@ def measure_crowd(program, client, count, tick):
             ]
         ),
     )
-    connected = [crew.wait_for(number, "connected", patience=120)["ms"] for number in range(count)]
+    connected = [crew.wait_for(number, "connected", timeout=120)["ms"] for number in range(count)]
     crew.report(0)
     begin, spent = time.monotonic(), server.processor_seconds()
     time.sleep(SECONDS)
@@ -124,7 +124,7 @@ def measure_crowd(program, client, count, tick):
     memory, threads = server.resident_megabytes(), server.threads()
     said = server.stop()
     crew.quit()
-    late, ticks = late_ticks(said)
+    late, ticks = missed_deadlines(said)
     return {
         "percent": percent,
         "memory": memory,

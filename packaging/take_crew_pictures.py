@@ -96,7 +96,7 @@ def take_way_in(browser):
     browser.wait_for("#code")
     browser.run("document.activeElement.blur()")  # a caret comes and goes
     picture(browser, "code.png")
-    browser.give_code(server.code)
+    browser.enter_code(server.code)
     browser.wait_for_text("#roles", lambda text: "1 connected" in text, "that the lighting is there")
     picture(browser, "roles.png")
 

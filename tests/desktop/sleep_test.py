@@ -30,11 +30,11 @@ def mate_keeps_the_computer_awake_and_lets_the_display_sleep(window, session):
     see(session.mate_inhibitors, [])
     go_on_air(window)
     see(session.mate_inhibitors, MATE_HOLDS)
-    assert session.mate_holds_back(SUSPENDING) is True
-    assert session.mate_holds_back(IDLENESS) is False, "the display is kept lit"
+    assert session.mate_inhibits(SUSPENDING) is True
+    assert session.mate_inhibits(IDLENESS) is False, "the display is kept lit"
     go_off_air(window)
     see(session.mate_inhibitors, [])
-    assert session.mate_holds_back(SUSPENDING) is False
+    assert session.mate_inhibits(SUSPENDING) is False
 
 
 def mate_lets_go_when_the_server_ends_by_itself(window, session):
@@ -88,7 +88,7 @@ def on_xfce_its_own_power_manager_keeps_the_computer_awake(window, session):
     assert session.login_inhibitors() == []
     go_off_air(window)
     see(session.display_may_sleep, True)
-    assert manager.runs() and session.xfce_holds_back() is False
+    assert manager.runs() and session.xfce_inhibits() is False
 
 
 def on_xfce_a_power_manager_that_comes_late_takes_over(window, session):
@@ -97,7 +97,7 @@ def on_xfce_a_power_manager_that_comes_late_takes_over(window, session):
     see(session.login_inhibitors, LOGIN_HOLDS)
     session.xfce()
     see(session.login_inhibitors, [])
-    see(session.xfce_holds_back, True)
+    see(session.xfce_inhibits, True)
 
 
 def xfce_suspends_an_idle_computer_and_not_one_on_air(window, session):
@@ -110,11 +110,11 @@ def xfce_suspends_an_idle_computer_and_not_one_on_air(window, session):
             desktop.xfce()
         go_on_air(window)
         wait_until(
-            lambda: idle.suspend_requests() + session.suspend_requests(), "XFCE to suspend a computer", patience=100
+            lambda: idle.suspend_requests() + session.suspend_requests(), "XFCE to suspend a computer", timeout=100
         )
         session.xfce_has_handled_its_events()
         assert session.suspend_requests() == [], "the computer sleeps in the show"
-        see(session.xfce_holds_back, True)
+        see(session.xfce_inhibits, True)
     finally:
         idle.close()
 
@@ -124,9 +124,9 @@ def xfce_is_asked_again_after_its_restart(window, session):
     go_on_air(window)
     see(session.display_may_sleep, False)
     manager.kill()
-    see(session.xfce_holds_back, None)
+    see(session.xfce_inhibits, None)
     manager.start()
-    see(session.xfce_holds_back, True)
+    see(session.xfce_inhibits, True)
 
 
 def a_window_that_crashes_leaves_nothing_held_on_xfce(window, session):
@@ -139,7 +139,7 @@ def a_window_that_crashes_leaves_nothing_held_on_xfce(window, session):
     if not manager.runs():
         manager.start()
     see(session.display_may_sleep, True)
-    see(session.xfce_holds_back, False)
+    see(session.xfce_inhibits, False)
     end(server)
 
 
