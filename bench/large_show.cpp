@@ -175,10 +175,10 @@ private:
 
     void waitForFrame(int before)
     {
-        QTimer patience;
-        patience.setSingleShot(true);
-        patience.start(300);
-        while (m_frames == before && patience.isActive()) {
+        QTimer timeout;
+        timeout.setSingleShot(true);
+        timeout.start(300);
+        while (m_frames == before && timeout.isActive()) {
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         }
     }

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Draws the icons' PNG files anew from the drawings beside them: ./build_app.sh pictures
+# Draws the icons' PNG files from the drawings beside them: ./build_app.sh pictures
 #
 # The PNG files are committed, so that a build needs nothing to draw with; a test draws them again and compares.
 # Every size up to 64 has a drawing of its own, with as much as can be told apart there.

@@ -1,4 +1,4 @@
-"""Whoever cannot see the window reads and does everything over the accessibility bus."""
+"""A screen reader can read and do everything over the accessibility bus."""
 
 import desk  # makes the accessibility bus's interface known
 from desk import Events, SHOW_FILE, has_state, saved_show, wait_until

@@ -353,7 +353,7 @@ def a_running_server_outlives_it(window):
     keys("alt+F4")
     assert window.process.wait(desk.TIMEOUT) == 0
     assert desk.alive(server), "the server went with its window"
-    # Nobody reads its words any more, and still it takes announcements.
+    # Its output is no longer read, and it still takes announcements.
     desk.send_osc(47123, "/wingbell/say", "still here")
     assert desk.alive(server)
     desk.os.kill(server, 15)
