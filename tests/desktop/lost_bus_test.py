@@ -5,7 +5,7 @@ from own_desktop import LOGIN_HOLDS, MATE_HOLDS, SHOW, OwnDesktop, go_off_air, g
 
 
 def lose_bus(session):
-    """Without a farewell. MATE's session manager goes with it."""
+    """Kills the bus. MATE's session manager ends with it."""
     session.bus.kill()
 
 

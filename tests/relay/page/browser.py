@@ -124,7 +124,7 @@ class Browser:
     def fingers_up(self, at=None):
         self._touch("touchEnd", (), at)
 
-    def touch_taken_away(self):
+    def touch_cancelled(self):
         self._touch("touchCancel", (), None)
 
     def _touch(self, kind, points, at):

@@ -144,7 +144,7 @@ class JoiningTest(PageTest):
         self.type_code("4829\n")
         self.browser.wait_for_text("#code-message", "six digits")
 
-    def test_a_wrong_code_is_told_and_another_one_works(self):
+    def test_a_wrong_code_is_reported_and_another_one_works(self):
         self.open()
         self.type_code("111111")
         self.browser.wait_for_text("#code-message", "Wrong code")
@@ -162,7 +162,7 @@ class JoiningTest(PageTest):
         self.browser.tap("#code-go")
         self.browser.wait_for("#roles-step")
 
-    def test_no_answer_is_told_and_tried_again(self):
+    def test_an_unresponsive_desk_is_reported_and_tried_again(self):
         self.desk.role_refusals = [(502, "not the desk's words")]
         self.open("/#code=482913")
         self.browser.wait_for_text("#code-message", "The desk is not responding")
@@ -189,7 +189,7 @@ class JoiningTest(PageTest):
         self.browser.wait_for("#join-last")
         self.assertEqual(self.browser.text("#join-last"), "Join as Fly Floor")
 
-    def test_a_code_that_has_changed_since_is_asked_for(self):
+    def test_a_code_that_has_changed_is_asked_for(self):
         self.open("/#code=482913")
         self.browser.wait_for("#roles-step")
         self.desk.code = "000111"
@@ -203,26 +203,26 @@ class JoiningTest(PageTest):
         self.browser.wait_for_text("#roles-message", "no longer in the show. Choose another.")
         self.assertFalse(self.browser.shown("#join-last"))
 
-    def test_a_role_that_vanishes_before_the_tap_is_named(self):
+    def test_a_role_that_is_removed_before_the_tap_is_named(self):
         self.open("/#code=482913&role=b3n8x1zz")
         self.browser.wait_for("#join-last")
         del self.desk.roles["b3n8x1zz"]
         self.browser.tap("#join-last")
         self.browser.wait_for_text("#roles-message", "The role Director is no longer in the show. Choose another.")
 
-    def test_a_full_desk_is_told(self):
+    def test_a_full_desk_is_reported(self):
         self.desk.refusals = [(503, {"error": "full"})]
         self.open("/#code=482913&role=b3n8x1zz")
         self.browser.wait_for("#join-last")
         self.browser.tap("#join-last")
         self.browser.wait_for_text("#roles-message", "The intercom is full")
 
-    def test_a_desk_that_is_not_ready_is_asked_again(self):
+    def test_a_desk_that_is_not_ready_is_tried_again(self):
         self.desk.refusals = [(503, {"error": "not-now"})]
         self.join()
         self.assertEqual(len(self.desk.joins), 2)
 
-    def test_joining_can_be_called_off(self):
+    def test_joining_can_be_cancelled(self):
         self.desk.refusals = [(503, {"error": "not-now"})] * 50
         self.open("/#code=482913&role=b3n8x1zz")
         self.browser.wait_for("#join-last")
@@ -231,13 +231,13 @@ class JoiningTest(PageTest):
         self.browser.tap("#joining-cancel")
         self.browser.wait_for("#roles-step")
 
-    def test_the_counts_of_the_roles_stay_true(self):
+    def test_the_counts_of_the_roles_are_updated(self):
         self.open("/#code=482913")
         self.browser.wait_for("#roles-step")
         self.desk.present = {"k7d2m9qa": 4}
         self.browser.wait_for_text(".role", "4 connected")
 
-    def test_names_are_shown_to_the_letter(self):
+    def test_names_are_shown_unchanged(self):
         names = ["<script>alert(1)</script>", "مدير المسرح", "🎭 Prompt", "W" * 200]
         self.desk.roles = {f"role{i}": (name, [channel(name)]) for i, name in enumerate(names)}
         self.browser.resize(320, 640)
@@ -301,7 +301,7 @@ class TalkingTest(PageTest):
         self.browser.fingers_up()
         wait_until(lambda: self.browser.run(width) == 0, "the level is gone")
 
-    def test_a_held_key_talks_until_it_is_let_go(self):
+    def test_a_held_key_talks_until_it_is_released(self):
         self.join()
         self.browser.hold(key(2))
         self.wait_for_talk([1])
@@ -339,7 +339,7 @@ class TalkingTest(PageTest):
         self.browser.fingers_up()
         self.nothing_latched()
 
-    def test_a_thumb_that_drifts_on_its_key_goes_on_talking(self):
+    def test_a_thumb_that_drifts_on_its_key_keeps_talking(self):
         self.join()
         x, y = self.browser.middle(key(1))
         self.browser.hold(key(1))
@@ -369,14 +369,14 @@ class TalkingTest(PageTest):
         wait_until(lambda: len(self.desk.newest.states) > posts, "the next keep-alive")
         self.assertTrue(all(state["talk"] == [] for state in self.desk.newest.states))
 
-    def test_a_touch_that_the_system_takes_away_latches_nothing(self):
+    def test_a_touch_that_the_system_cancels_latches_nothing(self):
         self.join()
         self.browser.fingers_down(self.browser.middle(key(1)))
         self.wait_for_state(key(1), "held")
-        self.browser.touch_taken_away()
+        self.browser.touch_cancelled()
         self.nothing_latched()
 
-    def test_what_scrolls_releases_the_key_under_the_finger(self):
+    def test_scrolling_releases_the_key_under_the_finger(self):
         self.desk.roles["k7d2m9qa"] = ("Stage Manager", [channel(f"Channel {i}") for i in range(12)])
         self.join()
         self.browser.hold(key(1))
@@ -408,7 +408,7 @@ class TalkingTest(PageTest):
         self.browser.tap_key(" ", "Space")
         self.nothing_latched()
 
-    def test_a_key_whose_focus_goes_elsewhere_is_released(self):
+    def test_a_key_that_loses_the_focus_is_released(self):
         self.join()
         self.browser.run("document.querySelector(arguments[0]).focus()", key(1))
         self.browser.hold_key(" ", "Space")
@@ -458,7 +458,7 @@ class TalkingTest(PageTest):
         self.browser.wait_for_text("#notice", "You left the page. Your keys are off.")
         self.nothing_latched()
 
-    def test_a_microphone_that_the_desk_does_not_hear_is_told_while_one_talks(self):
+    def test_a_microphone_that_the_desk_does_not_hear_is_reported_while_talking(self):
         self.join()
         self.desk.tell("unheard", {})
         self.desk.talkers((["Director"], False))
@@ -515,7 +515,7 @@ class HearingTest(PageTest):
         states = self.desk.newest.states
         return states[-1]["levels"] if states else None
 
-    def test_a_channel_has_a_key_if_one_talks_there_and_a_level_if_one_listens(self):
+    def test_a_channel_has_a_key_if_the_role_talks_and_a_level_if_it_listens(self):
         self.join("b3n8x1zz")
         parts = self.browser.run(
             """return [...document.querySelectorAll('#channels li')].map((card) =>
@@ -524,7 +524,7 @@ class HearingTest(PageTest):
         self.assertEqual(parts, [[False, True], [True, False]])
         self.assertFalse(self.browser.shown(ALL), "one channel needs no key for all")
 
-    def test_everything_is_heard_in_full_at_first(self):
+    def test_all_levels_are_full_at_first(self):
         self.join()
         wait_until(lambda: self.levels_posted() == [1, 1, 1], "full levels")
 
@@ -550,7 +550,7 @@ class HearingTest(PageTest):
         self.browser.tap("#channels li:nth-child(3) .mute")
         wait_until(lambda: self.levels_posted() == [1, 1, 1], "heard again")
 
-    def test_who_talks_is_named_on_each_channel(self):
+    def test_each_channel_names_who_is_talking(self):
         self.join()
         self.desk.talkers((["Director", "Fly Floor"], False), ([], True), ([], False))
         self.browser.wait_for_text("#channels li:nth-child(1) .who", "2 talking: Director, Fly Floor")
@@ -560,7 +560,7 @@ class HearingTest(PageTest):
         self.desk.talkers(([], False), ([], False), ([], False))
         self.browser.wait_for_text("#channels li:nth-child(1) .who", "Quiet")
 
-    def test_the_place_of_the_keys_does_not_depend_on_who_talks_or_what_is_told(self):
+    def test_the_keys_do_not_move_when_someone_talks_or_a_notice_appears(self):
         self.join()
         before = self.browser.middle(key(2))
         self.desk.talkers(*[(["Director", "Fly Floor", "W" * 100], True)] * 3)
@@ -572,7 +572,7 @@ class HearingTest(PageTest):
         self.browser.wait_for_text("#notice", "The desk hears nothing")
         self.assertEqual(self.browser.middle(key(2)), before)
 
-    def test_a_browser_that_wants_another_tap_for_sound_gets_a_button(self):
+    def test_a_browser_that_needs_another_tap_for_sound_gets_a_button(self):
         self.open("/#code=482913&role=k7d2m9qa")
         self.browser.wait_for("#join-last")
         self.browser.run(
@@ -684,7 +684,7 @@ class LosingTheConnectionTest(PageTest):
         self.assertEqual(self.state_of(key(1)), "latched")
         self.assertEqual(len(self.desk.joins), 1)
 
-    def test_off_air_is_said_and_waited_for(self):
+    def test_off_air_is_shown_and_retried(self):
         self.join()
         self.desk.refusals = [(503, {"error": "not-now"})]
         self.desk.tell("goodbye", {"reason": "off-air"})
@@ -718,7 +718,7 @@ class LosingTheConnectionTest(PageTest):
         self.browser.fingers_up()
         self.nothing_latched()
 
-    def test_leaving_tells_the_desk_and_lets_the_microphone_go(self):
+    def test_leaving_tells_the_desk_and_releases_the_microphone(self):
         self.browser.before_each_page(
             self,
             """

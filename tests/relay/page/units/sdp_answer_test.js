@@ -124,11 +124,11 @@ test('Safari’s answer is read', () => {
     });
 });
 
-test('lines may end with a line feed alone', () => {
+test('lines may end with only a line feed', () => {
     equal(readSdpAnswer(chromium.replaceAll('\r\n', '\n')), ofChromium);
 });
 
-test('what stands before the section counts where the section says nothing', () => {
+test('a value before the section is used if the section has none', () => {
     let sdp = chromium;
     for (const line of ['a=ice-ufrag:x+3/', `a=fingerprint:sha-256 ${pairs}`, 'a=setup:active', 'a=sendrecv']) {
         sdp = sdp.replace(`${line}\r\n`, '').replace('m=audio', `${line}\r\nm=audio`);
@@ -136,7 +136,7 @@ test('what stands before the section counts where the section says nothing', () 
     equal(readSdpAnswer(sdp), ofChromium);
 });
 
-test('what stands in the section counts first', () => {
+test('a value in the section takes precedence', () => {
     const ice = 'a=ice-ufrag:other\r\na=ice-pwd:other\r\n';
     const before = `${ice}a=inactive\r\na=setup:passive\r\na=fingerprint:sha-256 00\r\n`;
     equal(readSdpAnswer(changed('m=audio', `${before}m=audio`)), ofChromium);
@@ -150,18 +150,18 @@ test('every direction and both setups are read, and no direction means both ways
     equal(readSdpAnswer(changed('setup:active', 'setup:passive')).setup, 'passive');
 });
 
-test('of several fingerprints that by sha-256 is taken, in capitals', () => {
+test('of several fingerprints the SHA-256 one is used, in upper case', () => {
     const usual = `a=fingerprint:sha-256 ${pairs}`;
     const several = `a=fingerprint:sha-1 00:11\r\n${usual.toLowerCase().replace('sha-256', 'SHA-256')}`;
     equal(readSdpAnswer(changed(usual, several)).fingerprint, pairs);
     equal(readSdpAnswer(changed('sha-256', 'sha-1')).fingerprint, undefined);
 });
 
-test('a word that is missing is undefined', () => {
+test('a missing value is undefined', () => {
     equal(readSdpAnswer(changed('a=ice-pwd:', 'a=other:')), { ...ofChromium, icePwd: undefined });
 });
 
-test('an answer that does not take the one audio section is refused', () => {
+test('an answer without exactly one accepted audio section is rejected', () => {
     equal(refuses(changed('m=audio 9', 'm=audio 0')), true);
     equal(refuses(changed('m=audio', 'm=video')), true);
     equal(refuses(`${chromium}m=audio 9 UDP/TLS/RTP/SAVPF 111\r\n`), true);

@@ -22,7 +22,7 @@ test('a press talks at once', () => {
     equal(keys.state(1), 'idle');
 });
 
-test('a long press ends with the release and its tail', () => {
+test('a long press ends with the release and its hang time', () => {
     const keys = make();
     keys.press('finger', 0, 0);
     keys.release('finger', long);
@@ -34,7 +34,7 @@ test('a long press ends with the release and its tail', () => {
     equal(keys.nextChange(long + hangTime), null);
 });
 
-test('a new press during the tail goes on talking', () => {
+test('a new press during the hang time keeps talking', () => {
     const keys = make();
     keys.press('finger', 0, 0);
     keys.release('finger', long);
@@ -43,7 +43,7 @@ test('a new press during the tail goes on talking', () => {
     equal(keys.talking(long + hangTime + 1), [0]);
 });
 
-test('a tap latches, and the next tap releases with its tail', () => {
+test('a tap latches, and the next tap releases with hang time', () => {
     const keys = latched();
     equal(keys.state(0), 'latched');
     equal(keys.talking(60000), [0]);
@@ -70,7 +70,7 @@ test('a long press on a latched key releases it at its end', () => {
     equal(keys.state(0), 'idle');
 });
 
-test('a touch that is taken away releases a held key and latches nothing', () => {
+test('a cancelled touch releases a held key and latches nothing', () => {
     const keys = make();
     keys.press('finger', 0, 0);
     keys.cancel('finger', 50);
@@ -80,14 +80,14 @@ test('a touch that is taken away releases a held key and latches nothing', () =>
     equal(keys.state(0), 'idle');
 });
 
-test('a touch that is taken away leaves a latch alone', () => {
+test('a cancelled touch leaves a latch alone', () => {
     const keys = latched();
     keys.press('finger', 0, 5000);
     keys.cancel('finger', 5050);
     equal(keys.state(0), 'latched');
 });
 
-test('a swipe over a key latches nothing and talks no longer', () => {
+test('a swipe over a key latches nothing and stops talking', () => {
     const keys = make();
     keys.press('finger', 0, 0, 100, 100);
     keys.move('finger', 40, 100, 101 + swipeDistance, true);
@@ -96,7 +96,7 @@ test('a swipe over a key latches nothing and talks no longer', () => {
     equal(keys.state(0), 'idle');
 });
 
-test('a finger that trembles still taps', () => {
+test('a finger that moves a little still taps', () => {
     const keys = make();
     keys.press('finger', 0, 0, 100, 100);
     keys.move('finger', 40, 100 + swipeDistance, 100, true);
@@ -104,7 +104,7 @@ test('a finger that trembles still taps', () => {
     equal(keys.state(0), 'latched');
 });
 
-test('a thumb that drifts while it talks goes on talking as long as it is on the key', () => {
+test('a thumb that drifts keeps talking as long as it is on the key', () => {
     const keys = make();
     keys.press('finger', 0, 0, 100, 100);
     keys.move('finger', long, 130, 100, true);
@@ -150,7 +150,7 @@ test('holding the key for all leaves what was latched latched', () => {
     equal(keys.talking(1000 + long + hangTime), [0]);
 });
 
-test('a second press of another hand spoils the tap of both', () => {
+test('a second press of another hand turns both taps into holds', () => {
     const keys = make();
     keys.press('Digit1', 0, 0);
     keys.press('Digit2', 1, 20);
@@ -168,7 +168,7 @@ test('two keys of the keyboard hold two channels', () => {
     equal(keys.talking(900 + hangTime), [1]);
 });
 
-test('two hands on one key hold it until both are gone', () => {
+test('two hands on one key hold it until both are released', () => {
     const keys = make();
     keys.press('finger', 0, 0);
     keys.press('Space', 0, 300);
@@ -192,7 +192,7 @@ test('a key that does not exist cannot be pressed', () => {
     equal(keys.talking(0), []);
 });
 
-test('all hands can be taken away at once, or some', () => {
+test('all hands can be cancelled, or some of them', () => {
     const keys = make();
     keys.press('pointer 1', 0, 0);
     keys.press('Digit2', 1, 300);
@@ -210,7 +210,7 @@ test('a screen reader’s press latches and releases', () => {
     equal(keys.state(0), 'idle');
 });
 
-test('everything off means now, without a tail, and tells whether anything was on', () => {
+test('allOff() turns everything off without hang time and returns whether anything was on', () => {
     const keys = latched();
     keys.press('finger', 1, 1000);
     equal(keys.allOff(), true);
@@ -219,7 +219,7 @@ test('everything off means now, without a tail, and tells whether anything was o
     equal(keys.allOff(), false);
 });
 
-test('unusable keys are off and take no press until they are usable again', () => {
+test('unusable keys are off and ignore presses until they are usable again', () => {
     const keys = latched();
     keys.setUsable(false);
     equal(keys.talking(500), []);
