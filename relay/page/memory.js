@@ -1,9 +1,6 @@
 // What the page knows when it opens: the code and the role in its address, and what the browser stored at an earlier
 // visit. A browser may refuse to store anything (private browsing): then every visit is like the first.
 
-const codeEntry = 'wingbell.code';
-const roleEntry = 'wingbell.role';
-const settingEntry = 'wingbell.microphone';
 const levelsEntry = 'wingbell.levels';
 const maxLevels = 200; // of all shows this phone has been to; the oldest are forgotten
 
@@ -24,26 +21,10 @@ function write(entry, text) {
     }
 }
 
-export const memory = {
-    get code() {
-        return read(codeEntry);
-    },
-    set code(code) {
-        write(codeEntry, code);
-    },
-    get role() {
-        return read(roleEntry);
-    },
-    set role(key) {
-        write(roleEntry, key);
-    },
-    get setting() {
-        return read(settingEntry);
-    },
-    set setting(name) {
-        write(settingEntry, name);
-    },
+/** A property in the browser's storage: null if it was never set, and to remove it. */
+const stored = (entry) => ({ get: () => read(entry), set: (text) => write(entry, text) });
 
+export const memory = {
     /** From 0 to 100; 100 unless it was set for that role and channel. */
     level(role, channel) {
         const level = readLevels().find(([name]) => name === nameOf(role, channel))?.[1];
@@ -55,6 +36,11 @@ export const memory = {
         write(levelsEntry, JSON.stringify([...others, [name, level]].slice(-maxLevels)));
     },
 };
+Object.defineProperties(memory, {
+    code: stored('wingbell.code'),
+    role: stored('wingbell.role'),
+    setting: stored('wingbell.microphone'),
+});
 
 const nameOf = (role, channel) => JSON.stringify([role, channel]);
 
