@@ -45,6 +45,6 @@ cue player makes announcements to them over OSC. In one window you name the
 show, its channels and the roles that talk and listen on them, and put it on
 air with a switch.
 
-This package contains the window, WingbellControl, and the server that it starts,
-IntercomServer, which can also be used alone.")
+This package contains the window, WingbellControl, and the server that it
+starts, IntercomServer, which can also be used alone.")
 include(CPack)
