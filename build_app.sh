@@ -3,14 +3,14 @@
 #
 #   ./build_app.sh          install what is missing and build
 #   ./build_app.sh run      the same, then open the window
-#   ./build_app.sh test     the same, then test what every change must pass; needs no screen
+#   ./build_app.sh test     the same, then run the tests that every change must pass; needs no screen
 #   ./build_app.sh package  build a Debian package of both programs
 #   ./build_app.sh pictures take the pictures of the guide and draw the icons
-#   ./build_app.sh bench    print what the window and the server cost, and how late a voice is
+#   ./build_app.sh bench    measure what the window and the server cost, and the latency
 #
 # Options for test: --quick leaves out the sanitizers and the static checks; --everything adds what
-# a change seldom breaks: every screen, a crew under load, the thread sanitizer, the fuzzers, which lines
-# the tests run, and clang-tidy for every source.
+# a change seldom breaks: every screen, a crew under load, the thread sanitizer, the fuzzers, the line
+# coverage, and clang-tidy for every source.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -65,7 +65,7 @@ install_packages() {
     rm -f "$root/build/build.ninja" # so that a build that did without them is configured again
 }
 
-# The show lies in a folder that all users of the machine share.
+# The show is in a folder that all users of the machine share.
 prepare_shared_folder() {
     [ -d /Users/Shared ] && return
     say "making /Users/Shared, the folder for the show that all users share."
@@ -95,7 +95,7 @@ run_window() {
     exec "$root/build/bin/WingbellControl"
 }
 
-# Packs what is built. Everything that cpack says matters only where it fails.
+# Packs what is built. The output of cpack matters only if it fails.
 make_package() {
     local words package
     words=$(umask 022 && cd build && cpack 2>&1) || {
@@ -139,9 +139,9 @@ run_tests() {
         sanitized=()
         left_out=nothing
     fi
-    step "checking the form" tests/check_code.sh --format
+    step "checking the formatting" tests/check_code.sh --format
     step "building" build release "${targets[@]}"
-    # Browsers, window managers and buses are not ours: a test with them has a second try, and says so.
+    # Browsers, window managers and buses are not ours: a test with them is run a second time if it fails.
     step "running the tests of the whole system" run_ctest release -LE "^(cpp|$left_out)\$" --repeat until-pass:2
     [ "${1:-}" != --quick ] || return 0
     step "building with the address and undefined behaviour sanitizers" build sanitizers "${sanitized[@]}"
@@ -149,13 +149,13 @@ run_tests() {
     step "checking the code" tests/check_code.sh --code "${everything[@]}"
     [ ${#everything[@]} -gt 0 ] || return 0
     step "running the C++ tests without the sanitizers" run_ctest release -L '^cpp$'
-    step "building with the lines counted that run" build coverage cpp_tests
+    step "building with coverage" build coverage cpp_tests
     tests/coverage forget
-    step "running the C++ tests with them" run_ctest coverage -L '^cpp$'
-    step "saying which lines the C++ tests have run" tests/coverage
+    step "running the C++ tests with coverage" run_ctest coverage -L '^cpp$'
+    step "printing the coverage of the C++ tests" tests/coverage
     step "building with the thread sanitizer" build thread-sanitizer thread_tests
     step "running the tests of threads under it" run_ctest thread-sanitizer -L '^threads$'
-    step "trying what strangers may send, for a short while" tests/fuzz/run 5
+    step "running the fuzzers for a short while" tests/fuzz/run 5
 }
 
 case ${1:-build} in

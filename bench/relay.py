@@ -1,4 +1,4 @@
-"""What the intercom server costs and how late a voice is, on a network of its own.
+"""What the intercom server costs, and its latency, in its own network namespace.
 
     relay.py SERVER CREW_CLIENT LOSSY_LINK
 
@@ -13,15 +13,15 @@ import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../tests/fixtures"))
 import own_network  # noqa: E402
-from on_air import Crew, Server, late_ticks, own_addresses, show_with, wait_until  # noqa: E402
+from on_air import Crew, Server, missed_deadlines, own_addresses, show_with, wait_until  # noqa: E402
 
-SECONDS = float(os.environ.get("WINGBELL_SECONDS", "10"))  # each load is looked at
+SECONDS = float(os.environ.get("WINGBELL_SECONDS", "10"))  # each load is measured
 BURSTS = int(os.environ.get("WINGBELL_BURSTS", "40"))
-SETTLING = 20  # bursts, during which a browser finds out how late its line is
+SETTLING = 20  # bursts, during which a browser adapts its jitter buffer
 ANNOUNCEMENTS = int(os.environ.get("WINGBELL_ANNOUNCEMENTS", "10"))
 CROWDS = [int(count) for count in os.environ.get("WINGBELL_CROWDS", "2 8 16 32 64").split()]
 
-# Measured before the server was written, with a stack put together for that on 2 processors.
+# Measured before the server was written, with a prototype on 2 processors.
 EARLIER_LATENCY = {(20, 0): "69-71", (10, 0): "54-56", (20, 2): "76-105"}
 EARLIER_PROCESSOR = {(2, 20): "5", (8, 20): "15", (16, 20): "28", (32, 20): "56", (32, 10): "77"}
 EARLIER_MEMORY = {(32, 20): "72"}
@@ -83,7 +83,7 @@ def latency_between_browsers(program, network, tick, loss):
 
 
 def print_latency(program, client, link):
-    print(f"\nfrom said to heard, ms, median / 95 % of {BURSTS}; loss each way")
+    print(f"\nmouth to ear, ms, median / 95 % of {BURSTS}; loss each way")
     print(f"{'tick':>6}{'loss':>7}{'two clients':>15}{'two Chromium':>15}{'earlier, two Chromium':>25}")
     network = own_network.LossyNetwork(link)
     for tick in (20, 10):
@@ -96,7 +96,7 @@ def print_latency(program, client, link):
 
 
 def measure_crowd(program, client, count, tick):
-    """Everybody talks on one channel, everybody hears all others."""
+    """All talk on one channel and hear all others."""
     server = Server(program, SHOW, ticks_of(tick))
     addresses = own_addresses()
     crew = Crew(
@@ -114,7 +114,7 @@ def measure_crowd(program, client, count, tick):
             ]
         ),
     )
-    connected = [crew.wait_for(number, "connected", patience=120)["ms"] for number in range(count)]
+    connected = [crew.wait_for(number, "connected", timeout=120)["ms"] for number in range(count)]
     crew.report(0)
     begin, spent = time.monotonic(), server.processor_seconds()
     time.sleep(SECONDS)
@@ -124,7 +124,7 @@ def measure_crowd(program, client, count, tick):
     memory, threads = server.resident_megabytes(), server.threads()
     said = server.stop()
     crew.quit()
-    late, ticks = late_ticks(said)
+    late, ticks = missed_deadlines(said)
     return {
         "percent": percent,
         "memory": memory,
@@ -136,7 +136,7 @@ def measure_crowd(program, client, count, tick):
 
 
 def print_crowds(program, client):
-    print(f"\neverybody talking at once, {SECONDS:.0f} s; processor: the server's share of one, %")
+    print(f"\nall talking at once, {SECONDS:.0f} s; processor: the server's share of one, %")
     print(
         f"{'clients':>8}{'tick':>8}{'processor':>11}{'earlier':>9}{'late ticks':>16}{'resident MB':>13}"
         f"{'earlier':>9}{'threads':>9}{'longest pause ms':>18}"
@@ -152,7 +152,7 @@ def print_crowds(program, client):
 
 
 def print_joining(program, client):
-    """One after another, as people come."""
+    """One after another."""
     server = Server(program, SHOW)
     joined, connected = [], []
     for address, _ in zip(own_addresses(), range(20)):
@@ -176,7 +176,7 @@ def osc_packet(address, text):
 
 
 def send_announcement(sender, server):
-    """When it was sent, in the seconds of either clock."""
+    """When it was sent, in seconds of both clocks."""
     now = time.monotonic(), time.time()
     sender.sendto(osc_packet("/wingbell/say", "Attention"), ("127.0.0.1", server.port))
     return now
@@ -205,7 +205,7 @@ def print_announcements(program, client):
                 begin = crew.mark()
             heard = crew.report(0)["onsetsMs"]
             page = wait_until(lambda: browser.take_bursts("heard"), "the announcement in the page")
-            if number > 0:  # the first waits for what is made once
+            if number > 0:  # the first one includes one-time initialisation
                 bare.append(heard[0] - 1000 * monotonic)
                 real.append(page[0] - 1000 * since_1970)
     browser.close()

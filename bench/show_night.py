@@ -19,11 +19,11 @@ from gi.repository import Atspi  # noqa: E402
 from process_cost import resident, status_of, switches, wake_ups  # noqa: E402
 
 SECONDS_AT_REST = float(os.environ.get("WINGBELL_REST", "60"))
-SETTLING = 35.0  # seconds; the toolkit's helping threads go when they had nothing to do for 30
+SETTLING = 35.0  # seconds; idle threads of the toolkit end after 30
 FLOOD_BYTES = int(os.environ.get("WINGBELL_FLOOD", "1000000000"))
 LINE = "All quiet on stage left, and the prompt corner hears every word of it."
 FRAME = re.compile(r"Frame rendered with '\w+' renderloop in (\d+)ms")
-# Writes the flood as fast as it is taken, leaves word of how long that took and waits to be ended.
+# Writes the flood as fast as it is read, records how long that took and waits to be terminated.
 FLOODING = f"""#!/bin/sh
 trap 'exit 0' TERM
 echo ready
@@ -43,7 +43,7 @@ SHOW = {
 
 
 class Window(desk.Desk):
-    """The window, its own words in a file: a flood of them must not fill a pipe."""
+    """The window, with its own output in a file, so that it cannot fill a pipe."""
 
     def __init__(self, program, **environment):
         self.words = tempfile.NamedTemporaryFile()
@@ -67,7 +67,7 @@ class Window(desk.Desk):
 
 
 def wake_ups_at_rest(*pids):
-    """Context switches of each process over the time at rest. No process may be sent a request meanwhile."""
+    """Context switches of each process over the time at rest. Nothing may be asked of them meanwhile."""
     time.sleep(SETTLING)
     begin = [switches(pid) for pid in pids]
     time.sleep(SECONDS_AT_REST)
@@ -84,12 +84,12 @@ def at_rest():
     window.end()
     print(f"\nwake-ups in {SECONDS_AT_REST:.0f} s at rest")
     print(f"{'window, stopped':34}{stopped:6}")
-    print(f"{'window, on air, no one speaks':34}{on_air:6}")
+    print(f"{'window, on air, no one talks':34}{on_air:6}")
     print(f"{'server, on air, no one connected':34}{of_server:6}")
 
 
 def answer_time(node):
-    """Milliseconds until the window has told where that button is."""
+    """Milliseconds until the window has reported the position of that button."""
     begin = time.monotonic()
     Atspi.Component.get_extents(node, Atspi.CoordType.SCREEN)
     return 1000 * (time.monotonic() - begin)
@@ -118,7 +118,7 @@ def flood():
         answers.append(answer_time(button))
         return os.path.exists("/tmp/flooded")
 
-    wait_until(over, "the end of the flood", patience=300)
+    wait_until(over, "the end of the flood", timeout=300)
     with open("/tmp/flooded", encoding="ascii") as flooded:
         seconds = int(flooded.read()) / 1000
     after = resident(window.process.pid)

@@ -1,17 +1,17 @@
 # The Debian package of what is installed. It is made from the build that is there: cpack compiles nothing.
 #
-# What the programs are linked against, Debian's own tool finds. What they need beside that (QML modules, the voice,
-# the sound's plugins, fonts) stands in debian-packages.txt as "run" and comes from there.
+# Debian's own tool finds the libraries that the programs are linked against. Other dependencies (QML modules, the
+# speech synthesizer, media plugins, fonts) are listed in debian-packages.txt as "run".
 file(STRINGS debian-packages.txt run_lines REGEX "^run ")
 list(TRANSFORM run_lines REPLACE "^run " "" OUTPUT_VARIABLE run_packages)
 list(JOIN run_packages ", " run_packages)
 
 file(READ prepare_shared_folder.sh WINGBELL_PREPARE_SHARED_FOLDER)
 set(control_files ${CMAKE_CURRENT_BINARY_DIR}/debian)
-set(everybody_runs FILE_PERMISSIONS
+set(executable_by_all FILE_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-configure_file(debian/postinst.in ${control_files}/postinst @ONLY ${everybody_runs})
-configure_file(debian/postrm ${control_files}/postrm COPYONLY ${everybody_runs})
+configure_file(debian/postinst.in ${control_files}/postinst @ONLY ${executable_by_all})
+configure_file(debian/postrm ${control_files}/postrm COPYONLY ${executable_by_all})
 # Every file in the package is from the day of the release, so that the same sources give the same package.
 file(CONFIGURE OUTPUT ${control_files}/reproducible.cmake @ONLY CONTENT [[
 if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
@@ -41,10 +41,10 @@ set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "control desk and server of a theatre intercom")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "\
 The crew of a show talk to each other with the browsers of their phones, and a
-cue player speaks announcements into their ears over OSC. One window names the
-show, its channels and the roles that talk and listen on them, and puts it on
+cue player makes announcements to them over OSC. In one window you name the
+show, its channels and the roles that talk and listen on them, and put it on
 air with a switch.
 
-This package holds the window, WingbellControl, and the server that it starts,
-IntercomServer, which also runs alone.")
+This package contains the window, WingbellControl, and the server that it
+starts, IntercomServer, which can also be used alone.")
 include(CPack)

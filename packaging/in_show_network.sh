@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs a command on a machine named "desk" in a network like that of a show, where it has one address and
-# nothing else answers: what the guide's pictures show of addresses is the same on every machine.
+# nothing else responds, so that the guide's pictures show the same addresses on every machine.
 #
 #   in_show_network.sh COMMAND [ARGUMENT...]
 set -euo pipefail

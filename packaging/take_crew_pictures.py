@@ -12,7 +12,7 @@ import own_network  # pylint: disable=wrong-import-position
 
 own_network.enter()
 
-# Only inside: they bring threads, and what begins a namespace must have none.
+# Only here: they start threads, and a process that creates a namespace must have none.
 from crew_browser import CrewBrowser  # pylint: disable=wrong-import-position
 from on_air import Server, show_with, wait_until  # pylint: disable=wrong-import-position
 
@@ -31,7 +31,7 @@ program, output = sys.argv[1:3]
 
 
 def keep_code(code):
-    """As an earlier show has left it."""
+    """Writes the crew code as an earlier show would have."""
     folder = os.path.join(os.environ["XDG_STATE_HOME"], "wingbell")
     os.mkdir(folder, 0o700)
     with open(os.open(f"{folder}/crew-code", os.O_WRONLY | os.O_CREAT, 0o600), "w", encoding="ascii") as file:
@@ -69,7 +69,7 @@ def picture(browser, name):
 
 
 def picture_of_talk(browser, name):
-    """Without waiting for rest: the level of a voice never stands still."""
+    """Without waiting until it stops changing: the level meter never does."""
     write(name, base64.b64decode(command(browser, "Page.captureScreenshot", format="png")["data"]))
 
 
@@ -94,10 +94,10 @@ def take_card(browser):
 def take_way_in(browser):
     browser.open(server.url)
     browser.wait_for("#code")
-    browser.run("document.activeElement.blur()")  # a caret comes and goes
+    browser.run("document.activeElement.blur()")  # a blinking caret would differ
     picture(browser, "code.png")
-    browser.give_code(server.code)
-    browser.wait_for_text("#roles", lambda text: "1 on it" in text, "that the lighting is there")
+    browser.enter_code(server.code)
+    browser.wait_for_text("#roles", lambda text: "1 connected" in text, "that the lighting is there")
     picture(browser, "roles.png")
 
 
@@ -117,7 +117,7 @@ def take_desk(browser, other):
 
 def take_lost(browser):
     server.kill()
-    browser.wait_for_text("#line-state", lambda text: text.startswith("Lost the desk"), "that the desk is lost")
+    browser.wait_for_text("#connection-state", lambda text: text.startswith("Connection lost"), "that the connection is lost")
     picture(browser, "lost.png")
 
 

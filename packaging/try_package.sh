@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Proves the Debian package in an empty Debian 12: installs it there with what it asks for, starts both programs as an
+# Tests the Debian package in an empty Debian 12: installs it there with its dependencies, starts both programs as an
 # ordinary user, looks at them, and removes it again. As root, after ./build_app.sh package:
 #
 #   packaging/try_package.sh [PACKAGE [PICTURE]]
@@ -7,7 +7,7 @@
 # The picture of the window lands in PICTURE, build/package/try.png where none is given. Needs debootstrap, xvfb, openbox,
 # xdotool, x11-utils, imagemagick and iproute2, about 900 MB below /tmp for a few minutes, and the archive of Debian or
 # WINGBELL_MIRROR.
-# What it makes is gone when it ends.
+# It removes what it makes.
 set -euo pipefail
 
 say() { printf '%s\n' "try_package.sh: $*"; }
@@ -24,14 +24,14 @@ until_true() {
         [ $SECONDS -lt $deadline ] || {
             tail -n 20 "$work/server" "$work/window" >&2 || true
             [ -z "${DISPLAY:-}" ] || import -window root "$picture" || true
-            fail "never happened: $what"
+            fail "timed out: $what"
         }
         read -r -t 0.1 <> <(:) || true
     done
 }
 
 in_root() { chroot "$root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 "$@"; }
-# In a network of its own, so that nothing here holds or finds a port of this computer. Replaces this shell by the program.
+# In its own network namespace, so that no port of this computer is used or found. Replaces this shell by the program.
 become_crew() { exec nsenter --net="$network" chroot --userspec=crew:crew "$root" \
     /usr/bin/env -i PATH=/usr/bin:/bin HOME=/home/crew LC_ALL=C.UTF-8 DISPLAY="${DISPLAY:-}" "$@"; }
 apt_get() {
@@ -49,7 +49,7 @@ window_id() { xdotool search --onlyvisible --pid "$1" 2>/dev/null | tail -n 1; }
 has_window_manager() { xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q '#'; }
 shows_window() { [ -n "$(window_id "$1")" ]; }
 shot() { import -window "$(window_id "$1")" -strip "$2"; }
-# Two pictures alike: the window has come to rest.
+# Two equal pictures: the window has stopped changing.
 stands_still() {
     shot "$1" "$work/before.png"
     read -r -t 0.3 <> <(:) || true

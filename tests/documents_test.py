@@ -25,7 +25,7 @@ def links_of(document):
 
 
 def anchors_of(document):
-    """As the web pages of the code's host make them of headings."""
+    """The anchors that the code's host makes of headings."""
     anchors = set()
     for heading in re.findall(r"^#+ (.+)$", text_of(document), re.MULTILINE):
         words = re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-")
@@ -37,7 +37,7 @@ def anchors_of(document):
 
 
 def fault_of(document, link):
-    """What is wrong with a link; None when nothing is."""
+    """What is wrong with a link; None if it is correct."""
     if re.match(r"[a-z]+:", link):
         return None
     path, _, anchor = link.partition("#")
@@ -54,13 +54,13 @@ def faults_of_pictures():
     for name in sorted(os.listdir(f"{ROOT}/docs/pictures")):
         picture = f"docs/pictures/{name}"
         if picture not in named:
-            yield f"nobody shows {picture}"
+            yield f"no document shows {picture}"
         if os.path.getsize(f"{ROOT}/{picture}") > LARGEST_PICTURE:
             yield f"{picture} is larger than {LARGEST_PICTURE} bytes"
 
 
 def faults_of_tests():
-    """A row that says by which tests something was tried: each of them stands in the file before its name."""
+    """A row that says by which tests something was tried: each of them is in the file named before it."""
     for file, names in re.findall(r"\[\w+\]\(\.\./(tests/[^)]+)\): ((?:`\w+`(?:, )?)+)", text_of("docs/bad-nights.md")):
         with open(f"{ROOT}/{file}", encoding="utf-8") as tests:
             code = tests.read()
@@ -75,5 +75,5 @@ faults += faults_of_pictures()
 faults += faults_of_tests()
 if len(links) < 100:
     faults.append(f"found {len(links)} links only: the search for them is broken")
-print("\n".join(faults) or f"{len(links)} links, all of them lead somewhere")
+print("\n".join(faults) or f"{len(links)} links, all of them lead to something")
 sys.exit(1 if faults else 0)

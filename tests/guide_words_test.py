@@ -12,16 +12,16 @@ import sys
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 GUIDE = "docs/trouble.md"
 
-# Where words come from that people see.
-ROOMS = ["base", "relay", "server", "desktop", "panels", "model", "build_app.sh"]
+# Where the texts come from that people see.
+SOURCES = ["base", "relay", "server", "desktop", "panels", "model", "build_app.sh"]
 
 TOKEN = re.compile(
     r"""//[^\n]*|/\*.*?\*/|^\s*\#[^\n]*|(?P<text>u?"(?:\\.|[^"\\\n])*"|'(?:\\.|[^'\\\n])*'|`(?:\\.|[^`\\])*`)""",
     re.DOTALL | re.MULTILINE,
 )
-BETWEEN_PARTS = re.compile(r"[\s+]*(?:u(?=\"))?\Z")  # of one text that stands on several lines
+BETWEEN_PARTS = re.compile(r"[\s+]*(?:u(?=\"))?\Z")  # of one text on several lines
 VARIABLE = re.compile(r"%\d|\$\{[^}]*\}|…")
-ENOUGH_QUOTES = 50
+MIN_QUOTES = 50
 TABLE = re.compile(r"<!-- begin ([\w-]+).*?<!-- end \1 -->\n", re.DOTALL)
 
 
@@ -37,7 +37,7 @@ def value(literal):
 
 
 def texts_of(path):
-    """What stands between quotes in a source, its parts joined."""
+    """The string literals of a source, adjacent parts joined."""
     code = source(path)
     texts = []
     end = None
@@ -55,7 +55,7 @@ def texts_of(path):
 
 
 def pieces_of(text):
-    """Its unchanging pieces, without the marks around them."""
+    """The fixed parts of a text, without punctuation around them."""
     return [piece.strip(" .,;:()\"'") for piece in VARIABLE.split(text)]
 
 
@@ -74,16 +74,16 @@ def quotes():
     return [quote for row in rows() for quote in quotes_in(row[2:].split(" | ")[0])]
 
 
-def paths_in(room):
-    if os.path.isfile(f"{ROOT}/{room}"):
-        return [room]
-    found = (os.path.join(place, name) for place, _, names in os.walk(f"{ROOT}/{room}") for name in names)
+def paths_in(folder):
+    if os.path.isfile(f"{ROOT}/{folder}"):
+        return [folder]
+    found = (os.path.join(place, name) for place, _, names in os.walk(f"{ROOT}/{folder}") for name in names)
     return sorted(os.path.relpath(path, ROOT) for path in found)
 
 
 def everything_said():
     said = []
-    for path in (path for room in ROOMS for path in paths_in(room)):
+    for path in (path for folder in SOURCES for path in paths_in(folder)):
         if path.endswith((".cpp", ".h", ".js", ".qml")):
             said += (piece for text in texts_of(path) for piece in pieces_of(text))
         elif path.endswith((".html", ".sh")):
@@ -104,7 +104,7 @@ def tables_in(text):
 
 
 def outdated(made):
-    """Which tables of the guide are not as they are made."""
+    """The tables of the guide that are out of date."""
     written = tables_in(source(GUIDE))
     for name in sorted(made.keys() | written.keys()):
         if made.get(name) != written.get(name):
@@ -121,7 +121,7 @@ made = tables_in(subprocess.run([sys.argv[1]], check=True, capture_output=True, 
 if "--write" in sys.argv:
     write(made)
 faults = [*outdated(made), *unsaid()]
-if not made or len(quotes()) < ENOUGH_QUOTES:
+if not made or len(quotes()) < MIN_QUOTES:
     faults.append("found too few texts: the search for them is broken")
 print("\n".join(faults) or f"{len(made)} tables and {len(quotes())} quotes agree")
 sys.exit(1 if faults else 0)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Every text that a person reads or hears in the window can be translated, and every translation is whole.
+"""Every text that the window shows or speaks can be translated, and every translation is complete.
 
     texts_test.py LUPDATE LRELEASE
 """
@@ -24,7 +24,7 @@ VERBATIM = {
     ("ShowSetupPanel.qml", "47000"),  # the port that a show has unless it says another
 }
 
-# Whose strings nobody reads: colours, symbols, names inside the program, files.
+# Properties and functions whose strings are not shown: colours, symbols, internal names, files.
 UNREAD = {
     "border.color", "color", "fill", "icon", "name", "objectName", "outline", "plateColor", "property",
     "selectedTextColor", "source", "symbol", "textColor", "tint",
@@ -42,7 +42,7 @@ TOKEN = re.compile(
 
 
 def escaping_texts(name, source):
-    """The strings of a view that somebody may see or hear and nobody can translate."""
+    """The strings of a view that are shown or spoken and cannot be translated."""
     escaping = []
     calls = []  # the names before the brackets that are open
     owner = word = ""  # the property of this line, the last name
@@ -76,7 +76,7 @@ def catalogues():
     return found
 
 
-def a_text_that_nobody_can_translate_is_found():
+def a_text_that_cannot_be_translated_is_found():
     for line in (
         'text: "Foo"',
         'Accessible.name: "Foo"',
@@ -178,7 +178,7 @@ def translations_keep_what_is_for_machines():
 
 
 def main(lupdate, lrelease):
-    a_text_that_nobody_can_translate_is_found()
+    a_text_that_cannot_be_translated_is_found()
     what_is_translated_or_never_read_is_not_found()
     every_text_of_a_view_can_be_translated()
     every_verbatim_text_is_still_there()

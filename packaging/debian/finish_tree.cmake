@@ -1,6 +1,6 @@
 # What Debian wants of the tree beyond an installation: the changelog, that compressed as well as the manual's pages, the
 # programs without what only their makers read, the reasons for what its checker would ask about, and folders that
-# everyone may open, whatever umask the package is made with.
+# all users may open, independent of the umask.
 set(tree ${CPACK_TEMPORARY_DIRECTORY}/usr)
 set(readable FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
 file(COPY ${CMAKE_CURRENT_LIST_DIR}/changelog DESTINATION ${tree}/share/doc/wingbell-control ${readable})

@@ -35,7 +35,7 @@ void SendingThread::run()
     pthread_setname_np(pthread_self(), "sender");
     while (!m_isOver) {
         m_wakeUp.acquire();
-        // Before looking: whoever comes from now on wakes again.
+        // Cleared before the senders are called, so that a wake() from now on counts again.
         m_isWoken = false;
         for (const std::shared_ptr<Sender>& sender : livingSenders()) {
             sender->sendWaiting();

@@ -14,7 +14,7 @@ namespace wingbell {
 class SourceLimit
 {
 public:
-    /// A browser has one; it may have begun anew a few times.
+    /// A browser has one; it may have restarted a few times.
     static constexpr std::size_t mostSources = 8;
 
     /// `packet` is of RTP or RTCP, encrypted or not. False as well for one too short to name a

@@ -18,7 +18,7 @@ namespace {
 /// How many packets may wait to be sent before the oldest are given up: 200 ms.
 constexpr guint64 mostWaitingPackets = 10;
 
-/// In the pipeline's time: beyond this the packets' times are set anew, as after a suspend.
+/// In the pipeline's time: beyond this the packets' times are reset, as after a suspend.
 constexpr GstClockTime mostTimeOff = 100 * GST_MSECOND;
 
 /// What a signal's handler keeps: freed with the handler.
@@ -53,7 +53,7 @@ GstPointer<GstCaps> rtpCaps(std::uint32_t source, std::size_t samplesPerPacket)
         source, nullptr));
 }
 
-/// Nobody reads the messages of a pipeline: forgotten as they come, or they would pile up.
+/// The messages of a pipeline are not read: they are dropped at once, or they would pile up.
 GstBusSyncReply forgetMessage(GstBus* /*bus*/, GstMessage* message, gpointer /*data*/)
 {
     gst_message_unref(message);

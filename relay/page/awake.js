@@ -1,11 +1,11 @@
-// Keeps the screen on: a phone that locks itself stops the page.
+// Keeps the screen on (screen wake lock): a phone that locks itself stops the page.
 export class Awake {
     #wanted = false;
     #lock = null;
     #asking = false;
     #unsupported;
 
-    /** `unsupported` is called when the browser cannot, at most once for each start. */
+    /** `unsupported` is called if the browser cannot, once per start at most. */
     constructor(unsupported) {
         this.#unsupported = unsupported;
         document.addEventListener('visibilitychange', () => this.#request());
@@ -32,7 +32,7 @@ export class Awake {
             if (this.#wanted) this.#lock = lock;
             else lock.release().catch(() => {});
         } catch {
-            // Hidden again meanwhile, or the battery is low: the next visit to the page asks anew.
+            // The page was hidden meanwhile, or the battery is low. The next return to the page tries again.
             if (document.visibilityState === 'visible') this.#unsupported();
         } finally {
             this.#asking = false;

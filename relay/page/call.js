@@ -1,28 +1,27 @@
-// One connection that carries voice to the desk and back.
-import { readAnswer } from './sdp-answer.js';
+// One WebRTC connection that carries audio to the desk and back. The desk offers, this side answers.
 
 export class Call {
     #connection = new RTCPeerConnection({ iceServers: [] });
     #transceiver = null;
 
-    /** `onState` is told the connection's state whenever it changes. */
+    /** `onState` is called with the connection's state whenever it changes. */
     constructor(onState) {
         this.#connection.addEventListener('connectionstatechange', () => onState(this.#connection.connectionState));
     }
 
-    /** Takes the desk's offer and gives the words of the answer to it. Without a track this device only listens. */
+    /** Takes the desk's SDP offer and returns what the desk needs of the answer. Without a track it only listens. */
     async answer(offer, track) {
         const connection = this.#connection;
         await connection.setRemoteDescription({ type: 'offer', sdp: offer });
         [this.#transceiver] = connection.getTransceivers();
-        if (!this.#transceiver) throw new Error('an offer without sound');
+        if (!this.#transceiver) throw new Error('the offer has no audio');
         await this.#transceiver.sender.replaceTrack(track);
         this.#transceiver.direction = track ? 'sendrecv' : 'recvonly';
         await connection.setLocalDescription(await connection.createAnswer());
-        return readAnswer(connection.localDescription.sdp);
+        return readSdpAnswer(connection.localDescription.sdp);
     }
 
-    /** What the desk sends. After answer() only. */
+    /** What the desk sends. Only after answer(). */
     get sound() {
         return new MediaStream([this.#transceiver.receiver.track]);
     }
@@ -32,12 +31,12 @@ export class Call {
         return this.#transceiver?.direction === 'sendrecv';
     }
 
-    /** Another microphone, or none for now. */
+    /** Switches to another microphone, or to none. */
     async useTrack(track) {
         await this.#transceiver?.sender.replaceTrack(track);
     }
 
-    /** How many packets of sound have come in; null before the first one. */
+    /** How many RTP packets have been received; null before the first one. */
     async packetsReceived() {
         const reports = await this.#connection.getStats();
         for (const report of reports.values()) if (report.type === 'inbound-rtp') return report.packetsReceived ?? null;
@@ -47,4 +46,21 @@ export class Call {
     close() {
         this.#connection.close();
     }
+}
+
+/**
+ * {iceUfrag, icePwd, fingerprint, setup, direction} of an SDP answer (RFC 8866) with one audio section, so that
+ * the desk need not parse SDP. A value that the section lacks is taken from the session; undefined if both lack it.
+ */
+export function readSdpAnswer(sdp) {
+    const [session, ...sections] = sdp.split(/^m=/m);
+    if (sections.length !== 1 || !/^audio [1-9]/.test(sections[0])) throw new Error('the answer has no audio');
+    const find = (pattern) => (sections[0].match(pattern) ?? session.match(pattern))?.[1];
+    return {
+        iceUfrag: find(/^a=ice-ufrag:(\S+)/m),
+        icePwd: find(/^a=ice-pwd:(\S+)/m),
+        fingerprint: find(/^a=fingerprint:sha-256 (\S+)/im)?.toUpperCase(),
+        setup: find(/^a=setup:(\S+)/m),
+        direction: find(/^a=(sendrecv|sendonly|recvonly|inactive)$/m) ?? 'sendrecv',
+    };
 }

@@ -1,10 +1,9 @@
-// The join card: what the crew needs to come in, to be printed and pinned up.
+// The join card: what the crew needs to join, to be printed and pinned up.
 import { fetchCard } from './desk-api.js';
-import { takeFragment } from './fragment.js';
-import { memory } from './memory.js';
-import { codeRefused, slowDown } from './sentences.js';
+import { memory, takeFragment } from './memory.js';
+import { codeError, sixDigits, slowDown } from './sentences.js';
 
-const quietZone = 4; // modules of white around a code, which readers need to find it
+const quietZone = 4; // white modules around a QR code, which scanners need to find it
 const svg = 'http://www.w3.org/2000/svg';
 const find = (id) => document.getElementById(id);
 
@@ -16,8 +15,7 @@ async function ask(code) {
     } catch ({ error, seconds }) {
         askForCode();
         if (error === 'slow-down') return countDown(Math.max(1, seconds));
-        const lost = 'No answer from the desk. Is it on air, and is this device in the show’s network?';
-        find('message').textContent = error === 'no-answer' ? lost : codeRefused(error);
+        find('message').textContent = codeError(error, false);
         if (error === 'wrong-code') find('code').value = '';
     }
     find('go').disabled = false;
@@ -42,7 +40,7 @@ function show(card) {
     find('show').textContent = card.show;
     find('address').append(...breakable(card.address));
     find('shown-code').textContent = card.code;
-    find('page-qr').append(square(card.page.qr, `Opens ${card.address}`));
+    find('page-qr').append(qrCode(card.page.qr, `Opens ${card.address}`));
     find('others').append(...breakable(card.others.join('  or  ')));
     find('others-line').hidden = card.others.length === 0;
     find('fingerprint').append(...withBreaks(card.fingerprint.split(/(?<=:)/)));
@@ -55,25 +53,25 @@ function show(card) {
 function roleCard(role, card) {
     const sheet = find('role-card').content.firstElementChild.cloneNode(true);
     sheet.querySelector('h2').textContent = role.name;
-    sheet.querySelector('.qr').append(square(role.qr, `Opens the page for ${role.name}`));
+    sheet.querySelector('.qr').append(qrCode(role.qr, `Opens the page for ${role.name}`));
     sheet.querySelector('.show').textContent = card.show;
     sheet.querySelector('.address').append(...breakable(card.address));
     sheet.querySelector('.code').textContent = card.code;
     return sheet;
 }
 
-/** An address that may break after its slashes, rather than in the middle of a number. */
+/** An address that may wrap after its slashes, rather than in the middle of a number. */
 function breakable(text) {
     return withBreaks(text.split(/(?<=\/)(?!\/)/));
 }
 
-/** Parts between which a line may break. */
+/** Parts between which the text may wrap. */
 function withBreaks(parts) {
     return parts.flatMap((part) => [part, document.createElement('wbr')]);
 }
 
-/** A QR code, black on white whatever is around it. */
-function square({ size, path }, label) {
+/** A QR code, black on white on every background. */
+function qrCode({ size, path }, label) {
     const picture = document.createElementNS(svg, 'svg');
     const whole = size + 2 * quietZone;
     picture.setAttribute('viewBox', `${-quietZone} ${-quietZone} ${whole} ${whole}`);
@@ -98,7 +96,7 @@ find('ask').addEventListener('submit', (event) => {
     const code = find('code').value.replace(/\D/g, '');
     if (find('go').disabled) return;
     if (code.length === 6) ask(code);
-    else find('message').textContent = 'The code has six digits.';
+    else find('message').textContent = sixDigits;
 });
 find('print').addEventListener('click', () => window.print());
 

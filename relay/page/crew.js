@@ -1,34 +1,33 @@
-// The crew's page: the code, the role, the desk.
+// The crew's page: enter the code, choose a role, talk and listen.
 import { Awake } from './awake.js';
 import { fetchRoles } from './desk-api.js';
 import { DeskView } from './desk-view.js';
-import { takeFragment } from './fragment.js';
 import { KeyHands } from './key-hands.js';
-import { memory } from './memory.js';
+import { memory, takeFragment } from './memory.js';
 import { Microphone, settings } from './microphone.js';
 import * as sentences from './sentences.js';
 import { Session } from './session.js';
 import { announceAudioUse, Sound } from './sound.js';
 import { TalkKeys } from './talk-keys.js';
 
-// Milliseconds, all of them.
-const blankAtMost = 500; // until a first page is shown while the desk is being asked
-const rolesEvery = 5000;
-const codeRetry = 3000;
-const noticeStays = 12000;
-const politeEvery = 5000;
-const meterEvery = 66;
+// Milliseconds
+const maxBlankTime = 500; // until the first step is shown while the desk has not responded
+const rolesInterval = 5000;
+const codeRetryInterval = 3000;
+const noticeTimeout = 12000;
+const politeInterval = 5000;
+const meterInterval = 66;
 
 const find = (id) => document.getElementById(id);
 const steps = ['code-step', 'roles-step', 'joining-step', 'desk-step'];
 
 let step = null;
 let code = null;
-let role = null; // {key, name} of the role joined or wished for
+let role = null; // {key, name} of the role joined or requested
 let session = null;
 let keys = null;
 let reconnecting = false;
-let lineShown = null;
+let status = null; // of the connection
 
 const microphone = new Microphone(() => {
     showMicrophone();
@@ -69,7 +68,7 @@ function setTitle(text) {
 // ---- The code ----
 
 let codeTimer = 0;
-let asking = 0; // the newest request for the roles; answers to older ones are stale
+let lastRequest = 0; // for the roles; responses to older ones are stale
 
 function showCode(message = '') {
     find('masthead-show').textContent = 'Crew intercom';
@@ -86,54 +85,52 @@ function submitCode() {
     const typed = typedCode();
     if (find('code-go').disabled) return;
     if (typed.length !== 6) {
-        // A press that came just after the answer to the sixth digit must not hide that answer.
-        if (typed || !find('code-message').textContent) {
-            find('code-message').textContent = 'The code has six digits.';
-        }
+        // Pressing the button just after the sixth digit was rejected must not hide the reason.
+        if (typed || !find('code-message').textContent) find('code-message').textContent = sentences.sixDigits;
         return;
     }
-    askForRoles(typed);
+    requestRoles(typed);
 }
 
-/** Shows the roles of the show, or the code's step with the reason why not. */
-async function askForRoles(wanted, { remembered = false, message = '', preselect = true } = {}) {
+/** Shows the roles of the show, or the code step with the reason why not. */
+async function requestRoles(wanted, { remembered = false, message = '', preselect = true } = {}) {
     clearTimeout(codeTimer);
     codeTimer = 0;
-    asking += 1;
-    const asked = asking;
+    lastRequest += 1;
+    const request = lastRequest;
     find('code-go').disabled = true;
     find('code').value = wanted;
     const slow = setTimeout(() => {
-        if (step === null) showCode('Asking the desk…');
-    }, blankAtMost);
+        if (step === null) showCode('Contacting the desk…');
+    }, maxBlankTime);
     try {
-        const answer = await fetchRoles(wanted);
-        if (asked !== asking) return;
+        const response = await fetchRoles(wanted);
+        if (request !== lastRequest) return;
         code = wanted;
         memory.code = wanted;
         find('code').value = '';
-        showRoles(answer, message, preselect);
-    } catch (refusal) {
-        if (asked === asking) codeRefused(refusal, wanted, remembered);
+        showRoles(response, message, preselect);
+    } catch (error) {
+        if (request === lastRequest) codeFailed(error, wanted, remembered);
     } finally {
         clearTimeout(slow);
-        if (asked === asking && !codeTimer) find('code-go').disabled = false;
+        if (request === lastRequest && !codeTimer) find('code-go').disabled = false;
     }
 }
 
-function codeRefused({ error, seconds }, wanted, remembered) {
+function codeFailed({ error, seconds }, wanted, remembered) {
     if (error === 'wrong-code') {
         if (memory.code === wanted) memory.code = null;
         find('code').value = '';
-        return showCode(remembered ? sentences.codeChanged : sentences.codeRefused(error));
+        return showCode(remembered ? sentences.codeChanged : sentences.codeError(error, false));
     }
-    showCode(sentences.codeRefused(error, seconds));
+    showCode(sentences.codeError(error, true));
     if (error === 'slow-down') return countDown(Math.max(1, seconds));
     codeTimer = setTimeout(() => {
         codeTimer = 0;
-        if (step === 'code-step' && typedCode() === wanted) askForRoles(wanted, { remembered });
+        if (step === 'code-step' && typedCode() === wanted) requestRoles(wanted, { remembered });
         else find('code-go').disabled = false;
-    }, codeRetry);
+    }, codeRetryInterval);
 }
 
 function countDown(seconds) {
@@ -160,13 +157,13 @@ function showRoles({ show, roles }, message, preselect) {
     if (last) joinLast.querySelector('bdi').textContent = last.name;
     find('roles-message').textContent = message || (memory.role && !last ? sentences.roleGone('') : '');
     if (!last) memory.role = null;
-    find('roles-title').textContent = joinLast.hidden ? 'Who are you tonight?' : 'Or somebody else';
+    find('roles-title').textContent = joinLast.hidden ? 'Who are you tonight?' : 'Or choose another role';
     find('no-roles').hidden = roles.length > 0;
     showRoleRows(roles);
     for (const input of document.getElementsByName('setting')) input.checked = input.value === setting();
     showStep('roles-step');
     clearInterval(rolesTimer);
-    rolesTimer = setInterval(refreshRoles, rolesEvery);
+    rolesTimer = setInterval(refreshRoles, rolesInterval);
 }
 
 function showRoleRows(roles) {
@@ -184,7 +181,7 @@ function showRoleRows(roles) {
     if (focused) [...find('roles').querySelectorAll('button')].find((b) => b.dataset.key === focused)?.focus();
 }
 
-/** Keeps the counts true while somebody is choosing; whatever goes wrong is told at the tap. */
+/** Keeps the counts up to date while the user chooses. Errors are reported when a role is tapped. */
 async function refreshRoles() {
     if (step !== 'roles-step') return clearInterval(rolesTimer);
     if (document.visibilityState !== 'visible') return;
@@ -207,15 +204,15 @@ function setting() {
     return memory.setting in settings ? memory.setting : 'headset';
 }
 
-/** To be called within a tap: sound and microphone need one. */
+/** Must be called within a tap: sound and microphone need one. */
 async function join(wanted) {
     role = { key: wanted.key, name: wanted.name };
     memory.role = role.key;
     sound.unlock();
-    lineShown = null;
+    status = null;
     find('joining-role').textContent = role.name;
     find('joining-state').textContent = 'Asking for the microphone…';
-    find('line-state').textContent = '';
+    find('connection-state').textContent = '';
     showStep('joining-step');
     const joining = role;
     await microphone.open(setting());
@@ -227,8 +224,8 @@ async function join(wanted) {
         role: role.key,
         microphone,
         sound,
-        state: () => ({ talk: keys?.talking(performance.now()) ?? [], levels: view.levels }),
-        told: { shown: lineChanged, joined, desk: deskChanged, unheard, ended: sessionEnded },
+        state: () => ({ talk: talkingNow(), levels: view.levels }),
+        callbacks: { status: statusChanged, joined, desk: talkersChanged, unheard, ended: sessionEnded },
     });
     session.open();
 }
@@ -251,13 +248,13 @@ function joined({ show, role: taken, channels }) {
     showMicrophone();
 }
 
-/** Ends the session, if there is one, and lets go of the microphone. */
+/** Ends the session, if there is one, and releases the microphone. */
 function leave() {
     session?.close();
     session = null;
     keys = null;
     posted = '[]';
-    lineShown = null;
+    status = null;
     notify('');
     microphone.close();
     sound.stop();
@@ -274,53 +271,59 @@ function sessionEnded(error) {
     }
     if (error === 'no-such-role') memory.role = null;
     const message = error === 'full' ? sentences.deskFull : sentences.roleGone(name);
-    askForRoles(code, { remembered: true, message });
+    requestRoles(code, { remembered: true, message });
 }
 
-// ---- The desk ----
+// ---- Talking and listening ----
 
-function lineChanged(shown) {
-    const was = lineShown;
-    lineShown = shown;
-    const words = sentences.stateWords[shown] ?? '';
+function statusChanged(newStatus) {
+    const wasOnAir = status === 'on-air';
+    status = newStatus;
+    const words = sentences.statusWords[status] ?? '';
     find('joining-state').textContent = words;
-    find('line-state').textContent = words;
-    find('desk-step').dataset.line = shown;
-    if (shown === 'on-air' || (was === 'on-air' && shown !== 'closed')) say('assertive', words);
-    if (shown !== 'on-air') view.showTalkers([]);
+    find('connection-state').textContent = words;
+    find('desk-step').dataset.status = status;
+    if (status === 'on-air' || (wasOnAir && status !== 'closed')) say('assertive', words);
+    if (status !== 'on-air') view.showTalkers([]);
     applyKeys();
-    if (shown === 'on-air' && reconnecting) notify(sentences.reconnected);
+    if (status === 'on-air' && reconnecting) notify(sentences.reconnected);
 }
 
-function hindrance() {
+/** Why no key works, or null. */
+function blocked() {
     if (microphone.track === null) return 'no-microphone';
-    return lineShown === 'on-air' ? null : 'no-line';
+    return status === 'on-air' ? null : 'offline';
 }
 
-/** Makes keys usable or not, as the line and the microphone are, and shows them. */
+/** Enables the keys if there are a connection and a microphone, and shows them. */
 function applyKeys() {
     if (!keys) return;
-    keys.setUsable(hindrance() === null);
+    keys.setUsable(blocked() === null);
     keysChanged();
 }
 
-let tailTimer = 0;
+/** The channels that are open now. */
+function talkingNow() {
+    return keys?.talking(performance.now()) ?? [];
+}
+
+let hangTimer = 0;
 let posted = '[]';
 
 function keysChanged() {
     const now = performance.now();
     const talking = keys?.talking(now) ?? [];
     microphone.setOn(talking.length > 0);
-    if (keys) view.showKeys(keys, hindrance());
+    if (keys) view.showKeys(keys, blocked());
     const text = JSON.stringify(talking);
     if (text !== posted) {
         posted = text;
         session?.changed();
-        if (talking.length > 0) notify(''); // what it says was read, or is old
+        if (talking.length > 0) notify(''); // it was read, or is out of date
     }
-    clearTimeout(tailTimer);
+    clearTimeout(hangTimer);
     const next = keys?.nextChange(now) ?? null;
-    if (next !== null) tailTimer = setTimeout(keysChanged, Math.max(1, next - now + 1));
+    if (next !== null) hangTimer = setTimeout(keysChanged, Math.max(1, next - now + 1));
     showLamp(talking);
     showNotice();
     showMeter();
@@ -329,11 +332,10 @@ function keysChanged() {
 function showLamp(talking) {
     const lamp = find('lamp');
     if (talking.length > 0) lamp.dataset.lamp = 'talking';
-    else lamp.dataset.lamp = { 'on-air': 'ready', connecting: 'waiting' }[lineShown] ?? 'lost';
+    else lamp.dataset.lamp = { 'on-air': 'ready', connecting: 'waiting' }[status] ?? 'lost';
 }
 
-// The second line of the header says one thing at a time; its place is kept free, so that no key moves
-// under a thumb.
+// The second row of the header shows one thing at a time. Its space is reserved, so that no key moves under a thumb.
 let notice = '';
 let noticeTimer = 0;
 
@@ -342,34 +344,32 @@ function notify(text) {
     notice = text;
     clearTimeout(noticeTimer);
     if (text) {
-        noticeTimer = setTimeout(() => notify(''), noticeStays);
+        noticeTimer = setTimeout(() => notify(''), noticeTimeout);
         say('assertive', text);
     }
     showNotice();
 }
 
 function showNotice() {
-    const talking = keys?.talking(performance.now()) ?? [];
-    const names = talking.map((channel) => view.nameOf(channel)).join(', ');
-    const open = names ? `You talk on ${names}` : '';
-    const line = find('notice');
-    const text = notice || open || line.dataset.show || '';
-    if (line.textContent !== text) line.textContent = text;
-    line.dataset.kind = notice ? 'notice' : open ? 'talking' : 'show';
+    const names = talkingNow().map((channel) => view.nameOf(channel)).join(', ');
+    const open = names ? `You are talking on ${names}` : '';
+    const element = find('notice');
+    const text = notice || open || element.dataset.show || '';
+    if (element.textContent !== text) element.textContent = text;
+    element.dataset.kind = notice ? 'notice' : open ? 'talking' : 'show';
 }
 
 let meterTimer = 0;
 
 function showMeter() {
-    const on = (keys?.talking(performance.now()).length ?? 0) > 0;
-    if (!on) {
+    if (talkingNow().length === 0) {
         clearInterval(meterTimer);
         meterTimer = 0;
         find('meter-bar').style.transform = 'scaleX(0)';
     } else if (!meterTimer) {
         meterTimer = setInterval(() => {
             find('meter-bar').style.transform = `scaleX(${microphone.level().toFixed(3)})`;
-        }, meterEvery);
+        }, meterInterval);
     }
 }
 
@@ -377,7 +377,7 @@ let talkersBefore = new Set();
 let talkersToSay = new Map();
 let politeTimer = 0;
 
-function deskChanged(channels) {
+function talkersChanged(channels) {
     view.showTalkers(channels);
     const talkers = new Map();
     channels.forEach(({ talking, announcing }, channel) => {
@@ -390,7 +390,7 @@ function deskChanged(channels) {
     sayTalkers();
 }
 
-/** Rarely: a screen reader that names every voice would drown the voices. */
+/** At intervals: a screen reader that announces everyone at once would drown them out. */
 function sayTalkers() {
     if (politeTimer || talkersToSay.size === 0) return;
     say('polite', [...talkersToSay.values()].join(', '));
@@ -398,7 +398,7 @@ function sayTalkers() {
     politeTimer = setTimeout(() => {
         politeTimer = 0;
         sayTalkers();
-    }, politeEvery);
+    }, politeInterval);
 }
 
 function say(region, words) {
@@ -406,7 +406,7 @@ function say(region, words) {
 }
 
 function unheard() {
-    if ((keys?.talking(performance.now()).length ?? 0) > 0) notify(sentences.unheard);
+    if (talkingNow().length > 0) notify(sentences.unheard);
 }
 
 // ---- The microphone ----
@@ -414,7 +414,7 @@ function unheard() {
 function showMicrophone() {
     const missing = microphone.track === null;
     find('no-microphone').hidden = !missing;
-    find('no-microphone-text').textContent = sentences.microphoneTrouble(microphone.state);
+    find('no-microphone-text').textContent = sentences.microphoneTrouble[microphone.state] ?? '';
     find('microphone-again').hidden = microphone.state === 'insecure';
     applyKeys();
 }
@@ -452,7 +452,7 @@ find('other-code').addEventListener('click', () => {
 });
 find('joining-cancel').addEventListener('click', () => {
     leave();
-    askForRoles(code, { remembered: true });
+    requestRoles(code, { remembered: true });
 });
 find('hear').addEventListener('click', () => sound.play());
 find('microphone-again').addEventListener('click', reopenMicrophone);
@@ -465,11 +465,11 @@ find('menu-open').addEventListener('click', () => find('menu').showModal());
 find('menu-close').addEventListener('click', () => find('menu').close());
 find('change-role').addEventListener('click', () => {
     leave();
-    askForRoles(code, { remembered: true, preselect: false });
+    requestRoles(code, { remembered: true, preselect: false });
 });
 find('leave').addEventListener('click', () => {
     leave();
-    askForRoles(code, { remembered: true, message: 'You left the desk. Your microphone is off.' });
+    requestRoles(code, { remembered: true, message: 'You have left. Your microphone is off.' });
 });
 find('channels-area').addEventListener('scroll', () => hands.scrolled(), { passive: true });
 let leftTalking = false;
@@ -479,21 +479,21 @@ document.addEventListener('visibilitychange', () => {
         if (leftTalking) notify(sentences.pageWasLeft);
         leftTalking = false;
     } else {
-        // Nobody sees the lamp now: an open microphone would be a trap.
+        // The lamp is out of sight: no microphone may stay open.
         leftTalking = keys.allOff();
         keysChanged();
     }
 });
 window.addEventListener('hashchange', start);
 
-/** Begins with what the address says (a card was scanned), else with what this device remembers. */
+/** Starts with the code and role in the address (a scanned card), or with what this device remembers. */
 function start() {
-    const { code: given, role: wished } = takeFragment();
+    const { code: given, role: wanted } = takeFragment();
     if (step !== null && given === null) return;
     leave();
-    if (wished) memory.role = wished;
+    if (wanted) memory.role = wanted;
     const known = given ?? memory.code;
-    if (known) askForRoles(known, { remembered: given === null });
+    if (known) requestRoles(known, { remembered: given === null });
     else showCode();
 }
 

@@ -1,10 +1,10 @@
-// The requests to the desk. Each resolves to what the desk answered, or throws a Refusal.
+// The requests to the desk. Each resolves to the body of the response, or throws a DeskError.
 
-const patience = 8000; // milliseconds
-const patienceForJoining = 15000;
+const requestTimeout = 8000; // milliseconds
+const joinTimeout = 15000;
 
-/** The desk said no, or nothing: `error` is its word, or 'no-answer'. */
-export class Refusal extends Error {
+/** `error` is what the desk responded, or 'no-response'; `seconds` is how long its rate limit lasts. */
+export class DeskError extends Error {
     constructor(error, seconds = 0) {
         super(error);
         this.error = error;
@@ -14,11 +14,11 @@ export class Refusal extends Error {
 
 export const fetchRoles = (code) => post('/api/roles', { code });
 export const fetchCard = (code) => post('/api/card', { code });
-export const join = (request) => post('/api/join', request, patienceForJoining);
-export const sendAnswer = (session, answer) => post('/api/answer', { session, ...answer });
+export const join = (request) => post('/api/join', request, joinTimeout);
+export const sendAnswer = (session, sdpAnswer) => post('/api/answer', { session, ...sdpAnswer });
 export const sendState = (session, state) => post('/api/state', { session, ...state });
 
-/** Goes out even while the page is being closed; nobody waits for it. */
+/** Is sent even while the page is being closed, without waiting for a response. */
 export function leave(session) {
     const body = JSON.stringify({ session });
     if (navigator.sendBeacon?.('/api/leave', body)) return;
@@ -27,24 +27,24 @@ export function leave(session) {
 
 export const eventsAddress = (session) => `/api/events?session=${encodeURIComponent(session)}`;
 
-async function post(path, body, limit = patience) {
+async function post(path, request, timeout = requestTimeout) {
     const abort = new AbortController();
-    const timer = setTimeout(() => abort.abort(), limit);
+    const timer = setTimeout(() => abort.abort(), timeout);
     try {
         const response = await fetch(path, {
             method: 'POST',
             headers: { 'Content-Type': 'application/json' },
-            body: JSON.stringify(body),
+            body: JSON.stringify(request),
             cache: 'no-store',
             signal: abort.signal,
         });
         if (response.status === 204) return null;
-        const answer = await response.json();
-        if (!response.ok) throw new Refusal(String(answer.error ?? 'no-answer'), Number(answer.seconds) || 0);
-        return answer;
+        const body = await response.json();
+        if (!response.ok) throw new DeskError(String(body.error ?? 'no-response'), Number(body.seconds) || 0);
+        return body;
     } catch (error) {
-        if (error instanceof Refusal) throw error;
-        throw new Refusal('no-answer'); // no network, too slow, or not in the desk's words
+        if (error instanceof DeskError) throw error;
+        throw new DeskError('no-response'); // no network, timed out, or not the desk's JSON
     } finally {
         clearTimeout(timer);
     }

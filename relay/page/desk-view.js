@@ -1,4 +1,4 @@
-// The cards of a role's channels and the talk keys on them. Shows what it is told.
+// Draws the cards of a role's channels and the talk keys on them.
 import { memory } from './memory.js';
 import { whoTalks } from './sentences.js';
 
@@ -6,7 +6,7 @@ const keyWords = {
     idle: ['Talk', 'hold or tap', '#icon-talk'],
     held: ['TALKING', 'let go to stop', '#icon-talking'],
     latched: ['LATCHED', 'tap to release', '#icon-latched'],
-    'no-line': ['No line', 'wait a moment', '#icon-off'],
+    offline: ['Offline', 'please wait', '#icon-off'],
     'no-microphone': ['Listen only', 'no microphone', '#icon-off'],
 };
 
@@ -19,13 +19,13 @@ export class DeskView {
     #buttons = [];
     #shape = '';
 
-    /** `elements`: {list, allArea, empty}. `levelChanged` is called when a listen level has. */
+    /** `elements`: {list, allArea, empty}. `levelChanged` is called when a listen level has changed. */
     constructor(elements, levelChanged) {
         this.#elements = elements;
         this.#levelChanged = levelChanged;
     }
 
-    /** Builds the cards, unless they are there already. True if it did: the buttons are new ones then. */
+    /** Builds the cards unless they are the same. True if it did: then the buttons are new ones. */
     build(role, channels) {
         const shape = JSON.stringify([role, channels]);
         if (shape === this.#shape) return false;
@@ -54,7 +54,7 @@ export class DeskView {
         return this.#talkChannels.length > 1;
     }
 
-    /** For each key the channels that it opens: one key a channel, and the one for all of them last. */
+    /** The channels that each key opens: one key per channel, the key for all of them last. */
     get channelsOfKeys() {
         const talk = this.#talkChannels;
         const keys = talk.map((channel) => [channel]);
@@ -65,12 +65,12 @@ export class DeskView {
         return this.#buttons;
     }
 
-    /** From 0 to 1, for every channel. Squared: half of the slider sounds half as loud. */
+    /** From 0 to 1 for each channel. Squared, because half of the slider then sounds half as loud. */
     get levels() {
         return this.#cards.map(({ level, muted }) => (muted ? 0 : Math.round((level / 100) ** 2 * 1000) / 1000));
     }
 
-    /** `talkers`: for each channel {talking: [names], announcing}. */
+    /** `talkers`: {talking: [names], announcing} for each channel. */
     showTalkers(talkers) {
         this.#cards.forEach((card, index) => {
             const names = (talkers[index]?.talking ?? []).map(String);
@@ -84,11 +84,11 @@ export class DeskView {
         });
     }
 
-    /** `hindrance`: why no key works ('no-line', 'no-microphone'), or null. */
-    showKeys(keys, hindrance) {
+    /** `blocked`: why no key works ('offline', 'no-microphone'), or null. */
+    showKeys(keys, blocked) {
         this.#buttons.forEach((button, key) => {
             const state = keys.state(key);
-            const shown = hindrance ?? state;
+            const shown = blocked ?? state;
             const [words, hint, icon] = keyWords[shown];
             const isAll = button.classList.contains('all');
             setText(button.querySelector('.key-state'), isAll && shown === 'idle' ? 'Talk to all' : words);
@@ -96,7 +96,7 @@ export class DeskView {
             setIcon(button.querySelector('use'), icon);
             button.dataset.state = shown;
             button.setAttribute('aria-pressed', String(state !== 'idle'));
-            button.setAttribute('aria-disabled', String(hindrance !== null));
+            button.setAttribute('aria-disabled', String(blocked !== null));
         });
     }
 
@@ -152,7 +152,7 @@ export class DeskView {
             const silent = card.muted || card.level === 0;
             card.muted = !silent;
             if (silent && card.level === 0) {
-                card.level = 100; // there would be nothing to hear otherwise
+                card.level = 100; // unmuted at 0 it would still be silent
                 slider.value = card.level;
                 memory.setLevel(this.#role, name, card.level);
             }
@@ -175,7 +175,7 @@ function instance(template) {
     return document.getElementById(template).content.firstElementChild.cloneNode(true);
 }
 
-/** Leaves what is right alone: a screen reader would read it again. */
+/** Does not touch text that has not changed: a screen reader would read it again. */
 function setText(element, text) {
     if (element.textContent !== text) element.textContent = text;
 }

@@ -1,16 +1,16 @@
-// Turns fingers, mouse and keyboard into presses of the talk keys.
+// Turns touch, mouse and keyboard events into presses of the talk keys.
 
-/** A contact this wide is a palm or a cheek, no fingertip. */
+/** A contact wider than this is a palm or a cheek. */
 const palm = 90; // CSS pixels
 
 /** How far beside its key a finger may drift while it talks. */
 const drift = 24; // CSS pixels
 
-/** A click that follows a pointer's press belongs to it; one without is a screen reader's. */
+/** A click this soon after a pointer's press belongs to it; any other comes from a screen reader. */
 const clickFollows = 700; // milliseconds
 
-/** An event that is older than this tells no true time. */
-const latestEvent = 2000; // milliseconds
+/** The time stamp of an event that seems older than this is not used. */
+const maxEventAge = 2000; // milliseconds
 
 const isPointer = (hand) => hand.startsWith('pointer ');
 const textTypes = new Set(['text', 'search', 'number', 'tel', 'password', 'email', 'url']);
@@ -21,9 +21,9 @@ export class KeyHands {
     #changed;
     #buttons = [];
     #allKey = -1;
-    #touchedAt = new WeakMap(); // buttons, when a pointer pressed them
+    #touchedAt = new WeakMap(); // by button: when a pointer pressed it
 
-    /** `keys` gives the TalkKeys of now; `changed` is called after everything that may have changed them. */
+    /** `keys` returns the current TalkKeys; `changed` is called after everything that may have changed them. */
     constructor(keys, changed) {
         this.#keys = keys;
         this.#changed = changed;
@@ -33,19 +33,19 @@ export class KeyHands {
         window.addEventListener('blur', () => this.#do((keys, now) => keys.cancelHands(now)));
     }
 
-    /** The buttons of the keys, in the keys' order; `allKey` is the one that the number 0 presses, or -1. */
+    /** The buttons in the order of the keys; `allKey` is the one that 0 presses, or -1. */
     setButtons(buttons, allKey) {
         this.#buttons = buttons;
         this.#allKey = allKey;
         buttons.forEach((button, key) => this.#watch(button, key));
     }
 
-    /** Something scrolls: no finger on a key meant to press it. */
+    /** The page scrolls: a finger on a key was not meant to press it. */
     scrolled() {
         this.#do((keys, now) => keys.cancelHands(now, isPointer));
     }
 
-    /** `event`: what happened, if it has a time of its own; a busy page hears of it later. */
+    /** `event` gives the time, if there is one: a busy page receives it late. */
     #do(action, event = null) {
         const keys = this.#keys();
         if (!keys) return;
@@ -55,7 +55,7 @@ export class KeyHands {
 
     #watch(button, key) {
         const hand = (event) => `pointer ${event.pointerId}`;
-        let area = null; // where the key lay when it was pressed
+        let area = null; // where the key was when it was pressed
 
         button.addEventListener('pointerdown', (event) => {
             this.#touchedAt.set(button, performance.now());
@@ -64,7 +64,7 @@ export class KeyHands {
             try {
                 button.setPointerCapture(event.pointerId);
             } catch {
-                // A screen reader's pointer cannot be captured; it is up again at once.
+                // A screen reader's pointer cannot be captured; it is released at once.
             }
             this.#do((keys, now) => {
                 if (keys.press(hand(event), key, now, event.clientX, event.clientY)) navigator.vibrate?.(12);
@@ -115,7 +115,7 @@ export class KeyHands {
         });
     }
 
-    /** A second finger anywhere: a pinch, a palm, a hand that grips the phone. Nobody talks like that. */
+    /** A second finger anywhere is a pinch, a palm or a hand that grips the phone: not talking. */
     #otherFinger(event) {
         if (event.pointerType !== 'touch' || event.isPrimary) return;
         this.#do((keys, now) => keys.cancelHands(now, isPointer));
@@ -135,7 +135,7 @@ export class KeyHands {
         }
     }
 
-    /** By the place on the keyboard: on some layouts digits need the shift key. */
+    /** By the key's position: on some layouts digits need the shift key. */
     #keyOfNumber(code) {
         const number = /^(?:Digit|Numpad)([0-9])$/.exec(code)?.[1];
         if (number === undefined || this.#buttons.length === 0) return null;
@@ -145,11 +145,11 @@ export class KeyHands {
     }
 }
 
-/** On the clock of performance.now(); events that a program made may have strange times. */
+/** On the clock of performance.now(); synthetic events may have other time stamps. */
 function timeOf(event) {
     const now = performance.now();
     const time = event?.timeStamp ?? now;
-    return time <= now && now - time < latestEvent ? time : now;
+    return time <= now && now - time < maxEventAge ? time : now;
 }
 
 function isPalm(event) {

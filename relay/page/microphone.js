@@ -1,10 +1,10 @@
-// The microphone of this device: asked for once, silent unless a key is on.
+// The microphone of this device: requested once, silent unless a key is on.
 
 /**
- * What the browser may do to the voice, as measured in Chromium. Echo cancellation takes 35 dB and more off
- * the first seconds of whoever talks while others are heard, until it has learned that there is no echo: a
- * headset goes without. Noise suppression takes 20 dB off any steady tone. Gain control brings soft voices
- * up by 15 dB and leaves a steady tone, after three seconds, at its own level.
+ * The browser's audio processing; the figures were measured in Chromium. While others are heard, echo cancellation
+ * attenuates the first seconds of speech by 35 dB or more until it has learned that there is no echo, so a headset
+ * goes without. Noise suppression attenuates a steady tone by 20 dB. Gain control amplifies soft speech by 15 dB
+ * and after three seconds leaves a steady tone at its own level.
  */
 export const settings = {
     headset: { echoCancellation: false, noiseSuppression: false, autoGainControl: true },
@@ -26,10 +26,10 @@ export class Microphone {
     #ended;
     #opening = 0;
 
-    /** `closed`, `open`, or why there is none: `refused`, `missing`, `busy`, `ended`, `insecure`. */
+    /** 'closed', 'open', or why there is none: 'refused', 'missing', 'busy', 'ended', 'insecure'. */
     state = 'closed';
 
-    /** `ended` is called when an open microphone goes away by itself. */
+    /** `ended` is called when an open microphone is unplugged or taken away. */
     constructor(ended) {
         this.#ended = ended;
     }
@@ -39,7 +39,7 @@ export class Microphone {
         return this.#track;
     }
 
-    /** Asks for it, anew if it is open; never throws, look at `state`. */
+    /** Requests it, again if it is open. Never throws: see `state`. */
     async open(setting) {
         this.close();
         this.#opening += 1;
@@ -57,14 +57,14 @@ export class Microphone {
         }
     }
 
-    /** Sound leaves this device only while it is on. */
+    /** Audio leaves this device only while it is on. */
     setOn(on) {
         this.#on = on;
         if (this.#track) this.#track.enabled = on;
         this.#meter?.setOn(on);
     }
 
-    /** How loud it is, from 0 (nothing) to 1 (as loud as it gets). */
+    /** The level, from 0 (silence) to 1 (maximum). */
     level() {
         return this.#on ? (this.#meter?.level() ?? 0) : 0;
     }
@@ -100,13 +100,13 @@ function stop(stream) {
     for (const track of stream?.getTracks() ?? []) track.stop();
 }
 
-/** A level meter that rests while the microphone does. */
+/** A level meter that is suspended while the microphone is off. */
 class Meter {
     #context;
     #analyser;
     #samples;
 
-    /** Null where a browser gives none: the meter is a comfort, talking goes on without it. */
+    /** Null where the browser has none: talking works without a meter. */
     static of(stream) {
         try {
             return new Meter(stream);

@@ -1,71 +1,59 @@
 // What the page says to people, where it takes more than a fixed word.
 
-/** Those who talk on a channel, each name once; empty if nobody does. The count comes first: the end may be cut off. */
+/** Who is talking on a channel, each name once. The count comes first, since the end may be cut off. */
 export function whoTalks(names) {
-    const several = [...new Set(names)];
-    if (several.length < 2) return several[0] ?? '';
-    return `${several.length} talk: ${several.join(', ')}`;
+    const different = [...new Set(names)];
+    if (different.length < 2) return different[0] ?? '';
+    return `${different.length} talking: ${different.join(', ')}`;
 }
 
 export function presence(count) {
-    return count > 0 ? `${count} on it` : 'nobody yet';
+    return count > 0 ? `${count} connected` : 'no one yet';
 }
 
-export const stateWords = {
+export const statusWords = {
     'on-air': 'On air',
     connecting: 'Connecting…',
-    lost: 'Lost the desk, trying again…',
+    lost: 'Connection lost, reconnecting…',
     'off-air': 'Off air',
 };
 
-export function codeRefused(error, seconds) {
-    switch (error) {
-        case 'wrong-code':
-            return 'That is not the code. It stands on the join card and in the desk’s console.';
-        case 'slow-down':
-            return slowDown(seconds);
-        default:
-            return 'No answer from the desk. Is it on air, and is this device in the show’s network? Trying again…';
-    }
+const noResponse = 'The desk is not responding. Is it on air, and is this device on the show’s network?';
+
+/** Why the crew code was not accepted; `retries` is true if the page tries again by itself. */
+export function codeError(error, retries) {
+    if (error === 'wrong-code') return 'Wrong code. You can find it on the join card and in the desk’s console.';
+    return retries ? `${noResponse} Trying again…` : noResponse;
 }
 
 export function slowDown(seconds) {
     return `Too many wrong codes. Wait ${seconds} ${seconds === 1 ? 'second' : 'seconds'}.`;
 }
 
+export const sixDigits = 'The code has six digits.';
 export const codeChanged = 'The code has changed. Ask for the new one.';
 
 export function roleGone(name) {
     return name
-        ? `The role ${name} is no longer in the show. Pick another.`
-        : 'That role is no longer in the show. Pick another.';
+        ? `The role ${name} is no longer in the show. Choose another.`
+        : 'That role is no longer in the show. Choose another.';
 }
 
-export const deskFull = 'Every place at the desk is taken. Ask whoever runs the desk, then try again.';
+export const deskFull = 'The intercom is full. Ask the person who runs the desk, then try again.';
 
 export const reconnected = 'You were reconnected. Your keys are off.';
 export const pageWasLeft = 'You left the page. Your keys are off.';
 export const unheard = 'The desk hears nothing from your microphone. Is it muted or unplugged?';
 export const stayAwake = 'This browser cannot keep the screen awake. Switch off auto-lock in the device’s settings.';
 
-/** Why there is no microphone, and what to do: by the word of Microphone.state. */
-export function microphoneTrouble(state) {
-    switch (state) {
-        case 'refused':
-            return (
-                'You listen only: this page may not use the microphone. Allow it in the page’s settings ' +
-                '(Safari: the page symbol beside the address, Website Settings, Microphone; Chrome and Firefox: ' +
-                'the symbol left of the address, Permissions). Then:'
-            );
-        case 'missing':
-            return 'You listen only: no microphone was found. Plug one in. Then:';
-        case 'busy':
-            return 'You listen only: another program holds the microphone. Close it. Then:';
-        case 'ended':
-            return 'Your microphone is gone: unplugged, or taken by a call. Plug it in. Then:';
-        case 'insecure':
-            return 'You listen only: browsers give no microphone to this address. Open the page by https.';
-        default:
-            return '';
-    }
-}
+/** Why there is no microphone, and what to do, by Microphone.state. */
+export const microphoneTrouble = {
+    refused:
+        'You can only listen: this page is not allowed to use the microphone. Allow it in the page’s settings ' +
+        '(Safari: the page symbol beside the address, Website Settings, Microphone; Chrome and Firefox: ' +
+        'the symbol left of the address, Permissions). Then:',
+    missing: 'You can only listen: no microphone was found. Plug one in. Then:',
+    busy: 'You can only listen: another program is using the microphone. Close it. Then:',
+    ended: 'Your microphone was unplugged, or a call took it over. Plug it in or end the call. Then:',
+    insecure: 'You can only listen: browsers give no microphone to this address. Open the page with https.',
+};

@@ -1,12 +1,12 @@
-// Being on a role at the desk: joins, keeps the line, and joins anew by itself when it is lost.
+// A session on one role: joins, keeps the connection alive, and reconnects by itself when it is lost.
 import { Call } from './call.js';
+import { Connection } from './connection.js';
 import * as desk from './desk-api.js';
-import { Line } from './line.js';
 import { StatePosts } from './state-posts.js';
 
-const signOfLifeEvery = 2000; // milliseconds, as all below
-const packetsEvery = 500;
-const tickEvery = 250;
+const keepAliveInterval = 2000; // milliseconds, as all below
+const packetsInterval = 500;
+const tickInterval = 250;
 
 export class Session {
     #code;
@@ -14,11 +14,11 @@ export class Session {
     #microphone;
     #sound;
     #state;
-    #told;
-    #line = new Line();
-    #shown = null;
+    #callbacks;
+    #connection = new Connection();
+    #status = null; // as last reported
     #id = null; // of the newest session, which the next one replaces
-    #attempt = 0; // what belongs to an older one is stale
+    #attempt = 0; // results of older ones are stale
     #call = null;
     #events = null;
     #posts = null;
@@ -26,58 +26,57 @@ export class Session {
     #listeners = new AbortController();
 
     /**
-     * `state` gives {talk, levels} as they are now. `told` is an object of functions: shown(word) with
-     * the words of Line, joined(answer), desk(channels), unheard(), ended(error).
+     * `state` returns the current {talk, levels}. `callbacks`: status(Connection.status), joined(response),
+     * desk(channels), unheard(), ended(error).
      */
-    constructor({ code, role, microphone, sound, state, told }) {
+    constructor({ code, role, microphone, sound, state, callbacks }) {
         this.#code = code;
         this.#role = role;
         this.#microphone = microphone;
         this.#sound = sound;
         this.#state = state;
-        this.#told = told;
+        this.#callbacks = callbacks;
     }
 
     open() {
         const every = (interval, call) => this.#timers.push(setInterval(call, interval));
-        every(tickEvery, () => this.#settle());
-        every(signOfLifeEvery, () => this.#posts?.signOfLife());
-        every(packetsEvery, () => this.#countPackets());
+        every(tickInterval, () => this.#update());
+        every(keepAliveInterval, () => this.#posts?.keepAlive());
+        every(packetsInterval, () => this.#countPackets());
         const { signal } = this.#listeners;
-        const hasten = () => {
+        const retryNow = () => {
             if (document.visibilityState !== 'visible') return;
-            this.#line.hasten(performance.now());
-            this.#settle();
+            this.#connection.retryNow(performance.now());
+            this.#update();
         };
-        window.addEventListener('online', hasten, { signal });
-        window.addEventListener('pageshow', hasten, { signal });
-        document.addEventListener('visibilitychange', hasten, { signal });
-        // The page may come back from where browsers keep pages that were left; its session does not.
+        window.addEventListener('online', retryNow, { signal });
+        window.addEventListener('pageshow', retryNow, { signal });
+        document.addEventListener('visibilitychange', retryNow, { signal });
+        // The page may come back from the back/forward cache; its session does not.
         const left = () => {
-            this.#sayLeave();
-            this.#line.gone('page left', performance.now());
-            this.#settle();
+            this.#sendLeave();
+            this.#lose(this.#attempt, 'page left');
         };
         window.addEventListener('pagehide', left, { signal });
-        this.#line.open(performance.now());
-        this.#settle();
+        this.#connection.open(performance.now());
+        this.#update();
     }
 
-    /** Leaves the desk. Nothing is told after this. */
+    /** Leaves the desk. No callback is called after this. */
     close() {
         this.#listeners.abort();
         this.#timers.forEach(clearInterval);
-        this.#line.close();
-        this.#sayLeave();
+        this.#connection.close();
+        this.#sendLeave();
         this.#drop();
     }
 
-    /** To be called whenever what `state` gives has changed. */
+    /** Must be called whenever what `state` returns has changed. */
     changed() {
         this.#posts?.changed();
     }
 
-    /** The same while it goes on changing, as a slider does. */
+    /** The same while it keeps changing, as while a slider moves. */
     isChanging() {
         this.#posts?.isChanging();
     }
@@ -86,28 +85,23 @@ export class Session {
     async microphoneChanged() {
         const { track } = this.#microphone;
         if (this.#call && track && !this.#call.maySend) {
-            this.#line.renew(performance.now());
-            return this.#settle();
+            this.#connection.rejoin(performance.now());
+            return this.#update();
         }
-        await this.#call?.useTrack(track).catch((error) => this.#gone(this.#attempt, error.name));
+        await this.#call?.useTrack(track).catch((error) => this.#lose(this.#attempt, error.name));
     }
 
-    /** What the line was lost by the last time. */
-    get why() {
-        return this.#line.why;
-    }
-
-    /** Brings everything in line with the line's state. */
-    #settle() {
-        const joins = this.#line.tick(performance.now());
-        const { shown } = this.#line;
-        if (this.#line.rests) this.#drop();
-        if (shown !== this.#shown) {
-            this.#shown = shown;
-            if (shown !== 'ended') this.#told.shown(shown);
+    /** Acts on the state of the connection. */
+    #update() {
+        const mustJoin = this.#connection.tick(performance.now());
+        const { status } = this.#connection;
+        if (this.#connection.isIdle) this.#drop();
+        if (status !== this.#status) {
+            this.#status = status;
+            if (status !== 'ended') this.#callbacks.status(status);
         }
-        if (shown === 'ended') this.#told.ended(this.#line.ended);
-        else if (joins) this.#join();
+        if (status === 'ended') this.#callbacks.ended(this.#connection.finalError);
+        else if (mustJoin) this.#join();
     }
 
     async #join() {
@@ -116,39 +110,39 @@ export class Session {
         const request = { code: this.#code, role: this.#role, microphone: this.#microphone.track !== null };
         if (this.#id) request.replaces = this.#id;
         try {
-            const answer = await desk.join(request);
-            if (attempt !== this.#attempt) return desk.leave(answer.session);
-            this.#id = answer.session;
-            this.#line.joined(performance.now());
-            this.#told.joined(answer);
-            this.#settle();
+            const response = await desk.join(request);
+            if (attempt !== this.#attempt) return desk.leave(response.session);
+            this.#id = response.session;
+            this.#connection.joined(performance.now());
+            this.#callbacks.joined(response);
+            this.#update();
             this.#listen(attempt);
-            await this.#connect(attempt, answer.offer);
+            await this.#connect(attempt, response.offer);
         } catch (error) {
             if (attempt !== this.#attempt) return;
-            this.#line.refused(error.error ?? 'no-answer', performance.now(), error.seconds);
-            this.#gone(attempt, error.message);
+            this.#connection.joinFailed(error.error ?? 'no-response', performance.now(), error.seconds);
+            this.#lose(attempt, error.message);
         }
     }
 
     async #connect(attempt, offer) {
         const call = new Call((state) => {
             if (attempt !== this.#attempt) return;
-            this.#line.connection(state, performance.now());
-            this.#settle();
+            this.#connection.peerStateChanged(state, performance.now());
+            this.#update();
         });
         this.#call = call;
-        const answer = await call.answer(offer, this.#microphone.track);
+        const sdpAnswer = await call.answer(offer, this.#microphone.track);
         if (attempt !== this.#attempt) return;
-        this.#sound.hear(call.sound);
-        await desk.sendAnswer(this.#id, answer);
+        this.#sound.playStream(call.sound);
+        await desk.sendAnswer(this.#id, sdpAnswer);
         if (attempt !== this.#attempt) return;
         this.#posts = new StatePosts(
             this.#state,
             (state) => desk.sendState(this.#id, state),
             (error) => {
-                // A desk that is asked too much is still there; the next sign of life tells it all.
-                if (error.error !== 'slow-down') this.#gone(attempt, error.message);
+                // A desk that limits the rate is still there; the next keep-alive carries the whole state.
+                if (error.error !== 'slow-down') this.#lose(attempt, error.message);
             },
         );
         this.#posts.changed();
@@ -160,21 +154,21 @@ export class Session {
         const on = (name, call) => {
             events.addEventListener(name, (event) => {
                 if (attempt !== this.#attempt) return;
-                this.#line.sign(performance.now());
+                this.#connection.heartbeat(performance.now());
                 call(event);
-                this.#settle();
+                this.#update();
             });
         };
         on('beat', () => {});
-        on('unheard', () => this.#told.unheard());
+        on('unheard', () => this.#callbacks.unheard());
         on('desk', (event) => {
             const state = read(event.data);
-            if (Array.isArray(state?.channels)) this.#told.desk(state.channels);
+            if (Array.isArray(state?.channels)) this.#callbacks.desk(state.channels);
         });
-        on('goodbye', (event) => this.#line.goodbye(String(read(event.data)?.reason), performance.now()));
-        // It connects anew by itself after a break; only a refusal ends it.
+        on('goodbye', (event) => this.#connection.goodbye(String(read(event.data)?.reason), performance.now()));
+        // An EventSource reconnects by itself; only an error response closes it.
         events.addEventListener('error', () => {
-            if (events.readyState === EventSource.CLOSED) this.#gone(attempt, 'events refused');
+            if (events.readyState === EventSource.CLOSED) this.#lose(attempt, 'events rejected');
         });
     }
 
@@ -183,16 +177,16 @@ export class Session {
         const call = this.#call;
         if (!call) return;
         const packets = await call.packetsReceived().catch(() => null);
-        if (attempt === this.#attempt) this.#line.packets(packets, performance.now());
+        if (attempt === this.#attempt) this.#connection.packetsReceived(packets, performance.now());
     }
 
-    #gone(attempt, why) {
+    #lose(attempt, reason) {
         if (attempt !== this.#attempt) return;
-        this.#line.gone(why, performance.now());
-        this.#settle();
+        this.#connection.lose(reason, performance.now());
+        this.#update();
     }
 
-    /** Lets go of all that belongs to one joining. */
+    /** Closes everything that belongs to the current attempt. */
     #drop() {
         this.#attempt += 1;
         this.#events?.close();
@@ -203,7 +197,7 @@ export class Session {
         this.#call = null;
     }
 
-    #sayLeave() {
+    #sendLeave() {
         if (this.#id) desk.leave(this.#id);
         this.#id = null;
     }

@@ -1,11 +1,11 @@
-// What is heard: one audio element for the whole visit, since a browser lets an element play by itself
+// Plays the audio from the desk: one audio element for the whole visit, since a browser lets an element play
 // only after a tap has started it.
 export class Sound {
     #element;
     #refused;
     #playing = false;
 
-    /** `refused(true)` when the browser wants another tap before it plays; `refused(false)` when it plays. */
+    /** Calls `refused(true)` when the browser wants another tap before it plays, `refused(false)` when it plays. */
     constructor(element, refused) {
         this.#element = element;
         this.#refused = refused;
@@ -15,13 +15,13 @@ export class Sound {
         });
     }
 
-    /** To be called within a tap, before there is anything to hear. */
+    /** Must be called within a tap, before there is anything to hear. */
     unlock() {
         this.#element.srcObject = new MediaStream();
         this.#element.play().catch(() => {}); // there is nothing to play yet
     }
 
-    hear(stream) {
+    playStream(stream) {
         this.#playing = true;
         this.#element.srcObject = stream;
         this.play();
@@ -43,7 +43,7 @@ export class Sound {
     }
 }
 
-/** Tells the phone what this page does with sound, where it wants to know. */
+/** Tells browsers that have the Audio Session API how this page uses sound. */
 export function announceAudioUse(withMicrophone) {
     if (navigator.audioSession) navigator.audioSession.type = withMicrophone ? 'play-and-record' : 'playback';
 }

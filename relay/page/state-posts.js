@@ -1,22 +1,23 @@
-const changingEvery = 100; // milliseconds
+const changingInterval = 100; // milliseconds
 
-// Tells the desk the whole state, one post at a time: what changes while one is under way goes with
-// the next, so that a slow network gets the newest state and never a queue of old ones.
+/**
+ * Posts the whole state to the desk, one request at a time. Changes during a request are coalesced into the next
+ * one, so that a slow network gets the newest state and never a queue of old ones.
+ */
 export class StatePosts {
     #read;
     #send;
     #failed;
     #number = 0;
-    #underWay = false;
+    #inFlight = false;
     #again = false;
     #stopped = false;
     #later;
-    #waits = false;
+    #throttled = false;
 
     /**
-     * `read` gives the state as it is now; `send` posts it and resolves to true if the desk took it;
-     * `failed` is told why it was not, once for each post. `later` calls a function
-     * after that many milliseconds.
+     * `read` returns the current state; `send` posts it; `failed` is called with the error of a failed post.
+     * `later` calls a function after that many milliseconds.
      */
     constructor(read, send, failed, later = (call, time) => setTimeout(call, time)) {
         this.#later = later;
@@ -25,26 +26,26 @@ export class StatePosts {
         this.#failed = failed;
     }
 
-    /** The state has changed: it is sent at once, or right after what is under way. */
+    /** The state has changed: it is sent at once, or after the request in flight. */
     changed() {
         if (this.#stopped) return;
         this.#again = true;
-        if (!this.#underWay) this.#run();
+        if (!this.#inFlight) this.#run();
     }
 
-    /** The state goes on changing, as while a slider moves: it is sent now and then. */
+    /** The state keeps changing, as while a slider moves: posts are throttled. */
     isChanging() {
-        if (this.#waits) return;
-        this.#waits = true;
+        if (this.#throttled) return;
+        this.#throttled = true;
         this.#later(() => {
-            this.#waits = false;
+            this.#throttled = false;
             this.changed();
-        }, changingEvery);
+        }, changingInterval);
     }
 
-    /** A sign of life, unless a post is under way, which is one itself. */
-    signOfLife() {
-        if (!this.#underWay) this.changed();
+    /** Tells the desk that the page is alive, unless a request in flight already does. */
+    keepAlive() {
+        if (!this.#inFlight) this.changed();
     }
 
     stop() {
@@ -52,7 +53,7 @@ export class StatePosts {
     }
 
     async #run() {
-        this.#underWay = true;
+        this.#inFlight = true;
         while (this.#again && !this.#stopped) {
             this.#again = false;
             this.#number += 1;
@@ -63,6 +64,6 @@ export class StatePosts {
                 this.#failed(error);
             }
         }
-        this.#underWay = false;
+        this.#inFlight = false;
     }
 }

@@ -1,50 +1,42 @@
-// What the talk keys of one role do. Knows no screen and no clock: everybody tells it the time, in
-// milliseconds of any clock that only goes forward.
+// What the talk keys of one role do. Has no screen and no clock: it is told the time, in milliseconds of a
+// monotonic clock.
 
 /** A press shorter than this is a tap: it latches the key, or releases a latched one. */
 export const tapTime = 200;
 
-/** A release takes effect this much later, so that the last syllable is not cut off. */
-export const tailTime = 120;
+/** A release takes effect this much later (hang time), so that the last syllable is not cut off. */
+export const hangTime = 120;
 
-/** A finger that strays further than this during the time of a tap was going somewhere else. */
-export const strayLimit = 12; // CSS pixels
+/** A finger that moves further than this during a tap is a swipe. */
+export const swipeDistance = 12; // CSS pixels
 
 /**
  * The keys of a role. A key opens one channel or several; it is held, latched or idle. What presses it
- * is called a hand: a finger, a mouse button, a key of the keyboard, each by a name of its own.
+ * is called a hand: a finger, a mouse button or a key of the keyboard, each with its own name.
  *
- * A press opens the channels at once. Only a short, undisturbed press latches: whatever disturbs it
- * (a second finger, a scroll, the system taking the touch away) releases it instead. A press on a
- * latched key changes nothing until it is released, so that a disturbed one leaves the latch alone.
+ * A press opens the channels at once. Only a short, undisturbed press latches: a second finger, a scroll or
+ * the system taking the touch away releases it instead. A press on a latched key changes nothing until it is
+ * released, so that a disturbed one leaves the latch alone.
  */
 export class TalkKeys {
     #channels; // of each key
     #presses = new Map(); // by hand
     #latched = new Set(); // channels
-    #closing = new Map(); // channels on their tail, and until when
+    #closing = new Map(); // channels in their hang time, and until when
     #usable = true;
 
-    /** `channelsOfKeys`: for each key the channels that it opens, as in [[0], [2], [0, 2]]. */
+    /** `channelsOfKeys`: the channels that each key opens, as in [[0], [2], [0, 2]]. */
     constructor(channelsOfKeys) {
         this.#channels = channelsOfKeys.map((channels) => [...channels]);
     }
 
-    get count() {
-        return this.#channels.length;
-    }
-
-    /** Unusable keys are off, at once, and stay so. */
+    /** Unusable keys turn off at once and stay off. */
     setUsable(usable) {
         this.#usable = usable;
         if (!usable) this.allOff();
     }
 
-    get usable() {
-        return this.#usable;
-    }
-
-    /** False if the press was not taken: unusable keys, or a hand that is pressing already. */
+    /** False if the press was ignored: the keys are unusable, or that hand is already pressing. */
     press(hand, key, now, x = 0, y = 0) {
         if (!this.#usable || !this.#channels[key] || this.#presses.has(hand)) return false;
         const alone = this.#presses.size === 0;
@@ -65,17 +57,17 @@ export class TalkKeys {
         });
     }
 
-    /** The hand has moved; `onKey` tells whether it is still on (or close to) the key that it pressed. */
+    /** The hand has moved; `onKey` is true while it is still on or near the key that it pressed. */
     move(hand, now, x, y, onKey) {
         const press = this.#presses.get(hand);
         if (!press) return;
-        const strayed = Math.hypot(x - press.x, y - press.y) > strayLimit;
+        const strayed = Math.hypot(x - press.x, y - press.y) > swipeDistance;
         if (strayed) press.mayLatch = false;
-        // A thumb that has been talking for a while drifts and must not be cut off for it.
+        // After a while of talking a thumb drifts; that must not cut it off.
         if (!onKey || (strayed && now - press.since < tapTime)) this.cancel(hand, now);
     }
 
-    /** The press was taken away: a held key is released, nothing is latched or unlatched. */
+    /** The press was cancelled: a held key is released, nothing is latched or unlatched. */
     cancel(hand, now) {
         this.#change(now, () => this.#presses.delete(hand));
     }
@@ -86,14 +78,14 @@ export class TalkKeys {
         });
     }
 
-    /** A press without any duration, as a screen reader gives it. */
+    /** A press without a duration, as from a screen reader. */
     toggle(key, now) {
         if (!this.#usable || !this.#channels[key]) return;
         for (const press of this.#presses.values()) if (press.key === key) return;
         this.#change(now, () => this.#setLatched(key, !this.#isLatched(key)));
     }
 
-    /** Everything off, without a tail. True if anything was on. */
+    /** Turns everything off, without hang time. True if anything was on. */
     allOff() {
         const was = this.#open().size > 0 || this.#closing.size > 0;
         this.#presses.clear();
@@ -102,7 +94,7 @@ export class TalkKeys {
         return was;
     }
 
-    /** 'idle', 'held' or 'latched': what the key is to show. */
+    /** 'idle', 'held' or 'latched'. */
     state(key) {
         if (this.#isLatched(key)) return 'latched';
         const open = this.#open();
@@ -113,14 +105,14 @@ export class TalkKeys {
         return this.#presses.has(hand);
     }
 
-    /** The channels that are open at `now`, tails included, in ascending order. */
+    /** The channels that are open at `now`, hang time included, in ascending order. */
     talking(now) {
         const open = this.#open();
         for (const [channel, until] of this.#closing) if (until > now) open.add(channel);
         return [...open].sort((a, b) => a - b);
     }
 
-    /** When talking() will change by itself; null if it will not. */
+    /** When talking() will change without a press or release; null if it will not. */
     nextChange(now) {
         const ends = [...this.#closing.values()].filter((until) => until > now);
         return ends.length > 0 ? Math.min(...ends) : null;
@@ -143,7 +135,7 @@ export class TalkKeys {
         return open;
     }
 
-    /** Carries out a change and gives the channels that it closed their tail. */
+    /** Makes a change; the channels that it closes get their hang time. */
     #change(now, change) {
         const before = this.#open();
         change();
@@ -151,6 +143,6 @@ export class TalkKeys {
         for (const [channel, until] of [...this.#closing]) {
             if (until <= now || after.has(channel)) this.#closing.delete(channel);
         }
-        for (const channel of before) if (!after.has(channel)) this.#closing.set(channel, now + tailTime);
+        for (const channel of before) if (!after.has(channel)) this.#closing.set(channel, now + hangTime);
     }
 }

@@ -39,7 +39,7 @@ void WindowLanguageTest::aLanguageIsChosenAsTheDesktopAsksForIt_data()
     QTest::newRow("German before English") << QStringList{u"de-DE"_qs, u"en-GB"_qs} << true;
     QTest::newRow("one it does not speak") << QStringList{u"fr-FR"_qs, u"fr"_qs} << false;
     QTest::newRow("the next best") << QStringList{u"fr-FR"_qs, u"fr"_qs, u"de"_qs} << true;
-    QTest::newRow("after one that nobody knows") << QStringList{u"xx-YY"_qs, u"de"_qs} << true;
+    QTest::newRow("after an unknown one") << QStringList{u"xx-YY"_qs, u"de"_qs} << true;
     QTest::newRow("Low German is another one") << QStringList{u"nds-DE"_qs, u"nds"_qs} << false;
     QTest::newRow("no language") << QStringList{u"C"_qs} << false;
     QTest::newRow("no language before German") << QStringList{u"C"_qs, u"de"_qs} << false;

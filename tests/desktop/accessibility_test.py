@@ -1,4 +1,4 @@
-"""Whoever cannot see the window reads and does everything over the accessibility bus."""
+"""A screen reader can read and do everything over the accessibility bus."""
 
 import desk  # makes the accessibility bus's interface known
 from desk import Events, SHOW_FILE, has_state, saved_show, wait_until
@@ -79,7 +79,7 @@ def nothing_is_without_a_name(window):
     assert not nameless, nameless
 
 
-def what_is_out_of_sight_is_told_by_lists(window):
+def lists_report_what_is_out_of_sight(window):
     names = [f"Channel {number}" for number in range(1, 33)]
     roles = [{"name": f"Role {number}", "talk": names[:2], "listen": []} for number in range(1, 64)]
     roles.append({"name": " ", "talk": ["Channel 32"], "listen": ["Channel 1", "Left out", "Channel 3"]})
@@ -104,7 +104,7 @@ def what_is_out_of_sight_is_told_by_lists(window):
     nothing_is_without_a_name(window)
 
 
-def the_current_line_of_the_console_is_told(window):
+def the_current_line_of_the_console_is_reported(window):
     window.press("Intercom server")
     window.see_line("Printable join card")
     window.wait_for_input()
@@ -128,7 +128,7 @@ def the_current_line_of_the_console_is_told(window):
     focused.close()
 
 
-def fields_tell_what_stands_in_them(window):
+def fields_report_their_text(window):
     for name, text in (("Show name", "Recital"), ("Port", "47123"), ("New channel name", "")):
         field = window.find(name, Atspi.Role.TEXT)
         assert has_state(field, Atspi.StateType.EDITABLE), name
@@ -280,7 +280,7 @@ def every_button_of_the_editor_does_what_it_says(window):
     assert window.save() == SHOW, saved_show()
 
 
-def saving_is_told_and_passes(window):
+def saving_is_reported_for_a_while(window):
     told = Events("object:property-change:accessible-name")
     window.press("Save Show")
     told.wait_for("push button", "Saved ✓")
@@ -340,15 +340,15 @@ def the_windows_own_buttons_work(window):
     window.press("Minimise")
     wait_until(lambda: "HIDDEN" in state(), "the window to be minimised")
     window.press("Close")
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
 
 
 desk.run(
     everything_is_there_by_its_name_and_nothing_else,
     nothing_is_without_a_name,
-    what_is_out_of_sight_is_told_by_lists,
-    the_current_line_of_the_console_is_told,
-    fields_tell_what_stands_in_them,
+    lists_report_what_is_out_of_sight,
+    the_current_line_of_the_console_is_reported,
+    fields_report_their_text,
     what_can_be_pressed_says_so_and_what_cannot_does_not,
     what_is_not_available_says_so_and_does_nothing,
     a_server_that_says_nothing_is_starting_and_cannot_be_switched,
@@ -357,7 +357,7 @@ desk.run(
     the_console_is_read_line_by_line,
     role_chips_tell_and_change_their_state,
     every_button_of_the_editor_does_what_it_says,
-    saving_is_told_and_passes,
+    saving_is_reported_for_a_while,
     the_restart_warning_comes_and_goes,
     the_show_file_is_revealed_by_the_file_manager,
     the_windows_own_buttons_work,

@@ -1,4 +1,4 @@
-"""What goes wrong around the window on a bad night: disks, folders, servers, processes."""
+"""Failures around the window: disks, folders, servers, processes."""
 
 import os
 import shutil
@@ -10,7 +10,7 @@ from desk import SHOW_FILE, wait_until
 FOLDER = os.path.dirname(SHOW_FILE)
 FILLER = "/Users/Shared/filler"
 WARNING = "Changes won't reach the show until you stop and restart the server."
-# A show that fills its block on the disk, so that another role needs one more.
+# A show that fills its disk block, so that another role needs a second block.
 SHOW = {"show": "x" * 4000, "channels": ["Main"], "roles": [], "oscPort": 47123}
 
 GRACEFUL = "#!/bin/sh\ntrap 'exit 0' TERM\necho {}\nwhile :; do sleep 0.05; done\n"
@@ -46,7 +46,7 @@ def fill_the_disk():
 
 
 def server_of(window):
-    """The server's program of that window."""
+    """The path of that window's server."""
     window_program = os.readlink(f"/proc/{window.process.pid}/exe")
     return os.path.join(os.path.dirname(window_program), "../libexec/wingbell-control/IntercomServer")
 
@@ -61,7 +61,7 @@ def role_count():
     return len(show["roles"]) if show else None
 
 
-def a_full_disk_costs_no_show(window):
+def a_full_disk_keeps_the_saved_show(window):
     saved = content()
     go_on_air(window)
     fill_the_disk()
@@ -93,7 +93,7 @@ def a_read_only_folder_keeps_the_edits_in_the_window(window):
     go_off_air(window)
 
 
-def a_folder_that_vanishes_comes_back_with_the_next_save(window):
+def a_deleted_folder_comes_back_with_the_next_save(window):
     window.press("Add Role")
     shutil.rmtree(FOLDER)
     press_save(window)
@@ -104,7 +104,7 @@ def a_folder_that_vanishes_comes_back_with_the_next_save(window):
     assert not os.path.exists(FOLDER), "a reload writes nothing"
 
 
-def a_file_that_someone_else_changed_is_theirs_until_a_save(window):
+def a_file_changed_by_others_is_kept_until_a_save(window):
     go_on_air(window)
     desk.write_show({**SHOW, "show": "Theirs", "oscPort": 47200})
     assert window.text_of("Show name") == SHOW["show"], "the window looked by itself"
@@ -117,7 +117,7 @@ def a_file_that_someone_else_changed_is_theirs_until_a_save(window):
     go_off_air(window)
 
 
-def a_file_that_is_no_show_stays_as_it_is_until_a_save(window):
+def an_invalid_file_is_not_changed_until_a_save(window):
     for make in (
         lambda: os.mkdir(SHOW_FILE),
         lambda: os.mkfifo(SHOW_FILE),
@@ -142,7 +142,7 @@ def a_file_that_is_no_show_stays_as_it_is_until_a_save(window):
 
 
 @desk.on(lambda: desk.program_with_server("refused", GRACEFUL.format("first")))
-def a_server_that_may_not_be_executed_is_told(window):
+def a_server_that_is_not_executable_is_reported(window):
     server = server_of(window)
     os.chmod(server, 0o644)
     window.press("Intercom server")
@@ -192,7 +192,7 @@ def a_killed_window_leaves_the_show_on_air(window):
     second.close()
 
 
-def a_window_that_is_put_to_sleep_goes_on_where_it_was(window):
+def a_stopped_window_continues_where_it_was(window):
     go_on_air(window)
     (server,) = desk.children_of(window.process.pid)
     for process in (window.process.pid, server):
@@ -205,7 +205,7 @@ def a_window_that_is_put_to_sleep_goes_on_where_it_was(window):
 
 
 @desk.on(lambda: desk.program_with_server("flooding", FLOOD))
-def a_window_that_slept_through_a_flood_answers(window):
+def a_window_that_was_stopped_during_a_flood_responds(window):
     go_on_air(window)
     os.kill(window.process.pid, signal.SIGSTOP)
     wait_until(lambda: state_of(window.process.pid) == "T", "the window to stand still")
@@ -227,21 +227,21 @@ def state_of(pid):
 
 
 def waiting_in(pid):
-    """What a process waits for in the system."""
+    """The kernel function in which a process waits."""
     with open(f"/proc/{pid}/wchan", encoding="ascii") as file:
         return file.read()
 
 
 desk.run(
-    a_full_disk_costs_no_show,
+    a_full_disk_keeps_the_saved_show,
     a_read_only_folder_keeps_the_edits_in_the_window,
-    a_folder_that_vanishes_comes_back_with_the_next_save,
-    a_file_that_someone_else_changed_is_theirs_until_a_save,
-    a_file_that_is_no_show_stays_as_it_is_until_a_save,
-    a_server_that_may_not_be_executed_is_told,
+    a_deleted_folder_comes_back_with_the_next_save,
+    a_file_changed_by_others_is_kept_until_a_save,
+    an_invalid_file_is_not_changed_until_a_save,
+    a_server_that_is_not_executable_is_reported,
     a_server_that_is_replaced_while_it_runs_changes_at_the_next_start,
     a_killed_window_leaves_the_show_on_air,
-    a_window_that_is_put_to_sleep_goes_on_where_it_was,
-    a_window_that_slept_through_a_flood_answers,
+    a_stopped_window_continues_where_it_was,
+    a_window_that_was_stopped_during_a_flood_responds,
     show=SHOW,
 )

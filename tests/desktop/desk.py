@@ -1,4 +1,4 @@
-"""Drives the control window as a person with a screen reader would: over the accessibility bus."""
+"""Drives the control window as a screen reader does: over the accessibility bus."""
 
 import faulthandler
 import json
@@ -19,21 +19,21 @@ warnings.simplefilter("ignore", DeprecationWarning)
 
 PROGRAM = "/opt/wingbell/bin/WingbellControl"
 SHOW_FILE = "/Users/Shared/Wingbell/roles.json"
-PATIENCE = 20.0  # seconds until a condition that never comes is called a failure
-STUCK = 6 * PATIENCE  # seconds after which a test can only be stuck, and says where
+TIMEOUT = 20.0  # seconds
+TEST_TIMEOUT = 6 * TIMEOUT  # then the test prints where it is stuck
 
 
-def wait_until(condition, what, patience=PATIENCE):
-    """The first true result of `condition`, polled until then."""
-    deadline = time.monotonic() + patience
+def wait_until(condition, what, timeout=TIMEOUT):
+    """Polls `condition` and returns its first true result; fails after `timeout` seconds."""
+    deadline = time.monotonic() + timeout
     while True:
         while GLib.MainContext.default().iteration(False):
-            pass  # what the buses have brought
+            pass  # handles events from the buses
         result = condition()
         if result:
             return result
         if time.monotonic() > deadline:
-            raise AssertionError(f"never happened: {what}")
+            raise AssertionError(f"timed out: {what}")
         time.sleep(0.02)
 
 
@@ -41,7 +41,7 @@ class Desk:
     """The running control window."""
 
     def __init__(self, program=PROGRAM, environment=None, ready="Save Show"):
-        """Opens the window; `ready` is the name of what comes with the panels."""
+        """Opens the window; `ready` is the name of something that appears with the panels."""
         self.process = subprocess.Popen(
             [program], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, env=environment
         )  # fmt: skip
@@ -63,7 +63,7 @@ class Desk:
         return None
 
     def nodes(self, root=None):
-        """Every accessible of the window, top to bottom."""
+        """All accessibles of the window, top to bottom."""
         pending = [root or self.application]
         while pending:
             node = pending.pop(0)
@@ -71,7 +71,7 @@ class Desk:
                 node.clear_cache()
                 children = [node.get_child_at_index(i) for i in range(node.get_child_count())]
             except gi.repository.GLib.Error:
-                continue  # it went while it was looked at
+                continue  # it has just disappeared
             yield node
             pending = [child for child in children if child is not None] + pending
 
@@ -88,7 +88,7 @@ class Desk:
         return None
 
     def see_tree(self, expected):
-        """Waits until role and name of every accessible are these; panels come one after the other."""
+        """Waits until the accessibles have these roles and names; the panels appear one after the other."""
 
         def tree():
             return [(node.get_role_name(), node.get_name()) for node in self.nodes()]
@@ -110,7 +110,7 @@ class Desk:
 
     @staticmethod
     def act(node, actions=("Press", "Toggle")):
-        """Does the first of `actions` that the accessible offers."""
+        """Triggers the first of `actions` that the accessible offers."""
         for index in range(node.get_n_actions()):
             if node.get_action_name(index) in actions:
                 assert node.do_action(index), f"{node.get_name()}: the action was refused"
@@ -118,11 +118,11 @@ class Desk:
         raise AssertionError(f"{node.get_name()} cannot be pressed")
 
     def focused(self):
-        """What has the keyboard's focus: every accessible that says so."""
+        """All accessibles that report the keyboard focus."""
         return [node for node in self.nodes() if has_state(node, Atspi.StateType.FOCUSED)]
 
     def wait_for_focus(self, name):
-        """Waits until the accessible of that name, and no other, has the keyboard's focus."""
+        """Waits until only the accessible with that name has the keyboard focus."""
 
         def there():
             found = self.focused()
@@ -131,7 +131,7 @@ class Desk:
         return wait_until(there, f"the focus on {name}; it is on {[node.get_name() for node in self.focused()]}")
 
     def text_of(self, name, within=None):
-        """What stands in the field of that name."""
+        """The text of the field with that name."""
         field = wait_until(lambda: self.find(name, Atspi.Role.TEXT, within), name)
         return Atspi.Text.get_text(field, 0, -1)
 
@@ -139,7 +139,7 @@ class Desk:
         wait_until(lambda: self.text_of(name, within) == text, f"{text!r} in {name}: {self.text_of(name, within)!r}")
 
     def save(self):
-        """Presses "Save Show" and gives back what is in the file then."""
+        """Presses "Save Show" and returns the show in the file."""
         if os.path.exists(SHOW_FILE):
             os.remove(SHOW_FILE)
         self.act(wait_until(lambda: self.find("Save Show") or self.find("Saved ✓"), "the button to save"))
@@ -157,18 +157,18 @@ class Desk:
         return windows[-1] if windows else None
 
     def wait_for_input(self):
-        """Waits until keys go to the window; gives back its identifier."""
+        """Waits until the window receives keys; returns its identifier."""
         window = wait_until(lambda: self.window, "the window on the screen")
         wait_until(lambda: output_of("xdotool", "getactivewindow") == window, "the window to be active")
         return window
 
     def console(self):
-        """The console's lines as a screen reader gets them."""
+        """The lines of the console as a screen reader gets them."""
         console = self.lists()[0]
         return [node.get_name() for node in list(self.nodes(console))[1:]]
 
     def see_line(self, *parts):
-        """Waits for a console line that holds all `parts`."""
+        """Waits for a console line that contains all `parts`."""
 
         def seen():
             return [line for line in self.console() if all(part in line for part in parts)]
@@ -179,13 +179,13 @@ class Desk:
         if self.process.poll() is None:
             self.process.terminate()
             self.process.wait()
-        # What it started and left may hold the pipe open, so there may be no end to read up to.
+        # A child that is left may hold the pipe open, so there may be no end of file.
         os.set_blocking(self.process.stdout.fileno(), False)
         return (self.process.stdout.read() or b"").decode()
 
 
 class Events:
-    """What the accessibility bus tells from now on of one kind of event."""
+    """Records one kind of event of the accessibility bus."""
 
     def __init__(self, kind):
         self.kind = kind
@@ -197,7 +197,7 @@ class Events:
         try:
             self.told.append((event.source.get_role_name(), event.source.get_name(), event.detail1))
         except GLib.Error:
-            pass  # it went before it could be asked
+            pass  # it has already disappeared
 
     def wait_for(self, role, name, detail=None):
         def seen():
@@ -236,12 +236,12 @@ def keys(*names):
 
 
 def rest():
-    """As long as a person rests between two presses that are no double click."""
+    """Pauses long enough that two presses are not a double click."""
     xdotool("sleep", 0.5)
 
 
 def hold(name, seconds=1.5):
-    """Holds a key for so long that the X server repeats it many times."""
+    """Holds a key long enough that the X server repeats it many times."""
     xdotool("keydown", name, "sleep", seconds, "keyup", name)
 
 
@@ -250,7 +250,7 @@ def type_text(text):
 
 
 def middle_of(node):
-    """The middle of an accessible on the screen."""
+    """The centre of an accessible on the screen."""
     place = Atspi.Component.get_extents(node, Atspi.CoordType.SCREEN)
     return place.x + place.width // 2, place.y + place.height // 2
 
@@ -266,7 +266,7 @@ def write_show(show):
 
 
 def saved_show():
-    """The show in the file; None while there is none or only a part of it."""
+    """The show in the file; None while there is no file or only a part of it."""
     try:
         with open(SHOW_FILE, encoding="utf-8") as file:
             return json.load(file)
@@ -275,7 +275,7 @@ def saved_show():
 
 
 def program_with_server(name, script):
-    """The path of a window whose server is that script."""
+    """The path of an installation whose server is that script."""
     root = f"/tmp/{name}"
     if not os.path.exists(root):
         shutil.copytree("/opt/wingbell", root)
@@ -292,7 +292,7 @@ def program_with_silent_server():
 
 
 def end_orphans():
-    """Ends the servers that outlived their windows; they would keep the port from the next."""
+    """Ends servers that outlived their windows and would keep the port."""
     for pid in filter(str.isdigit, os.listdir("/proc")):
         try:
             orphan = os.path.basename(os.readlink(f"/proc/{pid}/exe")) == "IntercomServer"
@@ -310,7 +310,7 @@ def end_servers(window):
 
 
 def on(program):
-    """For a test that needs another window than the installed one: what makes it."""
+    """Decorator: runs the test with the program whose path `program` returns."""
 
     def mark(test):
         test.program = program
@@ -320,11 +320,11 @@ def on(program):
 
 
 def run(*tests, show=None, program=None, session=None, ready="Save Show"):
-    """Runs each test on a window of its own that opens with `show`, and ends the program with the result.
+    """Runs each test with a new window that opens with `show`, and exits with the result.
 
-    With `session`, or an attribute of the test of that name, it has a session of its own too, which the window lives
-    in: the result of `session`, whose `environment` the window gets and which is closed after. Such a test takes the
-    window and the session. An attribute `program` of the test makes the window that it needs.
+    With `session`, or an attribute `session` of the test, the window runs in a new session: the result of `session`,
+    whose `environment` the window gets and which is closed afterwards. Such a test takes the window and the session.
+    An attribute `program` of the test returns the path of another program.
     """
     real_folder_is_private()
     failed = 0
@@ -332,10 +332,10 @@ def run(*tests, show=None, program=None, session=None, ready="Save Show"):
         shutil.rmtree(os.path.dirname(SHOW_FILE), ignore_errors=True)
         if show is not None:
             write_show(show)
-        xdotool("mouseup", 1, "mousemove", 0, 0)  # a menu that opens under the pointer chooses by it
+        xdotool("mouseup", 1, "mousemove", 0, 0)  # a menu that opens under the pointer would select an entry
         window = None
         own = None
-        faulthandler.dump_traceback_later(STUCK, exit=True)
+        faulthandler.dump_traceback_later(TEST_TIMEOUT, exit=True)
         try:
             make = getattr(test, "session", session)
             own = make() if make else None
@@ -363,7 +363,7 @@ def run(*tests, show=None, program=None, session=None, ready="Save Show"):
 
 
 def send_osc(port, address, text):
-    """Sends a message by another OSC implementation than the server's."""
+    """Sends a message with another OSC implementation than the server's."""
     subprocess.run(
         ["/usr/bin/perl", "/tests/fixtures/send_osc.pl", "127.0.0.1", str(port), "message", address, "s", text],
         check=True,
@@ -384,5 +384,5 @@ def alive(pid):
 
 
 def real_folder_is_private():
-    """No test may run on the machine's own show folder."""
-    assert os.getpid() < 1000 and not os.path.exists(SHOW_FILE), "this is no private root"
+    """No test may use the real show folder of this machine."""
+    assert os.getpid() < 1000 and not os.path.exists(SHOW_FILE), "this is not a private root"

@@ -1,4 +1,4 @@
-"""A first evening: from a fresh machine to a show on air and off again."""
+"""A first show: from a new machine to a show on air and off again."""
 
 import json
 import os

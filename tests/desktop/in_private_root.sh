@@ -1,18 +1,18 @@
 #!/usr/bin/env bash
-# Runs a command as an ordinary user in a private root: the system's /usr read-only, an own "/Users"
-# and "/tmp", a network of its own with nothing but loopback, an own X server with a window manager
-# and an own session bus. Nothing of it outlives the command.
+# Runs a command as an ordinary user in a private root: the system's /usr read-only, its own "/Users" and
+# "/tmp", a network with only the loopback interface, an X server with a window manager, and a session bus.
+# Everything ends with the command.
 #
 #   in_private_root.sh BUILD_FOLDER COMMAND [ARGUMENT...]
 #
-# With WINGBELL_OUTPUT set, that folder is /output, the only one in which something stays. With
-# WINGBELL_KEEP_NETWORK=1 the network is the caller's, who has made one for this.
+# With WINGBELL_OUTPUT set, that folder is /output, the only one that is kept. With WINGBELL_KEEP_NETWORK=1
+# the caller's network is used.
 # "/Users" is a disk of 16 MB, which a test may fill. The application is installed from the build
-# folder to /opt/wingbell, the tests lie in /tests, what measures in /bench.
+# folder to /opt/wingbell, the tests are in /tests, the benchmarks in /bench.
 set -euo pipefail
 
-# Inside a changed root, for one, nobody may make another. That is no fault of the program; where
-# everything is expected to run, it is a failure all the same.
+# Not allowed in a chroot, for instance: that is not the program's fault, so the test is skipped. In continuous
+# integration everything must run, so there it fails.
 if ! bwrap --unshare-all --uid 1000 --ro-bind / / --proc /proc --dev /dev /bin/true; then
     echo "This system does not allow a private root, so this was not tested."
     [ "${CI:-}" != true ] || exit 1

@@ -1,4 +1,4 @@
-"""The desk is worked by the keyboard alone, and its fields edit text as fields do."""
+"""Everything can be done with the keyboard alone, and fields edit text as usual."""
 
 import desk
 from desk import hold, keys, rest, saved_show, type_text, wait_until
@@ -35,7 +35,7 @@ ORDER = [
 
 
 def tab_to(window, name):
-    """Tabs on until the accessible of that name has the focus."""
+    """Presses Tab until the accessible with that name has the focus."""
     window.wait_for_input()
     for _ in range(3 * len(ORDER)):  # twice around, with what a test has added
         before = focus_of(window)
@@ -52,7 +52,7 @@ def focus_of(window):
 
 
 def step(window, key):
-    """Presses the key and gives back what has the focus once it is elsewhere."""
+    """Presses the key and returns what has the focus once it has moved."""
     before = focus_of(window)
 
     def moved():
@@ -162,7 +162,7 @@ def a_held_key_is_one_press(window):
     assert show["channels"] == ["Tech", "Pit"], show
     assert [role["name"] for role in show["roles"]] == ["Director", "New Role"], show
 
-    # What is typed goes on, and a menu's entry that is chosen is no key in the field.
+    # Typing continues, and choosing a menu entry types nothing in the field.
     tab_to(window, "New channel name")
     hold("a")
     wait_until(lambda: len(window.text_of("New channel name")) > 5, "the letter again and again")
@@ -193,7 +193,7 @@ def a_click_leaves_the_focus_and_a_double_click_is_one(window):
     desk.xdotool("mousemove", x, y, "click", "--repeat", 2, "--delay", 120, 1)
     wait_until(lambda: not window.find("Main"), "the channel to go")
     window.wait_for_focus("Show name")
-    # What was pressed is not what it is let go over.
+    # The button is released over something other than what was pressed.
     switch = desk.middle_of(window.find("Intercom server"))
     desk.xdotool("mousemove", *switch, "click", 1)
     wait_until(lambda: window.has("ON AIR"), "the switch to start")
@@ -213,7 +213,7 @@ def return_in_the_channel_field_adds(window):
     keys("Return")
     see(window, "New channel name", "")
     wait_until(lambda: window.find("Fly Floor", Atspi.Role.PUSH_BUTTON), "the chip")
-    # A name that there is already, and none: the field is emptied, nothing else.
+    # An existing name, and no name: the field is cleared, nothing else happens.
     for text in ("Main", "   "):
         type_text(text)
         see(window, "New channel name", text)
@@ -272,7 +272,7 @@ def a_role_is_renamed_in_the_middle_of_its_name(window):
     assert window.save()["roles"][0]["name"] == "StageXY Manager", saved_show()
 
 
-def a_port_that_is_none_stays_in_the_field_and_out_of_the_show(window):
+def an_invalid_port_stays_in_the_field_and_out_of_the_show(window):
     tab_to(window, "Port")
     keys("ctrl+a")
     type_text("65536")
@@ -340,7 +340,7 @@ def fields_have_a_menu_for_the_mouse(window):
     window.wait_for_focus("Show name")
     assert window.save() == SHOW, saved_show()
 
-    # Who presses elsewhere while the menu is open means what is there.
+    # A press outside the open menu goes to what is there.
     desk.click(field, button=3)
     entry(window, "Cut")
     desk.click(window.find("Port", Atspi.Role.TEXT))
@@ -355,7 +355,7 @@ def fields_have_a_menu_for_the_keys(window):
         keys("Menu")
         wanted = entry(window, name)
         wait_until(lambda: [n for n in window.focused() if n.get_role() == Atspi.Role.POPUP_MENU], "keys to go to the menu")
-        keys("Down")  # to the first entry that there is anything to do for
+        keys("Down")  # to the first enabled entry
         wait_until(lambda: wanted in window.focused(), f"{name} to be chosen")
         keys("Return")
         wait_until(lambda: menu_closed(window), "the menu to close")
@@ -396,7 +396,7 @@ desk.run(
     return_in_the_channel_field_adds,
     fields_know_the_usual_editing_keys,
     a_role_is_renamed_in_the_middle_of_its_name,
-    a_port_that_is_none_stays_in_the_field_and_out_of_the_show,
+    an_invalid_port_stays_in_the_field_and_out_of_the_show,
     edits_are_undone_wherever_the_focus_is,
     fields_have_a_menu_for_the_mouse,
     fields_have_a_menu_for_the_keys,

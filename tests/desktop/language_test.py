@@ -1,4 +1,4 @@
-"""The window speaks the desktop's language; what the server says and what is in the show stays as it is."""
+"""The window uses the desktop's language; the server's output and the show are not translated."""
 
 import os
 
@@ -19,7 +19,7 @@ OSC_HELP = (
 )
 WARNING = "Änderungen erreichen die Show erst, wenn Sie den Server stoppen und neu starten."
 GERMAN, ENGLISH = "Show speichern", "Save Show"
-# What a desktop says of its language, and what is to be heard then. The system need not have the locale.
+# The language settings of a desktop, and the expected language. The system need not have the locale.
 DESKTOPS = (
     ({"LANG": "de_DE.UTF-8"}, GERMAN),
     ({"LANG": "de_AT.UTF-8"}, GERMAN),
@@ -34,7 +34,7 @@ DESKTOPS = (
 
 
 def speak(settings):
-    """What is started from now on is on a desktop of that language."""
+    """Programs started from now on have a desktop with these language settings."""
     for name in ("LANG", "LANGUAGE", "LC_ALL", "LC_MESSAGES"):
         os.environ.pop(name, None)
     os.environ.update(settings)

@@ -5,7 +5,7 @@ from own_desktop import LOGIN_HOLDS, MATE_HOLDS, SHOW, OwnDesktop, go_off_air, g
 
 
 def lose_bus(session):
-    """Without a farewell. MATE's session manager goes with it."""
+    """Kills the bus. MATE's session manager ends with it."""
     session.bus.kill()
 
 
@@ -50,7 +50,7 @@ def the_window_can_be_worked_with_and_closed(window, session):
     lose_bus(session)
     assert window.save()["show"] == SHOW["show"]
     desk.click(window.find("Close"))
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
 
 
 def the_system_bus_may_die_too(window, session):

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs a command on an X server, a session bus and a window manager of its own, and ends them after.
+# Runs a command with its own X server, session bus and window manager, and ends them afterwards.
 #
 #   on_own_screen.sh COMMAND [ARGUMENT...]
 set -euo pipefail
@@ -15,8 +15,8 @@ clean_up() {
 }
 trap clean_up EXIT
 
-# When its last client leaves, the server would start anew and turn away who comes in that moment: the
-# window manager, where xprop was quicker.
+# Without -noreset the server would restart when its last client leaves, and reject a client that connects at
+# that moment, such as the window manager after xprop.
 mkfifo "$folder/display"
 Xvfb -displayfd 3 -screen 0 "${WINGBELL_SCREEN:-1280x1024x24}" -nolisten tcp -noreset \
     3>"$folder/display" 2>"$folder/xvfb.log" &

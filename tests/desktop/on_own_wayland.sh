@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Runs a command on a Wayland compositor of its own, and ends it after. The compositor shows its
-# screen in a window of the X server that DISPLAY names, by which the screen has a keyboard and a
-# pointer; the command gets both names, and the toolkit takes Wayland.
+# Runs a command with its own Wayland compositor, and ends it afterwards. The compositor shows its
+# screen in a window of the X server that DISPLAY names, and so has a keyboard and a pointer. The
+# command gets both names; the toolkit uses Wayland.
 #
 #   on_own_wayland.sh COMMAND [ARGUMENT...]
 #
 # The screen has WINGBELL_OUTPUT_SIZE points (WIDTHxHEIGHT), each of WINGBELL_OUTPUT_SCALE by as many
-# pixels; the X server's has to have room for them. With WINGBELL_OUTPUT_BAR=top the desktop has a
-# bar, of which programs are told nothing.
+# pixels; they must fit on the X server's screen. With WINGBELL_OUTPUT_BAR=top the desktop has a
+# bar that programs are not told about.
 set -euo pipefail
 
 folder=$(mktemp -d)
@@ -26,7 +26,7 @@ weston --backend=x11-backend.so --use-pixman --width="${size%x*}" --height="${si
     --config="$folder/weston.ini" >"$folder/weston.log" 2>&1 &
 compositor=$!
 until [ -S "$XDG_RUNTIME_DIR/desk" ]; do
-    kill -0 "$compositor" # a compositor that has ended never comes
+    kill -0 "$compositor" # fails if the compositor has ended
     read -r -t 0.05 <> <(:) || true
 done
 

@@ -1,4 +1,4 @@
-"""Message buses of a test's own, with real services on them, apart from the bus the test is driven over."""
+"""Private message buses with real services, separate from the bus over which the test drives the window."""
 
 import os
 import shutil
@@ -31,7 +31,7 @@ ACCESSIBILITY = """<node>
 
 
 def accessibility_address():
-    """Where the accessibility bus listens by which the test drives the window."""
+    """The address of the accessibility bus over which the test drives the window."""
     session = Gio.bus_get_sync(Gio.BusType.SESSION)
     return session.call_sync(
         "org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress", None, None, Gio.DBusCallFlags.NONE, -1
@@ -39,7 +39,7 @@ def accessibility_address():
 
 
 class OwnBus:
-    """A message bus that can launch those services, named after their service files, and no others."""
+    """A private message bus that can launch only these services, named after their service files."""
 
     def __init__(self, launchable=(), environment=None):
         self.folder = tempfile.mkdtemp()
@@ -55,16 +55,16 @@ class OwnBus:
             ["dbus-daemon", "--nofork", "--print-address=1", "--config-file=" + configuration],
             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env=dict(os.environ, **(environment or {})),
         )  # fmt: skip
-        assert self.process.stdout.readline(), "the bus does not run"  # it tells once it listens
+        assert self.process.stdout.readline(), "the bus does not run"  # printed once it listens
         self._connection = Gio.DBusConnection.new_for_address_sync(
             self.address,
             Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION,
         )
 
-        self._tell_of_accessibility()
+        self._offer_accessibility_bus()
 
-    def _tell_of_accessibility(self):
-        """Leads whoever is on this bus to the accessibility bus that there already is."""
+    def _offer_accessibility_bus(self):
+        """Gives programs on this bus the address of the existing accessibility bus."""
 
         def address(*call):
             call[-1].return_value(GLib.Variant("(s)", (accessibility_address(),)))
@@ -76,14 +76,14 @@ class OwnBus:
         Gio.bus_own_name_on_connection(self._connection, "org.a11y.Bus", Gio.BusNameOwnerFlags.NONE, None, None)
 
     def call(self, service, path, interface, method, arguments=None):
-        """The values that the service answers with. Launches nothing; an error is raised."""
-        answer = self._connection.call_sync(
+        """The values that the service returns. Launches nothing; raises errors."""
+        reply = self._connection.call_sync(
             service, path, interface, method, arguments, None, Gio.DBusCallFlags.NO_AUTO_START, 10_000
         )
-        return answer.unpack()
+        return reply.unpack()
 
     def ask(self, service, path, interface, method, arguments=None):
-        """The one value that the service answers with; None where nobody answers."""
+        """The single value that the service returns; None without a reply."""
         try:
             return self.call(service, path, interface, method, arguments)[0]
         except GLib.Error:
@@ -95,7 +95,7 @@ class OwnBus:
         )
 
     def kill(self):
-        """Ends the bus without a farewell; its services and whoever is on it lose their connections."""
+        """Kills the bus; its services and clients lose their connections."""
         self.process.kill()
         self.process.wait()
 
@@ -106,7 +106,7 @@ class OwnBus:
 
 
 class Service:
-    """A real service, run as its desktop runs it."""
+    """A real service, started as its desktop starts it."""
 
     def __init__(self, command, bus, name, environment):
         self.command, self.bus, self.name = command, bus, name
@@ -115,7 +115,7 @@ class Service:
         self.start()
 
     def start(self):
-        """Returns when the service has its name."""
+        """Returns when the service owns its name."""
         self.process = subprocess.Popen(
             self.command, env=self.environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
             stderr=subprocess.DEVNULL,
@@ -126,6 +126,6 @@ class Service:
         return self.process.poll() is None
 
     def kill(self):
-        """Ends the service as a crash does. Asked to end, a session manager may first wait for others."""
+        """Kills the service, as in a crash. A session manager that is asked to end may first wait for others."""
         self.process.kill()
         self.process.wait()

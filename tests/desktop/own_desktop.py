@@ -1,4 +1,4 @@
-"""A desktop of a test's own: its buses, and on them the real services that keep a computer awake."""
+"""A private desktop: its buses, and the real services that keep a computer awake."""
 
 import ctypes
 import os
@@ -13,7 +13,7 @@ from own_bus import OwnBus, Service
 
 REASON = "Wingbell show is running"
 PROGRAM = "WingbellControl"
-SUSPENDING, IDLENESS = 4, 8  # the latter would keep the display lit
+SUSPENDING, IDLENESS = 4, 8  # the latter would keep the display on
 MATE_HOLDS = [(PROGRAM, REASON, SUSPENDING)]
 LOGIN_HOLDS = [("sleep", PROGRAM, REASON, "block")]
 SHOW = {
@@ -25,7 +25,7 @@ SHOW = {
 
 
 class OwnDesktop:
-    """A session bus and a system bus, and on them what the desktop of the test has."""
+    """A session bus and a system bus with the services of the test's desktop."""
 
     def __init__(self):
         self.bus = OwnBus(["org.xfce.Xfconf"], self._environment("disabled:", "disabled:"))
@@ -34,13 +34,13 @@ class OwnDesktop:
         self.services = []
 
     def _environment(self, session, system):
-        """As the programs of the desktop have it."""
+        """The environment of the programs on the desktop."""
         return dict(
             os.environ,
             DBUS_SESSION_BUS_ADDRESS=session,
             DBUS_SYSTEM_BUS_ADDRESS=system,
             GSETTINGS_BACKEND="memory",
-            XDG_CONFIG_DIRS="/nonexistent",  # what the machine starts with a session is no part of this
+            XDG_CONFIG_DIRS="/nonexistent",  # nothing that the machine starts with a session
         )
 
     def run(self, bus, name, *command):
@@ -63,7 +63,7 @@ class OwnDesktop:
             )  # fmt: skip
 
     def login_manager(self):
-        os.makedirs("/run/systemd/seats", exist_ok=True)  # by which XFCE tells that there is one
+        os.makedirs("/run/systemd/seats", exist_ok=True)  # by which XFCE detects it
         return self.run(
             self.system, "org.freedesktop.login1", "/usr/bin/python3", "-m", "dbusmock", "--template", "logind"
         )
@@ -74,14 +74,14 @@ class OwnDesktop:
         for bus in (self.bus, self.system):
             bus.close()
 
-    # What the services say.
+    # What the services report.
 
     def _of_session_manager(self, method, arguments=None, path="/org/gnome/SessionManager"):
         interface = "org.gnome.SessionManager" + ("" if path == "/org/gnome/SessionManager" else ".Inhibitor")
         return self.bus.ask("org.gnome.SessionManager", path, interface, method, arguments)
 
     def mate_inhibitors(self):
-        """Who holds something back, why and what, as the session manager lists it; None without one."""
+        """The inhibitors that the session manager lists: program, reason, flags. None without a session manager."""
         paths = self._of_session_manager("GetInhibitors")
         if paths is None:
             return None
@@ -90,24 +90,24 @@ class OwnDesktop:
             for path in paths
         ]
 
-    def mate_holds_back(self, what):
+    def mate_inhibits(self, what):
         return self._of_session_manager("IsInhibited", GLib.Variant("(u)", (what,)))
 
-    def xfce_holds_back(self):
-        """Whether anybody holds back something. For the last question of a test: XFCE's power manager (4.18.1) takes
-        harm when it is asked while somebody does, and ends soon after."""
+    def xfce_inhibits(self):
+        """Whether there is any inhibitor. Only as the last query of a test: XFCE's power manager (4.18.1) crashes soon
+        after this query if there is one."""
         return self.bus.ask(
             "org.freedesktop.PowerManagement", "/org/freedesktop/PowerManagement/Inhibit",
             "org.freedesktop.PowerManagement.Inhibit", "HasInhibit",
         )  # fmt: skip
 
     def xfce_has_handled_its_events(self):
-        """Asks XFCE's power manager something that it answers in its turn."""
+        """Calls a method of XFCE's power manager, which replies after it has handled earlier events."""
         self.bus.call("org.xfce.PowerManager", "/org/xfce/PowerManager", "org.xfce.Power.Manager", "GetConfig")
 
     @staticmethod
     def display_may_sleep():
-        """Whether the X server is to blank the screen some time. XFCE's power manager forbids it while it is held."""
+        """Whether the X server will blank the screen. XFCE's power manager prevents it while it is inhibited."""
         library = ctypes.CDLL("libX11.so.6")
         library.XOpenDisplay.restype = ctypes.c_void_p
         display = ctypes.c_void_p(library.XOpenDisplay(None))
@@ -117,27 +117,27 @@ class OwnDesktop:
         return timeout.value > 0
 
     def login_inhibitors(self):
-        """What, who, why and how, of ours, as long as the descriptor that was given is open somewhere."""
+        """Our inhibitors (what, who, why, mode), as long as their file descriptor is open."""
         listed = self.system.ask(
             "org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.login1.Manager", "ListInhibitors"
         )
         return None if listed is None else [entry[:4] for entry in listed if entry[1] == PROGRAM]
 
     def suspend_requests(self):
-        """The calls by which the login manager was asked to suspend the computer."""
+        """The calls that asked the login manager to suspend the computer."""
         return self.system.ask(
             "org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.DBus.Mock", "GetMethodCalls",
             GLib.Variant("(s)", ("Suspend",)),
         )  # fmt: skip
 
 
-def see(question, answer):
-    """Waits for that answer to the question."""
-    wait_until(lambda: question() == answer, f"{question.__name__}: {answer}; it is {question()}")
+def see(query, expected):
+    """Waits until `query` returns `expected`."""
+    wait_until(lambda: query() == expected, f"{query.__name__}: {expected}; it is {query()}")
 
 
 def go_on_air(window):
-    """Starts the server; gives back its process."""
+    """Starts the server; returns its process."""
     window.press("Intercom server")
     wait_until(lambda: window.has("ON AIR"), "the lamp to say ON AIR")
     (server,) = desk.children_of(window.process.pid)
@@ -155,9 +155,9 @@ def crash(window):
 
 
 def close(window):
-    """By its own button, as one closes a window."""
+    """Closes the window with its own button."""
     desk.click(window.find("Close"))
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
 
 
 def end(server):

@@ -18,7 +18,7 @@ SHOW = {"show": "Recital", "channels": ["Main"], "roles": []}
 
 
 class FileManager:
-    """A file manager: the services by which the bus launches it, and how it tells what it shows."""
+    """A file manager: the services that launch it, and how it reports what it shows."""
 
     def __init__(self, name, services, title):
         self.name = name
@@ -53,7 +53,7 @@ class Session:
         self.hanging = None
 
     def hang(self):
-        """Has a file manager on the bus that never answers."""
+        """Puts a file manager on the bus that never replies."""
         self.hanging = subprocess.Popen(
             ["/usr/bin/python3", "/tests/fixtures/bus_service.py", "--bus", self.bus.address,
              "file-manager", "--behaviour", "hang"],
@@ -73,7 +73,7 @@ class Session:
 
 
 def file_managers():
-    """The processes of those that run."""
+    """The processes of the running file managers."""
     running = []
     for pid in filter(str.isdigit, os.listdir("/proc")):
         try:
@@ -94,7 +94,7 @@ def accessibles(root):
 
 
 def shown(manager):
-    """What stands on the screen of that file manager: the title of each window and dialogue, and its status."""
+    """What that file manager shows on the screen: the title of each window and dialogue, and its status."""
     windows = []
     desktop = Atspi.get_desktop(0)
     try:
@@ -109,12 +109,12 @@ def shown(manager):
                     status = [node.get_name() for node in accessibles(window) if node.get_role_name() == "status bar"]
                     windows.append((window.get_role_name(), window.get_name(), " ".join(status)))
     except (gi.repository.GLib.Error, AttributeError):
-        return None  # something came or went while it was looked at
+        return None  # something appeared or disappeared meanwhile
     return windows
 
 
 def see_folder(manager, folder, selected=None):
-    """Waits for one window that shows the folder, with that file selected, or none, and nothing else."""
+    """Waits for exactly one window that shows the folder, with that file selected, or none."""
     title = manager.title_of(folder)
 
     def seen():
@@ -142,7 +142,7 @@ def reveal(window):
 
 
 def with_file_manager(manager):
-    """The tests of what a file manager in good health shows."""
+    """The tests with a file manager that works."""
 
     @in_session(manager.services)
     def the_file_is_selected_in_its_folder(window, _session):
@@ -184,7 +184,7 @@ def a_file_manager_that_hangs_is_done_without(window, session):
     session.hang()
     reveal(window)
     assert "ShowItems" in session.hanging.stdout.readline()
-    assert window.save() is not None  # there is work to do meanwhile
+    assert window.save() is not None  # the window stays usable meanwhile
     see_folder(THUNAR, FOLDER)
 
 

@@ -39,14 +39,14 @@ def click(window, name):
     place = None
 
     def is_under_the_pointer():
-        """Whether it stood there when the pointer was sent, and still does; sends the pointer where it stands."""
+        """Moves the pointer to it; true if it has not moved since the last call."""
         nonlocal place
         before, place = place, extents_of(window, node)
         if place != before:
             xdotool("mousemove", *screen.on_x((place[0] + place[2]) // 2, (place[1] + place[3]) // 2))
         return place == before
 
-    wait_until(is_under_the_pointer, f"{name} to stand still")
+    wait_until(is_under_the_pointer, f"{name} to stop moving")
     assert is_on_screen(window, node), f"{name} is at {place}"
     xdotool("click", 1)
 
@@ -60,7 +60,7 @@ def it_opens_in_its_size_or_what_there_is_room_for(window):
 
 
 def it_is_drawn_in_the_screens_own_pixels(window):
-    """What is drawn in fewer and blown up has hardly a step from dark to bright between two neighbours."""
+    """Drawn in fewer pixels and scaled up, it would have hardly any sharp edges between neighbouring pixels."""
     screen.wait_for_input(window)
     left, top, right, bottom = extents_of(window, window.find("STOPPED"))
 
@@ -84,7 +84,7 @@ def the_switch_is_pressed_by_the_pointer(window):
 def the_show_is_scrolled_to_its_end_and_saved_by_the_pointer(window):
     screen.wait_for_input(window)
     os.remove(desk.SHOW_FILE)
-    # The field of the show's name stands at the top of what scrolls.
+    # The field with the show's name is at the top of the scrolled area.
     left, top, _, bottom = extents_of(window, window.find("Show name"))
     _, room_top, _, height = screen.room()
     room_bottom = room_top + height
@@ -101,9 +101,9 @@ def the_show_is_scrolled_to_its_end_and_saved_by_the_pointer(window):
     assert wait_until(desk.saved_show, "the save")["show"] == "Recital"
 
 
-def its_corner_makes_it_no_smaller_than_its_least_size(window):
+def its_corner_makes_it_no_smaller_than_its_minimum_size(window):
     screen.wait_for_input(window)
-    least = tuple(int(number * screen.SCALE) for number in screen.LEAST)
+    least = tuple(int(number * screen.SCALE) for number in screen.MIN_SIZE)
     left, top, width, height = screen.place_of(window)
     x, y = left + width - 2, top + height - 2
     xdotool("mousemove", *screen.on_x(x, y), "mousedown", 1)
@@ -111,17 +111,17 @@ def its_corner_makes_it_no_smaller_than_its_least_size(window):
     pulled = 0
 
     def small():
-        """As a hand pulls, on and on: how far it was when the desktop took over is not known."""
+        """Drags further and further: where the desktop took over is not known."""
         nonlocal pulled
         for _ in range(10):
             pulled += 10 * screen.SCALE
             xdotool("mousemove", *screen.on_x(max(0, x - pulled), max(0, y - pulled)))
         return screen.place_of(window)[2:] == least
 
-    wait_until(small, f"the least size {least}")
+    wait_until(small, f"the minimum size {least}")
     xdotool("mouseup", 1)
-    # The sizes of the last pull may come in one by one.
-    wait_until(lambda: screen.place_of(window) == (left, top, *least), "the least size to stay")
+    # The sizes of the last drag may arrive one by one.
+    wait_until(lambda: screen.place_of(window) == (left, top, *least), "the minimum size to stay")
 
 
 def its_buttons_are_in_sight_and_work(window):
@@ -129,13 +129,13 @@ def its_buttons_are_in_sight_and_work(window):
     before = screen.place_of(window)
     for name in ("Minimise", "Maximise", "Close"):
         assert is_on_screen(window, window.find(name)), f"{name} is at {extents_of(window, window.find(name))}"
-    if all(screen.SIZE[axis] >= screen.LEAST[axis] * screen.SCALE for axis in (0, 1)):
+    if all(screen.SIZE[axis] >= screen.MIN_SIZE[axis] * screen.SCALE for axis in (0, 1)):
         click(window, "Maximise")
         wait_until(lambda: screen.place_of(window) == screen.room(), "the whole screen")
         click(window, "Restore")
         wait_until(lambda: screen.place_of(window) == before, "the window as it was")
     click(window, "Close")
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
 
 
 desk.run(
@@ -143,7 +143,7 @@ desk.run(
     it_is_drawn_in_the_screens_own_pixels,
     the_switch_is_pressed_by_the_pointer,
     the_show_is_scrolled_to_its_end_and_saved_by_the_pointer,
-    *([its_corner_makes_it_no_smaller_than_its_least_size] if ITS_CORNER_IS_IN_SIGHT else []),
+    *([its_corner_makes_it_no_smaller_than_its_minimum_size] if ITS_CORNER_IS_IN_SIGHT else []),
     its_buttons_are_in_sight_and_work,
     show=SHOW,
 )

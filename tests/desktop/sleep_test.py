@@ -30,14 +30,14 @@ def mate_keeps_the_computer_awake_and_lets_the_display_sleep(window, session):
     see(session.mate_inhibitors, [])
     go_on_air(window)
     see(session.mate_inhibitors, MATE_HOLDS)
-    assert session.mate_holds_back(SUSPENDING) is True
-    assert session.mate_holds_back(IDLENESS) is False, "the display is kept lit"
+    assert session.mate_inhibits(SUSPENDING) is True
+    assert session.mate_inhibits(IDLENESS) is False, "the display is kept lit"
     go_off_air(window)
     see(session.mate_inhibitors, [])
-    assert session.mate_holds_back(SUSPENDING) is False
+    assert session.mate_inhibits(SUSPENDING) is False
 
 
-def mate_lets_go_when_the_server_ends_by_itself(window, session):
+def mate_is_released_when_the_server_ends_by_itself(window, session):
     session.mate()
     end(go_on_air(window))
     wait_until(lambda: window.has("STOPPED"), "the lamp to say STOPPED")
@@ -48,7 +48,7 @@ def mate_lets_go_when_the_server_ends_by_itself(window, session):
     see(session.mate_inhibitors, [])
 
 
-def mate_lets_go_when_the_window_crashes(window, session):
+def mate_is_released_when_the_window_crashes(window, session):
     session.mate()
     server = go_on_air(window)
     see(session.mate_inhibitors, MATE_HOLDS)
@@ -57,7 +57,7 @@ def mate_lets_go_when_the_window_crashes(window, session):
     end(server)
 
 
-def mate_lets_go_when_the_window_is_closed(window, session):
+def mate_is_released_when_the_window_is_closed(window, session):
     session.mate()
     server = go_on_air(window)
     see(session.mate_inhibitors, MATE_HOLDS)
@@ -79,7 +79,7 @@ def mate_is_asked_again_after_its_restart(window, session):
 
 
 def on_xfce_its_own_power_manager_keeps_the_computer_awake(window, session):
-    """It lights the display as well, which is the lesser evil: only that keeps XFCE from suspending."""
+    """It keeps the display on as well: nothing else prevents XFCE from suspending."""
     manager = session.xfce()
     session.login_manager()
     see(session.display_may_sleep, True)
@@ -88,7 +88,7 @@ def on_xfce_its_own_power_manager_keeps_the_computer_awake(window, session):
     assert session.login_inhibitors() == []
     go_off_air(window)
     see(session.display_may_sleep, True)
-    assert manager.runs() and session.xfce_holds_back() is False
+    assert manager.runs() and session.xfce_inhibits() is False
 
 
 def on_xfce_a_power_manager_that_comes_late_takes_over(window, session):
@@ -97,11 +97,11 @@ def on_xfce_a_power_manager_that_comes_late_takes_over(window, session):
     see(session.login_inhibitors, LOGIN_HOLDS)
     session.xfce()
     see(session.login_inhibitors, [])
-    see(session.xfce_holds_back, True)
+    see(session.xfce_inhibits, True)
 
 
 def xfce_suspends_an_idle_computer_and_not_one_on_air(window, session):
-    """Two desktops at one screen, idle for the same minute; a show runs on one of them."""
+    """Two desktops on one screen, idle for the same minute; a show runs on one of them."""
     idle = OwnDesktop()
     try:
         for desktop in (session, idle):
@@ -110,11 +110,11 @@ def xfce_suspends_an_idle_computer_and_not_one_on_air(window, session):
             desktop.xfce()
         go_on_air(window)
         wait_until(
-            lambda: idle.suspend_requests() + session.suspend_requests(), "XFCE to suspend a computer", patience=100
+            lambda: idle.suspend_requests() + session.suspend_requests(), "XFCE to suspend a computer", timeout=100
         )
         session.xfce_has_handled_its_events()
-        assert session.suspend_requests() == [], "the computer sleeps in the show"
-        see(session.xfce_holds_back, True)
+        assert session.suspend_requests() == [], "the computer was suspended during the show"
+        see(session.xfce_inhibits, True)
     finally:
         idle.close()
 
@@ -124,22 +124,22 @@ def xfce_is_asked_again_after_its_restart(window, session):
     go_on_air(window)
     see(session.display_may_sleep, False)
     manager.kill()
-    see(session.xfce_holds_back, None)
+    see(session.xfce_inhibits, None)
     manager.start()
-    see(session.xfce_holds_back, True)
+    see(session.xfce_inhibits, True)
 
 
-def a_window_that_crashes_leaves_nothing_held_on_xfce(window, session):
-    """The power manager itself may end by it (4.18.1 does at times); the one that follows holds nothing either."""
+def a_window_that_crashes_leaves_no_inhibitor_on_xfce(window, session):
+    """The power manager itself may crash (4.18.1 sometimes does); after its restart there is no inhibitor either."""
     manager = session.xfce()
     server = go_on_air(window)
     see(session.display_may_sleep, False)
     crash(window)
-    wait_until(lambda: not manager.runs() or session.display_may_sleep(), "the power manager to let go")
+    wait_until(lambda: not manager.runs() or session.display_may_sleep(), "the power manager to release the inhibitor")
     if not manager.runs():
         manager.start()
     see(session.display_may_sleep, True)
-    see(session.xfce_holds_back, False)
+    see(session.xfce_inhibits, False)
     end(server)
 
 
@@ -149,21 +149,21 @@ def the_login_managers_lock_does_not_outlive_a_window_that_crashes(window, sessi
     see(session.login_inhibitors, LOGIN_HOLDS)
     crash(window)
     see(session.login_inhibitors, [])
-    assert desk.alive(server), "the server went with its window"
+    assert desk.alive(server), "the server ended with its window"
     end(server)
 
 
 desk.run(
     mate_keeps_the_computer_awake_and_lets_the_display_sleep,
-    mate_lets_go_when_the_server_ends_by_itself,
-    mate_lets_go_when_the_window_crashes,
-    mate_lets_go_when_the_window_is_closed,
+    mate_is_released_when_the_server_ends_by_itself,
+    mate_is_released_when_the_window_crashes,
+    mate_is_released_when_the_window_is_closed,
     mate_is_asked_again_after_its_restart,
     on_xfce_its_own_power_manager_keeps_the_computer_awake,
     on_xfce_a_power_manager_that_comes_late_takes_over,
     xfce_suspends_an_idle_computer_and_not_one_on_air,
     xfce_is_asked_again_after_its_restart,
-    a_window_that_crashes_leaves_nothing_held_on_xfce,
+    a_window_that_crashes_leaves_no_inhibitor_on_xfce,
     the_login_managers_lock_does_not_outlive_a_window_that_crashes,
     show=SHOW,
     session=OwnDesktop,

@@ -25,7 +25,7 @@ AROUND = 8  # pixels around what is cut out
 
 
 def keep_code(code):
-    """As an earlier show has left it."""
+    """Writes the crew code as an earlier show would have."""
     folder = os.path.expanduser("~/.local/state/wingbell")
     os.makedirs(folder, mode=0o700)
     with open(os.open(f"{folder}/crew-code", os.O_WRONLY | os.O_CREAT, 0o600), "w", encoding="ascii") as file:
@@ -46,7 +46,7 @@ def settled(window):
         shots.append(shot())
         return shots[-1] == shots[-2]
 
-    wait_until(still, "the window to stand still")
+    wait_until(still, "the window to stop changing")
     return shots[-1]
 
 
@@ -58,7 +58,7 @@ def picture(window, name, *changes):
 
 
 def extents(window, node):
-    """Where it stands in the window: left, top, width, height."""
+    """Its position in the window: left, top, width, height."""
     geometry = desk.output_of("xdotool", "getwindowgeometry", "--shell", window.window)
     place = dict(line.split("=") for line in geometry.splitlines())
     # The sizes that the toolkit tells in the window's own coordinates are wrong.

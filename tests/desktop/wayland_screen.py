@@ -19,7 +19,7 @@ SIZE = tuple(number * _OUTPUT_SCALE for number in _POINTS)
 SCALE = _OUTPUT_SCALE * x_screen.SCALE  # pixels per point
 # Of the screen's points, as the toolkit rounds them.
 _ROOM = tuple(round(number / SCALE) - _LEFT_FOR_BARS for number in SIZE)
-LEAST = tuple(min(x_screen.LEAST[axis], _ROOM[axis]) for axis in (0, 1))
+MIN_SIZE = tuple(min(x_screen.MIN_SIZE[axis], _ROOM[axis]) for axis in (0, 1))
 OPENS_WITH = tuple(min((820, 760)[axis], _ROOM[axis]) for axis in (0, 1))
 
 

@@ -1,4 +1,4 @@
-"""On a Wayland desktop the window opens, is worked and is seen as on any other."""
+"""On Wayland the window opens, can be used and is drawn as on X11."""
 
 import desk
 from desk import Atspi, keys, output_of, saved_show, type_text, wait_until, xdotool
@@ -15,7 +15,7 @@ STAGE = (15, 9, 9)
 
 
 def to_the_whole_screen(window):
-    """Maximises the window, so that its places are those of the screen; gives back the screen's corner."""
+    """Maximises the window, so that its coordinates are those of the screen; returns the screen's corner."""
     window.press("Maximise")
     wait_until(lambda: frame_size(window) == SIZE, f"the whole screen; it is {frame_size(window)}")
     wait_until(lambda: window.has("Restore"), "the button to restore")
@@ -100,7 +100,7 @@ def it_is_seen(window):
 
 def the_close_button_closes_it(window):
     window.press("Close")
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
 
 
 desk.run(

@@ -1,4 +1,4 @@
-"""A desktop finds out to which entry of its menus the window belongs, and what to show for it."""
+"""A desktop can match the window with its menu entry, and finds its icon."""
 
 import configparser
 import re

@@ -15,7 +15,7 @@ SHOW = {
     "roles": [{"name": "Stage Manager", "talk": [], "listen": ["Main"]}],
     "oscPort": 47123,
 }
-LEAST = (780, 680)
+MIN_SIZE = (780, 680)
 HEADER = (200, 30)  # a place on the header where nothing else is
 SCREEN = (1280, 1024)
 
@@ -60,7 +60,7 @@ class ClientMessage(ctypes.Structure):
 
 
 def ask_for_full_screen(identifier):
-    """As the window manager's own menu or shortcut does."""
+    """Does what the window manager's menu or shortcut does."""
     library = ctypes.CDLL("libX11.so.6")
     library.XOpenDisplay.restype = ctypes.c_void_p
     library.XDefaultRootWindow.restype = library.XInternAtom.restype = ctypes.c_ulong
@@ -75,7 +75,7 @@ def ask_for_full_screen(identifier):
 
 
 def opened(window):
-    """Waits until the window takes input, in a place with room on all sides."""
+    """Waits until the window takes input and has space on all sides."""
     identifier = window.wait_for_input()
     xdotool("windowmove", identifier, 150, 120)
     wait_until(lambda: place_of(window)[:2] == (150, 120), "the window in its place")
@@ -83,7 +83,7 @@ def opened(window):
 
 
 def pointer_is_free():
-    """Whether no program has grabbed the pointer, tried by grabbing it."""
+    """Whether no program has grabbed the pointer; tries to grab it."""
     display = Xlib.display.Display()
     try:
         root = display.screen().root
@@ -94,7 +94,7 @@ def pointer_is_free():
 
 
 class Grip:
-    """The pointer's button held down somewhere on the window."""
+    """Holds down the pointer's button on the window."""
 
     def __init__(self, window, offset):
         left, top = place_of(window)[:2]
@@ -111,7 +111,7 @@ class Grip:
             xdotool("mousemove", *self.at)
 
     def takes_hold(self, by):
-        """Drags until the window has changed; what was before the window manager took over is lost."""
+        """Drags until the window has changed; movements before the window manager takes over have no effect."""
         before = place_of(self.window)
 
         def changed():
@@ -124,53 +124,53 @@ class Grip:
         self.settled()
 
     def settled(self):
-        """Waits until the window stands still under the pointer that does."""
+        """Waits until the window has stopped moving under the pointer."""
         seen = []
 
         def same():
             seen.append(place_of(self.window))
             return len(seen) > 3 and len(set(seen[-3:])) == 1
 
-        wait_until(same, "the window to stand still")
+        wait_until(same, "the window to stop moving")
         return seen[-1]
 
     def drop(self):
-        """Releases the button, and waits until the window manager has let go: a click before that is its own."""
+        """Releases the button and waits until the window manager has released the pointer: an earlier click would go to it."""
         xdotool("mouseup", 1)
-        wait_until(pointer_is_free, "the window manager to let go of the pointer")
+        wait_until(pointer_is_free, "the window manager to release the pointer")
 
 
 def no_frame_is_drawn_around_it(window):
     identifier = opened(window)
     extents = output_of("xprop", "-id", identifier, "_NET_FRAME_EXTENTS")
-    # Other window managers than the tests' own may tell nothing of a frame that they do not draw.
+    # Other window managers may not report a frame that they do not draw.
     no_frame = "= 0, 0, 0, 0" if os.environ["WINGBELL_WINDOW_MANAGER"] == "openbox" else ("= 0, 0, 0, 0", "not found.")
     assert extents.endswith(no_frame), extents
     hints = output_of("xprop", "-id", identifier, "_MOTIF_WM_HINTS").split("= ")[1].split(", ")
     assert int(hints[0], 16) & 2 and int(hints[2], 16) == 0, hints
 
 
-def it_opens_in_its_size_and_tells_the_least(window):
+def it_opens_in_its_size_and_reports_its_minimum_size(window):
     window.wait_for_input()
     assert size_of(window) == (820, 760), size_of(window)
     hints = output_of("xprop", "-id", window.window, "WM_NORMAL_HINTS")
     assert "program specified minimum size: 780 by 680" in hints, hints
 
 
-def it_cannot_be_made_smaller_than_its_least(window):
+def it_cannot_be_made_smaller_than_its_minimum_size(window):
     identifier = opened(window)
     xdotool("windowsize", identifier, 500, 400)
     wait_until(lambda: size_of(window) != (820, 760), "the window to shrink")
-    wait_until(lambda: size_of(window) == LEAST, f"the least size; it is {size_of(window)}")
+    wait_until(lambda: size_of(window) == MIN_SIZE, f"the minimum size; it is {size_of(window)}")
     xdotool("windowsize", identifier, 900, 800)
     wait_until(lambda: size_of(window) == (900, 800), "the window to grow")
 
     grip = Grip(window, (899, 799))
     grip.takes_hold((-60, -60))
     grip.to((-400, -400))
-    wait_until(lambda: size_of(window) == LEAST, f"the least size by the corner; it is {size_of(window)}")
+    wait_until(lambda: size_of(window) == MIN_SIZE, f"the minimum size by the corner; it is {size_of(window)}")
     grip.drop()
-    assert size_of(window) == LEAST
+    assert size_of(window) == MIN_SIZE
 
 
 def the_header_moves_it(window):
@@ -314,7 +314,7 @@ def its_buttons_minimise_maximise_and_close(window):
     desk.click(wait_until(lambda: window.find("Restore"), "the button to restore"))
     wait_until(lambda: place_of(window) == before, "the window as it was")
     desk.click(window.find("Close"))
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
 
 
 def its_buttons_are_no_handle(window):
@@ -342,7 +342,7 @@ def its_buttons_are_no_handle(window):
 def the_keyboard_closes_it(window):
     opened(window)
     keys("alt+F4")
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
 
 
 def a_running_server_outlives_it(window):
@@ -351,9 +351,9 @@ def a_running_server_outlives_it(window):
     wait_until(lambda: window.has("ON AIR"), "the lamp to say ON AIR")
     (server,) = desk.children_of(window.process.pid)
     keys("alt+F4")
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
     assert desk.alive(server), "the server went with its window"
-    # Nobody reads its words any more, and still it takes announcements.
+    # Its output is no longer read, and it still takes announcements.
     desk.send_osc(47123, "/wingbell/say", "still here")
     assert desk.alive(server)
     desk.os.kill(server, 15)
@@ -362,8 +362,8 @@ def a_running_server_outlives_it(window):
 
 desk.run(
     no_frame_is_drawn_around_it,
-    it_opens_in_its_size_and_tells_the_least,
-    it_cannot_be_made_smaller_than_its_least,
+    it_opens_in_its_size_and_reports_its_minimum_size,
+    it_cannot_be_made_smaller_than_its_minimum_size,
     the_header_moves_it,
     a_press_that_hardly_moves_does_not_move_it,
     the_click_after_a_move_counts,

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs a command while a window manager looks after the X server that DISPLAY names, and ends it
-# after. It is openbox, or the command in WINGBELL_WINDOW_MANAGER.
+# Runs a command with a window manager on the X server that DISPLAY names, and ends it afterwards.
+# It is openbox, or the command in WINGBELL_WINDOW_MANAGER.
 #
 #   with_window_manager.sh COMMAND [ARGUMENT...]
 set -euo pipefail
@@ -17,7 +17,7 @@ clean_up() {
 trap clean_up EXIT
 
 until xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q '#'; do
-    if ! kill -0 "$manager" 2>/dev/null; then # one that has ended never comes
+    if ! kill -0 "$manager" 2>/dev/null; then # it has ended
         cat "$log" >&2
         exit 1
     fi

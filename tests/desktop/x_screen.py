@@ -7,8 +7,8 @@ from desk import output_of
 
 SIZE = tuple(int(number) for number in os.environ["WINGBELL_SCREEN"].split("x")[:2])
 SCALE = float(os.environ.get("QT_SCALE_FACTOR", "1"))  # pixels per point
-LEAST = (780, 680)
-OPENS_WITH = tuple(max(LEAST[axis], min((820, 760)[axis], SIZE[axis] / SCALE)) for axis in (0, 1))
+MIN_SIZE = (780, 680)
+OPENS_WITH = tuple(max(MIN_SIZE[axis], min((820, 760)[axis], SIZE[axis] / SCALE)) for axis in (0, 1))
 
 
 def place_on_x(identifier):

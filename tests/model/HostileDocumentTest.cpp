@@ -8,8 +8,8 @@ using namespace wingbell;
 
 namespace {
 
-/// A document that is a show but for `value`, which stands under a key nobody knows: whether it is
-/// read depends on nothing but whether `value` is JSON.
+/// A document that is a show but for `value`, which has an unknown key: whether it is read
+/// depends only on whether `value` is JSON.
 QByteArray showWithExtra(const QByteArray& value)
 {
     return R"({"show":"S","extra":)" + value + R"(,"channels":[],"roles":[]})";

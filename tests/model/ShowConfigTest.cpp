@@ -127,7 +127,7 @@ private Q_SLOTS:
     void propertiesTellOfNewValuesOnly();
     void plainWritesDoNotMarkAnEdit();
 
-    void aNewChannelGoesToTheEndAndToNobody();
+    void aNewChannelGoesToTheEndAndToNoRole();
     void aKnownNameWithSpacesAroundItChangesNothing();
     void aNameOfSpacesChangesNothing();
     void aLineBreakAtTheEndOfANameIsKept();
@@ -345,7 +345,7 @@ void ShowConfigTest::plainWritesDoNotMarkAnEdit()
     QVERIFY(!config.hasUnsavedChanges());
 }
 
-void ShowConfigTest::aNewChannelGoesToTheEndAndToNobody()
+void ShowConfigTest::aNewChannelGoesToTheEndAndToNoRole()
 {
     ShowConfig config(folder());
     Spies spies(config);

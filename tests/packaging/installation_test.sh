@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# An installation has exactly what it should, where a desktop looks for it: installation_test.sh BUILD_FOLDER
+# An installation consists of exactly the expected files: installation_test.sh BUILD_FOLDER
 set -euo pipefail
 build=$1
 tree=$(mktemp -d)
@@ -13,7 +13,7 @@ fail() {
 umask 022 # by which CMake makes folders
 DESTDIR=$tree cmake --install "$build" --prefix /usr >/dev/null
 
-# Every file, by its permissions. The guide in docs may grow; what it consists of is readable.
+# Every file with its permissions. The guide in docs may grow; its files must be readable.
 diff <(cd "$tree/usr" && find . -type f ! -path './share/doc/wingbell-control/docs/*' -printf '%m %P\n' | LC_ALL=C sort -k 2) - <<'EOF' ||
 755 bin/WingbellControl
 755 libexec/wingbell-control/IntercomServer
@@ -35,11 +35,11 @@ diff <(cd "$tree/usr" && find . -type f ! -path './share/doc/wingbell-control/do
 644 share/metainfo/local.wingbell.control.metainfo.xml
 EOF
     fail "The installed files are not the expected ones (<: installed, >: expected)."
-[ -z "$(find "$tree/usr" -type d ! -perm 755)" ] || fail "Somebody cannot open the folders."
-[ -z "$(find "$tree/usr/share/doc" -type f ! -perm 644)" ] || fail "Somebody cannot read the documents."
+[ -z "$(find "$tree/usr" -type d ! -perm 755)" ] || fail "Some folders cannot be opened by all users."
+[ -z "$(find "$tree/usr/share/doc" -type f ! -perm 644)" ] || fail "Some documents cannot be read by all users."
 grep -oE '\]\(docs/[^)]+\)' "$tree/usr/share/doc/wingbell-control/README.md" | sed 's/^](//; s/[)#].*//' | while read -r path; do
     [ -e "$tree/usr/share/doc/wingbell-control/$path" ] || {
-        echo "The installed README shows what is not installed: $path"
+        echo "The installed README links to a file that is not installed: $path"
         exit 1
     }
 done || failed=1
@@ -47,11 +47,11 @@ done || failed=1
 words=$(desktop-file-validate "$tree/usr/share/applications/wingbell-control.desktop" 2>&1) || failed=1
 [ -z "$words" ] || fail "$words"
 
-# What the entry starts and shows is what is installed.
+# The desktop entry's program and icon are installed.
 entry() { sed -n "s/^$1=//p" "$tree/usr/share/applications/wingbell-control.desktop"; }
 [ -x "$tree/usr/bin/$(entry Exec)" ] || fail "The desktop entry starts nothing that is installed: $(entry Exec)"
 [ -f "$tree/usr/share/icons/hicolor/scalable/apps/$(entry Icon).svg" ] || fail "The desktop entry's icon is not installed."
-# The entry, the icons and the description for software centres belong together.
+# The desktop entry, the icons and the metainfo fit together.
 appstreamcli validate-tree --no-net "$tree" || failed=1
 
 for page in "$tree"/usr/share/man/man*/*; do
@@ -59,7 +59,7 @@ for page in "$tree"/usr/share/man/man*/*; do
     [ -z "$words" ] || fail "$words"
     LC_ALL=C.UTF-8 man -l "$page" | grep -q '/usr/libexec/wingbell-control/IntercomServer' ||
         fail "${page##*/} does not say where the server is installed."
-    ! grep -n '@' "$page" || fail "${page##*/} has something left to fill in."
+    ! grep -n '@' "$page" || fail "${page##*/} has an unfilled placeholder."
 done
 
 exit $failed

@@ -6,13 +6,12 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 name=local.wingbell.control.metainfo.xml
 failed=0
 
-# Of all that could be said, one thing is accepted: "local" is no domain. The project has none, and must not
-# claim another's.
+# One complaint is accepted: "local" is not a domain. The project has none and must not claim another's.
 for file in "$build/packaging/$name" "$build/packaging/with-homepage/$name"; do
     appstreamcli validate --no-net --pedantic --strict --override=cid-maybe-not-rdns=pedantic "$file" || failed=1
 done
 
-# The pictures it names on the web are the ones that lie here.
+# The pictures that it names on the web are the ones in this repository.
 pictures=0
 while read -r path; do
     pictures=$((pictures + 1))

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The Debian package of this build is as Debian wants it, and the same each time, whoever makes it: package_test.sh BUILD_FOLDER
+# The Debian package of this build meets Debian's rules and is reproducible: package_test.sh BUILD_FOLDER
 set -euo pipefail
 build=$1
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
@@ -17,16 +17,16 @@ as_root=()
 lintian "${as_root[@]}" --fail-on error,warning,info,pedantic --display-info --pedantic --tag-display-limit 0 \
     "$package" || failed=1
 
-# What no tool finds out is listed once, for whoever builds here and for whoever installs the package.
+# Dependencies that no tool detects are listed once, for the build and for the package.
 depends=$(dpkg-deb -f "$package" Depends)
 for needed in $(awk '$1 == "run" { print $2 }' "$root/packaging/debian-packages.txt") libqt6quick6 libssl3; do
     [[ ", $depends," =~ ", $needed"[\ ,] ]] || {
-        echo "The package does not ask for $needed: $depends"
+        echo "The package does not depend on $needed: $depends"
         failed=1
     }
 done
 
-# The files' own permissions must not come from the umask; the archive around them may tell it.
+# The permissions of the files must not depend on the umask; those of the archive may.
 (umask 077 && pack again)
 for part in --ctrl-tarfile --fsys-tarfile; do
     cmp <(dpkg-deb "$part" "$package") <(dpkg-deb "$part" "$folder/again/${package##*/}") || failed=1

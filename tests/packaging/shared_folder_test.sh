@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The package makes the folder of the show, leaves one that is there alone, and never takes a show away. Runs the package's
-# own scripts on other roots: shared_folder_test.sh BUILD_FOLDER
+# The package creates the show's folder, leaves an existing one alone, and never removes a show. Runs the package's own
+# scripts on other roots: shared_folder_test.sh BUILD_FOLDER
 set -euo pipefail
 postinst=$1/packaging/debian/postinst
 postrm=$1/packaging/debian/postrm
@@ -8,10 +8,10 @@ roots=$(mktemp -d)
 trap 'rm -rf "$roots"' EXIT
 failed=0
 
-# check WHAT COMMAND...: the command is true of the root at hand
+# check WHAT COMMAND...: the command succeeds for the current root
 check() {
     "${@:2}" || {
-        echo "not so: $1"
+        echo "failed: $1"
         failed=1
     }
 }
@@ -32,7 +32,7 @@ check "only the administrator adds beside it" mode_is "$users" 755
 remove
 check "a removed package leaves the folder" [ -d "$users/Shared" ]
 purge
-check "a purged one takes what it made and nobody used" [ ! -e "$users" ]
+check "a purge removes what the package made and is unused" [ ! -e "$users" ]
 
 new_root
 install
@@ -41,7 +41,7 @@ echo show >"$users/Shared/Wingbell/roles.json"
 install
 remove
 purge
-check "a show stays, whatever becomes of the package" [ -f "$users/Shared/Wingbell/roles.json" ]
+check "a show stays when the package goes" [ -f "$users/Shared/Wingbell/roles.json" ]
 check "its folder stays open to all" mode_is "$users/Shared" 1777
 
 new_root
@@ -50,15 +50,15 @@ chmod 750 "$users/Shared"
 install
 check "a folder that was there keeps its permissions" mode_is "$users/Shared" 750
 purge
-check "a folder that somebody else made stays, though it is empty" [ -d "$users/Shared" ]
+check "a folder that another user made stays, even if empty" [ -d "$users/Shared" ]
 
 new_root
 mkdir -p "$users/crew"
 install
 purge
-check "nobody's folder beside it is touched" [ -d "$users/crew" ]
+check "other folders beside it are not touched" [ -d "$users/crew" ]
 
 new_root
 purge
-check "a purge finds nothing to do where nothing is" [ ! -e "$users" ]
+check "a purge without a folder does nothing" [ ! -e "$users" ]
 exit $failed

@@ -250,12 +250,12 @@ void roleCard(Scene& scene, const QString& name)
 
 void roleCardWithoutAName(Scene& scene)
 {
-    Role nobody = scene.config.roles().constFirst();
-    nobody.name.clear();
+    Role unnamed = scene.config.roles().constFirst();
+    unnamed.name.clear();
     scene.config.setChannels({});
     scene.put(
         u"Panels/RoleCard"_qs, QSizeF(380.0, 0.0),
-        {{u"config"_qs, pointerTo(scene.config)}, {u"role"_qs, QVariant::fromValue(nobody)}});
+        {{u"config"_qs, pointerTo(scene.config)}, {u"role"_qs, QVariant::fromValue(unnamed)}});
 }
 
 Build channelsEditorWith(const QStringList& channels, const QString& newName)

@@ -42,8 +42,8 @@ QString announcing(const QString& text, const QString& where, const QString& sen
     return QStringLiteral("Announcing \"%1\" on %2, from %3.").arg(text, where, sender);
 }
 
-/// A port that was free a moment ago, for datagrams and connections; none that the system gives to
-/// whoever connects somewhere, as other tests do meanwhile.
+/// A port that was free a moment ago for UDP and TCP, outside the range from which the system gives
+/// ports to connections, as other tests make them meanwhile.
 quint16 freePort()
 {
     for (int attempt = 0; attempt < 1000; ++attempt) {
@@ -64,7 +64,7 @@ QByteArray kernelText(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/// The bytes that arrived at `port` and nobody took yet; none when nobody has that port.
+/// The bytes that arrived at `port` and have not been read yet; nullopt if the port is not open.
 std::optional<qulonglong> bytesWaiting(quint16 port)
 {
     const QByteArray ending = ':' + QByteArray::number(port, 16).rightJustified(4, '0').toUpper();
@@ -86,7 +86,7 @@ bool sendOsc(const QString& host, quint16 port, const QStringList& rest)
     perl.start(
         QStringLiteral(WINGBELL_PERL),
         QStringList{QStringLiteral(WINGBELL_SEND_OSC), host, QString::number(port)} + rest);
-    return perl.waitForFinished(ServerUnderTest::patience) &&
+    return perl.waitForFinished(ServerUnderTest::timeout) &&
            perl.exitStatus() == QProcess::NormalExit && perl.exitCode() == 0;
 }
 
@@ -157,7 +157,7 @@ public:
         QByteArray all;
         std::array<char, 65536> bytes = {};
         pollfd waiting = {m_reader.get(), POLLIN, 0};
-        while (!all.contains(text) && ::poll(&waiting, 1, ServerUnderTest::patience) > 0) {
+        while (!all.contains(text) && ::poll(&waiting, 1, ServerUnderTest::timeout) > 0) {
             const ssize_t count = ::read(m_reader.get(), bytes.data(), bytes.size());
             if (count <= 0) {
                 break;
@@ -210,7 +210,7 @@ private Q_SLOTS:
     void aFloodIsCountedAndNotEchoed();
     void atRestItSleepsUntilSomethingComes();
     void theCrewsPageAnswersWithTheFirstLine();
-    void theCodeAndTheCertificateAreForNobodyElse();
+    void theCodeAndTheCertificateAreReadableByTheUserOnly();
     void theCodeStaysFromShowToShow();
     void whatOthersCouldReadIsReplacedAndTold();
     void theFingerprintIsToldBesideTheAddress();
@@ -229,7 +229,7 @@ private Q_SLOTS:
     void aStopSignalEndsItWithTheTimeOnAir();
     void aTerminalThatIsClosedLeavesItOnAir();
     void aStopSignalRightAfterTheLaunchNeverHangs();
-    void itStopsWhileNobodyReadsItsOutput();
+    void itStopsWhileItsOutputIsNotRead();
     void aReaderWhoComesBackGetsTheLines();
     void itStaysOnAirWhenItsOutputIsBroken();
     void itStaysOnAirWithoutAnyOutput();
@@ -746,16 +746,16 @@ void IntercomServerTest::theCrewsPageAnswersWithTheFirstLine()
     QVERIFY(server.nextLine().value().startsWith(QLatin1String("On air ")));
     QTcpSocket browser;
     browser.connectToHost(QHostAddress::LocalHost, m_port);
-    QVERIFY(browser.waitForConnected(ServerUnderTest::patience));
-    // Without TLS there is one page, which says how to come in, and no other.
+    QVERIFY(browser.waitForConnected(ServerUnderTest::timeout));
+    // Without TLS there is only one page, which explains how to join.
     browser.write("GET /api/roles HTTP/1.1\r\nHost: localhost\r\n\r\n");
-    QVERIFY(browser.waitForDisconnected(ServerUnderTest::patience));
+    QVERIFY(browser.waitForDisconnected(ServerUnderTest::timeout));
     const QByteArray answer = browser.readAll();
     QVERIFY(answer.startsWith("HTTP/1.1 200"));
     QVERIFY(answer.contains("certificate"));
 }
 
-void IntercomServerTest::theCodeAndTheCertificateAreForNobodyElse()
+void IntercomServerTest::theCodeAndTheCertificateAreReadableByTheUserOnly()
 {
     ServerUnderTest server;
     QVERIFY(goOnAir(server, writeShow(m_port)));
@@ -1044,7 +1044,7 @@ void IntercomServerTest::aStopSignalRightAfterTheLaunchNeverHangs()
     }
 }
 
-void IntercomServerTest::itStopsWhileNobodyReadsItsOutput()
+void IntercomServerTest::itStopsWhileItsOutputIsNotRead()
 {
     const NamedPipe pipe(pathOf(QStringLiteral("output")));
     ServerUnderTest server;
@@ -1052,7 +1052,7 @@ void IntercomServerTest::itStopsWhileNobodyReadsItsOutput()
     QVERIFY(server.start({writeShow(m_port)}));
     QVERIFY(pipe.readThrough(lastOfFirst.toUtf8()).startsWith("On air "));
     pipe.fill();
-    QVERIFY(sendText(m_port, QStringLiteral("Nobody reads this")));
+    QVERIFY(sendText(m_port, QStringLiteral("Not read")));
     QTRY_COMPARE(bytesWaiting(m_port), 0);
     QVERIFY(server.isRunning());
     QElapsedTimer timer;
@@ -1091,7 +1091,7 @@ void IntercomServerTest::itStaysOnAirWhenItsOutputIsBroken()
     QVERIFY(pipe.readThrough(lastOfFirst.toUtf8()).startsWith("On air "));
     pipe.closeReader();
     for (int count = 0; count < 3; ++count) {
-        QVERIFY(sendText(m_port, QStringLiteral("Nobody can read this")));
+        QVERIFY(sendText(m_port, QStringLiteral("Cannot be read")));
         QTRY_COMPARE(bytesWaiting(m_port), 0);
     }
     QVERIFY(server.isRunning());
@@ -1111,7 +1111,7 @@ void IntercomServerTest::itStaysOnAirWithoutAnyOutput()
     // Nothing that the server opened stands in for its output and gets the lines.
     const QString output = QStringLiteral("/proc/%1/fd/1").arg(server.processId());
     QCOMPARE(QFile::symLinkTarget(output), QStringLiteral("/dev/null"));
-    QVERIFY(sendText(m_port, QStringLiteral("Nobody can read this")));
+    QVERIFY(sendText(m_port, QStringLiteral("Cannot be read")));
     QTRY_COMPARE(bytesWaiting(m_port), 0);
     QVERIFY(server.isRunning());
     server.signal(SIGTERM);

@@ -89,7 +89,7 @@ private Q_SLOTS:
         QCOMPARE(service.finish(), QStringList{shownItems()});
     }
 
-    void aCallToNobodyIsRefused()
+    void aCallToAMissingServiceIsRefused()
     {
         BusConnection connection(Bus::Session, patient);
         Answer answer;

@@ -24,7 +24,7 @@ public:
     /// The folder in which the socket, with the name "bus", and the configuration lie.
     [[nodiscard]] QString directory() const { return m_directory.path(); }
 
-    /// Has the daemon launch `command`, a shell command, for whoever calls the service `name`.
+    /// Has the daemon launch `command`, a shell command, when the service `name` is called.
     [[nodiscard]] bool addLaunchable(const QString& name, const QString& command);
 
     /// Kills the daemon, and the connections with it.

@@ -655,7 +655,7 @@ void ServerControllerTest::destroyingTheControllerEndsNeitherServerNorInhibition
 
 void ServerControllerTest::outputIsDrainedWithoutAController()
 {
-    // The server can end by itself only if somebody takes its 64 megabytes.
+    // The server can end by itself only if its 64 megabytes are read.
     serverIs("flood");
     m_controller->start();
     m_controller.reset();

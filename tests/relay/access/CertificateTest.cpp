@@ -297,7 +297,7 @@ void CertificateTest::namesBeyondTheBoundAreLeftOut()
         static_cast<std::size_t>(certificate->names().hostNames.size()), Certificate::mostNames);
     QVERIFY(certificate->covers({{ip("10.0.0.0"), ip("10.0.0.61")}, {QStringLiteral("desk0")}}));
     QVERIFY(!certificate->covers({{ip("10.0.0.62")}, {}}));
-    QVERIFY(certificate->covers(many)); // or it would be made anew at every start
+    QVERIFY(certificate->covers(many)); // or every start would make a new one
 }
 
 void CertificateTest::noErrorIsLeftForOthers()

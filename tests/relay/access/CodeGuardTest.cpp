@@ -102,7 +102,7 @@ private Q_SLOTS:
     void afterAQuietTimeAllBeginsAnew();
     void addressesWaitApart();
     void anIpv6NetworkWaitsAsOne();
-    void nobodyOnTheSameNetworkMakesAKnownAddressWait();
+    void othersOnTheSameNetworkDoNotMakeAKnownAddressWait();
     void aKnownAddressThatGuessesWaitsToo();
     void aNightOfGuessingFromOneAddressStaysWithinTheOdds();
     void aNightOfGuessingFromManyAddressesStaysWithinTheOdds();
@@ -224,7 +224,7 @@ void CodeGuardTest::anIpv6NetworkWaitsAsOne()
     QCOMPARE(tried(guard, ip(QStringLiteral("2001:db8:0:1::1")), wrong, start).kind, Kind::Wrong);
 }
 
-void CodeGuardTest::nobodyOnTheSameNetworkMakesAKnownAddressWait()
+void CodeGuardTest::othersOnTheSameNetworkDoNotMakeAKnownAddressWait()
 {
     CodeGuard guard = ::guard();
     const QHostAddress known = ip(QStringLiteral("fd00::1"));

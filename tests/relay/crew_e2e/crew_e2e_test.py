@@ -1,5 +1,5 @@
-"""The crew's page in two real browsers, each with a microphone of its own, on a network of their own
-with the server at its far end: from the first code to a network that comes back.
+"""The crew's page in two real browsers, each with its own microphone, with the server at the far end of an isolated
+network: from the first code to a network that comes back.
 
     crew_e2e_test.py SERVER CREW_CLIENT LOSSY_LINK
 """
@@ -25,12 +25,12 @@ ROLES = {
 MANAGERS_TONE = 1000
 SOUNDS_TONE = 2000
 BURSTS = 20
-LONGEST_MEASURING = 90  # seconds
-LATEST = 300  # milliseconds; who hears oneself on a loudspeaker later than this stops talking
+MEASURING_TIMEOUT = 90  # seconds
+MAX_LATENCY = 300  # milliseconds; a longer delay makes people stop talking
 
 
 class Evening:
-    """What the tests share: the server and two browsers, on air as the manager and as the sound."""
+    """What the tests share: the server and two browsers, joined as stage manager and as sound."""
 
     def __init__(self, server, network, client, make_browser):
         self.server = server
@@ -45,23 +45,23 @@ class Evening:
         self.sound.join(self.server.url, self.server.code, SOUND)
 
     def assert_both_talk(self):
-        """The line carries both voices, from keys that were off."""
+        """Both can talk and hear each other, starting with all keys off."""
         for browser in (self.manager, self.sound):
             assert not browser.key_is_on("Main"), f"the key of {browser.name} is on"
             browser.hold("Main")
         self.manager.wait_to_hear(SOUNDS_TONE)
         self.sound.wait_to_hear(MANAGERS_TONE)
-        self.manager.let_go()
-        self.sound.let_go()
+        self.manager.release()
+        self.sound.release()
         self.manager.wait_for_silence(SOUNDS_TONE)
         self.sound.wait_for_silence(MANAGERS_TONE)
 
 
-def a_wrong_code_is_told_and_asked_for_again(evening):
+def a_wrong_code_is_reported_and_asked_for_again(evening):
     wrong = f"{(int(evening.server.code) + 1) % 1000000:06}"
     evening.manager.open(evening.server.url)
-    evening.manager.give_code(wrong)
-    evening.manager.wait_for_text("#code-message", lambda text: "not the code" in text, "that the code is wrong")
+    evening.manager.enter_code(wrong)
+    evening.manager.wait_for_text("#code-message", lambda text: "Wrong code" in text, "that the code is wrong")
     assert evening.manager.find("#roles .role") is None
     evening.server.wait_for_line("Rejected ", "crew code")
 
@@ -75,18 +75,18 @@ def two_join_and_each_hears_the_other_and_not_itself(evening):
     evening.manager.assert_does_not_hear(MANAGERS_TONE, but=SOUNDS_TONE)
     evening.sound.assert_does_not_hear(SOUNDS_TONE, but=MANAGERS_TONE)
     wait_until(lambda: SOUND in evening.manager.who_talks("Main"), "the manager sees who talks")
-    evening.manager.let_go()
-    evening.sound.let_go()
+    evening.manager.release()
+    evening.sound.release()
     evening.manager.wait_for_silence(SOUNDS_TONE)
     evening.sound.wait_for_silence(MANAGERS_TONE)
 
 
-def letting_go_ends_it(evening):
+def releasing_a_key_ends_it(evening):
     evening.manager.hold("Main")
     evening.sound.wait_to_hear(MANAGERS_TONE)
-    evening.manager.let_go()
+    evening.manager.release()
     evening.sound.wait_for_silence(MANAGERS_TONE)
-    wait_until(lambda: MANAGER not in evening.sound.who_talks("Main"), "nobody talks on the page")
+    wait_until(lambda: MANAGER not in evening.sound.who_talks("Main"), "the page shows that no one is talking")
     evening.sound.assert_does_not_hear(MANAGERS_TONE)
 
 
@@ -99,7 +99,7 @@ def a_tap_keeps_the_key_on_until_the_next(evening):
     assert not evening.manager.key_is_on("Main")
 
 
-def who_does_not_listen_to_a_channel_does_not_hear_it(evening):
+def a_role_that_does_not_listen_to_a_channel_does_not_hear_it(evening):
     lamp = Crew(evening.client, evening.server.document([{"role": LAMP}], tones=[MANAGERS_TONE]))
     lamp.wait_for(0, "connected")
     begin = lamp.mark()
@@ -107,19 +107,19 @@ def who_does_not_listen_to_a_channel_does_not_hear_it(evening):
     lamp.wait_for_tones(0, [MANAGERS_TONE], begin)
     evening.sound.assert_does_not_hear(MANAGERS_TONE)
     begin = lamp.mark()
-    evening.manager.let_go()
+    evening.manager.release()
     lamp.wait_for_tones(0, [], begin)
     evening.manager.hold("Main")
     evening.sound.wait_to_hear(MANAGERS_TONE)
     assert lamp.report(0)["strengths"][str(MANAGERS_TONE)] < 0.002
-    evening.manager.let_go()
+    evening.manager.release()
     evening.sound.wait_for_silence(MANAGERS_TONE)
     lamp.tell("0 leave")
     lamp.wait_for(0, "left")
     lamp.quit()
 
 
-def an_announcement_is_heard_by_all_of_its_channel(evening):
+def an_announcement_is_heard_by_all_listeners_of_its_channel(evening):
     quiet, loud = 0.0005, 0.01
     both = (evening.manager, evening.sound)
     for browser in both:
@@ -131,7 +131,7 @@ def an_announcement_is_heard_by_all_of_its_channel(evening):
         wait_until(lambda browser=browser: browser.level() < quiet, f"{browser.name} hears its end")
 
 
-def a_channels_name_is_a_text_and_nothing_else(evening):
+def a_channel_name_is_plain_text(evening):
     evening.manager.channel(SCRIPT)
     assert evening.manager.run("return document.title") != "taken"
     own = evening.manager.run("return [...document.scripts].map((script) => script.src)")
@@ -150,10 +150,10 @@ def a_server_that_died_comes_back_and_so_does_the_crew(evening):
     evening.assert_both_talk()
 
 
-def off_air_is_told_and_the_next_show_taken_up(evening):
+def off_air_is_shown_and_the_next_show_joined(evening):
     evening.server.stop()
     for browser in (evening.manager, evening.sound):
-        browser.wait_for_text("#line-state", lambda text: text == "Off air", "that it is off air")
+        browser.wait_for_text("#connection-state", lambda text: text == "Off air", "that it is off air")
     evening.server.start()
     evening.manager.wait_until_on_air()
     evening.sound.wait_until_on_air()
@@ -183,7 +183,7 @@ def a_role_that_is_gone_leads_back_to_the_roles(evening):
     evening.sound.wait_until_on_air()
     evening.sound.hold("Main")
     evening.manager.wait_to_hear(SOUNDS_TONE)
-    evening.sound.let_go()
+    evening.sound.release()
     evening.manager.wait_for_silence(SOUNDS_TONE)
 
 
@@ -194,14 +194,14 @@ def without_a_microphone_one_listens(evening):
         listener.wait_for("#no-microphone")
         evening.manager.hold("Main")
         listener.wait_to_hear(MANAGERS_TONE)
-        evening.manager.let_go()
+        evening.manager.release()
         listener.wait_for_silence(MANAGERS_TONE)
     finally:
         listener.close()
 
 
-def the_voice_comes_without_delay(evening):
-    from crew_browser import latencies, middle_and_worst  # see main()
+def the_audio_has_a_low_latency(evening):
+    from crew_browser import latencies, median_and_95th  # see main()
 
     evening.manager.close()
     evening.sound.close()
@@ -213,37 +213,37 @@ def the_voice_comes_without_delay(evening):
     measured = []
 
     def in_time():
-        measured.append(middle_and_worst(latencies(talker, listener, BURSTS)))
-        return measured[-1][0] < LATEST
+        measured.append(median_and_95th(latencies(talker, listener, BURSTS)))
+        return measured[-1][0] < MAX_LATENCY
 
-    # A machine that is busy with other things is late at first, one that is slow stays late.
-    wait_until(in_time, lambda: f"no more than {LATEST} ms; it was {measured}", LONGEST_MEASURING)
-    middle, worst = measured[-1]
-    print(f"from said to heard: {middle:.0f} ms (median of {BURSTS}), {worst:.0f} ms (95 %)")
+    # A machine that is busy with other things has a high latency at first only.
+    wait_until(in_time, lambda: f"no more than {MAX_LATENCY} ms; it was {measured}", MEASURING_TIMEOUT)
+    median, worst = measured[-1]
+    print(f"mouth to ear: {median:.0f} ms (median of {BURSTS}), {worst:.0f} ms (95 %)")
     talker.close()
     listener.close()
 
 
 TESTS = [
-    a_wrong_code_is_told_and_asked_for_again,
+    a_wrong_code_is_reported_and_asked_for_again,
     two_join_and_each_hears_the_other_and_not_itself,
-    letting_go_ends_it,
+    releasing_a_key_ends_it,
     a_tap_keeps_the_key_on_until_the_next,
-    who_does_not_listen_to_a_channel_does_not_hear_it,
-    an_announcement_is_heard_by_all_of_its_channel,
-    a_channels_name_is_a_text_and_nothing_else,
+    a_role_that_does_not_listen_to_a_channel_does_not_hear_it,
+    an_announcement_is_heard_by_all_listeners_of_its_channel,
+    a_channel_name_is_plain_text,
     a_server_that_died_comes_back_and_so_does_the_crew,
-    off_air_is_told_and_the_next_show_taken_up,
+    off_air_is_shown_and_the_next_show_joined,
     a_network_that_comes_back_brings_the_crew_back,
     a_role_that_is_gone_leads_back_to_the_roles,
     without_a_microphone_one_listens,
-    the_voice_comes_without_delay,
+    the_audio_has_a_low_latency,
 ]
 
 
 def main():
     own_network.enter()
-    # Only inside: it brings threads, and what begins a namespace must have none.
+    # Only here: it starts threads, and a process that creates a namespace must have none.
     from crew_browser import CrewBrowser
 
     program, client, link = sys.argv[1:4]
@@ -252,18 +252,18 @@ def main():
     evening = Evening(server, network, client, CrewBrowser)
     failed = 0
     for test in TESTS:
-        # Each goes on where the one before it ended: after a failure there is nothing to go on from.
+        # Each test continues where the previous one ended, so the first failure ends the run.
         try:
             test(evening)
             for browser in (evening.manager, evening.sound):
-                assert not browser.faults(), browser.faults()
+                assert not browser.console_errors(), browser.console_errors()
             print("ok", test.__name__, flush=True)
         except Exception:  # pylint: disable=broad-exception-caught
             failed = 1
             print("FAILED", test.__name__, flush=True)
             traceback.print_exc()
             for browser in (evening.manager, evening.sound):
-                print(browser.name, browser.all_that_was_logged(), flush=True)
+                print(browser.name, browser.console_log(), flush=True)
             print("\n".join(server.lines.all()[-40:]), flush=True)
             break
     if not failed:

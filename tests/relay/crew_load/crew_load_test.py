@@ -1,5 +1,5 @@
-"""Members come and go in every manner, good and bad, while two others talk: they are not disturbed,
-and nothing of those who are gone stays behind.
+"""Clients come and go in every way, good and bad, while two others talk: these are not disturbed, and the clients
+that have gone leave nothing behind.
 
     crew_load_test.py SERVER CREW_CLIENT
 """
@@ -9,17 +9,17 @@ import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../fixtures"))
 import own_network  # noqa: E402
-from on_air import Crew, Server, late_ticks, own_addresses, show_with, wait_until  # noqa: E402
+from on_air import Crew, Server, missed_deadlines, own_addresses, show_with, wait_until  # noqa: E402
 
 GUESTS = 8
 ROUNDS = int(os.environ.get("WINGBELL_ROUNDS", "2"))
-SETTLING = 120.0  # seconds; those who are gone without a word are waited for before they are given up
-# Less than what a single guest of any kind would leave behind if all of its kind did.
+SETTLING_TIMEOUT = 120.0  # seconds; clients that vanish are only dropped after a timeout
+# Fewer than one kind of guests would leave behind.
 SPARE = GUESTS - 1
-# A machine that is busy with other things makes a hole now and then; who is disturbed by guests has many.
-LONGEST_HOLE = 500  # milliseconds
-MOST_HOLES = 0.02  # of the time
-MOST_FOR_NOISE = 20  # MB; 1 kB for each datagram would be as much
+# A busy machine causes a gap now and then; guests that disturb would cause many.
+MAX_GAP = 500  # milliseconds
+MAX_GAP_SHARE = 0.02  # of the time
+MAX_NOISE_MEMORY = 20  # MB; as much as 1 kB for each datagram
 FLOOD = 1000
 TONE = 1000
 FIRST_GUEST_TONE = 2000
@@ -28,12 +28,12 @@ addresses = own_addresses()
 
 
 def guests(server, client, count=GUESTS, **manner):
-    """Guests on a channel of their own, each with a tone of its own."""
+    """Guests on a separate channel, each with its own tone."""
     members = [
         {
             "role": "Guest",
             "source": next(addresses),
-            "sound": {"tone": FIRST_GUEST_TONE + 100 * number, "amplitude": 0.05},  # all together are not too loud yet
+            "sound": {"tone": FIRST_GUEST_TONE + 100 * number, "amplitude": 0.05},  # the sum of all does not clip
             **manner,
         }
         for number in range(count)
@@ -47,7 +47,7 @@ def all_connected(crew, count=GUESTS):
 
 
 def talk_and_hear(crew, count=GUESTS):
-    """Every guest talks and is heard by every other one, and by nobody after."""
+    """Every guest talks and is heard by all others, and then by none."""
     tones = [FIRST_GUEST_TONE + 100 * number for number in range(count)]
     begin = crew.mark()
     crew.tell("* talk 0")
@@ -59,7 +59,7 @@ def talk_and_hear(crew, count=GUESTS):
         crew.wait_for_tones(number, [], begin)
 
 
-def those_who_leave(server, client):
+def clients_that_leave(server, client):
     crew = guests(server, client)
     all_connected(crew)
     talk_and_hear(crew)
@@ -69,11 +69,11 @@ def those_who_leave(server, client):
     crew.quit()
 
 
-def those_who_come_back_at_once(server, client):
+def clients_that_rejoin_at_once(server, client):
     crew = guests(server, client)
     all_connected(crew)
     begin = crew.mark()
-    crew.tell("* join")  # in the place of who they were
+    crew.tell("* join")  # replaces their sessions
     for number in range(GUESTS):
         crew.wait_for(number, "connected", begin=begin)
     talk_and_hear(crew)
@@ -83,7 +83,7 @@ def those_who_come_back_at_once(server, client):
     crew.quit()
 
 
-def those_who_die(server, client):
+def clients_that_die(server, client):
     crew = guests(server, client)
     all_connected(crew)
     crew.tell("* talk 0")
@@ -92,24 +92,24 @@ def those_who_die(server, client):
     crew.quit()
 
 
-def those_who_stall(server, client):
+def clients_that_stall(server, client):
     crew = guests(server, client, talk=[0])
     all_connected(crew)
     begin = server.lines.count()
     crew.tell("* stall")
-    server.wait_for_line(" lost ", begin=begin, patience=SETTLING)
+    server.wait_for_line(" lost ", begin=begin, timeout=SETTLING_TIMEOUT)
     crew.tell("* resume")
     crew.quit()
 
 
-def those_who_never_answer(server, client):
+def clients_that_never_answer(server, client):
     crew = guests(server, client, answer="never")
     for number in range(GUESTS):
         crew.wait_for(number, "joined")
     crew.quit()
 
 
-def those_who_answer_rubbish(server, client):
+def clients_that_send_an_invalid_answer(server, client):
     crew = guests(server, client, answer="rubbish")
     for number in range(GUESTS):
         answer = crew.wait_for(number, "answer")
@@ -117,8 +117,8 @@ def those_who_answer_rubbish(server, client):
     crew.quit()
 
 
-def those_who_are_not_who_they_promised(server, client):
-    """Whoever gets between a phone and the desk has another certificate than the phone told."""
+def clients_with_a_forged_certificate(server, client):
+    """A man in the middle has another certificate than the one in the answer."""
     begin = server.lines.count()
     crew = guests(server, client, count=2, answer="forged")
     for number in range(2):
@@ -128,18 +128,18 @@ def those_who_are_not_who_they_promised(server, client):
     crew.quit()
 
 
-def those_who_flood(server, client):
+def clients_that_flood(server, client):
     crew = guests(server, client, count=2)
     all_connected(crew, 2)
     crew.tell(f"0 flood {FLOOD}")
-    flooded = crew.wait_for(0, "flooded", patience=SETTLING)
+    flooded = crew.wait_for(0, "flooded", timeout=SETTLING_TIMEOUT)
     assert sum(flooded["answers"].values()) == FLOOD, flooded
-    crew.tell("1 talk 0")  # the one beside is still served
+    crew.tell("1 talk 0")  # the other one is still served
     crew.wait_for(1, "desk")
     crew.quit()
 
 
-def those_who_pelt(server, client):
+def clients_that_send_noise(server, client):
     crew = guests(server, client)
     all_connected(crew)
     talk_and_hear(crew)
@@ -147,13 +147,13 @@ def those_who_pelt(server, client):
     crew.tell("* pelt 2000")
     for number in range(GUESTS):
         crew.wait_for(number, "pelted")
-    talk_and_hear(crew)  # what came before that has been looked at by then
+    talk_and_hear(crew)  # the noise has been processed by then
     grown = server.resident_megabytes() - before
-    assert grown < MOST_FOR_NOISE, f"noise has filled {grown:.0f} MB"
+    assert grown < MAX_NOISE_MEMORY, f"the noise takes {grown:.0f} MB"
     crew.quit()
 
 
-def strangers_who_guess_the_code(server, client):
+def clients_that_guess_the_code(server, client):
     members = [{"role": "Guest", "source": next(addresses), "code": f"{number:06}"} for number in range(GUESTS)]
     crew = Crew(client, server.document(members))
     for number in range(GUESTS):
@@ -163,16 +163,16 @@ def strangers_who_guess_the_code(server, client):
 
 
 KINDS = [
-    those_who_leave,
-    those_who_come_back_at_once,
-    those_who_die,
-    those_who_stall,
-    those_who_never_answer,
-    those_who_answer_rubbish,
-    those_who_are_not_who_they_promised,
-    those_who_flood,
-    those_who_pelt,
-    strangers_who_guess_the_code,
+    clients_that_leave,
+    clients_that_rejoin_at_once,
+    clients_that_die,
+    clients_that_stall,
+    clients_that_never_answer,
+    clients_that_send_an_invalid_answer,
+    clients_with_a_forged_certificate,
+    clients_that_flood,
+    clients_that_send_noise,
+    clients_that_guess_the_code,
 ]
 
 
@@ -197,40 +197,40 @@ def main():
     before = server.descriptors(), server.threads(), server.resident_megabytes()
     print(f"with 2 members: {before[0]} descriptors, {before[1]} threads, {before[2]:.1f} MB")
 
-    heard_in_all, holes = 0, 0
+    heard_in_all, gaps = 0, 0
     for number in range(ROUNDS):
         for kind in KINDS:
             kind(server, client)
             heard = steady.report(1)
             assert server.process.poll() is None, "the server has ended"
-            assert steady.count("ended") == 0 and steady.count("goodbye") == 0, "the two who talk were sent away"
+            assert steady.count("ended") == 0 and steady.count("goodbye") == 0, "the two who talk were disconnected"
             assert heard["watchedSeconds"] > 0 and heard["packets"] > 0, heard
-            assert heard["longestGapMs"] <= LONGEST_HOLE, f"{kind.__name__}: {heard}"
+            assert heard["longestGapMs"] <= MAX_GAP, f"{kind.__name__}: {heard}"
             heard_in_all += 1000 * heard["watchedSeconds"]
-            holes += heard["allGapsMs"]
+            gaps += heard["allGapsMs"]
             print(
                 f"round {number + 1}, {kind.__name__}: the two who talk heard {heard['watchedSeconds']:.1f} s, "
-                f"{heard['gaps']} dips, the longest {heard['longestGapMs']:.0f} ms; {server.resident_megabytes():.1f} MB",
+                f"{heard['gaps']} gaps, at most {heard['longestGapMs']:.0f} ms; {server.resident_megabytes():.1f} MB",
                 flush=True,
             )
 
     def settled():
         return server.descriptors() <= before[0] + SPARE and server.threads() <= before[1] + SPARE
 
-    assert holes <= MOST_HOLES * heard_in_all, f"{holes} ms of {heard_in_all}"
+    assert gaps <= MAX_GAP_SHARE * heard_in_all, f"{gaps} ms of {heard_in_all}"
     wait_until(
         settled,
         lambda: f"{before[0]} descriptors and {before[1]} threads again; "
         f"there are {server.descriptors()} and {server.threads()}",
-        SETTLING,
+        SETTLING_TIMEOUT,
     )
     print(f"after: {server.descriptors()} descriptors, {server.threads()} threads, {server.resident_megabytes():.1f} MB")
     begin = steady.mark()
     steady.tell("0 talk none")
     steady.wait_for_tones(1, [], begin)
     said = server.stop()
-    late, ticks = late_ticks(said)
-    print(f"late ticks: {late}" + (f" of {ticks}" if ticks else ""))
+    missed, cycles = missed_deadlines(said)
+    print(f"missed deadlines: {missed}" + (f" in {cycles} cycles" if cycles else ""))
     steady.wait_for(0, "goodbye")
     steady.quit()
     print("1 passed, 0 failed")

@@ -1,5 +1,5 @@
-"""A few members, good and bad, on a server of any build: what the sanitizers watch from the first packet to
-the last. How many the server bears, and how well they hear, is tried elsewhere.
+"""A few clients, good and bad, with a server of any build, so that the sanitizers see a whole show. Load and audio
+quality are tested elsewhere.
 
     crew_small_test.py SERVER CREW_CLIENT
 """
@@ -35,7 +35,7 @@ def one_talks_and_the_other_hears(crew):
     crew.wait_for_tones(LISTENER, [], begin)
 
 
-def whoever_leaves_may_come_back(crew):
+def a_client_that_leaves_can_come_back(crew):
     crew.tell(f"{LISTENER} leave")
     crew.wait_for(LISTENER, "left")
     begin = crew.mark()
@@ -44,17 +44,17 @@ def whoever_leaves_may_come_back(crew):
     one_talks_and_the_other_hears(crew)
 
 
-def whoever_dies_is_missed(server, client):
+def a_client_that_dies_is_reported_lost(server, client):
     begin = server.lines.count()
     guest = one_guest(server, client)
     guest.wait_for(0, "connected")
     guest.tell("die")
     assert guest.process.wait() == -9
     guest.quit()
-    server.wait_for_line(" lost ", begin=begin, patience=120)
+    server.wait_for_line(" lost ", begin=begin, timeout=120)
 
 
-def rubbish_is_refused(server, client):
+def an_invalid_answer_is_rejected(server, client):
     guest = one_guest(server, client, answer="rubbish")
     assert guest.wait_for(0, "answer")["status"] == 400
     guest.quit()
@@ -65,7 +65,7 @@ def a_forged_certificate_is_neither_heard_nor_hears(server, client, crew):
     heard_from = crew.mark()
     guest = one_guest(server, client, answer="forged", role="Caller", sound={"tone": FORGED_TONE}, talk=[0])
     server.wait_for_line("its certificate", begin=begin)
-    one_talks_and_the_other_hears(crew)  # by then an ear has told what it heard before
+    one_talks_and_the_other_hears(crew)  # by then everything heard before has been reported
     heard = [said["tones"] for said in crew.events.all(heard_from) if said["event"] == "hears"]
     assert not any(FORGED_TONE in tones for tones in heard), heard
     assert guest.count("connected") == 0
@@ -73,19 +73,19 @@ def a_forged_certificate_is_neither_heard_nor_hears(server, client, crew):
 
 
 def ask(server, path, **body):
-    """What the server answers to a page: the status and the words."""
+    """Sends a request as a page does; returns the status and the JSON of the response."""
     request = urllib.request.Request(
         server.url + path, json.dumps(body).encode(), {"Content-Type": "application/json"}, method="POST"
     )
-    unproven = ssl._create_unverified_context()  # pylint: disable=protected-access
+    unverified = ssl._create_unverified_context()  # pylint: disable=protected-access
     try:
-        with urllib.request.urlopen(request, context=unproven, timeout=30) as answer:
-            return answer.status, json.load(answer)
-    except urllib.error.HTTPError as refused:
-        return refused.code, json.load(refused)
+        with urllib.request.urlopen(request, context=unverified, timeout=30) as response:
+            return response.status, json.load(response)
+    except urllib.error.HTTPError as error:
+        return error.code, json.load(error)
 
 
-def the_card_is_for_those_who_have_the_code(server):
+def the_card_needs_the_code(server):
     status, card = ask(server, "/api/card", code=server.code)
     assert status == 200 and card["show"] == "Hamlet" and len(card["roles"]) == 2, card
     begin = server.lines.count()
@@ -94,15 +94,15 @@ def the_card_is_for_those_who_have_the_code(server):
     server.wait_for_line("wrong crew code", begin=begin)
 
 
-def whoever_is_unknown_is_told(server):
-    nobody = "0" * 32
-    assert ask(server, "/api/join", code=server.code, role="nobody", microphone=False)[1] == {"error": "no-such-role"}
+def unknown_roles_and_sessions_are_rejected(server):
+    unknown = "0" * 32
+    assert ask(server, "/api/join", code=server.code, role="unknown", microphone=False)[1] == {"error": "no-such-role"}
     answer = {"iceUfrag": "abcd", "icePwd": "p" * 22, "fingerprint": "AB:" * 31 + "AB", "setup": "active"}
-    assert ask(server, "/api/answer", session=nobody, **answer)[1] == {"error": "missing"}
-    assert ask(server, "/api/answer", session=nobody, direction="both", **answer)[1] == {"error": "bad-answer"}
+    assert ask(server, "/api/answer", session=unknown, **answer)[1] == {"error": "missing"}
+    assert ask(server, "/api/answer", session=unknown, direction="both", **answer)[1] == {"error": "bad-answer"}
     answer["direction"] = "recvonly"
-    assert ask(server, "/api/answer", session=nobody, **answer)[1] == {"error": "no-such-session"}
-    assert ask(server, "/api/state", session=nobody, number=1, talk=[], levels=[])[1] == {"error": "no-such-session"}
+    assert ask(server, "/api/answer", session=unknown, **answer)[1] == {"error": "no-such-session"}
+    assert ask(server, "/api/state", session=unknown, number=1, talk=[], levels=[])[1] == {"error": "no-such-session"}
 
 
 def an_announcement_is_taken(server):
@@ -128,13 +128,13 @@ def main():
     for member in (CALLER, LISTENER):
         crew.wait_for(member, "connected")
     one_talks_and_the_other_hears(crew)
-    whoever_leaves_may_come_back(crew)
+    a_client_that_leaves_can_come_back(crew)
     an_announcement_is_taken(server)
-    the_card_is_for_those_who_have_the_code(server)
-    whoever_is_unknown_is_told(server)
-    rubbish_is_refused(server, client)
+    the_card_needs_the_code(server)
+    unknown_roles_and_sessions_are_rejected(server)
+    an_invalid_answer_is_rejected(server, client)
     a_forged_certificate_is_neither_heard_nor_hears(server, client, crew)
-    whoever_dies_is_missed(server, client)
+    a_client_that_dies_is_reported_lost(server, client)
     one_talks_and_the_other_hears(crew)
     server.stop()
     crew.wait_for(CALLER, "goodbye")

@@ -1,4 +1,4 @@
-"""Drives Chromium as a person with a phone or a keyboard would."""
+"""Drives Chromium as a user with a phone or a keyboard would."""
 
 import tempfile
 import time
@@ -9,8 +9,8 @@ from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 
 TAP = 0.05  # seconds
-LONGEST_TAP = 0.2  # seconds
-PATIENCE = 20.0  # seconds until a condition that never comes is called a failure
+MAX_TAP = 0.2  # seconds
+TIMEOUT = 20.0  # seconds
 
 SWITCHES = [
     "--headless=new",
@@ -23,26 +23,26 @@ SWITCHES = [
     "--disable-background-timer-throttling",
     "--disable-renderer-backgrounding",
     "--use-fake-device-for-media-stream",
-    "--disable-features=WebRtcHideLocalIpsWithMdns",  # names for addresses need a network to be found
+    "--disable-features=WebRtcHideLocalIpsWithMdns",  # mDNS names need a network
     "--allow-loopback-in-peer-connection",
     "--autoplay-policy=document-user-activation-required",
 ]
 
 
-def wait_until(condition, what, patience=PATIENCE):
-    """The first true result of `condition`, polled until then."""
-    deadline = time.monotonic() + patience
+def wait_until(condition, what, timeout=TIMEOUT):
+    """Polls `condition` and returns its first true result; fails after `timeout` seconds."""
+    deadline = time.monotonic() + timeout
     while True:
         result = condition()
         if result:
             return result
         if time.monotonic() > deadline:
-            raise AssertionError(f"never happened: {what}")
+            raise AssertionError(f"timed out: {what}")
         time.sleep(0.02)
 
 
 class Browser:
-    """A browser with a profile of its own, gone at the end of the `with`."""
+    """A browser with its own profile, deleted at the end of the `with`."""
 
     def __init__(self, *switches, microphone=True):
         self.folder = tempfile.TemporaryDirectory(prefix="wingbell-page-")
@@ -55,7 +55,7 @@ class Browser:
         options.add_argument(f"--user-data-dir={self.folder.name}/profile")
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         self.driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
-        self.driver.set_script_timeout(PATIENCE)
+        self.driver.set_script_timeout(TIMEOUT)
 
     def __enter__(self):
         return self
@@ -96,11 +96,11 @@ class Browser:
         except AssertionError as error:
             raise AssertionError(f"{error}; it says: {self.text(selector)}") from None
 
-    def complaints(self):
-        """What the page has complained of in the console, such as a breach of its policy."""
+    def console_errors(self):
+        """The errors in the browser console, such as a violation of the content security policy."""
         return [entry["message"] for entry in self.driver.get_log("browser") if entry["level"] == "SEVERE"]
 
-    # ---- Hands ----
+    # ---- Input ----
 
     def resize(self, width, height, mobile=True):
         self.cdp(
@@ -115,7 +115,7 @@ class Browser:
         return self.run(script, selector)
 
     def fingers_down(self, *points, at=None):
-        """All fingers that are on the glass now, each (x, y) or (x, y, radius)."""
+        """All fingers that touch the screen now, each (x, y) or (x, y, radius)."""
         self._touch("touchStart", points, at)
 
     def fingers_move(self, *points, at=None):
@@ -124,7 +124,7 @@ class Browser:
     def fingers_up(self, at=None):
         self._touch("touchEnd", (), at)
 
-    def touch_taken_away(self):
+    def touch_cancelled(self):
         self._touch("touchCancel", (), None)
 
     def _touch(self, kind, points, at):
@@ -135,14 +135,14 @@ class Browser:
         self.cdp("Input.dispatchTouchEvent", type=kind, touchPoints=fingers, timestamp=at or time.time())
 
     def tap(self, selector):
-        """As short as it says, however slow the machine is: the events carry their own times."""
+        """Exactly TAP long, however slow the machine is: the events carry their own times."""
         now = time.time()
         self.fingers_down(self.middle(selector), at=now - TAP)
         self.fingers_up(at=now)
 
     def hold(self, selector):
         """A finger that has been down for longer than a tap."""
-        self.fingers_down(self.middle(selector), at=time.time() - 2 * LONGEST_TAP)
+        self.fingers_down(self.middle(selector), at=time.time() - 2 * MAX_TAP)
 
     def key_down(self, key, code, at=None):
         self.cdp("Input.dispatchKeyEvent", type="keyDown", key=key, code=code, timestamp=at or time.time())
@@ -156,4 +156,4 @@ class Browser:
         self.key_up(key, code, at=now)
 
     def hold_key(self, key, code):
-        self.key_down(key, code, at=time.time() - 2 * LONGEST_TAP)
+        self.key_down(key, code, at=time.time() - 2 * MAX_TAP)

@@ -1,4 +1,4 @@
-"""The join card, on the screen and on paper, against a desk that answers as the server does."""
+"""The join card, on the screen and on paper, against a mock of the desk."""
 
 import base64
 import re
@@ -24,11 +24,11 @@ class CardPageTest(unittest.TestCase):
         self.browser.run("localStorage.clear()")
         self.desk.reset()
         self.browser.resize(390, 844)
-        self.browser.complaints()
+        self.browser.console_errors()
 
     def tearDown(self):
-        bad = [text for text in self.browser.complaints() if "Failed to load resource" not in text]
-        self.assertEqual(bad, [], "the page complained")
+        bad = [text for text in self.browser.console_errors() if "Failed to load resource" not in text]
+        self.assertEqual(bad, [], "errors in the console")
 
     def open(self, path="/card#code=482913"):
         self.browser.open(self.desk.address + path)
@@ -41,7 +41,7 @@ class CardPageTest(unittest.TestCase):
         self.open("/card")
         self.browser.wait_for("#ask")
         self.browser.find("#code").send_keys("111111\n")
-        self.browser.wait_for_text("#message", "not the code")
+        self.browser.wait_for_text("#message", "Wrong code")
         self.browser.find("#code").send_keys("482 913\n")
         self.browser.wait_for("#cards")
         self.assertFalse(self.browser.shown("#ask"))

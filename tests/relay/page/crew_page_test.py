@@ -1,4 +1,4 @@
-"""The crew's page, used as a person uses it, against a desk that answers as the server does."""
+"""The crew's page, used as a person uses it, against a mock of the desk."""
 
 import math
 import pathlib
@@ -12,8 +12,8 @@ from browser import Browser, wait_until
 from mock_desk import MockDesk, channel
 
 TONE = -20  # decibels, of the microphone
-HEARD = -40  # louder than this: a tone comes through
-SILENT = -80  # quieter than this: nothing does
+HEARD = -40  # louder than this: the tone is received
+SILENT = -80  # quieter than this: it is not
 
 KEY = ".key"
 ALL = ".key.all"
@@ -37,7 +37,7 @@ def write_tone(path):
 
 
 class PageTest(unittest.TestCase):
-    """One browser for all tests of a class; each test finds the desk and the page's memory as new."""
+    """One browser for all tests of a class; each test starts with a new desk and an empty page memory."""
 
     switches = ()
     microphone = True
@@ -52,22 +52,22 @@ class PageTest(unittest.TestCase):
         switches = [f"--use-file-for-fake-audio-capture={tone}", *cls.switches]
         cls.browser = cls.enterClassContext(Browser(*switches, microphone=cls.microphone))
         cls.browser.open(cls.desk.address + "/far")
-        cls.browser.find("html").click()  # or it may not make a sound
+        cls.browser.find("html").click()  # allows it to play audio
         cls.far = cls.browser.driver.current_window_handle
         cls.browser.driver.switch_to.new_window("window")
         cls.crew = cls.browser.driver.current_window_handle
         cls.browser.resize(390, 844)
 
     def setUp(self):
-        self.browser.open(self.desk.address + "/help")  # leaves the page of the test before
+        self.browser.open(self.desk.address + "/help")  # leaves the page of the previous test
         self.browser.run("localStorage.clear()")
         self.at_far_end("far.hangUpAll()")
         self.desk.reset()
-        self.browser.complaints()  # those of the test before are told
+        self.browser.console_errors()  # drops those of the previous test
 
     def tearDown(self):
-        bad = [text for text in self.browser.complaints() if "Failed to load resource" not in text]
-        self.assertEqual(bad, [], "the page complained")
+        bad = [text for text in self.browser.console_errors() if "Failed to load resource" not in text]
+        self.assertEqual(bad, [], "errors in the console")
 
     # ---- Steps that many tests take ----
 
@@ -89,7 +89,7 @@ class PageTest(unittest.TestCase):
 
     def on_air(self):
         self.browser.wait_for("#desk-step")
-        self.browser.wait_for_text("#line-state", "On air")
+        self.browser.wait_for_text("#connection-state", "On air")
 
     def latch(self, number=1):
         self.browser.tap(key(number))
@@ -109,16 +109,16 @@ class PageTest(unittest.TestCase):
         wait_until(lambda: self.talk_posted() == channels, f"the desk is told {channels}")
 
     def nothing_latched(self):
-        """No key is on, and once the tails are over the desk knows."""
+        """No key is on, and the desk is told so after the hang time."""
         self.wait_for_talk([])
         states = self.browser.run("return [...document.querySelectorAll('.key')].map((k) => k.dataset.state)")
         self.assertEqual(set(states), {"idle"})
 
     def wait_for_rejoin(self, joins=2):
-        wait_until(lambda: len(self.desk.joins) >= joins, "the page joins anew")
+        wait_until(lambda: len(self.desk.joins) >= joins, "the page joins again")
 
 
-class ComingInTest(PageTest):
+class JoiningTest(PageTest):
     def type_code(self, code):
         self.browser.wait_for("#code-step")
         self.browser.find("#code").send_keys(code)
@@ -130,9 +130,9 @@ class ComingInTest(PageTest):
         self.browser.wait_for("#roles-step")
         rows = self.browser.run("return [...document.querySelectorAll('.role')].map((row) => row.innerText.split('\\n'))")
         self.assertEqual(rows[0][0], "Stage Manager")
-        self.assertIn("nobody yet", " ".join(rows[0]))
-        self.assertIn("2 on it", " ".join(rows[1]))
-        self.assertFalse(self.browser.shown("#join-last"), "nobody was here before")
+        self.assertIn("no one yet", " ".join(rows[0]))
+        self.assertIn("2 connected", " ".join(rows[1]))
+        self.assertFalse(self.browser.shown("#join-last"), "this browser has no earlier visit")
 
     def test_the_code_may_be_typed_with_a_space(self):
         self.open()
@@ -144,10 +144,10 @@ class ComingInTest(PageTest):
         self.type_code("4829\n")
         self.browser.wait_for_text("#code-message", "six digits")
 
-    def test_a_wrong_code_is_told_and_another_one_works(self):
+    def test_a_wrong_code_is_reported_and_another_one_works(self):
         self.open()
         self.type_code("111111")
-        self.browser.wait_for_text("#code-message", "not the code")
+        self.browser.wait_for_text("#code-message", "Wrong code")
         self.type_code("482913")
         self.browser.wait_for("#roles-step")
 
@@ -162,10 +162,10 @@ class ComingInTest(PageTest):
         self.browser.tap("#code-go")
         self.browser.wait_for("#roles-step")
 
-    def test_no_answer_is_told_and_tried_again(self):
+    def test_an_unresponsive_desk_is_reported_and_tried_again(self):
         self.desk.role_refusals = [(502, "not the desk's words")]
         self.open("/#code=482913")
-        self.browser.wait_for_text("#code-message", "No answer from the desk")
+        self.browser.wait_for_text("#code-message", "The desk is not responding")
         self.browser.wait_for("#roles-step")
 
     def test_a_scanned_card_offers_its_role_and_hides_the_code(self):
@@ -189,7 +189,7 @@ class ComingInTest(PageTest):
         self.browser.wait_for("#join-last")
         self.assertEqual(self.browser.text("#join-last"), "Join as Fly Floor")
 
-    def test_a_code_that_has_changed_since_is_asked_for(self):
+    def test_a_code_that_has_changed_is_asked_for(self):
         self.open("/#code=482913")
         self.browser.wait_for("#roles-step")
         self.desk.code = "000111"
@@ -200,44 +200,44 @@ class ComingInTest(PageTest):
 
     def test_a_card_of_a_role_that_is_gone_leaves_the_choice(self):
         self.open("/#code=482913&role=gone")
-        self.browser.wait_for_text("#roles-message", "no longer in the show. Pick another.")
+        self.browser.wait_for_text("#roles-message", "no longer in the show. Choose another.")
         self.assertFalse(self.browser.shown("#join-last"))
 
-    def test_a_role_that_vanishes_before_the_tap_is_named(self):
+    def test_a_role_that_is_removed_before_the_tap_is_named(self):
         self.open("/#code=482913&role=b3n8x1zz")
         self.browser.wait_for("#join-last")
         del self.desk.roles["b3n8x1zz"]
         self.browser.tap("#join-last")
-        self.browser.wait_for_text("#roles-message", "The role Director is no longer in the show. Pick another.")
+        self.browser.wait_for_text("#roles-message", "The role Director is no longer in the show. Choose another.")
 
-    def test_a_full_desk_is_told(self):
+    def test_a_full_desk_is_reported(self):
         self.desk.refusals = [(503, {"error": "full"})]
         self.open("/#code=482913&role=b3n8x1zz")
         self.browser.wait_for("#join-last")
         self.browser.tap("#join-last")
-        self.browser.wait_for_text("#roles-message", "Every place at the desk is taken")
+        self.browser.wait_for_text("#roles-message", "The intercom is full")
 
-    def test_a_desk_that_is_not_ready_is_asked_again(self):
+    def test_a_desk_that_is_not_ready_is_tried_again(self):
         self.desk.refusals = [(503, {"error": "not-now"})]
         self.join()
         self.assertEqual(len(self.desk.joins), 2)
 
-    def test_joining_can_be_called_off(self):
+    def test_joining_can_be_cancelled(self):
         self.desk.refusals = [(503, {"error": "not-now"})] * 50
         self.open("/#code=482913&role=b3n8x1zz")
         self.browser.wait_for("#join-last")
         self.browser.tap("#join-last")
-        self.browser.wait_for_text("#joining-state", "Lost the desk")
+        self.browser.wait_for_text("#joining-state", "Connection lost")
         self.browser.tap("#joining-cancel")
         self.browser.wait_for("#roles-step")
 
-    def test_the_counts_of_the_roles_stay_true(self):
+    def test_the_counts_of_the_roles_are_updated(self):
         self.open("/#code=482913")
         self.browser.wait_for("#roles-step")
         self.desk.present = {"k7d2m9qa": 4}
-        self.browser.wait_for_text(".role", "4 on it")
+        self.browser.wait_for_text(".role", "4 connected")
 
-    def test_names_are_shown_to_the_letter(self):
+    def test_names_are_shown_unchanged(self):
         names = ["<script>alert(1)</script>", "مدير المسرح", "🎭 Prompt", "W" * 200]
         self.desk.roles = {f"role{i}": (name, [channel(name)]) for i, name in enumerate(names)}
         self.browser.resize(320, 640)
@@ -301,13 +301,13 @@ class TalkingTest(PageTest):
         self.browser.fingers_up()
         wait_until(lambda: self.browser.run(width) == 0, "the level is gone")
 
-    def test_a_held_key_talks_until_it_is_let_go(self):
+    def test_a_held_key_talks_until_it_is_released(self):
         self.join()
         self.browser.hold(key(2))
         self.wait_for_talk([1])
         self.assertEqual(self.state_of(key(2)), "held")
         self.assertIn("TALKING", self.browser.text(key(2)))
-        self.assertEqual(self.browser.text("#notice"), "You talk on Tech")
+        self.assertEqual(self.browser.text("#notice"), "You are talking on Tech")
         self.browser.fingers_up()
         self.nothing_latched()
 
@@ -339,7 +339,7 @@ class TalkingTest(PageTest):
         self.browser.fingers_up()
         self.nothing_latched()
 
-    def test_a_thumb_that_drifts_on_its_key_goes_on_talking(self):
+    def test_a_thumb_that_drifts_on_its_key_keeps_talking(self):
         self.join()
         x, y = self.browser.middle(key(1))
         self.browser.hold(key(1))
@@ -366,17 +366,17 @@ class TalkingTest(PageTest):
         x, y = self.browser.middle(key(1))
         self.browser.fingers_down((x, y, 70))
         self.browser.fingers_up()
-        wait_until(lambda: len(self.desk.newest.states) > posts, "the next sign of life")
+        wait_until(lambda: len(self.desk.newest.states) > posts, "the next keep-alive")
         self.assertTrue(all(state["talk"] == [] for state in self.desk.newest.states))
 
-    def test_a_touch_that_the_system_takes_away_latches_nothing(self):
+    def test_a_touch_that_the_system_cancels_latches_nothing(self):
         self.join()
         self.browser.fingers_down(self.browser.middle(key(1)))
         self.wait_for_state(key(1), "held")
-        self.browser.touch_taken_away()
+        self.browser.touch_cancelled()
         self.nothing_latched()
 
-    def test_what_scrolls_releases_the_key_under_the_finger(self):
+    def test_scrolling_releases_the_key_under_the_finger(self):
         self.desk.roles["k7d2m9qa"] = ("Stage Manager", [channel(f"Channel {i}") for i in range(12)])
         self.join()
         self.browser.hold(key(1))
@@ -408,7 +408,7 @@ class TalkingTest(PageTest):
         self.browser.tap_key(" ", "Space")
         self.nothing_latched()
 
-    def test_a_key_whose_focus_goes_elsewhere_is_released(self):
+    def test_a_key_that_loses_the_focus_is_released(self):
         self.join()
         self.browser.run("document.querySelector(arguments[0]).focus()", key(1))
         self.browser.hold_key(" ", "Space")
@@ -458,7 +458,7 @@ class TalkingTest(PageTest):
         self.browser.wait_for_text("#notice", "You left the page. Your keys are off.")
         self.nothing_latched()
 
-    def test_a_microphone_that_the_desk_does_not_hear_is_told_while_one_talks(self):
+    def test_a_microphone_that_the_desk_does_not_hear_is_reported_while_talking(self):
         self.join()
         self.desk.tell("unheard", {})
         self.desk.talkers((["Director"], False))
@@ -468,11 +468,11 @@ class TalkingTest(PageTest):
         self.desk.tell("unheard", {})
         self.browser.wait_for_text("#notice", "The desk hears nothing from your microphone")
 
-    def test_states_are_numbered_upwards_and_come_as_signs_of_life(self):
+    def test_states_are_numbered_upwards_and_come_as_keep_alives(self):
         self.join()
         session = self.desk.newest
         self.latch()
-        wait_until(lambda: len(session.states) >= 4, "signs of life")
+        wait_until(lambda: len(session.states) >= 4, "keep-alives")
         numbers = [state["number"] for state in session.states]
         self.assertEqual(numbers, list(range(1, len(numbers) + 1)))
 
@@ -487,7 +487,7 @@ class TalkingTest(PageTest):
         self.latch()
         self.browser.run("const [track] = given.getTracks(); track.stop(); track.dispatchEvent(new Event('ended'))")
         self.wait_for_talk([])
-        self.browser.wait_for_text("#no-microphone-text", "Your microphone is gone")
+        self.browser.wait_for_text("#no-microphone-text", "Your microphone was unplugged")
         self.wait_for_state(key(1), "no-microphone")
         self.browser.tap("#microphone-again")
         self.wait_for_state(key(1), "idle")
@@ -515,7 +515,7 @@ class HearingTest(PageTest):
         states = self.desk.newest.states
         return states[-1]["levels"] if states else None
 
-    def test_a_channel_has_a_key_if_one_talks_there_and_a_level_if_one_listens(self):
+    def test_a_channel_has_a_key_if_the_role_talks_and_a_level_if_it_listens(self):
         self.join("b3n8x1zz")
         parts = self.browser.run(
             """return [...document.querySelectorAll('#channels li')].map((card) =>
@@ -524,7 +524,7 @@ class HearingTest(PageTest):
         self.assertEqual(parts, [[False, True], [True, False]])
         self.assertFalse(self.browser.shown(ALL), "one channel needs no key for all")
 
-    def test_everything_is_heard_in_full_at_first(self):
+    def test_all_levels_are_full_at_first(self):
         self.join()
         wait_until(lambda: self.levels_posted() == [1, 1, 1], "full levels")
 
@@ -550,17 +550,17 @@ class HearingTest(PageTest):
         self.browser.tap("#channels li:nth-child(3) .mute")
         wait_until(lambda: self.levels_posted() == [1, 1, 1], "heard again")
 
-    def test_who_talks_is_named_on_each_channel(self):
+    def test_each_channel_names_who_is_talking(self):
         self.join()
         self.desk.talkers((["Director", "Fly Floor"], False), ([], True), ([], False))
-        self.browser.wait_for_text("#channels li:nth-child(1) .who", "2 talk: Director, Fly Floor")
+        self.browser.wait_for_text("#channels li:nth-child(1) .who", "2 talking: Director, Fly Floor")
         self.assertIn("Announcement", self.browser.text("#channels li:nth-child(2) .who"))
         self.assertEqual(self.browser.text("#channels li:nth-child(3) .who-text"), "Quiet")
         self.browser.wait_for_text("#polite", "Director on Main, Fly Floor on Main, Announcement on Tech")
         self.desk.talkers(([], False), ([], False), ([], False))
         self.browser.wait_for_text("#channels li:nth-child(1) .who", "Quiet")
 
-    def test_the_place_of_the_keys_does_not_depend_on_who_talks_or_what_is_told(self):
+    def test_the_keys_do_not_move_when_someone_talks_or_a_notice_appears(self):
         self.join()
         before = self.browser.middle(key(2))
         self.desk.talkers(*[(["Director", "Fly Floor", "W" * 100], True)] * 3)
@@ -572,7 +572,7 @@ class HearingTest(PageTest):
         self.browser.wait_for_text("#notice", "The desk hears nothing")
         self.assertEqual(self.browser.middle(key(2)), before)
 
-    def test_a_browser_that_wants_another_tap_for_sound_gets_a_button(self):
+    def test_a_browser_that_needs_another_tap_for_sound_gets_a_button(self):
         self.open("/#code=482913&role=k7d2m9qa")
         self.browser.wait_for("#join-last")
         self.browser.run(
@@ -586,7 +586,7 @@ class HearingTest(PageTest):
         wait_until(lambda: not self.browser.shown("#hear"), "the button goes")
         self.assertFalse(self.browser.run("return document.getElementById('sound').paused"))
 
-    def test_the_screen_is_kept_awake_while_one_is_on_the_desk(self):
+    def test_the_screen_is_kept_awake_while_connected(self):
         self.browser.before_each_page(
             self,
             """
@@ -603,7 +603,7 @@ class HearingTest(PageTest):
         wait_until(lambda: self.browser.run("return window.locks") == 0, "the screen may sleep again")
 
 
-class LosingTheLineTest(PageTest):
+class LosingTheConnectionTest(PageTest):
     def check_return(self, joins=2):
         """The page comes back by itself, as the one it was, with its keys off."""
         first = self.desk.joins[0]
@@ -615,52 +615,52 @@ class LosingTheLineTest(PageTest):
         self.assertEqual(self.desk.joins[-1]["replaces"], before)
         self.nothing_latched()
 
-    def test_a_desk_that_forgot_the_session_is_joined_anew(self):
+    def test_a_desk_that_forgot_the_session_is_joined_again(self):
         self.join()
         self.latch()
         self.desk.forget_sessions()
         self.check_return()
 
-    def test_a_session_that_the_desk_ended_is_joined_anew(self):
+    def test_a_session_that_the_desk_ended_is_joined_again(self):
         self.join()
         self.latch()
         self.desk.tell("goodbye", {"reason": "silent"})
         self.check_return()
 
-    def test_voice_that_stands_still_leads_to_a_new_line(self):
+    def test_audio_that_stops_leads_to_a_new_connection(self):
         self.join()
         self.latch()
         self.at_far_end("far.fallSilent(arguments[0])", self.desk.newest.id)
         self.check_return()
 
-    def test_a_closed_connection_leads_to_a_new_line(self):
+    def test_a_closed_connection_is_replaced(self):
         self.join()
         self.latch()
         self.at_far_end("far.hangUp(arguments[0])", self.desk.newest.id)
         self.check_return()
 
-    def test_events_that_stay_away_lead_to_a_new_line(self):
+    def test_missing_events_lead_to_a_new_connection(self):
         self.join()
         self.latch()
         self.desk.beats = False
-        wait_until(lambda: len(self.desk.joins) >= 2, "the page joins anew", patience=30)
+        wait_until(lambda: len(self.desk.joins) >= 2, "the page joins again", timeout=30)
         self.desk.beats = True
         self.check_return()
 
-    def test_while_the_line_is_lost_the_page_says_so_and_no_key_works(self):
+    def test_while_the_connection_is_lost_the_page_says_so_and_no_key_works(self):
         self.join()
         self.latch()
         self.desk.refusals = [(503, {"error": "not-now"})] * 50
         self.desk.tell("goodbye", {"reason": "silent"})
-        self.browser.wait_for_text("#line-state", "Lost the desk, trying again…")
-        self.wait_for_state(key(1), "no-line")
-        self.assertIn("No line", self.browser.text(key(1)))
+        self.browser.wait_for_text("#connection-state", "Connection lost, reconnecting…")
+        self.wait_for_state(key(1), "offline")
+        self.assertIn("Offline", self.browser.text(key(1)))
         self.browser.tap(key(1))
-        self.assertEqual(self.state_of(key(1)), "no-line")
-        self.browser.wait_for_text("#assertive", "Lost the desk")
+        self.assertEqual(self.state_of(key(1)), "offline")
+        self.browser.wait_for_text("#assertive", "Connection lost")
 
     def test_the_network_coming_back_makes_the_next_try_at_once(self):
-        # A page whose own clock stands still tries again for no other reason.
+        # A page whose timers have stopped has no other reason to try again.
         source = """
             const start = window.setInterval.bind(window);
             window.setInterval = (call, time) => start(() => { if (!window.still) call(); }, time);"""
@@ -668,36 +668,36 @@ class LosingTheLineTest(PageTest):
         self.join()
         self.browser.run("window.still = true")
         self.desk.tell("goodbye", {"reason": "silent"})
-        self.browser.wait_for_text("#line-state", "Lost the desk")
+        self.browser.wait_for_text("#connection-state", "Connection lost")
         self.assertEqual(len(self.desk.joins), 1)
         self.browser.run("window.dispatchEvent(new Event('online'))")
         self.wait_for_rejoin()
         self.on_air()
 
-    def test_a_desk_that_is_asked_too_much_is_not_a_lost_one(self):
+    def test_a_desk_that_limits_the_rate_is_not_lost(self):
         self.join()
         posts = len(self.desk.newest.states)
         self.desk.state_refusals = [(429, {"error": "slow-down", "seconds": 1})]
         self.latch()
-        wait_until(lambda: len(self.desk.newest.states) > posts, "the next sign of life")
+        wait_until(lambda: len(self.desk.newest.states) > posts, "the next keep-alive")
         self.assertEqual(self.talk_posted(), [0])
         self.assertEqual(self.state_of(key(1)), "latched")
         self.assertEqual(len(self.desk.joins), 1)
 
-    def test_off_air_is_said_and_waited_for(self):
+    def test_off_air_is_shown_and_retried(self):
         self.join()
         self.desk.refusals = [(503, {"error": "not-now"})]
         self.desk.tell("goodbye", {"reason": "off-air"})
-        self.browser.wait_for_text("#line-state", "Off air")
+        self.browser.wait_for_text("#connection-state", "Off air")
         self.wait_for_rejoin()
-        self.browser.wait_for_text("#line-state", "Off air")
+        self.browser.wait_for_text("#connection-state", "Off air")
         self.on_air()
 
     def test_a_role_that_is_gone_after_a_restart_leads_to_the_others(self):
         self.join("b3n8x1zz")
         del self.desk.roles["b3n8x1zz"]
         self.desk.forget_sessions()
-        self.browser.wait_for_text("#roles-message", "The role Director is no longer in the show. Pick another.")
+        self.browser.wait_for_text("#roles-message", "The role Director is no longer in the show. Choose another.")
         self.assertFalse(self.browser.shown("#join-last"))
         self.assertFalse(self.browser.shown("#desk-step"))
 
@@ -718,7 +718,7 @@ class LosingTheLineTest(PageTest):
         self.browser.fingers_up()
         self.nothing_latched()
 
-    def test_leaving_tells_the_desk_and_lets_the_microphone_go(self):
+    def test_leaving_tells_the_desk_and_releases_the_microphone(self):
         self.browser.before_each_page(
             self,
             """
@@ -730,7 +730,7 @@ class LosingTheLineTest(PageTest):
         self.browser.tap("#menu-open")
         self.browser.wait_for("#menu")
         self.browser.tap("#leave")
-        self.browser.wait_for_text("#roles-message", "You left the desk. Your microphone is off.")
+        self.browser.wait_for_text("#roles-message", "You have left. Your microphone is off.")
         wait_until(lambda: session in self.desk.left, "the desk is told")
         self.assertEqual(self.browser.run("return given.getTracks()[0].readyState"), "ended")
         self.assertEqual(len(self.desk.joins), 1)
@@ -766,12 +766,12 @@ class WithoutMicrophoneTest(PageTest):
             "Browser.setPermission", permission={"name": "microphone"}, setting=setting, origin=cls.desk.address
         )
 
-    def test_who_has_no_microphone_listens_and_can_try_again(self):
+    def test_without_a_microphone_one_listens_and_can_try_again(self):
         self.grant("denied")
         self.join()
         self.assertEqual(self.desk.joins[0]["microphone"], False)
         self.assertEqual(self.desk.newest.answer["direction"], "recvonly")
-        self.browser.wait_for_text("#no-microphone-text", "You listen only")
+        self.browser.wait_for_text("#no-microphone-text", "You can only listen")
         self.assertEqual(self.state_of(key(1)), "no-microphone")
         self.browser.tap(key(1))
         self.assertEqual(self.state_of(key(1)), "no-microphone")

@@ -1,4 +1,4 @@
-// The other end of every call: offers, sends a tone and listens, as the desk would.
+// The other end of every call: sends the offer and a tone and listens, as the desk does.
 const context = new AudioContext();
 const oscillator = context.createOscillator();
 const tone = context.createMediaStreamDestination();
@@ -16,7 +16,7 @@ async function offer(session) {
     });
     const analyser = context.createAnalyser();
     analyser.fftSize = 2048;
-    const player = new Audio(); // a remote stream that nobody plays stays silent
+    const player = new Audio(); // a remote stream is silent unless an element plays it
     player.muted = true;
     connection.addEventListener('track', ({ track }) => {
         const stream = new MediaStream([track]);
@@ -37,7 +37,7 @@ async function offer(session) {
     await fetch('/far/offer', { method: 'POST', body: JSON.stringify({ session, sdp }) });
 }
 
-/** The SDP of a page's answer, written from its words as the server does. */
+/** The SDP of a page's answer, built from its JSON as the server does. */
 function answerText({ iceUfrag, icePwd, fingerprint, setup, direction }, offer) {
     const [, mid] = offer.match(/^a=mid:(\S+)/m);
     const lines = ['v=0', 'o=- 1 1 IN IP4 0.0.0.0', 's=-', 't=0 0', `a=group:BUNDLE ${mid}`];
@@ -57,7 +57,7 @@ commands.addEventListener('message', async ({ data }) => {
 });
 
 window.far = {
-    /** How loud the page is heard here now, in decibels below the loudest. */
+    /** The level of the page's audio, in dBFS. */
     level(session) {
         const { analyser } = peers.get(session);
         const samples = new Float32Array(analyser.fftSize);
@@ -66,7 +66,7 @@ window.far = {
         for (const sample of samples) sum += sample * sample;
         return 10 * Math.log10(sum / samples.length + 1e-12);
     },
-    /** The connection stands, and nothing comes through it any more. */
+    /** Keeps the connection and stops sending audio. */
     fallSilent: (session) => peers.get(session).transceiver.sender.replaceTrack(null),
     hangUp: (session) => peers.get(session).connection.close(),
     hangUpAll() {

@@ -1,5 +1,5 @@
-"""A desk without voices: answers the crew's pages as the server does, on plain http, which counts as
-secure on this machine. The voice's other end is a page of its own in the same browser (far_end.js)."""
+"""A mock of the desk: responds to the crew's pages as the server does, over plain HTTP, which counts as secure on
+localhost. The other end of the audio is a page in the same browser (far_end.js)."""
 
 import ctypes
 import http.server
@@ -20,8 +20,8 @@ POLICY = (
 HELP_POLICY = "default-src 'none'; style-src 'unsafe-inline'"
 TYPES = {".html": "text/html; charset=utf-8", ".css": "text/css", ".js": "text/javascript", ".svg": "image/svg+xml"}
 NAMED = {"/": "crew.html", "/card": "card.html", "/help": "help.html"}
-PATIENCE = 10  # seconds that the desk waits for its far end
-BEAT = 2  # seconds
+FAR_END_TIMEOUT = 10  # seconds
+HEARTBEAT = 2  # seconds
 
 
 class _QrCode(ctypes.Structure):
@@ -29,7 +29,7 @@ class _QrCode(ctypes.Structure):
 
 
 def qr_modules(text):
-    """The rows of a QR code, each a list of truths."""
+    """The rows of a QR code, each a list of booleans."""
     library = ctypes.CDLL("libqrencode.so.4")
     library.QRcode_encodeString.restype = ctypes.POINTER(_QrCode)
     library.QRcode_free.argtypes = [ctypes.POINTER(_QrCode)]
@@ -89,7 +89,7 @@ class MockDesk:
         self.thread.start()
 
     def reset(self):
-        """The show as every test finds it."""
+        """The state in which every test starts."""
         self.show = "Hamlet"
         self.code = "482913"
         self.roles = {
@@ -101,11 +101,11 @@ class MockDesk:
         self.sessions = {}
         self.joins = []  # every request to join
         self.left = []  # sessions
-        self.refusals = []  # what the next joins are answered: (status, body)
+        self.refusals = []  # responses to the next joins: (status, body)
         self.role_refusals = []  # the same for the next requests for roles
         self.state_refusals = []  # and for the next states
         self.beats = True
-        self.silent = False  # takes requests and never answers
+        self.silent = False  # accepts requests and never responds
         self.unknown = set()  # sessions that the desk has forgotten
         self.wait_for_far = True
         self.card = None
@@ -144,16 +144,16 @@ class MockDesk:
         with self.changed:
             self.changed.notify_all()
 
-    # ---- What is asked ----
+    # ---- Requests ----
 
-    def answer(self, path, body):
+    def respond(self, path, body):
         request = json.loads(body or b"{}")
         with self.changed:
             while self.silent and not self.stopping:
                 self.changed.wait(0.1)
-        return getattr(self, "answer_" + path.removeprefix("/api/"))(request)
+        return getattr(self, "respond_" + path.removeprefix("/api/"))(request)
 
-    def answer_roles(self, request):
+    def respond_roles(self, request):
         if self.role_refusals:
             return self.role_refusals.pop(0)
         if request["code"] != self.code:
@@ -161,7 +161,7 @@ class MockDesk:
         roles = [{"key": k, "name": name, "present": self.present.get(k, 0)} for k, (name, _) in self.roles.items()]
         return 200, {"show": self.show, "roles": roles}
 
-    def answer_join(self, request):
+    def respond_join(self, request):
         self.joins.append(request)
         if self.refusals:
             return self.refusals.pop(0)
@@ -193,14 +193,14 @@ class MockDesk:
             return None
         self.far_commands.put({"command": "offer", "session": session})
         with self.changed:
-            self.changed.wait_for(lambda: session in self.offers or self.stopping, PATIENCE)
+            self.changed.wait_for(lambda: session in self.offers or self.stopping, FAR_END_TIMEOUT)
         return self.offers.pop(session, None)
 
     def known(self, request):
         session = request.get("session")
         return None if session in self.unknown else self.sessions.get(session)
 
-    def answer_answer(self, request):
+    def respond_answer(self, request):
         session = self.known(request)
         if not session:
             return 404, {"error": "no-such-session"}
@@ -209,7 +209,7 @@ class MockDesk:
         self.notify()
         return 204, None
 
-    def answer_state(self, request):
+    def respond_state(self, request):
         if self.state_refusals:
             return self.state_refusals.pop(0)
         session = self.known(request)
@@ -219,12 +219,12 @@ class MockDesk:
         self.notify()
         return 204, None
 
-    def answer_leave(self, request):
+    def respond_leave(self, request):
         self.left.append(request["session"])
         self.notify()
         return 204, None
 
-    def answer_card(self, request):
+    def respond_card(self, request):
         if request["code"] != self.code:
             return 403, {"error": "wrong-code"}
         return 200, self.card or self.usual_card()
@@ -246,9 +246,9 @@ class MockDesk:
             "roles": roles,
         }
 
-    # ---- The far end of the voice ----
+    # ---- The far end of the audio ----
 
-    def answer_far_offer(self, request):
+    def respond_far_offer(self, request):
         with self.changed:
             self.offers[request["session"]] = request["sdp"]
             self.changed.notify_all()
@@ -281,8 +281,8 @@ class _Handler(http.server.BaseHTTPRequestHandler):
 
     def do_POST(self):
         body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
-        status, answer = self.desk.answer(self.path.replace("/far/", "/api/far_"), body)
-        self.send(status, json.dumps(answer).encode() if answer is not None else b"", "application/json")
+        status, response = self.desk.respond(self.path.replace("/far/", "/api/far_"), body)
+        self.send(status, json.dumps(response).encode() if response is not None else b"", "application/json")
 
     def send_file(self, path):
         name = NAMED.get(path, path[1:])
@@ -305,7 +305,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         try:
             self.wfile.write(body)
         except OSError:
-            pass  # the page went away meanwhile
+            pass  # the page was closed meanwhile
 
     def stream_events(self, id_):
         session = self.desk.known({"session": id_})
@@ -333,7 +333,7 @@ class _Handler(http.server.BaseHTTPRequestHandler):
                 except OSError:
                     return
             try:
-                item = events.get(timeout=BEAT)
+                item = events.get(timeout=HEARTBEAT)
             except queue.Empty:
                 pending = [("beat", {})] if beats else []
                 continue

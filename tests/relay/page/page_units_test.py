@@ -1,4 +1,4 @@
-"""The tests of what decides in the crew's pages, run where it runs: in a browser."""
+"""Runs the unit tests of the crew's pages in a browser."""
 
 import sys
 
@@ -12,9 +12,9 @@ def main():
         with Browser() as browser:
             browser.open(f"{desk.address}/units")
             try:
-                outcome = wait_until(lambda: browser.run("return window.outcome"), "the tests have run")
+                outcome = wait_until(lambda: browser.run("return window.outcome"), "the tests finish")
             except AssertionError:
-                sys.exit(f"The tests did not run: {browser.complaints()}")
+                sys.exit(f"The tests did not run: {browser.console_errors()}")
     finally:
         desk.stop()
     failed = [test for test in outcome if test["error"]]

@@ -110,22 +110,22 @@ private Q_SLOTS:
     void cleanup();
 
     void aJoinIsToldOnceTheSoundFlows();
-    void somebodyWithoutAMicrophoneIsToldSo();
+    void aMemberWithoutAMicrophoneIsReportedSo();
     void everybodySeesWhoTalksWhereButNotThemselves();
     void twoOnOneRoleSeeEachOther();
     void keysBeyondTheRoleDoNothing();
     void anOlderStateThatComesLateIsIgnored();
-    void aStateOfNobodyIsNoSession();
+    void aStateWithoutASessionIsRejected();
     void keysAreLetGoWhenThePageIsSilent();
-    void whoeverNeverConnectsIsLetGo();
-    void whoeverGivesNoSignOfLifeIsLetGo();
+    void aMemberWhoNeverConnectsIsRemoved();
+    void aMemberWithoutAKeepAliveIsRemoved();
     void aBrokenLinkIsGivenTimeToComeBack();
-    void whoeverHasAnotherCertificateIsEndedAtOnce();
+    void aMemberWithAnotherCertificateIsRemovedAtOnce();
     void joiningAnewTakesThePlaceOfTheSessionBefore();
     void comingBackAtTheSecondTryIsComingBackToo();
     void leavingIsToldAndStopsTheKeys();
-    void whoeverLeavesBeforeArrivingIsNotTold();
-    void aHouseThatIsFullTakesNobody();
+    void aMemberWhoLeavesBeforeConnectingIsNotReported();
+    void aFullCrewTakesNoOneElse();
     void tooManyAtTheDoorHaveToWait();
     void anOfferThatFailsLeavesNothing();
     void aPageIsToldThatItsMicrophoneIsNotHeard();
@@ -226,7 +226,7 @@ void CrewTest::aJoinIsToldOnceTheSoundFlows()
     QCOMPARE(m_news.lines, QStringList(QStringLiteral("joined Caller 10.0.0.1")));
 }
 
-void CrewTest::somebodyWithoutAMicrophoneIsToldSo()
+void CrewTest::aMemberWithoutAMicrophoneIsReportedSo()
 {
     const QString session = ask(2);
     QVERIFY(m_crew->takeAnswer(session, answerWith("recvonly"), m_now));
@@ -285,7 +285,7 @@ void CrewTest::anOlderStateThatComesLateIsIgnored()
     QCOMPARE(told.desks.size(), std::size_t{1});
 }
 
-void CrewTest::aStateOfNobodyIsNoSession()
+void CrewTest::aStateWithoutASessionIsRejected()
 {
     StateRequest state;
     state.session = QStringLiteral("0123");
@@ -313,7 +313,7 @@ void CrewTest::keysAreLetGoWhenThePageIsSilent()
     QCOMPARE(told.desks.back().channels.at(0).talking.size(), 1);
 }
 
-void CrewTest::whoeverNeverConnectsIsLetGo()
+void CrewTest::aMemberWhoNeverConnectsIsRemoved()
 {
     const QString session = ask(0);
     m_now += Crew::arrival - 1ms;
@@ -326,7 +326,7 @@ void CrewTest::whoeverNeverConnectsIsLetGo()
     QCOMPARE(m_news.lines, QStringList(QStringLiteral("left Caller 10.0.0.1 2")));
 }
 
-void CrewTest::whoeverGivesNoSignOfLifeIsLetGo()
+void CrewTest::aMemberWithoutAKeepAliveIsRemoved()
 {
     const QString session = join(0);
     Told& told = listenTo(session);
@@ -350,7 +350,7 @@ void CrewTest::aBrokenLinkIsGivenTimeToComeBack()
     QCOMPARE(m_news.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 3"));
 }
 
-void CrewTest::whoeverHasAnotherCertificateIsEndedAtOnce()
+void CrewTest::aMemberWithAnotherCertificateIsRemovedAtOnce()
 {
     const QString session = join(0);
     m_links.back()->now = MediaLink::State::Forged;
@@ -401,14 +401,14 @@ void CrewTest::leavingIsToldAndStopsTheKeys()
     QCOMPARE(m_news.lines.size(), 3);
 }
 
-void CrewTest::whoeverLeavesBeforeArrivingIsNotTold()
+void CrewTest::aMemberWhoLeavesBeforeConnectingIsNotReported()
 {
     m_crew->leave(ask(0));
     QCOMPARE(m_news.lines, QStringList());
     QVERIFY(m_links.back()->isClosed);
 }
 
-void CrewTest::aHouseThatIsFullTakesNobody()
+void CrewTest::aFullCrewTakesNoOneElse()
 {
     QString last;
     for (std::size_t count = 0; count < Crew::mostPeople; ++count) {
@@ -420,7 +420,7 @@ void CrewTest::aHouseThatIsFullTakesNobody()
     };
     m_crew->join({1, true, {}, {}}, m_now, keep);
     QVERIFY(outcome && *outcome == failure(Crew::JoinError::Full));
-    // Whoever is there already may join anew all the same.
+    // A member who is there already may still reconnect.
     QVERIFY(m_crew->has(join(1, last)));
 }
 

@@ -1,4 +1,4 @@
-import { readFragment } from '/fragment.js';
+import { readFragment } from '/memory.js';
 import { equal, test } from './testing.js';
 
 test('a card’s address gives the code and the role', () => {
@@ -13,7 +13,7 @@ test('no fragment gives nothing', () => {
     equal(readFragment(''), { code: null, role: null });
 });
 
-test('what cannot be a code or a key is not taken for one', () => {
+test('invalid codes and keys are ignored', () => {
     equal(readFragment('#code=48291&role=<script>'), { code: null, role: null });
     equal(readFragment('#code=4829133&role='), { code: null, role: null });
     equal(readFragment(`#code=48a913&role=${'x'.repeat(65)}`), { code: null, role: null });

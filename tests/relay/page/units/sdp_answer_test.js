@@ -1,4 +1,4 @@
-import { readAnswer } from '/sdp-answer.js';
+import { readSdpAnswer } from '/call.js';
 import { equal, test } from './testing.js';
 
 const pairs = '3F:07:'.repeat(16).slice(0, -1);
@@ -93,7 +93,7 @@ function changed(from, to) {
 
 function refuses(sdp) {
     try {
-        readAnswer(sdp);
+        readSdpAnswer(sdp);
     } catch {
         return true;
     }
@@ -101,11 +101,11 @@ function refuses(sdp) {
 }
 
 test('Chromium’s answer is read', () => {
-    equal(readAnswer(chromium), ofChromium);
+    equal(readSdpAnswer(chromium), ofChromium);
 });
 
 test('Firefox’s answer, with the fingerprint before the section, is read', () => {
-    equal(readAnswer(firefox), {
+    equal(readSdpAnswer(firefox), {
         iceUfrag: '9a8b7c6d',
         icePwd: '0f1e2d3c4b5a69788796a5b4c3d2e1f0',
         fingerprint: pairs,
@@ -115,7 +115,7 @@ test('Firefox’s answer, with the fingerprint before the section, is read', () 
 });
 
 test('Safari’s answer is read', () => {
-    equal(readAnswer(safari), {
+    equal(readSdpAnswer(safari), {
         iceUfrag: 'Zk3P',
         icePwd: 'k9ZQvXbN2mL5rT8wYc1dEfGh',
         fingerprint: pairs,
@@ -124,44 +124,44 @@ test('Safari’s answer is read', () => {
     });
 });
 
-test('lines may end with a line feed alone', () => {
-    equal(readAnswer(chromium.replaceAll('\r\n', '\n')), ofChromium);
+test('lines may end with only a line feed', () => {
+    equal(readSdpAnswer(chromium.replaceAll('\r\n', '\n')), ofChromium);
 });
 
-test('what stands before the section counts where the section says nothing', () => {
+test('a value before the section is used if the section has none', () => {
     let sdp = chromium;
     for (const line of ['a=ice-ufrag:x+3/', `a=fingerprint:sha-256 ${pairs}`, 'a=setup:active', 'a=sendrecv']) {
         sdp = sdp.replace(`${line}\r\n`, '').replace('m=audio', `${line}\r\nm=audio`);
     }
-    equal(readAnswer(sdp), ofChromium);
+    equal(readSdpAnswer(sdp), ofChromium);
 });
 
-test('what stands in the section counts first', () => {
+test('a value in the section takes precedence', () => {
     const ice = 'a=ice-ufrag:other\r\na=ice-pwd:other\r\n';
     const before = `${ice}a=inactive\r\na=setup:passive\r\na=fingerprint:sha-256 00\r\n`;
-    equal(readAnswer(changed('m=audio', `${before}m=audio`)), ofChromium);
+    equal(readSdpAnswer(changed('m=audio', `${before}m=audio`)), ofChromium);
 });
 
 test('every direction and both setups are read, and no direction means both ways', () => {
     for (const direction of ['sendrecv', 'sendonly', 'recvonly', 'inactive']) {
-        equal(readAnswer(changed('a=sendrecv', `a=${direction}`)).direction, direction);
+        equal(readSdpAnswer(changed('a=sendrecv', `a=${direction}`)).direction, direction);
     }
-    equal(readAnswer(changed('a=sendrecv\r\n', '')).direction, 'sendrecv');
-    equal(readAnswer(changed('setup:active', 'setup:passive')).setup, 'passive');
+    equal(readSdpAnswer(changed('a=sendrecv\r\n', '')).direction, 'sendrecv');
+    equal(readSdpAnswer(changed('setup:active', 'setup:passive')).setup, 'passive');
 });
 
-test('of several fingerprints that by sha-256 is taken, in capitals', () => {
+test('of several fingerprints the SHA-256 one is used, in upper case', () => {
     const usual = `a=fingerprint:sha-256 ${pairs}`;
     const several = `a=fingerprint:sha-1 00:11\r\n${usual.toLowerCase().replace('sha-256', 'SHA-256')}`;
-    equal(readAnswer(changed(usual, several)).fingerprint, pairs);
-    equal(readAnswer(changed('sha-256', 'sha-1')).fingerprint, undefined);
+    equal(readSdpAnswer(changed(usual, several)).fingerprint, pairs);
+    equal(readSdpAnswer(changed('sha-256', 'sha-1')).fingerprint, undefined);
 });
 
-test('a word that is missing is undefined', () => {
-    equal(readAnswer(changed('a=ice-pwd:', 'a=other:')), { ...ofChromium, icePwd: undefined });
+test('a missing value is undefined', () => {
+    equal(readSdpAnswer(changed('a=ice-pwd:', 'a=other:')), { ...ofChromium, icePwd: undefined });
 });
 
-test('an answer that does not take the one audio section is refused', () => {
+test('an answer without exactly one accepted audio section is rejected', () => {
     equal(refuses(changed('m=audio 9', 'm=audio 0')), true);
     equal(refuses(changed('m=audio', 'm=video')), true);
     equal(refuses(`${chromium}m=audio 9 UDP/TLS/RTP/SAVPF 111\r\n`), true);

@@ -1,7 +1,7 @@
 import { StatePosts } from '/state-posts.js';
 import { equal, test } from './testing.js';
 
-/** A desk that answers when the test says so. */
+/** A desk that responds when the test says so. */
 class SlowDesk {
     sent = [];
     waiting = [];
@@ -19,7 +19,7 @@ class SlowDesk {
     }
 }
 
-/** Lets every promise that can go on do so. */
+/** Runs every promise callback that is ready. */
 const settled = () => new Promise((resolve) => setTimeout(resolve, 0));
 
 test('a change is posted at once, with the number 1', () => {
@@ -28,7 +28,7 @@ test('a change is posted at once, with the number 1', () => {
     equal(desk.sent, [{ number: 1, talk: [0] }]);
 });
 
-test('never are two posts under way, and the newest state wins', async () => {
+test('there are never two posts in flight, and the newest state wins', async () => {
     const desk = new SlowDesk();
     let talk = [0];
     const posts = new StatePosts(() => ({ talk }), desk.send, () => {});
@@ -44,19 +44,19 @@ test('never are two posts under way, and the newest state wins', async () => {
     equal(desk.sent.length, 2);
 });
 
-test('a sign of life is a post, unless one is under way', async () => {
+test('a keep-alive is a post, unless one is in flight', async () => {
     const desk = new SlowDesk();
     const posts = new StatePosts(() => ({}), desk.send, () => {});
-    posts.signOfLife();
-    posts.signOfLife();
+    posts.keepAlive();
+    posts.keepAlive();
     equal(desk.sent.length, 1);
     await desk.takes();
     equal(desk.sent.length, 1);
-    posts.signOfLife();
+    posts.keepAlive();
     equal(desk.sent.length, 2);
 });
 
-test('what goes on changing is posted once in a while, and a key at once', async () => {
+test('what keeps changing is throttled, and a key is posted at once', async () => {
     const desk = new SlowDesk();
     let level = 1;
     const due = [];
@@ -72,25 +72,25 @@ test('what goes on changing is posted once in a while, and a key at once', async
     equal(desk.sent[1], { number: 2, level: 0.6 });
 });
 
-test('a refused post is told, and the next change is posted all the same', async () => {
+test('a failed post is reported, and the next change is posted all the same', async () => {
     const desk = new SlowDesk();
     const told = [];
     const posts = new StatePosts(() => ({}), desk.send, (error) => told.push(error));
     posts.changed();
-    await desk.refuses('no-answer');
-    equal(told, ['no-answer']);
+    await desk.refuses('no-response');
+    equal(told, ['no-response']);
     posts.changed();
     equal(desk.sent.map(({ number }) => number), [1, 2]);
 });
 
-test('after the stop nothing is posted and nothing is told', async () => {
+test('after stop() nothing is posted or reported', async () => {
     const desk = new SlowDesk();
     const told = [];
     const posts = new StatePosts(() => ({}), desk.send, (error) => told.push(error));
     posts.changed();
     posts.changed();
     posts.stop();
-    await desk.refuses('no-answer');
+    await desk.refuses('no-response');
     posts.changed();
     equal(desk.sent.length, 1);
     equal(told, []);

@@ -1,4 +1,4 @@
-import { strayLimit, tailTime, tapTime, TalkKeys } from '/talk-keys.js';
+import { hangTime, swipeDistance, tapTime, TalkKeys } from '/talk-keys.js';
 import { equal, test } from './testing.js';
 
 /** Two channels with a key each, and a third key for both. */
@@ -22,28 +22,28 @@ test('a press talks at once', () => {
     equal(keys.state(1), 'idle');
 });
 
-test('a long press ends with the release and its tail', () => {
+test('a long press ends with the release and its hang time', () => {
     const keys = make();
     keys.press('finger', 0, 0);
     keys.release('finger', long);
     equal(keys.state(0), 'idle');
     equal(keys.talking(long), [0]);
-    equal(keys.nextChange(long), long + tailTime);
-    equal(keys.talking(long + tailTime - 1), [0]);
-    equal(keys.talking(long + tailTime), []);
-    equal(keys.nextChange(long + tailTime), null);
+    equal(keys.nextChange(long), long + hangTime);
+    equal(keys.talking(long + hangTime - 1), [0]);
+    equal(keys.talking(long + hangTime), []);
+    equal(keys.nextChange(long + hangTime), null);
 });
 
-test('a new press during the tail goes on talking', () => {
+test('a new press during the hang time keeps talking', () => {
     const keys = make();
     keys.press('finger', 0, 0);
     keys.release('finger', long);
     keys.press('finger', 0, long + 50);
     equal(keys.nextChange(long + 50), null);
-    equal(keys.talking(long + tailTime + 1), [0]);
+    equal(keys.talking(long + hangTime + 1), [0]);
 });
 
-test('a tap latches, and the next tap releases with its tail', () => {
+test('a tap latches, and the next tap releases with hang time', () => {
     const keys = latched();
     equal(keys.state(0), 'latched');
     equal(keys.talking(60000), [0]);
@@ -52,7 +52,7 @@ test('a tap latches, and the next tap releases with its tail', () => {
     keys.release('finger', 60050);
     equal(keys.state(0), 'idle');
     equal(keys.talking(60051), [0]);
-    equal(keys.talking(60050 + tailTime), []);
+    equal(keys.talking(60050 + hangTime), []);
 });
 
 test('a press of exactly the tap’s time is a hold', () => {
@@ -70,41 +70,41 @@ test('a long press on a latched key releases it at its end', () => {
     equal(keys.state(0), 'idle');
 });
 
-test('a touch that is taken away releases a held key and latches nothing', () => {
+test('a cancelled touch releases a held key and latches nothing', () => {
     const keys = make();
     keys.press('finger', 0, 0);
     keys.cancel('finger', 50);
     equal(keys.state(0), 'idle');
-    equal(keys.talking(50 + tailTime), []);
+    equal(keys.talking(50 + hangTime), []);
     keys.release('finger', 60);
     equal(keys.state(0), 'idle');
 });
 
-test('a touch that is taken away leaves a latch alone', () => {
+test('a cancelled touch leaves a latch alone', () => {
     const keys = latched();
     keys.press('finger', 0, 5000);
     keys.cancel('finger', 5050);
     equal(keys.state(0), 'latched');
 });
 
-test('a swipe over a key latches nothing and talks no longer', () => {
+test('a swipe over a key latches nothing and stops talking', () => {
     const keys = make();
     keys.press('finger', 0, 0, 100, 100);
-    keys.move('finger', 40, 100, 101 + strayLimit, true);
+    keys.move('finger', 40, 100, 101 + swipeDistance, true);
     equal(keys.state(0), 'idle');
     keys.release('finger', 60);
     equal(keys.state(0), 'idle');
 });
 
-test('a finger that trembles still taps', () => {
+test('a finger that moves a little still taps', () => {
     const keys = make();
     keys.press('finger', 0, 0, 100, 100);
-    keys.move('finger', 40, 100 + strayLimit, 100, true);
+    keys.move('finger', 40, 100 + swipeDistance, 100, true);
     keys.release('finger', 60);
     equal(keys.state(0), 'latched');
 });
 
-test('a thumb that drifts while it talks goes on talking as long as it is on the key', () => {
+test('a thumb that drifts keeps talking as long as it is on the key', () => {
     const keys = make();
     keys.press('finger', 0, 0, 100, 100);
     keys.move('finger', long, 130, 100, true);
@@ -119,7 +119,7 @@ test('the key for all opens every channel and shows on each', () => {
     equal(keys.talking(0), [0, 1]);
     equal([keys.state(0), keys.state(1), keys.state(all)], ['held', 'held', 'held']);
     keys.release('finger', long);
-    equal(keys.talking(long + tailTime), []);
+    equal(keys.talking(long + hangTime), []);
 });
 
 test('a tap on the key for all latches every key, a second one releases them', () => {
@@ -139,7 +139,7 @@ test('the key for all shows latched once each single key is', () => {
     equal(keys.state(all), 'latched');
     keys.toggle(0, 3000);
     equal(keys.state(all), 'idle');
-    equal(keys.talking(3000 + tailTime), [1]);
+    equal(keys.talking(3000 + hangTime), [1]);
 });
 
 test('holding the key for all leaves what was latched latched', () => {
@@ -147,10 +147,10 @@ test('holding the key for all leaves what was latched latched', () => {
     keys.press('finger', all, 1000);
     equal([keys.state(0), keys.state(1), keys.state(all)], ['latched', 'held', 'held']);
     keys.release('finger', 1000 + long);
-    equal(keys.talking(1000 + long + tailTime), [0]);
+    equal(keys.talking(1000 + long + hangTime), [0]);
 });
 
-test('a second press of another hand spoils the tap of both', () => {
+test('a second press of another hand turns both taps into holds', () => {
     const keys = make();
     keys.press('Digit1', 0, 0);
     keys.press('Digit2', 1, 20);
@@ -165,17 +165,17 @@ test('two keys of the keyboard hold two channels', () => {
     keys.press('Digit2', 1, 300);
     equal(keys.talking(300), [0, 1]);
     keys.release('Digit1', 900);
-    equal(keys.talking(900 + tailTime), [1]);
+    equal(keys.talking(900 + hangTime), [1]);
 });
 
-test('two hands on one key hold it until both are gone', () => {
+test('two hands on one key hold it until both are released', () => {
     const keys = make();
     keys.press('finger', 0, 0);
     keys.press('Space', 0, 300);
     keys.release('finger', 900);
     equal(keys.talking(5000), [0]);
     keys.release('Space', 6000);
-    equal(keys.talking(6000 + tailTime), []);
+    equal(keys.talking(6000 + hangTime), []);
 });
 
 test('a hand cannot press twice', () => {
@@ -192,14 +192,14 @@ test('a key that does not exist cannot be pressed', () => {
     equal(keys.talking(0), []);
 });
 
-test('all hands can be taken away at once, or some', () => {
+test('all hands can be cancelled, or some of them', () => {
     const keys = make();
     keys.press('pointer 1', 0, 0);
     keys.press('Digit2', 1, 300);
     keys.cancelHands(1000, (hand) => hand.startsWith('pointer'));
-    equal(keys.talking(1000 + tailTime), [1]);
+    equal(keys.talking(1000 + hangTime), [1]);
     keys.cancelHands(2000);
-    equal(keys.talking(2000 + tailTime), []);
+    equal(keys.talking(2000 + hangTime), []);
 });
 
 test('a screen reader’s press latches and releases', () => {
@@ -210,7 +210,7 @@ test('a screen reader’s press latches and releases', () => {
     equal(keys.state(0), 'idle');
 });
 
-test('everything off means now, without a tail, and tells whether anything was on', () => {
+test('allOff() turns everything off without hang time and returns whether anything was on', () => {
     const keys = latched();
     keys.press('finger', 1, 1000);
     equal(keys.allOff(), true);
@@ -219,7 +219,7 @@ test('everything off means now, without a tail, and tells whether anything was o
     equal(keys.allOff(), false);
 });
 
-test('unusable keys are off and take no press until they are usable again', () => {
+test('unusable keys are off and ignore presses until they are usable again', () => {
     const keys = latched();
     keys.setUsable(false);
     equal(keys.talking(500), []);

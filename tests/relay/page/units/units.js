@@ -1,6 +1,6 @@
-// Runs the units' tests in the browser and leaves the outcome in window.outcome.
+// Runs the unit tests in the browser and leaves the results in window.outcome.
 import './fragment_test.js';
-import './line_test.js';
+import './connection_test.js';
 import './sdp_answer_test.js';
 import './sentences_test.js';
 import './state_posts_test.js';
