@@ -2,9 +2,9 @@
 
 #include "relay/Relay.h"
 #include "relay/Sentences.h"
+#include "relay/access/Certificate.h"
 #include "relay/access/CrewCode.h"
 #include "relay/access/StateDirectory.h"
-#include "relay/access/StoredCertificate.h"
 #include "relay/audio/AudioFormat.h"
 #include "relay/confinement/ConfinementRules.h"
 #include "relay/http/TlsConfiguration.h"
@@ -12,10 +12,8 @@
 #include "relay/log/LineWriter.h"
 #include "relay/log/Messages.h"
 #include "relay/net/AddressRanking.h"
-#include "relay/net/HostNames.h"
 #include "relay/net/NetworkAddresses.h"
-#include "relay/net/OpenPort.h"
-#include "relay/net/PortHolder.h"
+#include "relay/net/Port.h"
 #include "relay/speech/SpeechSynthesizer.h"
 
 #include <QFile>

@@ -2,7 +2,7 @@
 
 #include "TestCertificate.h"
 #include "relay/http/TlsConfiguration.h"
-#include "relay/net/OpenPort.h"
+#include "relay/net/Port.h"
 
 #include <QDir>
 
