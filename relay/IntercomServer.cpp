@@ -7,7 +7,6 @@
 #include "relay/access/StateDirectory.h"
 #include "relay/audio/AudioFormat.h"
 #include "relay/confinement/ConfinementRules.h"
-#include "relay/http/TlsConfiguration.h"
 #include "relay/log/LineText.h"
 #include "relay/log/LineWriter.h"
 #include "relay/log/Messages.h"
@@ -166,7 +165,7 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
     for (const QString& name : place.names.hostNames) {
         names.push_back(name.toUtf8());
     }
-    server->setHostNames(names);
+    server->router().setHostNames(names);
 
     QStringList remarks;
     if (!code.replacedBecause.isEmpty()) {

@@ -2,7 +2,7 @@
 
 #include "relay/net/Port.h"
 #include "relay/osc/AnnouncementReading.h"
-#include "relay/sessions/CrewNews.h"
+#include "relay/sessions/CrewEvents.h"
 #include "relay/sessions/ShowPatch.h"
 
 #include <QString>

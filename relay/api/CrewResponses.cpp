@@ -116,11 +116,6 @@ QByteArray responseText(const CardResponse& response)
          {"roles", json(response.roles)}});
 }
 
-QByteArray errorText(QLatin1String word)
-{
-    return text({{"error", std::string(word.data(), static_cast<std::size_t>(word.size()))}});
-}
-
 QByteArray slowDownText(std::chrono::seconds wait)
 {
     return text({{"error", "slow-down"}, {"seconds", wait.count()}});

@@ -1,4 +1,3 @@
-#include "Browser.h"
 #include "WebUnderTest.h"
 #include "tests/TestProgram.h"
 
@@ -13,17 +12,13 @@
 using namespace wingbell;
 using namespace std::chrono_literals;
 
-/// What strangers do to a server.
-class HttpsServerBoundsTest : public QObject
+/// What untrusted clients do to a server.
+class HttpsServerBoundsTest : public WebTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void cleanup();
-
-    void halfHandshakesKeepNobodyWaiting();
+    void halfHandshakesKeepNoOtherWaiting();
     void whoSaysNothingIsCut();
     void aSlowHandshakeIsCut();
     void aSlowFirstRequestIsCut_data();
@@ -63,27 +58,9 @@ private Q_SLOTS:
     void tooManyRequestsAreToldToSlowDown();
     void tooManyConnectionsInTooShortATimeAreRefused();
     void withoutDescriptorsTheOthersAreServedOn();
-
-private:
-    std::size_t m_descriptorsBefore = 0;
 };
 
 namespace {
-
-bool got(Browser& browser, int status)
-{
-    const QByteArray& bytes = browser.received();
-    return bytes.startsWith(QByteArray("HTTP/1.1 ").append(QByteArray::number(status))) &&
-           bytes.contains("\r\n\r\n");
-}
-
-Browser asking(const WebUnderTest& web, const QByteArray& request, const char* from = "127.0.0.1")
-{
-    Browser browser(web.port, from);
-    browser.secure();
-    browser.send(request);
-    return browser;
-}
 
 HttpLimits withShort(std::chrono::milliseconds HttpLimits::*limit)
 {
@@ -140,24 +117,7 @@ private:
 
 } // namespace
 
-void HttpsServerBoundsTest::initTestCase()
-{
-    WebUnderTest web;
-    Browser browser = asking(web, get("/"));
-    QTRY_VERIFY(got(browser, 200));
-}
-
-void HttpsServerBoundsTest::init()
-{
-    m_descriptorsBefore = openDescriptors();
-}
-
-void HttpsServerBoundsTest::cleanup()
-{
-    QCOMPARE(openDescriptors(), m_descriptorsBefore);
-}
-
-void HttpsServerBoundsTest::halfHandshakesKeepNobodyWaiting()
+void HttpsServerBoundsTest::halfHandshakesKeepNoOtherWaiting()
 {
     HttpLimits limits = WebUnderTest::wideLimits();
     limits.firstRequestTimeout = 1h;
@@ -286,7 +246,7 @@ void HttpsServerBoundsTest::aRequestThatIsAnsweredLateIsNotCut()
 void HttpsServerBoundsTest::whoDoesNotReadAPageIsCut()
 {
     WebUnderTest web(withShort(&HttpLimits::stalledTimeout));
-    web.server->addPage("/large", "text/plain", QByteArray(10000000, 'x'));
+    web.server->router().addPage("/large", "text/plain", QByteArray(10000000, 'x'));
     Browser browser = asking(web, {});
     QTRY_VERIFY(browser.isSecure());
     browser.stopReading();
@@ -330,7 +290,7 @@ void HttpsServerBoundsTest::whoDoesNotReadItsEventsGetsOnlyTheNewest()
 void HttpsServerBoundsTest::whoDoesNotReadItsAnswersIsHeardNoFurther()
 {
     WebUnderTest web(WebUnderTest::wideLimits());
-    web.server->addPage("/large", "text/plain", QByteArray(1000000, 'x'));
+    web.server->router().addPage("/large", "text/plain", QByteArray(1000000, 'x'));
     Browser browser = asking(web, {});
     QTRY_VERIFY(browser.isSecure());
     browser.stopReading();
@@ -520,7 +480,7 @@ void HttpsServerBoundsTest::whoVanishesLeavesNothing()
     QFETCH(QByteArray, bytes);
     QFETCH(bool, withError);
     WebUnderTest web(WebUnderTest::wideLimits());
-    web.server->addPage("/large", "text/plain", QByteArray(10000000, 'x'));
+    web.server->router().addPage("/large", "text/plain", QByteArray(10000000, 'x'));
     Browser browser(web.port);
     if (isSecure) {
         browser.secure();
@@ -586,7 +546,7 @@ void HttpsServerBoundsTest::theLoopRestsWhateverIsWaitedFor()
     QFETCH(QByteArray, bytes);
     QFETCH(QByteArray, expected);
     WebUnderTest web(WebUnderTest::wideLimits());
-    web.server->addPage("/huge", "text/plain", QByteArray(20000000, 'x'));
+    web.server->router().addPage("/huge", "text/plain", QByteArray(20000000, 'x'));
     Browser browser(web.port);
     if (isSecure) {
         browser.secure();

@@ -1,5 +1,3 @@
-#include "Browser.h"
-#include "TestCertificate.h"
 #include "WebUnderTest.h"
 #include "tests/TestProgram.h"
 
@@ -12,15 +10,11 @@
 using namespace wingbell;
 using namespace std::chrono_literals;
 
-class HttpsServerTest : public QObject
+class HttpsServerTest : public WebTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void cleanup();
-
     void aPageComesWithWhatKeepsABrowserSafe();
     void aPageThatIsKnownNeedNotComeAgain();
     void aHeadIsAPageWithoutItsBody();
@@ -62,49 +56,7 @@ private Q_SLOTS:
     void shutDownWaitsNoLongerThanItsTimeout();
     void shutDownWithoutConnectionsIsDoneAtOnce();
     void whatOutlivesTheServerIsHarmless();
-
-private:
-    std::size_t m_descriptorsBefore = 0;
 };
-
-namespace {
-
-/// True when `browser` got an answer of that status, and that answer alone.
-bool got(Browser& browser, int status)
-{
-    const QByteArray& bytes = browser.received();
-    return bytes.startsWith(QByteArray("HTTP/1.1 ").append(QByteArray::number(status))) &&
-           bytes.contains("\r\n\r\n") && bytes.count("HTTP/1.1 ") == 1;
-}
-
-/// A browser that has asked.
-Browser asking(const WebUnderTest& web, const QByteArray& request)
-{
-    Browser browser(web.port);
-    browser.secure();
-    browser.send(request);
-    return browser;
-}
-
-} // namespace
-
-void HttpsServerTest::initTestCase()
-{
-    // What OpenSSL and Qt open once stays open.
-    WebUnderTest web;
-    Browser browser = asking(web, get("/"));
-    QTRY_VERIFY(got(browser, 200));
-}
-
-void HttpsServerTest::init()
-{
-    m_descriptorsBefore = openDescriptors();
-}
-
-void HttpsServerTest::cleanup()
-{
-    QCOMPARE(openDescriptors(), m_descriptorsBefore);
-}
 
 void HttpsServerTest::aPageComesWithWhatKeepsABrowserSafe()
 {
@@ -157,7 +109,7 @@ void HttpsServerTest::aLargePageComesWhole()
         page.append(QByteArray::number(line)).append('\n');
     }
     WebUnderTest web;
-    web.server->addPage("/large", "text/plain", page);
+    web.server->router().addPage("/large", "text/plain", page);
     Browser browser = asking(web, get("/large") + get("/"));
     QTRY_VERIFY(browser.received().endsWith("<p>The desk</p>"));
     QVERIFY(browser.received().contains(QByteArray("\r\n\r\n").append(page).append("HTTP/1.1 ")));
@@ -221,9 +173,9 @@ void HttpsServerTest::aPostReachesItsHandlerAsItWasSent()
     QVERIFY(browser.received().contains("\r\nContent-Type: application/json\r\n"));
     QVERIFY(browser.received().contains("\r\nCache-Control: no-store\r\n"));
     const HttpRequest& request = web.requests.at(0);
-    QCOMPARE(request.head.method, QByteArray("POST"));
-    QCOMPARE(request.head.path, QByteArray("/api/echo"));
-    QCOMPARE(request.head.queryItem("session").value(), QByteArray("12"));
+    QCOMPARE(request.method, QByteArray("POST"));
+    QCOMPARE(request.path, QByteArray("/api/echo"));
+    QCOMPARE(request.queryItem("session").value(), QByteArray("12"));
     QCOMPARE(request.body, QByteArray("{\"a\":1}"));
     QCOMPARE(request.peer, QHostAddress(QHostAddress::LocalHost));
 }
@@ -256,7 +208,7 @@ void HttpsServerTest::anAnswerMayComeLater()
     Browser late = asking(web, get("/api/later"));
     QTRY_VERIFY(early.hasSent() && late.hasSent() && web.waiting.size() == 2);
     QVERIFY(early.received().isEmpty());
-    web.waiting.at(1).send(503, "application/json", "{\"error\":\"full\"}", {{"X-A", "b"}});
+    web.waiting.at(1).send({503, {{"X-A", "b"}}, "{\"error\":\"full\"}"});
     web.waiting.at(0).sendNothing();
     QTRY_VERIFY(got(early, 204) || got(early, 503));
     QTRY_VERIFY(got(late, 204) || got(late, 503));
@@ -361,7 +313,7 @@ void HttpsServerTest::aForeignNameIsTurnedAway()
     QFETCH(QByteArray, host);
     QFETCH(bool, foreign);
     WebUnderTest web;
-    web.server->setHostNames({"Desk.local"});
+    web.server->router().setHostNames({"Desk.local"});
     Browser browser = asking(web, post("/api/echo", "{}").replace("127.0.0.1", host));
     QTRY_VERIFY(got(browser, foreign ? 421 : 200));
     QCOMPARE(web.requests.empty(), foreign);
@@ -391,6 +343,7 @@ void HttpsServerTest::plainHttpGetsTheExplainingPageAndNothingElse()
     QVERIFY(got(browser, 200));
     QVERIFY(browser.received().endsWith("\r\n\r\n<p>Crew only over https</p>"));
     QVERIFY(browser.received().contains("\r\nContent-Type: text/html; charset=utf-8\r\n"));
+    QVERIFY(browser.received().contains("\r\nCache-Control: no-store\r\n"));
     QVERIFY(web.waiting.empty());
     browser.close();
     QTRY_COMPARE(web.connections(), std::size_t(0));
@@ -455,8 +408,10 @@ void HttpsServerTest::eventsComeAsTheyAreSent()
     stream.send("beat", "{}");
     QTRY_VERIFY(browser.received().endsWith("16\r\nevent: beat\ndata: {}\n\n\r\n"));
     stream.send("desk", "old");
+    stream.send("beat", "{}");
     stream.send("desk", "new");
-    QTRY_VERIFY(browser.received().endsWith("event: desk\ndata: new\n\n\r\n"));
+    QTRY_VERIFY(
+        browser.received().endsWith("event: desk\ndata: new\n\nevent: beat\ndata: {}\n\n\r\n"));
     QVERIFY(!browser.received().contains("old"));
 }
 
