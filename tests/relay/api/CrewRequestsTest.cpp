@@ -10,7 +10,7 @@ using namespace wingbell;
 
 namespace {
 
-/// The word of the refusal; empty when the request was read.
+/// The word of the error; empty when the request was read.
 template <typename Request> QString wordOf(const Result<Request, RequestBodyError>& request)
 {
     return request ? QString() : QString::fromLatin1(wordFor(request.error()));

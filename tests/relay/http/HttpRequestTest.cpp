@@ -81,6 +81,7 @@ void HttpRequestTest::theConnectionIsClosedWhenAskedFor_data()
     QTest::addColumn<bool>("keeps");
     QTest::newRow("close") << QByteArray("close") << false;
     QTest::newRow("in a list") << QByteArray("TE , Close") << false;
+    QTest::newRow("in a second field") << QByteArray("keep-alive\r\nConnection: close") << false;
     QTest::newRow("keep") << QByteArray("keep-alive, Upgrade") << true;
     QTest::newRow("another word") << QByteArray("closed") << true;
     QTest::newRow("nothing") << QByteArray(",, ,") << true;

@@ -41,7 +41,7 @@ private Q_SLOTS:
     void plainHttpReachesNoHandler();
     void onlyHttp11IsAgreedOnInside();
     void anOldTlsIsRefused();
-    void aBrowserThatDislikesTheCertificateIsNoRefusal();
+    void aBrowserThatRefusesTheCertificateIsNotRejected();
 
     void eventsComeAsTheyAreSent();
     void aClosedStreamEndsAndTheConnectionGoesOn();
@@ -382,7 +382,7 @@ void HttpsServerTest::anOldTlsIsRefused()
     QTRY_VERIFY(got(newer, 200));
 }
 
-void HttpsServerTest::aBrowserThatDislikesTheCertificateIsNoRefusal()
+void HttpsServerTest::aBrowserThatRefusesTheCertificateIsNotRejected()
 {
     WebUnderTest web;
     Browser browser(web.port);

@@ -128,7 +128,7 @@ void RequestReaderTest::bytesBecomeRequests_data()
     QTest::newRow("a field at the end")
         << chunked("0\r\nHost: desk\r\n\r\n") << QByteArrayList{"400"};
     QTest::newRow("endless size") << chunked(QByteArray(40, '0')) << QByteArrayList{"400"};
-    QTest::newRow("nothing after a problem")
+    QTest::newRow("nothing after an error")
         << (QByteArray("rubbish\r\n\r\n") + get) << QByteArrayList{"400"};
 }
 
