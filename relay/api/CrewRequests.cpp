@@ -4,6 +4,7 @@
 #include "base/Utf8.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <string>
 #include <utility>
@@ -13,6 +14,12 @@ namespace wingbell {
 namespace {
 
 using Json = nlohmann::json;
+
+/// Of each RequestBodyError.
+constexpr std::array errorWords = {"too-large",    "no-json",  "no-object",
+                                   "wrong-type",   "missing",  "twice",
+                                   "out-of-range", "too-long", "bad-answer"};
+static_assert(errorWords.size() == static_cast<std::size_t>(RequestBodyError::BadAnswer) + 1);
 
 /// Refuses an object that has a member twice.
 class UniqueMemberBuilder : public JsonTreeBuilder
@@ -192,27 +199,7 @@ private:
 
 QByteArray wordFor(RequestBodyError error)
 {
-    switch (error) {
-    case RequestBodyError::TooLarge:
-        return "too-large";
-    case RequestBodyError::NoJson:
-        return "no-json";
-    case RequestBodyError::NoObject:
-        return "no-object";
-    case RequestBodyError::WrongType:
-        return "wrong-type";
-    case RequestBodyError::Missing:
-        return "missing";
-    case RequestBodyError::Twice:
-        return "twice";
-    case RequestBodyError::OutOfRange:
-        return "out-of-range";
-    case RequestBodyError::BadAnswer:
-        return "bad-answer";
-    case RequestBodyError::TooLong:
-        break;
-    }
-    return "too-long";
+    return errorWords.at(static_cast<std::size_t>(error));
 }
 
 Result<CodeRequest, RequestBodyError> readCodeRequest(QByteArrayView body)

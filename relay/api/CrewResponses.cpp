@@ -22,14 +22,7 @@ Json json(const QByteArray& bytes)
     return bytes.toStdString();
 }
 
-Json json(const QStringList& texts)
-{
-    Json list = Json::array();
-    for (const QString& text : texts) {
-        list.push_back(json(text));
-    }
-    return list;
-}
+template <typename Entry> Json json(const QList<Entry>& entries);
 
 Json json(const QrCode& code)
 {
