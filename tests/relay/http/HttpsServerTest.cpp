@@ -25,10 +25,10 @@ private Q_SLOTS:
     void anotherMethodIsRefused();
     void aPostReachesItsHandlerAsItWasSent();
     void aChunkedPostReachesItsHandlerWhole();
-    void aSenderWhoWaitsIsToldToGoOn();
-    void anAnswerMayComeLater();
-    void aReplyThatIsDroppedIsAFailure();
-    void onlyTheFirstAnswerIsSent();
+    void aClientThatExpectsContinueIsToldToGoOn();
+    void aResponseMayComeLater();
+    void aResponseThatIsDroppedIsAFailure();
+    void onlyTheFirstResponseIsSent();
     void requestsSentAheadAreAnsweredInTheirOrder();
     void theConnectionIsClosedWhenAskedFor();
     void anOldVersionIsServedAndClosed();
@@ -63,16 +63,17 @@ void HttpsServerTest::aPageComesWithWhatKeepsABrowserSafe()
     WebUnderTest web;
     Browser browser = asking(web, get("/?a=b"));
     QTRY_VERIFY(got(browser, 200));
-    const QByteArray& answer = browser.received();
-    QVERIFY(answer.endsWith("\r\n\r\n<p>The desk</p>"));
-    QVERIFY(answer.contains("\r\nContent-Type: text/html; charset=utf-8\r\n"));
-    QVERIFY(answer.contains("\r\nContent-Length: 15\r\n"));
-    QVERIFY(answer.contains("\r\nContent-Security-Policy: default-src 'none'; script-src 'self';"));
-    QVERIFY(answer.contains("\r\nX-Content-Type-Options: nosniff\r\n"));
-    QVERIFY(answer.contains("\r\nReferrer-Policy: no-referrer\r\n"));
-    QVERIFY(answer.contains("\r\nCross-Origin-Resource-Policy: same-origin\r\n"));
-    QVERIFY(answer.contains("\r\nCache-Control: no-cache\r\n"));
-    QVERIFY(!answer.contains("Server:"));
+    const QByteArray& response = browser.received();
+    QVERIFY(response.endsWith("\r\n\r\n<p>The desk</p>"));
+    QVERIFY(response.contains("\r\nContent-Type: text/html; charset=utf-8\r\n"));
+    QVERIFY(response.contains("\r\nContent-Length: 15\r\n"));
+    QVERIFY(
+        response.contains("\r\nContent-Security-Policy: default-src 'none'; script-src 'self';"));
+    QVERIFY(response.contains("\r\nX-Content-Type-Options: nosniff\r\n"));
+    QVERIFY(response.contains("\r\nReferrer-Policy: no-referrer\r\n"));
+    QVERIFY(response.contains("\r\nCross-Origin-Resource-Policy: same-origin\r\n"));
+    QVERIFY(response.contains("\r\nCache-Control: no-cache\r\n"));
+    QVERIFY(!response.contains("Server:"));
     QVERIFY(!browser.hasEnded());
     QCOMPARE(web.connections(), std::size_t(1));
 }
@@ -190,7 +191,7 @@ void HttpsServerTest::aChunkedPostReachesItsHandlerWhole()
     QVERIFY(browser.received().endsWith("\r\n\r\nto be, or not"));
 }
 
-void HttpsServerTest::aSenderWhoWaitsIsToldToGoOn()
+void HttpsServerTest::aClientThatExpectsContinueIsToldToGoOn()
 {
     WebUnderTest web;
     Browser browser = asking(
@@ -201,7 +202,7 @@ void HttpsServerTest::aSenderWhoWaitsIsToldToGoOn()
     QTRY_VERIFY(browser.received().endsWith("\r\n\r\nto be"));
 }
 
-void HttpsServerTest::anAnswerMayComeLater()
+void HttpsServerTest::aResponseMayComeLater()
 {
     WebUnderTest web;
     Browser early = asking(web, get("/api/later"));
@@ -218,7 +219,7 @@ void HttpsServerTest::anAnswerMayComeLater()
     QVERIFY(both.contains("\r\n\r\n{\"error\":\"full\"}"));
 }
 
-void HttpsServerTest::aReplyThatIsDroppedIsAFailure()
+void HttpsServerTest::aResponseThatIsDroppedIsAFailure()
 {
     WebUnderTest web;
     Browser browser = asking(web, get("/api/later"));
@@ -228,7 +229,7 @@ void HttpsServerTest::aReplyThatIsDroppedIsAFailure()
     QVERIFY(browser.received().endsWith("{\"error\":\"failed\"}"));
 }
 
-void HttpsServerTest::onlyTheFirstAnswerIsSent()
+void HttpsServerTest::onlyTheFirstResponseIsSent()
 {
     WebUnderTest web;
     Browser browser = asking(web, get("/api/later"));

@@ -82,7 +82,7 @@ private Q_SLOTS:
     void aHeadAsLongAsAllowedIsRead();
     void anEndlessHeadIsAnErrorBeforeItsEnd();
     void anEndlessBodyIsAnErrorBeforeItsEnd();
-    void aSenderWhoWaitsIsToldToGoOnOnce();
+    void aClientThatExpectsContinueIsToldToGoOnOnce();
     void rubbishIsReadTheSameInWhateverPieces();
     void theBeginningTellsWhatItIs_data();
     void theBeginningTellsWhatItIs();
@@ -189,7 +189,7 @@ void RequestReaderTest::anEndlessBodyIsAnErrorBeforeItsEnd()
     QCOMPARE(outcomeOf(chunked(QByteArray("1\r\nx\r\n").repeated(51))), QByteArrayList{"413"});
 }
 
-void RequestReaderTest::aSenderWhoWaitsIsToldToGoOnOnce()
+void RequestReaderTest::aClientThatExpectsContinueIsToldToGoOnOnce()
 {
     RequestReader reader(headLimit, bodyLimit);
     QVERIFY(!reader.takeContinue());

@@ -34,12 +34,12 @@ void ResponseTest::theHeadTellsStatusFieldsAndLength()
 
 void ResponseTest::theHeadTellsHowTheBodyEnds()
 {
-    const Response answer = {200, {}, {}};
-    const QByteArray chunks = responseHead(answer, Framing::Chunks, true);
+    const Response response = {200, {}, {}};
+    const QByteArray chunks = responseHead(response, Framing::Chunks, true);
     QVERIFY(chunks.contains("\r\nTransfer-Encoding: chunked\r\n"));
     QVERIFY(!chunks.contains("Content-Length"));
     QVERIFY(!chunks.contains("Connection"));
-    const QByteArray end = responseHead(answer, Framing::EndOfConnection, false);
+    const QByteArray end = responseHead(response, Framing::EndOfConnection, false);
     QVERIFY(!end.contains("Content-Length"));
     QVERIFY(!end.contains("chunked"));
     QVERIFY(end.contains("\r\nConnection: close\r\n"));
@@ -74,10 +74,10 @@ void ResponseTest::aChunkTellsItsSize()
 
 void ResponseTest::errorsAreJson()
 {
-    const Response answer = errorResponse(404, "not-found");
-    QCOMPARE(answer.status, 404);
-    QCOMPARE(answer.body, QByteArray("{\"error\":\"not-found\"}"));
-    QVERIFY(responseHead(answer, Framing::Length, true)
+    const Response response = errorResponse(404, "not-found");
+    QCOMPARE(response.status, 404);
+    QCOMPARE(response.body, QByteArray("{\"error\":\"not-found\"}"));
+    QVERIFY(responseHead(response, Framing::Length, true)
                 .contains("\r\nContent-Type: application/json\r\n"));
 }
 
