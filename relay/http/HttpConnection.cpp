@@ -127,7 +127,7 @@ void HttpConnection::finish()
     m_isFinishing = true;
     m_keepsConnection = false;
     const bool isShakingHands = m_phase == Phase::Reading && !m_socket.isEncrypted();
-    if (m_phase == Phase::Greeting || m_phase == Phase::Plain || isShakingHands) {
+    if (m_phase == Phase::Connected || m_phase == Phase::Plain || isShakingHands) {
         cut();
         return;
     }
@@ -211,8 +211,8 @@ bool HttpConnection::step()
         return false;
     }
     switch (m_phase) {
-    case Phase::Greeting:
-        return greet();
+    case Phase::Connected:
+        return detectTls();
     case Phase::Plain:
         return answerPlain();
     case Phase::Reading:
@@ -221,7 +221,7 @@ bool HttpConnection::step()
     case Phase::Streaming:
         return stream();
     case Phase::Responded:
-        return goOnAfterResponse();
+        return finishResponse();
     case Phase::Closing:
         return beginLingering();
     case Phase::Lingering:
@@ -232,7 +232,7 @@ bool HttpConnection::step()
     return false;
 }
 
-bool HttpConnection::greet()
+bool HttpConnection::detectTls()
 {
     const QByteArray first = m_socket.isOpen() ? m_socket.peek(1) : QByteArray();
     if (first.isEmpty()) {
@@ -356,7 +356,7 @@ bool HttpConnection::stream()
     return true;
 }
 
-bool HttpConnection::goOnAfterResponse()
+bool HttpConnection::finishResponse()
 {
     m_isIdle = m_keepsConnection && !hasEnded();
     m_phase = m_isIdle ? Phase::Reading : Phase::Closing;

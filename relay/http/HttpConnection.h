@@ -69,7 +69,7 @@ public:
 
 private:
     enum class Phase {
-        Greeting,   ///< nothing has come yet
+        Connected,  ///< nothing has come yet
         Plain,      ///< what came is not TLS
         Reading,    ///< the handshake, a request, or the pause between two
         Responding, ///< the response is being made
@@ -89,12 +89,12 @@ private:
 
     // Each returns true when there may be more to do at once.
     [[nodiscard]] bool step();
-    [[nodiscard]] bool greet();
+    [[nodiscard]] bool detectTls();
     [[nodiscard]] bool answerPlain();
     [[nodiscard]] bool readRequest();
     [[nodiscard]] bool waitForRequest();
     [[nodiscard]] bool stream();
-    [[nodiscard]] bool goOnAfterResponse();
+    [[nodiscard]] bool finishResponse();
     [[nodiscard]] bool beginLingering();
     [[nodiscard]] bool linger();
 
@@ -115,12 +115,12 @@ private:
 
     QSslSocket m_socket;
     std::optional<QSocketNotifier> m_resetNotifier; ///< set unless it had gone at once
-    QTimer m_deadline;                              ///< of the handshake, a request, a pause, ...
-    QTimer m_stalled; ///< since something was sent, while more is left
+    QTimer m_deadline; ///< of the handshake, a request, a keep-alive pause, the close
+    QTimer m_stalled;  ///< runs out when nothing was sent for too long
     bool m_isWoken = false;
 
-    Phase m_phase = Phase::Greeting;
-    bool m_isIdle = false; ///< between a response and the next request (keep-alive)
+    Phase m_phase = Phase::Connected;
+    bool m_isIdle = false; ///< in the keep-alive pause between a response and the next request
     bool m_hasFailed = false;
     bool m_tlsIsBroken = false;
     bool m_hasAlert = false; ///< the browser said in TLS what it dislikes

@@ -28,7 +28,7 @@ struct Response
 [[nodiscard]] QByteArray defaultPagePolicy();
 
 /// A response of the API: it is not shown as a document, not cached, and not readable for other
-/// sites. An empty `body` is no JSON, but nothing.
+/// sites. Without a `body` it has no content type either.
 [[nodiscard]] Response jsonResponse(int status, const QByteArray& body);
 
 /// An error for the page: {"error":"word"}. `word` is plain text without quotes.
