@@ -17,7 +17,7 @@ int main()
         ShowFile show;
         show.roles = {role};
         const auto begin = std::chrono::steady_clock::now();
-        const std::size_t unknown = ShowPatch(show).strays().size();
+        const std::size_t unknown = ShowPatch(show).unknownChannels().size();
         const std::chrono::duration<double, std::milli> spent =
             std::chrono::steady_clock::now() - begin;
         std::printf("%8zu%10.1f\n", unknown, spent.count());

@@ -3,7 +3,7 @@
 #include "relay/log/LineReminder.h"
 #include "relay/log/LogThrottle.h"
 #include "relay/osc/AnnouncementReading.h"
-#include "relay/sessions/CrewNews.h"
+#include "relay/sessions/CrewEvents.h"
 
 #include <QHostAddress>
 #include <QStringList>
@@ -16,7 +16,7 @@ class LineWriter;
 
 /// Tells a person what goes on, at most a few lines a second of each kind, and says again how to
 /// join when other lines have pushed that out of sight. Main thread only.
-class EventLog final : public CrewNews
+class EventLog final : public CrewObserver
 {
 public:
     using Clock = LogThrottle::Clock;

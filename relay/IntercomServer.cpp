@@ -2,20 +2,17 @@
 
 #include "relay/Relay.h"
 #include "relay/Sentences.h"
+#include "relay/access/Certificate.h"
 #include "relay/access/CrewCode.h"
 #include "relay/access/StateDirectory.h"
-#include "relay/access/StoredCertificate.h"
 #include "relay/audio/AudioFormat.h"
 #include "relay/confinement/ConfinementRules.h"
-#include "relay/http/TlsConfiguration.h"
 #include "relay/log/LineText.h"
 #include "relay/log/LineWriter.h"
 #include "relay/log/Messages.h"
 #include "relay/net/AddressRanking.h"
-#include "relay/net/HostNames.h"
 #include "relay/net/NetworkAddresses.h"
-#include "relay/net/OpenPort.h"
-#include "relay/net/PortHolder.h"
+#include "relay/net/Port.h"
 #include "relay/speech/SpeechSynthesizer.h"
 
 #include <QFile>
@@ -168,7 +165,7 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
     for (const QString& name : place.names.hostNames) {
         names.push_back(name.toUtf8());
     }
-    server->setHostNames(names);
+    server->router().setHostNames(names);
 
     QStringList remarks;
     if (!code.replacedBecause.isEmpty()) {

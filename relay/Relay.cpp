@@ -72,7 +72,7 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
           m_show, std::move(parts.osc), m_room, m_log,
           [this](const ChannelSet& channels) { m_crew.setAnnouncing(channels); })
     , m_service(
-          *parts.server, m_show, m_crew, m_door,
+          parts.server->router(), m_show, m_crew, m_door,
           [this](CodeError::Kind kind, const QHostAddress& who) {
               m_log.rejectedRequest(
                   kind == CodeError::Kind::Wrong ? Message::WrongCode : Message::MustWait, who);
@@ -96,8 +96,8 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
         waitForOutput();
     });
     QObject::connect(&m_crewTimer, &QTimer::timeout, &m_crewTimer, [this] {
-        m_crew.lookAround(Clock::now());
-        if (m_crew.people() == 0) {
+        m_crew.checkTimeouts(Clock::now());
+        if (m_crew.memberCount() == 0) {
             m_crewTimer.stop();
         }
     });
@@ -120,7 +120,7 @@ void Relay::tellOnAir()
     for (const QString& remark : m_remarks) {
         m_log.tell(remark);
     }
-    const std::vector<ShowPatch::Stray>& unknown = m_show.strays();
+    const std::vector<UnknownChannel>& unknown = m_show.unknownChannels();
     const std::size_t told = std::min(unknown.size(), maxUnknownChannelsTold);
     for (std::size_t index = 0; index < told; ++index) {
         m_log.tell(

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "relay/net/PortHolder.h"
+#include "relay/net/Port.h"
 #include "relay/osc/AnnouncementReading.h"
-#include "relay/sessions/CrewNews.h"
+#include "relay/sessions/CrewEvents.h"
 #include "relay/sessions/ShowPatch.h"
 
 #include <QString>

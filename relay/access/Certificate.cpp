@@ -1,15 +1,21 @@
 #include "relay/access/Certificate.h"
 
-#include "relay/access/OpenSslHandles.h"
-#include "relay/net/IpAddress.h"
+#include "relay/access/StateDirectory.h"
 
+#include <QCryptographicHash>
+#include <QDateTime>
 #include <QRandomGenerator>
+#include <QSslCertificate>
 
 #include <algorithm>
 #include <array>
-#include <cstring>
-#include <ctime>
+#include <memory>
+#include <openssl/bn.h>
 #include <openssl/ec.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
 #include <string_view>
 
 namespace wingbell {
@@ -18,10 +24,32 @@ namespace {
 
 using Time = Certificate::Time;
 
+/// Frees what OpenSSL gave with the function that belongs to it.
+template <auto free> struct FreedWith
+{
+    template <typename Type> void operator()(Type* thing) const { free(thing); }
+};
+
+using BioHandle = std::unique_ptr<BIO, FreedWith<BIO_free_all>>;
+using NumberHandle = std::unique_ptr<BIGNUM, FreedWith<BN_free>>;
+using KeyHandle = std::unique_ptr<EVP_PKEY, FreedWith<EVP_PKEY_free>>;
+using X509Handle = std::unique_ptr<X509, FreedWith<X509_free>>;
+using ExtensionHandle = std::unique_ptr<X509_EXTENSION, FreedWith<X509_EXTENSION_free>>;
+
+/// Forgets the errors of the calls within its scope. OpenSSL keeps them for the thread, whose next
+/// call would take them for its own.
+class OpenSslErrorScope
+{
+public:
+    OpenSslErrorScope() { ERR_set_mark(); }
+    ~OpenSslErrorScope() { ERR_pop_to_mark(); }
+    Q_DISABLE_COPY_MOVE(OpenSslErrorScope)
+};
+
 bool isNameable(const QString& name)
 {
-    constexpr qsizetype longest = 253;
-    return !name.isEmpty() && name.size() <= longest &&
+    constexpr qsizetype maxSize = 253;
+    return !name.isEmpty() && name.size() <= maxSize &&
            std::all_of(name.begin(), name.end(), [](QChar character) {
                const char16_t unit = character.unicode();
                return (unit >= u'a' && unit <= u'z') || (unit >= u'0' && unit <= u'9') ||
@@ -32,7 +60,7 @@ bool isNameable(const QString& name)
 template <typename List, typename Entry> void appendOnce(List& list, const Entry& entry)
 {
     if (std::find(list.begin(), list.end(), entry) == list.end() &&
-        static_cast<std::size_t>(list.size()) < Certificate::mostNames) {
+        static_cast<std::size_t>(list.size()) < Certificate::maxNames) {
         list.push_back(entry);
     }
 }
@@ -44,7 +72,8 @@ CertificateNames nameable(const CertificateNames& names)
     result.hostNames = {QStringLiteral("localhost")};
     result.addresses.emplace_back(QHostAddress::LocalHost);
     result.addresses.emplace_back(QHostAddress::LocalHostIPv6);
-    for (const QHostAddress& address : names.addresses) {
+    for (QHostAddress address : names.addresses) {
+        address.setScopeId({});
         appendOnce(result.addresses, address);
     }
     for (const QString& name : names.hostNames) {
@@ -55,46 +84,17 @@ CertificateNames nameable(const CertificateNames& names)
     return result;
 }
 
-/// Takes over `value` where it succeeds, as the libraries' lists do.
-bool append(GENERAL_NAMES& names, int type, QByteArrayView bytes)
+/// In the words of OpenSSL's configuration: "DNS:localhost,IP:127.0.0.1".
+QByteArray alternativeNames(const CertificateNames& names)
 {
-    const bool isAddress = type == GEN_IPADD;
-    ASN1_STRING* value = isAddress ? ASN1_OCTET_STRING_new() : ASN1_IA5STRING_new();
-    if (value == nullptr ||
-        ASN1_STRING_set(value, bytes.data(), static_cast<int>(bytes.size())) != 1) {
-        ASN1_STRING_free(value);
-        return false;
+    QStringList words;
+    for (const QString& name : names.hostNames) {
+        words.append(QStringLiteral("DNS:") + name);
     }
-    GeneralNameHandle name(GENERAL_NAME_new());
-    if (!name) {
-        ASN1_STRING_free(value);
-        return false;
+    for (const QHostAddress& address : names.addresses) {
+        words.append(QStringLiteral("IP:") + address.toString());
     }
-    GENERAL_NAME_set0_value(name.get(), type, value);
-    if (sk_GENERAL_NAME_push(&names, name.get()) <= 0) {
-        return false;
-    }
-    (void)name.release();
-    return true;
-}
-
-bool addNames(X509& certificate, const CertificateNames& names)
-{
-    const GeneralNamesHandle list(sk_GENERAL_NAME_new_null());
-    if (!list) {
-        return false;
-    }
-    const bool complete =
-        std::all_of(
-            names.hostNames.begin(), names.hostNames.end(),
-            [&list](const QString& name) { return append(*list, GEN_DNS, name.toLatin1()); }) &&
-        std::all_of(
-            names.addresses.begin(), names.addresses.end(), [&list](const QHostAddress& address) {
-                return append(*list, GEN_IPADD, addressBytes(address));
-            });
-    return complete &&
-           X509_add1_ext_i2d(
-               &certificate, NID_subject_alt_name, list.get(), 0, X509V3_ADD_DEFAULT) == 1;
+    return words.join(QLatin1Char(',')).toLatin1();
 }
 
 bool addExtension(X509& certificate, int kind, const char* value)
@@ -134,14 +134,14 @@ bool setValidity(X509& certificate, Time from, Time until)
            ASN1_TIME_set(X509_getm_notAfter(&certificate), Clock::to_time_t(until)) != nullptr;
 }
 
-/// It may not sign others: whoever installs it on a phone trusts this desk and nothing else.
+/// It may not sign others: a phone on which it is installed trusts this desk and nothing else.
 bool setExtensions(X509& certificate, const CertificateNames& names)
 {
     return addExtension(certificate, NID_basic_constraints, "critical,CA:FALSE") &&
            addExtension(certificate, NID_key_usage, "critical,digitalSignature") &&
            addExtension(certificate, NID_ext_key_usage, "serverAuth") &&
            addExtension(certificate, NID_subject_key_identifier, "hash") &&
-           addNames(certificate, names);
+           addExtension(certificate, NID_subject_alt_name, alternativeNames(names));
 }
 
 X509Handle signedCertificate(EVP_PKEY& key, const CertificateNames& names, Time from, Time until)
@@ -174,11 +174,24 @@ int noPassphrase(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*data*/
     return -1;
 }
 
+/// Reads from `bytes`, which must stay.
+BioHandle reading(const QByteArray& bytes)
+{
+    return BioHandle(BIO_new_mem_buf(bytes.constData(), static_cast<int>(bytes.size())));
+}
+
 KeyHandle keyIn(const QByteArray& pem)
 {
     const BioHandle source = reading(pem);
     return KeyHandle(
         source ? PEM_read_bio_PrivateKey(source.get(), nullptr, noPassphrase, nullptr) : nullptr);
+}
+
+X509Handle certificateIn(const QByteArray& pem)
+{
+    const BioHandle source = reading(pem);
+    return X509Handle(
+        source ? PEM_read_bio_X509(source.get(), nullptr, nullptr, nullptr) : nullptr);
 }
 
 bool isOnP256(const EVP_PKEY& key)
@@ -189,37 +202,21 @@ bool isOnP256(const EVP_PKEY& key)
            std::string_view(group.data()) == SN_X9_62_prime256v1;
 }
 
-std::optional<Time> timeOf(const ASN1_TIME* time)
+Time timeOf(const QDateTime& time)
 {
-    std::tm parts = {};
-    if (ASN1_TIME_to_tm(time, &parts) != 1) {
-        return std::nullopt;
-    }
-    return std::chrono::system_clock::from_time_t(::timegm(&parts));
+    return Time(std::chrono::seconds(time.toSecsSinceEpoch()));
 }
 
-QByteArrayView bytesOf(const ASN1_STRING* text)
+CertificateNames namesIn(const QSslCertificate& certificate)
 {
-    return {
-        reinterpret_cast<const char*>(ASN1_STRING_get0_data(text)),
-        qsizetype{ASN1_STRING_length(text)}};
-}
-
-CertificateNames namesIn(const X509& certificate)
-{
+    const auto alternatives = certificate.subjectAlternativeNames();
     CertificateNames names;
-    const GeneralNamesHandle list(static_cast<GENERAL_NAMES*>(
-        X509_get_ext_d2i(&certificate, NID_subject_alt_name, nullptr, nullptr)));
-    for (int at = 0; at < sk_GENERAL_NAME_num(list.get()); ++at) {
-        const GENERAL_NAME* name = sk_GENERAL_NAME_value(list.get(), at);
-        if (name->type == GEN_DNS) {
-            names.hostNames.append(QString::fromLatin1(bytesOf(name->d.dNSName)));
-        } else if (name->type == GEN_IPADD) {
-            const QHostAddress address = ipAddress(bytesOf(name->d.iPAddress));
-            if (!address.isNull()) {
-                names.addresses.push_back(address);
-            }
-        }
+    // Qt has the last first.
+    for (const QString& address : alternatives.values(QSsl::IpAddressEntry)) {
+        names.addresses.insert(names.addresses.begin(), QHostAddress(address));
+    }
+    for (const QString& name : alternatives.values(QSsl::DnsEntry)) {
+        names.hostNames.prepend(name);
     }
     return names;
 }
@@ -229,6 +226,38 @@ template <typename List> bool containsAll(const List& list, const List& wanted)
     return std::all_of(wanted.begin(), wanted.end(), [&list](const auto& entry) {
         return std::find(list.begin(), list.end(), entry) != list.end();
     });
+}
+
+/// Why a valid certificate must be replaced; empty when it need not be.
+QString reasonAgainst(const Certificate& certificate, const CertificateNames& names, Time now)
+{
+    if (now < certificate.validFrom()) {
+        return QStringLiteral("the stored certificate is not valid yet; check the clock");
+    }
+    if (now >= certificate.validUntil() - Certificate::renewedBefore) {
+        return QStringLiteral("the one before is about to expire or has expired");
+    }
+    if (!certificate.covers(names)) {
+        return QStringLiteral("this machine has addresses or names that the one before lacks");
+    }
+    return {};
+}
+
+QString reasonAgainst(const Result<QByteArray, FileError>& stored)
+{
+    if (stored) {
+        return QStringLiteral("the one before is damaged");
+    }
+    const bool isMissing = stored.error().kind == FileError::Kind::Missing;
+    return isMissing ? QStringLiteral("there was none") : stored.error().reason;
+}
+
+/// `names` first: where there is no room for all, they count most.
+CertificateNames withOlder(CertificateNames names, const CertificateNames& older)
+{
+    names.addresses.insert(names.addresses.end(), older.addresses.begin(), older.addresses.end());
+    names.hostNames.append(older.hostNames);
+    return names;
 }
 
 } // namespace
@@ -256,18 +285,18 @@ std::optional<Certificate> Certificate::fromPem(const QByteArray& pem)
         X509_verify(certificate.get(), key.get()) != 1) {
         return std::nullopt;
     }
-    const auto from = timeOf(X509_get0_notBefore(certificate.get()));
-    const auto until = timeOf(X509_get0_notAfter(certificate.get()));
     auto text = pemText(*key, *certificate);
-    if (!from || !until || !text) {
+    const QSslCertificate parsed(text.value_or(QByteArray()));
+    if (parsed.isNull() || !parsed.effectiveDate().isValid() || !parsed.expiryDate().isValid()) {
         return std::nullopt;
     }
+    const QByteArray digest = parsed.digest(QCryptographicHash::Sha256);
     Certificate result;
-    result.m_pem = std::move(*text);
-    result.m_fingerprint = QString::fromLatin1(digestOf(*certificate, EVP_sha256()));
-    result.m_names = namesIn(*certificate);
-    result.m_validFrom = *from;
-    result.m_validUntil = *until;
+    result.m_pem = *std::move(text);
+    result.m_fingerprint = QString::fromLatin1(digest.toHex(':').toUpper());
+    result.m_names = namesIn(parsed);
+    result.m_validFrom = timeOf(parsed.effectiveDate());
+    result.m_validUntil = timeOf(parsed.expiryDate());
     return result;
 }
 
@@ -276,6 +305,24 @@ bool Certificate::covers(const CertificateNames& names) const
     const CertificateNames wanted = nameable(names);
     return containsAll(m_names.addresses, wanted.addresses) &&
            containsAll(m_names.hostNames, wanted.hostNames);
+}
+
+std::optional<StoredCertificate> loadOrCreateCertificate(
+    const StateDirectory& folder, const CertificateNames& names, Certificate::Time now)
+{
+    const QString file = QStringLiteral("certificate.pem");
+    const auto stored = folder.read(file);
+    const auto before = stored ? Certificate::fromPem(*stored) : std::nullopt;
+    const QString newBecause = before ? reasonAgainst(*before, names, now) : reasonAgainst(stored);
+    if (before && newBecause.isEmpty()) {
+        return StoredCertificate{*before, {}, {}};
+    }
+    const auto made = Certificate::make(before ? withOlder(names, before->names()) : names, now);
+    if (!made) {
+        return std::nullopt;
+    }
+    const auto written = folder.write(file, made->pem());
+    return StoredCertificate{*made, newBecause, written ? QString() : written.error().reason};
 }
 
 } // namespace wingbell

@@ -27,7 +27,7 @@ class Certificate
 public:
     using Time = std::chrono::system_clock::time_point;
 
-    /// Safari takes no certificate that is good for more than 825 days, whoever signed it. Much
+    /// Safari takes no certificate that is good for more than 825 days, from any issuer. Much
     /// shorter would only mean that every phone asks again sooner.
     static constexpr std::chrono::system_clock::duration validity = std::chrono::days(820);
     /// Phones with wrong clocks.
@@ -35,14 +35,14 @@ public:
     static constexpr std::chrono::system_clock::duration renewedBefore = std::chrono::days(30);
 
     /// Of addresses and of host names each. Those beyond are left out.
-    static constexpr std::size_t mostNames = 64;
+    static constexpr std::size_t maxNames = 64;
 
     /// A new key on the curve P-256 and a certificate for `names`, "localhost" and the loopback
-    /// addresses, good from `validBefore` before `now`. Nothing when OpenSSL fails, which takes a
+    /// addresses, good from `validBefore` before `now`. nullopt if OpenSSL fails, which takes a
     /// lack of memory.
     [[nodiscard]] static std::optional<Certificate> make(const CertificateNames& names, Time now);
 
-    /// Out of a PEM text. Nothing when the key or the certificate is missing, broken, not on P-256,
+    /// Out of a PEM text. nullopt if the key or the certificate is missing, broken, not on P-256,
     /// or does not fit the other.
     [[nodiscard]] static std::optional<Certificate> fromPem(const QByteArray& pem);
 
@@ -70,5 +70,23 @@ private:
     Time m_validFrom;
     Time m_validUntil;
 };
+
+class StateDirectory;
+
+/// A certificate that stays from one start of the server to the next. The texts are clauses for a
+/// person, empty where there is nothing to tell.
+struct StoredCertificate
+{
+    Certificate certificate;
+    QString newBecause;       ///< of a new one: the crew must accept it again
+    QString notStoredBecause; ///< of a new one
+};
+
+/// The certificate in `folder`, while it is valid, covers `names` and stays good for a while;
+/// otherwise a new one, which is stored there. A new one still covers what the one before it did,
+/// as far as there is room, so that a machine that goes to and fro between networks is accepted
+/// once. nullopt if OpenSSL fails.
+[[nodiscard]] std::optional<StoredCertificate> loadOrCreateCertificate(
+    const StateDirectory& folder, const CertificateNames& names, Certificate::Time now);
 
 } // namespace wingbell

@@ -12,19 +12,20 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = CodeGuard::Clock;
 
-constexpr int firstGuessesAtOnce = 60;
-constexpr int furtherGuessesAtOnce = 40;
-constexpr Clock::duration everyFirstGuess = 10s;   // 6 a minute
-constexpr Clock::duration everyFurtherGuess = 15s; // 4 a minute
+constexpr int firstGuessesBurst = 60;
+constexpr int furtherGuessesBurst = 40;
+constexpr Clock::duration firstGuessInterval = 10s;   // 6 a minute
+constexpr Clock::duration furtherGuessInterval = 15s; // 4 a minute
 
+/// Exponential backoff.
 Clock::duration waitAfter(int wrongCodes)
 {
-    const int doublings = wrongCodes - CodeGuard::freeWrongCodes - 1;
-    Clock::duration wait = CodeGuard::firstWait;
-    for (int doubled = 0; doubled < doublings && wait < CodeGuard::longestWait; ++doubled) {
-        wait *= 2;
+    if (wrongCodes <= CodeGuard::freeWrongCodes) {
+        return Clock::duration::zero();
     }
-    return doublings < 0 ? Clock::duration::zero() : std::min(wait, CodeGuard::longestWait);
+    constexpr int maxDoublings = 6; // reach maxWait
+    const int doublings = std::min(wrongCodes - CodeGuard::freeWrongCodes - 1, maxDoublings);
+    return std::min(CodeGuard::firstWait * (1 << doublings), CodeGuard::maxWait);
 }
 
 tl::unexpected<CodeError> slowDown(Clock::duration wait)
@@ -33,25 +34,9 @@ tl::unexpected<CodeError> slowDown(Clock::duration wait)
         CodeError{CodeError::Kind::SlowDown, std::chrono::ceil<std::chrono::seconds>(wait)});
 }
 
-template <typename Record> void beginAnewWhenQuiet(Record& record, Clock::time_point now)
-{
-    if (now - record.lastWrong >= CodeGuard::forgottenAfter) {
-        record.wrongCodes = 0;
-    }
-}
-
-template <typename Record> void countWrongCode(Record& record, Clock::time_point now)
-{
-    // From here on every wait is the longest; counting on would only overflow one day.
-    constexpr int mostCounted = 1000;
-    record.wrongCodes = std::min(record.wrongCodes + 1, mostCounted);
-    record.lastWrong = now;
-    record.waitsUntil = now + waitAfter(record.wrongCodes);
-}
-
 template <typename Records> void makeRoom(Records& records, Clock::time_point now)
 {
-    if (records.size() < CodeGuard::mostAddresses) {
+    if (records.size() < CodeGuard::maxAddresses) {
         return;
     }
     const auto order = [now](const auto& record) {
@@ -66,8 +51,8 @@ template <typename Records> void makeRoom(Records& records, Clock::time_point no
 
 CodeGuard::CodeGuard(CrewCode code)
     : m_code(std::move(code))
-    , m_firstGuesses(firstGuessesAtOnce, everyFirstGuess)
-    , m_furtherGuesses(furtherGuessesAtOnce, everyFurtherGuess)
+    , m_firstGuesses(firstGuessesBurst, firstGuessInterval)
+    , m_furtherGuesses(furtherGuessesBurst, furtherGuessInterval)
 {
 }
 
@@ -84,10 +69,16 @@ CodeGuard::checkKnown(Record& record, QStringView given, Clock::time_point now) 
     if (record.waitsUntil > now) {
         return slowDown(record.waitsUntil - now);
     }
-    beginAnewWhenQuiet(record, now);
+    if (now - record.lastWrong >= forgottenAfter) {
+        record.wrongCodes = 0;
+    }
     record.lastChecked = now;
     if (!m_code.matches(given)) {
-        countWrongCode(record, now);
+        // From here on every wait is as long as it gets; counting on would only overflow one day.
+        constexpr int maxCounted = 1000;
+        record.wrongCodes = std::min(record.wrongCodes + 1, maxCounted);
+        record.lastWrong = now;
+        record.waitsUntil = now + waitAfter(record.wrongCodes);
         return failure(CodeError{CodeError::Kind::Wrong});
     }
     record.wrongCodes = std::max(record.wrongCodes - 1, 0);

@@ -12,7 +12,7 @@
 
 namespace wingbell {
 
-/// Why a code is not taken.
+/// Why a code is not accepted.
 struct CodeError
 {
     enum class Kind { Wrong, SlowDown };
@@ -21,22 +21,23 @@ struct CodeError
     std::chrono::seconds wait{0}; ///< until a code is checked again; only for SlowDown
 };
 
-/// Checks codes and slows down whoever guesses. Knows no clock; the times it is given must not go
-/// back. Not for several threads at once.
+/// Checks codes and limits the rate of guesses. Knows no clock; the times it is given must be
+/// monotonic. Not thread-safe.
 ///
-/// Each address has five wrong codes free; then it waits after every further one, from 1 s doubling
-/// to 60 s. While it waits, nothing is checked and even the right code is told to slow down, or the
-/// waiting would cost a guesser nothing. After `forgottenAfter` without a wrong code the count
-/// begins anew. A right code takes back one wrong code only: several people may share an address,
-/// and each of them who joins would otherwise give a guesser among them five free ones more.
+/// Each address has five wrong codes free; every further one is followed by a wait (exponential
+/// backoff), from 1 s doubling to 60 s. During the wait nothing is checked and even the right code
+/// is told to slow down, or waiting would cost an attacker nothing. After `forgottenAfter` without
+/// a wrong code the count starts from zero. A right code takes back one wrong code only: several
+/// people may share an address, and each of them who joins would otherwise give an attacker among
+/// them five more free ones.
 ///
 /// An address that gave the right code is known from then on. Known addresses are told apart to the
-/// last bit and counted on their own, so nobody on the same network can make them wait.
+/// last bit and counted on their own, so that no other client on the same network can block them.
 ///
-/// All unknown addresses together share two budgets: one for the first wrong code of each address,
-/// one for the further ones, so that guessers with many addresses, who have used up their first
-/// ones, do not lock out a newcomer. The odds of guessing one of a million codes in a night of
-/// twelve hours:
+/// All unknown addresses together share two token buckets: one for the first wrong code of each
+/// address, one for the further ones, so that attackers with many addresses, who have used up their
+/// first ones, do not lock out a newcomer. The odds of guessing one of a million codes in a night
+/// of twelve hours:
 ///   - from one address at most 5 + 6 + 60 an hour, 731 wrong codes: below 1 in 1300;
 ///   - from any number of unknown ones at most 100 + 10 a minute, 7300 wrong codes: below 1 in 130;
 ///   - each known address adds 731, and to be one takes the code.
@@ -47,12 +48,12 @@ public:
 
     static constexpr int freeWrongCodes = 5;
     static constexpr Clock::duration firstWait = std::chrono::seconds(1);
-    static constexpr Clock::duration longestWait = std::chrono::seconds(60);
+    static constexpr Clock::duration maxWait = std::chrono::seconds(60);
     static constexpr Clock::duration forgottenAfter = std::chrono::minutes(30);
 
-    /// Remembered of guessing and of known addresses each. Where a further one comes, one that does
-    /// not wait is forgotten first, and among those the one not heard of for longest.
-    static constexpr qsizetype mostAddresses = 1024;
+    /// Remembered of guessing and of known addresses each. To make room, those that do not wait are
+    /// forgotten first, and among these the least recently used one.
+    static constexpr qsizetype maxAddresses = 1024;
 
     explicit CodeGuard(CrewCode code);
 
@@ -76,7 +77,7 @@ private:
     checkKnown(Record& record, QStringView given, Clock::time_point now) const;
 
     CrewCode m_code;
-    Records m_guessing; ///< by guest
+    Records m_guessing; ///< by clientNetwork()
     Records m_known;    ///< by address
     TokenBucket m_firstGuesses;
     TokenBucket m_furtherGuesses;

@@ -5,6 +5,7 @@
 #include <QRandomGenerator>
 
 #include <algorithm>
+#include <openssl/crypto.h>
 #include <random>
 
 namespace wingbell {
@@ -34,14 +35,8 @@ std::optional<CrewCode> CrewCode::fromText(QStringView text)
 
 bool CrewCode::matches(QStringView given) const
 {
-    if (given.size() != digits) {
-        return false;
-    }
-    unsigned differences = 0;
-    for (qsizetype at = 0; at < digits; ++at) {
-        differences |= static_cast<unsigned>(m_text.at(at).unicode() ^ given.at(at).unicode());
-    }
-    return differences == 0;
+    return given.size() == digits &&
+           CRYPTO_memcmp(m_text.utf16(), given.utf16(), digits * sizeof(QChar)) == 0;
 }
 
 StoredCrewCode loadOrCreateCrewCode(const StateDirectory& folder)

@@ -16,10 +16,10 @@ public:
     /// A new code from the system's cryptographic source; each of the million is equally likely.
     [[nodiscard]] static CrewCode random();
 
-    /// Nothing for anything but six digits of ASCII.
+    /// nullopt for anything but six digits of ASCII.
     [[nodiscard]] static std::optional<CrewCode> fromText(QStringView text);
 
-    /// Takes the same time for every `given` of the same length.
+    /// Constant-time comparison: takes the same time for every `given` of the same length.
     [[nodiscard]] bool matches(QStringView given) const;
 
     /// All six digits, leading zeros too.
@@ -41,12 +41,12 @@ struct StoredCrewCode
 {
     CrewCode code;
     bool isNew = false;       ///< not known to any phone yet
-    QString replacedBecause;  ///< why a code that was there is not believed
+    QString replacedBecause;  ///< why a code that was there is not used
     QString notStoredBecause; ///< of a new one
 };
 
-/// The code in `folder`. Where there is none, or none that can be believed, a new one that is put
-/// there.
+/// The code in `folder`. Where there is none, or none that can be believed, a new one, which is
+/// stored there.
 [[nodiscard]] StoredCrewCode loadOrCreateCrewCode(const StateDirectory& folder);
 
 } // namespace wingbell

@@ -22,79 +22,68 @@ constexpr mode_t permissions = 0777;
 constexpr mode_t writableByOthers = 0022;
 constexpr mode_t readableByOthers = 0044;
 
-tl::unexpected<FileError> notOpened(int error)
+tl::unexpected<FileError> otherError(const QString& reason)
+{
+    return failure(FileError{FileError::Kind::Other, reason});
+}
+
+tl::unexpected<FileError> systemError(int error)
 {
     if (error == ELOOP) {
-        return failure(FileError{FileError::Kind::Other, QStringLiteral("it is a symbolic link")});
+        return otherError(QStringLiteral("it is a symbolic link"));
     }
     const auto kind = error == ENOENT ? FileError::Kind::Missing : FileError::Kind::Other;
     return failure(FileError{kind, qt_error_string(error)});
 }
 
-tl::unexpected<FileError> refused(const QString& reason)
+/// Why what is open is not used; empty when it may be.
+QString reasonAgainst(const struct stat& status, bool isFolder)
 {
-    return failure(FileError{FileError::Kind::Other, reason});
+    if (!isFolder && !S_ISREG(status.st_mode)) {
+        return QStringLiteral("it is not a regular file");
+    }
+    if (status.st_uid != ::geteuid()) {
+        return QStringLiteral("it belongs to another user");
+    }
+    if (!isFolder && (status.st_mode & writableByOthers) != 0) {
+        return QStringLiteral("others could have written it");
+    }
+    if (!isFolder && (status.st_mode & readableByOthers) != 0) {
+        return QStringLiteral("other users could read it");
+    }
+    return {};
 }
 
-/// Gives the open file the permissions `wanted`, or says why not.
-std::optional<QString> closeToOthers(const FileDescriptor& file, mode_t mode, mode_t wanted)
+/// Opens `name`, which begins at `folder`, if it is the user's own, and gives it the permissions
+/// `mode`.
+Result<FileDescriptor, FileError>
+openPrivate(int folder, const QByteArray& name, int flags, mode_t mode)
 {
-    if ((mode & permissions) == wanted || ::fchmod(file.get(), wanted) == 0) {
-        return std::nullopt;
+    FileDescriptor file(
+        ::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | flags));
+    struct stat status = {};
+    if (!file.isOpen() || ::fstat(file.get(), &status) != 0) {
+        return systemError(errno);
     }
-    return QStringLiteral("it cannot be closed to others: ") + qt_error_string(errno);
+    const QString reason = reasonAgainst(status, (flags & O_DIRECTORY) != 0);
+    if (!reason.isEmpty()) {
+        return otherError(reason);
+    }
+    if ((status.st_mode & permissions) != mode && ::fchmod(file.get(), mode) != 0) {
+        return otherError(
+            QStringLiteral("it cannot be closed to others: ") + qt_error_string(errno));
+    }
+    return file;
 }
 
 Result<FileDescriptor, FileError> openFolder(const QString& path)
 {
-    FileDescriptor folder(::open(
-        QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!folder.isOpen()) {
-        // With O_DIRECTORY, a link is told as what it is not.
-        const int error = errno;
-        return error == ENOTDIR && QFileInfo(path).isSymLink() ? notOpened(ELOOP)
-                                                               : notOpened(error);
-    }
-    struct stat status = {};
-    if (::fstat(folder.get(), &status) != 0) {
-        return notOpened(errno);
-    }
-    if (status.st_uid != ::geteuid()) {
-        return refused(QStringLiteral("it belongs to another user"));
-    }
-    if (const auto problem = closeToOthers(folder, status.st_mode, onlyOwnFolder)) {
-        return refused(*problem);
+    auto folder = openPrivate(AT_FDCWD, QFile::encodeName(path), O_DIRECTORY, onlyOwnFolder);
+    // With O_DIRECTORY, the system says of a link only that it is no folder.
+    if (!folder && QFileInfo(path).isSymLink()) {
+        return systemError(ELOOP);
     }
     return folder;
-}
-
-Result<FileDescriptor, FileError> openFile(const FileDescriptor& folder, const QByteArray& name)
-{
-    FileDescriptor file(
-        ::openat(folder.get(), name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
-    if (!file.isOpen()) {
-        return notOpened(errno);
-    }
-    struct stat status = {};
-    if (::fstat(file.get(), &status) != 0) {
-        return notOpened(errno);
-    }
-    if (!S_ISREG(status.st_mode)) {
-        return refused(QStringLiteral("it is not a regular file"));
-    }
-    if (status.st_uid != ::geteuid()) {
-        return refused(QStringLiteral("it belongs to another user"));
-    }
-    if ((status.st_mode & writableByOthers) != 0) {
-        return refused(QStringLiteral("others could have written it"));
-    }
-    if ((status.st_mode & readableByOthers) != 0) {
-        return refused(QStringLiteral("other users could read it"));
-    }
-    if (const auto problem = closeToOthers(file, status.st_mode, onlyOwnFile)) {
-        return refused(*problem);
-    }
-    return file;
 }
 
 /// Makes the folder and those it stands in, for their owner alone. True when it exists then.
@@ -108,27 +97,19 @@ bool makeFolder(const QString& path)
            (::mkdir(QFile::encodeName(path).constData(), onlyOwnFolder) == 0 || errno == EEXIST);
 }
 
-Result<QByteArray, FileError> readAll(const FileDescriptor& file)
+Result<QByteArray, FileError> readAll(const FileDescriptor& descriptor)
 {
-    QByteArray bytes(StateDirectory::maxFileSize + 1, Qt::Uninitialized);
-    qsizetype used = 0;
-    while (used < bytes.size()) {
-        const ssize_t count =
-            ::read(file.get(), bytes.data() + used, static_cast<size_t>(bytes.size() - used));
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count < 0) {
-            return refused(qt_error_string(errno));
-        }
-        if (count == 0) {
-            bytes.resize(used);
-            return bytes;
-        }
-        used += count;
+    QFile file;
+    const bool isOpen = file.open(descriptor.get(), QIODevice::ReadOnly | QIODevice::Unbuffered);
+    QByteArray bytes = file.read(StateDirectory::maxFileSize + 1);
+    if (!isOpen || file.error() != QFile::NoError) {
+        return otherError(file.errorString());
     }
-    return failure(
-        FileError{FileError::Kind::TooLarge, QStringLiteral("it is larger than it can be")});
+    if (bytes.size() > StateDirectory::maxFileSize) {
+        return failure(
+            FileError{FileError::Kind::TooLarge, QStringLiteral("it is larger than it can be")});
+    }
+    return bytes;
 }
 
 bool writeAll(const FileDescriptor& file, QByteArrayView bytes)
@@ -187,7 +168,7 @@ Result<QByteArray, FileError> StateDirectory::read(const QString& name) const
         return about(m_path, folder.error());
     }
     const QString path = m_path + QLatin1Char('/') + name;
-    const auto file = openFile(*folder, QFile::encodeName(name));
+    const auto file = openPrivate(folder->get(), QFile::encodeName(name), 0, onlyOwnFile);
     if (!file) {
         return about(path, file.error());
     }

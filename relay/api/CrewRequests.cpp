@@ -4,6 +4,7 @@
 #include "base/Utf8.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <string>
 #include <utility>
@@ -14,11 +15,17 @@ namespace {
 
 using Json = nlohmann::json;
 
+/// Of each RequestBodyError.
+constexpr std::array errorWords = {"too-large",    "no-json",  "no-object",
+                                   "wrong-type",   "missing",  "twice",
+                                   "out-of-range", "too-long", "bad-answer"};
+static_assert(errorWords.size() == static_cast<std::size_t>(RequestBodyError::BadAnswer) + 1);
+
 /// Refuses an object that has a member twice.
-class RequestBuilder : public JsonTreeBuilder
+class UniqueMemberBuilder : public JsonTreeBuilder
 {
 public:
-    explicit RequestBuilder(Json& tree)
+    explicit UniqueMemberBuilder(Json& tree)
         : JsonTreeBuilder(tree)
         , m_tree(tree)
     {
@@ -36,18 +43,17 @@ private:
     const Json& m_tree;
 };
 
-/// Reads the members of a request, which must all be there but for optional ones. The first error
-/// stands until result(); values read after it mean nothing.
-class RequestReader
+/// Reads the members of a request. Values read after an error mean nothing.
+class MemberReader
 {
 public:
-    explicit RequestReader(QByteArrayView body)
+    explicit MemberReader(QByteArrayView body)
     {
         if (body.size() > maxRequestSize) {
             refuse(RequestBodyError::TooLarge);
             return;
         }
-        auto json = readJson<RequestBuilder>(body);
+        auto json = readJson<UniqueMemberBuilder>(body);
         if (!json) {
             const bool isRepeated = json.error().kind == JsonError::Kind::Repeated;
             refuse(isRepeated ? RequestBodyError::Twice : RequestBodyError::NoJson);
@@ -58,77 +64,62 @@ public:
         }
     }
 
-    std::optional<QByteArray> optionalText(const char* name, std::size_t maxSize)
+    QByteArray text(const char* name, std::size_t maxSize = maxAnswerWord)
     {
-        const Json* value = member(name);
+        const Json* value = member(name, &Json::is_string);
         if (value == nullptr) {
-            return std::nullopt;
-        }
-        if (!value->is_string()) {
-            refuse(RequestBodyError::WrongType);
-            return std::nullopt;
+            return {};
         }
         const auto& text = value->get_ref<const std::string&>();
         if (text.size() > maxSize) {
             refuse(RequestBodyError::TooLong);
-            return std::nullopt;
         }
         return QByteArray::fromStdString(text);
     }
 
-    /// A word of an answer.
-    QByteArray text(const char* name) { return demanded(optionalText(name, maxAnswerWord)); }
+    QString word(const char* name) { return textFromUtf8(text(name, maxRequestWord)); }
 
     std::optional<QString> optionalWord(const char* name)
     {
-        const auto word = optionalText(name, maxRequestWord);
-        return word ? std::optional(textFromUtf8(*word)) : std::nullopt;
+        return has(name) ? std::optional(word(name)) : std::nullopt;
     }
-
-    QString word(const char* name) { return demanded(optionalWord(name)); }
 
     bool flag(const char* name)
     {
-        const Json* value = member(name);
-        if (value != nullptr && !value->is_boolean()) {
-            refuse(RequestBodyError::WrongType);
-            return false;
-        }
-        return demanded(value == nullptr ? std::nullopt : std::optional(value->get<bool>()));
+        const Json* value = member(name, &Json::is_boolean);
+        return value != nullptr && value->get<bool>();
     }
 
     quint64 stateNumber(const char* name)
     {
-        const Json* value = member(name);
+        const Json* value = member(name, &Json::is_number);
         if (value == nullptr) {
-            return demanded(std::optional<quint64>());
+            return 0;
         }
-        const bool isWhole = value->is_number_unsigned();
-        const quint64 number = isWhole ? value->get<quint64>() : 0;
-        if (!value->is_number()) {
-            refuse(RequestBodyError::WrongType);
-        } else if (!isWhole || number > maxStateNumber) {
+        if (!value->is_number_unsigned() || value->get<quint64>() > maxStateNumber) {
             refuse(RequestBodyError::OutOfRange);
+            return 0;
         }
-        return number;
+        return value->get<quint64>();
     }
 
     /// Of every channel one, from 0 to `largest`.
     std::vector<double> numbers(const char* name, double largest)
     {
-        const Json* value = member(name);
-        if (value == nullptr) {
-            return demanded(std::optional<std::vector<double>>());
-        }
+        const Json* list = member(name, &Json::is_array);
         std::vector<double> values;
-        if (!value->is_array() || !std::all_of(value->begin(), value->end(), [](const Json& entry) {
-                return entry.is_number();
-            })) {
-            refuse(RequestBodyError::WrongType);
-        } else if (value->size() > maxStateChannels) {
+        if (list == nullptr) {
+            return values;
+        }
+        for (const Json& entry : *list) {
+            if (!entry.is_number()) {
+                refuse(RequestBodyError::WrongType);
+                return {};
+            }
+            values.push_back(entry.get<double>());
+        }
+        if (values.size() > maxStateChannels) {
             refuse(RequestBodyError::TooLong);
-        } else {
-            values = value->get<std::vector<double>>();
         }
         if (std::any_of(values.begin(), values.end(), [largest](double number) {
                 return !(number >= 0 && number <= largest);
@@ -163,74 +154,69 @@ public:
     /// `request`, which was made of what was read, unless something of it could not be.
     template <typename Request> Result<Request, RequestBodyError> result(Request request)
     {
-        if (m_error || m_isIncomplete) {
-            return failure(m_error.value_or(RequestBodyError::Missing));
+        if (m_error) {
+            return failure(*m_error);
         }
         return request;
     }
 
 private:
-    const Json* member(const char* name) const
+    /// Null counts as missing.
+    [[nodiscard]] bool has(const char* name) const
     {
         const auto found = m_object.find(name);
-        return found == m_object.end() || found->is_null() ? nullptr : &*found;
+        return found != m_object.end() && !found->is_null();
     }
 
-    template <typename Value> Value demanded(std::optional<Value> value)
+    /// The member, or nullptr and an error if it is missing or of another type.
+    const Json* member(const char* name, bool (Json::*isOfType)() const noexcept)
     {
-        m_isIncomplete = m_isIncomplete || !value;
-        return std::move(value).value_or(Value());
+        if (!has(name)) {
+            refuse(RequestBodyError::Missing);
+            return nullptr;
+        }
+        const Json& value = m_object.at(name);
+        if (!(value.*isOfType)()) {
+            refuse(RequestBodyError::WrongType);
+            return nullptr;
+        }
+        return &value;
     }
 
-    void refuse(RequestBodyError error) { m_error = m_error.value_or(error); }
+    /// That a member is missing is told only if there is no other error.
+    void refuse(RequestBodyError error)
+    {
+        if (!m_error || *m_error == RequestBodyError::Missing) {
+            m_error = error;
+        }
+    }
 
     Json m_object = Json::object();
     std::optional<RequestBodyError> m_error;
-    bool m_isIncomplete = false;
 };
 
 } // namespace
 
-QLatin1String wordFor(RequestBodyError error)
+QByteArray wordFor(RequestBodyError error)
 {
-    switch (error) {
-    case RequestBodyError::TooLarge:
-        return QLatin1String("too-large");
-    case RequestBodyError::NoJson:
-        return QLatin1String("no-json");
-    case RequestBodyError::NoObject:
-        return QLatin1String("no-object");
-    case RequestBodyError::WrongType:
-        return QLatin1String("wrong-type");
-    case RequestBodyError::Missing:
-        return QLatin1String("missing");
-    case RequestBodyError::Twice:
-        return QLatin1String("twice");
-    case RequestBodyError::OutOfRange:
-        return QLatin1String("out-of-range");
-    case RequestBodyError::BadAnswer:
-        return QLatin1String("bad-answer");
-    case RequestBodyError::TooLong:
-        break;
-    }
-    return QLatin1String("too-long");
+    return errorWords.at(static_cast<std::size_t>(error));
 }
 
 Result<CodeRequest, RequestBodyError> readCodeRequest(QByteArrayView body)
 {
-    RequestReader reader(body);
+    MemberReader reader(body);
     return reader.result(CodeRequest{reader.word("code")});
 }
 
 Result<LeaveRequest, RequestBodyError> readLeaveRequest(QByteArrayView body)
 {
-    RequestReader reader(body);
+    MemberReader reader(body);
     return reader.result(LeaveRequest{reader.word("session")});
 }
 
 Result<JoinRequest, RequestBodyError> readJoinRequest(QByteArrayView body)
 {
-    RequestReader reader(body);
+    MemberReader reader(body);
     return reader.result(JoinRequest{
         reader.word("code"), reader.word("role"), reader.flag("microphone"),
         reader.optionalWord("replaces")});
@@ -238,7 +224,7 @@ Result<JoinRequest, RequestBodyError> readJoinRequest(QByteArrayView body)
 
 Result<AnswerRequest, RequestBodyError> readAnswerRequest(QByteArrayView body)
 {
-    RequestReader reader(body);
+    MemberReader reader(body);
     auto request = reader.result(AnswerRequest{
         reader.word("session"),
         {reader.text("iceUfrag"), reader.text("icePwd"), reader.text("fingerprint"),
@@ -251,7 +237,7 @@ Result<AnswerRequest, RequestBodyError> readAnswerRequest(QByteArrayView body)
 
 Result<StateRequest, RequestBodyError> readStateRequest(QByteArrayView body)
 {
-    RequestReader reader(body);
+    MemberReader reader(body);
     return reader.result(StateRequest{
         reader.word("session"), reader.stateNumber("number"), reader.channelIndexes("talk"),
         reader.channelLevels("levels")});

@@ -5,7 +5,6 @@
 
 #include <QByteArray>
 #include <QByteArrayView>
-#include <QLatin1String>
 #include <QString>
 #include <QtGlobal>
 
@@ -79,7 +78,7 @@ enum class RequestBodyError {
 };
 
 /// The word that the page gets as "error".
-[[nodiscard]] QLatin1String wordFor(RequestBodyError error);
+[[nodiscard]] QByteArray wordFor(RequestBodyError error);
 
 /// In bytes.
 inline constexpr qsizetype maxRequestSize = 65536;

@@ -22,14 +22,7 @@ Json json(const QByteArray& bytes)
     return bytes.toStdString();
 }
 
-Json json(const QStringList& texts)
-{
-    Json list = Json::array();
-    for (const QString& text : texts) {
-        list.push_back(json(text));
-    }
-    return list;
-}
+template <typename Entry> Json json(const QList<Entry>& entries);
 
 Json json(const QrCode& code)
 {
@@ -114,11 +107,6 @@ QByteArray responseText(const CardResponse& response)
          {"fingerprint", json(response.fingerprint)},
          {"page", page},
          {"roles", json(response.roles)}});
-}
-
-QByteArray errorText(QLatin1String word)
-{
-    return text({{"error", std::string(word.data(), static_cast<std::size_t>(word.size()))}});
 }
 
 QByteArray slowDownText(std::chrono::seconds wait)

@@ -3,7 +3,6 @@
 #include "relay/api/QrCode.h"
 
 #include <QByteArray>
-#include <QLatin1String>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -71,8 +70,6 @@ struct CardResponse
 [[nodiscard]] QByteArray responseText(const JoinResponse& response);
 [[nodiscard]] QByteArray responseText(const CardResponse& response);
 
-/// {"error":"word"}
-[[nodiscard]] QByteArray errorText(QLatin1String word);
 /// {"error":"slow-down","seconds":5}
 [[nodiscard]] QByteArray slowDownText(std::chrono::seconds wait);
 

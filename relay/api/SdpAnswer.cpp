@@ -1,8 +1,8 @@
 #include "relay/api/SdpAnswer.h"
 
-#include "relay/access/OpenSslHandles.h"
-
+#include <QCryptographicHash>
 #include <QList>
+#include <QSslCertificate>
 
 #include <algorithm>
 
@@ -25,19 +25,9 @@ bool isIceWord(const QByteArray& word, qsizetype minSize)
 
 bool isSha256(const QByteArray& pairs)
 {
-    constexpr qsizetype size = 32 * 3 - 1;
-    if (pairs.size() != size) {
-        return false;
-    }
-    for (qsizetype at = 0; at < size; ++at) {
-        const char character = pairs.at(at);
-        const bool isDigit =
-            (character >= '0' && character <= '9') || (character >= 'A' && character <= 'F');
-        if (at % 3 == 2 ? character != ':' : !isDigit) {
-            return false;
-        }
-    }
-    return true;
+    constexpr qsizetype size = 32;
+    const QByteArray digest = QByteArray::fromHex(pairs);
+    return digest.size() == size && digest.toHex(':').toUpper() == pairs;
 }
 
 } // namespace
@@ -83,9 +73,9 @@ QByteArray sdpText(const SdpAnswer& answer, QByteArrayView mid)
 
 bool isCertificateOf(const SdpAnswer& answer, const QByteArray& pem)
 {
-    const OpenSslErrorScope errors;
-    const X509Handle certificate = certificateIn(pem);
-    return certificate && digestOf(*certificate, EVP_sha256()) == answer.fingerprint;
+    const QSslCertificate certificate(pem);
+    const QByteArray digest = certificate.digest(QCryptographicHash::Sha256);
+    return !certificate.isNull() && digest.toHex(':').toUpper() == answer.fingerprint;
 }
 
 } // namespace wingbell

@@ -24,18 +24,6 @@ constexpr qsizetype pieceBytes = 16384;
 /// What a browser may go on sending before it is cut.
 constexpr std::size_t maxDrainedBytes = 262144;
 
-Response plainResponse(const QByteArray& page)
-{
-    // The page is one piece: it has its style in itself, and nothing can be loaded beside it.
-    HttpHeaders headers = safePageHeaders(
-        {{"Cache-Control", "no-store"},
-         {"Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'; "
-                                     "base-uri 'none'; form-action 'none'; "
-                                     "frame-ancestors 'none'"}});
-    headers.emplace_back("Content-Type", "text/html; charset=utf-8");
-    return {200, headers, page};
-}
-
 } // namespace
 
 HttpConnection::HttpConnection(
@@ -47,13 +35,17 @@ HttpConnection::HttpConnection(
     , m_owner(owner)
     , m_reader(limits.maxHeadBytes, limits.maxBodyBytes)
 {
-    m_timer.setSingleShot(true);
-    connect(&m_timer, &QTimer::timeout, this, &HttpConnection::takeTurn);
+    for (QTimer* const timer : {&m_deadline, &m_stalled}) {
+        timer->setSingleShot(true);
+        connect(timer, &QTimer::timeout, this, &HttpConnection::expire);
+    }
+    m_deadline.start(limits.firstRequestTimeout);
+    m_stalled.setInterval(limits.stalledTimeout);
     connect(&m_socket, &QSslSocket::readyRead, this, &HttpConnection::wake);
     connect(&m_socket, &QSslSocket::disconnected, this, &HttpConnection::wake);
     connect(&m_socket, &QSslSocket::alertReceived, this, [this] { m_hasAlert = true; });
     const auto noteProgress = [this] {
-        m_progress = Clock::now();
+        m_stalled.start();
         wake();
     };
     connect(&m_socket, &QSslSocket::bytesWritten, this, noteProgress);
@@ -78,20 +70,10 @@ HttpConnection::~HttpConnection()
 
 void HttpConnection::respond(const Response& response)
 {
-    if (m_phase != Phase::Responding) {
-        return;
+    if (m_phase == Phase::Responding) {
+        send(response);
+        wake();
     }
-    m_phase = Phase::Responded;
-    const QByteArray head = responseHead(response, Framing::Length, m_keepsConnection);
-    if (m_wantsNoBody || response.body.isEmpty()) {
-        say(head);
-    } else if (response.body.size() <= pieceBytes) {
-        say(head + response.body);
-    } else {
-        say(head);
-        m_body = response.body;
-    }
-    wake();
 }
 
 bool HttpConnection::openEvents()
@@ -99,11 +81,9 @@ bool HttpConnection::openEvents()
     if (m_phase != Phase::Responding) {
         return false;
     }
-    HttpHeaders headers = safeApiHeaders();
-    headers.emplace_back("Content-Type", "text/event-stream");
     m_keepsConnection = m_keepsConnection && m_takesChunks;
-    say(responseHead(
-        {200, headers, {}}, m_takesChunks ? Framing::Chunks : Framing::EndOfConnection,
+    write(responseHead(
+        eventStreamResponse(), m_takesChunks ? Framing::Chunks : Framing::EndOfConnection,
         m_keepsConnection));
     m_phase = Phase::Streaming;
     m_hasOpenEvents = !m_isFinishing;
@@ -116,12 +96,22 @@ bool HttpConnection::hasOpenEvents() const
     return m_phase == Phase::Streaming && m_hasOpenEvents;
 }
 
+/// A newer event replaces an older one of its name: a browser that does not read costs one event
+/// of each name.
 void HttpConnection::sendEvent(const QByteArray& name, const QByteArray& data)
 {
-    if (hasOpenEvents()) {
-        m_events.put(name, data);
-        wake();
+    if (!hasOpenEvents()) {
+        return;
     }
+    const auto older = std::find_if(m_events.begin(), m_events.end(), [&name](const auto& event) {
+        return event.first == name;
+    });
+    if (older == m_events.end()) {
+        m_events.emplace_back(name, data);
+    } else {
+        older->second = data;
+    }
+    wake();
 }
 
 void HttpConnection::closeEvents()
@@ -137,7 +127,7 @@ void HttpConnection::finish()
     m_isFinishing = true;
     m_keepsConnection = false;
     const bool isShakingHands = m_phase == Phase::Reading && !m_socket.isEncrypted();
-    if (m_phase == Phase::Greeting || m_phase == Phase::Plain || isShakingHands) {
+    if (m_phase == Phase::Connected || m_phase == Phase::Plain || isShakingHands) {
         cut();
         return;
     }
@@ -154,7 +144,8 @@ void HttpConnection::cut()
         return;
     }
     m_phase = Phase::Closed;
-    m_timer.stop();
+    m_deadline.stop();
+    m_stalled.stop();
     m_resetNotifier.reset();
     m_socket.disconnect(this);
     m_socket.abort();
@@ -180,13 +171,21 @@ void HttpConnection::takeTurn()
 {
     while (isOpen() && step()) {
     }
-    const auto when = isOpen() ? deadline() : std::nullopt;
-    if (when && *when <= Clock::now()) {
-        expire();
+    if (isFlushed() || m_phase == Phase::Lingering) {
+        m_stalled.stop();
     }
-    if (isOpen()) {
-        waitForDeadline();
+}
+
+/// The time for what is waited for has run out. A pause between two requests ends without a word.
+void HttpConnection::expire()
+{
+    if (m_isIdle && isFlushed()) {
+        m_resetNotifier->setEnabled(false);
+        m_socket.disconnectFromHost();
+    } else if (m_phase != Phase::Lingering) {
+        m_owner.rejected(HttpError::TooSlow, m_peer);
     }
+    cut();
 }
 
 /// Called from inside the socket, which may have closed the descriptor already.
@@ -207,31 +206,33 @@ bool HttpConnection::hasEnded() const
 
 bool HttpConnection::step()
 {
-    if (m_phase != Phase::Closing && !flush()) {
+    const bool isClosing = m_phase == Phase::Closing || m_phase == Phase::Lingering;
+    if (!isClosing && !flush()) {
         return false;
     }
     switch (m_phase) {
-    case Phase::Greeting:
-        return greet();
+    case Phase::Connected:
+        return detectTls();
     case Phase::Plain:
         return answerPlain();
     case Phase::Reading:
         return readRequest();
     case Phase::Responding:
-        return waitForResponse();
     case Phase::Streaming:
         return stream();
     case Phase::Responded:
-        return goOnAfterResponse();
+        return finishResponse();
     case Phase::Closing:
-        return closeFurther();
+        return beginLingering();
+    case Phase::Lingering:
+        return linger();
     case Phase::Closed:
         break;
     }
     return false;
 }
 
-bool HttpConnection::greet()
+bool HttpConnection::detectTls()
 {
     const QByteArray first = m_socket.isOpen() ? m_socket.peek(1) : QByteArray();
     if (first.isEmpty()) {
@@ -258,46 +259,38 @@ bool HttpConnection::answerPlain()
     if (request == PlainRequest::Incomplete) {
         return waitForRequest();
     }
-    Response response{400, safeApiHeaders(), {}};
+    m_keepsConnection = false;
+    m_wantsNoBody = request == PlainRequest::Head;
     if (request == PlainRequest::Other) {
         m_owner.rejected(HttpError::NotTls, m_peer);
+        send(jsonResponse(400, {}));
     } else {
-        response = plainResponse(m_owner.plainPage());
+        send(m_owner.plainPage());
     }
-    say(responseHead(response, Framing::Length, false));
-    if (request == PlainRequest::Get) {
-        m_body = response.body;
-    }
-    m_keepsConnection = false;
-    m_phase = Phase::Responded;
     return true;
 }
 
 bool HttpConnection::readRequest()
 {
     RequestReader::Reading reading = m_reader.next();
-    while (std::holds_alternative<std::monostate>(reading) && m_socket.bytesAvailable() > 0) {
+    while (reading && !*reading && m_socket.bytesAvailable() > 0) {
         m_reader.append(m_socket.readAll());
         reading = m_reader.next();
     }
-    return takeReading(reading);
-}
-
-bool HttpConnection::takeReading(const RequestReader::Reading& reading)
-{
-    if (const auto* request = std::get_if<HttpRequest>(&reading)) {
-        handOn(*request);
+    if (!reading) {
+        refuse(reading.error());
         return true;
     }
-    if (const auto* error = std::get_if<RequestError>(&reading)) {
-        refuse(*error);
+    if (*reading) {
+        handOn(**std::move(reading));
         return true;
     }
     if (m_reader.takeContinue()) {
-        say("HTTP/1.1 100 Continue\r\n\r\n");
+        write("HTTP/1.1 100 Continue\r\n\r\n");
     }
-    if (m_reader.hasBegun() && !m_requestBegan) {
-        m_requestBegan = Clock::now();
+    if (m_isIdle && m_reader.hasBegun()) {
+        m_isIdle = false;
+        m_deadline.start(m_limits.requestTimeout);
     }
     return waitForRequest();
 }
@@ -317,83 +310,81 @@ bool HttpConnection::waitForRequest()
 void HttpConnection::handOn(HttpRequest request)
 {
     m_phase = Phase::Responding;
-    m_hadRequest = true;
-    m_requestBegan.reset();
-    m_keepsConnection = request.head.keepsConnection && !m_isFinishing;
-    m_takesChunks = request.head.takesChunks;
-    m_wantsNoBody = request.head.method == "HEAD";
+    m_isIdle = false;
+    m_deadline.stop();
+    m_keepsConnection = request.keepsConnection && !m_isFinishing;
+    m_takesChunks = request.takesChunks;
+    m_wantsNoBody = request.method == "HEAD";
     request.peer = m_peer;
-    m_owner.requested(request, PendingResponse(*this));
+    m_owner.requested(request, PendingResponse(this));
 }
 
 void HttpConnection::refuse(const RequestError& error)
 {
     m_owner.rejected(error.cause, m_peer);
-    const Response response = errorResponse(
-        error.status, error.word,
-        error.status == 405 ? HttpHeaders{{"Allow", "GET, HEAD, POST"}} : HttpHeaders());
-    say(responseHead(response, Framing::Length, false) + response.body);
     m_keepsConnection = false;
-    m_phase = Phase::Responded;
-}
-
-bool HttpConnection::waitForResponse()
-{
-    if (hasEnded()) {
-        cut();
+    m_wantsNoBody = false;
+    Response response = errorResponse(error.status, error.word);
+    if (error.status == 405) {
+        response.headers.emplace_back("Allow", "GET, HEAD, POST");
     }
-    return false;
+    send(response);
 }
 
+/// Waits for the response, or for events, and sends what there is of these.
 bool HttpConnection::stream()
 {
     if (hasEnded()) {
         cut();
         return false;
     }
-    if (!m_events.isEmpty()) {
-        const QByteArray events = m_events.take();
-        say(m_takesChunks ? chunk(events) : events);
+    if (!m_events.empty()) {
+        QByteArray text;
+        for (const auto& [name, data] : std::exchange(m_events, {})) {
+            text.append(serverSentEvent(name, data));
+        }
+        write(m_takesChunks ? chunk(text) : text);
         return true;
     }
-    if (m_hasOpenEvents) {
+    if (m_phase == Phase::Responding || m_hasOpenEvents) {
         return false;
     }
     if (m_takesChunks) {
-        say(chunk({}));
+        write(chunk({}));
     }
     m_phase = Phase::Responded;
     return true;
 }
 
-bool HttpConnection::goOnAfterResponse()
+bool HttpConnection::finishResponse()
 {
-    m_phase = m_keepsConnection && !hasEnded() ? Phase::Reading : Phase::Closing;
-    m_idleSince = Clock::now();
+    m_isIdle = m_keepsConnection && !hasEnded();
+    m_phase = m_isIdle ? Phase::Reading : Phase::Closing;
+    m_deadline.start(m_limits.idleTimeout);
     return true;
 }
 
-/// Everything was sent. Says so, and waits until the browser has closed its side too: closing with
-/// bytes unread would make the system throw away the response on its way.
-bool HttpConnection::closeFurther()
+/// Everything was sent. Says so, and waits until the browser has closed its side too (lingering
+/// close): closing with bytes unread would make the system throw away the response on its way.
+bool HttpConnection::beginLingering()
 {
-    if (!m_closeBegan) {
-        beginLingering();
-    }
-    if (m_socket.state() == QAbstractSocket::UnconnectedState && drain()) {
-        cut();
-    }
-    return false;
-}
-
-void HttpConnection::beginLingering()
-{
-    m_closeBegan = Clock::now();
+    m_phase = Phase::Lingering;
+    m_isIdle = false;
+    m_deadline.start(m_limits.closeTimeout);
     m_resetNotifier->setEnabled(false);
     // Qt says goodbye in TLS and closes its descriptor at once.
     m_lingering =
         FileDescriptor(::fcntl(static_cast<int>(m_socket.socketDescriptor()), F_DUPFD_CLOEXEC, 0));
     m_socket.disconnectFromHost();
+    return true;
+}
+
+bool HttpConnection::linger()
+{
+    if (m_socket.state() == QAbstractSocket::UnconnectedState && drain()) {
+        cut();
+    }
+    return false;
 }
 
 /// Throws away what comes. True when nothing more comes, or too much.
@@ -416,11 +407,28 @@ bool HttpConnection::drain()
     return m_drained > maxDrainedBytes;
 }
 
+/// Sends a response whose length is known.
+void HttpConnection::send(const Response& response)
+{
+    m_phase = Phase::Responded;
+    m_isIdle = false;
+    m_deadline.stop();
+    const QByteArray head = responseHead(response, Framing::Length, m_keepsConnection);
+    if (m_wantsNoBody) {
+        write(head);
+    } else if (response.body.size() <= pieceBytes) {
+        write(head + response.body);
+    } else {
+        write(head);
+        m_body = response.body;
+    }
+}
+
 /// Sends `bytes`, which are few.
-void HttpConnection::say(const QByteArray& bytes)
+void HttpConnection::write(const QByteArray& bytes)
 {
     if (isFlushed()) {
-        m_progress = Clock::now();
+        m_stalled.start();
     }
     if (!hasEnded()) {
         m_socket.write(bytes);
@@ -455,63 +463,6 @@ bool HttpConnection::flush()
 qint64 HttpConnection::unsentBytes() const
 {
     return m_socket.bytesToWrite() + m_socket.encryptedBytesToWrite();
-}
-
-std::optional<HttpConnection::Clock::time_point> HttpConnection::deadline() const
-{
-    const auto ofPhase = phaseDeadline();
-    if (m_phase == Phase::Closing || isFlushed()) {
-        return ofPhase;
-    }
-    const Clock::time_point stalled = m_progress + m_limits.stalledTimeout;
-    return ofPhase ? std::min(*ofPhase, stalled) : stalled;
-}
-
-std::optional<HttpConnection::Clock::time_point> HttpConnection::phaseDeadline() const
-{
-    switch (m_phase) {
-    case Phase::Greeting:
-    case Phase::Plain:
-        return m_began + m_limits.firstRequestTimeout;
-    case Phase::Reading:
-        if (!m_hadRequest) {
-            return m_began + m_limits.firstRequestTimeout;
-        }
-        return m_requestBegan ? *m_requestBegan + m_limits.requestTimeout
-                              : m_idleSince + m_limits.idleTimeout;
-    case Phase::Closing:
-        return m_closeBegan ? std::optional(*m_closeBegan + m_limits.closeTimeout) : std::nullopt;
-    case Phase::Responding:
-    case Phase::Streaming:
-    case Phase::Responded:
-    case Phase::Closed:
-        break;
-    }
-    return std::nullopt;
-}
-
-void HttpConnection::expire()
-{
-    const bool isIdle = m_phase == Phase::Reading && m_hadRequest && !m_requestBegan;
-    if (isIdle && isFlushed()) {
-        m_resetNotifier->setEnabled(false);
-        m_socket.disconnectFromHost();
-    } else if (!m_closeBegan) {
-        m_owner.rejected(HttpError::TooSlow, m_peer);
-    }
-    cut();
-}
-
-void HttpConnection::waitForDeadline()
-{
-    const auto when = deadline();
-    if (when) {
-        m_timer.start(std::max(
-            std::chrono::ceil<std::chrono::milliseconds>(*when - Clock::now()),
-            std::chrono::milliseconds(0)));
-    } else {
-        m_timer.stop();
-    }
 }
 
 } // namespace wingbell

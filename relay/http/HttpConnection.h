@@ -1,7 +1,6 @@
 #pragma once
 
 #include "base/FileDescriptor.h"
-#include "relay/http/EventQueue.h"
 #include "relay/http/HttpLimits.h"
 #include "relay/http/PendingResponse.h"
 #include "relay/http/RequestReader.h"
@@ -12,8 +11,9 @@
 #include <QSslSocket>
 #include <QTimer>
 
-#include <chrono>
 #include <optional>
+#include <utility>
+#include <vector>
 
 namespace wingbell {
 
@@ -33,7 +33,7 @@ public:
         virtual void requested(const HttpRequest& request, PendingResponse response) = 0;
 
         /// The response to plain HTTP.
-        [[nodiscard]] virtual QByteArray plainPage() const = 0;
+        [[nodiscard]] virtual const Response& plainPage() const = 0;
 
         virtual void rejected(HttpError error, const QHostAddress& peer) = 0;
 
@@ -68,51 +68,45 @@ public:
     void closeEvents() override;
 
 private:
-    using Clock = std::chrono::steady_clock;
-
     enum class Phase {
-        Greeting,   ///< nothing has come yet
+        Connected,  ///< nothing has come yet
         Plain,      ///< what came is not TLS
         Reading,    ///< the handshake, a request, or the pause between two
         Responding, ///< the response is being made
         Streaming,  ///< of events
         Responded,  ///< the response is on its way
-        Closing,    ///< the last bytes are on their way, or the browser is about to read them
+        Closing,    ///< about to be
+        Lingering,  ///< the last bytes are on their way, or the browser is about to read them
         Closed,
     };
 
     [[nodiscard]] bool isOpen() const { return m_phase != Phase::Closed; }
     void wake();
     void takeTurn();
+    void expire();
     void noteError(QAbstractSocket::SocketError error);
     [[nodiscard]] bool hasEnded() const;
 
     // Each returns true when there may be more to do at once.
     [[nodiscard]] bool step();
-    [[nodiscard]] bool greet();
+    [[nodiscard]] bool detectTls();
     [[nodiscard]] bool answerPlain();
     [[nodiscard]] bool readRequest();
-    [[nodiscard]] bool takeReading(const RequestReader::Reading& reading);
     [[nodiscard]] bool waitForRequest();
-    [[nodiscard]] bool waitForResponse();
     [[nodiscard]] bool stream();
-    [[nodiscard]] bool goOnAfterResponse();
-    [[nodiscard]] bool closeFurther();
+    [[nodiscard]] bool finishResponse();
+    [[nodiscard]] bool beginLingering();
+    [[nodiscard]] bool linger();
 
     void handOn(HttpRequest request);
     void refuse(const RequestError& error);
-    void say(const QByteArray& bytes);
-    void beginLingering();
+    void send(const Response& response);
+    void write(const QByteArray& bytes);
     [[nodiscard]] bool drain();
 
     [[nodiscard]] bool flush();
     [[nodiscard]] qint64 unsentBytes() const;
     [[nodiscard]] bool isFlushed() const { return m_body.isEmpty() && unsentBytes() == 0; }
-
-    [[nodiscard]] std::optional<Clock::time_point> deadline() const;
-    [[nodiscard]] std::optional<Clock::time_point> phaseDeadline() const;
-    void expire();
-    void waitForDeadline();
 
     QHostAddress m_peer;
     QSslConfiguration m_tls;
@@ -121,10 +115,12 @@ private:
 
     QSslSocket m_socket;
     std::optional<QSocketNotifier> m_resetNotifier; ///< set unless it had gone at once
-    QTimer m_timer;
+    QTimer m_deadline; ///< of the handshake, a request, a keep-alive pause, the close
+    QTimer m_stalled;  ///< runs out when nothing was sent for too long
     bool m_isWoken = false;
 
-    Phase m_phase = Phase::Greeting;
+    Phase m_phase = Phase::Connected;
+    bool m_isIdle = false; ///< in the keep-alive pause between a response and the next request
     bool m_hasFailed = false;
     bool m_tlsIsBroken = false;
     bool m_hasAlert = false; ///< the browser said in TLS what it dislikes
@@ -133,7 +129,7 @@ private:
     RequestReader m_reader;
     QByteArray m_body; ///< too large to be encrypted as a whole
     qsizetype m_bodySent = 0;
-    EventQueue m_events;
+    std::vector<std::pair<QByteArray, QByteArray>> m_events; ///< not yet on their way
     bool m_hasOpenEvents = false;
 
     bool m_keepsConnection = true;
@@ -144,13 +140,6 @@ private:
     FileDescriptor m_lingering; ///< keeps the TCP connection when the socket is closed
     std::optional<QSocketNotifier> m_drainNotifier;
     std::size_t m_drained = 0;
-
-    Clock::time_point m_began = Clock::now();
-    bool m_hadRequest = false;
-    Clock::time_point m_idleSince;
-    std::optional<Clock::time_point> m_requestBegan;
-    Clock::time_point m_progress = m_began; ///< the last time something was sent
-    std::optional<Clock::time_point> m_closeBegan;
 };
 
 } // namespace wingbell

@@ -2,6 +2,12 @@
 
 #include "relay/net/IpAddress.h"
 
+#include <QSslCertificate>
+#include <QSslDiffieHellmanParameters>
+#include <QSslKey>
+#include <QSslSocket>
+
+#include <algorithm>
 #include <cerrno>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -46,6 +52,27 @@ void setTcpOptions(int descriptor, const HttpLimits& limits)
 
 } // namespace
 
+std::optional<QSslConfiguration> tlsConfiguration(const QByteArray& pem)
+{
+    const QList<QSslCertificate> chain = QSslCertificate::fromData(pem, QSsl::Pem);
+    const QSslKey key(pem, QSsl::Ec, QSsl::Pem, QSsl::PrivateKey);
+    if (!QSslSocket::supportsSsl() || chain.isEmpty() || key.isNull()) {
+        return std::nullopt;
+    }
+    QSslConfiguration tls;
+    tls.setLocalCertificateChain(chain);
+    tls.setPrivateKey(key);
+    tls.setProtocol(QSsl::TlsV1_2OrLater);
+    tls.setPeerVerifyMode(QSslSocket::VerifyNone);
+    tls.setCaCertificates({}); // otherwise the system's are loaded
+    tls.setAllowedNextProtocols({QSslConfiguration::NextProtocolHttp1_1});
+    tls.setSslOption(QSsl::SslOptionDisableSessionTickets, true);
+    tls.setDiffieHellmanParameters(QSslDiffieHellmanParameters()); // OpenSSL refuses Qt's
+    // Of TLS 1.2 only authenticated encryption (AEAD); 1.3 has no other.
+    tls.setBackendConfigurationOption("CipherString", QByteArray("ECDHE+AESGCM:ECDHE+CHACHA20"));
+    return tls;
+}
+
 HttpsServer::HttpsServer(
     FileDescriptor listener, const QSslConfiguration& tls, const HttpLimits& limits)
     : m_listener(std::move(listener))
@@ -67,33 +94,6 @@ HttpsServer::HttpsServer(
 HttpsServer::~HttpsServer()
 {
     m_notifier.setEnabled(false);
-}
-
-void HttpsServer::setHostNames(const std::vector<QByteArray>& names)
-{
-    m_router.setHostNames(names);
-}
-
-void HttpsServer::setPlainPage(const QByteArray& html)
-{
-    m_plainPage = html;
-}
-
-void HttpsServer::addPage(
-    const QByteArray& path, const QByteArray& contentType, const QByteArray& bytes,
-    const HttpHeaders& headers)
-{
-    m_router.addPage(path, contentType, bytes, headers);
-}
-
-void HttpsServer::onGet(const QByteArray& path, Handler handler)
-{
-    m_router.onGet(path, std::move(handler));
-}
-
-void HttpsServer::onPost(const QByteArray& path, Handler handler)
-{
-    m_router.onPost(path, std::move(handler));
 }
 
 void HttpsServer::onRejected(Rejected rejected)
@@ -149,10 +149,6 @@ void HttpsServer::rejected(HttpError error, const QHostAddress& peer)
 
 void HttpsServer::closed(HttpConnection& connection)
 {
-    const auto count = m_countOfAddress.find(connection.peer());
-    if (count != m_countOfAddress.end() && --*count == 0) {
-        m_countOfAddress.erase(count);
-    }
     m_connections.extract(&connection).mapped().release()->deleteLater();
     if (m_done && m_connections.empty()) {
         m_shutDownTimer.start(0);
@@ -180,21 +176,17 @@ bool HttpsServer::acceptConnection()
         }
         return false;
     }
-    welcome(std::move(descriptor), ipAddress(peer));
-    return true;
-}
-
-void HttpsServer::welcome(FileDescriptor descriptor, const QHostAddress& peer)
-{
-    if (const auto error = connectionError(peer)) {
-        rejected(*error, peer);
-        return;
+    const QHostAddress address = ipAddress(peer);
+    if (const auto error = connectionError(address)) {
+        rejected(*error, address);
+        return true;
     }
     setTcpOptions(descriptor.get(), m_limits);
     auto connection = std::make_unique<HttpConnection>(
-        std::move(descriptor), peer, m_tls, m_limits, static_cast<HttpConnection::Owner&>(*this));
-    ++m_countOfAddress[peer];
+        std::move(descriptor), address, m_tls, m_limits,
+        static_cast<HttpConnection::Owner&>(*this));
     m_connections.emplace(connection.get(), std::move(connection));
+    return true;
 }
 
 std::optional<HttpError> HttpsServer::connectionError(const QHostAddress& peer)
@@ -202,8 +194,11 @@ std::optional<HttpError> HttpsServer::connectionError(const QHostAddress& peer)
     if (m_connections.size() >= m_limits.maxConnections) {
         return HttpError::TooManyConnections;
     }
-    const auto count = m_countOfAddress.find(peer);
-    if (count != m_countOfAddress.end() && *count >= m_limits.maxConnectionsPerAddress) {
+    const auto fromPeer =
+        std::count_if(m_connections.begin(), m_connections.end(), [&peer](const auto& entry) {
+            return entry.second->peer() == peer;
+        });
+    if (static_cast<std::size_t>(fromPeer) >= m_limits.maxConnectionsPerAddress) {
         return HttpError::TooManyFromOneAddress;
     }
     if (!m_limiter.admit(peer, Clock::now())) {

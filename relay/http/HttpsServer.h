@@ -5,7 +5,6 @@
 #include "relay/http/Router.h"
 
 #include <QByteArray>
-#include <QHash>
 #include <QHostAddress>
 #include <QSocketNotifier>
 #include <QSslConfiguration>
@@ -15,12 +14,22 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace wingbell {
 
-/// Pages and an API over HTTPS, from an exact table of paths: no file is ever read. A request by
-/// plain http on the same port gets one explaining page and nothing else.
+/// How this server speaks TLS: 1.2 or later, authenticated encryption only, HTTP/1.1 inside, no
+/// renegotiation, no sessions kept, no certificate asked of a client.
+///
+/// `pem`: a certificate with a key on an elliptic curve, further certificates of its chain behind
+/// it, and the private key. nullopt if there is no such thing in it, or if TLS cannot be set up.
+///
+/// Loads what Qt and OpenSSL need from the disk, so that TLS needs no files later on.
+[[nodiscard]] std::optional<QSslConfiguration> tlsConfiguration(const QByteArray& pem);
+
+/// Pages and an API over HTTPS. A request by plain http on the same port gets one explaining page
+/// and nothing else.
 ///
 /// Lives in the event loop of the thread that made it; everything it calls is called from there,
 /// never from inside a call of yours, and may do anything but destroy the server. Takes connections
@@ -28,7 +37,6 @@ namespace wingbell {
 class HttpsServer final : private HttpConnection::Owner
 {
 public:
-    using Handler = Router::Handler;
     using Rejected = std::function<void(HttpError error, const QHostAddress& peer)>;
 
     /// Serves on `listener`, a TCP port that is listened on and never makes a call wait, with the
@@ -40,22 +48,8 @@ public:
     /// Cuts every connection at once.
     ~HttpsServer();
 
-    /// The names under which this machine is asked for, besides its addresses and localhost: by
-    /// any other name the API answers 421, as it would be a foreign page's trick. Any case.
-    void setHostNames(const std::vector<QByteArray>& names);
-
-    /// What plain http gets, as HTML in UTF-8.
-    void setPlainPage(const QByteArray& html);
-
-    /// Answers GET and HEAD of `path` with `bytes`. `headers` are added to, or replace, the
-    /// security headers.
-    void addPage(
-        const QByteArray& path, const QByteArray& contentType, const QByteArray& bytes,
-        const HttpHeaders& headers = {});
-
-    /// Calls `handler` for each GET, or POST, of `path`. One path may have both.
-    void onGet(const QByteArray& path, Handler handler);
-    void onPost(const QByteArray& path, Handler handler);
+    /// What is served.
+    [[nodiscard]] Router& router() { return m_router; }
 
     /// Calls `rejected` each time a client or a request is rejected; not limited in rate.
     void onRejected(Rejected rejected);
@@ -67,13 +61,12 @@ public:
 
 private:
     void requested(const HttpRequest& request, PendingResponse response) override;
-    [[nodiscard]] QByteArray plainPage() const override { return m_plainPage; }
+    [[nodiscard]] const Response& plainPage() const override { return m_router.plainPage(); }
     void rejected(HttpError error, const QHostAddress& peer) override;
     void closed(HttpConnection& connection) override;
 
     void acceptConnections();
     [[nodiscard]] bool acceptConnection();
-    void welcome(FileDescriptor descriptor, const QHostAddress& peer);
     [[nodiscard]] std::optional<HttpError> connectionError(const QHostAddress& peer);
     [[nodiscard]] std::vector<HttpConnection*> connections() const;
     void endShutDown();
@@ -83,10 +76,8 @@ private:
     HttpLimits m_limits;
     RequestLimiter m_limiter;
     Router m_router;
-    QByteArray m_plainPage;
     Rejected m_rejected;
     std::map<const HttpConnection*, std::unique_ptr<HttpConnection>> m_connections;
-    QHash<QHostAddress, std::size_t> m_countOfAddress;
     QSocketNotifier m_notifier;
     QTimer m_acceptAgain;
     QTimer m_shutDownTimer;

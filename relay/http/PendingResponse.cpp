@@ -1,30 +1,6 @@
 #include "relay/http/PendingResponse.h"
 
-#include <utility>
-
 namespace wingbell {
-
-EventStream::EventStream(ResponseSink* connection)
-    : m_connection(connection)
-{
-}
-
-EventStream::EventStream(EventStream&& other) noexcept
-    : m_connection(std::exchange(other.m_connection, nullptr))
-{
-}
-
-EventStream& EventStream::operator=(EventStream&& other) noexcept
-{
-    EventStream taken(std::move(other));
-    m_connection.swap(taken.m_connection);
-    return *this;
-}
-
-EventStream::~EventStream()
-{
-    close();
-}
 
 void EventStream::send(const QByteArray& name, const QByteArray& data)
 {
@@ -35,56 +11,22 @@ void EventStream::send(const QByteArray& name, const QByteArray& data)
 
 void EventStream::close()
 {
-    if (const auto connection = std::exchange(m_connection, nullptr)) {
+    if (ResponseSink* const connection = take()) {
         connection->closeEvents();
     }
 }
 
-bool EventStream::isOpen() const
+void PendingResponse::send(const Response& response)
 {
-    return m_connection && m_connection->hasOpenEvents();
-}
-
-PendingResponse::PendingResponse(ResponseSink& connection)
-    : m_connection(&connection)
-{
-}
-
-PendingResponse::PendingResponse(PendingResponse&& other) noexcept
-    : m_connection(std::exchange(other.m_connection, nullptr))
-{
-}
-
-PendingResponse& PendingResponse::operator=(PendingResponse&& other) noexcept
-{
-    PendingResponse taken(std::move(other));
-    m_connection.swap(taken.m_connection);
-    return *this;
-}
-
-PendingResponse::~PendingResponse()
-{
-    if (m_connection) {
-        m_connection->respond(errorResponse(500, "failed"));
-    }
-}
-
-void PendingResponse::send(
-    int status, const QByteArray& contentType, const QByteArray& body, const HttpHeaders& headers)
-{
-    if (const auto connection = std::exchange(m_connection, nullptr)) {
-        HttpHeaders all = safeApiHeaders(headers);
-        if (!contentType.isEmpty()) {
-            all.emplace_back("Content-Type", contentType);
-        }
-        connection->respond({status, all, body});
+    if (ResponseSink* const connection = take()) {
+        connection->respond(response);
     }
 }
 
 EventStream PendingResponse::openEvents()
 {
-    const auto connection = std::exchange(m_connection, nullptr);
-    return connection && connection->openEvents() ? EventStream(connection) : EventStream();
+    ResponseSink* const connection = take();
+    return EventStream(connection != nullptr && connection->openEvents() ? connection : nullptr);
 }
 
 } // namespace wingbell

@@ -5,6 +5,8 @@
 #include <QObject>
 #include <QPointer>
 
+#include <utility>
+
 namespace wingbell {
 
 /// The connection over which a request came, as the two handles below know it. A connection has at
@@ -22,20 +24,44 @@ public:
     virtual void closeEvents() = 0;
 };
 
+/// Points to a connection, or to none once that is closed, or once it was moved from. Move-only.
+class ResponseHandle
+{
+public:
+    explicit ResponseHandle(ResponseSink* connection)
+        : m_connection(connection)
+    {
+    }
+    ResponseHandle(ResponseHandle&& other) noexcept
+        : m_connection(other.take())
+    {
+    }
+    Q_DISABLE_COPY(ResponseHandle)
+
+protected:
+    ~ResponseHandle() = default;
+
+    [[nodiscard]] ResponseSink* take() { return std::exchange(m_connection, nullptr); }
+
+    QPointer<ResponseSink> m_connection;
+};
+
 /// Events to one browser (text/event-stream), from PendingResponse::openEvents(). Move-only; main
 /// thread only; harmless once the browser has gone or the server has ended.
 ///
 /// For states rather than for a log: of each name only the newest event that is not yet on its way
 /// is kept. A dropped handle closes the stream as close() does.
-class EventStream
+class EventStream : public ResponseHandle
 {
 public:
-    EventStream() = default; ///< goes nowhere
-    explicit EventStream(ResponseSink* connection);
-    EventStream(EventStream&& other) noexcept;
-    EventStream& operator=(EventStream&& other) noexcept;
-    Q_DISABLE_COPY(EventStream)
-    ~EventStream();
+    using ResponseHandle::ResponseHandle;
+    EventStream(EventStream&&) noexcept = default;
+    EventStream& operator=(EventStream other) noexcept
+    {
+        m_connection.swap(other.m_connection);
+        return *this;
+    }
+    ~EventStream() { close(); }
 
     /// Sends `data` (any text; its line breaks are kept) as an event called `name` (without line
     /// breaks). The number of different names must be bounded: take them from a fixed set.
@@ -47,40 +73,33 @@ public:
     /// False when the browser has gone, the stream was closed, or there never was one. A browser
     /// that vanished without a word (a flat battery) is only noticed some time after a write, so
     /// send a heartbeat.
-    [[nodiscard]] bool isOpen() const;
-
-private:
-    QPointer<ResponseSink> m_connection;
+    [[nodiscard]] bool isOpen() const { return m_connection && m_connection->hasOpenEvents(); }
 };
 
 /// The right, and the duty, to answer one request: at once or later, on the main thread. Move-only.
 /// One that is dropped without a response sends 500. Harmless once the browser has gone.
-class PendingResponse
+class PendingResponse : public ResponseHandle
 {
 public:
-    explicit PendingResponse(ResponseSink& connection);
-    PendingResponse(PendingResponse&& other) noexcept;
-    PendingResponse& operator=(PendingResponse&& other) noexcept;
-    Q_DISABLE_COPY(PendingResponse)
-    ~PendingResponse();
+    using ResponseHandle::ResponseHandle;
+    PendingResponse(PendingResponse&&) noexcept = default;
+    PendingResponse& operator=(PendingResponse other) noexcept
+    {
+        m_connection.swap(other.m_connection);
+        return *this;
+    }
+    ~PendingResponse() { sendError(500, "failed"); }
 
-    /// Responds. The security headers are added; `headers` may replace them. Later calls do
-    /// nothing.
-    void send(
-        int status, const QByteArray& contentType, const QByteArray& body,
-        const HttpHeaders& headers = {});
-
-    /// Responds with JSON.
-    void sendJson(int status, const QByteArray& json) { send(status, "application/json", json); }
+    /// Responds. Later calls do nothing.
+    void send(const Response& response);
+    void sendJson(int status, const QByteArray& json) { send(jsonResponse(status, json)); }
+    void sendError(int status, const QByteArray& word) { send(errorResponse(status, word)); }
 
     /// Responds with 204, without a body.
-    void sendNothing() { send(204, {}, {}); }
+    void sendNothing() { send(jsonResponse(204, {})); }
 
     /// Responds with a stream of events, open from now on.
     [[nodiscard]] EventStream openEvents();
-
-private:
-    QPointer<ResponseSink> m_connection; ///< null once there is a response
 };
 
 } // namespace wingbell

@@ -6,7 +6,6 @@
 #include <QHostAddress>
 
 #include <chrono>
-#include <cstddef>
 
 namespace wingbell {
 
@@ -22,10 +21,29 @@ public:
 
     static constexpr qsizetype maxAddresses = 1024;
 
-    RequestLimiter(double requestsPerSecond, int burst);
+    RequestLimiter(double requestsPerSecond, int burst)
+        : m_fullBucket(
+              burst, std::chrono::duration_cast<Clock::duration>(
+                         std::chrono::duration<double>(1 / requestsPerSecond)))
+        , m_shared(m_fullBucket)
+    {
+    }
 
     /// True when one more request from `peer` may be served now.
-    [[nodiscard]] bool admit(const QHostAddress& peer, Clock::time_point now);
+    [[nodiscard]] bool admit(const QHostAddress& peer, Clock::time_point now)
+    {
+        const auto known = m_buckets.find(peer);
+        if (known != m_buckets.end()) {
+            return known->take(now);
+        }
+        if (m_buckets.size() >= maxAddresses) {
+            m_buckets.removeIf([now](auto entry) { return entry->isFull(now); });
+        }
+        if (m_buckets.size() >= maxAddresses) {
+            return m_shared.take(now);
+        }
+        return m_buckets.insert(peer, m_fullBucket)->take(now);
+    }
 
 private:
     TokenBucket m_fullBucket;

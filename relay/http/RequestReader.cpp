@@ -7,32 +7,30 @@ namespace wingbell {
 
 namespace {
 
-RequestError malformed()
+constexpr QByteArrayView lineEnd("\r\n");
+constexpr QByteArrayView emptyLine("\r\n\r\n");
+
+tl::unexpected<RequestError> malformed()
 {
-    return {400, "malformed", HttpError::Malformed};
+    return failure(RequestError{400, "malformed", HttpError::Malformed});
 }
 
-RequestError bodyTooLarge()
+tl::unexpected<RequestError> tooLarge(int status)
 {
-    return {413, "too-large", HttpError::TooLarge};
+    return failure(RequestError{status, "too-large", HttpError::TooLarge});
 }
 
-RequestError headTooLarge()
+bool isHexadecimal(QByteArrayView text)
 {
-    return {431, "too-large", HttpError::TooLarge};
+    return !text.isEmpty() && std::all_of(text.begin(), text.end(), [](char character) {
+        return QByteArrayView("0123456789abcdefABCDEF").contains(character);
+    });
 }
 
 /// True when `bytes` are, or may become, a text that begins with `word`.
-bool mayBe(QByteArrayView bytes, QByteArrayView word)
+bool mayBeginWith(QByteArrayView bytes, QByteArrayView word)
 {
-    const qsizetype common = std::min(bytes.size(), word.size());
-    return bytes.first(common) == word.first(common);
-}
-
-bool isWhole(QByteArrayView bytes)
-{
-    return bytes.size() >= maxPlainRequestBytes || bytes.contains("\r\n\r\n") ||
-           bytes.contains("\n\n");
+    return bytes.startsWith(word) || word.startsWith(bytes);
 }
 
 } // namespace
@@ -45,162 +43,106 @@ RequestReader::RequestReader(std::size_t maxHeadBytes, std::size_t maxBodyBytes)
 
 RequestReader::Reading RequestReader::next()
 {
-    if (!m_head) {
-        if (Step error = readHead()) {
-            return *error;
-        }
+    Result<bool, RequestError> isWhole = true;
+    if (!m_request) {
+        isWhole = readHead();
     }
-    if (!m_head) {
-        return std::monostate();
+    if (isWhole && *isWhole) {
+        isWhole = m_request->isChunked ? readChunks() : readBody();
     }
-    if (Step error = readBody()) {
-        return *error;
+    if (!isWhole) {
+        return failure(isWhole.error());
     }
-    if (!m_isWhole) {
-        return std::monostate();
+    if (!*isWhole) {
+        return std::nullopt;
     }
-    return takeRequest();
+    if (m_bytes.isEmpty()) {
+        m_bytes = QByteArray(); // gives back the room that a large body took
+    }
+    return std::exchange(m_request, std::nullopt);
 }
 
 bool RequestReader::takeContinue()
 {
-    return m_head && std::exchange(m_head->expectsContinue, false);
+    return m_request && std::exchange(m_request->expectsContinue, false);
 }
 
-RequestReader::Step RequestReader::readHead()
+Result<bool, RequestError> RequestReader::readHead()
 {
-    constexpr QByteArrayView emptyLine("\r\n\r\n");
     const qsizetype end = m_bytes.indexOf(emptyLine, m_searched);
     const qsizetype size = end < 0 ? m_bytes.size() : end;
     if (static_cast<std::size_t>(size) > m_maxHeadBytes) {
-        return headTooLarge();
+        return tooLarge(431);
     }
     if (end < 0) {
         m_searched = std::max<qsizetype>(0, m_bytes.size() - emptyLine.size() + 1);
-        return std::nullopt;
-    }
-    auto reading = readRequestHead(QByteArrayView(m_bytes).first(end));
-    if (const auto* error = std::get_if<RequestError>(&reading)) {
-        return *error;
-    }
-    m_head = std::get<RequestHead>(std::move(reading));
-    m_bytes.remove(0, end + emptyLine.size());
-    m_searched = 0;
-    return std::nullopt;
-}
-
-RequestReader::Step RequestReader::readBody()
-{
-    return m_head->isChunked ? readChunks() : readPlainBody();
-}
-
-RequestReader::Step RequestReader::readPlainBody()
-{
-    const std::uint64_t length = m_head->contentLength.value_or(0);
-    if (length > m_maxBodyBytes) {
-        return bodyTooLarge();
-    }
-    if (waiting() < length) {
-        return std::nullopt;
-    }
-    m_body = m_bytes.first(static_cast<qsizetype>(length));
-    m_bytes.remove(0, m_body.size());
-    m_isWhole = true;
-    return std::nullopt;
-}
-
-RequestReader::Step RequestReader::readChunks()
-{
-    while (!m_isWhole) {
-        if (m_chunks == Chunks::Data) {
-            if (!takeChunkData()) {
-                return std::nullopt;
-            }
-            continue;
-        }
-        // A size, the end of a chunk and the last line are all shorter than this.
-        constexpr qsizetype maxLineBytes = 10;
-        const auto line = takeLine();
-        if (!line) {
-            return m_bytes.size() > maxLineBytes ? Step(malformed()) : std::nullopt;
-        }
-        if (m_chunks == Chunks::Size) {
-            if (Step error = readChunkSize(*line)) {
-                return error;
-            }
-            continue;
-        }
-        if (!line->isEmpty()) {
-            return malformed();
-        }
-        m_isWhole = m_chunks == Chunks::End;
-        m_chunks = Chunks::Size;
-    }
-    return std::nullopt;
-}
-
-RequestReader::Step RequestReader::readChunkSize(QByteArrayView line)
-{
-    constexpr qsizetype maxDigits = 8;
-    const auto isHexDigit = [](char character) {
-        return QByteArrayView("0123456789abcdefABCDEF").contains(character);
-    };
-    if (line.isEmpty() || line.size() > maxDigits ||
-        !std::all_of(line.begin(), line.end(), isHexDigit)) {
-        return malformed();
-    }
-    m_chunkLeft = line.toByteArray().toUInt(nullptr, 16);
-    if (m_chunkLeft > m_maxBodyBytes - static_cast<std::size_t>(m_body.size())) {
-        return bodyTooLarge();
-    }
-    m_chunks = m_chunkLeft == 0 ? Chunks::End : Chunks::Data;
-    return std::nullopt;
-}
-
-/// True when the chunk is complete.
-bool RequestReader::takeChunkData()
-{
-    const auto taken = static_cast<qsizetype>(std::min(m_chunkLeft, waiting()));
-    m_body.append(QByteArrayView(m_bytes).first(taken));
-    m_bytes.remove(0, taken);
-    m_chunkLeft -= static_cast<std::size_t>(taken);
-    if (m_chunkLeft > 0) {
         return false;
     }
-    m_chunks = Chunks::DataEnd;
+    auto head = readRequestHead(QByteArrayView(m_bytes).first(end));
+    if (!head) {
+        return failure(head.error());
+    }
+    m_request = *std::move(head);
+    m_bytes.remove(0, end + emptyLine.size());
+    m_searched = 0;
     return true;
 }
 
-std::optional<QByteArray> RequestReader::takeLine()
+Result<bool, RequestError> RequestReader::readBody()
 {
-    const qsizetype end = m_bytes.indexOf("\r\n");
-    if (end < 0) {
-        return std::nullopt;
+    if (m_request->contentLength > m_maxBodyBytes) {
+        return tooLarge(413);
     }
-    QByteArray line = m_bytes.first(end);
-    m_bytes.remove(0, end + 2);
-    return line;
+    const auto length = static_cast<qsizetype>(m_request->contentLength);
+    if (m_bytes.size() < length) {
+        return false;
+    }
+    m_request->body = m_bytes.first(length);
+    m_bytes.remove(0, length);
+    return true;
 }
 
-HttpRequest RequestReader::takeRequest()
+/// Chunked transfer coding, without extensions and trailers. A chunk is its size in hexadecimal
+/// digits, a line end, the data, a line end; one without data ends the body.
+Result<bool, RequestError> RequestReader::readChunks()
 {
-    HttpRequest request{std::move(*m_head), std::move(m_body), {}};
-    m_head.reset();
-    m_body = QByteArray();
-    m_isWhole = false;
-    if (m_bytes.isEmpty()) {
-        m_bytes = QByteArray(); // gives back the room that a large body took
+    constexpr qsizetype maxDigits = 8;
+    for (;;) {
+        const QByteArray line = m_bytes.first(std::min(m_bytes.size(), maxDigits + lineEnd.size()));
+        const qsizetype digits = line.indexOf(lineEnd);
+        if (digits < 0 && line.size() < maxDigits + lineEnd.size()) {
+            return false;
+        }
+        if (digits < 0 || !isHexadecimal(line.first(digits))) {
+            return malformed();
+        }
+        const qsizetype size = line.first(digits).toUInt(nullptr, 16);
+        if (static_cast<std::size_t>(m_request->body.size() + size) > m_maxBodyBytes) {
+            return tooLarge(413);
+        }
+        const qsizetype begin = digits + lineEnd.size();
+        if (m_bytes.size() < begin + size + lineEnd.size()) {
+            return false;
+        }
+        if (QByteArrayView(m_bytes).sliced(begin + size, lineEnd.size()) != lineEnd) {
+            return malformed();
+        }
+        m_request->body.append(QByteArrayView(m_bytes).sliced(begin, size));
+        m_bytes.remove(0, begin + size + lineEnd.size());
+        if (size == 0) {
+            return true;
+        }
     }
-    return request;
 }
 
 PlainRequest readPlainRequest(QByteArrayView bytes)
 {
-    const bool isGet = mayBe(bytes, "GET ");
-    if (!isGet && !mayBe(bytes, "HEAD ")) {
+    const bool isGet = mayBeginWith(bytes, "GET ");
+    if (!isGet && !mayBeginWith(bytes, "HEAD ")) {
         return PlainRequest::Other;
     }
-    if (!isWhole(bytes)) {
+    if (bytes.size() < maxPlainRequestBytes && !bytes.contains(emptyLine) &&
+        !bytes.contains("\n\n")) {
         return PlainRequest::Incomplete;
     }
     return isGet ? PlainRequest::Get : PlainRequest::Head;

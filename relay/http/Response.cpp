@@ -1,52 +1,41 @@
 #include "relay/http/Response.h"
 
 #include <QDateTime>
+#include <QList>
 #include <QLocale>
 
 #include <algorithm>
+#include <array>
 
 namespace wingbell {
 
 namespace {
 
-QByteArray reason(int status)
+constexpr std::array<std::pair<int, const char*>, 16> reasons = {{
+    {200, "OK"},
+    {204, "No Content"},
+    {304, "Not Modified"},
+    {400, "Bad Request"},
+    {403, "Forbidden"},
+    {404, "Not Found"},
+    {405, "Method Not Allowed"},
+    {413, "Content Too Large"},
+    {417, "Expectation Failed"},
+    {421, "Misdirected Request"},
+    {429, "Too Many Requests"},
+    {431, "Request Header Fields Too Large"},
+    {500, "Internal Server Error"},
+    {501, "Not Implemented"},
+    {503, "Service Unavailable"},
+    {505, "HTTP Version Not Supported"},
+}};
+
+QByteArray reasonFor(int status)
 {
-    switch (status) {
-    case 200:
-        return "OK";
-    case 204:
-        return "No Content";
-    case 304:
-        return "Not Modified";
-    case 400:
-        return "Bad Request";
-    case 403:
-        return "Forbidden";
-    case 404:
-        return "Not Found";
-    case 405:
-        return "Method Not Allowed";
-    case 413:
-        return "Content Too Large";
-    case 417:
-        return "Expectation Failed";
-    case 421:
-        return "Misdirected Request";
-    case 429:
-        return "Too Many Requests";
-    case 431:
-        return "Request Header Fields Too Large";
-    case 500:
-        return "Internal Server Error";
-    case 501:
-        return "Not Implemented";
-    case 503:
-        return "Service Unavailable";
-    case 505:
-        return "HTTP Version Not Supported";
-    default:
-        return "Unknown";
-    }
+    const auto* reason = std::find_if(reasons.begin(), reasons.end(), [status](const auto& entry) {
+        return entry.first == status;
+    });
+    return reason == reasons.end() ? "Unknown" : reason->second;
 }
 
 QByteArray date()
@@ -59,9 +48,7 @@ QByteArray date()
 
 bool breaksLines(const QByteArray& text)
 {
-    return std::any_of(text.begin(), text.end(), [](char character) {
-        return character == '\r' || character == '\n' || character == '\0';
-    });
+    return text.contains('\r') || text.contains('\n') || text.contains('\0');
 }
 
 void appendHeader(QByteArray& head, const QByteArray& name, const QByteArray& value)
@@ -71,61 +58,73 @@ void appendHeader(QByteArray& head, const QByteArray& name, const QByteArray& va
     }
 }
 
-bool hasNoBody(int status)
-{
-    return status == 204 || status == 304;
-}
-
-void appendFraming(QByteArray& head, const Response& response, Framing framing)
-{
-    if (framing == Framing::Chunks) {
-        appendHeader(head, "Transfer-Encoding", "chunked");
-    } else if (framing == Framing::Length && !hasNoBody(response.status)) {
-        appendHeader(head, "Content-Length", QByteArray::number(response.body.size()));
-    }
-}
-
-void put(HttpHeaders& headers, const std::pair<QByteArray, QByteArray>& header)
-{
-    const auto same = std::find_if(headers.begin(), headers.end(), [&header](const auto& other) {
-        return other.first.compare(header.first, Qt::CaseInsensitive) == 0;
-    });
-    if (same == headers.end()) {
-        headers.push_back(header);
-    } else {
-        same->second = header.second;
-    }
-}
-
-HttpHeaders merged(HttpHeaders result, const HttpHeaders& headers)
-{
-    for (const auto& header : headers) {
-        put(result, header);
-    }
-    return result;
-}
-
-HttpHeaders forAll()
+HttpHeaders securityHeaders(const QByteArray& caching, const QByteArray& policy)
 {
     return {
         {"X-Content-Type-Options", "nosniff"},
         {"Referrer-Policy", "no-referrer"},
         {"Cross-Origin-Resource-Policy", "same-origin"},
-    };
+        {"Cache-Control", caching},
+        {"Content-Security-Policy", policy}};
+}
+
+HttpHeaders apiHeaders(const QByteArray& contentType)
+{
+    HttpHeaders headers = securityHeaders("no-store", "default-src 'none'; frame-ancestors 'none'");
+    if (!contentType.isEmpty()) {
+        headers.emplace_back("Content-Type", contentType);
+    }
+    return headers;
 }
 
 } // namespace
 
+Response pageResponse(
+    const QByteArray& contentType, const QByteArray& body, const QByteArray& policy,
+    const QByteArray& caching)
+{
+    Response response{200, securityHeaders(caching, policy), body};
+    response.headers.emplace_back("Content-Type", contentType);
+    return response;
+}
+
+QByteArray defaultPagePolicy()
+{
+    return "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; "
+           "connect-src 'self'; media-src blob:; base-uri 'none'; form-action 'none'; "
+           "frame-ancestors 'none'";
+}
+
+Response jsonResponse(int status, const QByteArray& body)
+{
+    return {status, apiHeaders(body.isEmpty() ? QByteArray() : "application/json"), body};
+}
+
+Response errorResponse(int status, const QByteArray& word)
+{
+    return jsonResponse(status, QByteArray("{\"error\":\"").append(word).append("\"}"));
+}
+
+Response eventStreamResponse()
+{
+    return {200, apiHeaders("text/event-stream"), {}};
+}
+
 QByteArray responseHead(const Response& response, Framing framing, bool keepsConnection)
 {
     QByteArray head("HTTP/1.1 ");
-    head.append(QByteArray::number(response.status)).append(' ').append(reason(response.status));
-    head.append("\r\n");
+    head.append(QByteArray::number(response.status)).append(' ');
+    head.append(reasonFor(response.status)).append("\r\n");
     appendHeader(head, "Date", date());
     for (const auto& [name, value] : response.headers) {
         appendHeader(head, name, value);
     }
-    appendFraming(head, response, framing);
+    const bool mayHaveBody = response.status != 204 && response.status != 304;
+    if (framing == Framing::Chunks) {
+        appendHeader(head, "Transfer-Encoding", "chunked");
+    } else if (framing == Framing::Length && mayHaveBody) {
+        appendHeader(head, "Content-Length", QByteArray::number(response.body.size()));
+    }
     if (!keepsConnection) {
         appendHeader(head, "Connection", "close");
     }
@@ -137,31 +136,14 @@ QByteArray chunk(const QByteArray& bytes)
     return QByteArray::number(bytes.size(), 16).append("\r\n").append(bytes).append("\r\n");
 }
 
-Response errorResponse(int status, const QByteArray& word, const HttpHeaders& headers)
+QByteArray serverSentEvent(const QByteArray& name, QByteArray data)
 {
-    HttpHeaders all = safeApiHeaders(headers);
-    all.emplace_back("Content-Type", "application/json");
-    return {status, all, QByteArray("{\"error\":\"").append(word).append("\"}")};
-}
-
-HttpHeaders safeApiHeaders(const HttpHeaders& headers)
-{
-    return merged(
-        merged(
-            forAll(), {{"Cache-Control", "no-store"},
-                       {"Content-Security-Policy", "default-src 'none'; frame-ancestors 'none'"}}),
-        headers);
-}
-
-HttpHeaders safePageHeaders(const HttpHeaders& headers)
-{
-    static const QByteArray policy(
-        "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; "
-        "connect-src 'self'; media-src blob:; base-uri 'none'; form-action 'none'; "
-        "frame-ancestors 'none'");
-    return merged(
-        merged(forAll(), {{"Cache-Control", "no-cache"}, {"Content-Security-Policy", policy}}),
-        headers);
+    QByteArray text = QByteArray("event: ").append(name).append('\n');
+    data.replace("\r\n", "\n").replace('\r', '\n');
+    for (const QByteArray& line : data.split('\n')) {
+        text.append("data: ").append(line).append('\n');
+    }
+    return text.append('\n');
 }
 
 } // namespace wingbell

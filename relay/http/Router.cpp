@@ -11,10 +11,10 @@ namespace wingbell {
 
 namespace {
 
-bool isAddress(int family, QByteArrayView text)
+bool isAddress(int family, const QByteArray& text)
 {
     std::array<unsigned char, sizeof(in6_addr)> address = {};
-    return ::inet_pton(family, text.toByteArray().constData(), address.data()) == 1;
+    return ::inet_pton(family, text.constData(), address.data()) == 1;
 }
 
 bool isPort(QByteArrayView text)
@@ -24,33 +24,11 @@ bool isPort(QByteArrayView text)
     });
 }
 
-/// True for nothing, or a colon and a port.
-bool isPortPart(QByteArrayView text)
+Response wrongMethod(const QByteArray& allowed)
 {
-    return text.isEmpty() || (text.startsWith(':') && isPort(text.sliced(1)));
-}
-
-bool isBracketedAddress(QByteArrayView host)
-{
-    const qsizetype end = host.indexOf(']');
-    return end > 0 && isAddress(AF_INET6, host.sliced(1, end - 1)) &&
-           isPortPart(host.sliced(end + 1));
-}
-
-void sendError(
-    PendingResponse& pending, int status, const QByteArray& word, const HttpHeaders& headers = {})
-{
-    const Response response = errorResponse(status, word, headers);
-    pending.send(response.status, {}, response.body, response.headers);
-}
-
-void reject(PendingResponse& pending, HttpError error)
-{
-    if (error == HttpError::UnknownHost) {
-        sendError(pending, 421, "wrong-host");
-    } else {
-        sendError(pending, 403, "foreign-origin");
-    }
+    Response response = errorResponse(405, "wrong-method");
+    response.headers.emplace_back("Allow", allowed);
+    return response;
 }
 
 QByteArray tagOf(const QByteArray& bytes)
@@ -63,14 +41,17 @@ QByteArray tagOf(const QByteArray& bytes)
 
 bool isOwnHost(QByteArrayView host, const std::vector<QByteArray>& names)
 {
-    if (host.startsWith('[')) {
-        return isBracketedAddress(host);
-    }
+    const bool isBracketed = host.startsWith('[');
     const qsizetype colon = host.indexOf(':');
-    if (colon >= 0 && !isPortPart(host.sliced(colon))) {
+    const qsizetype end = isBracketed ? host.indexOf(']') + 1 : colon < 0 ? host.size() : colon;
+    QByteArray name = host.first(end).toByteArray().toLower();
+    const QByteArrayView port = host.sliced(end);
+    if (!port.isEmpty() && !(port.startsWith(':') && isPort(port.sliced(1)))) {
         return false;
     }
-    QByteArray name = (colon < 0 ? host : host.first(colon)).toByteArray().toLower();
+    if (isBracketed) {
+        return isAddress(AF_INET6, name.sliced(1).chopped(1));
+    }
     if (name.endsWith('.')) {
         name.chop(1);
     }
@@ -93,13 +74,22 @@ void Router::setHostNames(const std::vector<QByteArray>& names)
     }
 }
 
+void Router::setPlainPage(const QByteArray& html)
+{
+    // The page is one piece: it has its style in itself, and nothing can be loaded beside it.
+    m_plainPage = pageResponse(
+        "text/html; charset=utf-8", html,
+        "default-src 'none'; style-src 'unsafe-inline'; base-uri 'none'; form-action 'none'; "
+        "frame-ancestors 'none'",
+        "no-store");
+}
+
 void Router::addPage(
     const QByteArray& path, const QByteArray& contentType, const QByteArray& bytes,
-    const HttpHeaders& headers)
+    const QByteArray& policy)
 {
-    Page page{{200, safePageHeaders(headers), bytes}, tagOf(bytes)};
+    Page page{pageResponse(contentType, bytes, policy), tagOf(bytes)};
     page.response.headers.emplace_back("ETag", page.tag);
-    page.response.headers.emplace_back("Content-Type", contentType);
     m_pages[path] = std::move(page);
 }
 
@@ -115,54 +105,42 @@ void Router::onPost(const QByteArray& path, Handler handler)
 
 std::optional<HttpError> Router::serve(const HttpRequest& request, PendingResponse response) const
 {
-    const auto page = m_pages.find(request.head.path);
-    const auto handlers = m_handlers.find(request.head.path);
-    if (page != m_pages.end() && request.head.method != "POST") {
+    const auto page = m_pages.find(request.path);
+    const auto handlers = m_handlers.find(request.path);
+    if (page != m_pages.end() && request.method != "POST") {
         const auto& [stored, tag] = page->second;
-        const bool isKnown = request.head.ifNoneMatch.contains(tag);
-        response.send(
-            isKnown ? 304 : stored.status, {}, isKnown ? QByteArray() : stored.body,
-            stored.headers);
+        const bool isKnown = request.ifNoneMatch.contains(tag);
+        response.send(isKnown ? Response{304, stored.headers, {}} : stored);
     } else if (handlers != m_handlers.end()) {
         return callHandler(handlers->second, request, std::move(response));
     } else if (page != m_pages.end()) {
-        sendError(response, 405, "wrong-method", {{"Allow", "GET, HEAD"}});
+        response.send(wrongMethod("GET, HEAD"));
     } else {
-        sendError(response, 404, "not-found");
+        response.sendError(404, "not-found");
     }
     return std::nullopt;
 }
 
+/// The checks of Host and Origin keep a page from elsewhere from using the rights of a crew member
+/// in whose browser it runs.
 std::optional<HttpError> Router::callHandler(
     const Handlers& handlers, const HttpRequest& request, PendingResponse response) const
 {
-    const RequestHead& head = request.head;
-    if (const auto error = originError(head)) {
-        reject(response, *error);
-        return error;
-    }
-    const Handler& handler = head.method == "POST" ? handlers.post : handlers.get;
-    if (!handler || head.method == "HEAD") {
-        const bool hasBoth = handlers.get && handlers.post;
-        sendError(
-            response, 405, "wrong-method",
-            {{"Allow", hasBoth        ? "GET, POST"
-                       : handlers.get ? "GET"
-                                      : "POST"}});
-        return std::nullopt;
-    }
-    handler(request, std::move(response));
-    return std::nullopt;
-}
-
-/// Keeps a page from elsewhere from using the rights of a crew member in whose browser it runs.
-std::optional<HttpError> Router::originError(const RequestHead& head) const
-{
-    if (!isOwnHost(head.host, m_names)) {
+    if (!isOwnHost(request.host, m_names)) {
+        response.sendError(421, "wrong-host");
         return HttpError::UnknownHost;
     }
-    if (head.origin && !isSameOrigin(*head.origin, head.host)) {
+    if (request.origin && !isSameOrigin(*request.origin, request.host)) {
+        response.sendError(403, "foreign-origin");
         return HttpError::ForeignOrigin;
+    }
+    const Handler& handler = request.method == "POST" ? handlers.post : handlers.get;
+    if (handler && request.method != "HEAD") {
+        handler(request, std::move(response));
+    } else if (handlers.get && handlers.post) {
+        response.send(wrongMethod("GET, POST"));
+    } else {
+        response.send(wrongMethod(handlers.get ? "GET" : "POST"));
     }
     return std::nullopt;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "relay/http/HttpRequest.h"
 #include "relay/http/PendingResponse.h"
-#include "relay/http/RequestReader.h"
 
 #include <QByteArray>
 
@@ -20,16 +20,27 @@ namespace wingbell {
 /// True if a page with this `origin` is a page of the server that `host` names, over https.
 [[nodiscard]] bool isSameOrigin(QByteArrayView origin, QByteArrayView host);
 
-/// Which handler serves a request: an exact table of paths. Rejects requests of foreign pages.
+/// Which page or handler serves a request: an exact table of paths, no file is ever read. Rejects
+/// requests of foreign pages.
 class Router
 {
 public:
     using Handler = std::function<void(const HttpRequest&, PendingResponse)>;
 
+    /// The names under which this machine is asked for, besides its addresses and localhost: by
+    /// any other name the API answers 421, as it would be a foreign page's trick. Any case.
     void setHostNames(const std::vector<QByteArray>& names);
+
+    /// What plain http gets, as HTML in UTF-8.
+    void setPlainPage(const QByteArray& html);
+    [[nodiscard]] const Response& plainPage() const { return m_plainPage; }
+
+    /// Answers GET and HEAD of `path` with `bytes`.
     void addPage(
         const QByteArray& path, const QByteArray& contentType, const QByteArray& bytes,
-        const HttpHeaders& headers);
+        const QByteArray& policy = defaultPagePolicy());
+
+    /// Calls `handler` for each GET, or POST, of `path`. One path may have both.
     void onGet(const QByteArray& path, Handler handler);
     void onPost(const QByteArray& path, Handler handler);
 
@@ -51,11 +62,11 @@ private:
 
     [[nodiscard]] std::optional<HttpError> callHandler(
         const Handlers& handlers, const HttpRequest& request, PendingResponse response) const;
-    [[nodiscard]] std::optional<HttpError> originError(const RequestHead& head) const;
 
     std::vector<QByteArray> m_names;
     std::map<QByteArray, Page> m_pages;
     std::map<QByteArray, Handlers> m_handlers;
+    Response m_plainPage;
 };
 
 } // namespace wingbell

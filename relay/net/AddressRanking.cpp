@@ -1,6 +1,7 @@
 #include "relay/net/AddressRanking.h"
 
 #include <QLatin1String>
+#include <QUrl>
 
 #include <algorithm>
 #include <array>
@@ -53,14 +54,6 @@ std::tuple<AddressRank, bool, bool, bool> order(const InterfaceAddress& address)
     return {rankOf(address), isVirtual(address), !isIpv4(address.address), address.wireless};
 }
 
-QString url(const QString& host, quint16 port)
-{
-    constexpr quint16 portOfHttps = 443;
-    const QString behind =
-        port == portOfHttps ? QString() : QString(QLatin1Char(':') + QString::number(port));
-    return QStringLiteral("https://") + host + behind + QLatin1Char('/');
-}
-
 } // namespace
 
 AddressRank rankOf(const InterfaceAddress& address)
@@ -103,13 +96,19 @@ std::vector<InterfaceAddress> rankedAddresses(const std::vector<InterfaceAddress
 
 QString urlFor(const QHostAddress& address, quint16 port)
 {
-    const QString text = address.toString();
-    return url(isIpv4(address) ? text : QString(QLatin1Char('[') + text + QLatin1Char(']')), port);
+    return urlFor(address.toString(), port);
 }
 
 QString urlFor(const QString& hostName, quint16 port)
 {
-    return url(hostName, port);
+    constexpr int httpsPort = 443;
+    constexpr int noPort = -1;
+    QUrl url;
+    url.setScheme(QStringLiteral("https"));
+    url.setHost(hostName);
+    url.setPort(port == httpsPort ? noPort : port);
+    url.setPath(QStringLiteral("/"));
+    return url.toString();
 }
 
 } // namespace wingbell

@@ -16,7 +16,7 @@ enum class AddressRank {
     UniqueLocalIpv6,
     GlobalIpv6,
     Virtual,   ///< of an adapter that exists in software only
-    LinkLocal, ///< given by nobody: works inside one cable or wireless network, and not always
+    LinkLocal, ///< self-assigned: works inside one cable or wireless network, and not always
     Loopback,  ///< this machine alone
 };
 

@@ -1,7 +1,6 @@
 #include "relay/net/IpAddress.h"
 
 #include <QNetworkInterface>
-#include <QtEndian>
 
 #include <algorithm>
 #include <cstring>
@@ -26,27 +25,6 @@ QHostAddress ipAddress(const sockaddr_storage& address)
             QNetworkInterface::interfaceNameFromIndex(static_cast<int>(six.sin6_scope_id)));
     }
     return result;
-}
-
-QHostAddress ipAddress(QByteArrayView bytes)
-{
-    switch (bytes.size()) {
-    case sizeof(quint32):
-        return QHostAddress(qFromBigEndian<quint32>(bytes.data()));
-    case sizeof(Q_IPV6ADDR):
-        return QHostAddress(reinterpret_cast<const quint8*>(bytes.data()));
-    default:
-        return {};
-    }
-}
-
-QByteArray addressBytes(const QHostAddress& address)
-{
-    const Q_IPV6ADDR bytes = address.toIPv6Address();
-    // An IPv4 address stands at the end, as ::ffff:a.b.c.d.
-    const qsizetype size =
-        address.protocol() == QHostAddress::IPv4Protocol ? sizeof(quint32) : sizeof bytes;
-    return QByteArray(reinterpret_cast<const char*>(std::end(bytes.c)) - size, size);
 }
 
 QString addressText(const QHostAddress& address)

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <QByteArray>
-#include <QByteArrayView>
 #include <QHostAddress>
 #include <QString>
 
@@ -15,12 +13,6 @@ namespace wingbell {
 /// that a sender has one address. A link-local one has the interface that it belongs to as its
 /// scope id, which does not count in comparisons.
 [[nodiscard]] QHostAddress ipAddress(const sockaddr_storage& address);
-
-/// An address from its bytes in network order; null when these are neither 4 nor 16.
-[[nodiscard]] QHostAddress ipAddress(QByteArrayView bytes);
-
-/// In network order: 4 or 16 bytes.
-[[nodiscard]] QByteArray addressBytes(const QHostAddress& address);
 
 /// For a person: without brackets, with the interface of a link-local one.
 [[nodiscard]] QString addressText(const QHostAddress& address);

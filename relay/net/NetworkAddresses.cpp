@@ -1,10 +1,9 @@
 #include "relay/net/NetworkAddresses.h"
 
-#include "relay/net/IpAddress.h"
-
 #include <QDir>
 #include <QFile>
 #include <QNetworkInterface>
+#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -79,10 +78,32 @@ QList<QHostAddress> NetworkAddresses::passingAddresses() const
         const QList<QByteArray> columns = line.simplified().split(' ');
         const uint flags = columns.value(flagsColumn).toUInt(nullptr, 16);
         if ((flags & temporaryDuplicateDeprecatedOrTentative) != 0) {
-            addresses.append(ipAddress(QByteArray::fromHex(columns.constFirst())));
+            const QByteArray bytes = QByteArray::fromHex(columns.constFirst());
+            if (bytes.size() == sizeof(Q_IPV6ADDR)) {
+                addresses.append(QHostAddress(reinterpret_cast<const quint8*>(bytes.constData())));
+            }
         }
     }
     return addresses;
+}
+
+QStringList hostNames(const QString& hostName)
+{
+    // Labels of 1 to 63 characters.
+    static const QRegularExpression shape(
+        QStringLiteral(R"(\A(?!-)[a-z0-9-]{1,63}(?<!-)(\.(?!-)[a-z0-9-]{1,63}(?<!-))*\z)"));
+    constexpr qsizetype maxSize = 253;
+    const QString name = hostName.toLower();
+    // QHostAddress alone would also take shorter forms: 5 as 0.0.0.5.
+    const bool isAddress = name.count(QLatin1Char('.')) == 3 && !QHostAddress(name).isNull();
+    if (name.size() > maxSize || isAddress || !shape.match(name).hasMatch()) {
+        return {};
+    }
+    QStringList names = {name, name.section(QLatin1Char('.'), 0, 0) + QStringLiteral(".local")};
+    names.removeAll(QStringLiteral("localhost"));
+    names.removeAll(QStringLiteral("localhost.local"));
+    names.removeDuplicates();
+    return names;
 }
 
 } // namespace wingbell

@@ -2,6 +2,7 @@
 
 #include <QHostAddress>
 #include <QString>
+#include <QStringList>
 
 #include <vector>
 
@@ -48,5 +49,9 @@ private:
     QString m_interfaces;
     QString m_ipv6Addresses;
 };
+
+/// The names under which others may find the machine that calls itself `hostName`: itself, and its
+/// first label with .local (mDNS). Lower case; none when `hostName` is no name of a host.
+[[nodiscard]] QStringList hostNames(const QString& hostName);
 
 } // namespace wingbell

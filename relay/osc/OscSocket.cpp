@@ -1,7 +1,7 @@
 #include "relay/osc/OscSocket.h"
 
 #include "relay/net/IpAddress.h"
-#include "relay/net/OpenPort.h"
+#include "relay/net/Port.h"
 
 namespace wingbell {
 

@@ -1,22 +1,13 @@
 #include "relay/sessions/Crew.h"
 
-#include <QRandomGenerator>
+#include <QUuid>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 
 namespace wingbell {
 
 namespace {
-
-Crew::Session newSession()
-{
-    std::array<quint32, 4> random = {};
-    QRandomGenerator::system()->generate(random.begin(), random.end());
-    const QByteArray bytes(reinterpret_cast<const char*>(random.data()), sizeof random);
-    return QString::fromLatin1(bytes.toHex());
-}
 
 /// The name of the one section of an offer.
 QByteArray midOf(const QByteArray& offer)
@@ -35,30 +26,29 @@ QByteArray midOf(const QByteArray& offer)
 struct Crew::Member
 {
     const PatchedRole* role = nullptr;
-    std::size_t rolePlace = 0;
     QString address;
     bool microphone = false;
-    bool isBack = false; ///< took the place of an earlier session that had arrived
-    bool hasArrived = false;
+    bool isBack = false; ///< replaced an earlier session that had connected
+    bool isConnected = false;
     std::shared_ptr<MediaLink> link;
-    QByteArray mid; ///< what the offer calls its sound
+    QByteArray mid; ///< the name of the section in the offer
     ParticipantId participant = 0;
-    std::unique_ptr<CrewEvents> events;
+    std::unique_ptr<PageEvents> events;
     std::optional<DeskEvent> told;
     std::uint64_t number = 0;
     ChannelSet talking;
     Clock::time_point began;
-    Clock::time_point lastWord;
-    Clock::time_point lastSound;
-    Clock::time_point lastBeat;
+    Clock::time_point lastMessage;
+    Clock::time_point lastAudio;
+    Clock::time_point lastHeartbeat;
     std::uint64_t packets = 0;
 };
 
-Crew::Crew(const ShowPatch& show, Room& room, LinkMaker makeLink, CrewNews& news)
+Crew::Crew(const ShowPatch& show, Room& room, LinkMaker makeLink, CrewObserver& observer)
     : m_show(show)
     , m_room(room)
     , m_makeLink(std::move(makeLink))
-    , m_news(news)
+    , m_observer(observer)
     , m_announcing(static_cast<std::size_t>(show.channels().size()))
 {
 }
@@ -78,16 +68,16 @@ void Crew::join(
     const Joining& joining, Clock::time_point now, std::function<void(JoinOutcome)> done)
 {
     const Member* before = find(joining.replaces);
-    // Also when the first try to come back did not get through.
-    const bool isBack = before != nullptr && (before->hasArrived || before->isBack);
+    // Also when the first attempt to come back failed.
+    const bool isBack = before != nullptr && (before->isConnected || before->isBack);
     if (before != nullptr) {
         remove(joining.replaces, std::nullopt, Goodbye::Replaced);
     }
-    if (m_members.size() >= mostPeople) {
+    if (m_members.size() >= maxMembers) {
         done(failure(JoinError::Full));
         return;
     }
-    if (onTheirWay() >= mostOnTheirWay) {
+    if (connecting() >= maxConnecting) {
         done(failure(JoinError::NotNow));
         return;
     }
@@ -110,15 +100,14 @@ void Crew::join(
     participant->store(*place);
     auto member = std::make_unique<Member>();
     member->role = &role;
-    member->rolePlace = joining.role;
     member->address = joining.address;
     member->microphone = joining.microphone;
     member->isBack = isBack;
     member->link = link;
     member->participant = *place;
     member->talking = ChannelSet(member->role->talk.count());
-    member->began = member->lastWord = member->lastSound = member->lastBeat = now;
-    const Session session = newSession();
+    member->began = member->lastMessage = member->lastAudio = member->lastHeartbeat = now;
+    const Session session = QUuid::createUuid().toString(QUuid::Id128); // random: it is a secret
     m_members.emplace(session, std::move(member));
     link->makeOffer([this, session, done = std::move(done)](
                         const std::optional<QByteArray>& offer) { offered(session, offer, done); });
@@ -147,7 +136,7 @@ bool Crew::takeAnswer(const Session& session, const SdpAnswer& answer, Clock::ti
     if (member == nullptr) {
         return false;
     }
-    member->lastWord = now;
+    member->lastMessage = now;
     member->microphone = answer.sends();
     member->link->takeAnswer(sdpText(answer, member->mid), [answer](const QByteArray& certificate) {
         return isCertificateOf(answer, certificate);
@@ -161,8 +150,8 @@ bool Crew::takeState(const StateRequest& state, Clock::time_point now)
     if (member == nullptr) {
         return false;
     }
-    member->lastWord = now;
-    noticeArrival(*member);
+    member->lastMessage = now;
+    noticeConnection(*member);
     if (state.number <= member->number) {
         return true;
     }
@@ -185,22 +174,22 @@ bool Crew::takeState(const StateRequest& state, Clock::time_point now)
         return true;
     }
     if (member->talking.isEmpty()) {
-        member->lastSound = now; // what was not wanted before is not missed yet
+        member->lastAudio = now; // none was expected before
     }
     m_room.setTalk(member->participant, talking);
     member->talking = std::move(talking);
-    tellEverybody();
+    tellAll();
     return true;
 }
 
 bool Crew::takeEvents(
-    const Session& session, std::unique_ptr<CrewEvents> events, Clock::time_point now)
+    const Session& session, std::unique_ptr<PageEvents> events, Clock::time_point now)
 {
     Member* member = find(session);
     if (member == nullptr) {
         return false;
     }
-    member->lastWord = now;
+    member->lastMessage = now;
     member->events = std::move(events);
     member->told.reset();
     tell(*member, talkers());
@@ -213,23 +202,23 @@ void Crew::leave(const Session& session)
     if (member == nullptr) {
         return;
     }
-    const bool wasThere = member->hasArrived || member->isBack;
+    const bool wasThere = member->isConnected || member->isBack;
     remove(session, wasThere ? std::optional(Departure::Left) : std::nullopt, std::nullopt);
 }
 
 std::size_t Crew::present(std::size_t role) const
 {
     return static_cast<std::size_t>(
-        std::count_if(m_members.begin(), m_members.end(), [role](const auto& entry) {
-            return entry.second->rolePlace == role;
+        std::count_if(m_members.begin(), m_members.end(), [&](const auto& entry) {
+            return entry.second->role == &m_show.roles().at(role);
         }));
 }
 
-std::size_t Crew::onTheirWay() const
+std::size_t Crew::connecting() const
 {
     return static_cast<std::size_t>(
         std::count_if(m_members.begin(), m_members.end(), [](const auto& entry) {
-            return !entry.second->hasArrived;
+            return !entry.second->isConnected;
         }));
 }
 
@@ -239,25 +228,25 @@ void Crew::setAnnouncing(const ChannelSet& channels)
         return;
     }
     m_announcing = channels;
-    tellEverybody();
+    tellAll();
 }
 
-void Crew::lookAround(Clock::time_point now)
+void Crew::checkTimeouts(Clock::time_point now)
 {
     std::vector<std::pair<Session, Departure>> gone;
     for (auto& [session, member] : m_members) {
-        noticeArrival(*member);
-        noticeSound(*member, now);
+        noticeConnection(*member);
+        noticeAudio(*member, now);
         if (const auto why = departureOf(*member, now)) {
             gone.emplace_back(session, *why);
             continue;
         }
-        if (now - member->lastWord >= keyPatience) {
-            letKeysGo(*member);
+        if (now - member->lastMessage >= keyTimeout) {
+            releaseKeys(*member);
         }
-        if (member->events && now - member->lastBeat >= beatEvery) {
-            member->lastBeat = now;
-            member->events->beat();
+        if (member->events && now - member->lastHeartbeat >= heartbeatInterval) {
+            member->lastHeartbeat = now;
+            member->events->heartbeat();
         }
     }
     for (const auto& [session, why] : gone) {
@@ -265,31 +254,31 @@ void Crew::lookAround(Clock::time_point now)
     }
 }
 
-/// Told only once sound can flow: whoever gets no further than the door has not joined.
-void Crew::noticeArrival(Member& member)
+/// Told only once audio can flow: a page that does not get that far has not joined.
+void Crew::noticeConnection(Member& member)
 {
-    if (member.hasArrived || member.link->state() != MediaLink::State::Connected) {
+    if (member.isConnected || member.link->state() != MediaLink::State::Connected) {
         return;
     }
-    member.hasArrived = true;
+    member.isConnected = true;
     if (member.isBack) {
-        m_news.returned(member.role->name, member.address);
+        m_observer.returned(member.role->name, member.address);
     } else {
-        m_news.joined(member.role->name, member.address, member.microphone);
+        m_observer.joined(member.role->name, member.address, member.microphone);
     }
 }
 
-void Crew::noticeSound(Member& member, Clock::time_point now)
+void Crew::noticeAudio(Member& member, Clock::time_point now)
 {
     const std::uint64_t packets = m_room.receivedPackets(member.participant);
     if (packets != member.packets) {
         member.packets = packets;
-        member.lastSound = now;
+        member.lastAudio = now;
         return;
     }
     const bool isMissed = member.microphone && !member.talking.isEmpty();
-    if (isMissed && member.events && now - member.lastSound >= unheardAfter) {
-        member.lastSound = now; // told again only after as long a silence
+    if (isMissed && member.events && now - member.lastAudio >= unheardTimeout) {
+        member.lastAudio = now; // told again only after the next timeout
         member.events->unheard();
     }
 }
@@ -299,31 +288,31 @@ std::optional<Departure> Crew::departureOf(const Member& member, Clock::time_poi
     if (member.link->state() == MediaLink::State::Forged) {
         return Departure::Forged;
     }
-    if (!member.hasArrived) {
-        if (now - member.began < arrival) {
+    if (!member.isConnected) {
+        if (now - member.began < connectTimeout) {
             return std::nullopt;
         }
         return Departure::NeverCame;
     }
-    // A page whose link broke joins anew by itself, and this session goes without a word then.
-    const bool isQuiet = now - member.lastWord >= patience;
-    if (member.link->state() == MediaLink::State::Lost && now - member.lastWord >= keyPatience) {
+    // A page whose link broke joins again by itself, and replaces this session.
+    const bool isQuiet = now - member.lastMessage >= silenceTimeout;
+    if (member.link->state() == MediaLink::State::Lost && now - member.lastMessage >= keyTimeout) {
         return Departure::LinkBroken;
     }
-    if (isQuiet && now - member.lastSound >= patience) {
+    if (isQuiet && now - member.lastAudio >= silenceTimeout) {
         return Departure::Vanished;
     }
     return std::nullopt;
 }
 
-void Crew::letKeysGo(Member& member)
+void Crew::releaseKeys(Member& member)
 {
     if (member.talking.isEmpty()) {
         return;
     }
     member.talking = ChannelSet(member.talking.count());
     m_room.setTalk(member.participant, member.talking);
-    tellEverybody();
+    tellAll();
 }
 
 void Crew::remove(const Session& session, std::optional<Departure> why, std::optional<Goodbye> word)
@@ -340,10 +329,10 @@ void Crew::remove(const Session& session, std::optional<Departure> why, std::opt
         member->events->goodbye(*word);
     }
     if (why) {
-        m_news.left(member->role->name, member->address, *why);
+        m_observer.left(member->role->name, member->address, *why);
     }
     if (!member->talking.isEmpty()) {
-        tellEverybody();
+        tellAll();
     }
 }
 
@@ -358,7 +347,7 @@ void Crew::goOffAir()
     }
 }
 
-void Crew::tellEverybody()
+void Crew::tellAll()
 {
     const std::vector<const Member*> talking = talkers();
     for (auto& [session, member] : m_members) {

@@ -5,7 +5,7 @@
 
 #include <QDir>
 #include <QFile>
-#include <QUrl>
+#include <QHash>
 
 namespace wingbell {
 
@@ -34,30 +34,16 @@ QByteArray pathOf(const QString& name)
 
 QByteArray typeOf(const QString& name)
 {
-    const QString suffix = name.section(QLatin1Char('.'), -1);
-    if (suffix == QLatin1String("html")) {
-        return "text/html; charset=utf-8";
-    }
-    if (suffix == QLatin1String("css")) {
-        return "text/css; charset=utf-8";
-    }
-    if (suffix == QLatin1String("js")) {
-        return "text/javascript; charset=utf-8";
-    }
-    return "image/svg+xml";
-}
-
-QStringList namesOf(const ShowPatch& show)
-{
-    QStringList names;
-    for (const PatchedRole& role : show.roles()) {
-        names.append(role.name);
-    }
-    return names;
+    static const QHash<QString, QByteArray> types = {
+        {QStringLiteral("html"), "text/html; charset=utf-8"},
+        {QStringLiteral("css"), "text/css; charset=utf-8"},
+        {QStringLiteral("js"), "text/javascript; charset=utf-8"},
+        {QStringLiteral("svg"), "image/svg+xml"}};
+    return types.value(name.section(QLatin1Char('.'), -1));
 }
 
 /// The events of one page, as it reads them.
-class StreamedEvents final : public CrewEvents
+class StreamedEvents final : public PageEvents
 {
 public:
     explicit StreamedEvents(EventStream stream)
@@ -66,7 +52,7 @@ public:
     }
 
     void desk(const DeskEvent& desk) override { m_stream.send("desk", eventData(desk)); }
-    void beat() override { m_stream.send("beat", "{}"); }
+    void heartbeat() override { m_stream.send("beat", "{}"); }
     void unheard() override { m_stream.send("unheard", "{}"); }
     void goodbye(Goodbye reason) override
     {
@@ -78,103 +64,99 @@ private:
     EventStream m_stream;
 };
 
-void sendError(PendingResponse& response, int status, const char* word)
+/// Responds to a message of a session that is there, or is not.
+void respond(PendingResponse response, bool hasSession)
 {
-    response.sendJson(status, errorText(QLatin1String(word)));
+    if (hasSession) {
+        response.sendNothing();
+    } else {
+        response.sendError(404, "no-such-session");
+    }
 }
 
 } // namespace
 
 CrewService::CrewService(
-    HttpsServer& server, const ShowPatch& show, Crew& crew, Door door, WrongCode wrongCode)
+    Router& router, const ShowPatch& show, Crew& crew, Door door, WrongCode wrongCode)
     : m_show(show)
     , m_crew(crew)
     , m_door(std::move(door))
     , m_wrongCode(std::move(wrongCode))
     , m_guard(m_door.code)
-    , m_keys(namesOf(show))
 {
-    addPages(server);
-    addRequests(server);
+    addPages(router);
+    addRequests(router);
 }
 
-void CrewService::addPages(HttpsServer& server)
+void CrewService::addPages(Router& router)
 {
     const QString help = QStringLiteral("help.html");
     for (const QString& name : builtIn().entryList(QDir::Files)) {
         // What explains the certificate is read before any style of ours can be fetched.
-        const HttpHeaders headers =
-            name == help
-                ? HttpHeaders{{"Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'"}}
-                : HttpHeaders();
-        server.addPage(pathOf(name), typeOf(name), bytesOf(name), headers);
+        const QByteArray policy =
+            name == help ? "default-src 'none'; style-src 'unsafe-inline'" : defaultPagePolicy();
+        router.addPage(pathOf(name), typeOf(name), bytesOf(name), policy);
     }
-    server.setPlainPage(bytesOf(help));
+    router.setPlainPage(bytesOf(help));
 }
 
-/// Has `take` called with what `reader` reads from each body; bodies it refuses are answered here.
+/// Has `take` called with what `reader` reads from each body. Responds itself to a body that is
+/// refused, and to one that brings a code which is not the crew's.
 template <typename Reader, typename Take>
-void CrewService::onPost(HttpsServer& server, const char* path, Reader reader, Take take)
+void CrewService::onPost(Router& router, const char* path, Reader reader, Take take)
 {
-    server.onPost(path, [reader, take](const HttpRequest& request, PendingResponse response) {
+    router.onPost(path, [this, reader, take](const HttpRequest& request, PendingResponse response) {
         const auto body = reader(request.body);
         if (!body) {
-            response.sendJson(400, errorText(wordFor(body.error())));
+            response.sendError(400, wordFor(body.error()));
             return;
+        }
+        if constexpr (requires { body->code; }) {
+            if (!isAdmitted(body->code, request.peer, response)) {
+                return;
+            }
         }
         take(*body, request.peer, std::move(response));
     });
 }
 
-void CrewService::addRequests(HttpsServer& server)
+void CrewService::addRequests(Router& router)
 {
     using Peer = const QHostAddress&;
     onPost(
-        server, "/api/roles", readCodeRequest,
-        [this](const CodeRequest& request, Peer peer, PendingResponse response) {
-            if (isAdmitted(request.code, peer, response)) {
-                sendRoles(std::move(response));
-            }
+        router, "/api/roles", readCodeRequest,
+        [this](const CodeRequest&, Peer, PendingResponse response) {
+            sendRoles(std::move(response));
         });
     onPost(
-        server, "/api/card", readCodeRequest,
-        [this](const CodeRequest& request, Peer peer, PendingResponse response) {
-            if (isAdmitted(request.code, peer, response)) {
-                sendCard(std::move(response));
-            }
+        router, "/api/card", readCodeRequest,
+        [this](const CodeRequest&, Peer, PendingResponse response) {
+            sendCard(std::move(response));
         });
     onPost(
-        server, "/api/join", readJoinRequest,
+        router, "/api/join", readJoinRequest,
         [this](const JoinRequest& request, Peer peer, PendingResponse response) {
-            if (isAdmitted(request.code, peer, response)) {
-                join(request, peer, std::move(response));
-            }
+            join(request, peer, std::move(response));
         });
     onPost(
-        server, "/api/answer", readAnswerRequest,
+        router, "/api/answer", readAnswerRequest,
         [this](const AnswerRequest& request, Peer, PendingResponse response) {
-            if (m_crew.takeAnswer(request.session, request.answer, Clock::now())) {
-                response.sendNothing();
-            } else {
-                sendError(response, 404, "no-such-session");
-            }
+            respond(
+                std::move(response),
+                m_crew.takeAnswer(request.session, request.answer, Clock::now()));
         });
     onPost(
-        server, "/api/state", readStateRequest,
+        router, "/api/state", readStateRequest,
         [this](const StateRequest& request, Peer, PendingResponse response) {
-            if (m_crew.takeState(request, Clock::now())) {
-                response.sendNothing();
-            } else {
-                sendError(response, 404, "no-such-session");
-            }
+            respond(std::move(response), m_crew.takeState(request, Clock::now()));
         });
     onPost(
-        server, "/api/leave", readLeaveRequest,
+        router, "/api/leave", readLeaveRequest,
         [this](const LeaveRequest& request, Peer, PendingResponse response) {
             m_crew.leave(request.session);
             response.sendNothing();
         });
-    server.onGet("/api/events", [this](const HttpRequest& request, PendingResponse response) {
+    router.onGet("/api/events", [this](const HttpRequest& request, PendingResponse response) {
         openEvents(request, std::move(response));
     });
 }
@@ -189,7 +171,7 @@ bool CrewService::isAdmitted(
     }
     m_wrongCode(checked.error().kind, peer);
     if (checked.error().kind == CodeError::Kind::Wrong) {
-        sendError(response, 403, "wrong-code");
+        response.sendError(403, "wrong-code");
     } else {
         response.sendJson(429, slowDownText(checked.error().wait));
     }
@@ -201,9 +183,8 @@ void CrewService::sendRoles(PendingResponse response) const
     RolesResponse body;
     body.show = m_show.name();
     for (std::size_t place = 0; place < m_show.roles().size(); ++place) {
-        body.roles.append(
-            {m_keys.keys().at(static_cast<qsizetype>(place)), m_show.roles().at(place).name,
-             static_cast<int>(m_crew.present(place))});
+        const PatchedRole& role = m_show.roles().at(place);
+        body.roles.append({role.key, role.name, static_cast<int>(m_crew.present(place))});
     }
     response.sendJson(200, responseText(body));
 }
@@ -220,11 +201,9 @@ void CrewService::sendCard(PendingResponse response) const
     body.fingerprint = m_door.fingerprint;
     body.pageUrl = withCode;
     body.pageQr = qrCode(withCode.toUtf8()).value_or(QrCode());
-    for (std::size_t place = 0; place < m_show.roles().size(); ++place) {
-        const QString url =
-            withCode + QStringLiteral("&role=") + m_keys.keys().at(static_cast<qsizetype>(place));
-        body.roles.append(
-            {m_show.roles().at(place).name, url, qrCode(url.toUtf8()).value_or(QrCode())});
+    for (const PatchedRole& role : m_show.roles()) {
+        const QString url = withCode + QStringLiteral("&role=") + role.key;
+        body.roles.append({role.name, url, qrCode(url.toUtf8()).value_or(QrCode())});
     }
     response.sendJson(200, responseText(body));
 }
@@ -232,42 +211,41 @@ void CrewService::sendCard(PendingResponse response) const
 void CrewService::join(
     const JoinRequest& request, const QHostAddress& peer, PendingResponse response)
 {
-    const std::optional<qsizetype> role = m_keys.roleOf(request.role);
-    if (!role) {
-        sendError(response, 404, "no-such-role");
+    const std::optional<std::size_t> place = m_show.roleWithKey(request.role);
+    if (!place) {
+        response.sendError(404, "no-such-role");
         return;
     }
-    const auto place = static_cast<std::size_t>(*role);
-    const auto bodyFor = [this, place, key = request.role](const Crew::Joined& joined) {
-        const PatchedRole& patched = m_show.roles().at(place);
-        JoinResponse result{joined.session, m_show.name(), key, patched.name, {}, joined.offer};
-        for (const std::size_t channel : patched.channels) {
+    const auto bodyFor = [&show = m_show,
+                          &role = m_show.roles().at(*place)](const Crew::Joined& joined) {
+        JoinResponse result{joined.session, show.name(), role.key, role.name, {}, joined.offer};
+        for (const std::size_t channel : role.channels) {
             result.channels.append(
-                {m_show.channels().at(static_cast<qsizetype>(channel)),
-                 patched.talk.contains(channel), patched.listen.contains(channel)});
+                {show.channels().at(static_cast<qsizetype>(channel)), role.talk.contains(channel),
+                 role.listen.contains(channel)});
         }
         return result;
     };
     // A function object must be copyable, a response is not.
     const auto shared = std::make_shared<PendingResponse>(std::move(response));
     m_crew.join(
-        {place, request.microphone, request.replaces.value_or(QString()), addressText(peer)},
+        {*place, request.microphone, request.replaces.value_or(QString()), addressText(peer)},
         Clock::now(), [shared, bodyFor](const Crew::JoinOutcome& outcome) {
             if (outcome) {
                 shared->sendJson(200, responseText(bodyFor(*outcome)));
                 return;
             }
             const bool isFull = outcome.error() == Crew::JoinError::Full;
-            sendError(*shared, 503, isFull ? "full" : "not-now");
+            shared->sendError(503, isFull ? "full" : "not-now");
         });
 }
 
 void CrewService::openEvents(const HttpRequest& request, PendingResponse response)
 {
     const QString session =
-        QString::fromLatin1(request.head.queryItem("session").value_or(QByteArray()));
+        QString::fromLatin1(request.queryItem("session").value_or(QByteArray()));
     if (!m_crew.has(session)) {
-        sendError(response, 404, "no-such-session");
+        response.sendError(404, "no-such-session");
         return;
     }
     (void)m_crew.takeEvents(

@@ -1,9 +1,8 @@
 #pragma once
 
 #include "relay/access/CodeGuard.h"
-#include "relay/access/RoleKeys.h"
 #include "relay/api/CrewRequests.h"
-#include "relay/http/HttpsServer.h"
+#include "relay/http/Router.h"
 #include "relay/sessions/Crew.h"
 
 #include <functional>
@@ -23,21 +22,20 @@ public:
         QString fingerprint; ///< SHA-256 of the certificate, as browsers show it
     };
 
-    /// Learns of a code that was not right.
+    /// Called for each code that is not accepted.
     using WrongCode = std::function<void(CodeError::Kind, const QHostAddress&)>;
 
-    /// Borrows `show` and `crew`; they and this must outlive `server`, which it prepares.
-    CrewService(
-        HttpsServer& server, const ShowPatch& show, Crew& crew, Door door, WrongCode wrongCode);
+    /// Borrows `show` and `crew`; they and this must outlive `router`, which it prepares.
+    CrewService(Router& router, const ShowPatch& show, Crew& crew, Door door, WrongCode wrongCode);
     Q_DISABLE_COPY_MOVE(CrewService)
 
 private:
     using Clock = Crew::Clock;
 
-    void addPages(HttpsServer& server);
-    void addRequests(HttpsServer& server);
+    void addPages(Router& router);
+    void addRequests(Router& router);
     template <typename Reader, typename Take>
-    void onPost(HttpsServer& server, const char* path, Reader reader, Take take);
+    void onPost(Router& router, const char* path, Reader reader, Take take);
     [[nodiscard]] bool
     isAdmitted(const QString& code, const QHostAddress& peer, PendingResponse& response);
 
@@ -51,7 +49,6 @@ private:
     Door m_door;
     WrongCode m_wrongCode;
     CodeGuard m_guard;
-    RoleKeys m_keys;
 };
 
 } // namespace wingbell

@@ -292,9 +292,9 @@ void CertificateTest::namesBeyondTheBoundAreLeftOut()
     many.addresses.insert(many.addresses.end(), many.addresses.begin(), many.addresses.end());
     const auto certificate = Certificate::make(many, now);
     QVERIFY(certificate);
-    QCOMPARE(certificate->names().addresses.size(), Certificate::mostNames);
+    QCOMPARE(certificate->names().addresses.size(), Certificate::maxNames);
     QCOMPARE(
-        static_cast<std::size_t>(certificate->names().hostNames.size()), Certificate::mostNames);
+        static_cast<std::size_t>(certificate->names().hostNames.size()), Certificate::maxNames);
     QVERIFY(certificate->covers({{ip("10.0.0.0"), ip("10.0.0.61")}, {QStringLiteral("desk0")}}));
     QVERIFY(!certificate->covers({{ip("10.0.0.62")}, {}}));
     QVERIFY(certificate->covers(many)); // or every start would make a new one

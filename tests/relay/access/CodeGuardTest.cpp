@@ -99,10 +99,10 @@ private Q_SLOTS:
     void theWaitIsToldInWholeSecondsNeverNone();
     void attemptsWhileWaitingDoNotProlongIt();
     void aRightCodeTakesBackOneWrongCodeOnly();
-    void afterAQuietTimeAllBeginsAnew();
+    void afterAQuietTimeTheCountStartsFromZero();
     void addressesWaitApart();
     void anIpv6NetworkWaitsAsOne();
-    void othersOnTheSameNetworkDoNotMakeAKnownAddressWait();
+    void noOtherOnTheSameNetworkMakesAKnownAddressWait();
     void aKnownAddressThatGuessesWaitsToo();
     void aNightOfGuessingFromOneAddressStaysWithinTheOdds();
     void aNightOfGuessingFromManyAddressesStaysWithinTheOdds();
@@ -189,7 +189,7 @@ void CodeGuardTest::aRightCodeTakesBackOneWrongCodeOnly()
     QCOMPARE(tried(guard, client, wrong, start), (Verdict{Kind::SlowDown, 1s}));
 }
 
-void CodeGuardTest::afterAQuietTimeAllBeginsAnew()
+void CodeGuardTest::afterAQuietTimeTheCountStartsFromZero()
 {
     CodeGuard guard = ::guard();
     for (int attempt = 0; attempt < 6; ++attempt) {
@@ -224,7 +224,7 @@ void CodeGuardTest::anIpv6NetworkWaitsAsOne()
     QCOMPARE(tried(guard, ip(QStringLiteral("2001:db8:0:1::1")), wrong, start).kind, Kind::Wrong);
 }
 
-void CodeGuardTest::othersOnTheSameNetworkDoNotMakeAKnownAddressWait()
+void CodeGuardTest::noOtherOnTheSameNetworkMakesAKnownAddressWait()
 {
     CodeGuard guard = ::guard();
     const QHostAddress known = ip(QStringLiteral("fd00::1"));

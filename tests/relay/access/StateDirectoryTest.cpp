@@ -56,12 +56,12 @@ private Q_SLOTS:
     void aLinkInPlaceOfTheFolderIsNotFollowed();
     void aLinkInPlaceOfTheFileIsReplaced();
     void aPipeIsNotWaitedFor();
-    void aFolderInPlaceOfTheFileIsAProblem();
-    void aFileInPlaceOfTheFolderIsAProblem();
+    void aFolderInPlaceOfTheFileIsAnError();
+    void aFileInPlaceOfTheFolderIsAnError();
     void anotherOwnersFileIsNotBelieved();
     void anotherOwnersFolderIsNotUsed();
-    void aFileThatIsTooLargeIsAProblem();
-    void aProblemNamesThePath();
+    void aFileThatIsTooLargeIsAnError();
+    void anErrorNamesThePath();
     void whereNoFolderCanBeMadeThatIsTold();
     void theStandardPathFollowsTheConvention_data();
     void theStandardPathFollowsTheConvention();
@@ -221,7 +221,7 @@ void StateDirectoryTest::aPipeIsNotWaitedFor()
     QCOMPARE(folder().read(name).value(), QByteArray("x"));
 }
 
-void StateDirectoryTest::aFolderInPlaceOfTheFileIsAProblem()
+void StateDirectoryTest::aFolderInPlaceOfTheFileIsAnError()
 {
     QVERIFY(QDir().mkpath(filePath()));
     QVERIFY(!folder().read(name));
@@ -229,7 +229,7 @@ void StateDirectoryTest::aFolderInPlaceOfTheFileIsAProblem()
     QVERIFY(!folder().write(name, "x"));
 }
 
-void StateDirectoryTest::aFileInPlaceOfTheFolderIsAProblem()
+void StateDirectoryTest::aFileInPlaceOfTheFolderIsAnError()
 {
     QVERIFY(QDir().mkpath(m_place->filePath(QStringLiteral("state"))));
     put(path(), "a file");
@@ -268,7 +268,7 @@ void StateDirectoryTest::anotherOwnersFolderIsNotUsed()
     QCOMPARE(modeOf(foreign), before);
 }
 
-void StateDirectoryTest::aFileThatIsTooLargeIsAProblem()
+void StateDirectoryTest::aFileThatIsTooLargeIsAnError()
 {
     QVERIFY(folder().write(name, QByteArray(StateDirectory::maxFileSize, 'a')));
     QCOMPARE(folder().read(name).value().size(), StateDirectory::maxFileSize);
@@ -277,7 +277,7 @@ void StateDirectoryTest::aFileThatIsTooLargeIsAProblem()
     QVERIFY(!folder().read(name).error().reason.isEmpty());
 }
 
-void StateDirectoryTest::aProblemNamesThePath()
+void StateDirectoryTest::anErrorNamesThePath()
 {
     QVERIFY(QDir().mkpath(filePath()));
     QVERIFY(folder().read(name).error().reason.startsWith(filePath()));

@@ -1,4 +1,4 @@
-#include "relay/access/StoredCertificate.h"
+#include "relay/access/Certificate.h"
 #include "relay/access/StateDirectory.h"
 #include "tests/TestProgram.h"
 

@@ -10,10 +10,10 @@ using namespace wingbell;
 
 namespace {
 
-/// The word of the refusal; empty when the request was read.
+/// The word of the error; empty when the request was read.
 template <typename Request> QString wordOf(const Result<Request, RequestBodyError>& request)
 {
-    return request ? QString() : QString(wordFor(request.error()));
+    return request ? QString() : QString::fromLatin1(wordFor(request.error()));
 }
 
 QString codeWord(const QByteArray& body)
@@ -325,9 +325,9 @@ void CrewRequestsTest::channelsSpokenOnAreSorted()
 
 void CrewRequestsTest::longTextsAreRefused()
 {
-    const QByteArray longest(64, 'x');
-    QCOMPARE(codeWord("{\"code\":\"" + longest + "\"}"), QString());
-    QCOMPARE(codeWord("{\"code\":\"" + longest + "y\"}"), QStringLiteral("too-long"));
+    const QByteArray allowed(64, 'x');
+    QCOMPARE(codeWord("{\"code\":\"" + allowed + "\"}"), QString());
+    QCOMPARE(codeWord("{\"code\":\"" + allowed + "y\"}"), QStringLiteral("too-long"));
     const QByteArray ufrag(256, 'x');
     QCOMPARE(readAnswerRequest(answer(ufrag)).value().answer.iceUfrag, ufrag);
     QCOMPARE(wordOf(readAnswerRequest(answer(ufrag + 'y'))), QStringLiteral("too-long"));

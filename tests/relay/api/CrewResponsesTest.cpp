@@ -22,7 +22,7 @@ private Q_SLOTS:
     void rolesAreTold();
     void aSessionIsTold();
     void theCardIsTold();
-    void errorsAreTold();
+    void theWaitIsTold();
     void anEventBringsOneLine();
     void hostileTextStaysInItsPlace();
     void aLoneSurrogateBecomesAQuestionMark();
@@ -83,9 +83,8 @@ void CrewResponsesTest::theCardIsTold()
                    R"("qr":{"size":33,"path":"M1 1h1v1h-1z"}}]})"));
 }
 
-void CrewResponsesTest::errorsAreTold()
+void CrewResponsesTest::theWaitIsTold()
 {
-    QCOMPARE(errorText(QLatin1String("wrong-code")), QByteArray(R"({"error":"wrong-code"})"));
     QCOMPARE(slowDownText(5s), QByteArray(R"({"error":"slow-down","seconds":5})"));
 }
 

@@ -6,7 +6,6 @@
 #include <csignal>
 #include <netinet/in.h>
 #include <openssl/err.h>
-#include <openssl/x509.h>
 #include <sys/socket.h>
 
 namespace wingbell {
@@ -152,16 +151,6 @@ bool Browser::isSecure()
     return m_tls && SSL_is_init_finished(m_tls.get()) == 1;
 }
 
-QByteArray Browser::serverName() const
-{
-    const std::unique_ptr<X509, void (*)(X509*)> certificate(
-        SSL_get1_peer_certificate(m_tls.get()), X509_free);
-    std::array<char, 256> name = {};
-    X509_NAME_get_text_by_NID(
-        X509_get_subject_name(certificate.get()), NID_commonName, name.data(), name.size());
-    return name.data();
-}
-
 QByteArray Browser::protocol() const
 {
     const unsigned char* name = nullptr;
@@ -215,15 +204,15 @@ qsizetype Browser::writeSome()
     return SSL_write(m_tls.get(), m_toSend.constData(), static_cast<int>(m_toSend.size()));
 }
 
-qsizetype Browser::readSome(char* bytes, int most)
+qsizetype Browser::readSome(char* bytes, int size)
 {
     if (!m_tls) {
-        const ssize_t count = ::recv(m_descriptor.get(), bytes, static_cast<std::size_t>(most), 0);
+        const ssize_t count = ::recv(m_descriptor.get(), bytes, static_cast<std::size_t>(size), 0);
         m_hasEnded = m_hasEnded || count == 0 || (count < 0 && errno != EAGAIN);
         return count;
     }
     ERR_clear_error();
-    const int count = SSL_read(m_tls.get(), bytes, most);
+    const int count = SSL_read(m_tls.get(), bytes, size);
     if (count <= 0) {
         const int error = SSL_get_error(m_tls.get(), count);
         m_hasEnded = m_hasEnded || (error != SSL_ERROR_WANT_READ && error != SSL_ERROR_WANT_WRITE);

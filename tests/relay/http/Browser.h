@@ -62,8 +62,6 @@ public:
     /// In bytes: what the system has not taken yet.
     [[nodiscard]] qsizetype unsent() const { return m_toSend.size(); }
     [[nodiscard]] bool isSecure();
-    /// The name in the server's certificate.
-    [[nodiscard]] QByteArray serverName() const;
     /// The protocol inside, where one was agreed on.
     [[nodiscard]] QByteArray protocol() const;
 
@@ -72,7 +70,7 @@ private:
     void read();
     void shut();
     [[nodiscard]] qsizetype writeSome();
-    [[nodiscard]] qsizetype readSome(char* bytes, int most);
+    [[nodiscard]] qsizetype readSome(char* bytes, int size);
 
     FileDescriptor m_descriptor;
     std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)> m_context{nullptr, SSL_CTX_free};

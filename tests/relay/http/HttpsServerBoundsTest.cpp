@@ -1,4 +1,3 @@
-#include "Browser.h"
 #include "WebUnderTest.h"
 #include "tests/TestProgram.h"
 
@@ -13,46 +12,42 @@
 using namespace wingbell;
 using namespace std::chrono_literals;
 
-/// What strangers do to a server.
-class HttpsServerBoundsTest : public QObject
+/// What untrusted clients do to a server.
+class HttpsServerBoundsTest : public WebTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void cleanup();
-
-    void halfHandshakesKeepNobodyWaiting();
-    void whoSaysNothingIsCut();
+    void halfHandshakesKeepNoOtherWaiting();
+    void aSilentClientIsCut();
     void aSlowHandshakeIsCut();
     void aSlowFirstRequestIsCut_data();
     void aSlowFirstRequestIsCut();
     void aSlowLaterRequestIsCut();
     void anIdleConnectionIsClosed();
     void aRequestThatWasReadInTimeIsForgotten();
-    void aRequestThatIsAnsweredLateIsNotCut();
-    void whoDoesNotReadAPageIsCut();
-    void whoDoesNotReadItsEventsIsCut();
-    void whoDoesNotReadItsEventsGetsOnlyTheNewest();
-    void whoDoesNotReadItsAnswersIsHeardNoFurther();
-    void whoSendsFarAheadOfAnAnswerIsHeardNoFurther_data();
-    void whoSendsFarAheadOfAnAnswerIsHeardNoFurther();
+    void aRequestWithALateResponseIsNotCut();
+    void aClientThatDoesNotReadAPageIsCut();
+    void aClientThatDoesNotReadItsEventsIsCut();
+    void aClientThatDoesNotReadItsEventsGetsOnlyTheNewest();
+    void aClientThatDoesNotReadItsResponsesIsReadNoFurther();
+    void aClientThatSendsFarAheadIsReadNoFurther_data();
+    void aClientThatSendsFarAheadIsReadNoFurther();
 
     void aRequestTooLargeIsRefusedBeforeItsEnd_data();
     void aRequestTooLargeIsRefusedBeforeItsEnd();
-    void aRefusedSenderWhoGoesOnIsCut();
-    void aRefusedSenderWhoStaysIsCut();
+    void aRejectedClientThatGoesOnIsCut();
+    void aRejectedClientThatStaysIsCut();
     void rubbishIsRefused_data();
     void rubbishIsRefused();
     void rubbishAfterTheHandshakeIsCut();
     void aSecondRequestCannotBeSmuggledIn_data();
     void aSecondRequestCannotBeSmuggledIn();
 
-    void whoVanishesLeavesNothing_data();
-    void whoVanishesLeavesNothing();
+    void aClientThatVanishesLeavesNothing_data();
+    void aClientThatVanishesLeavesNothing();
 
-    void whoHasGoneBeforeItIsAcceptedLeavesNothing();
+    void aClientThatHasGoneBeforeItIsAcceptedLeavesNothing();
 
     void theLoopRestsWhateverIsWaitedFor_data();
     void theLoopRestsWhateverIsWaitedFor();
@@ -63,27 +58,9 @@ private Q_SLOTS:
     void tooManyRequestsAreToldToSlowDown();
     void tooManyConnectionsInTooShortATimeAreRefused();
     void withoutDescriptorsTheOthersAreServedOn();
-
-private:
-    std::size_t m_descriptorsBefore = 0;
 };
 
 namespace {
-
-bool got(Browser& browser, int status)
-{
-    const QByteArray& bytes = browser.received();
-    return bytes.startsWith(QByteArray("HTTP/1.1 ").append(QByteArray::number(status))) &&
-           bytes.contains("\r\n\r\n");
-}
-
-Browser asking(const WebUnderTest& web, const QByteArray& request, const char* from = "127.0.0.1")
-{
-    Browser browser(web.port, from);
-    browser.secure();
-    browser.send(request);
-    return browser;
-}
 
 HttpLimits withShort(std::chrono::milliseconds HttpLimits::*limit)
 {
@@ -101,7 +78,7 @@ QByteArray address(int number)
 constexpr std::size_t none = 0;
 
 /// True when `browser` cannot send all it has, however long it goes on.
-bool isHeardNoFurther(Browser& browser)
+bool isReadNoFurther(Browser& browser)
 {
     qsizetype before = -1;
     while (browser.unsent() != before) {
@@ -140,24 +117,7 @@ private:
 
 } // namespace
 
-void HttpsServerBoundsTest::initTestCase()
-{
-    WebUnderTest web;
-    Browser browser = asking(web, get("/"));
-    QTRY_VERIFY(got(browser, 200));
-}
-
-void HttpsServerBoundsTest::init()
-{
-    m_descriptorsBefore = openDescriptors();
-}
-
-void HttpsServerBoundsTest::cleanup()
-{
-    QCOMPARE(openDescriptors(), m_descriptorsBefore);
-}
-
-void HttpsServerBoundsTest::halfHandshakesKeepNobodyWaiting()
+void HttpsServerBoundsTest::halfHandshakesKeepNoOtherWaiting()
 {
     HttpLimits limits = WebUnderTest::wideLimits();
     limits.firstRequestTimeout = 1h;
@@ -177,7 +137,7 @@ void HttpsServerBoundsTest::halfHandshakesKeepNobodyWaiting()
     QCOMPARE(web.connections(), limits.maxConnectionsPerAddress + 1);
 }
 
-void HttpsServerBoundsTest::whoSaysNothingIsCut()
+void HttpsServerBoundsTest::aSilentClientIsCut()
 {
     WebUnderTest web(withShort(&HttpLimits::firstRequestTimeout));
     Browser browser(web.port);
@@ -264,7 +224,7 @@ void HttpsServerBoundsTest::aRequestThatWasReadInTimeIsForgotten()
     QTRY_VERIFY(browser.received().endsWith("third"));
 }
 
-void HttpsServerBoundsTest::aRequestThatIsAnsweredLateIsNotCut()
+void HttpsServerBoundsTest::aRequestWithALateResponseIsNotCut()
 {
     HttpLimits limits = WebUnderTest::wideLimits();
     limits.firstRequestTimeout = 2s;
@@ -283,10 +243,10 @@ void HttpsServerBoundsTest::aRequestThatIsAnsweredLateIsNotCut()
     QTRY_VERIFY(listening.received().contains("event: beat"));
 }
 
-void HttpsServerBoundsTest::whoDoesNotReadAPageIsCut()
+void HttpsServerBoundsTest::aClientThatDoesNotReadAPageIsCut()
 {
     WebUnderTest web(withShort(&HttpLimits::stalledTimeout));
-    web.server->addPage("/large", "text/plain", QByteArray(10000000, 'x'));
+    web.server->router().addPage("/large", "text/plain", QByteArray(10000000, 'x'));
     Browser browser = asking(web, {});
     QTRY_VERIFY(browser.isSecure());
     browser.stopReading();
@@ -295,7 +255,7 @@ void HttpsServerBoundsTest::whoDoesNotReadAPageIsCut()
     QCOMPARE(web.rejections, std::vector<HttpError>{HttpError::TooSlow});
 }
 
-void HttpsServerBoundsTest::whoDoesNotReadItsEventsIsCut()
+void HttpsServerBoundsTest::aClientThatDoesNotReadItsEventsIsCut()
 {
     WebUnderTest web(withShort(&HttpLimits::stalledTimeout));
     Browser browser = asking(web, get("/api/events"));
@@ -306,7 +266,7 @@ void HttpsServerBoundsTest::whoDoesNotReadItsEventsIsCut()
     QCOMPARE(web.connections(), none);
 }
 
-void HttpsServerBoundsTest::whoDoesNotReadItsEventsGetsOnlyTheNewest()
+void HttpsServerBoundsTest::aClientThatDoesNotReadItsEventsGetsOnlyTheNewest()
 {
     WebUnderTest web(WebUnderTest::wideLimits());
     Browser browser = asking(web, get("/api/events"));
@@ -327,36 +287,36 @@ void HttpsServerBoundsTest::whoDoesNotReadItsEventsGetsOnlyTheNewest()
     QVERIFY(all.size() < 1000000);
 }
 
-void HttpsServerBoundsTest::whoDoesNotReadItsAnswersIsHeardNoFurther()
+void HttpsServerBoundsTest::aClientThatDoesNotReadItsResponsesIsReadNoFurther()
 {
     WebUnderTest web(WebUnderTest::wideLimits());
-    web.server->addPage("/large", "text/plain", QByteArray(1000000, 'x'));
+    web.server->router().addPage("/large", "text/plain", QByteArray(1000000, 'x'));
     Browser browser = asking(web, {});
     QTRY_VERIFY(browser.isSecure());
     browser.stopReading();
     browser.send(get("/large").repeated(500000));
-    QVERIFY(isHeardNoFurther(browser));
+    QVERIFY(isReadNoFurther(browser));
     Browser other = asking(web, get("/"));
     QTRY_VERIFY(got(other, 200));
     browser.reset();
     QTRY_COMPARE(web.connections(), std::size_t(1));
 }
 
-void HttpsServerBoundsTest::whoSendsFarAheadOfAnAnswerIsHeardNoFurther_data()
+void HttpsServerBoundsTest::aClientThatSendsFarAheadIsReadNoFurther_data()
 {
     QTest::addColumn<QByteArray>("first");
     QTest::newRow("answer") << get("/api/later");
     QTest::newRow("events") << get("/api/events");
 }
 
-void HttpsServerBoundsTest::whoSendsFarAheadOfAnAnswerIsHeardNoFurther()
+void HttpsServerBoundsTest::aClientThatSendsFarAheadIsReadNoFurther()
 {
     QFETCH(QByteArray, first);
     WebUnderTest web(WebUnderTest::wideLimits());
     Browser browser = asking(web, first);
     QTRY_VERIFY(browser.hasSent() && web.waiting.size() + web.streams.size() == 1);
     browser.send(get("/").repeated(500000));
-    QVERIFY(isHeardNoFurther(browser));
+    QVERIFY(isReadNoFurther(browser));
     browser.reset();
     QTRY_COMPARE(web.connections(), none);
 }
@@ -393,7 +353,7 @@ void HttpsServerBoundsTest::aRequestTooLargeIsRefusedBeforeItsEnd()
     QVERIFY(web.requests.empty());
 }
 
-void HttpsServerBoundsTest::aRefusedSenderWhoGoesOnIsCut()
+void HttpsServerBoundsTest::aRejectedClientThatGoesOnIsCut()
 {
     WebUnderTest web(WebUnderTest::wideLimits());
     Browser browser = asking(web, "GET / HTTP/1.1\r\n");
@@ -403,7 +363,7 @@ void HttpsServerBoundsTest::aRefusedSenderWhoGoesOnIsCut()
     QTRY_COMPARE((browser.work(), web.connections()), none);
 }
 
-void HttpsServerBoundsTest::aRefusedSenderWhoStaysIsCut()
+void HttpsServerBoundsTest::aRejectedClientThatStaysIsCut()
 {
     WebUnderTest web(withShort(&HttpLimits::closeTimeout));
     Browser browser = asking(web, "rubbish\r\n\r\n");
@@ -491,7 +451,7 @@ void HttpsServerBoundsTest::aSecondRequestCannotBeSmuggledIn()
     QCOMPARE(web.rejections, std::vector<HttpError>{HttpError::Malformed});
 }
 
-void HttpsServerBoundsTest::whoVanishesLeavesNothing_data()
+void HttpsServerBoundsTest::aClientThatVanishesLeavesNothing_data()
 {
     QTest::addColumn<bool>("isSecure");
     QTest::addColumn<QByteArray>("bytes");
@@ -514,13 +474,13 @@ void HttpsServerBoundsTest::whoVanishesLeavesNothing_data()
     }
 }
 
-void HttpsServerBoundsTest::whoVanishesLeavesNothing()
+void HttpsServerBoundsTest::aClientThatVanishesLeavesNothing()
 {
     QFETCH(bool, isSecure);
     QFETCH(QByteArray, bytes);
     QFETCH(bool, withError);
     WebUnderTest web(WebUnderTest::wideLimits());
-    web.server->addPage("/large", "text/plain", QByteArray(10000000, 'x'));
+    web.server->router().addPage("/large", "text/plain", QByteArray(10000000, 'x'));
     Browser browser(web.port);
     if (isSecure) {
         browser.secure();
@@ -539,7 +499,7 @@ void HttpsServerBoundsTest::whoVanishesLeavesNothing()
     QVERIFY(!web.hasRejected(HttpError::TooSlow));
 }
 
-void HttpsServerBoundsTest::whoHasGoneBeforeItIsAcceptedLeavesNothing()
+void HttpsServerBoundsTest::aClientThatHasGoneBeforeItIsAcceptedLeavesNothing()
 {
     WebUnderTest web(WebUnderTest::wideLimits());
     for (const bool withError : {false, true}) {
@@ -566,7 +526,7 @@ void HttpsServerBoundsTest::theLoopRestsWhateverIsWaitedFor_data()
     QTest::newRow("rest of the first word")
         << false << Browser::firstWord().left(50) << QByteArray();
     QTest::newRow("second word") << false << Browser::firstWord() << QByteArray("\x16");
-    QTest::newRow("end of who was refused")
+    QTest::newRow("end of a rejected client")
         << true << QByteArray("rubbish\r\n\r\n") << QByteArray("malformed");
     QTest::newRow("end of a plain one") << false << get("/") << QByteArray("https</p>");
     QTest::newRow("next request") << true << get("/") << QByteArray("desk</p>");
@@ -586,7 +546,7 @@ void HttpsServerBoundsTest::theLoopRestsWhateverIsWaitedFor()
     QFETCH(QByteArray, bytes);
     QFETCH(QByteArray, expected);
     WebUnderTest web(WebUnderTest::wideLimits());
-    web.server->addPage("/huge", "text/plain", QByteArray(20000000, 'x'));
+    web.server->router().addPage("/huge", "text/plain", QByteArray(20000000, 'x'));
     Browser browser(web.port);
     if (isSecure) {
         browser.secure();

@@ -1,5 +1,3 @@
-#include "Browser.h"
-#include "TestCertificate.h"
 #include "WebUnderTest.h"
 #include "tests/TestProgram.h"
 
@@ -12,15 +10,11 @@
 using namespace wingbell;
 using namespace std::chrono_literals;
 
-class HttpsServerTest : public QObject
+class HttpsServerTest : public WebTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void cleanup();
-
     void aPageComesWithWhatKeepsABrowserSafe();
     void aPageThatIsKnownNeedNotComeAgain();
     void aHeadIsAPageWithoutItsBody();
@@ -31,10 +25,10 @@ private Q_SLOTS:
     void anotherMethodIsRefused();
     void aPostReachesItsHandlerAsItWasSent();
     void aChunkedPostReachesItsHandlerWhole();
-    void aSenderWhoWaitsIsToldToGoOn();
-    void anAnswerMayComeLater();
-    void aReplyThatIsDroppedIsAFailure();
-    void onlyTheFirstAnswerIsSent();
+    void aClientThatExpectsContinueIsToldToGoOn();
+    void aResponseMayComeLater();
+    void aResponseThatIsDroppedIsAFailure();
+    void onlyTheFirstResponseIsSent();
     void requestsSentAheadAreAnsweredInTheirOrder();
     void theConnectionIsClosedWhenAskedFor();
     void anOldVersionIsServedAndClosed();
@@ -47,7 +41,7 @@ private Q_SLOTS:
     void plainHttpReachesNoHandler();
     void onlyHttp11IsAgreedOnInside();
     void anOldTlsIsRefused();
-    void aBrowserThatDislikesTheCertificateIsNoRefusal();
+    void aBrowserThatRefusesTheCertificateIsNotRejected();
 
     void eventsComeAsTheyAreSent();
     void aClosedStreamEndsAndTheConnectionGoesOn();
@@ -62,65 +56,24 @@ private Q_SLOTS:
     void shutDownWaitsNoLongerThanItsTimeout();
     void shutDownWithoutConnectionsIsDoneAtOnce();
     void whatOutlivesTheServerIsHarmless();
-
-private:
-    std::size_t m_descriptorsBefore = 0;
 };
-
-namespace {
-
-/// True when `browser` got an answer of that status, and that answer alone.
-bool got(Browser& browser, int status)
-{
-    const QByteArray& bytes = browser.received();
-    return bytes.startsWith(QByteArray("HTTP/1.1 ").append(QByteArray::number(status))) &&
-           bytes.contains("\r\n\r\n") && bytes.count("HTTP/1.1 ") == 1;
-}
-
-/// A browser that has asked.
-Browser asking(const WebUnderTest& web, const QByteArray& request)
-{
-    Browser browser(web.port);
-    browser.secure();
-    browser.send(request);
-    return browser;
-}
-
-} // namespace
-
-void HttpsServerTest::initTestCase()
-{
-    // What OpenSSL and Qt open once stays open.
-    WebUnderTest web;
-    Browser browser = asking(web, get("/"));
-    QTRY_VERIFY(got(browser, 200));
-}
-
-void HttpsServerTest::init()
-{
-    m_descriptorsBefore = openDescriptors();
-}
-
-void HttpsServerTest::cleanup()
-{
-    QCOMPARE(openDescriptors(), m_descriptorsBefore);
-}
 
 void HttpsServerTest::aPageComesWithWhatKeepsABrowserSafe()
 {
     WebUnderTest web;
     Browser browser = asking(web, get("/?a=b"));
     QTRY_VERIFY(got(browser, 200));
-    const QByteArray& answer = browser.received();
-    QVERIFY(answer.endsWith("\r\n\r\n<p>The desk</p>"));
-    QVERIFY(answer.contains("\r\nContent-Type: text/html; charset=utf-8\r\n"));
-    QVERIFY(answer.contains("\r\nContent-Length: 15\r\n"));
-    QVERIFY(answer.contains("\r\nContent-Security-Policy: default-src 'none'; script-src 'self';"));
-    QVERIFY(answer.contains("\r\nX-Content-Type-Options: nosniff\r\n"));
-    QVERIFY(answer.contains("\r\nReferrer-Policy: no-referrer\r\n"));
-    QVERIFY(answer.contains("\r\nCross-Origin-Resource-Policy: same-origin\r\n"));
-    QVERIFY(answer.contains("\r\nCache-Control: no-cache\r\n"));
-    QVERIFY(!answer.contains("Server:"));
+    const QByteArray& response = browser.received();
+    QVERIFY(response.endsWith("\r\n\r\n<p>The desk</p>"));
+    QVERIFY(response.contains("\r\nContent-Type: text/html; charset=utf-8\r\n"));
+    QVERIFY(response.contains("\r\nContent-Length: 15\r\n"));
+    QVERIFY(
+        response.contains("\r\nContent-Security-Policy: default-src 'none'; script-src 'self';"));
+    QVERIFY(response.contains("\r\nX-Content-Type-Options: nosniff\r\n"));
+    QVERIFY(response.contains("\r\nReferrer-Policy: no-referrer\r\n"));
+    QVERIFY(response.contains("\r\nCross-Origin-Resource-Policy: same-origin\r\n"));
+    QVERIFY(response.contains("\r\nCache-Control: no-cache\r\n"));
+    QVERIFY(!response.contains("Server:"));
     QVERIFY(!browser.hasEnded());
     QCOMPARE(web.connections(), std::size_t(1));
 }
@@ -157,7 +110,7 @@ void HttpsServerTest::aLargePageComesWhole()
         page.append(QByteArray::number(line)).append('\n');
     }
     WebUnderTest web;
-    web.server->addPage("/large", "text/plain", page);
+    web.server->router().addPage("/large", "text/plain", page);
     Browser browser = asking(web, get("/large") + get("/"));
     QTRY_VERIFY(browser.received().endsWith("<p>The desk</p>"));
     QVERIFY(browser.received().contains(QByteArray("\r\n\r\n").append(page).append("HTTP/1.1 ")));
@@ -221,9 +174,9 @@ void HttpsServerTest::aPostReachesItsHandlerAsItWasSent()
     QVERIFY(browser.received().contains("\r\nContent-Type: application/json\r\n"));
     QVERIFY(browser.received().contains("\r\nCache-Control: no-store\r\n"));
     const HttpRequest& request = web.requests.at(0);
-    QCOMPARE(request.head.method, QByteArray("POST"));
-    QCOMPARE(request.head.path, QByteArray("/api/echo"));
-    QCOMPARE(request.head.queryItem("session").value(), QByteArray("12"));
+    QCOMPARE(request.method, QByteArray("POST"));
+    QCOMPARE(request.path, QByteArray("/api/echo"));
+    QCOMPARE(request.queryItem("session").value(), QByteArray("12"));
     QCOMPARE(request.body, QByteArray("{\"a\":1}"));
     QCOMPARE(request.peer, QHostAddress(QHostAddress::LocalHost));
 }
@@ -238,7 +191,7 @@ void HttpsServerTest::aChunkedPostReachesItsHandlerWhole()
     QVERIFY(browser.received().endsWith("\r\n\r\nto be, or not"));
 }
 
-void HttpsServerTest::aSenderWhoWaitsIsToldToGoOn()
+void HttpsServerTest::aClientThatExpectsContinueIsToldToGoOn()
 {
     WebUnderTest web;
     Browser browser = asking(
@@ -249,14 +202,14 @@ void HttpsServerTest::aSenderWhoWaitsIsToldToGoOn()
     QTRY_VERIFY(browser.received().endsWith("\r\n\r\nto be"));
 }
 
-void HttpsServerTest::anAnswerMayComeLater()
+void HttpsServerTest::aResponseMayComeLater()
 {
     WebUnderTest web;
     Browser early = asking(web, get("/api/later"));
     Browser late = asking(web, get("/api/later"));
     QTRY_VERIFY(early.hasSent() && late.hasSent() && web.waiting.size() == 2);
     QVERIFY(early.received().isEmpty());
-    web.waiting.at(1).send(503, "application/json", "{\"error\":\"full\"}", {{"X-A", "b"}});
+    web.waiting.at(1).send({503, {{"X-A", "b"}}, "{\"error\":\"full\"}"});
     web.waiting.at(0).sendNothing();
     QTRY_VERIFY(got(early, 204) || got(early, 503));
     QTRY_VERIFY(got(late, 204) || got(late, 503));
@@ -266,7 +219,7 @@ void HttpsServerTest::anAnswerMayComeLater()
     QVERIFY(both.contains("\r\n\r\n{\"error\":\"full\"}"));
 }
 
-void HttpsServerTest::aReplyThatIsDroppedIsAFailure()
+void HttpsServerTest::aResponseThatIsDroppedIsAFailure()
 {
     WebUnderTest web;
     Browser browser = asking(web, get("/api/later"));
@@ -276,7 +229,7 @@ void HttpsServerTest::aReplyThatIsDroppedIsAFailure()
     QVERIFY(browser.received().endsWith("{\"error\":\"failed\"}"));
 }
 
-void HttpsServerTest::onlyTheFirstAnswerIsSent()
+void HttpsServerTest::onlyTheFirstResponseIsSent()
 {
     WebUnderTest web;
     Browser browser = asking(web, get("/api/later"));
@@ -361,7 +314,7 @@ void HttpsServerTest::aForeignNameIsTurnedAway()
     QFETCH(QByteArray, host);
     QFETCH(bool, foreign);
     WebUnderTest web;
-    web.server->setHostNames({"Desk.local"});
+    web.server->router().setHostNames({"Desk.local"});
     Browser browser = asking(web, post("/api/echo", "{}").replace("127.0.0.1", host));
     QTRY_VERIFY(got(browser, foreign ? 421 : 200));
     QCOMPARE(web.requests.empty(), foreign);
@@ -391,6 +344,7 @@ void HttpsServerTest::plainHttpGetsTheExplainingPageAndNothingElse()
     QVERIFY(got(browser, 200));
     QVERIFY(browser.received().endsWith("\r\n\r\n<p>Crew only over https</p>"));
     QVERIFY(browser.received().contains("\r\nContent-Type: text/html; charset=utf-8\r\n"));
+    QVERIFY(browser.received().contains("\r\nCache-Control: no-store\r\n"));
     QVERIFY(web.waiting.empty());
     browser.close();
     QTRY_COMPARE(web.connections(), std::size_t(0));
@@ -429,7 +383,7 @@ void HttpsServerTest::anOldTlsIsRefused()
     QTRY_VERIFY(got(newer, 200));
 }
 
-void HttpsServerTest::aBrowserThatDislikesTheCertificateIsNoRefusal()
+void HttpsServerTest::aBrowserThatRefusesTheCertificateIsNotRejected()
 {
     WebUnderTest web;
     Browser browser(web.port);
@@ -455,8 +409,10 @@ void HttpsServerTest::eventsComeAsTheyAreSent()
     stream.send("beat", "{}");
     QTRY_VERIFY(browser.received().endsWith("16\r\nevent: beat\ndata: {}\n\n\r\n"));
     stream.send("desk", "old");
+    stream.send("beat", "{}");
     stream.send("desk", "new");
-    QTRY_VERIFY(browser.received().endsWith("event: desk\ndata: new\n\n\r\n"));
+    QTRY_VERIFY(
+        browser.received().endsWith("event: desk\ndata: new\n\nevent: beat\ndata: {}\n\n\r\n"));
     QVERIFY(!browser.received().contains("old"));
 }
 

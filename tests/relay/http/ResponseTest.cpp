@@ -17,8 +17,10 @@ private Q_SLOTS:
     void aFieldCannotBeginALineOfItsOwn();
     void aChunkTellsItsSize();
     void errorsAreJson();
-    void fieldsGivenReplaceTheSafeOnes();
+    void apiResponsesAreNotKept();
     void pagesRunOnlyWhatComesFromHere();
+    void linesOfAnEventStayLines_data();
+    void linesOfAnEventStayLines();
 };
 
 void ResponseTest::theHeadTellsStatusFieldsAndLength()
@@ -32,12 +34,12 @@ void ResponseTest::theHeadTellsStatusFieldsAndLength()
 
 void ResponseTest::theHeadTellsHowTheBodyEnds()
 {
-    const Response answer = {200, {}, {}};
-    const QByteArray chunks = responseHead(answer, Framing::Chunks, true);
+    const Response response = {200, {}, {}};
+    const QByteArray chunks = responseHead(response, Framing::Chunks, true);
     QVERIFY(chunks.contains("\r\nTransfer-Encoding: chunked\r\n"));
     QVERIFY(!chunks.contains("Content-Length"));
     QVERIFY(!chunks.contains("Connection"));
-    const QByteArray end = responseHead(answer, Framing::EndOfConnection, false);
+    const QByteArray end = responseHead(response, Framing::EndOfConnection, false);
     QVERIFY(!end.contains("Content-Length"));
     QVERIFY(!end.contains("chunked"));
     QVERIFY(end.contains("\r\nConnection: close\r\n"));
@@ -72,34 +74,53 @@ void ResponseTest::aChunkTellsItsSize()
 
 void ResponseTest::errorsAreJson()
 {
-    const Response answer = errorResponse(404, "not-found");
-    QCOMPARE(answer.status, 404);
-    QCOMPARE(answer.body, QByteArray("{\"error\":\"not-found\"}"));
-    QVERIFY(responseHead(answer, Framing::Length, true)
+    const Response response = errorResponse(404, "not-found");
+    QCOMPARE(response.status, 404);
+    QCOMPARE(response.body, QByteArray("{\"error\":\"not-found\"}"));
+    QVERIFY(responseHead(response, Framing::Length, true)
                 .contains("\r\nContent-Type: application/json\r\n"));
 }
 
-void ResponseTest::fieldsGivenReplaceTheSafeOnes()
+void ResponseTest::apiResponsesAreNotKept()
 {
-    const QByteArray head = responseHead(
-        {200, safeApiHeaders({{"cache-control", "max-age=5"}, {"X", "y"}}), {}}, Framing::Length,
-        true);
-    QVERIFY(head.contains("Cache-Control: max-age=5\r\n"));
-    QVERIFY(!head.contains("no-store"));
-    QVERIFY(head.contains("\r\nX: y\r\n"));
+    const QByteArray head = responseHead(jsonResponse(204, {}), Framing::Length, true);
+    QVERIFY(head.contains("\r\nCache-Control: no-store\r\n"));
+    QVERIFY(head.contains(
+        "\r\nContent-Security-Policy: default-src 'none'; frame-ancestors 'none'\r\n"));
     QVERIFY(head.contains("\r\nX-Content-Type-Options: nosniff\r\n"));
     QVERIFY(head.contains("\r\nReferrer-Policy: no-referrer\r\n"));
     QVERIFY(head.contains("\r\nCross-Origin-Resource-Policy: same-origin\r\n"));
+    QVERIFY(!head.contains("\r\nContent-Type:"));
 }
 
 void ResponseTest::pagesRunOnlyWhatComesFromHere()
 {
-    const QByteArray head = responseHead({200, safePageHeaders(), {}}, Framing::Length, true);
+    const QByteArray head =
+        responseHead(pageResponse("text/html", {}, defaultPagePolicy()), Framing::Length, true);
     QVERIFY(head.contains("\r\nCache-Control: no-cache\r\n"));
     QVERIFY(head.contains(
         "\r\nContent-Security-Policy: default-src 'none'; script-src 'self'; style-src 'self'; "
         "img-src 'self'; connect-src 'self'; media-src blob:; base-uri 'none'; "
         "form-action 'none'; frame-ancestors 'none'\r\n"));
+}
+
+void ResponseTest::linesOfAnEventStayLines_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QByteArray>("text");
+    QTest::newRow("nothing") << QByteArray() << QByteArray("data: \n\n");
+    QTest::newRow("line feed") << QByteArray("a\nb") << QByteArray("data: a\ndata: b\n\n");
+    QTest::newRow("both") << QByteArray("a\r\nb") << QByteArray("data: a\ndata: b\n\n");
+    QTest::newRow("carriage return") << QByteArray("a\rb") << QByteArray("data: a\ndata: b\n\n");
+    QTest::newRow("an event in it")
+        << QByteArray("a\n\nevent: b") << QByteArray("data: a\ndata: \ndata: event: b\n\n");
+}
+
+void ResponseTest::linesOfAnEventStayLines()
+{
+    QFETCH(QByteArray, data);
+    QFETCH(QByteArray, text);
+    QCOMPARE(serverSentEvent("desk", data), QByteArray("event: desk\n").append(text));
 }
 
 WINGBELL_GUILESS_TEST(ResponseTest)

@@ -1,12 +1,11 @@
 #include "WebUnderTest.h"
 
-#include "TestCertificate.h"
-#include "relay/http/TlsConfiguration.h"
-#include "relay/net/OpenPort.h"
-
-#include <QDir>
+#include "relay/access/Certificate.h"
+#include "relay/net/Port.h"
 
 #include <QAbstractEventDispatcher>
+#include <QDir>
+#include <QTest>
 
 #include <algorithm>
 #include <netinet/in.h>
@@ -27,6 +26,12 @@ quint16 localPort(int descriptor)
     return isSocket && hasPort ? ntohs(address.sin6_port) : 0;
 }
 
+std::size_t openDescriptors()
+{
+    return static_cast<std::size_t>(
+        QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::AllEntries | QDir::System).size());
+}
+
 bool isListening(int descriptor)
 {
     int value = 0;
@@ -38,22 +43,24 @@ bool isListening(int descriptor)
 
 WebUnderTest::WebUnderTest(const HttpLimits& limits)
 {
-    static const auto tls = tlsConfiguration(TestCertificate::make("desk").pem());
+    static const auto tls =
+        tlsConfiguration(Certificate::make({}, std::chrono::system_clock::now()).value().pem());
     OpenPort opened = openPort(OpenPort::Use::Connections, 0);
     port = localPort(opened.descriptor.get());
     server = std::make_unique<HttpsServer>(std::move(opened.descriptor), tls.value(), limits);
-    server->setPlainPage("<p>Crew only over https</p>");
-    server->addPage("/", "text/html; charset=utf-8", "<p>The desk</p>");
+    server->router().setPlainPage("<p>Crew only over https</p>");
+    server->router().addPage("/", "text/html; charset=utf-8", "<p>The desk</p>");
     server->onRejected(
         [this](HttpError error, const QHostAddress&) { rejections.push_back(error); });
-    server->onPost("/api/echo", [this](const HttpRequest& request, PendingResponse response) {
-        requests.push_back(request);
-        response.sendJson(200, request.body);
-    });
-    server->onGet("/api/later", [this](const HttpRequest&, PendingResponse response) {
+    server->router().onPost(
+        "/api/echo", [this](const HttpRequest& request, PendingResponse response) {
+            requests.push_back(request);
+            response.sendJson(200, request.body);
+        });
+    server->router().onGet("/api/later", [this](const HttpRequest&, PendingResponse response) {
         waiting.push_back(std::move(response));
     });
-    server->onGet("/api/events", [this](const HttpRequest&, PendingResponse response) {
+    server->router().onGet("/api/events", [this](const HttpRequest&, PendingResponse response) {
         streams.push_back(response.openEvents());
     });
 }
@@ -110,10 +117,37 @@ bool loopRests()
     return false;
 }
 
-std::size_t openDescriptors()
+Browser asking(const WebUnderTest& web, const QByteArray& request, const char* from)
 {
-    return static_cast<std::size_t>(
-        QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::AllEntries | QDir::System).size());
+    Browser browser(web.port, from);
+    browser.secure();
+    browser.send(request);
+    return browser;
+}
+
+bool got(Browser& browser, int status)
+{
+    const QByteArray& bytes = browser.received();
+    return bytes.startsWith(QByteArray("HTTP/1.1 ").append(QByteArray::number(status))) &&
+           bytes.contains("\r\n\r\n") && bytes.count("HTTP/1.1 ") == 1;
+}
+
+void WebTest::initTestCase()
+{
+    // What OpenSSL and Qt open once stays open.
+    WebUnderTest web;
+    Browser browser = asking(web, get("/"));
+    QTRY_VERIFY(got(browser, 200));
+}
+
+void WebTest::init()
+{
+    m_descriptorsBefore = openDescriptors();
+}
+
+void WebTest::cleanup()
+{
+    QCOMPARE(openDescriptors(), m_descriptorsBefore);
 }
 
 } // namespace wingbell

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Browser.h"
 #include "relay/http/HttpsServer.h"
 
 #include <QByteArray>
+#include <QObject>
 
 #include <memory>
 #include <vector>
@@ -35,10 +37,28 @@ struct WebUnderTest
 [[nodiscard]] QByteArray
 post(const QByteArray& path, const QByteArray& body, const QByteArray& fields = {});
 
+/// A browser at `from` that has asked.
+[[nodiscard]] Browser
+asking(const WebUnderTest& web, const QByteArray& request, const char* from = "127.0.0.1");
+
+/// True when `browser` got a response of that status, and that response alone.
+[[nodiscard]] bool got(Browser& browser, int status);
+
 /// True when the main loop comes to rest: nothing is ready over and over again.
 [[nodiscard]] bool loopRests();
 
-/// How many descriptors this program has open.
-[[nodiscard]] std::size_t openDescriptors();
+/// A test after which no more descriptors are open than before.
+class WebTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+private:
+    std::size_t m_descriptorsBefore = 0;
+};
 
 } // namespace wingbell

@@ -1,4 +1,4 @@
-#include "relay/net/HostNames.h"
+#include "relay/net/NetworkAddresses.h"
 #include "tests/TestProgram.h"
 
 #include <QTest>

@@ -51,7 +51,6 @@ private Q_SLOTS:
     void anIpv4AddressInsideIpv6IsThatIpv4Address();
     void aLinkLocalAddressKeepsItsInterfaceButCountsWithoutIt();
     void anotherFamilyHasNoAddress();
-    void bytesAreInTheNetworksOrder();
     void aClientIsAnIpv4AddressOrTheFirstHalfOfAnIpv6One();
 };
 
@@ -89,20 +88,6 @@ void IpAddressTest::anotherFamilyHasNoAddress()
     local.ss_family = AF_UNIX;
     QVERIFY(ipAddress(local).isNull());
     QCOMPARE(addressText(ipAddress(local)), QStringLiteral("an unknown address"));
-}
-
-void IpAddressTest::bytesAreInTheNetworksOrder()
-{
-    const auto bothWays = [](const char* text, const char* hex) {
-        const QByteArray bytes = QByteArray::fromHex(hex);
-        QCOMPARE(addressBytes(address(text)), bytes);
-        QCOMPARE(ipAddress(bytes), address(text));
-    };
-    bothWays("192.168.1.5", "c0a80105");
-    bothWays("fd00:1::2", "fd000001000000000000000000000002");
-    for (const char* hex : {"", "c0a801", "c0a8010500", "fd0000010000000000000000000000020a"}) {
-        QVERIFY2(ipAddress(QByteArray::fromHex(hex)).isNull(), hex);
-    }
 }
 
 void IpAddressTest::aClientIsAnIpv4AddressOrTheFirstHalfOfAnIpv6One()

@@ -1,5 +1,4 @@
 #include "relay/net/NetworkAddresses.h"
-#include "relay/net/IpAddress.h"
 #include "tests/TestProgram.h"
 
 #include <QDir>
@@ -11,6 +10,16 @@
 #include <memory>
 
 using namespace wingbell;
+
+namespace {
+
+QByteArray hexOf(const QHostAddress& address)
+{
+    const Q_IPV6ADDR bytes = address.toIPv6Address();
+    return QByteArray(reinterpret_cast<const char*>(bytes.c), sizeof bytes).toHex();
+}
+
+} // namespace
 
 class NetworkAddressesTest : public QObject
 {
@@ -142,7 +151,7 @@ void NetworkAddressesTest::aPassingAddressIsMarked()
     QFETCH(bool, passing);
     QFile table(m_folder->filePath(QStringLiteral("if_inet6")));
     QVERIFY(table.open(QIODevice::WriteOnly));
-    QVERIFY(table.write(addressBytes(six->address).toHex() + ' ' + line) > 0);
+    QVERIFY(table.write(hexOf(six->address) + ' ' + line) > 0);
     table.close();
     for (const auto& entry : NetworkAddresses(m_folder->path(), table.fileName()).read()) {
         QCOMPARE(entry.passing, passing && entry.address == six->address);

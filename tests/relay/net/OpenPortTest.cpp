@@ -1,4 +1,4 @@
-#include "relay/net/OpenPort.h"
+#include "relay/net/Port.h"
 #include "tests/TestProgram.h"
 
 #include <QTest>

@@ -42,7 +42,7 @@ struct Told
     std::optional<Goodbye> goodbye;
 };
 
-class FakeEvents final : public CrewEvents
+class FakeEvents final : public PageEvents
 {
 public:
     explicit FakeEvents(Told& told)
@@ -51,7 +51,7 @@ public:
     }
 
     void desk(const DeskEvent& desk) override { m_told.desks.push_back(desk); }
-    void beat() override { ++m_told.beats; }
+    void heartbeat() override { ++m_told.beats; }
     void unheard() override { ++m_told.unheards; }
     void goodbye(Goodbye reason) override { m_told.goodbye = reason; }
 
@@ -59,7 +59,7 @@ private:
     Told& m_told;
 };
 
-class FakeNews final : public CrewNews
+class FakeObserver final : public CrewObserver
 {
 public:
     void joined(const QString& role, const QString& address, bool microphone) override
@@ -110,28 +110,28 @@ private Q_SLOTS:
     void cleanup();
 
     void aJoinIsToldOnceTheSoundFlows();
-    void aMemberWithoutAMicrophoneIsReportedSo();
-    void everybodySeesWhoTalksWhereButNotThemselves();
+    void aMemberWithoutAMicrophoneIsToldSo();
+    void allSeeWhoTalksWhereButNotThemselves();
     void twoOnOneRoleSeeEachOther();
     void keysBeyondTheRoleDoNothing();
     void anOlderStateThatComesLateIsIgnored();
-    void aStateWithoutASessionIsRejected();
-    void keysAreLetGoWhenThePageIsSilent();
-    void aMemberWhoNeverConnectsIsRemoved();
-    void aMemberWithoutAKeepAliveIsRemoved();
+    void aStateWithoutASessionIsRefused();
+    void keysAreReleasedWhenThePageIsSilent();
+    void aMemberThatNeverConnectsIsRemoved();
+    void aMemberWithoutASignOfLifeIsRemoved();
     void aBrokenLinkIsGivenTimeToComeBack();
-    void aMemberWithAnotherCertificateIsRemovedAtOnce();
-    void joiningAnewTakesThePlaceOfTheSessionBefore();
+    void aForgedCertificateEndsTheSessionAtOnce();
+    void joiningAgainReplacesTheSessionBefore();
     void comingBackAtTheSecondTryIsComingBackToo();
     void leavingIsToldAndStopsTheKeys();
-    void aMemberWhoLeavesBeforeConnectingIsNotReported();
-    void aFullCrewTakesNoOneElse();
-    void tooManyAtTheDoorHaveToWait();
+    void leavingBeforeConnectingIsNotTold();
+    void aFullCrewTakesNoMore();
+    void tooManyConnectingHaveToWait();
     void anOfferThatFailsLeavesNothing();
     void aPageIsToldThatItsMicrophoneIsNotHeard();
     void announcementsShowOnTheirChannels();
     void goingOffAirSaysGoodbyeToAll();
-    void aBeatComesEveryTwoSeconds();
+    void aHeartbeatComesEveryTwoSeconds();
     void anAnswerIsPassedOnAsOurOwn();
 
 private:
@@ -144,7 +144,7 @@ private:
     ShowFile m_file = hamlet();
     ShowPatch m_show{m_file};
     std::unique_ptr<Room> m_room;
-    FakeNews m_news;
+    FakeObserver m_observer;
     std::vector<std::shared_ptr<FakeLink>> m_links;
     std::list<Told> m_told;
     std::unique_ptr<Crew> m_crew;
@@ -155,7 +155,7 @@ private:
 void CrewTest::init()
 {
     m_room = std::make_unique<Room>(3, 960);
-    m_news = {};
+    m_observer = {};
     m_links.clear();
     m_told.clear();
     m_number = 0;
@@ -166,7 +166,7 @@ void CrewTest::init()
             m_links.push_back(std::make_shared<FakeLink>(std::move(receiver)));
             return m_links.back();
         },
-        m_news);
+        m_observer);
 }
 
 void CrewTest::cleanup()
@@ -192,7 +192,7 @@ QString CrewTest::join(std::size_t role, const QString& replaces)
         return {};
     }
     m_links.back()->now = MediaLink::State::Connected;
-    m_crew->lookAround(m_now);
+    m_crew->checkTimeouts(m_now);
     return session;
 }
 
@@ -218,24 +218,24 @@ Told& CrewTest::listenTo(const QString& session)
 void CrewTest::aJoinIsToldOnceTheSoundFlows()
 {
     (void)ask(0);
-    m_crew->lookAround(m_now);
-    QCOMPARE(m_news.lines, QStringList());
+    m_crew->checkTimeouts(m_now);
+    QCOMPARE(m_observer.lines, QStringList());
     m_links.back()->now = MediaLink::State::Connected;
-    m_crew->lookAround(m_now);
-    m_crew->lookAround(m_now);
-    QCOMPARE(m_news.lines, QStringList(QStringLiteral("joined Caller 10.0.0.1")));
+    m_crew->checkTimeouts(m_now);
+    m_crew->checkTimeouts(m_now);
+    QCOMPARE(m_observer.lines, QStringList(QStringLiteral("joined Caller 10.0.0.1")));
 }
 
-void CrewTest::aMemberWithoutAMicrophoneIsReportedSo()
+void CrewTest::aMemberWithoutAMicrophoneIsToldSo()
 {
     const QString session = ask(2);
     QVERIFY(m_crew->takeAnswer(session, answerWith("recvonly"), m_now));
     m_links.back()->now = MediaLink::State::Connected;
-    m_crew->lookAround(m_now);
-    QCOMPARE(m_news.lines, QStringList(QStringLiteral("joined Usher 10.0.0.1 mute")));
+    m_crew->checkTimeouts(m_now);
+    QCOMPARE(m_observer.lines, QStringList(QStringLiteral("joined Usher 10.0.0.1 mute")));
 }
 
-void CrewTest::everybodySeesWhoTalksWhereButNotThemselves()
+void CrewTest::allSeeWhoTalksWhereButNotThemselves()
 {
     const QString caller = join(0);
     const QString lights = join(1);
@@ -285,7 +285,7 @@ void CrewTest::anOlderStateThatComesLateIsIgnored()
     QCOMPARE(told.desks.size(), std::size_t{1});
 }
 
-void CrewTest::aStateWithoutASessionIsRejected()
+void CrewTest::aStateWithoutASessionIsRefused()
 {
     StateRequest state;
     state.session = QStringLiteral("0123");
@@ -294,73 +294,73 @@ void CrewTest::aStateWithoutASessionIsRejected()
     QVERIFY(!m_crew->takeAnswer(state.session, answerWith("sendrecv"), m_now));
     QVERIFY(!m_crew->takeEvents(state.session, nullptr, m_now));
     m_crew->leave(state.session);
-    QCOMPARE(m_news.lines, QStringList());
+    QCOMPARE(m_observer.lines, QStringList());
 }
 
-void CrewTest::keysAreLetGoWhenThePageIsSilent()
+void CrewTest::keysAreReleasedWhenThePageIsSilent()
 {
     const QString caller = join(0);
     const QString lights = join(1);
     Told& told = listenTo(lights);
     press(caller, {1});
-    m_now += Crew::keyPatience - 1ms;
-    m_crew->lookAround(m_now);
+    m_now += Crew::keyTimeout - 1ms;
+    m_crew->checkTimeouts(m_now);
     QCOMPARE(told.desks.back().channels.at(0).talking.size(), 1);
     m_now += 1ms;
-    m_crew->lookAround(m_now);
+    m_crew->checkTimeouts(m_now);
     QCOMPARE(told.desks.back().channels.at(0).talking.size(), 0);
     press(caller, {1});
     QCOMPARE(told.desks.back().channels.at(0).talking.size(), 1);
 }
 
-void CrewTest::aMemberWhoNeverConnectsIsRemoved()
+void CrewTest::aMemberThatNeverConnectsIsRemoved()
 {
     const QString session = ask(0);
-    m_now += Crew::arrival - 1ms;
-    m_crew->lookAround(m_now);
+    m_now += Crew::connectTimeout - 1ms;
+    m_crew->checkTimeouts(m_now);
     QVERIFY(m_crew->has(session));
     m_now += 1ms;
-    m_crew->lookAround(m_now);
+    m_crew->checkTimeouts(m_now);
     QVERIFY(!m_crew->has(session));
     QVERIFY(m_links.back()->isClosed);
-    QCOMPARE(m_news.lines, QStringList(QStringLiteral("left Caller 10.0.0.1 2")));
+    QCOMPARE(m_observer.lines, QStringList(QStringLiteral("left Caller 10.0.0.1 2")));
 }
 
-void CrewTest::aMemberWithoutAKeepAliveIsRemoved()
+void CrewTest::aMemberWithoutASignOfLifeIsRemoved()
 {
     const QString session = join(0);
     Told& told = listenTo(session);
-    m_now += Crew::patience;
-    m_crew->lookAround(m_now);
+    m_now += Crew::silenceTimeout;
+    m_crew->checkTimeouts(m_now);
     QVERIFY(!m_crew->has(session));
     QCOMPARE(told.goodbye, std::optional(Goodbye::Silent));
     QVERIFY(m_links.back()->isClosed);
-    QCOMPARE(m_news.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 1"));
+    QCOMPARE(m_observer.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 1"));
 }
 
 void CrewTest::aBrokenLinkIsGivenTimeToComeBack()
 {
     const QString session = join(0);
     m_links.back()->now = MediaLink::State::Lost;
-    m_crew->lookAround(m_now);
+    m_crew->checkTimeouts(m_now);
     QVERIFY(m_crew->has(session));
-    m_now += Crew::keyPatience;
-    m_crew->lookAround(m_now);
+    m_now += Crew::keyTimeout;
+    m_crew->checkTimeouts(m_now);
     QVERIFY(!m_crew->has(session));
-    QCOMPARE(m_news.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 3"));
+    QCOMPARE(m_observer.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 3"));
 }
 
-void CrewTest::aMemberWithAnotherCertificateIsRemovedAtOnce()
+void CrewTest::aForgedCertificateEndsTheSessionAtOnce()
 {
     const QString session = join(0);
     m_links.back()->now = MediaLink::State::Forged;
-    m_crew->lookAround(m_now);
+    m_crew->checkTimeouts(m_now);
     QVERIFY(!m_crew->has(session));
     QVERIFY(m_links.back()->isClosed);
-    QCOMPARE(m_news.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 4"));
+    QCOMPARE(m_observer.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 4"));
 }
 
-void CrewTest::joiningAnewTakesThePlaceOfTheSessionBefore()
+void CrewTest::joiningAgainReplacesTheSessionBefore()
 {
     const QString before = join(0);
     Told& told = listenTo(before);
@@ -369,9 +369,9 @@ void CrewTest::joiningAnewTakesThePlaceOfTheSessionBefore()
     QVERIFY(m_crew->has(after));
     QVERIFY(before != after);
     QCOMPARE(told.goodbye, std::optional(Goodbye::Replaced));
-    QCOMPARE(m_crew->people(), std::size_t{1});
+    QCOMPARE(m_crew->memberCount(), std::size_t{1});
     QCOMPARE(
-        m_news.lines,
+        m_observer.lines,
         (QStringList{
             QStringLiteral("joined Caller 10.0.0.1"), QStringLiteral("returned Caller 10.0.0.2")}));
 }
@@ -382,7 +382,7 @@ void CrewTest::comingBackAtTheSecondTryIsComingBackToo()
     const QString failed = ask(0, first);
     (void)join(0, failed);
     QCOMPARE(
-        m_news.lines,
+        m_observer.lines,
         (QStringList{
             QStringLiteral("joined Caller 10.0.0.1"), QStringLiteral("returned Caller 10.0.0.3")}));
 }
@@ -396,22 +396,22 @@ void CrewTest::leavingIsToldAndStopsTheKeys()
     m_crew->leave(caller);
     QCOMPARE(told.desks.back().channels.at(0).talking, QStringList());
     QVERIFY(m_links.front()->isClosed);
-    QCOMPARE(m_news.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 0"));
+    QCOMPARE(m_observer.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 0"));
     m_crew->leave(caller);
-    QCOMPARE(m_news.lines.size(), 3);
+    QCOMPARE(m_observer.lines.size(), 3);
 }
 
-void CrewTest::aMemberWhoLeavesBeforeConnectingIsNotReported()
+void CrewTest::leavingBeforeConnectingIsNotTold()
 {
     m_crew->leave(ask(0));
-    QCOMPARE(m_news.lines, QStringList());
+    QCOMPARE(m_observer.lines, QStringList());
     QVERIFY(m_links.back()->isClosed);
 }
 
-void CrewTest::aFullCrewTakesNoOneElse()
+void CrewTest::aFullCrewTakesNoMore()
 {
     QString last;
-    for (std::size_t count = 0; count < Crew::mostPeople; ++count) {
+    for (std::size_t count = 0; count < Crew::maxMembers; ++count) {
         last = join(1);
     }
     std::optional<Crew::JoinOutcome> outcome;
@@ -420,13 +420,13 @@ void CrewTest::aFullCrewTakesNoOneElse()
     };
     m_crew->join({1, true, {}, {}}, m_now, keep);
     QVERIFY(outcome && *outcome == failure(Crew::JoinError::Full));
-    // A member who is there already may still reconnect.
+    // A member may join again all the same.
     QVERIFY(m_crew->has(join(1, last)));
 }
 
-void CrewTest::tooManyAtTheDoorHaveToWait()
+void CrewTest::tooManyConnectingHaveToWait()
 {
-    for (std::size_t count = 0; count < Crew::mostOnTheirWay; ++count) {
+    for (std::size_t count = 0; count < Crew::maxConnecting; ++count) {
         (void)ask(1);
     }
     std::optional<Crew::JoinOutcome> outcome;
@@ -434,7 +434,7 @@ void CrewTest::tooManyAtTheDoorHaveToWait()
         {1, true, {}, {}}, m_now, [&outcome](const Crew::JoinOutcome& it) { outcome = it; });
     QVERIFY(outcome && *outcome == failure(Crew::JoinError::NotNow));
     m_links.front()->now = MediaLink::State::Connected;
-    m_crew->lookAround(m_now);
+    m_crew->checkTimeouts(m_now);
     QVERIFY(m_crew->has(ask(1)));
 }
 
@@ -445,7 +445,7 @@ void CrewTest::anOfferThatFailsLeavesNothing()
         {1, true, {}, {}}, m_now, [&outcome](const Crew::JoinOutcome& it) { outcome = it; });
     m_links.back()->offerReady(std::nullopt);
     QVERIFY(outcome && *outcome == failure(Crew::JoinError::NotNow));
-    QCOMPARE(m_crew->people(), std::size_t{0});
+    QCOMPARE(m_crew->memberCount(), std::size_t{0});
     QVERIFY(m_links.back()->isClosed);
 }
 
@@ -455,15 +455,15 @@ void CrewTest::aPageIsToldThatItsMicrophoneIsNotHeard()
     Told& told = listenTo(caller);
     m_now += 10s;
     press(caller, {0});
-    m_crew->lookAround(m_now + 1s);
+    m_crew->checkTimeouts(m_now + 1s);
     QCOMPARE(told.unheards, 0);
-    m_crew->lookAround(m_now + 2s);
+    m_crew->checkTimeouts(m_now + 2s);
     QCOMPARE(told.unheards, 1);
     const std::array<std::uint8_t, 15> packet = {0x80, 111, 0, 1, 0,    0,    0,   1,
                                                  0,    0,   0, 1, 0xF8, 0xFF, 0xFE};
     m_links.back()->receiver(packet);
     m_room->runCycle();
-    m_crew->lookAround(m_now + 4s);
+    m_crew->checkTimeouts(m_now + 4s);
     QCOMPARE(told.unheards, 1);
 }
 
@@ -484,18 +484,18 @@ void CrewTest::goingOffAirSaysGoodbyeToAll()
     QCOMPARE(first.goodbye, std::optional(Goodbye::OffAir));
     QCOMPARE(second.goodbye, std::optional(Goodbye::OffAir));
     QVERIFY(m_links.front()->isClosed && m_links.back()->isClosed);
-    QCOMPARE(m_crew->people(), std::size_t{0});
+    QCOMPARE(m_crew->memberCount(), std::size_t{0});
 }
 
-void CrewTest::aBeatComesEveryTwoSeconds()
+void CrewTest::aHeartbeatComesEveryTwoSeconds()
 {
     Told& told = listenTo(join(0));
-    m_crew->lookAround(m_now + 1s);
+    m_crew->checkTimeouts(m_now + 1s);
     QCOMPARE(told.beats, 0);
-    m_crew->lookAround(m_now + 2s);
-    m_crew->lookAround(m_now + 3s);
+    m_crew->checkTimeouts(m_now + 2s);
+    m_crew->checkTimeouts(m_now + 3s);
     QCOMPARE(told.beats, 1);
-    m_crew->lookAround(m_now + 4s);
+    m_crew->checkTimeouts(m_now + 4s);
     QCOMPARE(told.beats, 2);
 }
 
