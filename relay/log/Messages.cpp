@@ -43,7 +43,7 @@ constexpr auto messages = std::to_array<MessageRow>({
      "Ports below 1024 are the system's own. Choose 47000."},
     {Message::PortNotOpen, NotOnAir, always,
      "Cannot go on air: %1 cannot be opened: %2; choose another port in the control window.",
-     "The words behind the colon are the system's. Another port may help; a restart of the "
+     "The words after the colon are the system's. Another port may help; a restart of the "
      "computer, too."},
     {Message::NotOnAir, NotOnAir, always, "Cannot go on air: %1.",
      "The reason is in one of the rows of the next table."},
@@ -66,31 +66,31 @@ constexpr auto messages = std::to_array<MessageRow>({
      "The address of [the card](first-show.md#print-the-card). These three lines are repeated "
      "when about 300 others have followed them."},
     {Message::NewCode, OnAir, always, "A new crew code was made: %1.",
-     "The old one is not valid any more. Print a new card and tell the crew. The reason is behind "
+     "The old one is not valid any more. Print a new card and tell the crew. The reason is after "
      "the colon, in one of the rows of the next table."},
     {Message::CodeNotSaved, OnAir, always,
      "The crew code could not be saved, so the next start will make a new one: %1.",
-     "Tonight all works. The words behind the colon are in the next table, or the system's: most "
-     "often the disk is full."},
+     "Everything works tonight. The words after the colon are in the next table, or the system's: "
+     "usually the disk is full."},
     {Message::NewCertificate, OnAir, always,
      "Phones will warn about this desk's new certificate, once: %1.",
      "Every phone shows [the warning](phones.md#the-warning) again. Nothing to do. The reason is "
-     "behind the colon."},
+     "after the colon."},
     {Message::CertificateNotSaved, OnAir, always,
      "The certificate could not be saved, so phones will warn again after the next start: %1.",
-     "Tonight all works. As for the code."},
+     "Everything works tonight. Same causes as for the code."},
     {Message::NotConfined, OnAir, always,
      "This computer's kernel cannot confine the server (%1); everything else works.",
      "In the brackets is what is missing, `no Landlock` or `no seccomp`, or the system's reason. "
      "With a newer kernel [a fault could do less harm](inside.md#what-the-server-may-do)."},
     {Message::UnknownChannelOfRole, OnAir, always,
      "Ignored an unknown channel: the role %1 names %2, which the show does not have.",
-     "The file was edited by hand, or a name is spelt in two ways (*Main*, *main*). The role goes "
-     "without that channel tonight."},
+     "The file was edited by hand, or a name is spelt in two ways (*Main*, *main*). The role does "
+     "not have that channel tonight."},
     {Message::MoreUnknownChannels, OnAir, always, "Ignored %1 more unknown channel[s].",
      "The same, for more of them."},
     {Message::LinesDropped, OnAir, always, "%1 line[s] dropped: nothing was reading the output.",
-     "The window or the terminal did not take the server's lines for a while. The show went on."},
+     "The window or the terminal did not read the server's output for a while. The show went on."},
     {Message::LateAudio, OnAir, always,
      "Audio missed its deadline in %1 of %2 mixer cycles; this computer was too busy.",
      "At the end of a show: how often the audio stuttered; a cycle is a fiftieth of a second. A "
@@ -99,15 +99,15 @@ constexpr auto messages = std::to_array<MessageRow>({
     {Message::OffAir, OnAir, always, "Off air after %1.",
      "How long the show was on air, `less than a second` at least."},
 
-    {Message::Joined, ComingAndGoing, LogEvent::Joined, "%1 joined as %2.", "This role is there."},
+    {Message::Joined, ComingAndGoing, LogEvent::Joined, "%1 joined as %2.",
+     "This role is connected."},
     {Message::JoinedWithoutMicrophone, ComingAndGoing, LogEvent::Joined,
      "%1 joined as %2, without a microphone.",
-     "They listen only: the phone has no microphone, or they refused it."},
+     "They can only listen: the phone has no microphone, or they did not allow it."},
     {Message::Returned, ComingAndGoing, LogEvent::Joined, "%1 reconnected as %2.",
      "Their network was lost and has come back. Often from the same phone: its Wi-Fi is weak "
      "there."},
-    {Message::Left, ComingAndGoing, LogEvent::Left, "%1 left %2.",
-     "They left the desk or closed the page."},
+    {Message::Left, ComingAndGoing, LogEvent::Left, "%1 left %2.", "They left or closed the page."},
     {Message::StoppedResponding, ComingAndGoing, LogEvent::Left,
      "%1 lost %2: the phone stopped responding.",
      "The phone is out of range, asleep or out of battery. Its keys went off long before."},
@@ -115,8 +115,8 @@ constexpr auto messages = std::to_array<MessageRow>({
      "The page reconnects by itself if it can."},
     {Message::NeverConnected, ComingAndGoing, LogEvent::NeverConnected,
      "%1 could not connect as %2; a firewall may be blocking UDP.",
-     "The page opened and the audio did not: a firewall on the desk ([what it must let "
-     "in](phones.md#a-firewall-on-the-desk)), or a [guest network](phones.md#guest-networks)."},
+     "The page opened and the audio did not: a firewall on the desk ([what it must "
+     "allow](phones.md#a-firewall-on-the-desk)), or a [guest network](phones.md#guest-networks)."},
     {Message::ForgedCertificate, ComingAndGoing, LogEvent::NeverConnected,
      "%1 was disconnected from %2: its certificate is not the one that its page announced.",
      "Something in the network got between that phone and the desk, or pretends to be it. It was "
@@ -125,12 +125,12 @@ constexpr auto messages = std::to_array<MessageRow>({
     {Message::RejectedRequest, Rejected, always, "Rejected %1: %2.",
      "The address, and one of these reasons:"},
     {Message::WrongCode, Rejected, LogEvent::WrongCode, "wrong crew code",
-     "A slip of a finger. Tell them the code."},
+     "A typing mistake. Tell them the code."},
     {Message::MustWait, Rejected, LogEvent::WrongCode, "it has to wait after wrong crew codes",
      "More than five wrong ones. They wait up to a minute and try again, with the right one."},
     {Message::NotTls, Rejected, LogEvent::NotTls,
      "not a secure connection; a browser there must accept the certificate first",
-     "Something asked that speaks no HTTPS, or a connection broke while it began. If it is a "
+     "A device did not use HTTPS, or its connection broke during the handshake. If it is a "
      "phone of the crew, see whether it shows [the warning](phones.md#the-warning). Most browsers "
      "that do so leave no line here."},
     {Message::TooManyConnections, Rejected, LogEvent::TooManyConnections,
@@ -139,8 +139,8 @@ constexpr auto messages = std::to_array<MessageRow>({
      "too many connections from its address", ""},
     {Message::TooManyRequests, Rejected, LogEvent::TooManyRequests, "too many requests", ""},
     {Message::TooSlow, Rejected, LogEvent::TooSlow, "too slow",
-     "Far more than a crew does: a program that scans the network, or very many open pages. If "
-     "phones of the crew suffer, find it, or use a network of your own."},
+     "Far more than a crew causes: a program that scans the network, or very many open pages. If "
+     "phones of the crew suffer, find it, or use your own network."},
     {Message::MalformedRequest, Rejected, LogEvent::MalformedRequest, "not a valid HTTP request",
      ""},
     {Message::RequestTooLarge, Rejected, LogEvent::MalformedRequest, "its request was too large",
@@ -170,7 +170,7 @@ constexpr auto messages = std::to_array<MessageRow>({
      "There is a slash at the end: for every channel, `/wingbell/say` has none."},
     {Message::UnknownAddress, Announcements, LogEvent::UnknownAddress,
      "%1 is neither /wingbell/say nor /wingbell/say/ and a channel's name",
-     "A slip in the address, also a capital letter."},
+     "A typing mistake in the address; upper and lower case matter."},
     {Message::NoText, Announcements, LogEvent::WrongArguments, "it has no text argument", ""},
     {Message::NotAString, Announcements, LogEvent::WrongArguments, "its argument is not a string",
      ""},
@@ -181,7 +181,7 @@ constexpr auto messages = std::to_array<MessageRow>({
     {Message::BlankText, Announcements, LogEvent::BlankText, "its text is blank",
      "There is nothing in it but spaces."},
     {Message::NotUtf8, Announcements, LogEvent::NotUtf8, "its text is not UTF-8",
-     "The cue player writes its letters in an old way. Use plain letters, or another setting "
+     "The cue player uses an old text encoding. Use plain letters, or another setting "
      "there."},
     {Message::TooManyWaiting, Announcements, LogEvent::TooManyAnnouncements,
      "%1 of its announcements are already waiting", ""},
@@ -201,11 +201,11 @@ constexpr auto messages = std::to_array<MessageRow>({
      "it sends more than %1 announcements a second",
      "The cue player sends too fast, perhaps in a loop."},
     {Message::NoChannels, Announcements, LogEvent::TooManyAnnouncements, "the show has no channels",
-     "Nothing could be heard anywhere. Add a channel."},
+     "There is no channel to hear it on. Add a channel."},
     {Message::EmptyPacket, Announcements, LogEvent::UnreadablePacket, "it is empty", ""},
     {Message::NotOsc, Announcements, LogEvent::UnreadablePacket,
      "it is neither an OSC message nor an OSC bundle",
-     "That was not OSC: most often the cue player is set to *plain text*."},
+     "That was not OSC: usually the cue player is set to *plain text*."},
     {Message::UnendedAddress, Announcements, LogEvent::UnreadablePacket,
      "its address is not null-terminated", ""},
     {Message::WrongTypeTags, Announcements, LogEvent::UnreadablePacket,
@@ -226,18 +226,19 @@ constexpr auto messages = std::to_array<MessageRow>({
     {Message::TooDeep, Announcements, LogEvent::UnreadablePacket,
      "its bundles are nested more than %1 deep", "Too much in one bundle."},
     {Message::NotSpoken, Announcements, LogEvent::NotSpoken, "Could not speak %1: %2.",
-     "It was taken and could not be said, or not to its end. The reason is one of the next rows."},
+     "It was accepted, but could not be spoken, or not completely. The reason is one of the next "
+     "rows."},
     {Message::Displaced, Announcements, always,
      "too many are waiting, and its sender had the most of them",
      "It gave way to another sender's announcement."},
     {Message::TooLong, Announcements, always, "it was too long and was cut",
-     "Longer than a minute and a half. Make two of it."},
+     "Longer than a minute and a half. Split it in two."},
     {Message::GaveWay, Announcements, always,
      "it was long and another sender was waiting; it was cut",
-     "It had been spoken for 20 seconds. Make two of it."},
+     "It had been spoken for 20 seconds. Split it in two."},
     {Message::NotInstalled, Announcements, always, "%1 is not installed", ""},
     {Message::NotStarted, Announcements, always, "%1 cannot be started: %2",
-     "The program that speaks is gone. Run `./build_app.sh`."},
+     "The speech program is missing. Run `./build_app.sh`."},
     {Message::NothingToSay, Announcements, always, "there is nothing to say in it", ""},
     {Message::NoAudio, Announcements, always, "%1 produced no audio",
      "Only punctuation or signs that cannot be spoken. Write words."},
@@ -247,8 +248,8 @@ constexpr auto messages = std::to_array<MessageRow>({
     {Message::EndedWithStatus, Announcements, always, "%1 ended with status %2", ""},
     {Message::EndedWithComplaint, Announcements, always, "%1 ended with status %2 (%3)", ""},
     {Message::NotConfinable, Announcements, always, "it could not be confined",
-     "The program that speaks failed; in the brackets is its own complaint. Try again; if it "
-     "stays so, reinstall the package `espeak-ng`."},
+     "The program that speaks failed; in the brackets is its own complaint. Try again; if it keeps "
+     "failing, reinstall the package `espeak-ng`."},
     {Message::Silenced, Announcements, LogEvent::Silenced, "Silenced %1 announcement[s] from %2.",
      "This sender has [taken back](cue-player.md#take-it-back) what it had announced."},
     {Message::NothingToSilence, Announcements, LogEvent::Silenced, "Nothing to silence from %1.",
