@@ -1,4 +1,4 @@
-#include "panels/ConsoleLines.h"
+#include "panels/console/ConsoleLines.h"
 #include "tests/TestProgram.h"
 
 #include <QAbstractItemModelTester>

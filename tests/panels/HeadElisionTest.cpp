@@ -1,4 +1,4 @@
-#include "panels/HeadElision.h"
+#include "panels/controls/HeadElision.h"
 #include "tests/TestProgram.h"
 
 #include <QFontMetricsF>

@@ -1,5 +1,5 @@
-#include "panels/ChannelChips.h"
-#include "panels/RoleCards.h"
+#include "panels/setup/ChannelChips.h"
+#include "panels/setup/RoleCards.h"
 #include "tests/TestProgram.h"
 
 #include <QAbstractItemModelTester>

@@ -1,4 +1,4 @@
-#include "panels/SaveFeedback.h"
+#include "panels/setup/SaveFeedback.h"
 #include "tests/TestProgram.h"
 
 #include <QElapsedTimer>

@@ -1,4 +1,4 @@
-#include "panels/ShowHistory.h"
+#include "panels/setup/ShowHistory.h"
 #include "tests/TestProgram.h"
 
 #include "model/DefaultShow.h"

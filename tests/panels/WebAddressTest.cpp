@@ -1,4 +1,4 @@
-#include "panels/WebAddress.h"
+#include "panels/console/WebAddress.h"
 #include "tests/TestProgram.h"
 
 #include <QtTest>

@@ -1,6 +1,6 @@
 #include "app/ContentModels.h"
 #include "look/Theme.h"
-#include "panels/ConsoleLines.h"
+#include "panels/console/ConsoleLines.h"
 #include "server/SleepInhibitor.h"
 #include "tests/TestProgram.h"
 #include "tests/fixtures/ChildProcesses.h"

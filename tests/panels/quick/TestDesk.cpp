@@ -1,6 +1,6 @@
 #include "TestDesk.h"
 
-#include "panels/FlowLayout.h"
+#include "panels/controls/FlowLayout.h"
 #include "server/SleepInhibitor.h"
 #include "tests/fixtures/ChildProcesses.h"
 

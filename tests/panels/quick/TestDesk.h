@@ -1,7 +1,7 @@
 #pragma once
 
 #include "model/ShowConfig.h"
-#include "panels/ConsoleLines.h"
+#include "panels/console/ConsoleLines.h"
 #include "server/ServerController.h"
 
 #include <QObject>

@@ -1,6 +1,6 @@
-#include "panels/ConsoleLines.h"
+#include "panels/console/ConsoleLines.h"
 
-#include "panels/WebAddress.h"
+#include "panels/console/WebAddress.h"
 
 #include <QAccessible>
 #include <QClipboard>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "panels/KeyedListModel.h"
+#include "panels/controls/KeyedListModel.h"
 
 #include <QQmlEngine>
 #include <QRectF>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "model/ShowConfig.h"
-#include "panels/ShowHistory.h"
+#include "panels/setup/ShowHistory.h"
 
 #include <QObject>
 #include <QPointer>

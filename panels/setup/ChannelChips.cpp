@@ -1,7 +1,7 @@
-#include "panels/ChannelChips.h"
+#include "panels/setup/ChannelChips.h"
 
-#include "panels/ChipSize.h"
-#include "panels/FlowLayout.h"
+#include "panels/controls/ChipSize.h"
+#include "panels/controls/FlowLayout.h"
 
 #include <QSet>
 

@@ -1,4 +1,4 @@
-#include "panels/LineBreaks.h"
+#include "panels/controls/LineBreaks.h"
 
 #include <QRegularExpression>
 

@@ -1,6 +1,6 @@
-#include "panels/ShowSetup.h"
+#include "panels/setup/ShowSetup.h"
 
-#include "panels/OscPortText.h"
+#include "panels/setup/OscPortText.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "panels/UndoKeyFilter.h"
+#include "panels/controls/UndoKeyFilter.h"
 
 #include <QKeyEvent>
 #include <QQuickItem>

@@ -1,6 +1,6 @@
-#include "panels/ChipSize.h"
+#include "panels/controls/ChipSize.h"
 
-#include "panels/LineBreaks.h"
+#include "panels/controls/LineBreaks.h"
 
 #include <QFontMetricsF>
 #include <QGuiApplication>

@@ -1,4 +1,4 @@
-#include "panels/ConsoleSelection.h"
+#include "panels/console/ConsoleSelection.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "panels/PressArea.h"
+#include "panels/controls/PressArea.h"
 
-#include "panels/DebounceFilter.h"
+#include "panels/controls/DebounceFilter.h"
 
 #include <QKeyEvent>
 #include <QMouseEvent>

@@ -1,4 +1,4 @@
-#include "panels/OscPortText.h"
+#include "panels/setup/OscPortText.h"
 
 #include <algorithm>
 

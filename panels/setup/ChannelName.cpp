@@ -1,4 +1,4 @@
-#include "panels/ChannelName.h"
+#include "panels/setup/ChannelName.h"
 
 #include "model/HorizontalSpace.h"
 

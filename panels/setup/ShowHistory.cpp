@@ -1,4 +1,4 @@
-#include "panels/ShowHistory.h"
+#include "panels/setup/ShowHistory.h"
 
 #include <QUndoCommand>
 

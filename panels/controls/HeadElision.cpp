@@ -1,4 +1,4 @@
-#include "panels/HeadElision.h"
+#include "panels/controls/HeadElision.h"
 
 #include <QTextBoundaryFinder>
 #include <QTextLayout>

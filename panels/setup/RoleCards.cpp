@@ -1,4 +1,4 @@
-#include "panels/RoleCards.h"
+#include "panels/setup/RoleCards.h"
 
 namespace wingbell {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "panels/ConsoleSelection.h"
+#include "panels/console/ConsoleSelection.h"
 #include "server/ServerController.h"
 
 #include <QAbstractListModel>

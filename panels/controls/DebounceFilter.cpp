@@ -1,4 +1,4 @@
-#include "panels/DebounceFilter.h"
+#include "panels/controls/DebounceFilter.h"
 
 #include <QGuiApplication>
 #include <QKeyEvent>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "model/ShowConfig.h"
-#include "panels/KeyedListModel.h"
+#include "panels/controls/KeyedListModel.h"
 
 #include <QPointer>
 #include <QQmlEngine>
