@@ -10,7 +10,7 @@ namespace {
 
 bool isEnglish(const QString& language)
 {
-    // Whoever asks for no language at all, "C", gets what stands in the views.
+    // No language at all, "C", means the text of the views.
     return language == u"C" || QLocale(language).language() == QLocale::English;
 }
 

@@ -25,8 +25,8 @@ namespace {
 /// one it goes on at once, and so does everything here.
 void standClearOfAHangingBus()
 {
-    constexpr std::chrono::seconds patience{1};
-    if (BusConnection::hangs(BusConnection::Bus::Session, patience)) {
+    constexpr std::chrono::seconds timeout{1};
+    if (BusConnection::hangs(BusConnection::Bus::Session, timeout)) {
         qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
     }
 }

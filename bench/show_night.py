@@ -118,7 +118,7 @@ def flood():
         answers.append(answer_time(button))
         return os.path.exists("/tmp/flooded")
 
-    wait_until(over, "the end of the flood", patience=300)
+    wait_until(over, "the end of the flood", timeout=300)
     with open("/tmp/flooded", encoding="ascii") as flooded:
         seconds = int(flooded.read()) / 1000
     after = resident(window.process.pid)

@@ -25,7 +25,7 @@ protected:
     /// How far the picture reaches beyond the geometry, in points, rounded up to whole ones.
     void setReach(double reach);
 
-    /// Has the picture painted anew before the next frame.
+    /// Has the picture painted again before the next frame.
     void repaint();
 
     void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;

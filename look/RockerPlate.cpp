@@ -21,7 +21,7 @@ constexpr double housingOutline = 2.0;
 constexpr QSizeF faceSize(142.0, 50.0);
 constexpr double faceRadius = 7.0;
 constexpr double halfOpacity = 0.9;
-constexpr double longestLabel = 65.0;
+constexpr double maxLabelWidth = 65.0;
 
 Shadow switchShadow()
 {
@@ -133,7 +133,7 @@ QRectF RockerPlate::half(bool on) const
 QRectF RockerPlate::labelPlace(bool on) const
 {
     const QSizeF whole = labelSize(on ? m_startLabel : m_stopLabel);
-    QRectF place(QPointF(), whole * std::min(1.0, longestLabel / std::max(1.0, whole.width())));
+    QRectF place(QPointF(), whole * std::min(1.0, maxLabelWidth / std::max(1.0, whole.width())));
     place.moveCenter(half(on).center());
     place.moveTopLeft(place.topLeft().toPoint()); // sharp
     return place;

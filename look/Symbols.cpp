@@ -124,11 +124,11 @@ QPainterPath microphone()
 
 QPainterPath headphones()
 {
-    QPainterPath band(QPointF(-0.46, 0.2));
-    band.lineTo(-0.46, 0.0);
-    band.arcTo(QRectF(-0.46, -0.48, 0.92, 0.92), 180.0, -180.0);
-    band.lineTo(0.46, 0.2);
-    return stroked(band, 0.1)
+    QPainterPath headband(QPointF(-0.46, 0.2));
+    headband.lineTo(-0.46, 0.0);
+    headband.arcTo(QRectF(-0.46, -0.48, 0.92, 0.92), 180.0, -180.0);
+    headband.lineTo(0.46, 0.2);
+    return stroked(headband, 0.1)
         .united(rounded(QRectF(-0.52, 0.08, 0.25, 0.44), 0.1))
         .united(rounded(QRectF(0.27, 0.08, 0.25, 0.44), 0.1));
 }

@@ -153,7 +153,7 @@ void ShowConfig::removeChannel(const QString& name)
     const QString channel = name; // NOLINT(performance-unnecessary-copy-initialization)
     m_channels.removeAll(channel);
     Q_EMIT channelsChanged();
-    // By index, looked at anew each time: whoever is told may change the list meanwhile.
+    // By index, read again each time: a slot may change the list meanwhile.
     for (qsizetype index = 0; index < m_roles.size(); ++index) { // NOLINT(modernize-loop-convert)
         for (QStringList Role::*const list : {&Role::talk, &Role::listen}) {
             if (index < m_roles.size()) {

@@ -43,7 +43,7 @@ public:
     /// The show as a save writes it, with the roles' ids.
     [[nodiscard]] ShowFile showFile() const { return {m_show, m_channels, m_roles, m_oscPort}; }
 
-    /// Plain writes: none of them marks the show as edited; whoever edits through them does.
+    /// Plain writes: none of them marks the show as edited; the caller does.
     void setShow(const QString& show);
     void setChannels(const QStringList& channels);
     void setRoles(const QList<Role>& roles);

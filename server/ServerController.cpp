@@ -78,7 +78,7 @@ void ServerController::appendLog(const QStringList& lines)
         setIsStarting(false);
     }
     m_logLines.append(lines);
-    const qsizetype excess = m_logLines.size() - mostLogLines;
+    const qsizetype excess = m_logLines.size() - maxLogLines;
     if (excess > 0) {
         m_logLines.remove(0, excess);
         m_droppedLines += excess;

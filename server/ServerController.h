@@ -33,7 +33,7 @@ public:
 
     /// Lines of server output that are kept. The controller's own lines count only when the next
     /// output arrives, so that the lines of a stop never push out what the server said last.
-    static constexpr qsizetype mostLogLines = 500;
+    static constexpr qsizetype maxLogLines = 500;
 
     /// A controller of the application's own server. `config` and `sleep`, which keeps the computer
     /// awake, must outlive it; `sleep` keeps what it holds when the controller goes.

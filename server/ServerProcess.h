@@ -11,11 +11,11 @@ namespace wingbell {
 
 /// A launched child process whose output and exit are watched.
 ///
-/// It belongs to itself: it goes on draining the output, whoever listens or not, until the process
-/// has exited and its output has ended (which a grandchild may delay), and then deletes itself.
-/// Ending the program while the process runs leaves the process running; so does a terminal that is
-/// closed, since the process has a session of its own. User-interface thread only; signals come
-/// from the event loop, never from inside launch().
+/// It belongs to itself: it goes on draining the output, also when nothing listens, until the
+/// process has exited and its output has ended (which a grandchild may delay), and then deletes
+/// itself. Ending the program while the process runs leaves the process running; so does a terminal
+/// that is closed, since the process has a session of its own. User-interface thread only; signals
+/// come from the event loop, never from inside launch().
 class ServerProcess : public QObject
 {
     Q_OBJECT

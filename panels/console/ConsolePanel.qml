@@ -7,7 +7,7 @@ import Wingbell.Panels
 Item {
     id: panel
 
-    required property ConsoleLines lines
+    required property ConsoleModel lines
 
     SteelPanelBackground {
         anchors.fill: parent
@@ -67,7 +67,7 @@ Item {
                 const from = contentY;
                 showEnd();
                 const to = contentY;
-                // From at most a screen away, on whichever side: nobody follows more.
+                // From at most a screen away, on either side: the eye follows no more.
                 contentY = Math.min(to + height, Math.max(from, to - height));
                 animation.to = to;
                 animation.start();
@@ -128,7 +128,7 @@ Item {
             // Opens the menu of that row, which tells the address that it can open.
             function openMenu(row, character, x, y) {
                 if (!(itemAtIndex(row) as ConsoleRow)?.isSelected)
-                    panel.lines.select(row, 0, ConsoleLines.Lines, false);
+                    panel.lines.select(row, 0, ConsoleModel.Lines, false);
                 menu.address = panel.lines.addressIn(row, character);
                 menu.popup(list, x, y);
             }
@@ -260,7 +260,7 @@ Item {
         MouseArea {
             id: pointer
 
-            property int unit: ConsoleLines.Characters
+            property int unit: ConsoleModel.Characters
 
             function select(event, extends_) {
                 const row = list.rowAt(event.y);
@@ -274,7 +274,7 @@ Item {
             onDoubleClicked: event => {
                 if (event.button !== Qt.LeftButton)
                     return;
-                unit = ConsoleLines.Words;
+                unit = ConsoleModel.Words;
                 select(event, false);
                 third.restart();
             }
@@ -289,7 +289,7 @@ Item {
             onPressed: event => {
                 list.forceActiveFocus(Qt.MouseFocusReason);
                 if (event.button === Qt.LeftButton) {
-                    unit = third.running ? ConsoleLines.Lines : ConsoleLines.Characters;
+                    unit = third.running ? ConsoleModel.Lines : ConsoleModel.Characters;
                     select(event, event.modifiers & Qt.ShiftModifier);
                 } else if (list.count > 0) {
                     const row = list.rowAt(event.y);

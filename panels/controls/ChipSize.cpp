@@ -52,8 +52,8 @@ QSizeF chipSize(const QString& text)
     if (known != measured.cend()) {
         return *known;
     }
-    constexpr qsizetype most = 10'000; // names, of all shows that a long day has seen
-    if (measured.size() >= most) {
+    constexpr qsizetype maxNames = 10'000; // names, of all shows that a long day has seen
+    if (measured.size() >= maxNames) {
         measured.clear();
     }
     const QSizeF size = textSize(text) + padding;

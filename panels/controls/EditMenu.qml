@@ -43,7 +43,7 @@ T.Menu {
         contentItem.parent.Accessible.name = qsTr("Edit");
     }
     onAboutToShow: menu.currentIndex = -1
-    // A plain window gives the focus to nobody when a menu goes.
+    // A plain window leaves no item with the focus when a menu goes.
     onClosed: parent?.forceActiveFocus(Qt.PopupFocusReason)
 
     Entry {

@@ -5,7 +5,7 @@ import Wingbell.Panels
 Item {
     id: flow
 
-    required property ChannelChips chips
+    required property ChannelListModel chips
     required property Component itemView
 
     // A chip calls this when it is pressed.

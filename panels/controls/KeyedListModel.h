@@ -47,9 +47,9 @@ private:
 
     qsizetype commonAtStart(const QList<Row>& wanted) const
     {
-        const qsizetype most = std::min(m_rows.size(), wanted.size());
+        const qsizetype max = std::min(m_rows.size(), wanted.size());
         qsizetype count = 0;
-        while (count < most && m_rows.at(count).key() == wanted.at(count).key()) {
+        while (count < max && m_rows.at(count).key() == wanted.at(count).key()) {
             ++count;
         }
         return count;
@@ -57,10 +57,10 @@ private:
 
     qsizetype commonAtEnd(const QList<Row>& wanted, qsizetype atStart) const
     {
-        const qsizetype most = std::min(m_rows.size(), wanted.size()) - atStart;
+        const qsizetype max = std::min(m_rows.size(), wanted.size()) - atStart;
         qsizetype count = 0;
-        while (count < most && m_rows.at(m_rows.size() - 1 - count).key() ==
-                                   wanted.at(wanted.size() - 1 - count).key()) {
+        while (count < max && m_rows.at(m_rows.size() - 1 - count).key() ==
+                                  wanted.at(wanted.size() - 1 - count).key()) {
             ++count;
         }
         return count;

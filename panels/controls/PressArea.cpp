@@ -32,9 +32,9 @@ void PressArea::cancel()
 
 bool PressArea::contains(const QPointF& point) const
 {
-    constexpr double least = 24.0;
-    const double atSides = std::max(0.0, (least - width()) / 2.0);
-    const double aboveAndBelow = std::max(0.0, (least - height()) / 2.0);
+    constexpr double minExtent = 24.0;
+    const double atSides = std::max(0.0, (minExtent - width()) / 2.0);
+    const double aboveAndBelow = std::max(0.0, (minExtent - height()) / 2.0);
     return boundingRect()
         .adjusted(-atSides, -aboveAndBelow, atSides, aboveAndBelow)
         .contains(point);

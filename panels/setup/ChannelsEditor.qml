@@ -28,7 +28,7 @@ Column {
         Accessible.role: Accessible.List
         width: parent.width
 
-        chips: ChannelChips {
+        chips: ChannelListModel {
             channels: editor.config.channels
             width: flow.width
         }

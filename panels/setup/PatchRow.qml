@@ -46,7 +46,7 @@ Item {
         width: parent.width
         y: label.height + patchRow.spacing
 
-        chips: ChannelChips {
+        chips: ChannelListModel {
             id: channelChips
 
             width: flow.width

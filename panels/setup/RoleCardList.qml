@@ -84,7 +84,7 @@ Item {
                 measure();
             }
         }
-        model: RoleCards {
+        model: RoleListModel {
             config: list.config
 
             onSynchronized: list.passFocus()

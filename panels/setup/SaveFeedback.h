@@ -6,7 +6,7 @@
 namespace wingbell {
 
 /// Whether a save was pressed a moment ago. Each press ends the moment 1.4 seconds later, also one
-/// that a later press has begun anew.
+/// that a later press has started again.
 class SaveFeedback : public QObject
 {
     Q_OBJECT

@@ -8,7 +8,7 @@ Item {
     id: panel
 
     required property ShowConfig config
-    // What has the keyboard's focus stays in sight when it changes its place, until the user scrolls.
+    // What has the keyboard's focus stays in the view when it changes its place, until the user scrolls.
     property bool followsFocus: false
     required property bool serverIsRunning
 
@@ -28,7 +28,7 @@ Item {
         }
         return false;
     }
-    // Brings what stands there in the column into sight; of what is higher than the view, a part.
+    // Brings what stands there in the column into the view; of what is higher than the view, a part.
     function show(y, height) {
         const top = y + column.y - 12;
         const bottom = top + height + 24;
@@ -40,7 +40,7 @@ Item {
         else if (bottom > view.contentY + view.height)
             scroll.to(bottom - view.height);
     }
-    // Brings the item that has the keyboard's focus into sight.
+    // Brings the item that has the keyboard's focus into the view.
     function showFocus() {
         const item = Window.activeFocusItem;
         if (!holds(item))
@@ -167,7 +167,7 @@ Item {
                     panel.showFocus();
             }
 
-            // Made anew each time: only what comes into being is told to a screen reader.
+            // Created each time: only what comes into being is told to a screen reader.
             Loader {
                 active: setup.needsRestart
                 objectName: "restartWarning"

@@ -340,7 +340,7 @@ def the_windows_own_buttons_work(window):
     window.press("Minimise")
     wait_until(lambda: "HIDDEN" in state(), "the window to be minimised")
     window.press("Close")
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
 
 
 desk.run(

@@ -19,13 +19,13 @@ warnings.simplefilter("ignore", DeprecationWarning)
 
 PROGRAM = "/opt/wingbell/bin/WingbellControl"
 SHOW_FILE = "/Users/Shared/Wingbell/roles.json"
-PATIENCE = 20.0  # seconds until a condition that never comes is called a failure
-STUCK = 6 * PATIENCE  # seconds after which a test can only be stuck, and says where
+TIMEOUT = 20.0  # seconds until a condition that never comes is called a failure
+STUCK = 6 * TIMEOUT  # seconds after which a test can only be stuck, and says where
 
 
-def wait_until(condition, what, patience=PATIENCE):
+def wait_until(condition, what, timeout=TIMEOUT):
     """The first true result of `condition`, polled until then."""
-    deadline = time.monotonic() + patience
+    deadline = time.monotonic() + timeout
     while True:
         while GLib.MainContext.default().iteration(False):
             pass  # what the buses have brought

@@ -30,19 +30,19 @@ def window():
 
 
 # The toolkit alone would take 25 seconds a try.
-(identifier,) = wait_until(window, "the window", patience=15)
+(identifier,) = wait_until(window, "the window", timeout=15)
 
 
 def server():
     # A press before the window takes input is lost; one that was taken shows within a moment.
     subprocess.run(["xdotool", "mousemove", "--window", identifier, "165", "208", "click", "1"], check=True)
     try:
-        return wait_until(lambda: desk.children_of(process.pid), "a server", patience=3)
+        return wait_until(lambda: desk.children_of(process.pid), "a server", timeout=3)
     except AssertionError:
         return None
 
 
-(child,) = wait_until(server, "the server started by the switch", patience=15)
+(child,) = wait_until(server, "the server started by the switch", timeout=15)
 process.terminate()
 process.wait()
 os.kill(child, signal.SIGTERM)

@@ -50,7 +50,7 @@ def the_window_can_be_worked_with_and_closed(window, session):
     lose_bus(session)
     assert window.save()["show"] == SHOW["show"]
     desk.click(window.find("Close"))
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
 
 
 def the_system_bus_may_die_too(window, session):

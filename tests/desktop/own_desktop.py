@@ -157,7 +157,7 @@ def crash(window):
 def close(window):
     """By its own button, as one closes a window."""
     desk.click(window.find("Close"))
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
 
 
 def end(server):

@@ -135,7 +135,7 @@ def its_buttons_are_in_sight_and_work(window):
         click(window, "Restore")
         wait_until(lambda: screen.place_of(window) == before, "the window as it was")
     click(window, "Close")
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
 
 
 desk.run(

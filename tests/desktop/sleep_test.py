@@ -110,7 +110,7 @@ def xfce_suspends_an_idle_computer_and_not_one_on_air(window, session):
             desktop.xfce()
         go_on_air(window)
         wait_until(
-            lambda: idle.suspend_requests() + session.suspend_requests(), "XFCE to suspend a computer", patience=100
+            lambda: idle.suspend_requests() + session.suspend_requests(), "XFCE to suspend a computer", timeout=100
         )
         session.xfce_has_handled_its_events()
         assert session.suspend_requests() == [], "the computer sleeps in the show"

@@ -100,7 +100,7 @@ def it_is_seen(window):
 
 def the_close_button_closes_it(window):
     window.press("Close")
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
 
 
 desk.run(

@@ -314,7 +314,7 @@ def its_buttons_minimise_maximise_and_close(window):
     desk.click(wait_until(lambda: window.find("Restore"), "the button to restore"))
     wait_until(lambda: place_of(window) == before, "the window as it was")
     desk.click(window.find("Close"))
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
 
 
 def its_buttons_are_no_handle(window):
@@ -342,7 +342,7 @@ def its_buttons_are_no_handle(window):
 def the_keyboard_closes_it(window):
     opened(window)
     keys("alt+F4")
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
 
 
 def a_running_server_outlives_it(window):
@@ -351,7 +351,7 @@ def a_running_server_outlives_it(window):
     wait_until(lambda: window.has("ON AIR"), "the lamp to say ON AIR")
     (server,) = desk.children_of(window.process.pid)
     keys("alt+F4")
-    assert window.process.wait(desk.PATIENCE) == 0
+    assert window.process.wait(desk.TIMEOUT) == 0
     assert desk.alive(server), "the server went with its window"
     # Nobody reads its words any more, and still it takes announcements.
     desk.send_osc(47123, "/wingbell/say", "still here")

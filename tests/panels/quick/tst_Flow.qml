@@ -22,7 +22,7 @@ Item {
 
             width: 300
 
-            chips: ChannelChips {
+            chips: ChannelListModel {
                 id: model
 
                 width: flow.width

@@ -280,8 +280,8 @@ Item {
             const plain = all(row, Text)[0];
             compare(plain.wrapMode, data.wrapMode);
             // A part that is selected is drawn by a text of its own.
-            item.lines.select(0, 0, ConsoleLines.Characters, false);
-            item.lines.select(0, 5, ConsoleLines.Characters, true);
+            item.lines.select(0, 0, ConsoleModel.Characters, false);
+            item.lines.select(0, 5, ConsoleModel.Characters, true);
             tryVerify(() => all(row, TextEdit).length === 1);
             compare(all(row, TextEdit)[0].wrapMode, data.wrapMode);
             compare(all(row, TextEdit)[0].contentHeight, plain.contentHeight);

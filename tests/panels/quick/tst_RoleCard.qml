@@ -22,7 +22,7 @@ Item {
                 delegate: RoleCard {
                     width: parent?.width ?? 0
                 }
-                model: RoleCards {
+                model: RoleListModel {
                     config: cards.config
                 }
             }

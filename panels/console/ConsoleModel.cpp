@@ -1,4 +1,4 @@
-#include "panels/console/ConsoleLines.h"
+#include "panels/console/ConsoleModel.h"
 
 #include "panels/console/WebAddress.h"
 
@@ -15,7 +15,7 @@ namespace wingbell {
 
 namespace {
 
-/// One frame of a 60 Hz screen: updates beyond that nobody sees.
+/// One frame of a 60 Hz screen: more frequent updates are not seen.
 constexpr std::chrono::milliseconds frame{16};
 
 /// The word around that character; between words, what is between them.
@@ -28,14 +28,14 @@ ConsoleSpan wordAt(qint64 number, const QString& line, qsizetype character)
     return {number, begin, end < 0 ? line.size() : end};
 }
 
-ConsoleSpan spanAt(qint64 number, const QString& line, qsizetype character, ConsoleLines::Unit unit)
+ConsoleSpan spanAt(qint64 number, const QString& line, qsizetype character, ConsoleModel::Unit unit)
 {
     switch (unit) {
-    case ConsoleLines::Characters:
+    case ConsoleModel::Characters:
         return {number, character, character};
-    case ConsoleLines::Words:
+    case ConsoleModel::Words:
         return wordAt(number, line, character);
-    case ConsoleLines::Lines:
+    case ConsoleModel::Lines:
         break;
     }
     return {number, 0, line.size(), true};
@@ -43,15 +43,15 @@ ConsoleSpan spanAt(qint64 number, const QString& line, qsizetype character, Cons
 
 } // namespace
 
-ConsoleLines::ConsoleLines(QObject* parent)
+ConsoleModel::ConsoleModel(QObject* parent)
     : QAbstractListModel(parent)
 {
     m_nextFrame.setSingleShot(true);
     m_nextFrame.setInterval(frame);
-    connect(&m_nextFrame, &QTimer::timeout, this, &ConsoleLines::takeLines);
+    connect(&m_nextFrame, &QTimer::timeout, this, &ConsoleModel::takeLines);
 }
 
-void ConsoleLines::setServer(ServerController* server)
+void ConsoleModel::setServer(ServerController* server)
 {
     if (m_server == server) {
         return;
@@ -72,7 +72,7 @@ void ConsoleLines::setServer(ServerController* server)
     Q_EMIT serverChanged();
 }
 
-void ConsoleLines::takeLines()
+void ConsoleModel::takeLines()
 {
     if (m_server) {
         setLines(m_server->logLines(), m_server->droppedLines());
@@ -81,7 +81,7 @@ void ConsoleLines::takeLines()
     }
 }
 
-void ConsoleLines::setLines(const QStringList& lines, qint64 droppedLines)
+void ConsoleModel::setLines(const QStringList& lines, qint64 droppedLines)
 {
     const bool hadSelection = !m_selection.isEmpty();
     const bool haveMoved = std::exchange(m_firstLine, droppedLines) != droppedLines;
@@ -122,7 +122,7 @@ void ConsoleLines::setLines(const QStringList& lines, qint64 droppedLines)
     }
 }
 
-void ConsoleLines::tellSelection()
+void ConsoleModel::tellSelection()
 {
     if (!m_lines.isEmpty()) {
         Q_EMIT dataChanged(
@@ -132,18 +132,18 @@ void ConsoleLines::tellSelection()
     Q_EMIT selectionChanged();
 }
 
-int ConsoleLines::currentRow() const
+int ConsoleModel::currentRow() const
 {
     const std::optional<qint64> line = m_selection.currentLine();
     return line ? static_cast<int>(*line - m_firstLine) : -1;
 }
 
-std::optional<ConsoleSpan> ConsoleLines::selectedPartOf(int row) const
+std::optional<ConsoleSpan> ConsoleModel::selectedPartOf(int row) const
 {
     return m_selection.partOf(m_firstLine + row, m_lines.at(row).size());
 }
 
-bool ConsoleLines::hasSelection() const
+bool ConsoleModel::hasSelection() const
 {
     for (int row = 0; row < rowCount(); ++row) {
         if (selectedPartOf(row)) {
@@ -153,7 +153,7 @@ bool ConsoleLines::hasSelection() const
     return false;
 }
 
-QString ConsoleLines::selectedText() const
+QString ConsoleModel::selectedText() const
 {
     QStringList parts;
     for (int row = 0; row < rowCount(); ++row) {
@@ -164,7 +164,7 @@ QString ConsoleLines::selectedText() const
     return parts.join(u'\n');
 }
 
-void ConsoleLines::select(int row, int character, Unit unit, bool extends)
+void ConsoleModel::select(int row, int character, Unit unit, bool extends)
 {
     if (row < 0 || row >= rowCount()) {
         return;
@@ -180,13 +180,13 @@ void ConsoleLines::select(int row, int character, Unit unit, bool extends)
     tellSelection();
 }
 
-void ConsoleLines::selectAll()
+void ConsoleModel::selectAll()
 {
     select(0, 0, Lines, false);
     select(rowCount() - 1, 0, Lines, true);
 }
 
-void ConsoleLines::clearSelection()
+void ConsoleModel::clearSelection()
 {
     if (!m_selection.isEmpty()) {
         m_selection.clear();
@@ -194,7 +194,7 @@ void ConsoleLines::clearSelection()
     }
 }
 
-bool ConsoleLines::moveBy(int key, int firstSeen, int lastSeen, bool extends)
+bool ConsoleModel::moveBy(int key, int firstSeen, int lastSeen, bool extends)
 {
     const int current = currentRow();
     const int page = std::max(lastSeen - firstSeen, 1);
@@ -227,14 +227,14 @@ bool ConsoleLines::moveBy(int key, int firstSeen, int lastSeen, bool extends)
     return true;
 }
 
-void ConsoleLines::copy() const
+void ConsoleModel::copy() const
 {
     if (hasSelection()) {
         QGuiApplication::clipboard()->setText(selectedText());
     }
 }
 
-void ConsoleLines::copyForMiddleButton() const
+void ConsoleModel::copyForMiddleButton() const
 {
     QClipboard* const clipboard = QGuiApplication::clipboard();
     if (clipboard->supportsSelection() && hasSelection()) {
@@ -242,12 +242,12 @@ void ConsoleLines::copyForMiddleButton() const
     }
 }
 
-QString ConsoleLines::addressIn(int row, int character) const
+QString ConsoleModel::addressIn(int row, int character) const
 {
     return QString::fromLatin1(webAddressIn(m_lines.value(row), character).toEncoded());
 }
 
-void ConsoleLines::tellFocus(QObject* row)
+void ConsoleModel::tellFocus(QObject* row)
 {
     if (row != nullptr) {
         QAccessibleEvent event(row, QAccessible::Focus);
@@ -255,25 +255,25 @@ void ConsoleLines::tellFocus(QObject* row)
     }
 }
 
-bool ConsoleLines::hasLongWord(QStringView line)
+bool ConsoleModel::hasLongWord(QStringView line)
 {
-    constexpr qsizetype longest = 1000;
+    constexpr qsizetype maxWordLength = 1000;
     qsizetype wordLength = 0;
     for (const QChar character : line) {
         wordLength = character.isSpace() ? 0 : wordLength + 1;
-        if (wordLength > longest) {
+        if (wordLength > maxWordLength) {
             return true;
         }
     }
     return false;
 }
 
-int ConsoleLines::rowCount(const QModelIndex& parent) const
+int ConsoleModel::rowCount(const QModelIndex& parent) const
 {
     return parent.isValid() ? 0 : static_cast<int>(m_lines.size());
 }
 
-QVariant ConsoleLines::data(const QModelIndex& index, int role) const
+QVariant ConsoleModel::data(const QModelIndex& index, int role) const
 {
     if (!checkIndex(index, CheckIndexOption::IndexIsValid)) {
         return {};
@@ -302,7 +302,7 @@ QVariant ConsoleLines::data(const QModelIndex& index, int role) const
     }
 }
 
-QHash<int, QByteArray> ConsoleLines::roleNames() const
+QHash<int, QByteArray> ConsoleModel::roleNames() const
 {
     return {
         {LineRole, "line"},

@@ -1,13 +1,13 @@
-#include "panels/setup/RoleCards.h"
+#include "panels/setup/RoleListModel.h"
 
 namespace wingbell {
 
-RoleCards::RoleCards(QObject* parent)
+RoleListModel::RoleListModel(QObject* parent)
     : KeyedListModel(parent)
 {
 }
 
-void RoleCards::setConfig(ShowConfig* config)
+void RoleListModel::setConfig(ShowConfig* config)
 {
     if (m_config == config) {
         return;
@@ -17,14 +17,14 @@ void RoleCards::setConfig(ShowConfig* config)
     }
     m_config = config;
     if (m_config) {
-        connect(m_config, &ShowConfig::rolesChanged, this, &RoleCards::takeRoles);
-        connect(m_config, &ShowConfig::channelsChanged, this, &RoleCards::tellChannels);
+        connect(m_config, &ShowConfig::rolesChanged, this, &RoleListModel::takeRoles);
+        connect(m_config, &ShowConfig::channelsChanged, this, &RoleListModel::tellChannels);
     }
     takeRoles();
     Q_EMIT configChanged();
 }
 
-void RoleCards::takeRoles()
+void RoleListModel::takeRoles()
 {
     QList<RoleRow> wanted;
     if (m_config) {
@@ -36,14 +36,14 @@ void RoleCards::takeRoles()
     Q_EMIT synchronized();
 }
 
-void RoleCards::tellChannels()
+void RoleListModel::tellChannels()
 {
     if (rowCount() > 0) {
         Q_EMIT dataChanged(index(0), index(rowCount() - 1), {TalkChannelsRole, ListenChannelsRole});
     }
 }
 
-QString RoleCards::channelsIn(const QStringList& names) const
+QString RoleListModel::channelsIn(const QStringList& names) const
 {
     QStringList channels;
     if (m_config) {
@@ -56,7 +56,7 @@ QString RoleCards::channelsIn(const QStringList& names) const
     return channels.join(QStringLiteral(u", "));
 }
 
-QVariant RoleCards::data(const QModelIndex& index, int role) const
+QVariant RoleListModel::data(const QModelIndex& index, int role) const
 {
     if (!checkIndex(index, CheckIndexOption::IndexIsValid)) {
         return {};
@@ -75,7 +75,7 @@ QVariant RoleCards::data(const QModelIndex& index, int role) const
     }
 }
 
-QHash<int, QByteArray> RoleCards::roleNames() const
+QHash<int, QByteArray> RoleListModel::roleNames() const
 {
     return {
         {RoleRole, "role"},

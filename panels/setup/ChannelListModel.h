@@ -21,7 +21,7 @@ struct ChannelRow
 
 /// The show's channels as chips in wrapping rows, in their order, and which of them are selected. A
 /// selected name that is no channel of the show has no chip.
-class ChannelChips : public KeyedListModel<ChannelRow>
+class ChannelListModel : public KeyedListModel<ChannelRow>
 {
     Q_OBJECT
     QML_ELEMENT
@@ -33,7 +33,7 @@ class ChannelChips : public KeyedListModel<ChannelRow>
 public:
     enum DataRole { NameRole = Qt::UserRole + 1, SelectedRole, PlaceRole };
 
-    explicit ChannelChips(QObject* parent = nullptr);
+    explicit ChannelListModel(QObject* parent = nullptr);
 
     [[nodiscard]] const QStringList& channels() const { return m_channels; }
     void setChannels(const QStringList& channels);

@@ -19,7 +19,7 @@ struct RoleRow
 
 /// The store's roles, one row a card, in the store's order. Cards keep their identity by the role's
 /// id when others come and go.
-class RoleCards : public KeyedListModel<RoleRow>
+class RoleListModel : public KeyedListModel<RoleRow>
 {
     Q_OBJECT
     QML_ELEMENT
@@ -33,7 +33,7 @@ public:
         ListenChannelsRole, ///< and those that it listens on
     };
 
-    explicit RoleCards(QObject* parent = nullptr);
+    explicit RoleListModel(QObject* parent = nullptr);
 
     [[nodiscard]] ShowConfig* config() const { return m_config; }
     /// Shows that store's roles from now on; not owned.

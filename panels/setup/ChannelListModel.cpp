@@ -1,4 +1,4 @@
-#include "panels/setup/ChannelChips.h"
+#include "panels/setup/ChannelListModel.h"
 
 #include "panels/controls/ChipSize.h"
 #include "panels/controls/FlowLayout.h"
@@ -7,12 +7,12 @@
 
 namespace wingbell {
 
-ChannelChips::ChannelChips(QObject* parent)
+ChannelListModel::ChannelListModel(QObject* parent)
     : KeyedListModel(parent)
 {
 }
 
-void ChannelChips::setChannels(const QStringList& channels)
+void ChannelListModel::setChannels(const QStringList& channels)
 {
     if (m_channels == channels) {
         return;
@@ -23,7 +23,7 @@ void ChannelChips::setChannels(const QStringList& channels)
     Q_EMIT channelsChanged();
 }
 
-void ChannelChips::setSelected(const QStringList& selected)
+void ChannelListModel::setSelected(const QStringList& selected)
 {
     if (m_selected == selected) {
         return;
@@ -33,7 +33,7 @@ void ChannelChips::setSelected(const QStringList& selected)
     Q_EMIT selectedChanged();
 }
 
-void ChannelChips::setWidth(double width)
+void ChannelListModel::setWidth(double width)
 {
     if (m_width == width) {
         return;
@@ -44,7 +44,7 @@ void ChannelChips::setWidth(double width)
     Q_EMIT widthChanged();
 }
 
-void ChannelChips::place()
+void ChannelListModel::place()
 {
     QList<QSizeF> sizes;
     sizes.reserve(m_channels.size());
@@ -66,7 +66,7 @@ void ChannelChips::place()
     }
 }
 
-void ChannelChips::takeRows()
+void ChannelListModel::takeRows()
 {
     const QSet<QString> selected(m_selected.cbegin(), m_selected.cend());
     QList<ChannelRow> rows;
@@ -78,7 +78,7 @@ void ChannelChips::takeRows()
     sync(rows);
 }
 
-QVariant ChannelChips::data(const QModelIndex& index, int role) const
+QVariant ChannelListModel::data(const QModelIndex& index, int role) const
 {
     if (!checkIndex(index, CheckIndexOption::IndexIsValid)) {
         return {};
@@ -96,7 +96,7 @@ QVariant ChannelChips::data(const QModelIndex& index, int role) const
     }
 }
 
-QHash<int, QByteArray> ChannelChips::roleNames() const
+QHash<int, QByteArray> ChannelListModel::roleNames() const
 {
     return {{NameRole, "name"}, {SelectedRole, "selected"}, {PlaceRole, "place"}};
 }

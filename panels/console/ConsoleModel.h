@@ -19,7 +19,7 @@ namespace wingbell {
 /// moves. A change of the number of rows, and nothing else, asks the console to follow. What is
 /// selected, and the current line, are known by their lines: they move to other rows with them, and
 /// are gone when these are gone.
-class ConsoleLines : public QAbstractListModel
+class ConsoleModel : public QAbstractListModel
 {
     Q_OBJECT
     QML_ELEMENT
@@ -42,11 +42,11 @@ public:
     Q_ENUM(Unit)
 
     /// Whether more than a thousand characters of the line stand without a space. Where such a word
-    /// ends, text that is broken between words looks for anew in each of its rows, which takes a
+    /// ends, text that is broken between words searches again in each of its rows, which takes a
     /// minute for a megabyte.
     [[nodiscard]] static bool hasLongWord(QStringView line);
 
-    explicit ConsoleLines(QObject* parent = nullptr);
+    explicit ConsoleModel(QObject* parent = nullptr);
 
     [[nodiscard]] ServerController* server() const { return m_server; }
     /// Shows that controller's lines from now on, at once; not owned.
@@ -65,7 +65,7 @@ public:
     /// Selects the unit around that character of a row, and makes its line the current one. If it
     /// `extends`, all from where the selection was started up to there.
     Q_INVOKABLE void
-    select(int row, int character, wingbell::ConsoleLines::Unit unit, bool extends);
+    select(int row, int character, wingbell::ConsoleModel::Unit unit, bool extends);
     Q_INVOKABLE void selectAll();
     Q_INVOKABLE void clearSelection();
     /// Makes the line the current one to which that key leads: the arrow keys up and down, the page

@@ -1,4 +1,4 @@
-#include "panels/console/ConsoleLines.h"
+#include "panels/console/ConsoleModel.h"
 #include "tests/TestProgram.h"
 
 #include <QAbstractItemModelTester>
@@ -9,7 +9,7 @@
 
 using namespace wingbell;
 
-class ConsoleLinesTest : public QObject
+class ConsoleModelTest : public QObject
 {
     Q_OBJECT
 
@@ -35,16 +35,16 @@ private Q_SLOTS:
     void aWordIsLongBeyondAThousandCharacters();
 
 private:
-    static QStringList shown(const ConsoleLines& lines)
+    static QStringList shown(const ConsoleModel& lines)
     {
         QStringList texts;
         for (int row = 0; row < lines.rowCount(); ++row) {
-            texts.append(lines.index(row).data(ConsoleLines::LineRole).toString());
+            texts.append(lines.index(row).data(ConsoleModel::LineRole).toString());
         }
         return texts;
     }
     /// Lines "1" and so on from that number, as many as that, after those that were dropped.
-    static void showFrom(ConsoleLines& lines, int first, int count)
+    static void showFrom(ConsoleModel& lines, int first, int count)
     {
         QStringList texts;
         for (int number = first; number < first + count; ++number) {
@@ -54,40 +54,40 @@ private:
     }
     /// Of every row, whether it is selected as a whole, as the view would draw it by what it was
     /// told.
-    static QString drawn(const ConsoleLines& lines)
+    static QString drawn(const ConsoleModel& lines)
     {
         QString rows;
         for (int row = 0; row < lines.rowCount(); ++row) {
             const QModelIndex index = lines.index(row);
-            const bool isWhole = index.data(ConsoleLines::IsWholeRole).toBool();
-            const bool isPart = index.data(ConsoleLines::SelectionBeginRole).toInt() <
-                                index.data(ConsoleLines::SelectionEndRole).toInt();
+            const bool isWhole = index.data(ConsoleModel::IsWholeRole).toBool();
+            const bool isPart = index.data(ConsoleModel::SelectionBeginRole).toInt() <
+                                index.data(ConsoleModel::SelectionEndRole).toInt();
             rows += isWhole ? u'#' : isPart ? u'+' : u'.';
         }
         return rows;
     }
 };
 
-void ConsoleLinesTest::linesAreRowsInTheirOrder()
+void ConsoleModelTest::linesAreRowsInTheirOrder()
 {
-    ConsoleLines lines;
+    ConsoleModel lines;
     const QAbstractItemModelTester tester(&lines);
-    QSignalSpy counts(&lines, &ConsoleLines::countDiffers);
+    QSignalSpy counts(&lines, &ConsoleModel::countDiffers);
     lines.setLines({u"a"_qs, u"b"_qs});
     QCOMPARE(shown(lines), (QStringList{u"a"_qs, u"b"_qs}));
     QCOMPARE(counts.size(), 1);
-    QCOMPARE(lines.roleNames().value(ConsoleLines::LineRole), "line");
+    QCOMPARE(lines.roleNames().value(ConsoleModel::LineRole), "line");
 }
 
-void ConsoleLinesTest::aFallOfTheCountTakesRowsFromTheEnd()
+void ConsoleModelTest::aFallOfTheCountTakesRowsFromTheEnd()
 {
-    ConsoleLines lines;
+    ConsoleModel lines;
     const QAbstractItemModelTester tester(&lines);
     lines.setLines({u"a"_qs, u"b"_qs, u"c"_qs});
-    QSignalSpy counts(&lines, &ConsoleLines::countDiffers);
-    QSignalSpy removed(&lines, &ConsoleLines::rowsRemoved);
-    QSignalSpy resets(&lines, &ConsoleLines::modelReset);
-    QSignalSpy changed(&lines, &ConsoleLines::dataChanged);
+    QSignalSpy counts(&lines, &ConsoleModel::countDiffers);
+    QSignalSpy removed(&lines, &ConsoleModel::rowsRemoved);
+    QSignalSpy resets(&lines, &ConsoleModel::modelReset);
+    QSignalSpy changed(&lines, &ConsoleModel::dataChanged);
     lines.setLines({u"x"_qs});
     QCOMPARE(shown(lines), QStringList{u"x"_qs});
     QCOMPARE(removed.size(), 1);
@@ -98,13 +98,13 @@ void ConsoleLinesTest::aFallOfTheCountTakesRowsFromTheEnd()
     QCOMPARE(resets.size(), 0);
 }
 
-void ConsoleLinesTest::aRiseOfTheCountAddsRowsAtTheEnd()
+void ConsoleModelTest::aRiseOfTheCountAddsRowsAtTheEnd()
 {
-    ConsoleLines lines;
+    ConsoleModel lines;
     const QAbstractItemModelTester tester(&lines);
     lines.setLines({u"a"_qs, u"b"_qs});
-    QSignalSpy inserted(&lines, &ConsoleLines::rowsInserted);
-    QSignalSpy changed(&lines, &ConsoleLines::dataChanged);
+    QSignalSpy inserted(&lines, &ConsoleModel::rowsInserted);
+    QSignalSpy changed(&lines, &ConsoleModel::dataChanged);
     lines.setLines({u"a"_qs, u"x"_qs, u"c"_qs, u"d"_qs});
     QCOMPARE(shown(lines), (QStringList{u"a"_qs, u"x"_qs, u"c"_qs, u"d"_qs}));
     QCOMPARE(inserted.size(), 1);
@@ -115,47 +115,47 @@ void ConsoleLinesTest::aRiseOfTheCountAddsRowsAtTheEnd()
     QCOMPARE(changed.first().at(1).toModelIndex().row(), 1);
 }
 
-void ConsoleLinesTest::otherTextsInAsManyRowsChangeDataAlone()
+void ConsoleModelTest::otherTextsInAsManyRowsChangeDataAlone()
 {
-    ConsoleLines lines;
+    ConsoleModel lines;
     const QAbstractItemModelTester tester(&lines);
     lines.setLines({u"a"_qs, u"b"_qs, u"c"_qs});
-    QSignalSpy counts(&lines, &ConsoleLines::countDiffers);
-    QSignalSpy changed(&lines, &ConsoleLines::dataChanged);
+    QSignalSpy counts(&lines, &ConsoleModel::countDiffers);
+    QSignalSpy changed(&lines, &ConsoleModel::dataChanged);
     lines.setLines({u"b"_qs, u"c"_qs, u"d"_qs});
     QCOMPARE(shown(lines), (QStringList{u"b"_qs, u"c"_qs, u"d"_qs}));
     QCOMPARE(changed.size(), 1);
     QCOMPARE(counts.size(), 0);
 }
 
-void ConsoleLinesTest::theSameLinesTellNothing()
+void ConsoleModelTest::theSameLinesTellNothing()
 {
-    ConsoleLines lines;
+    ConsoleModel lines;
     lines.setLines({u"a"_qs});
-    QSignalSpy counts(&lines, &ConsoleLines::countDiffers);
-    QSignalSpy changed(&lines, &ConsoleLines::dataChanged);
+    QSignalSpy counts(&lines, &ConsoleModel::countDiffers);
+    QSignalSpy changed(&lines, &ConsoleModel::dataChanged);
     lines.setLines({u"a"_qs});
     QCOMPARE(counts.size(), 0);
     QCOMPARE(changed.size(), 0);
 }
 
-void ConsoleLinesTest::equalLinesAreRowsOfTheirOwn()
+void ConsoleModelTest::equalLinesAreRowsOfTheirOwn()
 {
-    ConsoleLines lines;
+    ConsoleModel lines;
     lines.setLines({u"a"_qs, u"a"_qs});
     QCOMPARE(shown(lines), (QStringList{u"a"_qs, u"a"_qs}));
 }
 
-void ConsoleLinesTest::aSelectionMovesWithItsLines()
+void ConsoleModelTest::aSelectionMovesWithItsLines()
 {
-    ConsoleLines lines;
+    ConsoleModel lines;
     const QAbstractItemModelTester tester(&lines);
     showFrom(lines, 0, 6);
-    lines.select(3, 0, ConsoleLines::Lines, false);
-    lines.select(4, 0, ConsoleLines::Lines, true);
+    lines.select(3, 0, ConsoleModel::Lines, false);
+    lines.select(4, 0, ConsoleModel::Lines, true);
     QCOMPARE(drawn(lines), u"...##."_qs);
     QCOMPARE(lines.currentRow(), 4);
-    QSignalSpy told(&lines, &ConsoleLines::selectionChanged);
+    QSignalSpy told(&lines, &ConsoleModel::selectionChanged);
     showFrom(lines, 2, 6);
     QCOMPARE(drawn(lines), u".##..."_qs);
     QCOMPARE(lines.currentRow(), 2);
@@ -165,31 +165,31 @@ void ConsoleLinesTest::aSelectionMovesWithItsLines()
     QCOMPARE(drawn(lines), u".##......"_qs);
 }
 
-void ConsoleLinesTest::aSelectionOfEqualLinesMovesWithItsLines()
+void ConsoleModelTest::aSelectionOfEqualLinesMovesWithItsLines()
 {
-    ConsoleLines lines;
+    ConsoleModel lines;
     const QStringList equal(4, u"again"_qs);
     lines.setLines(equal);
-    lines.select(2, 0, ConsoleLines::Lines, false);
-    QSignalSpy changed(&lines, &ConsoleLines::dataChanged);
+    lines.select(2, 0, ConsoleModel::Lines, false);
+    QSignalSpy changed(&lines, &ConsoleModel::dataChanged);
     lines.setLines(equal, 1);
     QCOMPARE(drawn(lines), u".#.."_qs);
-    QVERIFY(changed.last().at(2).value<QList<int>>().contains(ConsoleLines::IsWholeRole));
+    QVERIFY(changed.last().at(2).value<QList<int>>().contains(ConsoleModel::IsWholeRole));
 }
 
-void ConsoleLinesTest::aSelectionShrinksWithItsLinesAndGoesWithTheLast()
+void ConsoleModelTest::aSelectionShrinksWithItsLinesAndGoesWithTheLast()
 {
     for (const bool downwards : {true, false}) {
-        ConsoleLines lines;
+        ConsoleModel lines;
         showFrom(lines, 0, 4);
-        lines.select(downwards ? 0 : 2, 0, ConsoleLines::Lines, false);
-        lines.select(downwards ? 2 : 0, 0, ConsoleLines::Lines, true);
+        lines.select(downwards ? 0 : 2, 0, ConsoleModel::Lines, false);
+        lines.select(downwards ? 2 : 0, 0, ConsoleModel::Lines, true);
         showFrom(lines, 1, 4);
         QCOMPARE(drawn(lines), u"##.."_qs);
         showFrom(lines, 2, 4);
         QCOMPARE(drawn(lines), u"#..."_qs);
         QCOMPARE(lines.currentRow(), 0);
-        QSignalSpy told(&lines, &ConsoleLines::selectionChanged);
+        QSignalSpy told(&lines, &ConsoleModel::selectionChanged);
         showFrom(lines, 3, 4);
         QCOMPARE(drawn(lines), u"...."_qs);
         QCOMPARE(lines.currentRow(), -1);
@@ -198,30 +198,30 @@ void ConsoleLinesTest::aSelectionShrinksWithItsLinesAndGoesWithTheLast()
     }
 }
 
-void ConsoleLinesTest::aSelectionBySignsMovesWithItsLine()
+void ConsoleModelTest::aSelectionBySignsMovesWithItsLine()
 {
-    ConsoleLines lines;
+    ConsoleModel lines;
     lines.setLines({u"old"_qs, u"a line"_qs, u"b line"_qs, u"c"_qs});
-    lines.select(1, 2, ConsoleLines::Characters, false);
-    lines.select(2, 1, ConsoleLines::Characters, true);
+    lines.select(1, 2, ConsoleModel::Characters, false);
+    lines.select(2, 1, ConsoleModel::Characters, true);
     QCOMPARE(drawn(lines), u".++."_qs);
     QCOMPARE(lines.selectedText(), u"line\nb"_qs);
     lines.setLines({u"a line"_qs, u"b line"_qs, u"c"_qs, u"d"_qs}, 1);
-    QCOMPARE(lines.index(0).data(ConsoleLines::SelectionBeginRole).toInt(), 2);
-    QCOMPARE(lines.index(0).data(ConsoleLines::SelectionEndRole).toInt(), 6);
+    QCOMPARE(lines.index(0).data(ConsoleModel::SelectionBeginRole).toInt(), 2);
+    QCOMPARE(lines.index(0).data(ConsoleModel::SelectionEndRole).toInt(), 6);
     QCOMPARE(lines.selectedText(), u"line\nb"_qs);
     // Drawn on, it goes on from where it was begun.
-    lines.select(2, 1, ConsoleLines::Characters, true);
+    lines.select(2, 1, ConsoleModel::Characters, true);
     QCOMPARE(lines.selectedText(), u"line\nb line\nc"_qs);
     lines.setLines({u"b line"_qs, u"c"_qs, u"d"_qs, u"e"_qs}, 2);
     QCOMPARE(lines.selectedText(), u"b line\nc"_qs);
-    lines.select(0, 1, ConsoleLines::Characters, true);
+    lines.select(0, 1, ConsoleModel::Characters, true);
     QCOMPARE(lines.selectedText(), u"b"_qs);
 }
 
-void ConsoleLinesTest::aSelectionGoesWithTheLog()
+void ConsoleModelTest::aSelectionGoesWithTheLog()
 {
-    ConsoleLines lines;
+    ConsoleModel lines;
     showFrom(lines, 0, 3);
     lines.selectAll();
     QCOMPARE(drawn(lines), u"###"_qs);
@@ -234,56 +234,56 @@ void ConsoleLinesTest::aSelectionGoesWithTheLog()
     QCOMPARE(drawn(lines), u"."_qs);
 }
 
-void ConsoleLinesTest::selectedPartsAreJoinedVerbatim()
+void ConsoleModelTest::selectedPartsAreJoinedVerbatim()
 {
-    ConsoleLines lines;
+    ConsoleModel lines;
     lines.setLines({u" <b>one</b> "_qs, QString(), u"\ttwo "_qs});
     QCOMPARE(lines.selectedText(), QString());
     lines.selectAll();
     QCOMPARE(lines.selectedText(), u" <b>one</b> \n\n\ttwo "_qs);
-    lines.select(0, 12, ConsoleLines::Characters, false);
+    lines.select(0, 12, ConsoleModel::Characters, false);
     QVERIFY2(!lines.hasSelection(), "a press selects nothing");
     QCOMPARE(lines.currentRow(), 0);
-    lines.select(2, 1, ConsoleLines::Characters, true);
+    lines.select(2, 1, ConsoleModel::Characters, true);
     QCOMPARE(lines.selectedText(), u"\n\t"_qs);
     lines.clearSelection();
     QVERIFY(!lines.hasSelection());
     QCOMPARE(lines.currentRow(), -1);
 }
 
-void ConsoleLinesTest::wordsAndLinesAreSelectedWhole_data()
+void ConsoleModelTest::wordsAndLinesAreSelectedWhole_data()
 {
-    QTest::addColumn<ConsoleLines::Unit>("unit");
+    QTest::addColumn<ConsoleModel::Unit>("unit");
     QTest::addColumn<int>("from");
     QTest::addColumn<int>("to");
     QTest::addColumn<QString>("text");
-    QTest::newRow("a word") << ConsoleLines::Words << 5 << 5 << u"crew"_qs;
-    QTest::newRow("at its beginning") << ConsoleLines::Words << 4 << 4 << u"crew"_qs;
-    QTest::newRow("behind the last") << ConsoleLines::Words << 13 << 13 << u"join"_qs;
-    QTest::newRow("forwards") << ConsoleLines::Words << 5 << 10 << u"crew join"_qs;
-    QTest::newRow("backwards") << ConsoleLines::Words << 10 << 1 << u"The crew join"_qs;
-    QTest::newRow("a line") << ConsoleLines::Lines << 5 << 5 << u"The crew join"_qs;
+    QTest::newRow("a word") << ConsoleModel::Words << 5 << 5 << u"crew"_qs;
+    QTest::newRow("at its beginning") << ConsoleModel::Words << 4 << 4 << u"crew"_qs;
+    QTest::newRow("behind the last") << ConsoleModel::Words << 13 << 13 << u"join"_qs;
+    QTest::newRow("forwards") << ConsoleModel::Words << 5 << 10 << u"crew join"_qs;
+    QTest::newRow("backwards") << ConsoleModel::Words << 10 << 1 << u"The crew join"_qs;
+    QTest::newRow("a line") << ConsoleModel::Lines << 5 << 5 << u"The crew join"_qs;
 }
 
-void ConsoleLinesTest::wordsAndLinesAreSelectedWhole()
+void ConsoleModelTest::wordsAndLinesAreSelectedWhole()
 {
-    QFETCH(const ConsoleLines::Unit, unit);
+    QFETCH(const ConsoleModel::Unit, unit);
     QFETCH(const int, from);
     QFETCH(const int, to);
-    ConsoleLines lines;
+    ConsoleModel lines;
     lines.setLines({u"The crew join"_qs, u"next"_qs});
     lines.select(0, from, unit, false);
     lines.select(0, to, unit, true);
     QTEST(lines.selectedText(), "text");
 }
 
-void ConsoleLinesTest::theKeysMoveTheCurrentLine()
+void ConsoleModelTest::theKeysMoveTheCurrentLine()
 {
-    ConsoleLines lines;
+    ConsoleModel lines;
     QVERIFY(!lines.moveBy(Qt::Key_Down, -1, -1, false));
     showFrom(lines, 0, 20);
     QVERIFY(!lines.moveBy(Qt::Key_Left, 3, 7, false));
-    lines.select(5, 0, ConsoleLines::Lines, false);
+    lines.select(5, 0, ConsoleModel::Lines, false);
     const auto rowAfter = [&lines](Qt::Key key, bool extends = false) {
         return lines.moveBy(key, 3, 7, extends) ? lines.currentRow() : -1;
     };
@@ -305,12 +305,12 @@ void ConsoleLinesTest::theKeysMoveTheCurrentLine()
     QCOMPARE(lines.selectedText(), u"19"_qs);
     QCOMPARE(rowAfter(Qt::Key_Home), 0);
     // After a click or a drag, the keys take whole lines.
-    lines.select(8, 1, ConsoleLines::Characters, false);
+    lines.select(8, 1, ConsoleModel::Characters, false);
     QCOMPARE(rowAfter(Qt::Key_Down, true), 9);
     QCOMPARE(lines.selectedText(), u"8\n9"_qs);
 }
 
-void ConsoleLinesTest::theKeysBeginAtWhatIsSeen()
+void ConsoleModelTest::theKeysBeginAtWhatIsSeen()
 {
     for (const auto& [key, row] :
          {std::pair(Qt::Key_Down, 3),
@@ -319,16 +319,16 @@ void ConsoleLinesTest::theKeysBeginAtWhatIsSeen()
           {Qt::Key_PageUp, 3},
           {Qt::Key_Home, 0},
           {Qt::Key_End, 19}}) {
-        ConsoleLines lines;
+        ConsoleModel lines;
         showFrom(lines, 0, 20);
         QVERIFY(lines.moveBy(key, 3, 7, false));
         QCOMPARE(lines.currentRow(), row);
     }
 }
 
-void ConsoleLinesTest::anAddressIsFoundByItsRow()
+void ConsoleModelTest::anAddressIsFoundByItsRow()
 {
-    ConsoleLines lines;
+    ConsoleModel lines;
     lines.setLines({u"plain"_qs, u"at http://one/ or http://two/"_qs});
     QCOMPARE(lines.addressIn(-1), QString());
     QCOMPARE(lines.addressIn(0), QString());
@@ -336,7 +336,7 @@ void ConsoleLinesTest::anAddressIsFoundByItsRow()
     QCOMPARE(lines.addressIn(1, 20), u"http://two/"_qs);
 }
 
-void ConsoleLinesTest::aWordIsLongBeyondAThousandCharacters_data()
+void ConsoleModelTest::aWordIsLongBeyondAThousandCharacters_data()
 {
     QTest::addColumn<QString>("line");
     QTest::addColumn<bool>("isLong");
@@ -349,18 +349,18 @@ void ConsoleLinesTest::aWordIsLongBeyondAThousandCharacters_data()
     QTest::newRow("two that are not") << QString(900, u'x') + u'\t' + QString(900, u'x') << false;
 }
 
-void ConsoleLinesTest::aWordIsLongBeyondAThousandCharacters()
+void ConsoleModelTest::aWordIsLongBeyondAThousandCharacters()
 {
     QFETCH(const QString, line);
     QFETCH(const bool, isLong);
-    ConsoleLines lines;
+    ConsoleModel lines;
     lines.setLines({line});
-    QCOMPARE(lines.index(0).data(ConsoleLines::HasLongWordRole).toBool(), isLong);
-    QSignalSpy changed(&lines, &ConsoleLines::dataChanged);
+    QCOMPARE(lines.index(0).data(ConsoleModel::HasLongWordRole).toBool(), isLong);
+    QSignalSpy changed(&lines, &ConsoleModel::dataChanged);
     lines.setLines({QString(2000, u'y')});
-    QVERIFY(changed.first().at(2).value<QList<int>>().contains(ConsoleLines::HasLongWordRole));
-    QVERIFY(lines.index(0).data(ConsoleLines::HasLongWordRole).toBool());
+    QVERIFY(changed.first().at(2).value<QList<int>>().contains(ConsoleModel::HasLongWordRole));
+    QVERIFY(lines.index(0).data(ConsoleModel::HasLongWordRole).toBool());
 }
 
-WINGBELL_GUILESS_TEST(ConsoleLinesTest)
-#include "ConsoleLinesTest.moc"
+WINGBELL_GUILESS_TEST(ConsoleModelTest)
+#include "ConsoleModelTest.moc"
