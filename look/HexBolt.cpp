@@ -1,7 +1,7 @@
 #include "look/HexBolt.h"
 
 #include "look/Shadow.h"
-#include "look/Symbols.h"
+#include "look/Symbol.h"
 #include "look/Theme.h"
 
 #include <QImage>

@@ -1,6 +1,5 @@
 #include "look/RockerPlate.h"
 
-#include "look/HeavyLetters.h"
 #include "look/Shadow.h"
 #include "look/Theme.h"
 #include "look/Typeface.h"
@@ -58,17 +57,7 @@ RockerPlate::RockerPlate(QQuickItem* parent)
 {
     setImplicitSize(housingSize.width(), housingSize.height());
     setReach(switchShadow().reach() + housingOutline / 2.0);
-    connect(this, &RockerPlate::labelsChanged, this, [this] { repaint(); });
-}
-
-void RockerPlate::setIsOn(bool on)
-{
-    if (m_isOn == on) {
-        return;
-    }
-    m_isOn = on;
-    repaint();
-    Q_EMIT isOnChanged();
+    connect(this, &RockerPlate::lookChanged, this, &QQuickItem::update);
 }
 
 void RockerPlate::paintSurface(QPainter& painter, const QSizeF& size)

@@ -1,12 +1,21 @@
 #include "model/ShowConfig.h"
 
 #include "base/RegularFile.h"
-#include "model/DefaultShow.h"
-#include "model/HorizontalSpace.h"
+#include "model/ShowFile.h"
 
 #include <algorithm>
 
 namespace wingbell {
+
+namespace {
+
+/// Tabs and Unicode's space separators. Line breaks are no horizontal space.
+bool isHorizontalSpace(QChar character)
+{
+    return character == u'\t' || character.category() == QChar::Separator_Space;
+}
+
+} // namespace
 
 /// Lives as long as an operation; the outermost tells the end.
 class ShowConfig::Operation
@@ -134,9 +143,20 @@ bool ShowConfig::save()
     return true;
 }
 
+QString ShowConfig::channelName(QStringView text)
+{
+    while (!text.isEmpty() && isHorizontalSpace(text.front())) {
+        text = text.sliced(1);
+    }
+    while (!text.isEmpty() && isHorizontalSpace(text.back())) {
+        text.chop(1);
+    }
+    return text.toString();
+}
+
 void ShowConfig::addChannel(const QString& name)
 {
-    const QString channel = trimmedOfHorizontalSpace(name);
+    const QString channel = channelName(name);
     if (channel.isEmpty() || m_channels.contains(channel)) {
         return;
     }

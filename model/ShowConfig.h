@@ -60,7 +60,15 @@ public:
     /// Takes `show` instead, with its roles' ids, as an edit.
     void restore(const ShowFile& show);
 
-    /// Appends the name without the horizontal space around it; a blank or known name is ignored.
+    /// The name that `text` gives a channel: without the horizontal space (tabs and Unicode space
+    /// separators) at both ends. Line breaks stay, and so does all that stands inside them.
+    [[nodiscard]] static QString channelName(QStringView text);
+    /// Whether `text` gives no name.
+    [[nodiscard]] Q_INVOKABLE static bool isBlankName(const QString& text)
+    {
+        return channelName(text).isEmpty();
+    }
+    /// Appends the channelName; a blank or known name is ignored.
     Q_INVOKABLE void addChannel(const QString& name);
     /// Takes the channel from the show and from every role. Marks an edit even if it was nowhere.
     Q_INVOKABLE void removeChannel(const QString& name);

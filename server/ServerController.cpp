@@ -1,16 +1,27 @@
 #include "server/ServerController.h"
 
-#include "server/ServerLookup.h"
 #include "server/ServerProcess.h"
 #include "server/SleepInhibitor.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
 
 #include <utility>
 
 namespace wingbell {
 
+std::optional<QString> ServerController::embeddedServer(const QString& executableFolder)
+{
+    const QString path = QDir::cleanPath(
+        executableFolder + QStringLiteral("/../libexec/wingbell-control/IntercomServer"));
+    return QFileInfo(path).isFile() ? std::optional(path) : std::nullopt;
+}
+
 ServerController::ServerController(ShowConfig& config, SleepInhibitor& sleep, QObject* parent)
     : ServerController(
-          config, [] { return embeddedServer(); }, sleep, parent)
+          config, [] { return embeddedServer(QCoreApplication::applicationDirPath()); }, sleep,
+          parent)
 {
 }
 

@@ -35,6 +35,11 @@ public:
     /// output arrives, so that the lines of a stop never push out what the server said last.
     static constexpr qsizetype maxLogLines = 500;
 
+    /// Absolute path of the `IntercomServer` that belongs to an application whose executable lies
+    /// in `executableFolder`; nothing when no file is there. Whether it can be run is not looked
+    /// at.
+    [[nodiscard]] static std::optional<QString> embeddedServer(const QString& executableFolder);
+
     /// A controller of the application's own server. `config` and `sleep`, which keeps the computer
     /// awake, must outlive it; `sleep` keeps what it holds when the controller goes.
     ServerController(ShowConfig& config, SleepInhibitor& sleep, QObject* parent = nullptr);

@@ -12,10 +12,7 @@ class SleepInhibitor
 {
 public:
     SleepInhibitor() = default;
-    SleepInhibitor(const SleepInhibitor&) = delete;
-    SleepInhibitor& operator=(const SleepInhibitor&) = delete;
-    SleepInhibitor(SleepInhibitor&&) = delete;
-    SleepInhibitor& operator=(SleepInhibitor&&) = delete;
+    Q_DISABLE_COPY_MOVE(SleepInhibitor)
     virtual ~SleepInhibitor() = default;
 
     /// Takes one inhibition that bears `reason`, for a person to read. The identifier to release it

@@ -2,18 +2,27 @@ import QtQuick
 import Wingbell.Look
 import Wingbell.Panels
 
-// One pill-shaped button, as wide as its text and 20 more.
+// A channel in FlowChips: a pill-shaped button, as wide as its name and 20 more, which the model has
+// measured.
 Pressable {
     id: chip
 
-    required property string text
+    required property string name
+    required property rect place
     required property color textColor
     required property color tint
 
     //: A channel whose name is empty or blank, spoken only.
-    Accessible.name: text.trim() === "" ? qsTr("Channel without a name") : text
+    Accessible.name: name.trim() === "" ? qsTr("Channel without a name") : name
+    height: place.height
     implicitHeight: label.implicitHeight + 10
     implicitWidth: label.implicitWidth + 20
+    width: place.width
+    x: place.x
+    y: place.y
+
+    onActiveFocusChanged: (parent as FlowChips)?.showRing(chip)
+    onClicked: (parent as FlowChips)?.chosen(name)
 
     Capsule {
         anchors.fill: parent
@@ -27,7 +36,7 @@ Pressable {
         color: chip.textColor
         font.pixelSize: 12
         font.weight: Font.DemiBold
-        text: LineBreaks.asSigns(chip.text)
+        text: DisplayText.withReturnSigns(chip.name)
         textFormat: Text.PlainText
     }
 }

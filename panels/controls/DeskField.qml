@@ -60,10 +60,10 @@ TextInput {
     onCursorPositionChanged: showWhatMatters()
     // What is pasted may be of several lines.
     onTextEdited: {
-        const line = LineBreaks.asBlanks(text);
+        const line = DisplayText.withBlanks(text);
         if (line === text)
             return;
-        const caret = LineBreaks.asBlanks(text.slice(0, cursorPosition)).length;
+        const caret = DisplayText.withBlanks(text.slice(0, cursorPosition)).length;
         remove(0, length);
         insert(0, line);
         cursorPosition = caret;

@@ -72,7 +72,7 @@ Item {
                 font.pixelSize: 10
                 maximumLineCount: 2
                 objectName: "path"
-                text: HeadElision.elided(panel.showFile, font, width, 2)
+                text: DisplayText.elidedAtHead(panel.showFile, font, width, 2)
                 textFormat: Text.PlainText
                 width: parent.width
                 wrapMode: Text.WrapAnywhere

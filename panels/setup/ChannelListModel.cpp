@@ -1,11 +1,71 @@
 #include "panels/setup/ChannelListModel.h"
 
-#include "panels/controls/ChipSize.h"
+#include "panels/controls/DisplayText.h"
 #include "panels/controls/FlowLayout.h"
 
+#include <QFont>
+#include <QFontMetricsF>
+#include <QGuiApplication>
+#include <QHash>
+#include <QQuickWindow>
 #include <QSet>
+#include <QTextLayout>
+
+#include <cmath>
 
 namespace wingbell {
+
+namespace {
+
+/// The letters of a chip.
+QFont chipFont()
+{
+    QFont font = QGuiApplication::font();
+    constexpr int pixels = 12;
+    font.setPixelSize(pixels);
+    font.setWeight(QFont::DemiBold);
+    return font;
+}
+
+constexpr QSizeF padding(20.0, 10.0);
+
+/// As the text item of the chip lays it out, in one line.
+QSizeF textSize(const QString& text)
+{
+    if (text.isEmpty()) {
+        return {0.0, std::ceil(QFontMetricsF(chipFont()).height())};
+    }
+    QTextLayout layout(DisplayText::withReturnSigns(text), chipFont());
+    QTextOption option;
+    option.setWrapMode(QTextOption::NoWrap);
+    option.setUseDesignMetrics(QQuickWindow::textRenderType() != QQuickWindow::NativeTextRendering);
+    layout.setTextOption(option);
+    layout.beginLayout();
+    QTextLine line = layout.createLine();
+    line.setNumColumns(static_cast<int>(text.size()));
+    layout.endLayout();
+    return {line.naturalTextWidth(), line.height()};
+}
+
+/// The size that a chip with that text has, in points: known without making the chip. Remembers
+/// what it has measured. User-interface thread only.
+QSizeF chipSize(const QString& text)
+{
+    static QHash<QString, QSizeF> measured;
+    const auto known = measured.constFind(text);
+    if (known != measured.cend()) {
+        return *known;
+    }
+    constexpr qsizetype maxNames = 10'000; // names, of all shows that a long day has seen
+    if (measured.size() >= maxNames) {
+        measured.clear();
+    }
+    const QSizeF size = textSize(text) + padding;
+    measured.insert(text, size);
+    return size;
+}
+
+} // namespace
 
 ChannelListModel::ChannelListModel(QObject* parent)
     : KeyedListModel(parent)

@@ -32,7 +32,7 @@ Column {
             channels: editor.config.channels
             width: flow.width
         }
-        itemView: FlowChip {
+        itemView: Chip {
             //: What a press on a channel does, spoken only.
             Accessible.description: qsTr("Removes the channel")
             textColor: "white"
@@ -61,7 +61,7 @@ Column {
         }
         DeskButton {
             anchors.verticalCenter: parent.verticalCenter
-            enabled: !ChannelName.isBlank(editor.newChannelName)
+            enabled: !editor.config.isBlankName(editor.newChannelName)
             //: A button: adds the channel whose name is in the field.
             text: qsTr("Add")
 

@@ -51,7 +51,7 @@ Item {
 
             width: flow.width
         }
-        itemView: FlowChip {
+        itemView: Chip {
             required property bool selected
 
             Accessible.checkable: true

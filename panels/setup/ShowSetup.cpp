@@ -1,10 +1,23 @@
 #include "panels/setup/ShowSetup.h"
 
-#include "panels/setup/OscPortText.h"
+#include <QTimer>
 
+#include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace wingbell {
+
+std::optional<qint64> ShowSetup::oscPortFromText(QStringView text)
+{
+    const QStringView digits = text.startsWith(u'+') ? text.sliced(1) : text;
+    const bool isNumber = std::all_of(digits.begin(), digits.end(), [](QChar character) {
+        return character >= u'0' && character <= u'9';
+    });
+    const uint port = digits.toUInt(); // 0 where it is too large
+    constexpr uint maxPort = 65535;
+    return isNumber && port > 0 && port <= maxPort ? std::optional<qint64>(port) : std::nullopt;
+}
 
 void ShowSetup::setConfig(ShowConfig* config)
 {
@@ -60,7 +73,7 @@ void ShowSetup::updateNeedsRestart()
 
 QString ShowSetup::oscPortBinding() const
 {
-    return m_config ? textOfOscPort(m_config->oscPort()) : QString();
+    return m_config ? QString::number(m_config->oscPort()) : QString();
 }
 
 void ShowSetup::setOscPortBinding(const QString& text)
@@ -72,6 +85,22 @@ void ShowSetup::setOscPortBinding(const QString& text)
     m_config->setOscPort(*port);
     m_config->setHasUnsavedChanges(true);
     Q_EMIT rebuilt(); // also where the port is written in another way than it was
+}
+
+void ShowSetup::savePressed()
+{
+    setJustSaved(true);
+    constexpr std::chrono::milliseconds moment{1400};
+    QTimer::singleShot(moment, Qt::PreciseTimer, this, [this] { setJustSaved(false); });
+}
+
+void ShowSetup::setJustSaved(bool justSaved)
+{
+    if (m_justSaved == justSaved) {
+        return;
+    }
+    m_justSaved = justSaved;
+    Q_EMIT justSavedChanged();
 }
 
 } // namespace wingbell

@@ -6,6 +6,9 @@
 #include <QObject>
 #include <QPointer>
 #include <QQmlEngine>
+#include <QStringView>
+
+#include <optional>
 
 namespace wingbell {
 
@@ -20,9 +23,14 @@ class ShowSetup : public QObject
                    serverIsRunningChanged)
     Q_PROPERTY(bool needsRestart READ needsRestart NOTIFY needsRestartChanged)
     Q_PROPERTY(wingbell::ShowHistory* history READ history CONSTANT)
+    Q_PROPERTY(bool justSaved READ justSaved NOTIFY justSavedChanged)
     Q_PROPERTY(QString oscPortBinding READ oscPortBinding WRITE setOscPortBinding NOTIFY rebuilt)
 
 public:
+    /// The port that `text` enters: a whole decimal number from 1 to 65535, leading zeros and one
+    /// sign allowed, nothing around it. Nothing for any other text.
+    [[nodiscard]] static std::optional<qint64> oscPortFromText(QStringView text);
+
     using QObject::QObject;
 
     [[nodiscard]] ShowConfig* config() const { return m_config; }
@@ -46,21 +54,29 @@ public:
     /// already; ignores text that is no port.
     void setOscPortBinding(const QString& text);
 
+    /// Whether a save was pressed a moment ago. Each press ends the moment 1.4 seconds later, also
+    /// one that a later press has started again.
+    [[nodiscard]] bool justSaved() const { return m_justSaved; }
+    Q_INVOKABLE void savePressed();
+
 Q_SIGNALS:
     void configChanged();
     void serverIsRunningChanged();
     void needsRestartChanged();
+    void justSavedChanged();
     /// Something that the panel shows may have changed: it has to be read again.
     void rebuilt();
 
 private:
     void handleOperation();
     void updateNeedsRestart();
+    void setJustSaved(bool justSaved);
 
     QPointer<ShowConfig> m_config;
     ShowHistory m_history;
     bool m_serverIsRunning = false;
     bool m_needsRestart = false;
+    bool m_justSaved = false;
     bool m_isRenamed = false; ///< by the operation that is not done yet
 };
 

@@ -118,9 +118,6 @@ Item {
 
         target: setup.history
     }
-    SaveFeedback {
-        id: feedback
-    }
     Flickable {
         id: view
 
@@ -367,7 +364,7 @@ Item {
                     objectName: "save"
                     prominent: true
                     text: {
-                        if (feedback.justSaved)
+                        if (setup.justSaved)
                             //: The button that saves, right after it has.
                             return qsTr("Saved \u2713");
                         //: A button: writes the show to its file.
@@ -378,7 +375,7 @@ Item {
                     onClicked: {
                         port.showStored();
                         panel.config.save();
-                        feedback.savePressed();
+                        setup.savePressed();
                     }
                 }
                 DeskButton {

@@ -66,7 +66,7 @@ private Q_SLOTS:
         MockService manager(
             *m_bus, u"file-manager"_qs, {u"--behaviour"_qs, u"refuse-missing-files"_qs});
         m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
-        QTRY_VERIFY_WITH_TIMEOUT(manager.log().size() >= 2, timeout);
+        QTRY_VERIFY_WITH_TIMEOUT(manager.log().size() >= 3, timeout);
         QCOMPARE(
             manager.finish(), (QStringList{
                                   asked(u"ShowItems"_qs, u"/roles.json"_qs),

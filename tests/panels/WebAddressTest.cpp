@@ -1,4 +1,4 @@
-#include "panels/console/WebAddress.h"
+#include "panels/console/ConsoleModel.h"
 #include "tests/TestProgram.h"
 
 #include <QtTest>

@@ -1,9 +1,12 @@
-#include "look/Streaks.h"
+#include "look/BrushedSteel.h"
 
+#include "look/HexBolt.h"
+#include "look/Shadow.h"
 #include "look/Theme.h"
 
 #include <QBrush>
 #include <QImage>
+#include <QLinearGradient>
 
 #include <algorithm>
 #include <cmath>
@@ -16,6 +19,12 @@ namespace {
 
 constexpr double distance = 3.0;
 constexpr double lineWidth = 1.0;
+constexpr double edgeWidth = 1.0; // of a panel
+
+Shadow trimShadow()
+{
+    return {Theme::faded(Qt::black, 0.6), 4.0, QPointF(0.0, 3.0)};
+}
 
 double opacityAt(double x)
 {
@@ -126,6 +135,69 @@ void paintBrushedSteel(
     QBrush brush(steel(inPixels, area, toPixels.m11(), streakOpacity));
     brush.setTransform(QTransform::fromTranslate(area.x(), area.y()) * toPixels.inverted());
     painter.fillPath(shape, brush);
+}
+
+BrushedStreaks::BrushedStreaks(QQuickItem* parent)
+    : PaintedSurface(parent)
+{
+    connect(this, &BrushedStreaks::streakOpacityChanged, this, &QQuickItem::update);
+}
+
+void BrushedStreaks::paintSurface(QPainter& painter, const QSizeF& size)
+{
+    QPainterPath plate;
+    plate.addRect(QRectF(QPointF(), size));
+    paintBrushedSteel(painter, plate, size, m_streakOpacity);
+}
+
+SteelPanelBackground::SteelPanelBackground(QQuickItem* parent)
+    : PaintedSurface(parent)
+{
+    setReach(edgeWidth / 2.0); // the edge is centred on the outline
+    connect(this, &SteelPanelBackground::cornerRadiusChanged, this, &QQuickItem::update);
+}
+
+void SteelPanelBackground::paintSurface(QPainter& painter, const QSizeF& size)
+{
+    QPainterPath plate;
+    plate.addRoundedRect(QRectF(QPointF(), size), m_cornerRadius, m_cornerRadius);
+
+    constexpr double textureOpacity = 0.4;
+    paintBrushedSteel(painter, plate, size, textureOpacity);
+
+    constexpr double edgeOpacity = 0.5;
+    painter.strokePath(plate, QPen(Theme::faded(Theme::steelMid(), edgeOpacity), edgeWidth));
+}
+
+SteelTrim::SteelTrim(QQuickItem* parent)
+    : PaintedSurface(parent)
+{
+    setReach(trimShadow().reach());
+}
+
+void SteelTrim::paintSurface(QPainter& painter, const QSizeF& size)
+{
+    const QRectF strip(QPointF(), size);
+    paintShadow(painter, strip, trimShadow(), [&strip](QPainter& shape) {
+        shape.fillRect(strip, Qt::black);
+    });
+
+    QLinearGradient steel(0.0, 0.0, 0.0, size.height());
+    steel.setColorAt(0.0, Theme::steelLight());
+    steel.setColorAt(0.5, Theme::steelMid());
+    steel.setColorAt(1.0, Theme::steelDark());
+    painter.fillRect(strip, steel);
+
+    constexpr double lineHeight = 1.5;
+    constexpr double lineOpacity = 0.6;
+    painter.fillRect(
+        QRectF(0.0, 0.0, size.width(), lineHeight), Theme::faded(Theme::gold(), lineOpacity));
+
+    constexpr double diameter = 11.0;
+    constexpr double inset = 16.0;
+    const double top = (size.height() - diameter) / 2.0;
+    paintHexBolt(painter, QPointF(inset, top), diameter);
+    paintHexBolt(painter, QPointF(size.width() - inset - diameter, top), diameter);
 }
 
 } // namespace wingbell

@@ -1,12 +1,12 @@
-#include "panels/controls/HeadElision.h"
+#include "panels/controls/DisplayText.h"
 #include "tests/TestProgram.h"
 
 #include <QFontMetricsF>
 #include <QtTest>
 
-using wingbell::HeadElision;
+using wingbell::DisplayText;
 
-class HeadElisionTest : public QObject
+class DisplayTextTest : public QObject
 {
     Q_OBJECT
 
@@ -20,23 +20,23 @@ private:
     const QString m_path = u"/Users/Shared/Wingbell/roles.json"_qs;
 };
 
-void HeadElisionTest::aPathThatFitsIsShownWhole()
+void DisplayTextTest::aPathThatFitsIsShownWhole()
 {
     const double width = QFontMetricsF(m_font).horizontalAdvance(m_path) + 1;
-    QCOMPARE(HeadElision::elided(m_path, m_font, width, 2), m_path);
+    QCOMPARE(DisplayText::elidedAtHead(m_path, m_font, width, 2), m_path);
 }
 
-void HeadElisionTest::aPathOfTwoLinesIsShownWhole()
+void DisplayTextTest::aPathOfTwoLinesIsShownWhole()
 {
     const double width = QFontMetricsF(m_font).horizontalAdvance(m_path) / 2 + 20;
-    QCOMPARE(HeadElision::elided(m_path, m_font, width, 2), m_path);
+    QCOMPARE(DisplayText::elidedAtHead(m_path, m_font, width, 2), m_path);
 }
 
-void HeadElisionTest::aPathTooLongLosesItsBeginning()
+void DisplayTextTest::aPathTooLongLosesItsBeginning()
 {
     const QString longPath = u"/a/very/long/way/down"_qs.repeated(10) + m_path;
     const double width = QFontMetricsF(m_font).horizontalAdvance(m_path);
-    const QString shown = HeadElision::elided(longPath, m_font, width, 2);
+    const QString shown = DisplayText::elidedAtHead(longPath, m_font, width, 2);
     QVERIFY(shown.startsWith(u'\u2026'));
     QVERIFY(shown.endsWith(u"roles.json"_qs));
     QVERIFY(longPath.endsWith(shown.sliced(1)));
@@ -45,5 +45,5 @@ void HeadElisionTest::aPathTooLongLosesItsBeginning()
     QVERIFY2(advance > 1.7 * width, "no more is taken away than must be");
 }
 
-WINGBELL_GUI_TEST(HeadElisionTest)
-#include "HeadElisionTest.moc"
+WINGBELL_GUI_TEST(DisplayTextTest)
+#include "DisplayTextTest.moc"

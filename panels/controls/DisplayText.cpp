@@ -1,11 +1,18 @@
-#include "panels/controls/HeadElision.h"
+#include "panels/controls/DisplayText.h"
 
+#include <QRegularExpression>
 #include <QTextBoundaryFinder>
 #include <QTextLayout>
 
 namespace wingbell {
 
 namespace {
+
+QString& replaceLineBreaks(QString& text, QChar by)
+{
+    static const QRegularExpression lineBreak(QStringLiteral("\\R"));
+    return text.replace(lineBreak, by);
+}
 
 bool fits(const QString& text, const QFont& font, double width, int lines)
 {
@@ -25,7 +32,18 @@ bool fits(const QString& text, const QFont& font, double width, int lines)
 
 } // namespace
 
-QString HeadElision::elided(const QString& text, const QFont& font, double width, int lines)
+QString DisplayText::withBlanks(QString text)
+{
+    return replaceLineBreaks(text, u' ');
+}
+
+QString DisplayText::withReturnSigns(QString text)
+{
+    constexpr QChar returnSign(u'\u21B5');
+    return replaceLineBreaks(text, returnSign);
+}
+
+QString DisplayText::elidedAtHead(const QString& text, const QFont& font, double width, int lines)
 {
     if (width <= 0.0 || fits(text, font, width, lines)) {
         return text;
