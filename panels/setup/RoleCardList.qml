@@ -2,10 +2,13 @@ import QtQuick
 import Wingbell.Panels
 
 // The roles' cards, one below the other, all of one height. A card is built while it is in the view
-// or near it, and while the keyboard's focus is in it or one Tab away.
+// or near it, and while the keyboard's focus is in it or one Tab away. Where the view holds so many
+// chips that building them would take more than a frame, its cards are built asynchronously.
 Item {
     id: list
 
+    // Whether the cards in the view can be built within a frame.
+    readonly property bool buildsAtOnce: (visibleCards.y - visibleCards.x + 1) * config.channels.length <= 40
     // As the first card shows it, which is always built.
     property real cardHeight: 0
     required property ShowConfig config
@@ -73,7 +76,7 @@ Item {
             height: list?.cardHeight ?? 0
             // Two, so that Tab seldom has to wait for the card after the one that it enters.
             isCached: list?.isInView(index, 2) ?? false
-            isNeeded: index === 0 || focus || (list?.isInView(index, 0) ?? false) || (list?.isTabStop(index) ?? false)
+            isNeeded: index === 0 || focus || ((list?.buildsAtOnce ?? false) && list.isInView(index, 0)) || (list?.isTabStop(index) ?? false)
             width: list?.width ?? 0
             y: index * (list?.pitch ?? 0)
 

@@ -1,8 +1,9 @@
 import QtQuick
+import Wingbell.Look
 import Wingbell.Panels
 
-// The place of one role's card, which may not be built. A screen reader is told the role's name and
-// channels all the same.
+// The place of one role's card, which may not be built: an outline stands for it then. A screen
+// reader is told the role's name and channels all the same.
 Loader {
     id: slot
 
@@ -54,4 +55,12 @@ Loader {
 
     Component.onCompleted: load()
     onIsWantedChanged: load()
+
+    Rectangle {
+        anchors.fill: parent
+        border.color: Theme.faded(Theme.steelMid, 0.5)
+        color: Theme.steelDeep
+        radius: 10
+        visible: slot.isCached && slot.item === null
+    }
 }
