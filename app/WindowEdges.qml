@@ -11,73 +11,39 @@ Item {
 
     signal dragged(int edges)
 
-    Edge {
-        cursorShape: Qt.SizeVerCursor
-        edges: Qt.TopEdge
-        height: frame.thickness
-        width: frame.width
-    }
-    Edge {
-        anchors.bottom: parent.bottom
-        cursorShape: Qt.SizeVerCursor
-        edges: Qt.BottomEdge
-        height: frame.thickness
-        width: frame.width
-    }
-    Edge {
-        cursorShape: Qt.SizeHorCursor
-        edges: Qt.LeftEdge
-        height: frame.height
-        width: frame.thickness
-    }
-    Edge {
-        anchors.right: parent.right
-        cursorShape: Qt.SizeHorCursor
-        edges: Qt.RightEdge
-        height: frame.height
-        width: frame.thickness
-    }
-    Edge {
-        cursorShape: Qt.SizeFDiagCursor
-        edges: Qt.TopEdge | Qt.LeftEdge
-        height: frame.thickness
-        width: frame.corner
-    }
-    Edge {
-        anchors.right: parent.right
-        cursorShape: Qt.SizeBDiagCursor
-        edges: Qt.TopEdge | Qt.RightEdge
-        height: frame.thickness
-        width: frame.corner
-    }
-    Edge {
-        anchors.bottom: parent.bottom
-        cursorShape: Qt.SizeBDiagCursor
-        edges: Qt.BottomEdge | Qt.LeftEdge
-        height: frame.thickness
-        width: frame.corner
-    }
-    Edge {
-        anchors.bottom: parent.bottom
-        anchors.right: parent.right
-        cursorShape: Qt.SizeFDiagCursor
-        edges: Qt.BottomEdge | Qt.RightEdge
-        height: frame.thickness
-        width: frame.corner
-    }
+    // The corners lie over the edges.
+    Repeater {
+        model: [Qt.TopEdge, Qt.BottomEdge, Qt.LeftEdge, Qt.RightEdge, Qt.TopEdge | Qt.LeftEdge, Qt.TopEdge | Qt.RightEdge, Qt.BottomEdge | Qt.LeftEdge, Qt.BottomEdge | Qt.RightEdge]
 
-    component Edge: MouseArea {
-        property bool asked
-        required property int edges
+        delegate: MouseArea {
+            id: edge
 
-        acceptedButtons: Qt.LeftButton
+            property bool asked
+            readonly property bool isCorner: isHorizontal && isVertical
+            // Whether it moves the top or the bottom, and whether it moves a side.
+            readonly property bool isHorizontal: modelData & (Qt.TopEdge | Qt.BottomEdge)
+            readonly property bool isVertical: modelData & (Qt.LeftEdge | Qt.RightEdge)
+            required property int modelData
 
-        onPositionChanged: {
-            if (asked)
-                return;
-            asked = true;
-            (parent as WindowEdges)?.dragged(edges);
+            acceptedButtons: Qt.LeftButton
+            cursorShape: {
+                if (!isCorner)
+                    return isHorizontal ? Qt.SizeVerCursor : Qt.SizeHorCursor;
+                const falls = modelData === (Qt.TopEdge | Qt.LeftEdge) || modelData === (Qt.BottomEdge | Qt.RightEdge);
+                return falls ? Qt.SizeFDiagCursor : Qt.SizeBDiagCursor;
+            }
+            height: isHorizontal ? frame.thickness : frame.height
+            width: isCorner ? frame.corner : isVertical ? frame.thickness : frame.width
+            x: modelData & Qt.RightEdge ? frame.width - width : 0
+            y: modelData & Qt.BottomEdge ? frame.height - height : 0
+
+            onPositionChanged: {
+                if (asked)
+                    return;
+                asked = true;
+                frame.dragged(modelData);
+            }
+            onPressed: asked = false
         }
-        onPressed: asked = false
     }
 }

@@ -2,69 +2,11 @@
 
 namespace wingbell {
 
-namespace {
-
-QColor opaque(const Theme::Components& components)
+QColor Theme::opaque(const Components& components)
 {
     return QColor::fromRgbF(
         static_cast<float>(components.red), static_cast<float>(components.green),
         static_cast<float>(components.blue));
-}
-
-} // namespace
-
-const QColor& Theme::gold()
-{
-    static const QColor color = opaque(goldComponents);
-    return color;
-}
-
-const QColor& Theme::stage()
-{
-    static const QColor color = opaque(stageComponents);
-    return color;
-}
-
-const QColor& Theme::live()
-{
-    static const QColor color = opaque(liveComponents);
-    return color;
-}
-
-const QColor& Theme::ready()
-{
-    static const QColor color = opaque(readyComponents);
-    return color;
-}
-
-const QColor& Theme::steelDeep()
-{
-    static const QColor color = opaque(steelDeepComponents);
-    return color;
-}
-
-const QColor& Theme::steelDark()
-{
-    static const QColor color = opaque(steelDarkComponents);
-    return color;
-}
-
-const QColor& Theme::steelMid()
-{
-    static const QColor color = opaque(steelMidComponents);
-    return color;
-}
-
-const QColor& Theme::steelLight()
-{
-    static const QColor color = opaque(steelLightComponents);
-    return color;
-}
-
-const QColor& Theme::steelHi()
-{
-    static const QColor color = opaque(steelHiComponents);
-    return color;
 }
 
 const QLinearGradient& Theme::litGoldGradient()

@@ -52,52 +52,39 @@ QString ShowConfig::documentPath(const QDir& directory)
 ShowConfig::ShowConfig(const QDir& directory, QObject* parent)
     : QObject(parent)
     , m_directory(directory)
-    , m_show(defaultShow().show)
-    , m_channels(defaultShow().channels)
-    , m_roles(defaultShow().roles)
-    , m_oscPort(defaultShow().oscPort)
 {
     load();
 }
 
-void ShowConfig::setShow(const QString& show)
+template <typename Value>
+void ShowConfig::write(Value& stored, const Value& value, void (ShowConfig::*changed)())
 {
-    if (m_show == show) {
+    if (stored == value) {
         return;
     }
     const Operation operation(*this);
-    m_show = show;
-    Q_EMIT showChanged();
+    stored = value;
+    Q_EMIT(this->*changed)();
+}
+
+void ShowConfig::setShow(const QString& show)
+{
+    write(m_show, show, &ShowConfig::showChanged);
 }
 
 void ShowConfig::setChannels(const QStringList& channels)
 {
-    if (m_channels == channels) {
-        return;
-    }
-    const Operation operation(*this);
-    m_channels = channels;
-    Q_EMIT channelsChanged();
+    write(m_channels, channels, &ShowConfig::channelsChanged);
 }
 
 void ShowConfig::setRoles(const QList<Role>& roles)
 {
-    if (m_roles == roles) {
-        return;
-    }
-    const Operation operation(*this);
-    m_roles = roles;
-    Q_EMIT rolesChanged();
+    write(m_roles, roles, &ShowConfig::rolesChanged);
 }
 
 void ShowConfig::setOscPort(qint64 port)
 {
-    if (m_oscPort == port) {
-        return;
-    }
-    const Operation operation(*this);
-    m_oscPort = port;
-    Q_EMIT oscPortChanged();
+    write(m_oscPort, port, &ShowConfig::oscPortChanged);
 }
 
 void ShowConfig::setHasUnsavedChanges(bool unsaved)

@@ -97,6 +97,8 @@ Q_SIGNALS:
 private:
     class Operation;
 
+    template <typename Value>
+    void write(Value& stored, const Value& value, void (ShowConfig::*changed)());
     void take(const ShowFile& show);
     [[nodiscard]] Role* storedRole(const Role& role);
     void toggle(const Role& role, QStringList Role::*list, const QString& channel);

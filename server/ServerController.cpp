@@ -117,36 +117,30 @@ void ServerController::clearLog()
 
 void ServerController::setIsRunning(bool running)
 {
-    if (m_isRunning == running) {
-        return;
+    if (std::exchange(m_isRunning, running) != running) {
+        Q_EMIT isRunningChanged();
     }
-    m_isRunning = running;
-    Q_EMIT isRunningChanged();
 }
 
 void ServerController::setIsStarting(bool starting)
 {
-    if (m_isStarting == starting) {
-        return;
+    if (std::exchange(m_isStarting, starting) != starting) {
+        Q_EMIT isStartingChanged();
     }
-    m_isStarting = starting;
-    Q_EMIT isStartingChanged();
 }
 
 void ServerController::preventSleep()
 {
-    if (m_assertionID != 0) {
-        return;
+    if (m_assertionID == 0) {
+        m_assertionID = m_sleep.inhibit(QStringLiteral("Wingbell show is running"));
     }
-    m_assertionID = m_sleep.inhibit(QStringLiteral("Wingbell show is running"));
 }
 
 void ServerController::allowSleep()
 {
-    if (m_assertionID == 0) {
-        return;
+    if (m_assertionID != 0) {
+        m_sleep.release(std::exchange(m_assertionID, 0U));
     }
-    m_sleep.release(std::exchange(m_assertionID, 0U));
 }
 
 } // namespace wingbell
