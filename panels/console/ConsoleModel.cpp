@@ -138,11 +138,9 @@ void ConsoleModel::setLines(const QStringList& lines, qint64 droppedLines)
     const bool haveMoved = std::exchange(m_firstLine, droppedLines) != droppedLines;
     const qsizetype before = m_lines.size();
     const qsizetype common = std::min(before, lines.size());
-    const auto [firstOld, firstNew] =
-        std::mismatch(m_lines.cbegin(), m_lines.cbegin() + common, lines.cbegin());
-    const qsizetype unchanged = firstOld - m_lines.cbegin();
-    Q_UNUSED(firstNew)
-
+    const qsizetype unchanged =
+        std::mismatch(m_lines.cbegin(), m_lines.cbegin() + common, lines.cbegin()).first -
+        m_lines.cbegin();
     const auto row = [](qsizetype position) {
         return static_cast<int>(position);
     };

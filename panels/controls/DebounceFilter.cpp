@@ -58,15 +58,14 @@ DebounceFilter::DebounceFilter(QQuickWindow& window)
 
 bool DebounceFilter::eventFilter(QObject* /*watched*/, QEvent* event)
 {
-    if (event->type() == QEvent::KeyPress) {
+    switch (event->type()) {
+    case QEvent::KeyPress:
         return shouldDrop(static_cast<const QKeyEvent&>(*event));
-    }
-    if (event->type() == QEvent::KeyRelease) {
+    case QEvent::KeyRelease: {
         const auto& key = static_cast<const QKeyEvent&>(*event);
         m_release = {key.timestamp(), codeOf(key)};
         return false;
     }
-    switch (event->type()) {
     case QEvent::MouseButtonPress:
     case QEvent::MouseButtonDblClick:
     case QEvent::MouseMove:

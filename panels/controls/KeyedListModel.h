@@ -45,25 +45,21 @@ protected:
 private:
     static int toRow(qsizetype position) { return static_cast<int>(position); }
 
+    static bool isSameRow(const Row& one, const Row& other) { return one.key() == other.key(); }
+
     qsizetype commonAtStart(const QList<Row>& wanted) const
     {
-        const qsizetype max = std::min(m_rows.size(), wanted.size());
-        qsizetype count = 0;
-        while (count < max && m_rows.at(count).key() == wanted.at(count).key()) {
-            ++count;
-        }
-        return count;
+        const auto common = std::mismatch(
+            m_rows.cbegin(), m_rows.cend(), wanted.cbegin(), wanted.cend(), isSameRow);
+        return common.first - m_rows.cbegin();
     }
 
     qsizetype commonAtEnd(const QList<Row>& wanted, qsizetype atStart) const
     {
-        const qsizetype max = std::min(m_rows.size(), wanted.size()) - atStart;
-        qsizetype count = 0;
-        while (count < max && m_rows.at(m_rows.size() - 1 - count).key() ==
-                                  wanted.at(wanted.size() - 1 - count).key()) {
-            ++count;
-        }
-        return count;
+        const auto common = std::mismatch(
+            m_rows.crbegin(), m_rows.crend() - atStart, wanted.crbegin(), wanted.crend() - atStart,
+            isSameRow);
+        return common.first - m_rows.crbegin();
     }
 
     template <typename Stays>

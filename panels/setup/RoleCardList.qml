@@ -8,7 +8,7 @@ Item {
     id: list
 
     // Whether the cards in the view can be built within a frame.
-    readonly property bool buildsAtOnce: (visibleCards.y - visibleCards.x + 1) * config.channels.length <= 40
+    readonly property bool buildsAtOnce: (Math.min(visibleCards.y, slots.count - 1) - Math.max(visibleCards.x, 0) + 1) * config.channels.length <= 40
     // As the first card shows it, which is always built.
     property real cardHeight: 0
     required property ShowConfig config

@@ -46,7 +46,7 @@ QQuickItem* textIn(QQuickItem* root, const QString& text)
     for (QQuickItem* const item : itemsIn(root).mid(1)) {
         if (item->isVisible() &&
             (item->property("text") == text || item->property("placeholderText") == text ||
-             (item->inherits("PressArea") && item->property("name") == text))) {
+             (item->inherits("wingbell::PressArea") && item->property("name") == text))) {
             return item;
         }
     }

@@ -45,7 +45,7 @@ Item {
             compare(chips(item).map(chip => chip.name), ["Main", "Tech"]);
             for (const chip of chips(item)) {
                 compareColors(chip.tint, Theme.steelMid);
-                compareColors(chip.nameColor, Qt.color("white"));
+                compareColors(chip.textColor, Qt.color("white"));
             }
         }
         function test_aKnownNameIsDroppedAndTheFieldCleared_data() {
