@@ -55,32 +55,17 @@ Item {
         width: plain.width
         x: plain.x
 
-        sourceComponent: TextEdit {
-            id: part
+        onLoaded: {
+            const text = item as ConsoleRowSelection;
+            text.color = row.ink;
+            text.font = plain.font;
+            text.wrapMode = Qt.binding(() => plain.wrapMode);
+            text.text = Qt.binding(() => row.line);
+            text.begin = Qt.binding(() => row.selectionBegin);
+            text.end = Qt.binding(() => row.selectionEnd);
+        }
 
-            readonly property int begin: row.selectionBegin
-            readonly property int end: row.selectionEnd
-
-            function show() {
-                part.select(begin, end);
-            }
-
-            Accessible.ignored: true
-            activeFocusOnPress: false
-            color: row.ink
-            enabled: false // the console takes the pointer for all its rows
-            font: plain.font
-            persistentSelection: true
-            readOnly: true
-            selectedTextColor: "black"
-            selectionColor: Theme.gold
-            text: row.line
-            textFormat: TextEdit.PlainText
-            wrapMode: plain.wrapMode
-
-            Component.onCompleted: show()
-            onBeginChanged: show()
-            onEndChanged: show()
+        sourceComponent: ConsoleRowSelection {
         }
     }
     Loader {
@@ -89,10 +74,11 @@ Item {
         anchors.leftMargin: 4
         anchors.rightMargin: 4
 
+        onLoaded: (item as InsetPlate).outline = Qt.binding(() => row.isWhole ? Theme.steelHi : Theme.gold)
+
         sourceComponent: InsetPlate {
             cornerRadius: 2
             fill: "transparent"
-            outline: row.isWhole ? Theme.steelHi : Theme.gold
             outlineWidth: 1
         }
     }
