@@ -56,13 +56,28 @@ public:
     [[nodiscard]] static QColor steelHi() { return opaque(steelHiComponents); }
 
     /// From the top edge of the filled area to its bottom edge: gold lit from above and below.
-    [[nodiscard]] static const QLinearGradient& litGoldGradient();
+    [[nodiscard]] static QLinearGradient litGoldGradient()
+    {
+        QLinearGradient lit(0.0, 0.0, 0.0, 1.0);
+        lit.setCoordinateMode(QGradient::ObjectMode);
+        lit.setStops({{0.0, steelHi()}, {0.5, gold()}, {1.0, steelHi()}});
+        return lit;
+    }
 
     /// `color` at `opacity` from 0 to 1.
-    [[nodiscard]] Q_INVOKABLE static QColor faded(const QColor& color, double opacity);
+    [[nodiscard]] Q_INVOKABLE static QColor faded(QColor color, double opacity)
+    {
+        color.setAlphaF(static_cast<float>(opacity));
+        return color;
+    }
 
 private:
-    [[nodiscard]] static QColor opaque(const Components& components);
+    [[nodiscard]] static QColor opaque(const Components& components)
+    {
+        return QColor::fromRgbF(
+            static_cast<float>(components.red), static_cast<float>(components.green),
+            static_cast<float>(components.blue));
+    }
 };
 
 } // namespace wingbell

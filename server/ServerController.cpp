@@ -1,7 +1,6 @@
 #include "server/ServerController.h"
 
 #include "server/ServerProcess.h"
-#include "server/SleepInhibitor.h"
 
 #include <QCoreApplication>
 #include <QDir>

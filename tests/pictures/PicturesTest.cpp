@@ -1,7 +1,7 @@
 #include "app/ContentModels.h"
 #include "look/Theme.h"
 #include "panels/console/ConsoleModel.h"
-#include "server/SleepInhibitor.h"
+#include "server/ServerController.h"
 #include "tests/TestProgram.h"
 #include "tests/fixtures/ChildProcesses.h"
 #include "tests/pictures/PictureComparison.h"
