@@ -32,7 +32,7 @@ Item {
         anchors.top: power.top
         objectName: "consolePanel"
 
-        lines: ConsoleLines {
+        lines: ConsoleModel {
             server: strip.models.server
         }
     }

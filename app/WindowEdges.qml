@@ -4,79 +4,44 @@ import QtQuick
 // press: a tap is over before the window manager takes hold, and the window would stick to the
 // pointer.
 Item {
-    id: frame
-
-    readonly property real corner: 12
-    readonly property real thickness: 5
-
     signal dragged(int edges)
 
-    Edge {
-        cursorShape: Qt.SizeVerCursor
-        edges: Qt.TopEdge
-        height: frame.thickness
-        width: frame.width
-    }
-    Edge {
-        anchors.bottom: parent.bottom
-        cursorShape: Qt.SizeVerCursor
-        edges: Qt.BottomEdge
-        height: frame.thickness
-        width: frame.width
-    }
-    Edge {
-        cursorShape: Qt.SizeHorCursor
-        edges: Qt.LeftEdge
-        height: frame.height
-        width: frame.thickness
-    }
-    Edge {
-        anchors.right: parent.right
-        cursorShape: Qt.SizeHorCursor
-        edges: Qt.RightEdge
-        height: frame.height
-        width: frame.thickness
-    }
-    Edge {
-        cursorShape: Qt.SizeFDiagCursor
-        edges: Qt.TopEdge | Qt.LeftEdge
-        height: frame.thickness
-        width: frame.corner
-    }
-    Edge {
-        anchors.right: parent.right
-        cursorShape: Qt.SizeBDiagCursor
-        edges: Qt.TopEdge | Qt.RightEdge
-        height: frame.thickness
-        width: frame.corner
-    }
-    Edge {
-        anchors.bottom: parent.bottom
-        cursorShape: Qt.SizeBDiagCursor
-        edges: Qt.BottomEdge | Qt.LeftEdge
-        height: frame.thickness
-        width: frame.corner
-    }
-    Edge {
-        anchors.bottom: parent.bottom
-        anchors.right: parent.right
-        cursorShape: Qt.SizeFDiagCursor
-        edges: Qt.BottomEdge | Qt.RightEdge
-        height: frame.thickness
-        width: frame.corner
+    // The corners lie over the edges.
+    Repeater {
+        model: [Qt.TopEdge, Qt.BottomEdge, Qt.LeftEdge, Qt.RightEdge, Qt.TopEdge | Qt.LeftEdge, Qt.TopEdge | Qt.RightEdge, Qt.BottomEdge | Qt.LeftEdge, Qt.BottomEdge | Qt.RightEdge]
+
+        delegate: Edge {
+        }
     }
 
     component Edge: MouseArea {
         property bool asked
-        required property int edges
+        readonly property real corner: 12
+        readonly property size frame: Qt.size(parent?.width ?? 0, parent?.height ?? 0)
+        readonly property bool isCorner: isHorizontal && isVertical
+        // Whether it moves the top or the bottom, and whether it moves a side.
+        readonly property bool isHorizontal: modelData & (Qt.TopEdge | Qt.BottomEdge)
+        readonly property bool isVertical: modelData & (Qt.LeftEdge | Qt.RightEdge)
+        required property int modelData
+        readonly property real thickness: 5
 
         acceptedButtons: Qt.LeftButton
+        cursorShape: {
+            if (!isCorner)
+                return isHorizontal ? Qt.SizeVerCursor : Qt.SizeHorCursor;
+            const falls = modelData === (Qt.TopEdge | Qt.LeftEdge) || modelData === (Qt.BottomEdge | Qt.RightEdge);
+            return falls ? Qt.SizeFDiagCursor : Qt.SizeBDiagCursor;
+        }
+        height: isHorizontal ? thickness : frame.height
+        width: isCorner ? corner : isVertical ? thickness : frame.width
+        x: modelData & Qt.RightEdge ? frame.width - width : 0
+        y: modelData & Qt.BottomEdge ? frame.height - height : 0
 
         onPositionChanged: {
             if (asked)
                 return;
             asked = true;
-            (parent as WindowEdges)?.dragged(edges);
+            (parent as WindowEdges)?.dragged(modelData);
         }
         onPressed: asked = false
     }

@@ -1,14 +1,14 @@
 #include "app/WingbellControlApp.h"
 
-#include "app/WindowIcon.h"
-#include "app/WindowLanguage.h"
 #include "desktop/BusConnection.h"
 
+#include <QFile>
 #include <QGuiApplication>
 #include <QLocale>
 #include <QQmlApplicationEngine>
 #include <QQmlExtensionPlugin>
 #include <QQuickWindow>
+#include <QSize>
 
 #include <chrono>
 #include <cstdlib>
@@ -21,19 +21,64 @@ namespace wingbell {
 
 namespace {
 
+bool isEnglish(const QString& language)
+{
+    // No language at all, "C", means the text of the views.
+    return language == u"C" || QLocale(language).language() == QLocale::English;
+}
+
 /// The toolkit waits half a minute for a session bus that takes it in and never answers. Without
 /// one it goes on at once, and so does everything here.
 void standClearOfAHangingBus()
 {
-    constexpr std::chrono::seconds patience{1};
-    if (BusConnection::hangs(BusConnection::Bus::Session, patience)) {
+    constexpr std::chrono::seconds timeout{1};
+    if (BusConnection::hangs(BusConnection::Bus::Session, timeout)) {
         qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
     }
 }
 
 } // namespace
 
-int WingbellControlApp::run(char* executable)
+std::optional<QString> WindowLanguage::catalogueFor(const QStringList& wanted)
+{
+    for (const QString& language : wanted) {
+        // English has no catalogue and yet stands in its place: "en, de" is no wish for German.
+        if (isEnglish(language)) {
+            return std::nullopt;
+        }
+        // From the most specific name to the language alone: what Austria has not got, Germany has.
+        for (qsizetype end = language.size(); end > 0; end = language.lastIndexOf(u'-', end - 1)) {
+            QString name = language.first(end);
+            name.replace(u'-', u'_');
+            const QString catalogue = u":/translations/wingbell_" % name % u".qm";
+            if (QFile::exists(catalogue)) {
+                return catalogue;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+WindowLanguage::WindowLanguage(const QStringList& wanted)
+{
+    const std::optional<QString> catalogue = catalogueFor(wanted);
+    if (catalogue && m_translator.load(*catalogue)) {
+        QCoreApplication::installTranslator(&m_translator);
+    }
+}
+
+QIcon windowIcon()
+{
+    QIcon icon;
+    for (const int size : {16, 24, 32, 48, 64}) {
+        icon.addFile(
+            QStringLiteral(":/wingbell/icons/wingbell-control-%1.png").arg(size),
+            QSize(size, size));
+    }
+    return icon;
+}
+
+int runWindow(char* executable)
 {
     // The software scene graph starts in a third of the time and memory, and leaves the graphics
     // card to the show's video.

@@ -2,5 +2,5 @@
 
 int main(int /*argc*/, char* argv[])
 {
-    return wingbell::WingbellControlApp::run(argv[0]);
+    return wingbell::runWindow(argv[0]);
 }

@@ -2,6 +2,7 @@
 
 #include <QtGlobal>
 
+#include <fcntl.h>
 #include <unistd.h>
 #include <utility>
 
@@ -49,6 +50,14 @@ private:
 
 /// Opens the null device as standard input, output or error where one of them is closed, so that
 /// no file opened later takes its number and gets our output. To be called first of all.
-void ensureStandardDescriptorsOpen();
+inline void ensureStandardDescriptorsOpen()
+{
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+        if (::fcntl(descriptor, F_GETFD) == -1) {
+            // Takes the lowest free number, which is this one.
+            (void)::open("/dev/null", O_RDWR);
+        }
+    }
+}
 
 } // namespace wingbell

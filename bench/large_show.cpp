@@ -41,7 +41,7 @@ double busyMilliseconds()
     return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
 }
 
-/// Knows the longest time in which the window answered nothing.
+/// Measures the longest time in which the window did not respond.
 class MeasuredApplication : public QGuiApplication
 {
 public:
@@ -55,12 +55,12 @@ public:
         m_isInside = true;
         const double begin = busyMilliseconds();
         const bool result = QGuiApplication::notify(receiver, event);
-        longestStep = std::max(longestStep, busyMilliseconds() - begin);
+        maxStep = std::max(maxStep, busyMilliseconds() - begin);
         m_isInside = false;
         return result;
     }
 
-    double longestStep = 0.0;
+    double maxStep = 0.0;
 
 private:
     bool m_isInside = false;
@@ -118,13 +118,13 @@ public:
         waitForFrame(0);
         print("first frame", busyMilliseconds() - begin);
         print("first frame, wall", static_cast<double>(wall.elapsed()));
-        m_application.longestStep = 0.0;
+        m_application.maxStep = 0.0;
         while (find("setup")->property("status").toInt() != 1) {
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         }
         settle();
         print("everything there", busyMilliseconds() - begin);
-        print("longest step until then", m_application.longestStep);
+        print("longest step until then", m_application.maxStep);
         print("items", static_cast<double>(itemsIn(m_view.contentItem(), {}).size()));
         print("resident MB", residentMegabytes());
     }
@@ -268,7 +268,7 @@ private:
     void repeat(const char* name, int steps, bool isScrolling, const std::function<void(int)>& act)
     {
         QList<double> times;
-        m_application.longestStep = 0.0;
+        m_application.maxStep = 0.0;
         for (int step = 0; step < steps; ++step) {
             const int before = m_frames;
             const double begin = busyMilliseconds();
@@ -285,7 +285,7 @@ private:
         const std::string label(name);
         print((label + ", median").c_str(), times.value(times.size() / 2));
         print((label + ", worst").c_str(), times.value(times.size() - 1));
-        print((label + ", longest step").c_str(), m_application.longestStep);
+        print((label + ", longest step").c_str(), m_application.maxStep);
     }
 
     void change(const char* name, const std::function<void()>& act)

@@ -1,6 +1,6 @@
 // What the brushed steel costs, by the size of the plate: printed, for a person to judge. A plate
 // of 800 by 600 points is the reference of the ratios.
-#include "look/Streaks.h"
+#include "look/BrushedSteel.h"
 
 #include <QImage>
 #include <QPainter>

@@ -58,8 +58,8 @@ milliseconds timeUntil(std::uint64_t due)
 {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     const auto left = std::chrono::microseconds(due) - now;
-    constexpr milliseconds longest = std::chrono::hours(1); // looked at again then
-    return std::clamp(std::chrono::ceil<milliseconds>(left), milliseconds(0), longest);
+    constexpr milliseconds maxDelay = std::chrono::hours(1); // looked at again then
+    return std::clamp(std::chrono::ceil<milliseconds>(left), milliseconds(0), maxDelay);
 }
 
 } // namespace

@@ -44,7 +44,7 @@ public:
     [[nodiscard]] bool isValid() const { return m_message != nullptr; }
     /// True when the call was refused or never answered.
     [[nodiscard]] bool isError() const;
-    /// True when whoever was called has, for now at least, no such object, interface or method.
+    /// True when the callee has, for now at least, no such object, interface or method.
     [[nodiscard]] bool isUnknownCall() const;
     /// The sender's unique name; empty when there is none.
     [[nodiscard]] QString sender() const;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "desktop/SleepBackend.h"
-#include "server/SleepInhibitor.h"
+#include "server/ServerController.h"
 
 #include <QHash>
 #include <QList>

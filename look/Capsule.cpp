@@ -16,26 +16,7 @@ Capsule::Capsule(QQuickItem* parent)
     : PaintedSurface(parent)
 {
     setReach(outlineWidth / 2.0);
-}
-
-void Capsule::setFill(const QColor& fill)
-{
-    if (m_fill == fill) {
-        return;
-    }
-    m_fill = fill;
-    repaint();
-    Q_EMIT fillChanged();
-}
-
-void Capsule::setOutline(const QColor& outline)
-{
-    if (m_outline == outline) {
-        return;
-    }
-    m_outline = outline;
-    repaint();
-    Q_EMIT outlineChanged();
+    connect(this, &Capsule::lookChanged, this, &QQuickItem::update);
 }
 
 void Capsule::paintSurface(QPainter& painter, const QSizeF& size)

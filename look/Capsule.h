@@ -11,20 +11,14 @@ class Capsule : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(QColor fill READ fill WRITE setFill NOTIFY fillChanged)
-    Q_PROPERTY(QColor outline READ outline WRITE setOutline NOTIFY outlineChanged)
+    Q_PROPERTY(QColor fill MEMBER m_fill NOTIFY lookChanged)
+    Q_PROPERTY(QColor outline MEMBER m_outline NOTIFY lookChanged)
 
 public:
     explicit Capsule(QQuickItem* parent = nullptr);
 
-    [[nodiscard]] const QColor& fill() const { return m_fill; }
-    void setFill(const QColor& fill);
-    [[nodiscard]] const QColor& outline() const { return m_outline; }
-    void setOutline(const QColor& outline);
-
 Q_SIGNALS:
-    void fillChanged();
-    void outlineChanged();
+    void lookChanged();
 
 protected:
     void paintSurface(QPainter& painter, const QSizeF& size) override;

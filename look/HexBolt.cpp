@@ -1,7 +1,7 @@
 #include "look/HexBolt.h"
 
 #include "look/Shadow.h"
-#include "look/Symbols.h"
+#include "look/Symbol.h"
 #include "look/Theme.h"
 
 #include <QImage>
@@ -73,8 +73,8 @@ const QImage& boltPicture(double diameter, double scale)
     if (known != pictures.cend()) {
         return known->image;
     }
-    constexpr qsizetype most = 16; // sizes, on a desk that has seen many screens
-    if (pictures.size() >= most) {
+    constexpr qsizetype maxPictures = 16; // sizes, on a desk that has seen many screens
+    if (pictures.size() >= maxPictures) {
         pictures.clear();
     }
     const double middle = middleInPixels(diameter, scale);

@@ -10,7 +10,7 @@ namespace wingbell {
 InsetPlate::InsetPlate(QQuickItem* parent)
     : PaintedSurface(parent)
 {
-    connect(this, &InsetPlate::lookChanged, this, [this] { repaint(); });
+    connect(this, &InsetPlate::lookChanged, this, &QQuickItem::update);
 }
 
 void InsetPlate::paintSurface(QPainter& painter, const QSizeF& size)

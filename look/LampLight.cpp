@@ -24,27 +24,10 @@ LampLight::LampLight(QQuickItem* parent)
 {
     setImplicitSize(diameter, diameter);
     setReach(ringWidth);
-}
-
-void LampLight::setColor(const QColor& color)
-{
-    if (m_color == color) {
-        return;
-    }
-    m_color = color;
-    repaint();
-    Q_EMIT colorChanged();
-}
-
-void LampLight::setGlowRadius(double radius)
-{
-    if (m_glowRadius == radius) {
-        return;
-    }
-    m_glowRadius = radius;
-    setReach(glowOf(m_color, radius).reach());
-    repaint();
-    Q_EMIT glowRadiusChanged();
+    connect(this, &LampLight::lookChanged, this, [this] {
+        setReach(glowOf(m_color, m_glowRadius).reach());
+        update();
+    });
 }
 
 void LampLight::paintSurface(QPainter& painter, const QSizeF& size)

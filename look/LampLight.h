@@ -11,28 +11,21 @@ class LampLight : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY colorChanged)
-    Q_PROPERTY(double glowRadius READ glowRadius WRITE setGlowRadius NOTIFY glowRadiusChanged)
+    Q_PROPERTY(QColor color MEMBER m_color NOTIFY lookChanged)
+    Q_PROPERTY(double glowRadius MEMBER m_glowRadius NOTIFY lookChanged)
 
 public:
     explicit LampLight(QQuickItem* parent = nullptr);
 
-    [[nodiscard]] const QColor& color() const { return m_color; }
-    void setColor(const QColor& color);
-    /// Of the glow's blur, in points.
-    [[nodiscard]] double glowRadius() const { return m_glowRadius; }
-    void setGlowRadius(double radius);
-
 Q_SIGNALS:
-    void colorChanged();
-    void glowRadiusChanged();
+    void lookChanged();
 
 protected:
     void paintSurface(QPainter& painter, const QSizeF& size) override;
 
 private:
     QColor m_color = Qt::white;
-    double m_glowRadius = 0.0;
+    double m_glowRadius = 0.0; ///< of the blur, in points
 };
 
 } // namespace wingbell

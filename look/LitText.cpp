@@ -1,8 +1,8 @@
 #include "look/LitText.h"
 
-#include "look/HeavyLetters.h"
 #include "look/Shadow.h"
 #include "look/Theme.h"
+#include "look/Typeface.h"
 
 #include <QFontMetricsF>
 #include <QPainterPath>
@@ -22,33 +22,11 @@ LitText::LitText(QQuickItem* parent)
     : PaintedSurface(parent)
 {
     setReach(glow().reach());
-}
-
-void LitText::setText(const QString& text)
-{
-    if (m_text == text) {
-        return;
-    }
-    m_text = text;
-    measure();
-    Q_EMIT textChanged();
-}
-
-void LitText::setFont(const QFont& font)
-{
-    if (m_font == font) {
-        return;
-    }
-    m_font = font;
-    measure();
-    Q_EMIT fontChanged();
-}
-
-void LitText::measure()
-{
-    const QFontMetricsF metrics(m_font);
-    setImplicitSize(metrics.horizontalAdvance(m_text), metrics.height());
-    repaint();
+    connect(this, &LitText::lookChanged, this, [this] {
+        const QFontMetricsF metrics(m_font);
+        setImplicitSize(metrics.horizontalAdvance(m_text), metrics.height());
+        update();
+    });
 }
 
 void LitText::paintSurface(QPainter& painter, const QSizeF& size)

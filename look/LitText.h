@@ -11,27 +11,19 @@ class LitText : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(QString text READ text WRITE setText NOTIFY textChanged)
-    Q_PROPERTY(QFont font READ font WRITE setFont NOTIFY fontChanged)
+    Q_PROPERTY(QString text MEMBER m_text NOTIFY lookChanged)
+    Q_PROPERTY(QFont font MEMBER m_font NOTIFY lookChanged)
 
 public:
     explicit LitText(QQuickItem* parent = nullptr);
 
-    [[nodiscard]] const QString& text() const { return m_text; }
-    void setText(const QString& text);
-    [[nodiscard]] const QFont& font() const { return m_font; }
-    void setFont(const QFont& font);
-
 Q_SIGNALS:
-    void textChanged();
-    void fontChanged();
+    void lookChanged();
 
 protected:
     void paintSurface(QPainter& painter, const QSizeF& size) override;
 
 private:
-    void measure();
-
     QString m_text;
     QFont m_font;
 };

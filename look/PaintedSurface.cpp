@@ -37,11 +37,6 @@ void PaintedSurface::setReach(double reach)
     update();
 }
 
-void PaintedSurface::repaint()
-{
-    update();
-}
-
 void PaintedSurface::geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry)
 {
     QQuickItem::geometryChange(newGeometry, oldGeometry);

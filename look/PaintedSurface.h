@@ -7,8 +7,8 @@
 namespace wingbell {
 
 /// An item painted in C++ with antialiasing, whose picture may reach beyond its geometry: shadows
-/// and centred outlines do. Painted in the screen's own pixels when it is new, resized or told to;
-/// kept as a picture between. Children of the item lie over the picture.
+/// and centred outlines do. Painted in the screen's own pixels when it is new, resized or told to
+/// (update()); kept as a picture between. Children of the item lie over the picture.
 class PaintedSurface : public QQuickItem
 {
     Q_OBJECT
@@ -24,9 +24,6 @@ protected:
 
     /// How far the picture reaches beyond the geometry, in points, rounded up to whole ones.
     void setReach(double reach);
-
-    /// Has the picture painted anew before the next frame.
-    void repaint();
 
     void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
     void itemChange(ItemChange change, const ItemChangeData& data) override;

@@ -1,6 +1,5 @@
 #include "look/RockerPlate.h"
 
-#include "look/HeavyLetters.h"
 #include "look/Shadow.h"
 #include "look/Theme.h"
 #include "look/Typeface.h"
@@ -21,7 +20,7 @@ constexpr double housingOutline = 2.0;
 constexpr QSizeF faceSize(142.0, 50.0);
 constexpr double faceRadius = 7.0;
 constexpr double halfOpacity = 0.9;
-constexpr double longestLabel = 65.0;
+constexpr double maxLabelWidth = 65.0;
 
 Shadow switchShadow()
 {
@@ -58,17 +57,7 @@ RockerPlate::RockerPlate(QQuickItem* parent)
 {
     setImplicitSize(housingSize.width(), housingSize.height());
     setReach(switchShadow().reach() + housingOutline / 2.0);
-    connect(this, &RockerPlate::labelsChanged, this, [this] { repaint(); });
-}
-
-void RockerPlate::setIsOn(bool on)
-{
-    if (m_isOn == on) {
-        return;
-    }
-    m_isOn = on;
-    repaint();
-    Q_EMIT isOnChanged();
+    connect(this, &RockerPlate::lookChanged, this, &QQuickItem::update);
 }
 
 void RockerPlate::paintSurface(QPainter& painter, const QSizeF& size)
@@ -133,7 +122,7 @@ QRectF RockerPlate::half(bool on) const
 QRectF RockerPlate::labelPlace(bool on) const
 {
     const QSizeF whole = labelSize(on ? m_startLabel : m_stopLabel);
-    QRectF place(QPointF(), whole * std::min(1.0, longestLabel / std::max(1.0, whole.width())));
+    QRectF place(QPointF(), whole * std::min(1.0, maxLabelWidth / std::max(1.0, whole.width())));
     place.moveCenter(half(on).center());
     place.moveTopLeft(place.topLeft().toPoint()); // sharp
     return place;

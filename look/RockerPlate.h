@@ -12,24 +12,19 @@ class RockerPlate : public wingbell::PaintedSurface
 {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(bool isOn READ isOn WRITE setIsOn NOTIFY isOnChanged)
-    Q_PROPERTY(QString stopLabel MEMBER m_stopLabel NOTIFY labelsChanged)
-    Q_PROPERTY(QString startLabel MEMBER m_startLabel NOTIFY labelsChanged)
+    Q_PROPERTY(bool isOn MEMBER m_isOn NOTIFY lookChanged)
+    Q_PROPERTY(QString stopLabel MEMBER m_stopLabel NOTIFY lookChanged)
+    Q_PROPERTY(QString startLabel MEMBER m_startLabel NOTIFY lookChanged)
 
 public:
     explicit RockerPlate(QQuickItem* parent = nullptr);
-
-    /// Which half is lit: the right one, red, when on; the left one, green, when off.
-    [[nodiscard]] bool isOn() const { return m_isOn; }
-    void setIsOn(bool on);
 
     /// Where the label of the half for that state is: in the middle of its half, and made smaller
     /// where it is too long for it.
     [[nodiscard]] QRectF labelPlace(bool on) const;
 
 Q_SIGNALS:
-    void isOnChanged();
-    void labelsChanged();
+    void lookChanged();
 
 protected:
     void paintSurface(QPainter& painter, const QSizeF& size) override;
@@ -39,7 +34,7 @@ private:
     [[nodiscard]] QRectF half(bool on) const;
     void paintHalf(QPainter& painter, bool on) const;
 
-    bool m_isOn = false;
+    bool m_isOn = false; ///< the right half is lit, red; otherwise the left one, green
     QString m_stopLabel;
     QString m_startLabel;
 };

@@ -45,21 +45,39 @@ public:
     static constexpr Components steelLightComponents = {0.7, 0.72, 0.75};
     static constexpr Components steelHiComponents = {0.93, 0.94, 0.96};
 
-    [[nodiscard]] static const QColor& gold();
-    [[nodiscard]] static const QColor& stage();
-    [[nodiscard]] static const QColor& live();
-    [[nodiscard]] static const QColor& ready();
-    [[nodiscard]] static const QColor& steelDeep();
-    [[nodiscard]] static const QColor& steelDark();
-    [[nodiscard]] static const QColor& steelMid();
-    [[nodiscard]] static const QColor& steelLight();
-    [[nodiscard]] static const QColor& steelHi();
+    [[nodiscard]] static QColor gold() { return opaque(goldComponents); }
+    [[nodiscard]] static QColor stage() { return opaque(stageComponents); }
+    [[nodiscard]] static QColor live() { return opaque(liveComponents); }
+    [[nodiscard]] static QColor ready() { return opaque(readyComponents); }
+    [[nodiscard]] static QColor steelDeep() { return opaque(steelDeepComponents); }
+    [[nodiscard]] static QColor steelDark() { return opaque(steelDarkComponents); }
+    [[nodiscard]] static QColor steelMid() { return opaque(steelMidComponents); }
+    [[nodiscard]] static QColor steelLight() { return opaque(steelLightComponents); }
+    [[nodiscard]] static QColor steelHi() { return opaque(steelHiComponents); }
 
     /// From the top edge of the filled area to its bottom edge: gold lit from above and below.
-    [[nodiscard]] static const QLinearGradient& litGoldGradient();
+    [[nodiscard]] static QLinearGradient litGoldGradient()
+    {
+        QLinearGradient lit(0.0, 0.0, 0.0, 1.0);
+        lit.setCoordinateMode(QGradient::ObjectMode);
+        lit.setStops({{0.0, steelHi()}, {0.5, gold()}, {1.0, steelHi()}});
+        return lit;
+    }
 
     /// `color` at `opacity` from 0 to 1.
-    [[nodiscard]] Q_INVOKABLE static QColor faded(const QColor& color, double opacity);
+    [[nodiscard]] Q_INVOKABLE static QColor faded(QColor color, double opacity)
+    {
+        color.setAlphaF(static_cast<float>(opacity));
+        return color;
+    }
+
+private:
+    [[nodiscard]] static QColor opaque(const Components& components)
+    {
+        return QColor::fromRgbF(
+            static_cast<float>(components.red), static_cast<float>(components.green),
+            static_cast<float>(components.blue));
+    }
 };
 
 } // namespace wingbell

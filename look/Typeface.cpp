@@ -1,7 +1,9 @@
 #include "look/Typeface.h"
 
 #include <QFontDatabase>
+#include <QFontMetricsF>
 #include <QGuiApplication>
+#include <QPainterPathStroker>
 #include <QStringList>
 
 #include <algorithm>
@@ -36,6 +38,17 @@ const QString& Typeface::monospaced()
          QStringLiteral("DejaVu Sans Mono"), QStringLiteral("Liberation Mono")},
         QFontDatabase::systemFont(QFontDatabase::FixedFont).family());
     return family;
+}
+
+QPainterPath heavyLetters(const QString& text, const QFont& font)
+{
+    QPainterPath letters;
+    letters.addText(QPointF(0.0, QFontMetricsF(font).ascent()), font, text);
+    constexpr double addedWeight = 0.04; // of the letters' size, half of it on each side of a stem
+    QPainterPathStroker stroker;
+    stroker.setWidth(addedWeight * font.pixelSize());
+    stroker.setJoinStyle(Qt::RoundJoin);
+    return letters.united(stroker.createStroke(letters));
 }
 
 } // namespace wingbell

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QFont>
 #include <QObject>
+#include <QPainterPath>
 #include <QQmlEngine>
 #include <QString>
 
@@ -22,5 +24,10 @@ public:
     /// Every character equally wide, best 0.6 of the size.
     [[nodiscard]] static const QString& monospaced();
 };
+
+/// The outlines of a line of letters a good deal heavier than in that font, whose size is in
+/// pixels, for rounded families end with bold. As long as in the font itself, with the line's top
+/// left corner at the origin.
+[[nodiscard]] QPainterPath heavyLetters(const QString& text, const QFont& font);
 
 } // namespace wingbell

@@ -1,4 +1,4 @@
-#include "model/DefaultShow.h"
+#include "model/ShowFile.h"
 
 namespace wingbell {
 

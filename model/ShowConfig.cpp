@@ -1,12 +1,21 @@
 #include "model/ShowConfig.h"
 
 #include "base/RegularFile.h"
-#include "model/DefaultShow.h"
-#include "model/HorizontalSpace.h"
+#include "model/ShowFile.h"
 
 #include <algorithm>
 
 namespace wingbell {
+
+namespace {
+
+/// Tabs and Unicode's space separators. Line breaks are no horizontal space.
+bool isHorizontalSpace(QChar character)
+{
+    return character == u'\t' || character.category() == QChar::Separator_Space;
+}
+
+} // namespace
 
 /// Lives as long as an operation; the outermost tells the end.
 class ShowConfig::Operation
@@ -43,52 +52,39 @@ QString ShowConfig::documentPath(const QDir& directory)
 ShowConfig::ShowConfig(const QDir& directory, QObject* parent)
     : QObject(parent)
     , m_directory(directory)
-    , m_show(defaultShow().show)
-    , m_channels(defaultShow().channels)
-    , m_roles(defaultShow().roles)
-    , m_oscPort(defaultShow().oscPort)
 {
     load();
 }
 
-void ShowConfig::setShow(const QString& show)
+template <typename Value>
+void ShowConfig::write(Value& stored, const Value& value, void (ShowConfig::*changed)())
 {
-    if (m_show == show) {
+    if (stored == value) {
         return;
     }
     const Operation operation(*this);
-    m_show = show;
-    Q_EMIT showChanged();
+    stored = value;
+    Q_EMIT(this->*changed)();
+}
+
+void ShowConfig::setShow(const QString& show)
+{
+    write(m_show, show, &ShowConfig::showChanged);
 }
 
 void ShowConfig::setChannels(const QStringList& channels)
 {
-    if (m_channels == channels) {
-        return;
-    }
-    const Operation operation(*this);
-    m_channels = channels;
-    Q_EMIT channelsChanged();
+    write(m_channels, channels, &ShowConfig::channelsChanged);
 }
 
 void ShowConfig::setRoles(const QList<Role>& roles)
 {
-    if (m_roles == roles) {
-        return;
-    }
-    const Operation operation(*this);
-    m_roles = roles;
-    Q_EMIT rolesChanged();
+    write(m_roles, roles, &ShowConfig::rolesChanged);
 }
 
 void ShowConfig::setOscPort(qint64 port)
 {
-    if (m_oscPort == port) {
-        return;
-    }
-    const Operation operation(*this);
-    m_oscPort = port;
-    Q_EMIT oscPortChanged();
+    write(m_oscPort, port, &ShowConfig::oscPortChanged);
 }
 
 void ShowConfig::setHasUnsavedChanges(bool unsaved)
@@ -134,9 +130,20 @@ bool ShowConfig::save()
     return true;
 }
 
+QString ShowConfig::channelName(QStringView text)
+{
+    while (!text.isEmpty() && isHorizontalSpace(text.front())) {
+        text = text.sliced(1);
+    }
+    while (!text.isEmpty() && isHorizontalSpace(text.back())) {
+        text.chop(1);
+    }
+    return text.toString();
+}
+
 void ShowConfig::addChannel(const QString& name)
 {
-    const QString channel = trimmedOfHorizontalSpace(name);
+    const QString channel = channelName(name);
     if (channel.isEmpty() || m_channels.contains(channel)) {
         return;
     }
@@ -153,7 +160,7 @@ void ShowConfig::removeChannel(const QString& name)
     const QString channel = name; // NOLINT(performance-unnecessary-copy-initialization)
     m_channels.removeAll(channel);
     Q_EMIT channelsChanged();
-    // By index, looked at anew each time: whoever is told may change the list meanwhile.
+    // By index, read again each time: a slot may change the list meanwhile.
     for (qsizetype index = 0; index < m_roles.size(); ++index) { // NOLINT(modernize-loop-convert)
         for (QStringList Role::*const list : {&Role::talk, &Role::listen}) {
             if (index < m_roles.size()) {

@@ -43,7 +43,7 @@ public:
     /// The show as a save writes it, with the roles' ids.
     [[nodiscard]] ShowFile showFile() const { return {m_show, m_channels, m_roles, m_oscPort}; }
 
-    /// Plain writes: none of them marks the show as edited; whoever edits through them does.
+    /// Plain writes: none of them marks the show as edited; the caller does.
     void setShow(const QString& show);
     void setChannels(const QStringList& channels);
     void setRoles(const QList<Role>& roles);
@@ -60,7 +60,15 @@ public:
     /// Takes `show` instead, with its roles' ids, as an edit.
     void restore(const ShowFile& show);
 
-    /// Appends the name without the horizontal space around it; a blank or known name is ignored.
+    /// The name that `text` gives a channel: without the horizontal space (tabs and Unicode space
+    /// separators) at both ends. Line breaks stay, and so does all that stands inside them.
+    [[nodiscard]] static QString channelName(QStringView text);
+    /// Whether `text` gives no name.
+    [[nodiscard]] Q_INVOKABLE static bool isBlankName(const QString& text)
+    {
+        return channelName(text).isEmpty();
+    }
+    /// Appends the channelName; a blank or known name is ignored.
     Q_INVOKABLE void addChannel(const QString& name);
     /// Takes the channel from the show and from every role. Marks an edit even if it was nowhere.
     Q_INVOKABLE void removeChannel(const QString& name);
@@ -89,6 +97,8 @@ Q_SIGNALS:
 private:
     class Operation;
 
+    template <typename Value>
+    void write(Value& stored, const Value& value, void (ShowConfig::*changed)());
     void take(const ShowFile& show);
     [[nodiscard]] Role* storedRole(const Role& role);
     void toggle(const Role& role, QStringList Role::*list, const QString& channel);

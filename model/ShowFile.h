@@ -26,6 +26,10 @@ struct ShowFile
     friend bool operator==(const ShowFile&, const ShowFile&) = default;
 };
 
+/// The built-in show: what a new store holds and what stands in for a document that cannot be read.
+/// Built once, on first use; its roles keep their identifiers for the whole run.
+[[nodiscard]] const ShowFile& defaultShow();
+
 /// The largest document that is read, in bytes. A show takes a few kilobytes; of a
 /// hostile document the parser makes some forty times its size.
 inline constexpr qsizetype maxShowDocumentSize = 8LL * 1024 * 1024;

@@ -1,16 +1,26 @@
 #include "server/ServerController.h"
 
-#include "server/ServerLookup.h"
 #include "server/ServerProcess.h"
-#include "server/SleepInhibitor.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
 
 #include <utility>
 
 namespace wingbell {
 
+std::optional<QString> ServerController::embeddedServer(const QString& executableFolder)
+{
+    const QString path = QDir::cleanPath(
+        executableFolder + QStringLiteral("/../libexec/wingbell-control/IntercomServer"));
+    return QFileInfo(path).isFile() ? std::optional(path) : std::nullopt;
+}
+
 ServerController::ServerController(ShowConfig& config, SleepInhibitor& sleep, QObject* parent)
     : ServerController(
-          config, [] { return embeddedServer(); }, sleep, parent)
+          config, [] { return embeddedServer(QCoreApplication::applicationDirPath()); }, sleep,
+          parent)
 {
 }
 
@@ -78,7 +88,7 @@ void ServerController::appendLog(const QStringList& lines)
         setIsStarting(false);
     }
     m_logLines.append(lines);
-    const qsizetype excess = m_logLines.size() - mostLogLines;
+    const qsizetype excess = m_logLines.size() - maxLogLines;
     if (excess > 0) {
         m_logLines.remove(0, excess);
         m_droppedLines += excess;
@@ -106,36 +116,30 @@ void ServerController::clearLog()
 
 void ServerController::setIsRunning(bool running)
 {
-    if (m_isRunning == running) {
-        return;
+    if (std::exchange(m_isRunning, running) != running) {
+        Q_EMIT isRunningChanged();
     }
-    m_isRunning = running;
-    Q_EMIT isRunningChanged();
 }
 
 void ServerController::setIsStarting(bool starting)
 {
-    if (m_isStarting == starting) {
-        return;
+    if (std::exchange(m_isStarting, starting) != starting) {
+        Q_EMIT isStartingChanged();
     }
-    m_isStarting = starting;
-    Q_EMIT isStartingChanged();
 }
 
 void ServerController::preventSleep()
 {
-    if (m_assertionID != 0) {
-        return;
+    if (m_assertionID == 0) {
+        m_assertionID = m_sleep.inhibit(QStringLiteral("Wingbell show is running"));
     }
-    m_assertionID = m_sleep.inhibit(QStringLiteral("Wingbell show is running"));
 }
 
 void ServerController::allowSleep()
 {
-    if (m_assertionID == 0) {
-        return;
+    if (m_assertionID != 0) {
+        m_sleep.release(std::exchange(m_assertionID, 0U));
     }
-    m_sleep.release(std::exchange(m_assertionID, 0U));
 }
 
 } // namespace wingbell

@@ -12,7 +12,24 @@
 namespace wingbell {
 
 class ServerProcess;
-class SleepInhibitor;
+
+/// Keeps the computer from falling asleep by itself while something runs; the display may sleep.
+///
+/// User-interface thread only. No call waits for anything outside the program, none fails.
+class SleepInhibitor
+{
+public:
+    SleepInhibitor() = default;
+    Q_DISABLE_COPY_MOVE(SleepInhibitor)
+    virtual ~SleepInhibitor() = default;
+
+    /// Takes one inhibition that bears `reason`, for a person to read. The identifier to release it
+    /// by; 0 when there is none to release.
+    [[nodiscard]] virtual quint32 inhibit(const QString& reason) = 0;
+
+    /// Gives back the inhibition with that identifier. An unknown identifier is ignored.
+    virtual void release(quint32 identifier) = 0;
+};
 
 /// Starts, watches and stops the one intercom server, and keeps its words.
 ///
@@ -33,7 +50,12 @@ public:
 
     /// Lines of server output that are kept. The controller's own lines count only when the next
     /// output arrives, so that the lines of a stop never push out what the server said last.
-    static constexpr qsizetype mostLogLines = 500;
+    static constexpr qsizetype maxLogLines = 500;
+
+    /// Absolute path of the `IntercomServer` that belongs to an application whose executable lies
+    /// in `executableFolder`; nothing when no file is there. Whether it can be run is not looked
+    /// at.
+    [[nodiscard]] static std::optional<QString> embeddedServer(const QString& executableFolder);
 
     /// A controller of the application's own server. `config` and `sleep`, which keeps the computer
     /// awake, must outlive it; `sleep` keeps what it holds when the controller goes.

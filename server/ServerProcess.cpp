@@ -1,7 +1,8 @@
 #include "server/ServerProcess.h"
 
-#include "server/OutputLines.h"
+#include "base/Utf8.h"
 
+#include <QRegularExpression>
 #include <QSet>
 
 #include <array>
@@ -39,6 +40,13 @@ void keepExitStatuses()
 }
 
 } // namespace
+
+std::optional<QStringList> linesOfChunk(QByteArrayView chunk)
+{
+    static const QRegularExpression lineFeed(QStringLiteral("(?<!\\r)\\n"));
+    const std::optional<QString> text = textIfUtf8(chunk);
+    return text ? std::optional(text->split(lineFeed, Qt::SkipEmptyParts)) : std::nullopt;
+}
 
 ServerProcess::ServerProcess()
 {

@@ -1,21 +1,30 @@
 #pragma once
 
+#include <QByteArrayView>
 #include <QObject>
 #include <QProcess>
 #include <QSocketNotifier>
 #include <QStringList>
 
 #include <memory>
+#include <optional>
 
 namespace wingbell {
 
+/// The lines of one chunk of a server's output: split at line feeds, empty pieces dropped, nothing
+/// trimmed. A carriage return and line feed pair is one character to a reader and splits nothing.
+/// Each chunk stands alone: nothing is carried over to the next.
+///
+/// Nothing when the chunk is not UTF-8 from end to end, also when it cuts a character in half.
+[[nodiscard]] std::optional<QStringList> linesOfChunk(QByteArrayView chunk);
+
 /// A launched child process whose output and exit are watched.
 ///
-/// It belongs to itself: it goes on draining the output, whoever listens or not, until the process
-/// has exited and its output has ended (which a grandchild may delay), and then deletes itself.
-/// Ending the program while the process runs leaves the process running; so does a terminal that is
-/// closed, since the process has a session of its own. User-interface thread only; signals come
-/// from the event loop, never from inside launch().
+/// It belongs to itself: it goes on draining the output, also when nothing listens, until the
+/// process has exited and its output has ended (which a grandchild may delay), and then deletes
+/// itself. Ending the program while the process runs leaves the process running; so does a terminal
+/// that is closed, since the process has a session of its own. User-interface thread only; signals
+/// come from the event loop, never from inside launch().
 class ServerProcess : public QObject
 {
     Q_OBJECT

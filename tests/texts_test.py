@@ -65,7 +65,7 @@ def escaping_texts(name, source):
 
 
 def views():
-    found = [view for room in ROOMS for view in sorted((ROOT / room).glob("*.qml"))]
+    found = [view for room in ROOMS for view in sorted((ROOT / room).rglob("*.qml"))]
     assert len(found) > 20, f"found {len(found)} views only: the search for them is broken"
     return found
 
@@ -125,7 +125,7 @@ def every_verbatim_text_is_still_there():
 
 def texts_stand_in_views_only():
     for room in ROOMS:
-        for source in sorted((ROOT / room).glob("*.cpp")) + sorted((ROOT / room).glob("*.h")):
+        for source in sorted((ROOT / room).rglob("*.cpp")) + sorted((ROOT / room).rglob("*.h")):
             found = re.findall(r"(?:\btr|::translate|\bQT_TR\w*)\(", source.read_text(encoding="utf-8"))
             assert not found, f"{source.name}: a text in C++ is in no catalogue"
 

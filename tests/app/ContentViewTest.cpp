@@ -1,7 +1,7 @@
+#include "look/BrushedSteel.h"
 #include "look/HexBolt.h"
 #include "look/LampLight.h"
 #include "look/LitText.h"
-#include "look/SteelTrim.h"
 #include "tests/TestProgram.h"
 #include "tests/app/ContentStage.h"
 
@@ -45,7 +45,8 @@ QQuickItem* textIn(QQuickItem* root, const QString& text)
 {
     for (QQuickItem* const item : itemsIn(root).mid(1)) {
         if (item->isVisible() &&
-            (item->property("text") == text || item->property("placeholderText") == text)) {
+            (item->property("text") == text || item->property("placeholderText") == text ||
+             (item->inherits("wingbell::PressArea") && item->property("name") == text))) {
             return item;
         }
     }

@@ -1,4 +1,4 @@
-#include "app/WindowLanguage.h"
+#include "app/WingbellControlApp.h"
 #include "look/LitText.h"
 #include "look/RockerPlate.h"
 #include "tests/TestProgram.h"

@@ -1,4 +1,4 @@
-#include "app/WindowLanguage.h"
+#include "app/WingbellControlApp.h"
 #include "tests/TestProgram.h"
 
 #include <QCoreApplication>

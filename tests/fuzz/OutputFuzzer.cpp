@@ -1,4 +1,4 @@
-#include "server/OutputLines.h"
+#include "server/ServerProcess.h"
 #include "tests/fuzz/Check.h"
 
 #include <QUtf8StringView>

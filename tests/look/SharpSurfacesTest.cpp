@@ -1,7 +1,6 @@
+#include "look/BrushedSteel.h"
 #include "look/InsetPlate.h"
 #include "look/PaintedSurface.h"
-#include "look/SteelPanelBackground.h"
-#include "look/Streaks.h"
 #include "look/Theme.h"
 #include "tests/TestProgram.h"
 

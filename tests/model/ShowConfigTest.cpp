@@ -1,5 +1,5 @@
 #include "model/ShowConfig.h"
-#include "model/DefaultShow.h"
+#include "model/ShowFile.h"
 #include "tests/TestProgram.h"
 
 #include <QSignalSpy>

@@ -1,5 +1,4 @@
 #include "model/ShowFile.h"
-#include "model/DefaultShow.h"
 #include "tests/TestProgram.h"
 
 #include <QJsonArray>

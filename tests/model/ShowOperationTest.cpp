@@ -1,5 +1,5 @@
-#include "model/DefaultShow.h"
 #include "model/ShowConfig.h"
+#include "model/ShowFile.h"
 #include "tests/TestProgram.h"
 
 #include <QSignalSpy>
@@ -19,6 +19,8 @@ private Q_SLOTS:
     void anOperationIsDoneOnceAndLast();
     void anEditThatAnOperationCausesBelongsToIt();
     void aRestoredShowIsAnEdit();
+    void aChannelsNameHasNoSpaceAtItsEnds_data();
+    void aChannelsNameHasNoSpaceAtItsEnds();
 };
 
 void ShowOperationTest::anOperationIsDoneOnceAndLast()
@@ -77,6 +79,34 @@ void ShowOperationTest::aRestoredShowIsAnEdit()
     config.restore(defaultShow());
     QCOMPARE(config.showFile(), defaultShow()); // the roles' ids too
     QVERIFY(config.hasUnsavedChanges());
+}
+
+void ShowOperationTest::aChannelsNameHasNoSpaceAtItsEnds_data()
+{
+    QTest::addColumn<QString>("given");
+    QTest::addColumn<QString>("trimmed");
+
+    const auto row = [](const char* name, const QString& given, const QString& trimmed) {
+        QTest::newRow(name) << given << trimmed;
+    };
+    row("nothing", {}, {});
+    row("plain", u"Tech"_qs, u"Tech"_qs);
+    row("spaces", u"  Tech  "_qs, u"Tech"_qs);
+    row("tabs", u"\tTech\t"_qs, u"Tech"_qs);
+    row("no-break and ideographic space", u"\u00A0\u3000Tech\u2003\u202F"_qs, u"Tech"_qs);
+    row("only spaces", u" \t\u2002 "_qs, {});
+    row("a line break stays", u" Tech\n"_qs, u"Tech\n"_qs);
+    row("a line break shields the space before it", u"Tech \n"_qs, u"Tech \n"_qs);
+    row("a line separator stays", u"Tech\u2028"_qs, u"Tech\u2028"_qs);
+    row("a carriage return stays", u"\rTech"_qs, u"\rTech"_qs);
+    row("inner space stays", u" Green  Room "_qs, u"Green  Room"_qs);
+}
+
+void ShowOperationTest::aChannelsNameHasNoSpaceAtItsEnds()
+{
+    QFETCH(const QString, given);
+    QFETCH(const QString, trimmed);
+    QCOMPARE(ShowConfig::channelName(given), trimmed);
 }
 
 WINGBELL_APPLESS_TEST(ShowOperationTest)

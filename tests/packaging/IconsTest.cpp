@@ -1,4 +1,4 @@
-#include "app/WindowIcon.h"
+#include "app/WingbellControlApp.h"
 #include "tests/TestProgram.h"
 
 #include <QFile>

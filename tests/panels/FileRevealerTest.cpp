@@ -14,7 +14,7 @@ using namespace wingbell;
 
 namespace {
 
-constexpr int patience = 30'000; // milliseconds; what is waited for takes a few, unless busy
+constexpr int timeout = 30'000; // milliseconds; what is waited for takes a few, unless busy
 
 } // namespace
 
@@ -45,7 +45,7 @@ private Q_SLOTS:
         QVERIFY(QDir(m_folder->path()).mkdir(u"a show"_qs));
         MockService manager(*m_bus, u"file-manager"_qs);
         m_revealer->reveal(m_folder->filePath(u"a show/roles.json"_qs)); // no such file
-        QTRY_VERIFY_WITH_TIMEOUT(!manager.log().isEmpty(), patience);
+        QTRY_VERIFY_WITH_TIMEOUT(!manager.log().isEmpty(), timeout);
         QCOMPARE(
             manager.finish(),
             (QStringList{asked(u"ShowItems"_qs, u"/a%20show/roles.json"_qs), u"caller left"_qs}));
@@ -56,7 +56,7 @@ private Q_SLOTS:
     {
         MockService manager(*m_bus, u"file-manager"_qs);
         m_revealer->reveal(m_folder->filePath(u"no show/at all/roles.json"_qs));
-        QTRY_VERIFY_WITH_TIMEOUT(!manager.log().isEmpty(), patience);
+        QTRY_VERIFY_WITH_TIMEOUT(!manager.log().isEmpty(), timeout);
         QCOMPARE(manager.finish(), (QStringList{asked(u"ShowFolders"_qs, {}), u"caller left"_qs}));
         QCOMPARE(m_opened, QStringList());
     }
@@ -66,7 +66,7 @@ private Q_SLOTS:
         MockService manager(
             *m_bus, u"file-manager"_qs, {u"--behaviour"_qs, u"refuse-missing-files"_qs});
         m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
-        QTRY_VERIFY_WITH_TIMEOUT(manager.log().size() >= 2, patience);
+        QTRY_VERIFY_WITH_TIMEOUT(manager.log().size() >= 3, timeout);
         QCOMPARE(
             manager.finish(), (QStringList{
                                   asked(u"ShowItems"_qs, u"/roles.json"_qs),
@@ -78,29 +78,29 @@ private Q_SLOTS:
     {
         const MockService manager(*m_bus, u"file-manager"_qs, {u"--behaviour"_qs, u"refuse"_qs});
         m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(m_opened, QStringList{m_folder->path()}, patience);
+        QTRY_COMPARE_WITH_TIMEOUT(m_opened, QStringList{m_folder->path()}, timeout);
     }
 
     void aFileManagerThatHangsIsDoneWithout()
     {
         MockService manager(*m_bus, u"file-manager"_qs, {u"--behaviour"_qs, u"hang"_qs});
         m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(m_opened, QStringList{m_folder->path()}, patience);
+        QTRY_COMPARE_WITH_TIMEOUT(m_opened, QStringList{m_folder->path()}, timeout);
         QCOMPARE(manager.log().count(asked(u"ShowItems"_qs, u"/roles.json"_qs)), 1);
     }
 
-    /// Who presses again because nothing happens would otherwise begin to wait anew each time.
+    /// A second press because nothing happens would otherwise restart the wait.
     void pressingAgainWhileItHangsPutsNothingOff()
     {
         MockService manager(*m_bus, u"file-manager"_qs, {u"--behaviour"_qs, u"hang"_qs});
-        QTimer impatience;
-        connect(&impatience, &QTimer::timeout, this, [this] {
+        QTimer presses;
+        connect(&presses, &QTimer::timeout, this, [this] {
             if (m_opened.isEmpty()) { // what is pressed later is a request of its own
                 m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
             }
         });
-        impatience.start(100);
-        QTRY_VERIFY_WITH_TIMEOUT(!m_opened.isEmpty(), patience);
+        presses.start(100);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_opened.isEmpty(), timeout);
         QCOMPARE(m_opened, QStringList{m_folder->path()});
         QCOMPARE(manager.log().count(asked(u"ShowItems"_qs, u"/roles.json"_qs)), 1);
     }
@@ -110,7 +110,7 @@ private Q_SLOTS:
         MockService manager(*m_bus, u"file-manager"_qs);
         for (int time = 1; time <= 2; ++time) {
             m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
-            QTRY_COMPARE_WITH_TIMEOUT(manager.log().count(u"caller left"_qs), time, patience);
+            QTRY_COMPARE_WITH_TIMEOUT(manager.log().count(u"caller left"_qs), time, timeout);
         }
         QCOMPARE(manager.log().count(asked(u"ShowItems"_qs, u"/roles.json"_qs)), 2);
     }
@@ -118,14 +118,14 @@ private Q_SLOTS:
     void withoutAFileManagerTheFolderIsOpened()
     {
         m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(m_opened, QStringList{m_folder->path()}, patience);
+        QTRY_COMPARE_WITH_TIMEOUT(m_opened, QStringList{m_folder->path()}, timeout);
     }
 
     void withoutABusTheFolderIsOpened()
     {
         qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
         m_revealer->reveal(m_folder->filePath(u"roles.json"_qs));
-        QTRY_COMPARE_WITH_TIMEOUT(m_opened, QStringList{m_folder->path()}, patience);
+        QTRY_COMPARE_WITH_TIMEOUT(m_opened, QStringList{m_folder->path()}, timeout);
     }
 
     void theNearestFolderThatExistsIsFound()

@@ -1,4 +1,4 @@
-#include "panels/FlowLayout.h"
+#include "panels/controls/FlowLayout.h"
 #include "tests/TestProgram.h"
 
 #include <QtTest>

@@ -1,4 +1,4 @@
-#include "panels/SaveFeedback.h"
+#include "panels/setup/ShowSetup.h"
 #include "tests/TestProgram.h"
 
 #include <QElapsedTimer>
@@ -19,8 +19,8 @@ private Q_SLOTS:
 
 void SaveFeedbackTest::aPressShowsForAMoment()
 {
-    SaveFeedback feedback;
-    QSignalSpy told(&feedback, &SaveFeedback::justSavedChanged);
+    ShowSetup feedback;
+    QSignalSpy told(&feedback, &ShowSetup::justSavedChanged);
     QVERIFY(!feedback.justSaved());
     QElapsedTimer watch;
     watch.start();
@@ -33,8 +33,8 @@ void SaveFeedbackTest::aPressShowsForAMoment()
 
 void SaveFeedbackTest::theFirstOfTwoPressesEndsTheMoment()
 {
-    SaveFeedback feedback;
-    QSignalSpy told(&feedback, &SaveFeedback::justSavedChanged);
+    ShowSetup feedback;
+    QSignalSpy told(&feedback, &ShowSetup::justSavedChanged);
     bool pressedAgain = false;
     feedback.savePressed();
     QTimer::singleShot(1000, &feedback, [&] {

@@ -1,7 +1,7 @@
-#include "panels/ShowHistory.h"
+#include "panels/setup/ShowHistory.h"
 #include "tests/TestProgram.h"
 
-#include "model/DefaultShow.h"
+#include "model/ShowFile.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>

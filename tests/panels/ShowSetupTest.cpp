@@ -1,4 +1,4 @@
-#include "panels/ShowSetup.h"
+#include "panels/setup/ShowSetup.h"
 #include "tests/TestProgram.h"
 
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "panels/WebAddress.h"
+#include "panels/console/ConsoleModel.h"
 #include "tests/TestProgram.h"
 
 #include <QtTest>
@@ -38,8 +38,8 @@ void WebAddressTest::anAddressEndsWhereItEnds_data()
     row("IPv6 in brackets", u"[https://[fe80::1]]"_qs, u"https://[fe80::1]"_qs);
     row("great letters", u"HTTPS://desk.local/"_qs, u"https://desk.local/"_qs);
     row("tab after it", card + u"\tnext"_qs, card);
-    const QString longest = u"http://desk/"_qs + QString(288, u'x');
-    row("as long as may be", longest, longest);
+    const QString maxLength = u"http://desk/"_qs + QString(288, u'x');
+    row("as long as may be", maxLength, maxLength);
 }
 
 void WebAddressTest::anAddressEndsWhereItEnds()

@@ -7,22 +7,22 @@ namespace wingbell {
 
 namespace {
 
-constexpr int mostPerChannel = 8;
-constexpr double mostPixels = 0.002;
+constexpr int maxPerChannel = 8;
+constexpr double maxPixels = 0.002;
 
 bool differs(QRgb one, QRgb other)
 {
     const int most = std::max(
         {std::abs(qRed(one) - qRed(other)), std::abs(qGreen(one) - qGreen(other)),
          std::abs(qBlue(one) - qBlue(other))});
-    return most > mostPerChannel;
+    return most > maxPerChannel;
 }
 
 } // namespace
 
 bool PictureComparison::isVisible() const
 {
-    return difference.isNull() || differing > mostPixels;
+    return difference.isNull() || differing > maxPixels;
 }
 
 PictureComparison comparePictures(const QImage& first, const QImage& second)

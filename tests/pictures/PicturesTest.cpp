@@ -1,7 +1,7 @@
 #include "app/ContentModels.h"
 #include "look/Theme.h"
-#include "panels/ConsoleLines.h"
-#include "server/SleepInhibitor.h"
+#include "panels/console/ConsoleModel.h"
+#include "server/ServerController.h"
 #include "tests/TestProgram.h"
 #include "tests/fixtures/ChildProcesses.h"
 #include "tests/pictures/PictureComparison.h"
@@ -189,7 +189,7 @@ void powerPanelFocused(Scene& scene)
 Build consoleWith(const QStringList& lines)
 {
     return [lines](Scene& scene) {
-        auto* const rows = new ConsoleLines(&scene.config);
+        auto* const rows = new ConsoleModel(&scene.config);
         const QQuickItem* const panel = scene.put(
             u"Panels/ConsolePanel"_qs, QSizeF(508.0, 232.0),
             {{u"lines"_qs, QVariant::fromValue(rows)}});

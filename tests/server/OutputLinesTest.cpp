@@ -1,4 +1,4 @@
-#include "server/OutputLines.h"
+#include "server/ServerProcess.h"
 #include "tests/TestProgram.h"
 
 #include <QtTest>

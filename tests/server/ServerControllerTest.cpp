@@ -1,5 +1,4 @@
 #include "server/ServerController.h"
-#include "server/SleepInhibitor.h"
 #include "tests/TestProgram.h"
 #include "tests/fixtures/ChildProcesses.h"
 

@@ -1,4 +1,4 @@
-#include "server/ServerLookup.h"
+#include "server/ServerController.h"
 #include "tests/TestProgram.h"
 
 #include <QDir>
@@ -8,7 +8,7 @@
 
 #include <sys/stat.h>
 
-using wingbell::embeddedServer;
+using wingbell::ServerController;
 
 class ServerLookupTest : public QObject
 {
@@ -26,39 +26,39 @@ private Q_SLOTS:
     void aFileInTheLibexecFolderIsFound()
     {
         QVERIFY(QFile(serverPath()).open(QIODevice::WriteOnly));
-        QCOMPARE(embeddedServer(binFolder()), serverPath());
+        QCOMPARE(ServerController::embeddedServer(binFolder()), serverPath());
     }
 
     void aLinkToAFileIsFound()
     {
         QVERIFY(QFile::link(u"/bin/true"_qs, serverPath()));
-        QCOMPARE(embeddedServer(binFolder()), serverPath());
+        QCOMPARE(ServerController::embeddedServer(binFolder()), serverPath());
     }
 
-    void nothingIsFoundWhereNothingIs() { QVERIFY(!embeddedServer(binFolder())); }
+    void nothingIsFoundWhereNothingIs() { QVERIFY(!ServerController::embeddedServer(binFolder())); }
 
     void aFolderIsNoServer()
     {
         QVERIFY(QDir().mkdir(serverPath()));
-        QVERIFY(!embeddedServer(binFolder()));
+        QVERIFY(!ServerController::embeddedServer(binFolder()));
     }
 
     void aPipeIsNoServer()
     {
         QCOMPARE(::mkfifo(QFile::encodeName(serverPath()).constData(), 0700), 0);
-        QVERIFY(!embeddedServer(binFolder()));
+        QVERIFY(!ServerController::embeddedServer(binFolder()));
     }
 
     void aDanglingLinkIsNoServer()
     {
         QVERIFY(QFile::link(m_root->filePath(u"gone"_qs), serverPath()));
-        QVERIFY(!embeddedServer(binFolder()));
+        QVERIFY(!ServerController::embeddedServer(binFolder()));
     }
 
     void aServerWithAnExtensionIsAnother()
     {
         QVERIFY(QFile(serverPath() + u".bin"_qs).open(QIODevice::WriteOnly));
-        QVERIFY(!embeddedServer(binFolder()));
+        QVERIFY(!ServerController::embeddedServer(binFolder()));
     }
 
 private:

@@ -95,9 +95,9 @@ TestCase {
     function laidOut(layout) {
         tryVerify(() => !isPolishScheduled(layout));
     }
-    // The item below `root` that says the text; fails where there is none.
+    // The item below `root` that says the text, as a chip does its name; fails where there is none.
     function labelled(root, type, text) {
-        const found = all(root, type).filter(item => item.text === text);
+        const found = all(root, type).filter(item => (item.text ?? item.name) === text);
         compare(found.length, 1, `one "${text}"`);
         return found[0];
     }

@@ -1,7 +1,7 @@
 #include "TestDesk.h"
 
-#include "panels/FlowLayout.h"
-#include "server/SleepInhibitor.h"
+#include "panels/controls/FlowLayout.h"
+#include "server/ServerController.h"
 #include "tests/fixtures/ChildProcesses.h"
 
 #include <QClipboard>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "model/ShowConfig.h"
-#include "panels/ConsoleLines.h"
+#include "panels/console/ConsoleModel.h"
 #include "server/ServerController.h"
 
 #include <QObject>
@@ -29,7 +29,7 @@ class TestDesk : public QObject
     QML_ELEMENT
     Q_PROPERTY(wingbell::ShowConfig* config READ config CONSTANT)
     Q_PROPERTY(wingbell::ServerController* server READ server CONSTANT)
-    Q_PROPERTY(wingbell::ConsoleLines* lines READ lines CONSTANT)
+    Q_PROPERTY(wingbell::ConsoleModel* lines READ lines CONSTANT)
 
 public:
     explicit TestDesk(QObject* parent = nullptr);
@@ -39,7 +39,7 @@ public:
     [[nodiscard]] ShowConfig* config() { return &m_config; }
     [[nodiscard]] ServerController* server() { return m_server.get(); }
     /// The console's rows, of no controller: they are what `setLines` says.
-    [[nodiscard]] ConsoleLines* lines() { return &m_lines; }
+    [[nodiscard]] ConsoleModel* lines() { return &m_lines; }
     Q_INVOKABLE void setLines(const QStringList& lines, int droppedLines = 0)
     {
         m_lines.setLines(lines, droppedLines);
@@ -100,7 +100,7 @@ private Q_SLOTS:
 private:
     QTemporaryDir m_folder;
     ShowConfig m_config;
-    ConsoleLines m_lines;
+    ConsoleModel m_lines;
     std::unique_ptr<RecordingSleepInhibitor> m_sleep;
     std::optional<QString> m_serverPath;
     std::unique_ptr<ServerController> m_server;

@@ -38,11 +38,11 @@ Item {
             clickChip(labelled(item, Chip, "Main"));
             compare(channels(), "Tech");
             verify(desk.config.hasUnsavedChanges);
-            compare(chips(item).map(chip => chip.text), ["Tech"]);
+            compare(chips(item).map(chip => chip.name), ["Tech"]);
         }
         function test_aChipShowsItsChannel() {
             const item = editor();
-            compare(chips(item).map(chip => chip.text), ["Main", "Tech"]);
+            compare(chips(item).map(chip => chip.name), ["Main", "Tech"]);
             for (const chip of chips(item)) {
                 compareColors(chip.tint, Theme.steelMid);
                 compareColors(chip.textColor, Qt.color("white"));
@@ -77,7 +77,7 @@ Item {
             verify(desk.config.hasUnsavedChanges);
             compare(field(item).text, "");
             verify(field(item).activeFocus);
-            compare(chips(item).map(chip => chip.text), ["Main", "Tech", "Pit"]);
+            compare(chips(item).map(chip => chip.name), ["Main", "Tech", "Pit"]);
         }
         function test_addPutsTheFocusBackInTheField_data() {
             return [{
@@ -106,7 +106,7 @@ Item {
             const tech = labelled(item, Chip, "Tech");
             desk.writeShow('{"show": "S", "channels": ["Tech", "Wings"], "roles": []}');
             desk.config.load();
-            compare(chips(item).map(chip => chip.text), ["Tech", "Wings"]);
+            compare(chips(item).map(chip => chip.name), ["Tech", "Wings"]);
             compare(chips(item)[0], tech);
         }
         function test_addIsEnabledWhileThereIsAName_data() {

@@ -24,7 +24,7 @@ Item {
             height: 232
             width: 532
 
-            lines: ConsoleLines {
+            lines: ConsoleModel {
                 id: rows
             }
         }

@@ -22,12 +22,12 @@ Item {
 
             width: 300
 
-            chips: ChannelChips {
+            chips: ChannelListModel {
                 id: model
 
                 width: flow.width
             }
-            itemView: FlowChip {
+            itemView: Chip {
                 textColor: "white"
                 tint: "black"
             }
@@ -39,6 +39,7 @@ Item {
         id: chipComponent
 
         Chip {
+            place: Qt.rect(0, 0, implicitWidth, implicitHeight)
             textColor: "white"
             tint: "black"
         }
@@ -80,8 +81,8 @@ Item {
         function followsTheRule(flow) {
             const chips = all(flow, Chip);
             for (const chip of chips) {
-                compare(chip.width, chip.implicitWidth, chip.text);
-                compare(chip.height, chip.implicitHeight, chip.text);
+                compare(chip.width, chip.implicitWidth, chip.name);
+                compare(chip.height, chip.implicitHeight, chip.name);
             }
             const sizes = chips.map(chip => Qt.size(chip.implicitWidth, chip.implicitHeight));
             const wanted = desk.rowPlaces(flow.width, 8, sizes);
@@ -160,7 +161,7 @@ Item {
         function test_aChipIsAsLargeAsItsText(data) {
             reference.text = data.value;
             const chip = open(chipComponent, {
-                    "text": data.value
+                    "name": data.value
                 });
             compare(chip.width, reference.implicitWidth + 20);
             compare(chip.height, reference.implicitHeight + 10);
@@ -198,7 +199,7 @@ Item {
         }
         function test_aClickOnAChipActsOnce() {
             const chip = open(chipComponent, {
-                    "text": "Main"
+                    "name": "Main"
                 });
             clicks.target = chip;
             clicks.clear();
@@ -214,7 +215,7 @@ Item {
             const before = all(chips, Chip);
             chips.channels = ["House", "Main", "Pit", "Balcony"];
             const later = all(chips, Chip);
-            compare(later.map(chip => chip.text), ["House", "Main", "Pit", "Balcony"]);
+            compare(later.map(chip => chip.name), ["House", "Main", "Pit", "Balcony"]);
             compare(later[1], before[0]);
             compare(later[2], before[2]);
             compare(later[0].x, 0);

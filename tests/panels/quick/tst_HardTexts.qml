@@ -29,6 +29,7 @@ Item {
         id: chipComponent
 
         Chip {
+            place: Qt.rect(0, 0, implicitWidth, implicitHeight)
             textColor: "white"
             tint: Theme.steelMid
         }
@@ -156,7 +157,7 @@ Item {
         function test_aNameWithALineBreakStaysOneChip(data) {
             const item = setup("Show", ["Main", data.value, "Tech"], "Role");
             const chips = all(all(item, FlowChips)[0], Chip);
-            compare(chips.map(chip => chip.text), ["Main", data.value, "Tech"]);
+            compare(chips.map(chip => chip.name), ["Main", data.value, "Tech"]);
             compare(all(chips[1], Text)[0].text, "a\u21B5b");
             for (const chip of chips) {
                 const label = all(chip, Text)[0];
@@ -196,7 +197,7 @@ Item {
         }
         function test_anEmojiIsDrawnInItsColours() {
             const picture = grabImage(open(chipComponent, {
-                        "text": "\u{1F3AD}"
+                        "name": "\u{1F3AD}"
                     }));
             let colourful = 0;
             for (let x = 0; x < picture.width; ++x) {
@@ -280,8 +281,8 @@ Item {
             const plain = all(row, Text)[0];
             compare(plain.wrapMode, data.wrapMode);
             // A part that is selected is drawn by a text of its own.
-            item.lines.select(0, 0, ConsoleLines.Characters, false);
-            item.lines.select(0, 5, ConsoleLines.Characters, true);
+            item.lines.select(0, 0, ConsoleModel.Characters, false);
+            item.lines.select(0, 5, ConsoleModel.Characters, true);
             tryVerify(() => all(row, TextEdit).length === 1);
             compare(all(row, TextEdit)[0].wrapMode, data.wrapMode);
             compare(all(row, TextEdit)[0].contentHeight, plain.contentHeight);

@@ -22,7 +22,7 @@ Item {
                 delegate: RoleCard {
                     width: parent?.width ?? 0
                 }
-                model: RoleCards {
+                model: RoleListModel {
                     config: cards.config
                 }
             }
@@ -50,10 +50,10 @@ Item {
             return all(row, Chip);
         }
         function chip(card, title, name) {
-            return chips(card, title).filter(candidate => candidate.text === name)[0];
+            return chips(card, title).filter(candidate => candidate.name === name)[0];
         }
         function lit(card, title) {
-            return chips(card, title).filter(candidate => candidate.selected).map(candidate => candidate.text).join();
+            return chips(card, title).filter(candidate => candidate.selected).map(candidate => candidate.name).join();
         }
         function field(card) {
             return all(card, DeskField)[0];
@@ -91,7 +91,7 @@ Item {
             desk.writeShow('{"show": "S", "channels": ["Main"], "roles": [{"name": "A", "talk": ["Lost", "Main"], "listen": ["Lost"]}]}');
             desk.config.load();
             const card = cards()()[0];
-            compare(chips(card, "TALKS ON").map(item => item.text), ["Main"]);
+            compare(chips(card, "TALKS ON").map(item => item.name), ["Main"]);
             compare(lit(card, "TALKS ON"), "Main");
             compare(lit(card, "LISTENS ON"), "");
             clickChip(chips(card, "TALKS ON")[0]);
@@ -185,7 +185,7 @@ Item {
             const flow = all(card, FlowChips)[1];
             laidOut(flow);
             for (const item of all(card, Chip))
-                verify(item.mapToItem(card, item.width, 0).x <= 160 - 14 + 0.01, item.text);
+                verify(item.mapToItem(card, item.width, 0).x <= 160 - 14 + 0.01, item.name);
             const last = chips(card, "LISTENS ON")[3];
             tryCompare(card, "implicitHeight", last.mapToItem(card, 0, last.height).y + 14);
         }
@@ -215,8 +215,8 @@ Item {
             const card = cards()()[5];
             compare(field(card).text, "Director (listen only)");
             const everything = ["Main", "Tech", "Backstage", "Green Room"];
-            compare(chips(card, "TALKS ON").map(item => item.text), everything);
-            compare(chips(card, "LISTENS ON").map(item => item.text), everything);
+            compare(chips(card, "TALKS ON").map(item => item.name), everything);
+            compare(chips(card, "LISTENS ON").map(item => item.name), everything);
             for (const item of chips(card, "TALKS ON"))
                 compareColors(item.tint, Theme.steelDeep);
             compare(chips(card, "LISTENS ON").map(item => Qt.colorEqual(item.tint, Theme.gold)), [true, true, true, false]);

@@ -1,0 +1,88 @@
+#include "panels/setup/RoleListModel.h"
+#include "tests/TestProgram.h"
+
+#include <QAbstractItemModelTester>
+#include <QPersistentModelIndex>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using namespace wingbell;
+
+class RoleListModelTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void cardsKeepTheirIdentityWhenOthersComeAndGo();
+    void aRenameChangesOneCardAlone();
+    void aReloadBringsNewCards();
+    void everyCardKnowsItsStore();
+
+private:
+    static QString nameAt(const RoleListModel& cards, int row)
+    {
+        return cards.index(row).data(RoleListModel::RoleRole).value<Role>().name;
+    }
+};
+
+void RoleListModelTest::cardsKeepTheirIdentityWhenOthersComeAndGo()
+{
+    const QTemporaryDir folder;
+    ShowConfig config(QDir(folder.path()));
+    RoleListModel cards;
+    const QAbstractItemModelTester tester(&cards);
+    cards.setConfig(&config);
+    QCOMPARE(cards.rowCount(), 6);
+    const QPersistentModelIndex sound(cards.index(2));
+    const QPersistentModelIndex lighting(cards.index(1));
+    config.removeRole(config.roles().at(1));
+    config.addRole();
+    QVERIFY(!lighting.isValid());
+    QVERIFY(sound.isValid());
+    QCOMPARE(sound.row(), 1);
+    QCOMPARE(nameAt(cards, 1), u"Sound"_qs);
+    QCOMPARE(nameAt(cards, 5), u"New Role"_qs);
+}
+
+void RoleListModelTest::aRenameChangesOneCardAlone()
+{
+    const QTemporaryDir folder;
+    ShowConfig config(QDir(folder.path()));
+    RoleListModel cards;
+    cards.setConfig(&config);
+    QSignalSpy changed(&cards, &RoleListModel::dataChanged);
+    QSignalSpy removed(&cards, &RoleListModel::rowsRemoved);
+    config.renameRole(config.roles().at(3), u"Fly"_qs);
+    QCOMPARE(changed.size(), 1);
+    QCOMPARE(changed.first().first().toModelIndex().row(), 3);
+    QCOMPARE(removed.size(), 0);
+    QCOMPARE(nameAt(cards, 3), u"Fly"_qs);
+}
+
+void RoleListModelTest::aReloadBringsNewCards()
+{
+    const QTemporaryDir folder;
+    ShowConfig config(QDir(folder.path()));
+    QVERIFY(config.save());
+    RoleListModel cards;
+    cards.setConfig(&config);
+    const QPersistentModelIndex first(cards.index(0));
+    config.load();
+    QVERIFY(!first.isValid());
+    QCOMPARE(cards.rowCount(), 6);
+}
+
+void RoleListModelTest::everyCardKnowsItsStore()
+{
+    const QTemporaryDir folder;
+    ShowConfig config(QDir(folder.path()));
+    RoleListModel cards;
+    cards.setConfig(&config);
+    QCOMPARE(cards.index(0).data(RoleListModel::ConfigRole).value<ShowConfig*>(), &config);
+    QCOMPARE(cards.roleNames().value(RoleListModel::RoleRole), "role");
+    QCOMPARE(cards.roleNames().value(RoleListModel::ConfigRole), "config");
+}
+
+WINGBELL_GUI_TEST(RoleListModelTest)
+#include "RoleListModelTest.moc"
