@@ -7,8 +7,6 @@
 #include "relay/osc/AnnouncementReading.h"
 #include "relay/osc/OscPacket.h"
 
-#include <QCoreApplication>
-
 #include <array>
 
 namespace wingbell {
@@ -69,37 +67,16 @@ Announcer::Announcer(
     , m_sounding(std::move(sounding))
     , m_limiter(announcementsASecond, announcementsAtOnce)
     , m_soundingOn(static_cast<std::size_t>(show.channels().size()))
-    , m_self(std::make_shared<Announcer*>(this))
 {
-    const auto play =
-        [&room, self = m_self](std::shared_ptr<AudioSource> sound, const ChannelSet& channels) {
+    m_player.emplace(
+        SpeechSynthesizer::Settings{},
+        [this, &room](std::shared_ptr<AudioSource> sound, const ChannelSet& channels) {
             room.announce(std::move(sound), channels);
-            QMetaObject::invokeMethod(
-                qApp,
-                [self, channels] {
-                    if (*self != nullptr) {
-                        (*self)->begun(channels);
-                    }
-                },
-                Qt::QueuedConnection);
-        };
-    const auto tell = [self = m_self](const SpeechReport& report) {
-        QMetaObject::invokeMethod(
-            qApp,
-            [self, report] {
-                if (*self != nullptr) {
-                    (*self)->ended(report);
-                }
-            },
-            Qt::QueuedConnection);
-    };
-    m_worker = std::make_unique<SpeechWorker>(SpeechSynthesizer::Settings{}, play, tell);
-}
-
-Announcer::~Announcer()
-{
-    stop();
-    *m_self = nullptr;
+            begun(channels);
+        },
+        [this](const PendingAnnouncement& announcement, const SpeechResult& result) {
+            ended(announcement, result);
+        });
 }
 
 void Announcer::receive()
@@ -116,7 +93,7 @@ void Announcer::receive()
 void Announcer::stop()
 {
     m_socket.close();
-    m_worker->stop();
+    m_player.reset();
 }
 
 void Announcer::handle(const OscSocket::Datagram& datagram)
@@ -147,24 +124,24 @@ void Announcer::reject(const OscError& error, const QHostAddress& sender)
         {isName ? quoted(error.subject) : error.subject}, sender);
 }
 
-void Announcer::reject(Admission why, const Announcement& announcement, const QHostAddress& sender)
+void Announcer::reject(
+    AnnouncementError error, const Announcement& announcement, const QHostAddress& sender)
 {
     const bool isThere = announcement.channel.has_value();
     const QString where = quoted(announcement.channel.value_or(QString()));
-    switch (why) {
-    case Admission::Admitted:
-    case Admission::QueueFull:
-        break;
-    case Admission::NoChannel:
+    switch (error) {
+    case AnnouncementError::NoChannel:
         return m_log.rejected(Message::NoChannels, {}, sender);
-    case Admission::TooMany:
+    case AnnouncementError::TooMany:
         return m_log.rejected(
             isThere ? Message::TooManyWaitingThere : Message::TooManyWaiting,
             {QString::number(AnnouncementQueue::maxWaitingOfASender), where}, sender);
-    case Admission::TooMuchToSay:
+    case AnnouncementError::TooMuchToSay:
         return m_log.rejected(
             isThere ? Message::TooMuchWaitingThere : Message::TooMuchWaiting,
             {QString::number(AnnouncementQueue::maxSpeechOfASender.count()), where}, sender);
+    case AnnouncementError::QueueFull:
+        break;
     }
     m_log.rejected(Message::QueueFull, {QString::number(AnnouncementQueue::maxWaiting)}, sender);
 }
@@ -175,24 +152,22 @@ void Announcer::announce(const Announcement& announcement, const QHostAddress& s
         m_log.rejected(Message::TooManyASecond, {QString::number(announcementsASecond)}, sender);
         return;
     }
-    const AnnouncementQueue::Offer offer = m_worker->announce(
+    const AnnouncementQueue::Offer offer = m_player->announce(
         {++m_lastId, m_show.setOf(announcement.channel), announcement.text.toStdString(),
          senderOf(sender)});
-    if (offer.displaced) {
-        m_log.notSpoken(
-            QString::fromStdString(offer.displaced->text), messageText(Message::Displaced));
+    if (!offer) {
+        return reject(offer.error(), announcement, sender);
     }
-    if (offer.admission == Admission::Admitted) {
-        m_log.announced(announcement, sender);
-    } else {
-        reject(offer.admission, announcement, sender);
+    if (const auto& displaced = *offer) {
+        m_log.notSpoken(QString::fromStdString(displaced->text), messageText(Message::Displaced));
     }
+    m_log.announced(announcement, sender);
 }
 
 /// Not rate-limited: who sends too much must be able to take it back.
 void Announcer::silence(const QHostAddress& sender)
 {
-    m_log.silenced(m_worker->silence(senderOf(sender)), sender);
+    m_log.silenced(m_player->silence(senderOf(sender)), sender);
 }
 
 void Announcer::begun(const ChannelSet& channels)
@@ -202,18 +177,16 @@ void Announcer::begun(const ChannelSet& channels)
 }
 
 /// No two announcements sound on one channel at a time, so whatever sounded there was this one.
-void Announcer::ended(const SpeechReport& report)
+void Announcer::ended(const PendingAnnouncement& announcement, const SpeechResult& result)
 {
-    m_soundingOn = without(m_soundingOn, report.announcement.channels);
+    m_soundingOn = without(m_soundingOn, announcement.channels);
     m_sounding(m_soundingOn);
-    const QString text = QString::fromStdString(report.announcement.text);
-    if (report.result.end == SpeechEnd::Failed) {
-        m_log.notSpoken(text, report.result.reason);
-    }
-    if (report.result.end == SpeechEnd::Cut) {
+    const QString text = QString::fromStdString(announcement.text);
+    if (!result) {
+        m_log.notSpoken(text, result.error().reason);
+    } else if (*result == SpeechEnd::Cut) {
         m_log.notSpoken(text, messageText(Message::TooLong));
-    }
-    if (report.result.end == SpeechEnd::GaveWay) {
+    } else if (*result == SpeechEnd::GaveWay) {
         m_log.notSpoken(text, messageText(Message::GaveWay));
     }
 }

@@ -5,12 +5,12 @@
 #include "relay/osc/AnnouncementReading.h"
 #include "relay/osc/OscSocket.h"
 #include "relay/sessions/ShowPatch.h"
-#include "relay/speech/SpeechWorker.h"
+#include "relay/speech/AnnouncementPlayer.h"
 
 #include <QSet>
 
 #include <functional>
-#include <memory>
+#include <optional>
 
 namespace wingbell {
 
@@ -31,7 +31,6 @@ public:
     /// Takes over the bound `socket`; borrows the others, which must outlive it.
     Announcer(
         const ShowPatch& show, OscSocket socket, Room& room, EventLog& log, Sounding sounding);
-    ~Announcer();
     Q_DISABLE_COPY_MOVE(Announcer)
 
     /// Readable when there is something to receive.
@@ -40,17 +39,18 @@ public:
     /// Takes what has arrived, a bounded part of a flood.
     void receive();
 
-    /// Takes and speaks nothing any more. Within a moment.
+    /// Takes and speaks nothing any more.
     void stop();
 
 private:
     void handle(const OscSocket::Datagram& datagram);
     void reject(const OscError& error, const QHostAddress& sender);
-    void reject(Admission why, const Announcement& announcement, const QHostAddress& sender);
+    void
+    reject(AnnouncementError error, const Announcement& announcement, const QHostAddress& sender);
     void announce(const Announcement& announcement, const QHostAddress& sender);
     void silence(const QHostAddress& sender);
     void begun(const ChannelSet& channels);
-    void ended(const SpeechReport& report);
+    void ended(const PendingAnnouncement& announcement, const SpeechResult& result);
 
     const ShowPatch& m_show;
     QSet<QString> m_channels;
@@ -60,8 +60,7 @@ private:
     RequestLimiter m_limiter;
     std::uint64_t m_lastId = 0;
     ChannelSet m_soundingOn;
-    std::shared_ptr<Announcer*> m_self; ///< what came late from the worker finds null in it
-    std::unique_ptr<SpeechWorker> m_worker;
+    std::optional<AnnouncementPlayer> m_player; ///< none once stopped
 };
 
 } // namespace wingbell

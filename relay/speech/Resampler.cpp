@@ -58,15 +58,16 @@ void appendPhase(double fraction, std::vector<float>& filter)
 } // namespace
 
 Resampler::Resampler(int inputRate)
-    : m_phases(static_cast<std::size_t>(sampleRate / std::gcd(inputRate, sampleRate)))
+    : m_inputRate(inputRate)
+    , m_phases(static_cast<std::size_t>(sampleRate / std::gcd(inputRate, sampleRate)))
     , m_stride(static_cast<std::size_t>(inputRate / std::gcd(inputRate, sampleRate)))
-    , m_input(halfTaps - 1) // silence before the first sample, so that the output has no delay
 {
     assert(inputRate >= minRate && inputRate <= maxRate);
     m_filter.reserve(m_phases * taps);
     for (std::size_t phase = 0; phase < m_phases; ++phase) {
         appendPhase(static_cast<double>(phase) / static_cast<double>(m_phases), m_filter);
     }
+    restart();
 }
 
 void Resampler::process(std::span<const float> input, std::vector<float>& output)
@@ -92,6 +93,13 @@ void Resampler::finish(std::vector<float>& output)
     if (m_phases > 1) {
         process(std::array<float, halfTaps>(), output);
     }
+    restart();
+}
+
+void Resampler::restart()
+{
+    m_input.assign(halfTaps - 1, 0.0F); // silence, so that the output has no delay
+    m_phase = 0;
 }
 
 } // namespace wingbell

@@ -25,11 +25,17 @@ public:
     /// the pieces make no difference.
     void process(std::span<const float> input, std::vector<float>& output);
 
-    /// Appends the rest; to be called once. In all there are as many samples as the duration of the
-    /// input holds, rounded up.
+    [[nodiscard]] int inputRate() const { return m_inputRate; }
+
+    /// Appends the rest, then begins again with the next audio. In all there are as many samples as
+    /// the duration of the input holds, rounded up.
     void finish(std::vector<float>& output);
 
+    /// Forgets the audio so far and begins again.
+    void restart();
+
 private:
+    int m_inputRate;
     std::size_t m_phases;        ///< places between two input samples; 1: no resampling
     std::size_t m_stride;        ///< phases from one output sample to the next
     std::vector<float> m_filter; ///< the coefficients of each phase
