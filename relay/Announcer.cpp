@@ -1,11 +1,9 @@
 #include "relay/Announcer.h"
 
+#include "base/DisplayText.h"
 #include "relay/EventLog.h"
-#include "relay/log/LineText.h"
 #include "relay/log/Messages.h"
 #include "relay/net/IpAddress.h"
-#include "relay/osc/AnnouncementReading.h"
-#include "relay/osc/OscPacket.h"
 
 #include <array>
 
@@ -15,29 +13,6 @@ namespace {
 
 /// How many datagrams are taken in a row before looking at everything else again.
 constexpr int datagramsInARow = 64;
-
-/// `first` with, or without, what is in `second`.
-ChannelSet united(const ChannelSet& first, const ChannelSet& second)
-{
-    ChannelSet result = first;
-    for (std::size_t channel = 0; channel < second.count(); ++channel) {
-        if (second.contains(channel)) {
-            result.insert(channel);
-        }
-    }
-    return result;
-}
-
-ChannelSet without(const ChannelSet& first, const ChannelSet& second)
-{
-    ChannelSet result(first.count());
-    for (std::size_t channel = 0; channel < first.count(); ++channel) {
-        if (first.contains(channel) && !second.contains(channel)) {
-            result.insert(channel);
-        }
-    }
-    return result;
-}
 
 /// Who counts as one sender: an address whatever its port, of IPv6 a network of 64 bits.
 std::string senderOf(const QHostAddress& address)
@@ -98,16 +73,15 @@ void Announcer::stop()
 
 void Announcer::handle(const OscSocket::Datagram& datagram)
 {
-    for (const OscElement& element : readOscPacket(datagram.bytes)) {
-        if (const auto* error = std::get_if<OscError>(&element)) {
-            reject(*error, datagram.sender);
+    for (const auto& message : readOscPacket(datagram.bytes)) {
+        if (!message) {
+            reject(message.error(), datagram.sender);
             continue;
         }
-        const AnnouncementReading reading =
-            readAnnouncement(std::get<OscMessage>(element), m_channels);
-        if (const auto* error = std::get_if<OscError>(&reading)) {
-            reject(*error, datagram.sender);
-        } else if (const auto* announcement = std::get_if<Announcement>(&reading)) {
+        const auto request = readOscRequest(*message, m_channels);
+        if (!request) {
+            reject(request.error(), datagram.sender);
+        } else if (const auto* announcement = std::get_if<Announcement>(&*request)) {
             announce(*announcement, datagram.sender);
         } else {
             silence(datagram.sender);
@@ -172,14 +146,14 @@ void Announcer::silence(const QHostAddress& sender)
 
 void Announcer::begun(const ChannelSet& channels)
 {
-    m_soundingOn = united(m_soundingOn, channels);
+    m_soundingOn.insert(channels);
     m_sounding(m_soundingOn);
 }
 
 /// No two announcements sound on one channel at a time, so whatever sounded there was this one.
 void Announcer::ended(const PendingAnnouncement& announcement, const SpeechResult& result)
 {
-    m_soundingOn = without(m_soundingOn, announcement.channels);
+    m_soundingOn.remove(announcement.channels);
     m_sounding(m_soundingOn);
     const QString text = QString::fromStdString(announcement.text);
     if (!result) {

@@ -2,7 +2,7 @@
 
 #include "relay/audio/Room.h"
 #include "relay/http/RequestLimiter.h"
-#include "relay/osc/AnnouncementReading.h"
+#include "relay/osc/OscRequest.h"
 #include "relay/osc/OscSocket.h"
 #include "relay/sessions/ShowPatch.h"
 #include "relay/speech/AnnouncementPlayer.h"

@@ -1,6 +1,6 @@
 #include "relay/audio/OpusReceiver.h"
 
-#include "relay/audio/TimeStretch.h"
+#include "relay/audio/Dsp.h"
 
 #include <opus.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioIo.h"
 #include "relay/audio/DelayController.h"
 #include "relay/audio/JitterBuffer.h"
 

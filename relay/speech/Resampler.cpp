@@ -1,6 +1,6 @@
 #include "relay/speech/Resampler.h"
 
-#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioIo.h"
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,7 @@
 #include "relay/speech/SpeechInput.h"
 
+#include "base/DisplayText.h"
+
 #include <QChar>
 #include <QString>
 
@@ -19,12 +21,6 @@ bool isUnspeakable(QChar character)
            character == QLatin1Char(']');
 }
 
-/// True for a byte that is not the first one of its character.
-bool continuesCharacter(char byte)
-{
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
-}
-
 bool isLetter(char character)
 {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
@@ -34,11 +30,8 @@ bool isLetter(char character)
 
 std::string speakableText(std::string_view text)
 {
-    std::size_t size = std::min(text.size(), maxSpeakableText);
-    while (size > 0 && size < text.size() && continuesCharacter(text.at(size))) {
-        --size;
-    }
-    QString line = QString::fromUtf8(text.data(), static_cast<qsizetype>(size));
+    const QByteArrayView bytes(text.data(), static_cast<qsizetype>(text.size()));
+    QString line = QString::fromUtf8(firstBytes(bytes, maxSpeakableText));
     std::replace_if(line.begin(), line.end(), isUnspeakable, QChar(QLatin1Char(' ')));
     return line.trimmed().toStdString();
 }

@@ -1,7 +1,7 @@
 #include "relay/speech/SpeechSynthesizer.h"
 
-#include "relay/audio/AudioFormat.h"
-#include "relay/confinement/ConfinementRules.h"
+#include "relay/audio/AudioIo.h"
+#include "relay/confinement/Confinement.h"
 #include "relay/log/Messages.h"
 
 #include <QFile>

@@ -43,7 +43,7 @@ QString announcing(const QString& text, const QString& where, const QString& sen
 }
 
 /// A port that was free a moment ago, for datagrams and connections; none that the system gives to
-/// whoever connects somewhere, as other tests do meanwhile.
+/// other connections, which other tests make meanwhile.
 quint16 freePort()
 {
     for (int attempt = 0; attempt < 1000; ++attempt) {
@@ -64,7 +64,7 @@ QByteArray kernelText(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/// The bytes that arrived at `port` and nobody took yet; none when nobody has that port.
+/// The bytes that arrived at `port` and have not been read yet; none if the port is not open.
 std::optional<qulonglong> bytesWaiting(quint16 port)
 {
     const QByteArray ending = ':' + QByteArray::number(port, 16).rightJustified(4, '0').toUpper();
@@ -86,7 +86,7 @@ bool sendOsc(const QString& host, quint16 port, const QStringList& rest)
     perl.start(
         QStringLiteral(WINGBELL_PERL),
         QStringList{QStringLiteral(WINGBELL_SEND_OSC), host, QString::number(port)} + rest);
-    return perl.waitForFinished(ServerUnderTest::patience) &&
+    return perl.waitForFinished(ServerUnderTest::timeout) &&
            perl.exitStatus() == QProcess::NormalExit && perl.exitCode() == 0;
 }
 
@@ -157,7 +157,7 @@ public:
         QByteArray all;
         std::array<char, 65536> bytes = {};
         pollfd waiting = {m_reader.get(), POLLIN, 0};
-        while (!all.contains(text) && ::poll(&waiting, 1, ServerUnderTest::patience) > 0) {
+        while (!all.contains(text) && ::poll(&waiting, 1, ServerUnderTest::timeout) > 0) {
             const ssize_t count = ::read(m_reader.get(), bytes.data(), bytes.size());
             if (count <= 0) {
                 break;
@@ -746,10 +746,10 @@ void IntercomServerTest::theCrewsPageAnswersWithTheFirstLine()
     QVERIFY(server.nextLine().value().startsWith(QLatin1String("On air ")));
     QTcpSocket browser;
     browser.connectToHost(QHostAddress::LocalHost, m_port);
-    QVERIFY(browser.waitForConnected(ServerUnderTest::patience));
+    QVERIFY(browser.waitForConnected(ServerUnderTest::timeout));
     // Without TLS there is one page, which says how to come in, and no other.
     browser.write("GET /api/roles HTTP/1.1\r\nHost: localhost\r\n\r\n");
-    QVERIFY(browser.waitForDisconnected(ServerUnderTest::patience));
+    QVERIFY(browser.waitForDisconnected(ServerUnderTest::timeout));
     const QByteArray answer = browser.readAll();
     QVERIFY(answer.startsWith("HTTP/1.1 200"));
     QVERIFY(answer.contains("certificate"));
@@ -1052,7 +1052,7 @@ void IntercomServerTest::itStopsWhileNobodyReadsItsOutput()
     QVERIFY(server.start({writeShow(m_port)}));
     QVERIFY(pipe.readThrough(lastOfFirst.toUtf8()).startsWith("On air "));
     pipe.fill();
-    QVERIFY(sendText(m_port, QStringLiteral("Nobody reads this")));
+    QVERIFY(sendText(m_port, QStringLiteral("This is read by no reader")));
     QTRY_COMPARE(bytesWaiting(m_port), 0);
     QVERIFY(server.isRunning());
     QElapsedTimer timer;
@@ -1091,7 +1091,7 @@ void IntercomServerTest::itStaysOnAirWhenItsOutputIsBroken()
     QVERIFY(pipe.readThrough(lastOfFirst.toUtf8()).startsWith("On air "));
     pipe.closeReader();
     for (int count = 0; count < 3; ++count) {
-        QVERIFY(sendText(m_port, QStringLiteral("Nobody can read this")));
+        QVERIFY(sendText(m_port, QStringLiteral("This cannot be read now")));
         QTRY_COMPARE(bytesWaiting(m_port), 0);
     }
     QVERIFY(server.isRunning());
@@ -1111,7 +1111,7 @@ void IntercomServerTest::itStaysOnAirWithoutAnyOutput()
     // Nothing that the server opened stands in for its output and gets the lines.
     const QString output = QStringLiteral("/proc/%1/fd/1").arg(server.processId());
     QCOMPARE(QFile::symLinkTarget(output), QStringLiteral("/dev/null"));
-    QVERIFY(sendText(m_port, QStringLiteral("Nobody can read this")));
+    QVERIFY(sendText(m_port, QStringLiteral("This cannot be read now")));
     QTRY_COMPARE(bytesWaiting(m_port), 0);
     QVERIFY(server.isRunning());
     server.signal(SIGTERM);

@@ -12,7 +12,7 @@ ServerUnderTest::ServerUnderTest()
 {
     // A test program that is killed, being late, runs no destructor.
     m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
-    // The crew's code and certificate of whoever runs the tests are not for them.
+    // The tests must not use the crew code and the certificate of the user who runs them.
     static const QTemporaryDir state;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("XDG_STATE_HOME"), state.path());
@@ -23,7 +23,7 @@ ServerUnderTest::~ServerUnderTest()
 {
     if (isRunning()) {
         m_process.kill();
-        m_process.waitForFinished(patience);
+        m_process.waitForFinished(timeout);
     }
 }
 
@@ -60,12 +60,12 @@ QString ServerUnderTest::stateFolder() const
 bool ServerUnderTest::start(const QStringList& arguments, const QString& program)
 {
     m_process.start(program.isEmpty() ? QStringLiteral(WINGBELL_SERVER) : program, arguments);
-    return m_process.waitForStarted(patience);
+    return m_process.waitForStarted(timeout);
 }
 
 std::optional<QString> ServerUnderTest::nextLine()
 {
-    const QDeadlineTimer deadline(patience);
+    const QDeadlineTimer deadline(timeout);
     for (;;) {
         m_unread += m_process.readAllStandardOutput();
         const qsizetype end = m_unread.indexOf('\n');
@@ -103,7 +103,7 @@ void ServerUnderTest::signal(int number) const
 
 std::optional<ServerUnderTest::End> ServerUnderTest::waitForEnd()
 {
-    if (isRunning() && !m_process.waitForFinished(patience)) {
+    if (isRunning() && !m_process.waitForFinished(timeout)) {
         return std::nullopt;
     }
     return End{m_process.exitStatus() == QProcess::CrashExit, m_process.exitCode()};

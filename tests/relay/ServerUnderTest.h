@@ -8,11 +8,11 @@
 /// A running IntercomServer, and what it said. Ended with its owner, and with the test
 /// program, whatever becomes of them.
 ///
-/// Every wait ends with what it waits for, or with a failure after `patience`.
+/// Every wait ends with what it waits for, or with a failure after `timeout`.
 class ServerUnderTest
 {
 public:
-    static constexpr int patience = 30'000; ///< milliseconds, for the slowest machine
+    static constexpr int timeout = 30'000; ///< milliseconds, for the slowest machine
 
     /// How a server ended: with an exit status or by a signal.
     struct End

@@ -1,5 +1,5 @@
 #include "relay/speech/AnnouncementPlayer.h"
-#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioIo.h"
 #include "relay/speech/SpokenSound.h"
 #include "tests/TestProgram.h"
 #include "tests/fixtures/ChildProcesses.h"
@@ -208,10 +208,10 @@ void AnnouncementPlayerTest::differentChannelsSoundAtTheSameTime()
         QVERIFY(played.sound);
         all.push_back(std::move(played));
     }
-    std::vector<float> tick(maxCycleSamples);
+    std::vector<float> block(maxCycleSamples);
     for (const Played& played : all) {
         QVERIFY(!played.sound->isFinished());
-        QVERIFY(played.sound->read(tick) > 0);
+        QVERIFY(played.sound->read(block) > 0);
     }
     // Told as they end, not as they began.
     for (std::size_t channel = channelCount; channel > 0; --channel) {
@@ -383,8 +383,8 @@ void AnnouncementPlayerTest::soundIsHeardWhileItIsMade()
     QVERIFY(announce(1, channels({0})));
     const auto played = m_played.take();
     QVERIFY(played.sound);
-    std::vector<float> tick(maxCycleSamples);
-    QVERIFY(played.sound->read(tick) > 0);
+    std::vector<float> block(maxCycleSamples);
+    QVERIFY(played.sound->read(block) > 0);
     QVERIFY(!played.sound->isFinished());
 }
 
@@ -443,8 +443,8 @@ void AnnouncementPlayerTest::soundsMayOutliveThePlayer()
     auto played = m_played.take();
     QVERIFY(played.sound);
     m_player.reset();
-    std::vector<float> tick(maxCycleSamples);
-    QVERIFY(played.sound->read(tick) > 0);
+    std::vector<float> block(maxCycleSamples);
+    QVERIFY(played.sound->read(block) > 0);
     played.sound.reset();
 }
 

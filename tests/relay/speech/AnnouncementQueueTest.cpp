@@ -215,9 +215,9 @@ void AnnouncementQueueTest::aSenderHasOnlySoMuchToSayWaitingOnAChannel()
     QVERIFY(queue.offer(longAnnouncement(++id, channels({2}))).has_value());
     QVERIFY(queue.offer(longAnnouncement(++id, channels({1}), "B")).has_value());
     // However long it is, one may always wait.
-    PendingAnnouncement longest = announcement(++id, channels({3}));
-    longest.text = std::string(100'000, 'x');
-    QVERIFY(queue.offer(longest).has_value());
+    PendingAnnouncement veryLong = announcement(++id, channels({3}));
+    veryLong.text = std::string(100'000, 'x');
+    QVERIFY(queue.offer(veryLong).has_value());
 }
 
 void AnnouncementQueueTest::oneForEveryChannelNeedsRoomOnEachOfThem()
@@ -341,7 +341,7 @@ void AnnouncementQueueTest::whenTheQueueIsFullTheLargestShareIsRefused()
     QVERIFY(
         queue.offer(announcement(100, channels({0}), "7")) ==
         failure(AnnouncementError::QueueFull));
-    // One of many equal shares gives way, the newest: the oldest have waited for longest.
+    // One of many equal shares gives way, the newest: the oldest have waited the longest time.
     const auto offer = queue.offer(announcement(101, channels({0}), "new"));
     QVERIFY(offer && *offer);
     QCOMPARE((*offer)->id, std::uint64_t{AnnouncementQueue::maxWaiting});

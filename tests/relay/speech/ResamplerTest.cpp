@@ -1,5 +1,5 @@
 #include "relay/speech/Resampler.h"
-#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioIo.h"
 #include "tests/TestProgram.h"
 #include "tests/relay/speech/Tones.h"
 

@@ -1,5 +1,5 @@
 #include "relay/speech/SpeechSynthesizer.h"
-#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioIo.h"
 #include "tests/TestProgram.h"
 #include "tests/fixtures/ChildProcesses.h"
 #include "tests/relay/speech/SpeechProgram.h"
@@ -459,10 +459,10 @@ void SpeechSynthesizerTest::espeakKnowsNoSuchVoice()
 void SpeechSynthesizerTest::espeakTakesAnyText_data()
 {
     QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<double>("shortest");
-    QTest::addColumn<double>("longest");
-    const auto row = [](const char* name, const QByteArray& text, double shortest, double longest) {
-        QTest::newRow(name) << text << shortest << longest;
+    QTest::addColumn<double>("minimum");
+    QTest::addColumn<double>("maximum");
+    const auto row = [](const char* name, const QByteArray& text, double minimum, double maximum) {
+        QTest::newRow(name) << text << minimum << maximum;
     };
     row("quotes", R"("Go" on 'cue' `five`)", 0.5, 5);
     row("a dash first", "-v de", 0.3, 3);
@@ -491,13 +491,13 @@ void SpeechSynthesizerTest::espeakTakesAnyText_data()
 void SpeechSynthesizerTest::espeakTakesAnyText()
 {
     QFETCH(QByteArray, text);
-    QFETCH(double, shortest);
-    QFETCH(double, longest);
+    QFETCH(double, minimum);
+    QFETCH(double, maximum);
     SpeechSynthesizer synthesizer(espeak());
     const SpeechResult result = speak(synthesizer, text.toStdString());
     QVERIFY2(result, qPrintable(result ? QString() : result.error().reason));
     QVERIFY2(
-        seconds(m_sound) >= shortest && seconds(m_sound) <= longest,
+        seconds(m_sound) >= minimum && seconds(m_sound) <= maximum,
         qPrintable(QString::number(seconds(m_sound))));
     QVERIFY(loudest(m_sound) > 0.05F);
 }

@@ -57,11 +57,11 @@ void SpokenSoundTest::whatIsWrittenIsReadInOrder()
     for (std::size_t begin = 0; begin < count; begin += 1001) {
         sound.append(samplesFrom(begin, std::min<std::size_t>(1001, count - begin)));
     }
-    std::vector<float> tick(maxCycleSamples);
+    std::vector<float> block(maxCycleSamples);
     std::size_t place = 0;
-    for (std::size_t taken = sound.read(tick); taken > 0; taken = sound.read(tick)) {
+    for (std::size_t taken = sound.read(block); taken > 0; taken = sound.read(block)) {
         for (std::size_t index = 0; index < taken; ++index) {
-            QVERIFY(isAt(place, tick[index]));
+            QVERIFY(isAt(place, block[index]));
             ++place;
         }
     }
@@ -71,25 +71,25 @@ void SpokenSoundTest::whatIsWrittenIsReadInOrder()
 void SpokenSoundTest::moreThanThereIsAtTheMomentIsNoEnd()
 {
     SpokenSound sound;
-    std::vector<float> tick(10, 7);
-    QCOMPARE(sound.read(tick), std::size_t{0});
+    std::vector<float> block(10, 7);
+    QCOMPARE(sound.read(block), std::size_t{0});
     sound.append(samplesFrom(0, 4));
-    QCOMPARE(sound.read(tick), std::size_t{4});
-    QCOMPARE(tick[4], 7.0F);
-    QCOMPARE(sound.read(tick), std::size_t{0});
+    QCOMPARE(sound.read(block), std::size_t{4});
+    QCOMPARE(block[4], 7.0F);
+    QCOMPARE(sound.read(block), std::size_t{0});
     QVERIFY(!sound.isFinished());
     sound.append(samplesFrom(4, 1));
-    QCOMPARE(sound.read(tick), std::size_t{1});
-    QVERIFY(isAt(4, tick[0]));
+    QCOMPARE(sound.read(block), std::size_t{1});
+    QVERIFY(isAt(4, block[0]));
 }
 
 void SpokenSoundTest::samplesBeyondFullScaleAreClipped()
 {
     SpokenSound sound;
     sound.append(std::vector<float>{2, -2, 1, -1});
-    std::vector<float> tick(4);
-    QCOMPARE(sound.read(tick), std::size_t{4});
-    QVERIFY(tick == std::vector<float>({1, -1, 1, -1}));
+    std::vector<float> block(4);
+    QCOMPARE(sound.read(block), std::size_t{4});
+    QVERIFY(block == std::vector<float>({1, -1, 1, -1}));
 }
 
 void SpokenSoundTest::readingItsEndFinishesIt()
@@ -97,20 +97,20 @@ void SpokenSoundTest::readingItsEndFinishesIt()
     SpokenSound sound;
     sound.append(samplesFrom(0, 15));
     sound.end();
-    std::vector<float> tick(10);
-    QCOMPARE(sound.read(tick), std::size_t{10});
+    std::vector<float> block(10);
+    QCOMPARE(sound.read(block), std::size_t{10});
     QVERIFY(!sound.isFinished());
-    QCOMPARE(sound.read(tick), std::size_t{5});
+    QCOMPARE(sound.read(block), std::size_t{5});
     QVERIFY(sound.isFinished());
-    QCOMPARE(sound.read(tick), std::size_t{0});
+    QCOMPARE(sound.read(block), std::size_t{0});
 }
 
 void SpokenSoundTest::anEndAfterEverythingWasReadFinishesIt()
 {
     SpokenSound sound;
     sound.append(samplesFrom(0, 10));
-    std::vector<float> tick(10);
-    QCOMPARE(sound.read(tick), std::size_t{10});
+    std::vector<float> block(10);
+    QCOMPARE(sound.read(block), std::size_t{10});
     sound.end();
     QVERIFY(sound.isFinished());
 }
@@ -127,29 +127,29 @@ void SpokenSoundTest::fadingOutEndsItWithoutAClick()
 {
     SpokenSound sound;
     sound.append(std::vector<float>(sampleRate, 0.5F));
-    std::vector<float> tick(maxCycleSamples);
-    QCOMPARE(sound.read(tick), tick.size());
-    QCOMPARE(sound.played(), tick.size());
+    std::vector<float> block(maxCycleSamples);
+    QCOMPARE(sound.read(block), block.size());
+    QCOMPARE(sound.played(), block.size());
     sound.fadeOut();
     QVERIFY(!sound.isFinished());
-    QCOMPARE(sound.read(tick), tick.size());
+    QCOMPARE(sound.read(block), block.size());
     float before = 0.5F;
-    for (const float sample : tick) {
+    for (const float sample : block) {
         QVERIFY(sample <= before && before - sample < 0.001F);
         before = sample;
     }
     QCOMPARE(before, 0.0F);
     QVERIFY(sound.isFinished());
     sound.append(std::vector<float>(sampleRate, 0.5F));
-    QCOMPARE(sound.read(tick), std::size_t{0});
+    QCOMPARE(sound.read(block), std::size_t{0});
 }
 
 void SpokenSoundTest::fadingOutEndsItAlsoBeforeThereIsAnySound()
 {
     SpokenSound sound;
     sound.fadeOut();
-    std::vector<float> tick(maxCycleSamples);
-    QCOMPARE(sound.read(tick), std::size_t{0});
+    std::vector<float> block(maxCycleSamples);
+    QCOMPARE(sound.read(block), std::size_t{0});
     QVERIFY(sound.isFinished());
 }
 
@@ -182,13 +182,13 @@ void SpokenSoundTest::oneThreadWritesWhileAnotherReads()
             }
             sound.end();
         });
-        std::vector<float> tick(maxCycleSamples);
+        std::vector<float> block(maxCycleSamples);
         std::size_t place = 0;
         bool right = true;
         while (!sound.isFinished()) {
-            const std::size_t taken = sound.read(tick);
+            const std::size_t taken = sound.read(block);
             for (std::size_t index = 0; index < taken; ++index) {
-                right = right && isAt(place, tick[index]);
+                right = right && isAt(place, block[index]);
                 ++place;
             }
         }

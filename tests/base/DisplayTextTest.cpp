@@ -1,11 +1,12 @@
-#include "relay/log/LineText.h"
+#include "base/DisplayText.h"
 #include "tests/TestProgram.h"
 
 #include <QTest>
 
+using namespace std::chrono_literals;
 using namespace wingbell;
 
-class LineTextTest : public QObject
+class DisplayTextTest : public QObject
 {
     Q_OBJECT
 
@@ -19,22 +20,25 @@ private Q_SLOTS:
     void aCharacterLongerThanTheLimitIsPartedAfterAll();
     void aLongTextIsQuotedInPart();
     void blankIsWhatShowsNothing();
+    void aDurationIsToldInHoursMinutesAndSeconds();
+    void unitsThatAreNoneAreLeftOutOfADuration();
+    void aDurationIsRoundedDown();
 };
 
-void LineTextTest::everyLineBreakBecomesASpace()
+void DisplayTextTest::everyLineBreakBecomesASpace()
 {
     QCOMPARE(
         onOneLine(u"a\nb\rc\td\ve\ff\u0085g\u2028h\u2029i"), QStringLiteral("a b c d e f g h i"));
 }
 
-void LineTextTest::controlsAreReplaced()
+void DisplayTextTest::controlsAreReplaced()
 {
     const QString text =
         QChar(u'\0') + QStringLiteral("\u001B[2J\u007F\u009B\u202Etxt\u2066\u200F");
     QCOMPARE(onOneLine(text), QStringLiteral("��[2J���txt��"));
 }
 
-void LineTextTest::invisibleCharactersAreReplaced_data()
+void DisplayTextTest::invisibleCharactersAreReplaced_data()
 {
     QTest::addColumn<uint>("character");
     for (const uint character : {0x00ADU,  0x034FU,  0x115FU,  0x180EU,  0x200BU,  0x200CU, 0x200DU,
@@ -44,7 +48,7 @@ void LineTextTest::invisibleCharactersAreReplaced_data()
     }
 }
 
-void LineTextTest::invisibleCharactersAreReplaced()
+void DisplayTextTest::invisibleCharactersAreReplaced()
 {
     QFETCH(const uint, character);
     QString text = QStringLiteral("Ma");
@@ -53,14 +57,14 @@ void LineTextTest::invisibleCharactersAreReplaced()
     QCOMPARE(onOneLine(text), QStringLiteral("Ma\uFFFDin"));
 }
 
-void LineTextTest::textThatDisturbsNothingStays()
+void DisplayTextTest::textThatDisturbsNothingStays()
 {
     const QString text =
         QStringLiteral("Bühne \"A\" 👩‍🚀 👩🏽‍⚕️ ❤️‍🔥 שלום %1 \\n");
     QCOMPARE(onOneLine(text), text);
 }
 
-void LineTextTest::charactersAreCountedAsCodePoints()
+void DisplayTextTest::charactersAreCountedAsCodePoints()
 {
     QCOMPARE(firstCharacters(u"🎭🎭🎭", 2), QStringView(u"🎭🎭"));
     QCOMPARE(firstCharacters(u"🎭🎭", 2), QStringView(u"🎭🎭"));
@@ -68,19 +72,19 @@ void LineTextTest::charactersAreCountedAsCodePoints()
     QCOMPARE(firstCharacters(u"ae\u0301b", 2), QStringView(u"a"));
 }
 
-void LineTextTest::aCharacterLongerThanTheLimitIsPartedAfterAll()
+void DisplayTextTest::aCharacterLongerThanTheLimitIsPartedAfterAll()
 {
     QCOMPARE(firstCharacters(u"e\u0301\u0301\u0301", 2), QStringView(u"e\u0301"));
 }
 
-void LineTextTest::aLongTextIsQuotedInPart()
+void DisplayTextTest::aLongTextIsQuotedInPart()
 {
     QCOMPARE(quoted(u"Stage"), QStringLiteral("\"Stage\""));
     QCOMPARE(quoted(u"Stage", 5), QStringLiteral("\"Stage\""));
     QCOMPARE(quoted(u"Stage", 4), QStringLiteral("\"Stag…\""));
 }
 
-void LineTextTest::blankIsWhatShowsNothing()
+void DisplayTextTest::blankIsWhatShowsNothing()
 {
     QVERIFY(isBlank(u""));
     QVERIFY(isBlank(u" \t\n\u00A0\u3000\u200B\u0007"));
@@ -88,5 +92,27 @@ void LineTextTest::blankIsWhatShowsNothing()
     QVERIFY(!isBlank(u"🎭"));
 }
 
-WINGBELL_APPLESS_TEST(LineTextTest)
-#include "LineTextTest.moc"
+void DisplayTextTest::aDurationIsToldInHoursMinutesAndSeconds()
+{
+    QCOMPARE(durationInWords(192s), QStringLiteral("3 minutes 12 seconds"));
+    QCOMPARE(durationInWords(1h + 1min + 1s), QStringLiteral("1 hour 1 minute 1 second"));
+    QCOMPARE(durationInWords(30h + 59min + 59s), QStringLiteral("30 hours 59 minutes 59 seconds"));
+}
+
+void DisplayTextTest::unitsThatAreNoneAreLeftOutOfADuration()
+{
+    QCOMPARE(durationInWords(2s), QStringLiteral("2 seconds"));
+    QCOMPARE(durationInWords(1min), QStringLiteral("1 minute"));
+    QCOMPARE(durationInWords(2h + 5s), QStringLiteral("2 hours 5 seconds"));
+}
+
+void DisplayTextTest::aDurationIsRoundedDown()
+{
+    QCOMPARE(durationInWords(1999ms), QStringLiteral("1 second"));
+    QCOMPARE(durationInWords(999ms), QStringLiteral("less than a second"));
+    QCOMPARE(durationInWords(0ms), QStringLiteral("less than a second"));
+    QCOMPARE(durationInWords(-5s), QStringLiteral("less than a second"));
+}
+
+WINGBELL_APPLESS_TEST(DisplayTextTest)
+#include "DisplayTextTest.moc"
