@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <fcntl.h>
 #include <linux/close_range.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -25,9 +26,13 @@ namespace {
 /// In bytes: how much of what the program complains about is told.
 constexpr qsizetype maxComplaint = 200;
 
-/// In bytes: how much of the sound is decoded before everything else on the event loop has its
-/// turn. At the usual 22050 Hz that is 186 ms of sound and less than a millisecond of work.
-constexpr qsizetype maxPiece = 8192;
+/// In bytes: how much of the sound is decoded at once. At the usual 22050 Hz that is 186 ms of
+/// sound and less than a millisecond of work.
+constexpr std::size_t maxPiece = 8192;
+
+/// After each piece. A thread that sleeps most of the time is scheduled at once when a request
+/// comes, even on a busy computer; the sound is still made dozens of times faster than it plays.
+constexpr std::chrono::milliseconds pauseTime{2};
 
 /// How much of the silence before the first sound is kept, so that its onset is not cut.
 constexpr std::size_t keptSilence(int rate)
@@ -66,10 +71,12 @@ SpeechResult notStarted(const QString& name, const QString& reason)
                             : failed(Message::NotStarted, {name, reason});
 }
 
-/// Makes the child inherit nothing but its three pipes and confines it. Runs between vfork and
-/// exec, in our memory and with any lock held by another thread: system calls only.
-void prepareChild(const Confinement* confinement)
+/// Makes the child write to `output`, inherit nothing but its three pipes and confines it. Runs
+/// between vfork and exec, in our memory and with any lock held by another thread: system calls
+/// only.
+void prepareChild(const Confinement* confinement, int output)
 {
+    (void)::dup2(output, STDOUT_FILENO);
     // All zero is SIG_DFL, without flags and mask, on every kind of machine.
     constexpr std::array<unsigned long, 8> usual = {};
     constexpr std::size_t maskBytes = 8;
@@ -108,9 +115,11 @@ SpeechSynthesizer::SpeechSynthesizer(Settings settings)
         m_confinement = speechConfinement(programPath(m_settings.program).value_or(std::string()));
     }
     const Confinement* const confinement = m_confinement ? &*m_confinement : nullptr;
-    m_process.setChildProcessModifier([confinement] { prepareChild(confinement); });
+    m_process.setStandardOutputFile(QProcess::nullDevice());
+    m_process.setChildProcessModifier(
+        [this, confinement] { prepareChild(confinement, m_childOutput.get()); });
 
-    for (QTimer* const timer : {&m_idleTimeout, &m_totalTimeout, &m_readMore}) {
+    for (QTimer* const timer : {&m_idleTimeout, &m_totalTimeout, &m_pause}) {
         timer->setSingleShot(true);
     }
     m_idleTimeout.setInterval(m_settings.limits.idle);
@@ -118,14 +127,18 @@ SpeechSynthesizer::SpeechSynthesizer(Settings settings)
     for (const QTimer* const timer : {&m_idleTimeout, &m_totalTimeout}) {
         connect(timer, &QTimer::timeout, this, [this] { finish(failed(Message::Hung, {m_name})); });
     }
-    connect(&m_readMore, &QTimer::timeout, this, [this] { readOutput(); });
+    m_pause.setInterval(pauseTime);
+    m_pause.setTimerType(Qt::PreciseTimer);
+    connect(&m_pause, &QTimer::timeout, this, [this] { readOutput(); });
     connect(&m_process, &QProcess::bytesWritten, this, [this] { m_idleTimeout.start(); });
-    connect(
-        &m_process, &QProcess::readyReadStandardOutput, &m_readMore, qOverload<>(&QTimer::start));
     connect(&m_process, &QProcess::readyReadStandardError, this, [this] {
         m_complaint += m_process.readAllStandardError().left(maxComplaint - m_complaint.size());
     });
-    connect(&m_process, &QProcess::finished, &m_readMore, qOverload<>(&QTimer::start));
+    connect(&m_process, &QProcess::finished, this, [this] {
+        if (!m_pause.isActive()) {
+            readOutput();
+        }
+    });
     connect(&m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
         if (error == QProcess::FailedToStart) {
             // "execve: Exec format error", of which a person needs the end.
@@ -167,38 +180,58 @@ void SpeechSynthesizer::runProgram(const std::string& voice)
     if (const int error = whyNotRunnable(path); error != 0) {
         return finish(notStarted(m_name, error == ENOENT ? QString() : qt_error_string(error)));
     }
+    if (!openOutput()) {
+        return finish(notStarted(m_name, qt_error_string(errno)));
+    }
     m_idleTimeout.start();
     m_totalTimeout.start();
     m_process.start(
         path, {QStringLiteral("--stdin"), QStringLiteral("--stdout"), QStringLiteral("-b"),
                QStringLiteral("1"), QStringLiteral("-v"), QString::fromStdString(voice)});
+    m_childOutput = FileDescriptor();
     m_process.write(m_text.data(), static_cast<qint64>(m_text.size()));
     m_process.closeWriteChannel();
 }
 
-/// Reads one piece; the rest when everything else on the event loop has had its turn.
+bool SpeechSynthesizer::openOutput()
+{
+    std::array<int, 2> ends = {};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+        return false;
+    }
+    m_output = FileDescriptor(ends[0]);
+    m_childOutput = FileDescriptor(ends[1]);
+    (void)::fcntl(m_output.get(), F_SETFL, O_NONBLOCK);
+    m_outputNotifier.emplace(m_output.get(), QSocketNotifier::Read);
+    connect(&*m_outputNotifier, &QSocketNotifier::activated, this, [this] { readOutput(); });
+    return true;
+}
+
+/// Reads one piece. It was the last one if nothing is left and the program is gone; another process
+/// may still keep the pipe open.
 void SpeechSynthesizer::readOutput()
 {
     if (m_result) {
         return;
     }
-    const QByteArray bytes = m_process.read(maxPiece);
-    if (!bytes.isEmpty()) {
+    m_outputNotifier->setEnabled(false);
+    std::array<std::uint8_t, maxPiece> piece;
+    const ssize_t size = ::read(m_output.get(), piece.data(), piece.size());
+    if (size > 0) {
         m_idleTimeout.start();
-        decode(bytes);
-    }
-    if (m_process.bytesAvailable() > 0) {
-        m_readMore.start();
-    } else if (!m_result && m_process.state() == QProcess::NotRunning) {
+        m_pause.start();
+        decode(std::span(piece).first(static_cast<std::size_t>(size)));
+    } else if (m_process.state() == QProcess::NotRunning) {
         finish(resultOfExit());
+    } else if (size < 0) {
+        m_outputNotifier->setEnabled(true);
     }
 }
 
-void SpeechSynthesizer::decode(const QByteArray& bytes)
+void SpeechSynthesizer::decode(std::span<const std::uint8_t> bytes)
 {
     std::vector<std::int16_t> samples;
-    const auto* const begin = reinterpret_cast<const std::uint8_t*>(bytes.constData());
-    if (!m_decoding.wav.take({begin, static_cast<std::size_t>(bytes.size())}, samples)) {
+    if (!m_decoding.wav.take(bytes, samples)) {
         return finish(failed(Message::NotWav, {m_name}));
     }
     if (samples.empty()) {
@@ -279,6 +312,9 @@ void SpeechSynthesizer::finish(const SpeechResult& result)
 
 void SpeechSynthesizer::end()
 {
+    m_pause.stop();
+    m_outputNotifier.reset();
+    m_output = FileDescriptor();
     m_process.kill();
     m_process.waitForFinished(-1);
     if (m_isVoiceRefused && m_voice != englishVoice) {

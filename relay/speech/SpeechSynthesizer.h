@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/FileDescriptor.h"
 #include "base/Result.h"
 #include "relay/confinement/Confinement.h"
 #include "relay/speech/Resampler.h"
@@ -9,6 +10,7 @@
 
 #include <QByteArray>
 #include <QProcess>
+#include <QSocketNotifier>
 #include <QString>
 #include <QTimer>
 
@@ -57,7 +59,8 @@ using SpeechResult = Result<SpeechEnd, SpeechError>;
 [[nodiscard]] std::optional<std::string> programPath(const std::string& program);
 
 /// Text to speech: runs espeak-ng, or a program that is called like it, as a child process. Driven
-/// by the event loop of its thread, which it never holds up for more than a piece of the sound.
+/// by the event loop of its thread, which it does not hold up: it decodes the sound in small pieces
+/// with pauses, and backpressure on the pipe makes the program wait.
 ///
 /// The child inherits no other descriptor and no blocked or ignored signal. It is killed when the
 /// sound is too long, after a timeout, and with the synthesizer.
@@ -92,11 +95,12 @@ public:
 private:
     void runProgram(const std::string& voice);
     void readOutput();
-    void decode(const QByteArray& bytes);
+    void decode(std::span<const std::uint8_t> bytes);
     void flushResampler();
     void giveSamples();
     void finish(const SpeechResult& result);
     void end();
+    [[nodiscard]] bool openOutput();
     [[nodiscard]] SpeechResult resultOfExit();
 
     /// The sound of one run of the program, on its way from bytes to samples.
@@ -115,7 +119,11 @@ private:
     QProcess m_process;
     QTimer m_idleTimeout;
     QTimer m_totalTimeout;
-    QTimer m_readMore; ///< fires once everything else has had its turn
+    QTimer m_pause; ///< after each piece of its output
+    /// A pipe of our own, because QProcess would read without a limit.
+    FileDescriptor m_output;
+    FileDescriptor m_childOutput;                    ///< the end for the child, while it is started
+    std::optional<QSocketNotifier> m_outputNotifier; ///< enabled while there is nothing to read
 
     // Of the present text and the present run.
     std::string m_text;
