@@ -16,15 +16,15 @@ namespace wingbell {
 
 class EventLog;
 
-/// From an OSC packet to speech in the crew's ears. Main thread only.
+/// Receives OSC packets and has the announcements in them spoken in the room. Main thread only.
 class Announcer
 {
 public:
-    /// Tells on which channels announcements sound now.
+    /// Takes the channels on which announcements sound now.
     using Sounding = std::function<void(const ChannelSet&)>;
 
-    /// So many a second from one address, and so many at once: a cue player that runs wild, or a
-    /// prank, must not fill the queue for everybody. A cue list in earnest stays far below.
+    /// The rate limit for one sender, a token bucket: a cue player that runs wild, or a prank, must
+    /// not fill the queue for the others. An ordinary cue list stays far below.
     static constexpr double announcementsASecond = 4;
     static constexpr int announcementsAtOnce = 16;
 
@@ -36,7 +36,7 @@ public:
     /// Readable when there is something to receive.
     [[nodiscard]] int descriptor() const { return m_socket.descriptor(); }
 
-    /// Takes what has arrived, a bounded part of a flood.
+    /// Handles the packets that have arrived, a bounded number of them.
     void receive();
 
     /// Takes and speaks nothing any more.

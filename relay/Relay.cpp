@@ -102,8 +102,6 @@ Relay::Relay(Parts parts, MediaLibrary& media, int stopDescriptor, LineWriter& o
     m_mixer->waitUntilRunning();
 }
 
-Relay::~Relay() = default;
-
 void Relay::run()
 {
     tellOnAir();

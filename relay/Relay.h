@@ -39,7 +39,6 @@ public:
     /// Takes over `parts`; borrows the others, which must outlive it. `stopDescriptor` is readable
     /// when the show is to end. Starts the mixer.
     Relay(Parts parts, MediaLibrary& media, int stopDescriptor, LineWriter& output);
-    ~Relay();
     Q_DISABLE_COPY_MOVE(Relay)
 
     /// Returns within a second after the stop signal. A slow, stuck or closed reader of the output

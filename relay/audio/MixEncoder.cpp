@@ -57,8 +57,6 @@ MixEncoder::MixEncoder(std::size_t samplesPerCycle)
     opus_encoder_ctl(encoder, OPUS_SET_DTX(0));
 }
 
-MixEncoder::~MixEncoder() = default;
-
 std::span<const std::uint8_t> MixEncoder::encode(std::span<float> samples)
 {
     assert(samples.size() == m_samplesPerCycle);

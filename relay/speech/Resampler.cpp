@@ -18,6 +18,8 @@ constexpr std::size_t halfTaps = 32;
 constexpr std::size_t taps = 2 * halfTaps;
 constexpr double kaiserBeta = 8.0;
 
+constexpr unsigned maxPhases = 640; // for 11025 Hz
+
 /// The Kaiser window at `x`, from -1 to 1, up to a constant factor: the modified Bessel function of
 /// order 0 as a power series. std::cyl_bessel_i() takes a hundred times as long.
 double kaiserWindow(double x)
@@ -57,12 +59,18 @@ void appendPhase(double fraction, std::vector<float>& filter)
 
 } // namespace
 
+bool Resampler::supports(unsigned rate)
+{
+    return rate >= 8000 && rate <= sampleRate &&
+           sampleRate / std::gcd(rate, unsigned{sampleRate}) <= maxPhases;
+}
+
 Resampler::Resampler(int inputRate)
     : m_inputRate(inputRate)
     , m_phases(static_cast<std::size_t>(sampleRate / std::gcd(inputRate, sampleRate)))
     , m_stride(static_cast<std::size_t>(inputRate / std::gcd(inputRate, sampleRate)))
 {
-    assert(inputRate >= minRate && inputRate <= maxRate);
+    assert(supports(static_cast<unsigned>(inputRate)));
     m_filter.reserve(m_phases * taps);
     for (std::size_t phase = 0; phase < m_phases; ++phase) {
         appendPhase(static_cast<double>(phase) / static_cast<double>(m_phases), m_filter);

@@ -15,10 +15,11 @@ namespace wingbell {
 class Resampler
 {
 public:
-    static constexpr int minRate = 8000;
-    static constexpr int maxRate = 48000;
+    /// True for every usual `rate` from 8000 to 48000 Hz. Not for one that has little in common
+    /// with the output rate: to compute so many coefficients would hold the caller up for long.
+    [[nodiscard]] static bool supports(unsigned rate);
 
-    /// `inputRate` in Hz, from `minRate` to `maxRate`.
+    /// `inputRate` in Hz, one that supports() is true for.
     explicit Resampler(int inputRate);
 
     /// Appends to `output` what can be computed by now: all but a few milliseconds. The sizes of
