@@ -26,9 +26,9 @@ namespace {
 /// In bytes: how much of what the program complains about is told.
 constexpr qsizetype maxComplaint = 200;
 
-/// In bytes: how much of the sound is decoded at once. At the usual 22050 Hz that is 186 ms of
-/// sound and less than a millisecond of work.
-constexpr std::size_t maxPiece = 8192;
+/// In bytes: how much of the sound is decoded at once. At the usual 22050 Hz that is 0.4 s of sound
+/// and about a millisecond of work.
+constexpr std::size_t maxPiece = 16384;
 
 /// After each piece. A thread that sleeps most of the time is scheduled at once when a request
 /// comes, even on a busy computer; the sound is still made dozens of times faster than it plays.
