@@ -1,6 +1,6 @@
 // What a cycle costs, by how many are there: printed, for a person to judge. All speak into one
 // channel and hear it, or all are there and no key is pressed.
-#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioIo.h"
 #include "relay/audio/Room.h"
 
 #include <opus.h>

@@ -1,13 +1,9 @@
 #include "relay/Announcer.h"
 
+#include "base/LineText.h"
 #include "relay/EventLog.h"
-#include "relay/log/LineText.h"
 #include "relay/log/Messages.h"
 #include "relay/net/IpAddress.h"
-#include "relay/osc/AnnouncementReading.h"
-#include "relay/osc/OscPacket.h"
-
-#include <QCoreApplication>
 
 #include <array>
 
@@ -17,29 +13,6 @@ namespace {
 
 /// How many datagrams are taken in a row before looking at everything else again.
 constexpr int datagramsInARow = 64;
-
-/// `first` with, or without, what is in `second`.
-ChannelSet united(const ChannelSet& first, const ChannelSet& second)
-{
-    ChannelSet result = first;
-    for (std::size_t channel = 0; channel < second.count(); ++channel) {
-        if (second.contains(channel)) {
-            result.insert(channel);
-        }
-    }
-    return result;
-}
-
-ChannelSet without(const ChannelSet& first, const ChannelSet& second)
-{
-    ChannelSet result(first.count());
-    for (std::size_t channel = 0; channel < first.count(); ++channel) {
-        if (first.contains(channel) && !second.contains(channel)) {
-            result.insert(channel);
-        }
-    }
-    return result;
-}
 
 /// Who counts as one sender: an address whatever its port, of IPv6 a network of 64 bits.
 std::string senderOf(const QHostAddress& address)
@@ -69,37 +42,16 @@ Announcer::Announcer(
     , m_sounding(std::move(sounding))
     , m_limiter(announcementsASecond, announcementsAtOnce)
     , m_soundingOn(static_cast<std::size_t>(show.channels().size()))
-    , m_self(std::make_shared<Announcer*>(this))
 {
-    const auto play =
-        [&room, self = m_self](std::shared_ptr<AudioSource> sound, const ChannelSet& channels) {
+    m_player.emplace(
+        SpeechSynthesizer::Settings{},
+        [this, &room](std::shared_ptr<AudioSource> sound, const ChannelSet& channels) {
             room.announce(std::move(sound), channels);
-            QMetaObject::invokeMethod(
-                qApp,
-                [self, channels] {
-                    if (*self != nullptr) {
-                        (*self)->begun(channels);
-                    }
-                },
-                Qt::QueuedConnection);
-        };
-    const auto tell = [self = m_self](const SpeechReport& report) {
-        QMetaObject::invokeMethod(
-            qApp,
-            [self, report] {
-                if (*self != nullptr) {
-                    (*self)->ended(report);
-                }
-            },
-            Qt::QueuedConnection);
-    };
-    m_worker = std::make_unique<SpeechWorker>(SpeechSynthesizer::Settings{}, play, tell);
-}
-
-Announcer::~Announcer()
-{
-    stop();
-    *m_self = nullptr;
+            begun(channels);
+        },
+        [this](const PendingAnnouncement& announcement, const SpeechResult& result) {
+            ended(announcement, result);
+        });
 }
 
 void Announcer::receive()
@@ -116,21 +68,20 @@ void Announcer::receive()
 void Announcer::stop()
 {
     m_socket.close();
-    m_worker->stop();
+    m_player.reset();
 }
 
 void Announcer::handle(const OscSocket::Datagram& datagram)
 {
-    for (const OscElement& element : readOscPacket(datagram.bytes)) {
-        if (const auto* error = std::get_if<OscError>(&element)) {
-            reject(*error, datagram.sender);
+    for (const auto& message : readOscPacket(datagram.bytes)) {
+        if (!message) {
+            reject(message.error(), datagram.sender);
             continue;
         }
-        const AnnouncementReading reading =
-            readAnnouncement(std::get<OscMessage>(element), m_channels);
-        if (const auto* error = std::get_if<OscError>(&reading)) {
-            reject(*error, datagram.sender);
-        } else if (const auto* announcement = std::get_if<Announcement>(&reading)) {
+        const auto request = readOscRequest(*message, m_channels);
+        if (!request) {
+            reject(request.error(), datagram.sender);
+        } else if (const auto* announcement = std::get_if<Announcement>(&*request)) {
             announce(*announcement, datagram.sender);
         } else {
             silence(datagram.sender);
@@ -147,24 +98,24 @@ void Announcer::reject(const OscError& error, const QHostAddress& sender)
         {isName ? quoted(error.subject) : error.subject}, sender);
 }
 
-void Announcer::reject(Admission why, const Announcement& announcement, const QHostAddress& sender)
+void Announcer::reject(
+    AnnouncementError error, const Announcement& announcement, const QHostAddress& sender)
 {
     const bool isThere = announcement.channel.has_value();
     const QString where = quoted(announcement.channel.value_or(QString()));
-    switch (why) {
-    case Admission::Admitted:
-    case Admission::QueueFull:
-        break;
-    case Admission::NoChannel:
+    switch (error) {
+    case AnnouncementError::NoChannel:
         return m_log.rejected(Message::NoChannels, {}, sender);
-    case Admission::TooMany:
+    case AnnouncementError::TooMany:
         return m_log.rejected(
             isThere ? Message::TooManyWaitingThere : Message::TooManyWaiting,
             {QString::number(AnnouncementQueue::maxWaitingOfASender), where}, sender);
-    case Admission::TooMuchToSay:
+    case AnnouncementError::TooMuchToSay:
         return m_log.rejected(
             isThere ? Message::TooMuchWaitingThere : Message::TooMuchWaiting,
             {QString::number(AnnouncementQueue::maxSpeechOfASender.count()), where}, sender);
+    case AnnouncementError::QueueFull:
+        break;
     }
     m_log.rejected(Message::QueueFull, {QString::number(AnnouncementQueue::maxWaiting)}, sender);
 }
@@ -175,45 +126,41 @@ void Announcer::announce(const Announcement& announcement, const QHostAddress& s
         m_log.rejected(Message::TooManyASecond, {QString::number(announcementsASecond)}, sender);
         return;
     }
-    const AnnouncementQueue::Offer offer = m_worker->announce(
+    const AnnouncementQueue::Offer offer = m_player->announce(
         {++m_lastId, m_show.setOf(announcement.channel), announcement.text.toStdString(),
          senderOf(sender)});
-    if (offer.displaced) {
-        m_log.notSpoken(
-            QString::fromStdString(offer.displaced->text), messageText(Message::Displaced));
+    if (!offer) {
+        return reject(offer.error(), announcement, sender);
     }
-    if (offer.admission == Admission::Admitted) {
-        m_log.announced(announcement, sender);
-    } else {
-        reject(offer.admission, announcement, sender);
+    if (const auto& displaced = *offer) {
+        m_log.notSpoken(QString::fromStdString(displaced->text), messageText(Message::Displaced));
     }
+    m_log.announced(announcement, sender);
 }
 
 /// Not rate-limited: who sends too much must be able to take it back.
 void Announcer::silence(const QHostAddress& sender)
 {
-    m_log.silenced(m_worker->silence(senderOf(sender)), sender);
+    m_log.silenced(m_player->silence(senderOf(sender)), sender);
 }
 
 void Announcer::begun(const ChannelSet& channels)
 {
-    m_soundingOn = united(m_soundingOn, channels);
+    m_soundingOn.insert(channels);
     m_sounding(m_soundingOn);
 }
 
 /// No two announcements sound on one channel at a time, so whatever sounded there was this one.
-void Announcer::ended(const SpeechReport& report)
+void Announcer::ended(const PendingAnnouncement& announcement, const SpeechResult& result)
 {
-    m_soundingOn = without(m_soundingOn, report.announcement.channels);
+    m_soundingOn.remove(announcement.channels);
     m_sounding(m_soundingOn);
-    const QString text = QString::fromStdString(report.announcement.text);
-    if (report.result.end == SpeechEnd::Failed) {
-        m_log.notSpoken(text, report.result.reason);
-    }
-    if (report.result.end == SpeechEnd::Cut) {
+    const QString text = QString::fromStdString(announcement.text);
+    if (!result) {
+        m_log.notSpoken(text, result.error().reason);
+    } else if (*result == SpeechEnd::Cut) {
         m_log.notSpoken(text, messageText(Message::TooLong));
-    }
-    if (report.result.end == SpeechEnd::GaveWay) {
+    } else if (*result == SpeechEnd::GaveWay) {
         m_log.notSpoken(text, messageText(Message::GaveWay));
     }
 }

@@ -2,55 +2,55 @@
 
 #include "relay/audio/Room.h"
 #include "relay/http/RequestLimiter.h"
-#include "relay/osc/AnnouncementReading.h"
+#include "relay/osc/OscRequest.h"
 #include "relay/osc/OscSocket.h"
 #include "relay/sessions/ShowPatch.h"
-#include "relay/speech/SpeechWorker.h"
+#include "relay/speech/AnnouncementPlayer.h"
 
 #include <QSet>
 
 #include <functional>
-#include <memory>
+#include <optional>
 
 namespace wingbell {
 
 class EventLog;
 
-/// From an OSC packet to speech in the crew's ears. Main thread only.
+/// Receives OSC packets and has the announcements in them spoken in the room. Main thread only.
 class Announcer
 {
 public:
-    /// Tells on which channels announcements sound now.
+    /// Takes the channels on which announcements sound now.
     using Sounding = std::function<void(const ChannelSet&)>;
 
-    /// So many a second from one address, and so many at once: a cue player that runs wild, or a
-    /// prank, must not fill the queue for everybody. A cue list in earnest stays far below.
+    /// The rate limit for one sender, a token bucket: a cue player that runs wild, or a prank, must
+    /// not fill the queue for the others. An ordinary cue list stays far below.
     static constexpr double announcementsASecond = 4;
     static constexpr int announcementsAtOnce = 16;
 
     /// Takes over the bound `socket`; borrows the others, which must outlive it.
     Announcer(
         const ShowPatch& show, OscSocket socket, Room& room, EventLog& log, Sounding sounding);
-    ~Announcer();
     Q_DISABLE_COPY_MOVE(Announcer)
 
     /// Readable when there is something to receive.
     [[nodiscard]] int descriptor() const { return m_socket.descriptor(); }
 
-    /// Takes what has arrived, a bounded part of a flood.
+    /// Handles the packets that have arrived, a bounded number of them.
     void receive();
 
-    /// Takes and speaks nothing any more. Within a moment.
+    /// Takes and speaks nothing any more.
     void stop();
 
 private:
     void handle(const OscSocket::Datagram& datagram);
     void reject(const OscError& error, const QHostAddress& sender);
-    void reject(Admission why, const Announcement& announcement, const QHostAddress& sender);
+    void
+    reject(AnnouncementError error, const Announcement& announcement, const QHostAddress& sender);
     void announce(const Announcement& announcement, const QHostAddress& sender);
     void silence(const QHostAddress& sender);
     void begun(const ChannelSet& channels);
-    void ended(const SpeechReport& report);
+    void ended(const PendingAnnouncement& announcement, const SpeechResult& result);
 
     const ShowPatch& m_show;
     QSet<QString> m_channels;
@@ -60,8 +60,7 @@ private:
     RequestLimiter m_limiter;
     std::uint64_t m_lastId = 0;
     ChannelSet m_soundingOn;
-    std::shared_ptr<Announcer*> m_self; ///< what came late from the worker finds null in it
-    std::unique_ptr<SpeechWorker> m_worker;
+    std::optional<AnnouncementPlayer> m_player; ///< none once stopped
 };
 
 } // namespace wingbell

@@ -1,7 +1,7 @@
 #include "relay/EventLog.h"
 
+#include "base/LineText.h"
 #include "relay/Sentences.h"
-#include "relay/log/LineText.h"
 #include "relay/log/LineWriter.h"
 #include "relay/net/IpAddress.h"
 
@@ -17,7 +17,7 @@ EventLog::EventLog(
 {
 }
 
-/// The sentence is made only when it is going to be told: a flood is to cost little.
+/// The sentence is made only if it is going to be told, so that a flood costs little.
 template <typename Line> void EventLog::tell(LogEvent event, const Line& line)
 {
     if (m_throttle.admit(event, m_now())) {
@@ -38,14 +38,15 @@ void EventLog::tellHowToJoin(const QStringList& lines)
     for (const QString& line : m_howToJoin) {
         write(line);
     }
-    m_reminder.shown(m_now());
+    m_howToJoinTold = m_now();
+    m_linesBehind = 0;
     m_written();
 }
 
 void EventLog::write(const QString& line)
 {
     m_output.write(line);
-    m_reminder.otherLineWritten();
+    ++m_linesBehind;
 }
 
 void EventLog::tell(Message message, const QStringList& arguments)
@@ -114,10 +115,19 @@ void EventLog::left(const QString& role, const QString& address, Departure why)
     });
 }
 
+/// When to say again how to join; nullopt while that is still in sight or was never told.
+std::optional<EventLog::Clock::time_point> EventLog::nextReminder() const
+{
+    if (m_howToJoin.isEmpty() || m_linesBehind < maxLinesBehind) {
+        return std::nullopt;
+    }
+    return m_howToJoinTold + minReminderInterval;
+}
+
 std::optional<EventLog::Clock::time_point> EventLog::nextDue() const
 {
     const auto held = m_throttle.nextDue();
-    const auto reminder = m_reminder.nextDue();
+    const auto reminder = nextReminder();
     return held && reminder ? std::min(*held, *reminder) : held ? held : reminder;
 }
 
@@ -126,7 +136,7 @@ void EventLog::tellHeldBack(Clock::time_point now)
     for (const LogThrottle::Held& held : m_throttle.takeDue(now)) {
         write(heldBackText(held.event, held.lines));
     }
-    const auto reminder = m_reminder.nextDue();
+    const auto reminder = nextReminder();
     if (reminder && *reminder <= now && now != Clock::time_point::max()) {
         tellHowToJoin(QStringList(m_howToJoin));
     }

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "relay/log/LineReminder.h"
 #include "relay/log/LogThrottle.h"
-#include "relay/osc/AnnouncementReading.h"
+#include "relay/osc/OscRequest.h"
 #include "relay/sessions/CrewEvents.h"
 
 #include <QHostAddress>
@@ -14,15 +13,20 @@ namespace wingbell {
 
 class LineWriter;
 
-/// Tells a person what goes on, at most a few lines a second of each kind, and says again how to
-/// join when other lines have pushed that out of sight. Main thread only.
+/// Tells a person what goes on, rate-limited by LogThrottle, and says again how to join when other
+/// lines have pushed that out of sight. Main thread only.
 class EventLog final : public CrewObserver
 {
 public:
     using Clock = LogThrottle::Clock;
 
+    /// How to join is told again when so many other lines have followed it, but not more often than
+    /// that. The control window keeps the last 500 lines.
+    static constexpr std::size_t maxLinesBehind = 300;
+    static constexpr Clock::duration minReminderInterval = std::chrono::seconds(10);
+
     /// Borrows `output`, which must outlive it. Calls `written` after whatever changes what output
-    /// waits to be written or told. `now` is the clock; it must be monotonic.
+    /// waits to be written or told. `now` is a monotonic clock.
     EventLog(
         LineWriter& output, std::function<void()> written,
         std::function<Clock::time_point()> now = Clock::now);
@@ -45,7 +49,7 @@ public:
     /// Tells `lines` in any case, now and whenever many others have been told since.
     void tellHowToJoin(const QStringList& lines);
 
-    /// When to call tellHeldBack() next; nothing while there is nothing to tell.
+    /// When to call tellHeldBack() next; nullopt while there is nothing to tell.
     [[nodiscard]] std::optional<Clock::time_point> nextDue() const;
 
     /// Tells how many lines were held back and how to join, as far as that is due at `now`; at the
@@ -56,13 +60,15 @@ private:
     template <typename Line> void tell(LogEvent event, const Line& line);
 
     void write(const QString& line);
+    [[nodiscard]] std::optional<Clock::time_point> nextReminder() const;
 
     LineWriter& m_output;
     std::function<void()> m_written;
     std::function<Clock::time_point()> m_now;
     LogThrottle m_throttle;
     QStringList m_howToJoin;
-    LineReminder m_reminder; ///< of how to join
+    Clock::time_point m_howToJoinTold;
+    std::size_t m_linesBehind = 0; ///< since then
 };
 
 } // namespace wingbell

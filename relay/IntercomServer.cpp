@@ -1,13 +1,14 @@
 #include "relay/IntercomServer.h"
 
+#include "base/LineText.h"
+#include "base/Result.h"
 #include "relay/Relay.h"
 #include "relay/Sentences.h"
 #include "relay/access/Certificate.h"
 #include "relay/access/CrewCode.h"
 #include "relay/access/StateDirectory.h"
-#include "relay/audio/AudioFormat.h"
-#include "relay/confinement/ConfinementRules.h"
-#include "relay/log/LineText.h"
+#include "relay/audio/AudioIo.h"
+#include "relay/confinement/Confinement.h"
 #include "relay/log/LineWriter.h"
 #include "relay/log/Messages.h"
 #include "relay/net/AddressRanking.h"
@@ -20,11 +21,12 @@
 #include <QSysInfo>
 
 #include <cerrno>
+#include <csignal>
 #include <limits>
 #include <malloc.h>
 #include <sys/resource.h>
+#include <sys/signalfd.h>
 #include <unistd.h>
-#include <variant>
 
 namespace wingbell {
 
@@ -33,8 +35,8 @@ namespace {
 enum ExitStatus { AfterShow = 0, NotOnAir = 1, WrongUsage = 2 };
 
 /// Beyond these a show is a mistake, and every crew member would pay for it.
-constexpr qsizetype mostChannels = 1024;
-constexpr qsizetype mostRoles = 1024;
+constexpr qsizetype maxChannels = 1024;
+constexpr qsizetype maxRoles = 1024;
 
 int failed(ExitStatus status, const QString& line)
 {
@@ -44,8 +46,8 @@ int failed(ExitStatus status, const QString& line)
     return status;
 }
 
-/// Every crew member takes about a dozen descriptors; the usual soft limit suits fewer than a full
-/// house.
+/// Every crew member takes about a dozen descriptors; the usual soft limit is too low for a full
+/// crew.
 void allowManyDescriptors()
 {
     rlimit limit = {};
@@ -62,15 +64,15 @@ void shareFewHeaps()
     (void)::mallopt(M_ARENA_MAX, 2);
 }
 
-/// For tests and measurements; nobody who runs a show has to know these.
+/// For tests and measurements only.
 struct Switches
 {
     bool loopback = qEnvironmentVariableIntValue("WINGBELL_LOOPBACK") == 1;
-    bool shortTicks = qEnvironmentVariableIntValue("WINGBELL_TICK_MS") == 10;
+    bool shortCycles = qEnvironmentVariableIntValue("WINGBELL_TICK_MS") == 10;
 
-    [[nodiscard]] std::size_t samplesPerTick() const
+    [[nodiscard]] std::size_t samplesPerCycle() const
     {
-        return shortTicks ? maxCycleSamples / 2 : maxCycleSamples;
+        return shortCycles ? maxCycleSamples / 2 : maxCycleSamples;
     }
 };
 
@@ -116,36 +118,45 @@ HttpLimits httpLimits()
     return limits;
 }
 
-/// Both ports, or the sentence that says what keeps them.
+/// Why the show cannot go on air.
+struct StartError
+{
+    QString sentence; ///< for a person
+};
+
 struct Ports
 {
     OscSocket osc;
     FileDescriptor crew;
 };
 
-std::variant<Ports, QString> openPorts(quint16 port)
+Result<Ports, StartError> openPorts(quint16 port)
 {
-    OscSocket::Opening osc = OscSocket::open(port);
-    if (!osc.socket) {
-        const auto holder = osc.error == EADDRINUSE ? udpPortHolder(port) : std::nullopt;
-        return portNotOpenSentence(PortKind::Udp, port, osc.error, holder);
+    auto osc = OscSocket::open(port);
+    if (!osc) {
+        const auto holder = osc.error() == EADDRINUSE ? udpPortHolder(port) : std::nullopt;
+        return failure(StartError{portNotOpenSentence(PortKind::Udp, port, osc.error(), holder)});
     }
     OpenPort crew = openPort(OpenPort::Use::Connections, port);
     if (!crew.descriptor.isOpen()) {
         const auto holder = crew.error == EADDRINUSE ? tcpPortHolder(port) : std::nullopt;
-        return portNotOpenSentence(PortKind::Tcp, port, crew.error, holder);
+        return failure(StartError{portNotOpenSentence(PortKind::Tcp, port, crew.error, holder)});
     }
-    return Ports{std::move(*osc.socket), std::move(crew.descriptor)};
+    return Ports{std::move(*osc), std::move(crew.descriptor)};
 }
 
-std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t samplesPerTick)
+tl::unexpected<StartError> notOnAir(const QString& reason)
+{
+    return failure(StartError{messageText(Message::NotOnAir, {reason})});
+}
+
+Result<Relay::Parts, StartError> openParts(const ShowFile& show, std::size_t samplesPerCycle)
 {
     const auto port = static_cast<quint16>(show.oscPort);
     auto ports = openPorts(port);
-    if (const auto* problem = std::get_if<QString>(&ports)) {
-        return *problem;
+    if (!ports) {
+        return failure(ports.error());
     }
-    auto& [osc, listener] = std::get<Ports>(ports);
 
     const Place place = placeOf(port);
     const StateDirectory folder(
@@ -154,13 +165,13 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
     const auto certificate =
         loadOrCreateCertificate(folder, place.names, std::chrono::system_clock::now());
     if (!certificate) {
-        return messageText(Message::NotOnAir, {QStringLiteral("OpenSSL made no certificate")});
+        return notOnAir(QStringLiteral("OpenSSL made no certificate"));
     }
     const auto tls = tlsConfiguration(certificate->certificate.pem());
     if (!tls) {
-        return messageText(Message::NotOnAir, {QStringLiteral("TLS cannot be set up")});
+        return notOnAir(QStringLiteral("TLS cannot be set up"));
     }
-    auto server = std::make_unique<HttpsServer>(std::move(listener), *tls, httpLimits());
+    auto server = std::make_unique<HttpsServer>(std::move(ports->crew), *tls, httpLimits());
     std::vector<QByteArray> names;
     for (const QString& name : place.names.hostNames) {
         names.push_back(name.toUtf8());
@@ -183,18 +194,17 @@ std::variant<Relay::Parts, QString> openParts(const ShowFile& show, std::size_t 
     return Relay::Parts{
         ShowPatch(show),
         port,
-        std::move(osc),
+        std::move(ports->osc),
         std::move(server),
         {code.code, place.urls, certificate->certificate.fingerprint()},
         remarks,
-        samplesPerTick};
+        samplesPerCycle};
 }
 
-/// From here on the program may do no more than a show on air needs; a remark says when the kernel
-/// cannot see to that. This is the moment: what needs more is done (the show is read, the ports are
-/// bound, the media library has looked at its parts, TLS is
-/// loaded), and no thread has been started that would
-/// stay outside.
+/// Restricts the program for good to what a show on air needs; adds a remark if the kernel cannot.
+/// To be called when what needs more is done (the show is read, the ports are bound, the media
+/// library has looked for its plug-ins, TLS is loaded) and before any thread is started, which
+/// would stay outside.
 void confine(QStringList& remarks)
 {
     const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -222,18 +232,32 @@ std::optional<QString> problemOf(const ShowFile& show)
     if (show.oscPort < 1 || show.oscPort > std::numeric_limits<quint16>::max()) {
         return messageText(Message::NoSuchPort, {QString::number(show.oscPort)});
     }
-    if (show.channels.size() > mostChannels) {
+    if (show.channels.size() > maxChannels) {
         return messageText(
-            Message::TooLarge, {QString::number(mostChannels), QStringLiteral("channels")});
+            Message::TooLarge, {QString::number(maxChannels), QStringLiteral("channels")});
     }
-    if (show.roles.size() > mostRoles) {
-        return messageText(
-            Message::TooLarge, {QString::number(mostRoles), QStringLiteral("roles")});
+    if (show.roles.size() > maxRoles) {
+        return messageText(Message::TooLarge, {QString::number(maxRoles), QStringLiteral("roles")});
     }
     return std::nullopt;
 }
 
 } // namespace
+
+StopSignals::StopSignals()
+{
+    ::signal(SIGPIPE, SIG_IGN);
+    ::signal(SIGHUP, SIG_IGN);
+    sigset_t set = {};
+    sigemptyset(&set);
+    sigaddset(&set, SIGTERM);
+    sigaddset(&set, SIGINT);
+    ::sigprocmask(SIG_BLOCK, &set, nullptr);
+    m_descriptor = FileDescriptor(::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!m_descriptor.isOpen()) {
+        ::sigprocmask(SIG_UNBLOCK, &set, nullptr);
+    }
+}
 
 int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
 {
@@ -253,14 +277,14 @@ int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
     if (const auto problem = MediaLibrary::problem()) {
         return failed(NotOnAir, messageText(Message::NotOnAir, {*problem}));
     }
-    auto parts = openParts(*show, switches.samplesPerTick());
-    if (const auto* problem = std::get_if<QString>(&parts)) {
-        return failed(NotOnAir, *problem);
+    auto parts = openParts(*show, switches.samplesPerCycle());
+    if (!parts) {
+        return failed(NotOnAir, parts.error().sentence);
     }
-    confine(std::get<Relay::Parts>(parts).remarks);
-    MediaLibrary media({switches.samplesPerTick(), switches.loopback});
+    confine(parts->remarks);
+    MediaLibrary media({switches.samplesPerCycle(), switches.loopback});
     LineWriter output(STDOUT_FILENO);
-    Relay(std::get<Relay::Parts>(std::move(parts)), media, stop, output).run();
+    Relay(std::move(*parts), media, stop.descriptor(), output).run();
     return AfterShow;
 }
 

@@ -1,9 +1,7 @@
 #include "relay/Relay.h"
 
+#include "base/LineText.h"
 #include "relay/Sentences.h"
-#include "relay/StopSignals.h"
-#include "relay/log/DurationInWords.h"
-#include "relay/log/LineText.h"
 #include "relay/log/LineWriter.h"
 
 #include <algorithm>
@@ -14,11 +12,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// How long the end waits for browsers to take their goodbye, and for a reader of the last lines.
+/// At the end: for browsers to take their goodbye, and for the reader of the last lines.
 constexpr std::chrono::milliseconds shutDownTimeout = 250ms;
 constexpr std::chrono::milliseconds lastLinesTimeout = 200ms;
 
-constexpr std::chrono::milliseconds lookAroundEvery = 500ms;
+constexpr std::chrono::milliseconds crewCheckInterval = 500ms;
 
 /// How many unknown channels are told one by one.
 constexpr std::size_t maxUnknownChannelsTold = 5;
@@ -50,7 +48,7 @@ Message messageOf(HttpError error)
 
 } // namespace
 
-Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWriter& output)
+Relay::Relay(Parts parts, MediaLibrary& media, int stopDescriptor, LineWriter& output)
     : m_show(std::move(parts.show))
     , m_port(parts.port)
     , m_takesIpv6(parts.osc.takesIpv6())
@@ -59,8 +57,8 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
     , m_output(output)
     , m_began(Clock::now())
     , m_log(output, [this] { waitForOutput(); })
-    , m_room(static_cast<std::size_t>(m_show.channels().size()), parts.samplesPerTick)
-    , m_mixing(std::in_place, m_room)
+    , m_room(static_cast<std::size_t>(m_show.channels().size()), parts.samplesPerCycle)
+    , m_mixer(std::in_place, m_room)
     , m_crew(
           m_show, m_room,
           [this, &media](RtpReceiver receiver) {
@@ -78,14 +76,14 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
                   kind == CodeError::Kind::Wrong ? Message::WrongCode : Message::MustWait, who);
           })
     , m_server(std::move(parts.server))
-    , m_stopNotifier(stop.descriptor(), QSocketNotifier::Read)
+    , m_stopNotifier(stopDescriptor, QSocketNotifier::Read)
     , m_oscNotifier(m_announcer.descriptor(), QSocketNotifier::Read)
 {
     m_server->onRejected([this](HttpError error, const QHostAddress& who) {
         m_log.rejectedRequest(messageOf(error), who);
     });
     QObject::connect(
-        &m_stopNotifier, &QSocketNotifier::activated, &m_stopNotifier, [this] { this->stop(); });
+        &m_stopNotifier, &QSocketNotifier::activated, &m_stopNotifier, [this] { stop(); });
     QObject::connect(&m_oscNotifier, &QSocketNotifier::activated, &m_oscNotifier, [this] {
         m_announcer.receive();
     });
@@ -101,10 +99,8 @@ Relay::Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWrit
             m_crewTimer.stop();
         }
     });
-    m_mixing->waitUntilRunning();
+    m_mixer->waitUntilRunning();
 }
-
-Relay::~Relay() = default;
 
 void Relay::run()
 {
@@ -150,12 +146,12 @@ void Relay::stop()
 
 void Relay::tellOffAir()
 {
-    const quint64 ticks = m_mixing->cycles();
-    const quint64 late = m_mixing->missedDeadlines();
-    m_mixing.reset();
+    const quint64 cycles = m_mixer->cycles();
+    const quint64 late = m_mixer->missedDeadlines();
+    m_mixer.reset();
     m_log.tellHeldBack(Clock::time_point::max());
     if (late > 0) {
-        m_log.tell(Message::LateAudio, {QString::number(late), QString::number(ticks)});
+        m_log.tell(Message::LateAudio, {QString::number(late), QString::number(cycles)});
     }
     m_log.tell(
         Message::OffAir, {durationInWords(std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -163,7 +159,8 @@ void Relay::tellOffAir()
     m_output.finish(lastLinesTimeout);
 }
 
-/// Has the loop wait for just what the output and the lines held back wait for.
+/// Arms the notifier and the timer for what the output and the held back lines wait for, if
+/// anything.
 void Relay::waitForOutput()
 {
     const int descriptor = m_output.awaitedDescriptor();
@@ -185,11 +182,11 @@ void Relay::waitForOutput()
     }
 }
 
-/// While there is no crew, nothing is looked after: a desk at rest does not wake the machine.
+/// The timer runs only while there is a crew: an idle server does not wake the machine.
 void Relay::lookAfterCrew()
 {
     if (!m_crewTimer.isActive()) {
-        m_crewTimer.start(lookAroundEvery);
+        m_crewTimer.start(crewCheckInterval);
     }
 }
 

@@ -19,13 +19,12 @@
 namespace wingbell {
 
 class LineWriter;
-class StopSignals;
 
-/// A show on air: carries voices and speaks announcements until it is told to stop.
+/// A show on air: mixes and forwards the crew's audio and speaks announcements until it is stopped.
 class Relay
 {
 public:
-    /// What a show needs to go on air, opened and sound.
+    /// What a show needs to go on air, opened and checked.
     struct Parts
     {
         ShowPatch show;
@@ -33,18 +32,17 @@ public:
         OscSocket osc;
         std::unique_ptr<HttpsServer> server;
         CrewService::Door door;
-        QStringList remarks; ///< lines that belong behind the first ones
-        std::size_t samplesPerTick = 960;
+        QStringList remarks; ///< lines to tell after the first one
+        std::size_t samplesPerCycle = 960;
     };
 
-    /// Takes over `parts`; borrows the others, which must outlive it. The sound ticks when it is
-    /// made.
-    Relay(Parts parts, MediaLibrary& media, const StopSignals& stop, LineWriter& output);
-    ~Relay();
+    /// Takes over `parts`; borrows the others, which must outlive it. `stopDescriptor` is readable
+    /// when the show is to end. Starts the mixer.
+    Relay(Parts parts, MediaLibrary& media, int stopDescriptor, LineWriter& output);
     Q_DISABLE_COPY_MOVE(Relay)
 
-    /// Returns within a second after a stop signal came. A reader of the output who is slow, stuck
-    /// or gone delays nothing but the last lines, by a moment.
+    /// Returns within a second after the stop signal. A slow, stuck or closed reader of the output
+    /// delays only the last lines, by a moment.
     void run();
 
 private:
@@ -68,7 +66,7 @@ private:
     QTimer m_heldBackTimer;
     EventLog m_log;
     Room m_room;
-    std::optional<MixerThread> m_mixing;
+    std::optional<MixerThread> m_mixer;
     Crew m_crew;
     Announcer m_announcer;
     CrewService m_service;

@@ -1,6 +1,6 @@
 #include "relay/Sentences.h"
 
-#include "relay/log/LineText.h"
+#include "base/LineText.h"
 #include "relay/log/Messages.h"
 
 #include <cerrno>
@@ -77,10 +77,10 @@ QString announcedSentence(const Announcement& announcement, const QString& sende
 {
     return messageText(
         announcement.cut ? Message::AnnouncingCut : Message::Announcing,
-        {quoted(announcement.text, longestAnnouncement),
+        {quoted(announcement.text, maxAnnouncement),
          announcement.channel ? messageText(Message::OneChannel, {quoted(*announcement.channel)})
                               : messageText(Message::EveryChannel),
-         sender, QString::number(longestAnnouncement)});
+         sender, QString::number(maxAnnouncement)});
 }
 
 QString leftSentence(const QString& role, const QString& address, Departure why)

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "relay/net/Port.h"
-#include "relay/osc/AnnouncementReading.h"
+#include "relay/osc/OscRequest.h"
 #include "relay/sessions/CrewEvents.h"
 #include "relay/sessions/ShowPatch.h"
 

@@ -1,6 +1,5 @@
 #include "base/FileDescriptor.h"
 #include "relay/IntercomServer.h"
-#include "relay/StopSignals.h"
 
 #include <QCoreApplication>
 #include <QFile>

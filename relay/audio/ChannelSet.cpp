@@ -37,6 +37,22 @@ void ChannelSet::insert(std::size_t channel)
     m_words.at(channel / wordBits) |= bitOf(channel);
 }
 
+void ChannelSet::insert(const ChannelSet& other)
+{
+    assert(m_count == other.m_count);
+    for (std::size_t index = 0; index < m_words.size(); ++index) {
+        m_words[index] |= other.m_words[index];
+    }
+}
+
+void ChannelSet::remove(const ChannelSet& other)
+{
+    assert(m_count == other.m_count);
+    for (std::size_t index = 0; index < m_words.size(); ++index) {
+        m_words[index] &= ~other.m_words[index];
+    }
+}
+
 bool ChannelSet::contains(std::size_t channel) const
 {
     return channel < m_count && (m_words.at(channel / wordBits) & bitOf(channel)) != 0;

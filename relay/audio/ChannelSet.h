@@ -22,6 +22,10 @@ public:
     /// Puts `channel`, which must be below count(), into the set.
     void insert(std::size_t channel);
 
+    /// Inserts, or removes, the channels of `other`, which must have the same count().
+    void insert(const ChannelSet& other);
+    void remove(const ChannelSet& other);
+
     [[nodiscard]] bool contains(std::size_t channel) const;
     [[nodiscard]] bool isEmpty() const;
 

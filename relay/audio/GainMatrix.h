@@ -5,8 +5,8 @@
 
 namespace wingbell {
 
-/// The gain from each talker to each listener, at the beginning and at the end of the current block
-/// of samples, between which the mixer ramps. Not thread-safe.
+/// The mixing matrix: the gain from each talker to each listener, at the beginning and at the end
+/// of the current block of samples, between which the mixer ramps linearly. Not thread-safe.
 class GainMatrix
 {
 public:

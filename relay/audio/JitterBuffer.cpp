@@ -1,6 +1,6 @@
 #include "relay/audio/JitterBuffer.h"
 
-#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioIo.h"
 
 #include <opus.h>
 

@@ -1,6 +1,6 @@
 #include "relay/audio/MixEncoder.h"
 
-#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioIo.h"
 
 #include <opus.h>
 
@@ -56,8 +56,6 @@ MixEncoder::MixEncoder(std::size_t samplesPerCycle)
     opus_encoder_ctl(encoder, OPUS_SET_PACKET_LOSS_PERC(expectedLoss));
     opus_encoder_ctl(encoder, OPUS_SET_DTX(0));
 }
-
-MixEncoder::~MixEncoder() = default;
 
 std::span<const std::uint8_t> MixEncoder::encode(std::span<float> samples)
 {

@@ -18,10 +18,6 @@ class MixEncoder
 public:
     /// `samplesPerCycle`: 480 or 960. Throws std::bad_alloc if there is no memory for an encoder.
     explicit MixEncoder(std::size_t samplesPerCycle);
-    ~MixEncoder();
-
-    MixEncoder(const MixEncoder&) = delete;
-    MixEncoder& operator=(const MixEncoder&) = delete;
 
     /// The next packet, of one cycle, valid until the next call. Soft-clips `samples` in place:
     /// what goes beyond 1 or -1 is bent back, without a step between cycles. Empty if Opus fails,

@@ -1,6 +1,6 @@
 #include "relay/audio/Mixer.h"
 
-#include "relay/audio/Mixing.h"
+#include "relay/audio/Dsp.h"
 #include "relay/audio/Participant.h"
 
 #include <algorithm>

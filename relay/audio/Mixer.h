@@ -1,7 +1,6 @@
 #pragma once
 
-#include "relay/audio/AudioFormat.h"
-#include "relay/audio/AudioSource.h"
+#include "relay/audio/AudioIo.h"
 #include "relay/audio/GainMatrix.h"
 #include "relay/audio/Patch.h"
 

@@ -1,7 +1,6 @@
 #include "relay/audio/MixerThread.h"
 
-#include "relay/audio/AudioFormat.h"
-#include "relay/audio/CycleClock.h"
+#include "relay/audio/AudioIo.h"
 #include "relay/audio/Room.h"
 
 #include <pthread.h>
@@ -19,7 +18,7 @@ constexpr std::int64_t second = 1'000'000'000;
 /// Above ordinary threads, below audio servers and the kernel.
 constexpr int priority = 10;
 
-std::int64_t now()
+std::int64_t monotonicNow()
 {
     timespec time{};
     clock_gettime(CLOCK_MONOTONIC, &time);
@@ -45,6 +44,20 @@ void askForRealTime()
 
 } // namespace
 
+std::uint64_t CycleClock::ended(std::int64_t now)
+{
+    m_due += m_period;
+    if (now <= m_due) {
+        return 0;
+    }
+    const std::int64_t behind = (now - m_due) / m_period;
+    if (behind <= maxCyclesBehind) {
+        return 1;
+    }
+    m_due += behind * m_period;
+    return 1 + static_cast<std::uint64_t>(behind);
+}
+
 MixerThread::MixerThread(Room& room)
     : m_room(room)
     , m_thread([this] { run(); })
@@ -69,16 +82,16 @@ void MixerThread::run()
     askForRealTime();
     const auto samples = static_cast<std::int64_t>(m_room.samplesPerCycle());
     const std::int64_t period = samples * second / sampleRate;
-    CycleClock clock(now(), period);
+    CycleClock clock(monotonicNow(), period);
     while (!m_isStopping) {
         sleepUntil(clock.due());
         m_room.runCycle();
-        m_missedDeadlines += clock.ended(now());
+        m_missedDeadlines += clock.ended(monotonicNow());
         if (++m_cycles == 1) {
             m_cycles.notify_all();
         }
         if (m_room.waitWhileEmpty()) {
-            clock = CycleClock(now(), period);
+            clock = CycleClock(monotonicNow(), period);
         }
     }
 }

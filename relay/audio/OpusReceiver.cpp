@@ -1,6 +1,6 @@
 #include "relay/audio/OpusReceiver.h"
 
-#include "relay/audio/TimeStretch.h"
+#include "relay/audio/Dsp.h"
 
 #include <opus.h>
 
@@ -23,7 +23,7 @@ constexpr std::size_t silentFrom = std::size_t{sampleRate} * 100 / 1000;
 /// The length of the fade-in after silence.
 constexpr std::size_t fadeInTime = sampleRate / 200;
 
-/// The most that is removed at once: what the cross-fade can hide.
+/// The maximum that is removed at once: what the cross-fade can hide.
 constexpr std::size_t maxTrim = std::size_t{sampleRate} * 40 / 1000;
 
 constexpr std::size_t roundedUp(std::size_t samples)
@@ -65,8 +65,6 @@ OpusReceiver::OpusReceiver()
     , m_concealedRun(silentFrom)
 {
 }
-
-OpusReceiver::~OpusReceiver() = default;
 
 void OpusReceiver::play(std::span<float> out)
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioIo.h"
 #include "relay/audio/DelayController.h"
 #include "relay/audio/JitterBuffer.h"
 
@@ -23,10 +23,6 @@ class OpusReceiver
 public:
     /// Throws std::bad_alloc if there is no memory for a decoder.
     OpusReceiver();
-    ~OpusReceiver();
-
-    OpusReceiver(const OpusReceiver&) = delete;
-    OpusReceiver& operator=(const OpusReceiver&) = delete;
 
     /// See JitterBuffer::insert().
     bool insert(const RtpPacket& packet) { return m_buffer.insert(packet); }

@@ -1,6 +1,6 @@
 #include "relay/audio/Participant.h"
 
-#include "relay/audio/Mixing.h"
+#include "relay/audio/Dsp.h"
 #include "relay/audio/RtpPacket.h"
 
 #include <optional>

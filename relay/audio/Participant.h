@@ -1,10 +1,10 @@
 #pragma once
 
+#include "relay/audio/AudioIo.h"
 #include "relay/audio/ChannelSet.h"
 #include "relay/audio/MixEncoder.h"
 #include "relay/audio/OpusReceiver.h"
 #include "relay/audio/PacketRing.h"
-#include "relay/audio/PacketSink.h"
 
 #include <atomic>
 #include <cstddef>

@@ -1,12 +1,18 @@
 #pragma once
 
-#include "relay/audio/AudioSource.h"
+#include "relay/audio/AudioIo.h"
 #include "relay/audio/ChannelSet.h"
-#include "relay/audio/PacketSink.h"
+#include "relay/audio/Mixer.h"
+#include "relay/audio/Participant.h"
+#include "relay/audio/Patch.h"
 
+#include <array>
+#include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <vector>
@@ -39,13 +45,11 @@ public:
 
     /// A room for a show of `channels` channels. `samplesPerCycle`: 480 or 960, 10 or 20 ms.
     Room(std::size_t channels, std::size_t samplesPerCycle);
-    ~Room();
-
     Room(const Room&) = delete;
     Room& operator=(const Room&) = delete;
 
-    [[nodiscard]] std::size_t channels() const;
-    [[nodiscard]] std::size_t samplesPerCycle() const;
+    [[nodiscard]] std::size_t channels() const { return m_channels; }
+    [[nodiscard]] std::size_t samplesPerCycle() const { return m_samplesPerCycle; }
 
     /// Adds a participant that may talk and listen on these channels of the show. It talks on none
     /// and hears all of its own at full level until told otherwise. `sink` gets one packet each
@@ -90,8 +94,49 @@ public:
     void wake();
 
 private:
-    class State;
-    const std::unique_ptr<State> m_state;
+    // What is built is built before the mutex is locked. What is to be destroyed is moved out and
+    // destroyed after it is unlocked: the locals that hold it are declared before the lock.
+
+    struct Seat
+    {
+        ParticipantId id = 0;                     ///< 0: empty, or fading out
+        std::shared_ptr<Participant> participant; ///< nullptr: empty
+        Patch requested;
+        bool isChanged = false;
+    };
+
+    struct Arrival
+    {
+        std::shared_ptr<AudioSource> source;
+        std::vector<float> talk;
+    };
+
+    using Participants = std::vector<std::shared_ptr<Participant>>;
+
+    [[nodiscard]] std::optional<std::size_t> placeOf(ParticipantId id) const;
+    void takeOver();
+    void takeOver(std::size_t place);
+    void fadeOutAndRemove(std::size_t place);
+    [[nodiscard]] bool isEmpty() const;
+    [[nodiscard]] static Participants emptyParticipants();
+    [[nodiscard]] std::shared_ptr<Participant> find(ParticipantId id) const;
+    void request(ParticipantId id, std::vector<float> Patch::*part, std::vector<float> requested);
+
+    const std::size_t m_channels;
+    const std::size_t m_samplesPerCycle;
+    std::condition_variable m_arrival;
+    mutable std::mutex m_mutex; ///< guards everything from here to m_hasNews
+    bool m_isAwake = false;
+    std::array<Seat, maxParticipants> m_seats;
+    Participants m_left; ///< removed from the mixer; destroyed by the next join() or leave()
+    ParticipantId m_lastId = 0;
+    std::array<Arrival, maxAnnouncements> m_arrivals;
+    std::size_t m_arrived = 0;
+    std::size_t m_announcements = 0; ///< those that arrive and those in the mixer
+
+    std::atomic<bool> m_hasNews{false}; ///< set under the mutex
+    std::size_t m_finished = 0;         ///< mixer thread: not yet subtracted from m_announcements
+    Mixer m_mixer;                      ///< mixer thread
 };
 
 } // namespace wingbell

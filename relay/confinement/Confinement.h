@@ -5,18 +5,20 @@
 
 #include <QStringList>
 
+#include <string>
 #include <sys/resource.h>
 #include <vector>
 
 namespace wingbell {
 
-/// What a process may do from a moment on: made ready first, entered later, never left again.
+/// A sandbox of the kernel (Landlock, seccomp and resource limits): prepared first, entered later,
+/// never left again.
 struct Confinement
 {
     struct Limit
     {
         __rlimit_resource resource; ///< RLIMIT_CPU and so on
-        rlim_t most;
+        rlim_t max;
     };
 
     Landlock files;
@@ -32,5 +34,15 @@ struct Confinement
     /// fork() and exec().
     [[nodiscard]] int enter() const noexcept;
 };
+
+/// For the server once its ports are open and the show is read: it reads what its libraries need,
+/// writes `stateFolder`, starts `speechProgram` and nothing else. To be entered on the main thread
+/// before there is another: Landlock confines a thread and those that it starts, not its siblings.
+[[nodiscard]] Confinement
+serverConfinement(const std::string& stateFolder, const std::string& speechProgram);
+
+/// For `speechProgram`, which reads strangers' text: it reads its libraries and data, writes
+/// to its pipes, and that is all.
+[[nodiscard]] Confinement speechConfinement(const std::string& speechProgram);
 
 } // namespace wingbell

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/audio/PacketSink.h"
+#include "relay/audio/AudioIo.h"
 
 #include <QByteArray>
 

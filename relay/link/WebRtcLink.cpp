@@ -1,6 +1,6 @@
 #include "relay/link/WebRtcLink.h"
 
-#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioIo.h"
 #include "relay/link/SourceLimit.h"
 
 #include <gst/app/gstappsrc.h>

@@ -1,6 +1,6 @@
 #include "relay/log/LineWriter.h"
 
-#include "relay/log/LineText.h"
+#include "base/LineText.h"
 #include "relay/log/Messages.h"
 
 #include <algorithm>
@@ -13,9 +13,9 @@ namespace wingbell {
 
 namespace {
 
-/// The same pipe or terminal opened once more, so that not to wait is a setting of ours alone and
-/// not of everybody who shares `descriptor`. None where that cannot be had; waiting for
-/// writability and writing no more than a pipe takes at once must do then.
+/// The same pipe or terminal opened once more, so that O_NONBLOCK does not affect the others who
+/// share `descriptor`. None if that fails; then it must do to poll for writability and to write no
+/// more than a pipe takes at once.
 FileDescriptor openedWithoutWaiting(int descriptor)
 {
     struct stat status = {};
@@ -25,22 +25,6 @@ FileDescriptor openedWithoutWaiting(int descriptor)
     }
     const QByteArray path = "/proc/self/fd/" + QByteArray::number(descriptor);
     return FileDescriptor(::open(path.constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
-}
-
-/// `text` without an incomplete character at its end.
-QByteArray cutTo(QByteArray text, qsizetype size)
-{
-    if (text.size() <= size) {
-        return text;
-    }
-    const auto continues = [&text](qsizetype at) {
-        return (static_cast<unsigned char>(text.at(at)) & 0xC0U) == 0x80U;
-    };
-    while (size > 0 && continues(size)) {
-        --size;
-    }
-    text.truncate(size);
-    return text;
 }
 
 } // namespace
@@ -107,7 +91,8 @@ void LineWriter::finish(std::chrono::milliseconds timeout)
 
 void LineWriter::append(const QString& line)
 {
-    m_lines.push_back(cutTo(onOneLine(line).toUtf8(), maxLineBytes - 1) + '\n');
+    const QByteArray bytes = onOneLine(line).toUtf8();
+    m_lines.push_back(firstBytes(bytes, maxLineBytes - 1).toByteArray() + '\n');
 }
 
 void LineWriter::appendNumberDropped()

@@ -11,12 +11,12 @@
 
 namespace wingbell {
 
-/// Writes lines to a descriptor and never waits for its reader.
+/// Writes lines to a descriptor without blocking: never waits for its reader.
 ///
-/// A line that cannot be written at once is kept until resume(); above `maxWaitingLines` further
+/// A line that cannot be written at once is queued until resume(); above `maxWaitingLines` further
 /// ones are dropped and counted, and a line tells their number when there is room again. A line
-/// that cannot be read any more (the reader is gone, the disk is full) is forgotten. Needs SIGPIPE
-/// ignored. Not for several threads at once.
+/// that cannot be written at all (the reader is gone, the disk is full) is dropped. SIGPIPE must be
+/// ignored. Not thread-safe.
 class LineWriter
 {
 public:
@@ -27,17 +27,18 @@ public:
     /// `descriptor` stays the caller's and its settings stay as they are: others may share it.
     explicit LineWriter(int descriptor);
 
-    /// Writes `line` and a line feed as UTF-8 in one piece, now or later. Whatever would break or
-    /// disturb the line is replaced; what goes beyond `maxLineBytes` is cut.
+    /// Writes `line`, sanitized, and a line feed as UTF-8 in one piece, now or later. What goes
+    /// beyond `maxLineBytes` is cut.
     void write(const QString& line);
 
-    /// What to wait for until it is writable, to call resume() then; -1 while nothing is kept.
+    /// The descriptor to wait for until it is writable, to call resume() then; -1 while the queue
+    /// is empty.
     [[nodiscard]] int awaitedDescriptor() const;
 
-    /// Writes of the kept lines what can be written without waiting.
+    /// Writes of the queue what can be written without blocking.
     void resume();
 
-    /// Waits up to `timeout` until the kept lines are written.
+    /// Waits up to `timeout` until the queue is written.
     void finish(std::chrono::milliseconds timeout);
 
 private:

@@ -24,20 +24,19 @@ constexpr qsizetype lengthSize = 4;
 
 using Code = OscError::Code;
 
-/// Puts the messages of `element` behind `messages`. Returns what is wrong with its bundles, if
-/// anything is.
+/// Appends the messages of `element` to `messages`. Returns an error if its bundles are malformed.
 std::optional<OscError>
 collect(QByteArrayView element, int depth, std::vector<QByteArrayView>& messages)
 {
     if (!element.startsWith(bundleMark)) {
-        if (messages.size() == mostOscMessages) {
-            return OscError{Code::TooManyMessages, QString::number(mostOscMessages)};
+        if (messages.size() == maxOscMessages) {
+            return OscError{Code::TooManyMessages, QString::number(maxOscMessages)};
         }
         messages.push_back(element);
         return std::nullopt;
     }
-    if (depth == deepestOscBundle) {
-        return OscError{Code::TooDeep, QString::number(deepestOscBundle)};
+    if (depth == maxOscBundleDepth) {
+        return OscError{Code::TooDeep, QString::number(maxOscBundleDepth)};
     }
     if (element.size() < bundleMark.size() + timeTagSize) {
         return OscError{Code::NoTimeTag};
@@ -52,8 +51,8 @@ collect(QByteArrayView element, int depth, std::vector<QByteArrayView>& messages
         if (length == 0 || length % 4 != 0 || length > rest.size()) {
             return OscError{Code::WrongBundleLength};
         }
-        if (auto problem = collect(rest.first(length), depth + 1, messages)) {
-            return problem;
+        if (const auto error = collect(rest.first(length), depth + 1, messages)) {
+            return error;
         }
         rest = rest.sliced(length);
     }
@@ -76,10 +75,10 @@ Code codeOf(int error)
     }
 }
 
-OscElement readMessage(QByteArrayView bytes)
+Result<OscMessage, OscError> readMessage(QByteArrayView bytes)
 {
     if (!bytes.startsWith('/')) {
-        return OscError{Code::NotOsc};
+        return failure(OscError{Code::NotOsc});
     }
     int error = 0;
     // The library takes its input unchangeable only in fact, not in type: it copies it first.
@@ -90,7 +89,7 @@ OscElement readMessage(QByteArrayView bytes)
         return OscMessage{QByteArray(bytes.data()), {}, {}};
     }
     if (!message) {
-        return OscError{codeOf(error)};
+        return failure(OscError{codeOf(error)});
     }
     OscMessage result;
     result.address =
@@ -104,16 +103,16 @@ OscElement readMessage(QByteArrayView bytes)
 
 } // namespace
 
-std::vector<OscElement> readOscPacket(QByteArrayView packet)
+std::vector<Result<OscMessage, OscError>> readOscPacket(QByteArrayView packet)
 {
     if (packet.isEmpty()) {
-        return {OscError{Code::EmptyPacket}};
+        return {failure(OscError{Code::EmptyPacket})};
     }
     std::vector<QByteArrayView> messages;
-    if (const auto problem = collect(packet, 0, messages)) {
-        return {*problem};
+    if (const auto error = collect(packet, 0, messages)) {
+        return {failure(*error)};
     }
-    std::vector<OscElement> elements;
+    std::vector<Result<OscMessage, OscError>> elements;
     elements.reserve(messages.size());
     for (const QByteArrayView bytes : messages) {
         elements.push_back(readMessage(bytes));

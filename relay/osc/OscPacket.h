@@ -1,12 +1,13 @@
 #pragma once
 
+#include "base/Result.h"
+
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QString>
 
 #include <cstddef>
 #include <cstdint>
-#include <variant>
 #include <vector>
 
 namespace wingbell {
@@ -22,7 +23,7 @@ struct OscMessage
     friend bool operator==(const OscMessage&, const OscMessage&) = default;
 };
 
-/// Why a packet or a message cannot be read, or asks for nothing that there is.
+/// Why a packet or a message cannot be read or does not ask for anything that there is.
 struct OscError
 {
     enum class Code : std::uint8_t {
@@ -56,17 +57,14 @@ struct OscError
     friend bool operator==(const OscError&, const OscError&) = default;
 };
 
-/// One message of a packet, or why it cannot be read.
-using OscElement = std::variant<OscMessage, OscError>;
-
-/// How many bundles may stand inside one another, and how many messages a packet may hold.
-inline constexpr int deepestOscBundle = 8;
-inline constexpr std::size_t mostOscMessages = 256;
+/// How deep bundles may be nested, and how many messages a packet may hold.
+inline constexpr int maxOscBundleDepth = 8;
+inline constexpr std::size_t maxOscMessages = 256;
 
 /// The messages of a datagram in their order, those of bundles among them; time tags are ignored,
-/// everything is meant for now. A packet whose bundles are broken or beyond the bounds above is
-/// rejected as a whole; inside valid bundles a broken message is rejected alone. Takes any bytes
-/// whatever. Empty only for a bundle of nothing.
-[[nodiscard]] std::vector<OscElement> readOscPacket(QByteArrayView packet);
+/// everything is meant for now. A packet whose bundles are malformed or beyond the limits above is
+/// rejected as a whole; inside valid bundles a malformed message is rejected alone. Any bytes are
+/// safe. Empty only for a bundle of nothing.
+[[nodiscard]] std::vector<Result<OscMessage, OscError>> readOscPacket(QByteArrayView packet);
 
 } // namespace wingbell

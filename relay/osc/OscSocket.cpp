@@ -8,17 +8,17 @@ namespace wingbell {
 OscSocket::OscSocket(FileDescriptor descriptor, bool takesIpv6)
     : m_descriptor(std::move(descriptor))
     , m_takesIpv6(takesIpv6)
-    , m_buffer(largestDatagram)
+    , m_buffer(maxDatagram)
 {
 }
 
-OscSocket::Opening OscSocket::open(quint16 port)
+Result<OscSocket, int> OscSocket::open(quint16 port)
 {
     OpenPort opened = openPort(OpenPort::Use::Datagrams, port);
     if (!opened.descriptor.isOpen()) {
-        return {std::nullopt, opened.error};
+        return failure(opened.error);
     }
-    return {OscSocket(std::move(opened.descriptor), opened.takesIpv6), 0};
+    return OscSocket(std::move(opened.descriptor), opened.takesIpv6);
 }
 
 std::optional<OscSocket::Datagram> OscSocket::receive()

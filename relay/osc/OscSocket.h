@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/FileDescriptor.h"
+#include "base/Result.h"
 
 #include <QByteArrayView>
 #include <QHostAddress>
@@ -11,12 +12,12 @@
 
 namespace wingbell {
 
-/// The UDP port on which OSC comes in, on every interface of the machine. Never waits.
+/// The UDP port on which OSC comes in, on every interface of the machine. Never blocks.
 class OscSocket
 {
 public:
     /// In bytes: more than the largest datagram there is, over IPv4 and IPv6 alike.
-    static constexpr std::size_t largestDatagram = 65536;
+    static constexpr std::size_t maxDatagram = 65536;
 
     struct Datagram
     {
@@ -24,14 +25,12 @@ public:
         QHostAddress sender;
     };
 
-    /// What came of opening a port: the socket, or, where it is missing, the system's error number.
-    struct Opening;
-
     /// Takes `port` over IPv6 and IPv4 together; over IPv4 alone only where the machine has no
-    /// IPv6. A port that any other program has, on any address, is not shared: EADDRINUSE.
-    [[nodiscard]] static Opening open(quint16 port);
+    /// IPv6. A port that any other program has, on any address, is not shared. The error is the
+    /// system's error number.
+    [[nodiscard]] static Result<OscSocket, int> open(quint16 port);
 
-    /// The next datagram that has arrived, or nothing.
+    /// The next datagram that has arrived; nullopt if there is none.
     [[nodiscard]] std::optional<Datagram> receive();
 
     /// Gives the port back. Nothing is received from then on.
@@ -48,12 +47,6 @@ private:
     FileDescriptor m_descriptor;
     bool m_takesIpv6;
     std::vector<char> m_buffer;
-};
-
-struct OscSocket::Opening
-{
-    std::optional<OscSocket> socket;
-    int error = 0;
 };
 
 } // namespace wingbell

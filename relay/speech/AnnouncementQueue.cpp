@@ -23,17 +23,17 @@ std::chrono::milliseconds AnnouncementQueue::speakingTime(const std::string& tex
 
 AnnouncementQueue::Offer AnnouncementQueue::offer(PendingAnnouncement announcement)
 {
-    if (const auto refused = refusal(announcement)) {
-        return {*refused, std::nullopt};
+    if (const auto error = errorOf(announcement)) {
+        return failure(*error);
     }
-    Offer result;
+    std::optional<PendingAnnouncement> displaced;
     if (m_waiting.size() >= maxWaiting) {
         const std::size_t place = largestShare();
-        result.displaced = std::move(m_waiting.at(place));
+        displaced = std::move(m_waiting.at(place));
         m_waiting.erase(m_waiting.begin() + static_cast<std::ptrdiff_t>(place));
     }
     m_waiting.push_back(std::move(announcement));
-    return result;
+    return displaced;
 }
 
 std::optional<PendingAnnouncement> AnnouncementQueue::takeStartable()
@@ -81,17 +81,6 @@ std::size_t AnnouncementQueue::dropWaiting(const std::string& sender)
         m_waiting, [&sender](const PendingAnnouncement& each) { return each.sender == sender; });
 }
 
-std::vector<std::uint64_t> AnnouncementQueue::speakingOf(const std::string& sender) const
-{
-    std::vector<std::uint64_t> ids;
-    for (const Turn& turn : m_speaking) {
-        if (turn.sender == sender) {
-            ids.push_back(turn.id);
-        }
-    }
-    return ids;
-}
-
 bool AnnouncementQueue::isAwaitedByOthers(std::uint64_t id) const
 {
     return std::any_of(m_speaking.begin(), m_speaking.end(), [this, id](const Turn& turn) {
@@ -103,11 +92,12 @@ bool AnnouncementQueue::isAwaitedByOthers(std::uint64_t id) const
     });
 }
 
-/// Why `announcement` may not wait; nothing when it may.
-std::optional<Admission> AnnouncementQueue::refusal(const PendingAnnouncement& announcement) const
+/// Why `announcement` may not wait; nullopt if it may.
+std::optional<AnnouncementError>
+AnnouncementQueue::errorOf(const PendingAnnouncement& announcement) const
 {
     if (announcement.channels.isEmpty()) {
-        return Admission::NoChannel;
+        return AnnouncementError::NoChannel;
     }
     for (std::size_t channel = 0; channel < announcement.channels.count(); ++channel) {
         if (!announcement.channels.contains(channel)) {
@@ -122,15 +112,15 @@ std::optional<Admission> AnnouncementQueue::refusal(const PendingAnnouncement& a
             }
         }
         if (waiting >= maxWaitingOfASender) {
-            return Admission::TooMany;
+            return AnnouncementError::TooMany;
         }
         if (waiting > 0 && speech > maxSpeechOfASender) {
-            return Admission::TooMuchToSay;
+            return AnnouncementError::TooMuchToSay;
         }
     }
     if (m_waiting.size() >= maxWaiting &&
         waitingOf(announcement.sender) >= waitingOf(m_waiting.at(largestShare()).sender)) {
-        return Admission::QueueFull;
+        return AnnouncementError::QueueFull;
     }
     return std::nullopt;
 }

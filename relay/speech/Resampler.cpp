@@ -1,79 +1,113 @@
 #include "relay/speech/Resampler.h"
 
-#include "relay/audio/AudioFormat.h"
-
-#include <speex/speex_resampler.h>
+#include "relay/audio/AudioIo.h"
 
 #include <algorithm>
+#include <array>
 #include <cassert>
-#include <new>
+#include <cmath>
+#include <numbers>
+#include <numeric>
 
 namespace wingbell {
 
 namespace {
 
-/// Of 0 to 10. The lowest that keeps nine tenths of the band and its images 70 dB down.
-constexpr int quality = 7;
+// Together these keep nine tenths of the bandwidth and hold the images 80 dB down.
+constexpr std::size_t halfTaps = 32;
+constexpr std::size_t taps = 2 * halfTaps;
+constexpr double kaiserBeta = 8.0;
+
+constexpr unsigned maxPhases = 640; // for 11025 Hz
+
+/// The Kaiser window at `x`, from -1 to 1, up to a constant factor: the modified Bessel function of
+/// order 0 as a power series. std::cyl_bessel_i() takes a hundred times as long.
+double kaiserWindow(double x)
+{
+    const double half = kaiserBeta / 2 * std::sqrt(std::max(0.0, 1 - x * x));
+    double sum = 1;
+    double term = 1;
+    for (int order = 1; term > sum * 1e-9; ++order) {
+        term *= half * half / (order * order);
+        sum += term;
+    }
+    return sum;
+}
+
+double sinc(double x)
+{
+    const double angle = std::numbers::pi * x;
+    return std::abs(angle) < 1e-9 ? 1 : std::sin(angle) / angle;
+}
+
+/// Appends the coefficients of an output sample that comes `fraction` after the middle input
+/// sample.
+void appendPhase(double fraction, std::vector<float>& filter)
+{
+    constexpr auto half = static_cast<double>(halfTaps);
+    std::array<double, taps> weights = {};
+    double distance = fraction + half - 1;
+    for (double& weight : weights) {
+        weight = sinc(distance) * kaiserWindow(distance / half);
+        distance -= 1;
+    }
+    const double sum = std::accumulate(weights.begin(), weights.end(), 0.0);
+    for (const double weight : weights) {
+        filter.push_back(static_cast<float>(weight / sum));
+    }
+}
 
 } // namespace
 
-void Resampler::Destroy::operator()(SpeexResamplerState_* state) const
+bool Resampler::supports(unsigned rate)
 {
-    speex_resampler_destroy(state);
+    return rate >= 8000 && rate <= sampleRate &&
+           sampleRate / std::gcd(rate, unsigned{sampleRate}) <= maxPhases;
 }
 
 Resampler::Resampler(int inputRate)
     : m_inputRate(inputRate)
+    , m_phases(static_cast<std::size_t>(sampleRate / std::gcd(inputRate, sampleRate)))
+    , m_stride(static_cast<std::size_t>(inputRate / std::gcd(inputRate, sampleRate)))
 {
-    assert(inputRate >= lowestRate && inputRate <= highestRate);
-    if (inputRate == sampleRate) {
-        return;
+    assert(supports(static_cast<unsigned>(inputRate)));
+    m_filter.reserve(m_phases * taps);
+    for (std::size_t phase = 0; phase < m_phases; ++phase) {
+        appendPhase(static_cast<double>(phase) / static_cast<double>(m_phases), m_filter);
     }
-    m_state.reset(speex_resampler_init(
-        1, static_cast<spx_uint32_t>(inputRate), sampleRate, quality, nullptr));
-    if (!m_state) {
-        throw std::bad_alloc();
-    }
-    speex_resampler_skip_zeros(m_state.get()); // no delay is left in the output
+    restart();
 }
 
 void Resampler::process(std::span<const float> input, std::vector<float>& output)
 {
-    m_taken += input.size();
-    produce(input, output);
+    if (m_phases == 1) {
+        output.insert(output.end(), input.begin(), input.end());
+        return;
+    }
+    m_input.insert(m_input.end(), input.begin(), input.end());
+    std::size_t first = 0;
+    while (first + taps <= m_input.size()) {
+        const float* const phase = &m_filter[m_phase * taps];
+        output.push_back(std::inner_product(phase, phase + taps, &m_input[first], 0.0F));
+        m_phase += m_stride;
+        first += m_phase / m_phases;
+        m_phase %= m_phases;
+    }
+    m_input.erase(m_input.begin(), m_input.begin() + static_cast<std::ptrdiff_t>(first));
 }
 
 void Resampler::finish(std::vector<float>& output)
 {
-    const auto rate = static_cast<std::size_t>(m_inputRate);
-    const std::size_t left = (m_taken * sampleRate + rate - 1) / rate - m_given;
-    const std::size_t before = output.size();
-    if (m_state) {
-        // As much silence as the filter looks ahead, and a sample more as its output may lag one.
-        const int latency = speex_resampler_get_input_latency(m_state.get());
-        produce(std::vector<float>(static_cast<std::size_t>(latency) + 1), output);
+    if (m_phases > 1) {
+        process(std::array<float, halfTaps>(), output);
     }
-    output.resize(before + left);
+    restart();
 }
 
-void Resampler::produce(std::span<const float> input, std::vector<float>& output)
+void Resampler::restart()
 {
-    const std::size_t before = output.size();
-    if (!m_state) {
-        output.insert(output.end(), input.begin(), input.end());
-    }
-    while (m_state && !input.empty()) {
-        const std::size_t begin = output.size();
-        auto taken = static_cast<spx_uint32_t>(input.size());
-        auto given = static_cast<spx_uint32_t>(
-            input.size() * sampleRate / static_cast<std::size_t>(m_inputRate) + 2);
-        output.resize(begin + given);
-        (void)speex_resampler_process_float(
-            m_state.get(), 0, input.data(), &taken, output.data() + begin, &given);
-        output.resize(begin + given);
-        input = input.subspan(taken);
-    }
-    m_given += output.size() - before;
+    m_input.assign(halfTaps - 1, 0.0F); // silence, so that the output has no delay
+    m_phase = 0;
 }
 
 } // namespace wingbell

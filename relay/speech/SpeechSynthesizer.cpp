@@ -1,31 +1,23 @@
 #include "relay/speech/SpeechSynthesizer.h"
 
-#include "relay/confinement/ConfinementRules.h"
+#include "relay/audio/AudioIo.h"
+#include "relay/confinement/Confinement.h"
 #include "relay/log/Messages.h"
-#include "relay/speech/LeadingSilence.h"
-#include "relay/speech/Resampler.h"
-#include "relay/speech/SpeakableText.h"
-#include "relay/speech/WakeUp.h"
-#include "relay/speech/WavStream.h"
 
-#include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
-#include <QSocketNotifier>
 #include <QStandardPaths>
-#include <QTimer>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <fcntl.h>
 #include <linux/close_range.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
-#include <vector>
 
 namespace wingbell {
 
@@ -34,9 +26,13 @@ namespace {
 /// In bytes: how much of what the program complains about is told.
 constexpr qsizetype maxComplaint = 200;
 
-/// In bytes: how much of the sound is resampled before it is given. A full pipe would delay the
-/// first sound.
-constexpr std::size_t maxPiece = 8192;
+/// In bytes: how much of the sound is decoded at once. At the usual 22050 Hz that is 0.4 s of sound
+/// and about a millisecond of work.
+constexpr std::size_t maxPiece = 16384;
+
+/// After each piece. A thread that sleeps most of the time is scheduled at once when a request
+/// comes, even on a busy computer; the sound is still made dozens of times faster than it plays.
+constexpr std::chrono::milliseconds pauseTime{2};
 
 /// How much of the silence before the first sound is kept, so that its onset is not cut.
 constexpr std::size_t keptSilence(int rate)
@@ -46,7 +42,7 @@ constexpr std::size_t keptSilence(int rate)
 
 SpeechResult failed(Message reason, const QStringList& arguments = {})
 {
-    return {SpeechEnd::Failed, messageText(reason, arguments)};
+    return failure(SpeechError{messageText(reason, arguments)});
 }
 
 std::vector<float> asFloats(std::span<const std::int16_t> samples)
@@ -68,10 +64,19 @@ int whyNotRunnable(const QString& path)
     return QFileInfo(path).isFile() ? 0 : EACCES;
 }
 
-/// Makes the child inherit nothing but its three pipes and confines it. Runs between vfork and
-/// exec, in our memory and with any lock held by another thread: system calls only.
-void prepareChild(const Confinement* confinement)
+/// `reason` is the system's; empty if there is no such program.
+SpeechResult notStarted(const QString& name, const QString& reason)
 {
+    return reason.isEmpty() ? failed(Message::NotInstalled, {name})
+                            : failed(Message::NotStarted, {name, reason});
+}
+
+/// Makes the child write to `output`, inherit nothing but its three pipes and confines it. Runs
+/// between vfork and exec, in our memory and with any lock held by another thread: system calls
+/// only.
+void prepareChild(const Confinement* confinement, int output)
+{
+    (void)::dup2(output, STDOUT_FILENO);
     // All zero is SIG_DFL, without flags and mask, on every kind of machine.
     constexpr std::array<unsigned long, 8> usual = {};
     constexpr std::size_t maskBytes = 8;
@@ -102,281 +107,225 @@ std::optional<std::string> programPath(const std::string& program)
     return found.isEmpty() ? std::nullopt : std::optional(QFile::encodeName(found).toStdString());
 }
 
-/// One call of the program: a text and a voice. Driven by the event loop of its thread.
-class SpeechSynthesizer::Run
+SpeechSynthesizer::SpeechSynthesizer(Settings settings)
+    : m_settings(std::move(settings))
+    , m_name(QFileInfo(QString::fromStdString(m_settings.program)).fileName())
 {
-public:
-    /// Called once, with the result.
-    using Done = std::function<void(const SpeechResult& result)>;
-
-    Run(SpeechSynthesizer& synthesizer, const std::string& voice, const Sink& sink, Done done);
-    /// Kills the program if it still runs.
-    ~Run();
-    Q_DISABLE_COPY_MOVE(Run)
-
-    /// Starts the program and gives it `text`.
-    void start(const std::string& text);
-
-    /// True when it ended by itself, with a status that tells of a failure and before any sound: so
-    /// it does when there is no such voice.
-    [[nodiscard]] bool refused() const { return m_refused; }
-
-private:
-    void finish(const SpeechResult& result);
-    void noteSignOfLife() { m_silenceLimit.start(); }
-    void tellNotStarted(const QString& reason);
-    void readSound();
-    void takeSound(std::span<const std::uint8_t> bytes);
-    void giveSound(int rate);
-    void finishSound();
-    void give();
-    void readComplaint();
-    [[nodiscard]] SpeechResult resultOfEnd();
-
-    SpeechSynthesizer& m_synthesizer;
-    QString m_path;
-    QString m_name;
-    const Sink& m_sink;
-    Done m_done;
-    QProcess m_process;
-    QTimer m_silenceLimit;
-    QTimer m_totalLimit;
-    bool m_isDone = false;
-    bool m_refused = false;
-
-    WavStream m_wav;
-    std::vector<std::int16_t> m_samples;
-    std::size_t m_taken = 0; ///< samples, silent ones too
-    std::optional<LeadingSilence> m_silence;
-    std::vector<std::int16_t> m_audible;
-    std::optional<Resampler> m_resampler; ///< once something is audible
-    std::vector<float> m_resampled;
-    bool m_sounded = false;
-    QByteArray m_complaint;
-};
-
-SpeechSynthesizer::Run::Run(
-    SpeechSynthesizer& synthesizer, const std::string& voice, const Sink& sink, Done done)
-    : m_synthesizer(synthesizer)
-    , m_path(QFile::decodeName(programPath(synthesizer.m_settings.program).value_or("").c_str()))
-    , m_name(QFileInfo(QString::fromStdString(synthesizer.m_settings.program)).fileName())
-    , m_sink(sink)
-    , m_done(std::move(done))
-{
-    const Settings& settings = m_synthesizer.m_settings;
-    m_process.setProgram(m_path);
-    m_process.setArguments(
-        {QStringLiteral("--stdin"), QStringLiteral("--stdout"), QStringLiteral("-b"),
-         QStringLiteral("1"), QStringLiteral("-v"), QString::fromStdString(voice)});
-    const Confinement* const confinement =
-        m_synthesizer.m_confinement ? &*m_synthesizer.m_confinement : nullptr;
-    m_process.setChildProcessModifier([confinement] { prepareChild(confinement); });
-
-    const auto hung = [this] {
-        finish(failed(Message::Hung, {m_name}));
-    };
-    for (QTimer* const timer : {&m_silenceLimit, &m_totalLimit}) {
-        timer->setSingleShot(true);
-        QObject::connect(timer, &QTimer::timeout, &m_process, hung);
+    if (m_settings.confined) {
+        m_confinement = speechConfinement(programPath(m_settings.program).value_or(std::string()));
     }
-    m_silenceLimit.setInterval(settings.limits.silence);
-    m_totalLimit.setInterval(settings.limits.total);
+    const Confinement* const confinement = m_confinement ? &*m_confinement : nullptr;
+    m_process.setStandardOutputFile(QProcess::nullDevice());
+    m_process.setChildProcessModifier(
+        [this, confinement] { prepareChild(confinement, m_childOutput.get()); });
 
-    QObject::connect(&m_process, &QProcess::bytesWritten, &m_process, [this] { noteSignOfLife(); });
-    QObject::connect(
-        &m_process, &QProcess::readyReadStandardOutput, &m_process, [this] { readSound(); });
-    QObject::connect(
-        &m_process, &QProcess::readyReadStandardError, &m_process, [this] { readComplaint(); });
-    QObject::connect(&m_process, &QProcess::finished, &m_process, [this] {
-        if (!m_isDone) {
-            finish(resultOfEnd());
+    for (QTimer* const timer : {&m_idleTimeout, &m_totalTimeout, &m_pause}) {
+        timer->setSingleShot(true);
+    }
+    m_idleTimeout.setInterval(m_settings.limits.idle);
+    m_totalTimeout.setInterval(m_settings.limits.total);
+    for (const QTimer* const timer : {&m_idleTimeout, &m_totalTimeout}) {
+        connect(timer, &QTimer::timeout, this, [this] { finish(failed(Message::Hung, {m_name})); });
+    }
+    m_pause.setInterval(pauseTime);
+    m_pause.setTimerType(Qt::PreciseTimer);
+    connect(&m_pause, &QTimer::timeout, this, [this] { readOutput(); });
+    connect(&m_process, &QProcess::bytesWritten, this, [this] { m_idleTimeout.start(); });
+    connect(&m_process, &QProcess::readyReadStandardError, this, [this] {
+        m_complaint += m_process.readAllStandardError().left(maxComplaint - m_complaint.size());
+    });
+    connect(&m_process, &QProcess::finished, this, [this] {
+        if (!m_pause.isActive()) {
+            readOutput();
         }
     });
-    QObject::connect(
-        &m_process, &QProcess::errorOccurred, &m_process, [this](QProcess::ProcessError error) {
-            if (error == QProcess::FailedToStart) {
-                // "execve: Exec format error", of which a person needs the end.
-                tellNotStarted(m_process.errorString().section(QStringLiteral(": "), -1));
-            }
-        });
+    connect(&m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart) {
+            // "execve: Exec format error", of which a person needs the end.
+            finish(notStarted(m_name, m_process.errorString().section(QStringLiteral(": "), -1)));
+        }
+    });
 }
 
-SpeechSynthesizer::Run::~Run()
+SpeechSynthesizer::~SpeechSynthesizer()
 {
     m_process.disconnect();
     m_process.kill();
     m_process.waitForFinished(-1);
 }
 
-void SpeechSynthesizer::Run::start(const std::string& text)
+void SpeechSynthesizer::start(std::string_view text, Sink sink, Done done)
 {
-    if (const int error = whyNotRunnable(m_path); error != 0) {
-        return tellNotStarted(error == ENOENT ? QString() : qt_error_string(error));
+    m_text = speakableText(text);
+    m_sink = std::move(sink);
+    m_done = std::move(done);
+    runProgram(m_settings.voice);
+}
+
+void SpeechSynthesizer::runProgram(const std::string& voice)
+{
+    m_voice = voice;
+    m_decoding = {};
+    if (m_resampler) {
+        m_resampler->restart();
     }
-    m_silenceLimit.start();
-    m_totalLimit.start();
-    m_process.start();
-    m_process.write(text.data(), static_cast<qint64>(text.size()));
+    m_complaint.clear();
+    m_result.reset();
+    m_isVoiceRefused = false;
+    if (m_text.empty()) {
+        return finish(failed(Message::NothingToSay));
+    }
+    const QString path =
+        QFile::decodeName(programPath(m_settings.program).value_or(std::string()).c_str());
+    if (const int error = whyNotRunnable(path); error != 0) {
+        return finish(notStarted(m_name, error == ENOENT ? QString() : qt_error_string(error)));
+    }
+    if (!openOutput()) {
+        return finish(notStarted(m_name, qt_error_string(errno)));
+    }
+    m_idleTimeout.start();
+    m_totalTimeout.start();
+    m_process.start(
+        path, {QStringLiteral("--stdin"), QStringLiteral("--stdout"), QStringLiteral("-b"),
+               QStringLiteral("1"), QStringLiteral("-v"), QString::fromStdString(voice)});
+    m_childOutput = FileDescriptor();
+    m_process.write(m_text.data(), static_cast<qint64>(m_text.size()));
     m_process.closeWriteChannel();
 }
 
-void SpeechSynthesizer::Run::finish(const SpeechResult& result)
+bool SpeechSynthesizer::openOutput()
 {
-    if (!std::exchange(m_isDone, true)) {
-        m_done(result);
+    std::array<int, 2> ends = {};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+        return false;
     }
+    m_output = FileDescriptor(ends[0]);
+    m_childOutput = FileDescriptor(ends[1]);
+    (void)::fcntl(m_output.get(), F_SETFL, O_NONBLOCK);
+    m_outputNotifier.emplace(m_output.get(), QSocketNotifier::Read);
+    connect(&*m_outputNotifier, &QSocketNotifier::activated, this, [this] { readOutput(); });
+    return true;
 }
 
-/// `reason` is the system's; empty if there is no such program.
-void SpeechSynthesizer::Run::tellNotStarted(const QString& reason)
+/// Reads one piece. It was the last one if nothing is left and the program is gone; another process
+/// may still keep the pipe open.
+void SpeechSynthesizer::readOutput()
 {
-    finish(
-        reason.isEmpty() ? failed(Message::NotInstalled, {m_name})
-                         : failed(Message::NotStarted, {m_name, reason}));
-}
-
-void SpeechSynthesizer::Run::readSound()
-{
-    const QByteArray bytes = m_process.readAllStandardOutput();
-    if (m_isDone || bytes.isEmpty()) {
+    if (m_result) {
         return;
     }
-    noteSignOfLife();
-    const std::span all(
-        reinterpret_cast<const std::uint8_t*>(bytes.constData()),
-        static_cast<std::size_t>(bytes.size()));
-    for (std::size_t begin = 0; begin < all.size() && !m_isDone; begin += maxPiece) {
-        takeSound(all.subspan(begin, std::min(maxPiece, all.size() - begin)));
+    m_outputNotifier->setEnabled(false);
+    std::array<std::uint8_t, maxPiece> piece;
+    const ssize_t size = ::read(m_output.get(), piece.data(), piece.size());
+    if (size > 0) {
+        m_idleTimeout.start();
+        m_pause.start();
+        decode(std::span(piece).first(static_cast<std::size_t>(size)));
+    } else if (m_process.state() == QProcess::NotRunning) {
+        finish(resultOfExit());
+    } else if (size < 0) {
+        m_outputNotifier->setEnabled(true);
     }
 }
 
-void SpeechSynthesizer::Run::takeSound(std::span<const std::uint8_t> bytes)
+void SpeechSynthesizer::decode(std::span<const std::uint8_t> bytes)
 {
-    m_samples.clear();
-    if (!m_wav.take(bytes, m_samples)) {
+    std::vector<std::int16_t> samples;
+    if (!m_decoding.wav.take(bytes, samples)) {
         return finish(failed(Message::NotWav, {m_name}));
     }
-    if (m_samples.empty()) {
+    if (samples.empty()) {
         return;
     }
-    const int rate = *m_wav.rate();
-    const auto most = static_cast<std::size_t>(m_synthesizer.m_settings.limits.sound.count()) *
-                      static_cast<std::size_t>(rate) / 1000;
-    const bool tooLong = m_taken + m_samples.size() > most;
-    if (tooLong) {
-        m_samples.resize(most - m_taken);
+    const int rate = *m_decoding.wav.rate();
+    const auto limit = static_cast<std::size_t>(m_settings.limits.sound.count()) *
+                       static_cast<std::size_t>(rate) / 1000;
+    const bool isTooLong = m_decoding.taken + samples.size() > limit;
+    if (isTooLong) {
+        samples.resize(limit - m_decoding.taken);
     }
-    m_taken += m_samples.size();
-    giveSound(rate);
-    if (tooLong) {
-        finishSound();
-        finish(m_sounded ? SpeechResult{SpeechEnd::Cut, {}} : failed(Message::NoAudio, {m_name}));
+    m_decoding.taken += samples.size();
+    if (!m_decoding.trimmer) {
+        m_decoding.trimmer.emplace(keptSilence(rate));
     }
-}
-
-void SpeechSynthesizer::Run::giveSound(int rate)
-{
-    if (!m_silence) {
-        m_silence.emplace(keptSilence(rate));
+    std::vector<std::int16_t> audible;
+    m_decoding.trimmer->trim(samples, audible);
+    if (!audible.empty()) {
+        if (!m_resampler || m_resampler->inputRate() != rate) {
+            m_resampler.emplace(rate);
+        }
+        m_decoding.isAudible = true;
+        m_resampler->process(asFloats(audible), m_decoding.samples);
+        giveSamples();
     }
-    m_audible.clear();
-    m_silence->pass(m_samples, m_audible);
-    if (m_audible.empty()) {
-        return;
-    }
-    if (!m_resampler) {
-        m_resampler.emplace(rate);
-    }
-    m_resampler->process(asFloats(m_audible), m_resampled);
-    give();
-}
-
-void SpeechSynthesizer::Run::finishSound()
-{
-    if (m_resampler) {
-        m_resampler->finish(m_resampled);
-        give();
+    if (isTooLong) {
+        flushResampler();
+        finish(m_decoding.isAudible ? SpeechEnd::Cut : failed(Message::NoAudio, {m_name}));
     }
 }
 
-void SpeechSynthesizer::Run::give()
+void SpeechSynthesizer::flushResampler()
 {
-    if (m_resampled.empty()) {
-        return;
+    if (m_decoding.isAudible) {
+        m_resampler->finish(m_decoding.samples);
+        giveSamples();
     }
-    m_sounded = true;
-    m_sink(m_resampled);
-    m_resampled.clear();
 }
 
-void SpeechSynthesizer::Run::readComplaint()
+void SpeechSynthesizer::giveSamples()
 {
-    const QByteArray bytes = m_process.readAllStandardError();
-    m_complaint += bytes.left(maxComplaint - m_complaint.size());
+    if (!m_decoding.samples.empty()) {
+        m_sink(m_decoding.samples);
+        m_decoding.samples.clear();
+    }
 }
 
-SpeechResult SpeechSynthesizer::Run::resultOfEnd()
+SpeechResult SpeechSynthesizer::resultOfExit()
 {
-    finishSound();
+    flushResampler();
     const QString code = QString::number(m_process.exitCode()); // of a crash the signal
     if (m_process.exitStatus() == QProcess::CrashExit) {
         return failed(Message::KilledBySignal, {m_name, code});
     }
     if (m_process.exitCode() != 0) {
-        m_refused = !m_sounded;
+        // So it does when there is no such voice.
+        m_isVoiceRefused = !m_decoding.isAudible;
         const QString complaint = QString::fromUtf8(m_complaint).simplified();
         return complaint.isEmpty() ? failed(Message::EndedWithStatus, {m_name, code})
                                    : failed(Message::EndedWithComplaint, {m_name, code, complaint});
     }
-    return m_sounded ? SpeechResult{} : failed(Message::NoAudio, {m_name});
+    return m_decoding.isAudible ? SpeechEnd::Spoken : failed(Message::NoAudio, {m_name});
 }
 
-SpeechSynthesizer::SpeechSynthesizer(Settings settings)
-    : m_settings(std::move(settings))
+/// The first result stands. The rest is done by the event loop: this may be called by a signal of
+/// the process, which cannot be waited for or started again there.
+void SpeechSynthesizer::finish(const SpeechResult& result)
 {
-    if (m_settings.confined) {
-        m_confinement = speechConfinement(programPath(m_settings.program).value_or(std::string()));
+    if (!m_result) {
+        m_result = result;
+        m_idleTimeout.stop();
+        m_totalTimeout.stop();
+        QMetaObject::invokeMethod(
+            this, [this] { end(); }, Qt::QueuedConnection);
     }
 }
 
-SpeechResult SpeechSynthesizer::speak(std::string_view text, const Sink& sink, const WakeUp& stop)
+void SpeechSynthesizer::end()
 {
-    const std::string speakable = speakableText(text);
-    if (speakable.empty()) {
-        return failed(Message::NothingToSay);
+    m_pause.stop();
+    m_outputNotifier.reset();
+    m_output = FileDescriptor();
+    m_process.kill();
+    m_process.waitForFinished(-1);
+    if (m_isVoiceRefused && m_voice != englishVoice) {
+        return runProgram(std::string(englishVoice));
     }
-    const Attempt first = attempt(m_settings.voice, speakable, sink, stop);
-    if (!first.refused || m_settings.voice == englishVoice) {
-        return first.result;
+    if (m_result->has_value()) {
+        m_settings.voice = m_voice;
     }
-    const Attempt inEnglish = attempt(std::string(englishVoice), speakable, sink, stop);
-    if (inEnglish.result.end == SpeechEnd::Spoken || inEnglish.result.end == SpeechEnd::Cut) {
-        m_settings.voice = englishVoice;
-    }
-    return inEnglish.result;
-}
-
-SpeechSynthesizer::Attempt SpeechSynthesizer::attempt(
-    const std::string& voice, const std::string& text, const Sink& sink, const WakeUp& stop)
-{
-    std::optional<SpeechResult> result;
-    QEventLoop loop;
-    const auto end = [&](const SpeechResult& told) {
-        if (!result) {
-            result = told;
-        }
-        loop.quit();
-    };
-    const QSocketNotifier stopping(stop.descriptor(), QSocketNotifier::Read);
-    QObject::connect(&stopping, &QSocketNotifier::activated, &loop, [&] {
-        end({SpeechEnd::Stopped, {}});
-    });
-    Run run(*this, voice, sink, end);
-    run.start(text);
-    if (!result) {
-        loop.exec();
-    }
-    return {*result, run.refused()};
+    m_sink = nullptr;
+    const Done done = std::exchange(m_done, nullptr);
+    done(*m_result);
 }
 
 } // namespace wingbell

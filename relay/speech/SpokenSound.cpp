@@ -1,10 +1,7 @@
 #include "relay/speech/SpokenSound.h"
 
-#include "relay/speech/WakeUp.h"
-
 #include <algorithm>
 #include <cmath>
-#include <utility>
 
 namespace wingbell {
 
@@ -17,7 +14,7 @@ std::int16_t toStored(float sample)
     return static_cast<std::int16_t>(std::lrint(std::clamp(sample, -1.0F, 1.0F) * fullScale));
 }
 
-/// From what it is to silence, evenly.
+/// A linear fade to silence.
 void fade(std::span<float> samples)
 {
     for (std::size_t place = 0; place < samples.size(); ++place) {
@@ -28,23 +25,10 @@ void fade(std::span<float> samples)
 
 } // namespace
 
-SpokenSound::SpokenSound(std::shared_ptr<const WakeUp> played, std::size_t noticeAt)
-    : m_played(std::move(played))
-    , m_noticeAt(noticeAt)
-{
-}
-
-SpokenSound::~SpokenSound()
-{
-    if (!isFinished()) {
-        m_played->raise();
-    }
-}
-
 void SpokenSound::append(std::span<const float> samples)
 {
     const std::size_t begin = m_written.load();
-    const std::size_t end = std::min(begin + samples.size(), mostSamples);
+    const std::size_t end = std::min(begin + samples.size(), maxSamples);
     for (std::size_t place = begin; place < end; ++place) {
         auto& second = m_seconds.at(place / sampleRate);
         if (!second) {
@@ -53,15 +37,6 @@ void SpokenSound::append(std::span<const float> samples)
         second->at(place % sampleRate) = toStored(samples[place - begin]);
     }
     m_written.store(end);
-}
-
-void SpokenSound::end()
-{
-    m_ended.store(true);
-    // The reader may have had everything before it could know that this was all.
-    if (isFinished()) {
-        m_played->raise();
-    }
 }
 
 std::size_t SpokenSound::read(std::span<float> samples)
@@ -79,9 +54,6 @@ std::size_t SpokenSound::read(std::span<float> samples)
     if (m_isToFade.load()) {
         fade(samples.first(end - begin));
         m_hasFaded.store(true);
-        m_played->raise();
-    } else if (end > begin && (isFinished() || (begin < m_noticeAt && end >= m_noticeAt))) {
-        m_played->raise();
     }
     return end - begin;
 }

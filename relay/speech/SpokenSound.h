@@ -1,7 +1,6 @@
 #pragma once
 
-#include "relay/audio/AudioFormat.h"
-#include "relay/audio/AudioSource.h"
+#include "relay/audio/AudioIo.h"
 
 #include <array>
 #include <atomic>
@@ -12,34 +11,23 @@
 
 namespace wingbell {
 
-class WakeUp;
-
-/// An announcement's sound: written by one thread while another one plays it.
+/// The sound of an announcement: written by one thread while another one plays it.
 ///
-/// Without any lock: neither thread ever waits for the other. Memory is taken a second at a time,
-/// 2 bytes a sample, and given back with the sound.
+/// Lock-free, single producer and single consumer: neither thread ever waits for the other. Memory
+/// is taken a second at a time, 2 bytes a sample, and given back with the sound.
 class SpokenSound final : public AudioSource
 {
 public:
-    static constexpr std::size_t mostSeconds = 90;
-    static constexpr std::size_t mostSamples = mostSeconds * sampleRate;
+    static constexpr std::size_t maxSeconds = 90;
+    static constexpr std::size_t maxSamples = maxSeconds * sampleRate;
 
-    /// Raises `played` once its end has been read, when the last owner gives it up, and when
-    /// `noticeAt` samples have been read.
-    explicit SpokenSound(
-        std::shared_ptr<const WakeUp> played, std::size_t noticeAt = mostSamples + 1);
-    SpokenSound(const SpokenSound&) = delete;
-    SpokenSound& operator=(const SpokenSound&) = delete;
-    ~SpokenSound() override;
-
-    /// Appends `samples`; what goes beyond `mostSamples` is left out. Writing thread.
+    /// Appends `samples`; what goes beyond `maxSamples` is left out. Writing thread.
     void append(std::span<const float> samples);
 
     /// Nothing will be appended any more. Writing thread.
-    void end();
+    void end() { m_ended.store(true); }
 
-    /// Ends it with what is read next, which fades to silence so that there is no click. Any
-    /// thread.
+    /// Ends it with the next read(), which fades to silence so that there is no click. Any thread.
     void fadeOut() { m_isToFade.store(true); }
     [[nodiscard]] bool isToFade() const { return m_isToFade.load(); }
 
@@ -52,9 +40,7 @@ public:
 private:
     using Second = std::array<std::int16_t, sampleRate>;
 
-    std::shared_ptr<const WakeUp> m_played;
-    std::size_t m_noticeAt;
-    std::array<std::unique_ptr<Second>, mostSeconds> m_seconds;
+    std::array<std::unique_ptr<Second>, maxSeconds> m_seconds;
     std::atomic<std::size_t> m_written = 0; ///< samples; those before it do not change any more
     std::atomic<std::size_t> m_read = 0;
     std::atomic<bool> m_ended = false;

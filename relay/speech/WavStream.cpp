@@ -44,7 +44,7 @@ std::optional<int> readHeader(const char* bytes)
     const bool isPlayable = isTag(header.riff, "RIFF") && isTag(header.waveFormat, "WAVEfmt ") &&
                             isTag(header.data, "data") && header.formatSize == 16 &&
                             header.kind == 1 && header.channels == 1 && header.bits == 16 &&
-                            rate >= Resampler::lowestRate && rate <= Resampler::highestRate;
+                            Resampler::supports(rate);
     return isPlayable ? std::optional(static_cast<int>(rate)) : std::nullopt;
 }
 

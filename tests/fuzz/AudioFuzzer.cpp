@@ -1,4 +1,4 @@
-#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioIo.h"
 #include "relay/audio/JitterBuffer.h"
 #include "relay/audio/OpusReceiver.h"
 #include "relay/audio/RtpPacket.h"

@@ -1,6 +1,6 @@
-#include "relay/log/LineText.h"
-#include "relay/osc/AnnouncementReading.h"
+#include "base/LineText.h"
 #include "relay/osc/OscPacket.h"
+#include "relay/osc/OscRequest.h"
 #include "tests/fuzz/Check.h"
 
 #include <cstddef>
@@ -25,7 +25,7 @@ void checkAnnouncement(const Announcement& announcement)
 {
     check(!isBlank(announcement.text), "what is said is not blank");
     check(
-        announcement.text.toUcs4().size() <= longestAnnouncement || announcement.cut,
+        announcement.text.toUcs4().size() <= maxAnnouncement || announcement.cut,
         "what is longer is cut");
     check(
         !announcement.channel || channels.contains(*announcement.channel),
@@ -39,18 +39,17 @@ void checkAnnouncement(const Announcement& announcement)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const QByteArrayView packet(data, static_cast<qsizetype>(size));
-    const std::vector<OscElement> elements = readOscPacket(packet);
-    check(elements.size() <= mostOscMessages, "a packet holds so many messages at most");
-    for (const OscElement& element : elements) {
-        if (std::holds_alternative<OscError>(element)) {
+    const auto messages = readOscPacket(packet);
+    check(messages.size() <= maxOscMessages, "a packet holds so many messages at most");
+    for (const auto& message : messages) {
+        if (!message) {
             continue;
         }
-        const AnnouncementReading reading =
-            readAnnouncement(std::get<OscMessage>(element), channels);
-        if (const auto* announcement = std::get_if<Announcement>(&reading)) {
+        const auto request = readOscRequest(*message, channels);
+        if (!request) {
+            checkLine(request.error().subject);
+        } else if (const auto* announcement = std::get_if<Announcement>(&*request)) {
             checkAnnouncement(*announcement);
-        } else if (const auto* error = std::get_if<OscError>(&reading)) {
-            checkLine(error->subject);
         }
     }
     return 0;

@@ -143,7 +143,7 @@ void EventLogTest::howToJoinStaysInSightHoweverManyComeAndGo()
 
 void EventLogTest::howToJoinIsNotRepeatedWhileItIsInSight()
 {
-    for (std::size_t line = 0; line + 1 < LineReminder::maxLinesBehind; ++line) {
+    for (std::size_t line = 0; line + 1 < EventLog::maxLinesBehind; ++line) {
         m_log->tell(QStringLiteral("a line"));
     }
     passUntil(m_now + 1h);
@@ -158,7 +158,7 @@ void EventLogTest::howToJoinIsNotRepeatedWhileItIsInSight()
 
 void EventLogTest::theLastLineIsNotFollowedByHowToJoin()
 {
-    for (std::size_t line = 0; line < LineReminder::maxLinesBehind; ++line) {
+    for (std::size_t line = 0; line < EventLog::maxLinesBehind; ++line) {
         m_log->tell(QStringLiteral("a line"));
     }
     m_log->tellHeldBack(Clock::time_point::max());

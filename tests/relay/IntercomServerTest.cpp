@@ -733,7 +733,7 @@ void IntercomServerTest::atRestItSleepsUntilSomethingComes()
         ipv4, m_port,
         {QStringLiteral("repeat"), QStringLiteral("9"), say, QStringLiteral("Flood")}));
     QVERIFY(!server.linesThrough(QStringLiteral(" more ")).isEmpty());
-    QTRY_VERIFY(sleeps());
+    QTRY_VERIFY_WITH_TIMEOUT(sleeps(), ServerUnderTest::timeout); // once all of it is spoken
 #else
     QSKIP("How the kernel tells what a program waits for differs between machines.");
 #endif

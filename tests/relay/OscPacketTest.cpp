@@ -1,5 +1,5 @@
 #include "relay/osc/OscPacket.h"
-#include "relay/osc/AnnouncementReading.h"
+#include "relay/osc/OscRequest.h"
 #include "tests/TestProgram.h"
 
 #include <QTest>
@@ -58,6 +58,7 @@ QByteArray nested(int depth, QByteArray inside)
 }
 
 using Code = OscError::Code;
+using Element = Result<OscMessage, OscError>;
 
 QString inBrackets(Code code)
 {
@@ -68,17 +69,15 @@ QString inBrackets(Code code)
 QStringList texts(const QByteArray& packet)
 {
     QStringList result;
-    for (const OscElement& element : readOscPacket(packet)) {
-        const auto* error = std::get_if<OscError>(&element);
+    for (const Element& element : readOscPacket(packet)) {
         result.append(
-            error ? inBrackets(error->code)
-                  : QString::fromUtf8(std::get<OscMessage>(element).text));
+            element ? QString::fromUtf8(element->text) : inBrackets(element.error().code));
     }
     return result;
 }
 
 /// Reads from a block of memory of exactly that size, so that a sanitizer sees a byte too far.
-std::vector<OscElement> readExactly(const QByteArray& packet)
+std::vector<Element> readExactly(const QByteArray& packet)
 {
     const auto size = static_cast<std::size_t>(packet.size());
     const auto memory = std::make_unique<char[]>(size);
@@ -114,24 +113,24 @@ private Q_SLOTS:
 
 void OscPacketTest::aMessageIsRead()
 {
-    const std::vector<OscElement> elements = readOscPacket(say("Places"));
+    const std::vector<Element> elements = readOscPacket(say("Places"));
     QCOMPARE(elements.size(), std::size_t{1});
     const OscMessage expected{"/wingbell/say", "s", "Places"};
-    QCOMPARE(std::get<OscMessage>(elements.front()), expected);
+    QCOMPARE(elements.front().value(), expected);
 }
 
 void OscPacketTest::aSymbolIsReadAsAText()
 {
-    const std::vector<OscElement> elements = readOscPacket(message("/a", "S", oscString("Go")));
+    const std::vector<Element> elements = readOscPacket(message("/a", "S", oscString("Go")));
     const OscMessage expected{"/a", "S", "Go"};
-    QCOMPARE(std::get<OscMessage>(elements.at(0)), expected);
+    QCOMPARE(elements.at(0).value(), expected);
 }
 
 void OscPacketTest::aTextIsOnlyTheFirstArgument()
 {
     const QByteArray packet = message("/a", "is", QByteArray(4, '\0') + oscString("Go"));
     const OscMessage expected{"/a", "is", {}};
-    QCOMPARE(std::get<OscMessage>(readOscPacket(packet).at(0)), expected);
+    QCOMPARE(readOscPacket(packet).at(0).value(), expected);
 }
 
 void OscPacketTest::otherArgumentsAreAllowed()
@@ -139,7 +138,7 @@ void OscPacketTest::otherArgumentsAreAllowed()
     const QByteArray blob = length(5) + QByteArray("bytes\0\0\0", 8);
     const QByteArray packet = message("/a", "fhdtTFNIb", QByteArray(4 + 8 + 8 + 8, '\x7F') + blob);
     const OscMessage expected{"/a", "fhdtTFNIb", {}};
-    QCOMPARE(std::get<OscMessage>(readOscPacket(packet).at(0)), expected);
+    QCOMPARE(readOscPacket(packet).at(0).value(), expected);
 }
 
 void OscPacketTest::aBundleGivesItsMessagesInOrder()
@@ -158,28 +157,28 @@ void OscPacketTest::aBundleOfNothingHoldsNothing()
 
 void OscPacketTest::bundlesInsideBundlesAreRead()
 {
-    QCOMPARE(texts(nested(deepestOscBundle, say("deep"))), QStringList(QStringLiteral("deep")));
+    QCOMPARE(texts(nested(maxOscBundleDepth, say("deep"))), QStringList(QStringLiteral("deep")));
 }
 
 void OscPacketTest::bundlesTooDeepAreRejected()
 {
     const OscError expected{Code::TooDeep, QStringLiteral("8")};
-    for (const int depth : {deepestOscBundle + 1, 2500}) {
-        const std::vector<OscElement> elements = readOscPacket(nested(depth, say("deep")));
+    for (const int depth : {maxOscBundleDepth + 1, 2500}) {
+        const std::vector<Element> elements = readOscPacket(nested(depth, say("deep")));
         QCOMPARE(elements.size(), std::size_t{1});
-        QVERIFY(elements.front() == OscElement(expected));
+        QVERIFY(elements.front() == failure(expected));
     }
 }
 
 void OscPacketTest::aBundleOfTooManyMessagesIsRejected()
 {
-    QList<QByteArray> messages(mostOscMessages, say("again"));
-    QCOMPARE(texts(bundle(messages)).size(), qsizetype{mostOscMessages});
+    QList<QByteArray> messages(maxOscMessages, say("again"));
+    QCOMPARE(texts(bundle(messages)).size(), qsizetype{maxOscMessages});
     messages.append(say("too much"));
-    const std::vector<OscElement> elements = readOscPacket(bundle(messages));
+    const std::vector<Element> elements = readOscPacket(bundle(messages));
     QCOMPARE(elements.size(), std::size_t{1});
     const OscError expected{Code::TooManyMessages, QStringLiteral("256")};
-    QVERIFY(elements.front() == OscElement(expected));
+    QVERIFY(elements.front() == failure(expected));
 }
 
 void OscPacketTest::aBrokenMessageLeavesTheOthersOfItsBundle()
@@ -207,11 +206,11 @@ void OscPacketTest::aBrokenBundleIsRejectedAsAWhole_data()
 void OscPacketTest::aBrokenBundleIsRejectedAsAWhole()
 {
     QFETCH(QByteArray, packet);
-    const std::vector<OscElement> elements = readExactly(packet);
+    const std::vector<Element> elements = readExactly(packet);
     QCOMPARE(elements.size(), std::size_t{1});
-    const auto* error = std::get_if<OscError>(&elements.front());
-    QVERIFY(error);
-    QVERIFY(error->code >= Code::NoTimeTag && error->code <= Code::WrongBundleLength);
+    QVERIFY(!elements.front());
+    const Code code = elements.front().error().code;
+    QVERIFY(code >= Code::NoTimeTag && code <= Code::WrongBundleLength);
 }
 
 void OscPacketTest::aBrokenMessageIsRejected_data()
@@ -244,16 +243,16 @@ void OscPacketTest::aBrokenMessageIsRejected()
 {
     QFETCH(QByteArray, packet);
     QFETCH(Code, code);
-    const std::vector<OscElement> elements = readExactly(packet);
+    const std::vector<Element> elements = readExactly(packet);
     QCOMPARE(elements.size(), std::size_t{1});
-    QVERIFY(elements.front() == OscElement(OscError{code}));
+    QVERIFY(elements.front() == failure(OscError{code}));
 }
 
 void OscPacketTest::aMessageOfAnAddressAloneHasNoArguments()
 {
-    const std::vector<OscElement> elements = readExactly(oscString("/a"));
+    const std::vector<Element> elements = readExactly(oscString("/a"));
     QCOMPARE(elements.size(), std::size_t{1});
-    QVERIFY(std::get<OscMessage>(elements.front()) == (OscMessage{"/a", {}, {}}));
+    QVERIFY(elements.front().value() == (OscMessage{"/a", {}, {}}));
 }
 
 void OscPacketTest::theLargestTextIsRead()
@@ -271,7 +270,7 @@ void OscPacketTest::noBytesWhateverDoHarm()
         say("Places, please"),
         say("Go", "/wingbell/say/Green%20Room"),
         bundle({say("one"), bundle({say("two")}), message("/a", "ifb", QByteArray(16, '\0'))}),
-        nested(deepestOscBundle, say("deep")),
+        nested(maxOscBundleDepth, say("deep")),
         message("/wingbell/say", "hdtcmTFNI", QByteArray(8 * 3 + 4 * 2, '\x55')),
     };
     const QSet<QString> channels = {QStringLiteral("Green Room")};
@@ -299,16 +298,16 @@ void OscPacketTest::noBytesWhateverDoHarm()
                 packet.remove(at, below(8));
             }
         }
-        for (const OscElement& element : readExactly(packet)) {
-            if (const auto* message = std::get_if<OscMessage>(&element)) {
+        for (const Element& element : readExactly(packet)) {
+            if (element) {
                 ++read;
-                QVERIFY(message->address.startsWith('/'));
-                const AnnouncementReading reading = readAnnouncement(*message, channels);
-                const auto* announcement = std::get_if<Announcement>(&reading);
+                QVERIFY(element->address.startsWith('/'));
+                const auto request = readOscRequest(*element, channels);
+                const auto* announcement = request ? std::get_if<Announcement>(&*request) : nullptr;
                 QVERIFY(!announcement || !announcement->text.isEmpty());
             } else {
                 ++rejected;
-                QVERIFY(std::get<OscError>(element).code <= Code::TooDeep);
+                QVERIFY(element.error().code <= Code::TooDeep);
             }
         }
     }

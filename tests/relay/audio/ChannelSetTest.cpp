@@ -14,6 +14,7 @@ private Q_SLOTS:
     void whatIsPutInIsInIt();
     void allHoldsEveryOne();
     void setsIntersectInWhatBothHold();
+    void aSetIsInsertedAndRemovedAsAWhole();
 };
 
 void ChannelSetTest::aNewSetIsEmpty()
@@ -55,6 +56,21 @@ void ChannelSetTest::setsIntersectInWhatBothHold()
     QVERIFY(one.intersects(other));
     QCOMPARE(one.intersected(other), other);
     QVERIFY(!ChannelSet(70).intersects(one));
+}
+
+void ChannelSetTest::aSetIsInsertedAndRemovedAsAWhole()
+{
+    ChannelSet one(70);
+    one.insert(3);
+    ChannelSet other(70);
+    other.insert(3);
+    other.insert(69);
+    one.insert(other);
+    QCOMPARE(one, other);
+    other.remove(one);
+    QVERIFY(other.isEmpty());
+    one.remove(other);
+    QVERIFY(one.contains(3) && one.contains(69));
 }
 
 WINGBELL_APPLESS_TEST(ChannelSetTest)

@@ -1,4 +1,4 @@
-#include "relay/audio/CycleClock.h"
+#include "relay/audio/MixerThread.h"
 #include "tests/TestProgram.h"
 
 #include <QTest>

@@ -1,6 +1,6 @@
 #include "tests/relay/audio/HearingClient.h"
 
-#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioIo.h"
 
 #include <opus.h>
 

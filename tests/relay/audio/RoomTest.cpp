@@ -1,7 +1,7 @@
 #include "relay/audio/Room.h"
 #include "tests/TestProgram.h"
 
-#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioIo.h"
 #include "relay/audio/Mixer.h"
 #include "relay/audio/Participant.h"
 #include "tests/relay/audio/HearingClient.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "relay/audio/AudioFormat.h"
+#include "relay/audio/AudioIo.h"
 
 #include <cstddef>
 #include <cstdint>

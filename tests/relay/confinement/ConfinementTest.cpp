@@ -1,5 +1,5 @@
+#include "relay/confinement/Confinement.h"
 #include "relay/access/StateDirectory.h"
-#include "relay/confinement/ConfinementRules.h"
 #include "tests/TestProgram.h"
 #include "tests/fixtures/OldKernel.h"
 

@@ -1,5 +1,4 @@
 #include "relay/speech/SpokenSound.h"
-#include "relay/speech/WakeUp.h"
 #include "tests/TestProgram.h"
 
 #include <QTest>
@@ -39,38 +38,30 @@ class SpokenSoundTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { m_played = std::make_shared<const WakeUp>(); }
-
     void whatIsWrittenIsReadInOrder();
     void moreThanThereIsAtTheMomentIsNoEnd();
     void samplesBeyondFullScaleAreClipped();
-    void readingItsEndFinishesItAndTellsSo();
-    void anEndAfterEverythingWasReadTellsSoToo();
+    void readingItsEndFinishesIt();
+    void anEndAfterEverythingWasReadFinishesIt();
     void nothingAtAllIsFinishedWithItsEnd();
-    void givingItUpEarlyTellsSo();
-    void givingItUpAfterItsEndTellsNothing();
     void fadingOutEndsItWithoutAClick();
     void fadingOutEndsItAlsoBeforeThereIsAnySound();
-    void itTellsWhenSoMuchHasBeenRead();
-    void beyondItsMostItTakesNothing();
+    void beyondItsMaximumItTakesNothing();
     void oneThreadWritesWhileAnotherReads();
-
-private:
-    std::shared_ptr<const WakeUp> m_played;
 };
 
 void SpokenSoundTest::whatIsWrittenIsReadInOrder()
 {
-    SpokenSound sound(m_played);
+    SpokenSound sound;
     const std::size_t count = sampleRate * 2 + 77;
     for (std::size_t begin = 0; begin < count; begin += 1001) {
         sound.append(samplesFrom(begin, std::min<std::size_t>(1001, count - begin)));
     }
-    std::vector<float> tick(maxCycleSamples);
+    std::vector<float> block(maxCycleSamples);
     std::size_t place = 0;
-    for (std::size_t taken = sound.read(tick); taken > 0; taken = sound.read(tick)) {
+    for (std::size_t taken = sound.read(block); taken > 0; taken = sound.read(block)) {
         for (std::size_t index = 0; index < taken; ++index) {
-            QVERIFY(isAt(place, tick[index]));
+            QVERIFY(isAt(place, block[index]));
             ++place;
         }
     }
@@ -79,135 +70,94 @@ void SpokenSoundTest::whatIsWrittenIsReadInOrder()
 
 void SpokenSoundTest::moreThanThereIsAtTheMomentIsNoEnd()
 {
-    SpokenSound sound(m_played);
-    std::vector<float> tick(10, 7);
-    QCOMPARE(sound.read(tick), std::size_t{0});
+    SpokenSound sound;
+    std::vector<float> block(10, 7);
+    QCOMPARE(sound.read(block), std::size_t{0});
     sound.append(samplesFrom(0, 4));
-    QCOMPARE(sound.read(tick), std::size_t{4});
-    QCOMPARE(tick[4], 7.0F);
-    QCOMPARE(sound.read(tick), std::size_t{0});
+    QCOMPARE(sound.read(block), std::size_t{4});
+    QCOMPARE(block[4], 7.0F);
+    QCOMPARE(sound.read(block), std::size_t{0});
     QVERIFY(!sound.isFinished());
-    QVERIFY(!m_played->isRaised());
     sound.append(samplesFrom(4, 1));
-    QCOMPARE(sound.read(tick), std::size_t{1});
-    QVERIFY(isAt(4, tick[0]));
+    QCOMPARE(sound.read(block), std::size_t{1});
+    QVERIFY(isAt(4, block[0]));
 }
 
 void SpokenSoundTest::samplesBeyondFullScaleAreClipped()
 {
-    SpokenSound sound(m_played);
+    SpokenSound sound;
     sound.append(std::vector<float>{2, -2, 1, -1});
-    std::vector<float> tick(4);
-    QCOMPARE(sound.read(tick), std::size_t{4});
-    QVERIFY(tick == std::vector<float>({1, -1, 1, -1}));
+    std::vector<float> block(4);
+    QCOMPARE(sound.read(block), std::size_t{4});
+    QVERIFY(block == std::vector<float>({1, -1, 1, -1}));
 }
 
-void SpokenSoundTest::readingItsEndFinishesItAndTellsSo()
+void SpokenSoundTest::readingItsEndFinishesIt()
 {
-    SpokenSound sound(m_played);
+    SpokenSound sound;
     sound.append(samplesFrom(0, 15));
     sound.end();
-    std::vector<float> tick(10);
-    QCOMPARE(sound.read(tick), std::size_t{10});
+    std::vector<float> block(10);
+    QCOMPARE(sound.read(block), std::size_t{10});
     QVERIFY(!sound.isFinished());
-    QVERIFY(!m_played->isRaised());
-    QCOMPARE(sound.read(tick), std::size_t{5});
+    QCOMPARE(sound.read(block), std::size_t{5});
     QVERIFY(sound.isFinished());
-    QVERIFY(m_played->isRaised());
-    m_played->clear();
-    QCOMPARE(sound.read(tick), std::size_t{0});
-    QVERIFY(!m_played->isRaised());
+    QCOMPARE(sound.read(block), std::size_t{0});
 }
 
-void SpokenSoundTest::anEndAfterEverythingWasReadTellsSoToo()
+void SpokenSoundTest::anEndAfterEverythingWasReadFinishesIt()
 {
-    SpokenSound sound(m_played);
+    SpokenSound sound;
     sound.append(samplesFrom(0, 10));
-    std::vector<float> tick(10);
-    QCOMPARE(sound.read(tick), std::size_t{10});
-    QVERIFY(!m_played->isRaised());
+    std::vector<float> block(10);
+    QCOMPARE(sound.read(block), std::size_t{10});
     sound.end();
     QVERIFY(sound.isFinished());
-    QVERIFY(m_played->isRaised());
 }
 
 void SpokenSoundTest::nothingAtAllIsFinishedWithItsEnd()
 {
-    SpokenSound sound(m_played);
+    SpokenSound sound;
     QVERIFY(!sound.isFinished());
     sound.end();
     QVERIFY(sound.isFinished());
 }
 
-void SpokenSoundTest::givingItUpEarlyTellsSo()
-{
-    auto sound = std::make_shared<SpokenSound>(m_played);
-    sound->append(samplesFrom(0, 10));
-    sound->end();
-    sound.reset();
-    QVERIFY(m_played->isRaised());
-}
-
-void SpokenSoundTest::givingItUpAfterItsEndTellsNothing()
-{
-    auto sound = std::make_shared<SpokenSound>(m_played);
-    sound->end();
-    m_played->clear();
-    sound.reset();
-    QVERIFY(!m_played->isRaised());
-}
-
 void SpokenSoundTest::fadingOutEndsItWithoutAClick()
 {
-    SpokenSound sound(m_played);
+    SpokenSound sound;
     sound.append(std::vector<float>(sampleRate, 0.5F));
-    std::vector<float> tick(maxCycleSamples);
-    QCOMPARE(sound.read(tick), tick.size());
-    QCOMPARE(sound.played(), tick.size());
+    std::vector<float> block(maxCycleSamples);
+    QCOMPARE(sound.read(block), block.size());
+    QCOMPARE(sound.played(), block.size());
     sound.fadeOut();
     QVERIFY(!sound.isFinished());
-    QCOMPARE(sound.read(tick), tick.size());
+    QCOMPARE(sound.read(block), block.size());
     float before = 0.5F;
-    for (const float sample : tick) {
+    for (const float sample : block) {
         QVERIFY(sample <= before && before - sample < 0.001F);
         before = sample;
     }
     QCOMPARE(before, 0.0F);
     QVERIFY(sound.isFinished());
-    QVERIFY(m_played->isRaised());
     sound.append(std::vector<float>(sampleRate, 0.5F));
-    QCOMPARE(sound.read(tick), std::size_t{0});
+    QCOMPARE(sound.read(block), std::size_t{0});
 }
 
 void SpokenSoundTest::fadingOutEndsItAlsoBeforeThereIsAnySound()
 {
-    SpokenSound sound(m_played);
+    SpokenSound sound;
     sound.fadeOut();
-    std::vector<float> tick(maxCycleSamples);
-    QCOMPARE(sound.read(tick), std::size_t{0});
+    std::vector<float> block(maxCycleSamples);
+    QCOMPARE(sound.read(block), std::size_t{0});
     QVERIFY(sound.isFinished());
-    QVERIFY(m_played->isRaised());
 }
 
-void SpokenSoundTest::itTellsWhenSoMuchHasBeenRead()
+void SpokenSoundTest::beyondItsMaximumItTakesNothing()
 {
-    SpokenSound sound(m_played, 15);
-    sound.append(samplesFrom(0, 100));
-    std::vector<float> tick(10);
-    QCOMPARE(sound.read(tick), std::size_t{10});
-    QVERIFY(!m_played->isRaised());
-    QCOMPARE(sound.read(tick), std::size_t{10});
-    QVERIFY(m_played->isRaised());
-    m_played->clear();
-    QCOMPARE(sound.read(tick), std::size_t{10});
-    QVERIFY(!m_played->isRaised());
-}
-
-void SpokenSoundTest::beyondItsMostItTakesNothing()
-{
-    SpokenSound sound(m_played);
+    SpokenSound sound;
     const std::vector<float> second(sampleRate, 0.25F);
-    for (std::size_t count = 0; count < SpokenSound::mostSeconds + 3; ++count) {
+    for (std::size_t count = 0; count < SpokenSound::maxSeconds + 3; ++count) {
         sound.append(second);
         sound.append(samplesFrom(0, 1));
     }
@@ -217,7 +167,7 @@ void SpokenSoundTest::beyondItsMostItTakesNothing()
     for (std::size_t taken = sound.read(block); taken > 0; taken = sound.read(block)) {
         read += taken;
     }
-    QCOMPARE(read, SpokenSound::mostSamples);
+    QCOMPARE(read, SpokenSound::maxSamples);
     QVERIFY(sound.isFinished());
 }
 
@@ -225,28 +175,26 @@ void SpokenSoundTest::oneThreadWritesWhileAnotherReads()
 {
     constexpr std::size_t count = sampleRate * 5 + 123;
     for (int round = 0; round < 20; ++round) {
-        m_played->clear();
-        SpokenSound sound(m_played);
+        SpokenSound sound;
         std::thread writer([&sound] {
             for (std::size_t begin = 0; begin < count; begin += 4799) {
                 sound.append(samplesFrom(begin, std::min<std::size_t>(4799, count - begin)));
             }
             sound.end();
         });
-        std::vector<float> tick(maxCycleSamples);
+        std::vector<float> block(maxCycleSamples);
         std::size_t place = 0;
         bool right = true;
         while (!sound.isFinished()) {
-            const std::size_t taken = sound.read(tick);
+            const std::size_t taken = sound.read(block);
             for (std::size_t index = 0; index < taken; ++index) {
-                right = right && isAt(place, tick[index]);
+                right = right && isAt(place, block[index]);
                 ++place;
             }
         }
         writer.join();
         QVERIFY(right);
         QCOMPARE(place, count);
-        QVERIFY(m_played->isRaised());
     }
 }
 

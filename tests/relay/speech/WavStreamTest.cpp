@@ -163,6 +163,7 @@ void WavStreamTest::anythingElseIsRefused_data()
     QTest::newRow("too slow") << format(1, 1, 7999, 16);
     QTest::newRow("too fast") << format(1, 1, 48001, 16);
     QTest::newRow("no rate") << format(1, 1, 0, 16);
+    QTest::newRow("an unusual rate") << format(1, 1, 44099, 16);
     QTest::newRow("a rate beyond all") << format(1, 1, 0xFFFFFFFF, 16);
     QTest::newRow("no format") << riff + data + QByteArray(44, '\0');
     QTest::newRow("a longer format")

@@ -1,7 +1,8 @@
-#include "relay/log/LineText.h"
+#include "base/LineText.h"
 
 #include <QChar>
 #include <QList>
+#include <QStringList>
 #include <QTextBoundaryFinder>
 
 #include <algorithm>
@@ -71,6 +72,15 @@ qsizetype unitsAt(QStringView text, qsizetype at)
     return pair ? 2 : 1;
 }
 
+void appendUnit(QStringList& parts, std::chrono::hours::rep count, const QString& unit)
+{
+    if (count > 0) {
+        parts.append(
+            QString::number(count) + QLatin1Char(' ') + unit +
+            (count == 1 ? QString() : QStringLiteral("s")));
+    }
+}
+
 } // namespace
 
 QString onOneLine(QStringView text)
@@ -109,9 +119,21 @@ QStringView firstCharacters(QStringView text, qsizetype count)
     return text.first(before > 0 ? before : end);
 }
 
-QString quoted(QStringView text, qsizetype longest)
+QByteArrayView firstBytes(QByteArrayView utf8, qsizetype maxBytes)
 {
-    const QStringView shown = firstCharacters(text, longest);
+    const auto continuesCharacter = [utf8](qsizetype at) {
+        return (static_cast<unsigned char>(utf8.at(at)) & 0xC0U) == 0x80U;
+    };
+    qsizetype size = std::min(utf8.size(), maxBytes);
+    while (size > 0 && size < utf8.size() && continuesCharacter(size)) {
+        --size;
+    }
+    return utf8.first(size);
+}
+
+QString quoted(QStringView text, qsizetype maxShown)
+{
+    const QStringView shown = firstCharacters(text, maxShown);
     const QString rest = shown.size() < text.size() ? QStringLiteral("…") : QString();
     return QLatin1Char('"') + shown.toString() + rest + QLatin1Char('"');
 }
@@ -124,6 +146,19 @@ bool isBlank(QStringView text)
         return category == QChar::Other_Control || category == QChar::Other_Format ||
                QChar::isSpace(character);
     });
+}
+
+QString durationInWords(std::chrono::milliseconds duration)
+{
+    using namespace std::chrono;
+    if (duration < 1s) {
+        return QStringLiteral("less than a second");
+    }
+    QStringList parts;
+    appendUnit(parts, duration_cast<hours>(duration).count(), QStringLiteral("hour"));
+    appendUnit(parts, duration_cast<minutes>(duration % 1h).count(), QStringLiteral("minute"));
+    appendUnit(parts, duration_cast<seconds>(duration % 1min).count(), QStringLiteral("second"));
+    return parts.join(QLatin1Char(' '));
 }
 
 } // namespace wingbell

@@ -1,4 +1,4 @@
-#include "relay/audio/TimeStretch.h"
+#include "relay/audio/Dsp.h"
 #include "tests/TestProgram.h"
 
 #include "tests/relay/audio/Tones.h"
@@ -25,11 +25,16 @@ std::vector<float> sine(double hertz, std::size_t count)
 
 } // namespace
 
-class TimeStretchTest : public QObject
+class DspTest : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
+    void aSteadyGainIsTheSameThroughout();
+    void aChangingGainMovesInEvenSteps();
+    void theEndOfOneBlockMeetsTheBeginningOfTheNext();
+    void thePeakIsTheFarthestFromSilence();
+
     void betweenHalfAndAllIsTakenOut_data();
     void betweenHalfAndAllIsTakenOut();
     void speechGoesOnWithoutAStep_data();
@@ -38,7 +43,44 @@ private Q_SLOTS:
     void fromSilenceTheMostIsTakenOut();
 };
 
-void TimeStretchTest::betweenHalfAndAllIsTakenOut_data()
+void DspTest::aSteadyGainIsTheSameThroughout()
+{
+    std::vector<float> mix(480, 0.25F);
+    addTo(mix, std::vector<float>(480, 1.0F), 0.5F, 0.5F);
+    QCOMPARE(mix, std::vector<float>(480, 0.75F));
+}
+
+void DspTest::aChangingGainMovesInEvenSteps()
+{
+    std::vector<float> mix(960, 0.0F);
+    addTo(mix, std::vector<float>(960, 1.0F), 1.0F, 0.0F);
+    QVERIFY(mix.front() < 1.0F);
+    for (std::size_t index = 1; index < mix.size(); ++index) {
+        QVERIFY(mix[index] < mix[index - 1]);
+        QVERIFY(mix[index - 1] - mix[index] < 1.1F / 960);
+    }
+}
+
+void DspTest::theEndOfOneBlockMeetsTheBeginningOfTheNext()
+{
+    std::vector<float> mix(960, 0.0F);
+    addTo(mix, std::vector<float>(960, 1.0F), 0.0F, 0.3F);
+    QVERIFY(qAbs(mix.back() - 0.3F) < 1e-6F);
+}
+
+void DspTest::thePeakIsTheFarthestFromSilence()
+{
+    for (const std::size_t size : {1U, 7U, 8U, 13U, 960U}) {
+        for (std::size_t place = 0; place < size; ++place) {
+            std::vector<float> samples(size, 0.1F);
+            samples[place] = -0.5F;
+            QCOMPARE(peakOf(samples), 0.5F);
+        }
+    }
+    QCOMPARE(peakOf({}), 0.0F);
+}
+
+void DspTest::betweenHalfAndAllIsTakenOut_data()
 {
     QTest::addColumn<int>("most");
     for (const int most : {240, 333, 480, 960, 1920}) {
@@ -46,7 +88,7 @@ void TimeStretchTest::betweenHalfAndAllIsTakenOut_data()
     }
 }
 
-void TimeStretchTest::betweenHalfAndAllIsTakenOut()
+void DspTest::betweenHalfAndAllIsTakenOut()
 {
     QFETCH(const int, most);
     const auto wanted = static_cast<std::size_t>(most);
@@ -58,7 +100,7 @@ void TimeStretchTest::betweenHalfAndAllIsTakenOut()
     }
 }
 
-void TimeStretchTest::speechGoesOnWithoutAStep_data()
+void DspTest::speechGoesOnWithoutAStep_data()
 {
     QTest::addColumn<double>("hertz");
     for (const int hertz : {120, 200, 333, 440, 1000, 1700}) {
@@ -66,7 +108,7 @@ void TimeStretchTest::speechGoesOnWithoutAStep_data()
     }
 }
 
-void TimeStretchTest::speechGoesOnWithoutAStep()
+void DspTest::speechGoesOnWithoutAStep()
 {
     QFETCH(const double, hertz);
     std::vector<float> samples = sine(hertz, 2880);
@@ -78,7 +120,7 @@ void TimeStretchTest::speechGoesOnWithoutAStep()
     QVERIFY(loudnessOf(stretched.first(crossFadeSamples)) > 0.3);
 }
 
-void TimeStretchTest::theEndsStayAsTheyWere()
+void DspTest::theEndsStayAsTheyWere()
 {
     std::vector<float> samples = sine(440, 2880);
     const std::vector<float> before = samples;
@@ -89,11 +131,11 @@ void TimeStretchTest::theEndsStayAsTheyWere()
     }
 }
 
-void TimeStretchTest::fromSilenceTheMostIsTakenOut()
+void DspTest::fromSilenceTheMostIsTakenOut()
 {
     std::vector<float> samples(2000, 0.0F);
     QCOMPARE(timeStretch(samples, 960), std::size_t{1040});
 }
 
-WINGBELL_APPLESS_TEST(TimeStretchTest)
-#include "TimeStretchTest.moc"
+WINGBELL_APPLESS_TEST(DspTest)
+#include "DspTest.moc"

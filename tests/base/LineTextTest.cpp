@@ -1,8 +1,9 @@
-#include "relay/log/LineText.h"
+#include "base/LineText.h"
 #include "tests/TestProgram.h"
 
 #include <QTest>
 
+using namespace std::chrono_literals;
 using namespace wingbell;
 
 class LineTextTest : public QObject
@@ -19,6 +20,9 @@ private Q_SLOTS:
     void aCharacterLongerThanTheLimitIsPartedAfterAll();
     void aLongTextIsQuotedInPart();
     void blankIsWhatShowsNothing();
+    void aDurationIsToldInHoursMinutesAndSeconds();
+    void unitsThatAreNoneAreLeftOutOfADuration();
+    void aDurationIsRoundedDown();
 };
 
 void LineTextTest::everyLineBreakBecomesASpace()
@@ -86,6 +90,28 @@ void LineTextTest::blankIsWhatShowsNothing()
     QVERIFY(isBlank(u" \t\n\u00A0\u3000\u200B\u0007"));
     QVERIFY(!isBlank(u" . "));
     QVERIFY(!isBlank(u"🎭"));
+}
+
+void LineTextTest::aDurationIsToldInHoursMinutesAndSeconds()
+{
+    QCOMPARE(durationInWords(192s), QStringLiteral("3 minutes 12 seconds"));
+    QCOMPARE(durationInWords(1h + 1min + 1s), QStringLiteral("1 hour 1 minute 1 second"));
+    QCOMPARE(durationInWords(30h + 59min + 59s), QStringLiteral("30 hours 59 minutes 59 seconds"));
+}
+
+void LineTextTest::unitsThatAreNoneAreLeftOutOfADuration()
+{
+    QCOMPARE(durationInWords(2s), QStringLiteral("2 seconds"));
+    QCOMPARE(durationInWords(1min), QStringLiteral("1 minute"));
+    QCOMPARE(durationInWords(2h + 5s), QStringLiteral("2 hours 5 seconds"));
+}
+
+void LineTextTest::aDurationIsRoundedDown()
+{
+    QCOMPARE(durationInWords(1999ms), QStringLiteral("1 second"));
+    QCOMPARE(durationInWords(999ms), QStringLiteral("less than a second"));
+    QCOMPARE(durationInWords(0ms), QStringLiteral("less than a second"));
+    QCOMPARE(durationInWords(-5s), QStringLiteral("less than a second"));
 }
 
 WINGBELL_APPLESS_TEST(LineTextTest)

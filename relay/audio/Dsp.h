@@ -5,6 +5,14 @@
 
 namespace wingbell {
 
+// Digital signal processing on blocks of samples.
+
+/// Adds `samples` to `mix`, which has as many, at a gain that ramps linearly from `from` to `to`.
+void addTo(std::span<float> mix, std::span<const float> samples, float from, float to);
+
+/// The peak level: the largest absolute value; 0 if there are no samples.
+[[nodiscard]] float peakOf(std::span<const float> samples);
+
 /// The length of the cross-fade, in samples: 10 ms.
 inline constexpr std::size_t crossFadeSamples = 480;
 
