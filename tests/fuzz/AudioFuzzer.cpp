@@ -89,10 +89,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     constexpr std::uint8_t heardTick = 0xFF;
     constexpr std::uint8_t unheardTick = 0xFE;
-    constexpr int mostSteps = 500; // decoding takes time, and a fuzzer lives on speed
+    constexpr int maxSteps = 500; // decoding takes time, and a fuzzer lives on speed
     Stranger stranger;
     Bytes rest(data, size);
-    for (int step = 0; step < mostSteps && !rest.empty(); ++step) {
+    for (int step = 0; step < maxSteps && !rest.empty(); ++step) {
         const std::uint8_t kind = take(rest, 1).front();
         if (kind == heardTick) {
             stranger.listen();

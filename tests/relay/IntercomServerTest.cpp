@@ -29,7 +29,7 @@ using End = ServerUnderTest::End;
 namespace {
 
 constexpr End cleanEnd{false, 0};
-constexpr int longestStop = 1000; // milliseconds
+constexpr int maxStopTime = 1000; // milliseconds
 
 const QString ipv4 = QStringLiteral("127.0.0.1");
 const QString ipv6 = QStringLiteral("::1");
@@ -889,7 +889,7 @@ void IntercomServerTest::moreAnnouncementsThanCanWaitAreRefused()
     timer.start();
     server.signal(SIGTERM);
     QCOMPARE(server.waitForEnd(), cleanEnd);
-    QVERIFY2(timer.elapsed() < longestStop, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(timer.elapsed() < maxStopTime, qPrintable(QString::number(timer.elapsed())));
 }
 
 void IntercomServerTest::everyThreadIsConfinedOnAir()
@@ -1006,7 +1006,7 @@ void IntercomServerTest::aStopSignalEndsItWithTheTimeOnAir()
     timer.start();
     server.signal(number);
     QCOMPARE(server.waitForEnd(), cleanEnd);
-    QVERIFY2(timer.elapsed() < longestStop, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(timer.elapsed() < maxStopTime, qPrintable(QString::number(timer.elapsed())));
     const QStringList lines = server.remainingLines();
     QCOMPARE(lines.size(), 1);
     const QRegularExpression offAir(
@@ -1059,7 +1059,7 @@ void IntercomServerTest::itStopsWhileItsOutputIsNotRead()
     timer.start();
     server.signal(SIGTERM);
     QCOMPARE(server.waitForEnd(), cleanEnd);
-    QVERIFY2(timer.elapsed() < longestStop, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(timer.elapsed() < maxStopTime, qPrintable(QString::number(timer.elapsed())));
 }
 
 void IntercomServerTest::aReaderWhoComesBackGetsTheLines()

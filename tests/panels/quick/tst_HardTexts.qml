@@ -3,7 +3,7 @@ import Wingbell.Look
 import Wingbell.Panels
 import Wingbell.Testing
 
-// Texts that nobody expects and somebody types, or has in a file.
+// Texts that are not expected, but can be typed or stand in a file.
 Item {
     height: 900
     width: 820
@@ -274,7 +274,7 @@ Item {
                     "wrapMode": Text.WrapAnywhere
                 }];
         }
-        // Where a word ends is looked for anew in every line: in a megabyte without any, for a minute.
+        // Where a word ends is looked for again in every line: in a megabyte without any, for a minute.
         function test_aLineWithoutABreakIsBrokenAnywhere(data) {
             const item = consoleOf([data.line]);
             const row = all(findChild(item, "log").contentItem, ConsoleRow)[0];
