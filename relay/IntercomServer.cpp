@@ -23,7 +23,6 @@
 #include <cerrno>
 #include <csignal>
 #include <limits>
-#include <malloc.h>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -46,8 +45,7 @@ int failed(ExitStatus status, const QString& line)
     return status;
 }
 
-/// Every crew member takes about a dozen descriptors; the usual soft limit is too low for a full
-/// crew.
+/// Every crew member takes a few descriptors; the usual soft limit is too low for a full crew.
 void allowManyDescriptors()
 {
     rlimit limit = {};
@@ -57,12 +55,9 @@ void allowManyDescriptors()
     }
 }
 
-/// Every link brings threads and takes them along when it goes. A heap for each of them would keep
-/// a little of what every one of a thousand joins used.
-void shareFewHeaps()
-{
-    (void)::mallopt(M_ARENA_MAX, 2);
-}
+/// The crew's audio comes to the first of these UDP ports that is free: one rule for a firewall.
+constexpr quint16 firstMediaPort = 47100;
+constexpr quint16 lastMediaPort = 47109;
 
 /// For tests and measurements only.
 struct Switches
@@ -128,7 +123,22 @@ struct Ports
 {
     OscSocket osc;
     FileDescriptor crew;
+    DatagramSocket media;
 };
+
+Result<DatagramSocket, StartError> openMediaPort()
+{
+    OpenPort open;
+    for (quint16 port = firstMediaPort; port <= lastMediaPort; ++port) {
+        open = openPort(OpenPort::Use::Datagrams, port);
+        if (open.descriptor.isOpen()) {
+            return DatagramSocket(std::move(open.descriptor), open.takesIpv6);
+        }
+    }
+    return failure(StartError{portNotOpenSentence(
+        PortKind::Udp, lastMediaPort, open.error,
+        open.error == EADDRINUSE ? udpPortHolder(lastMediaPort) : std::nullopt)});
+}
 
 Result<Ports, StartError> openPorts(quint16 port)
 {
@@ -142,7 +152,11 @@ Result<Ports, StartError> openPorts(quint16 port)
         const auto holder = crew.error == EADDRINUSE ? tcpPortHolder(port) : std::nullopt;
         return failure(StartError{portNotOpenSentence(PortKind::Tcp, port, crew.error, holder)});
     }
-    return Ports{std::move(*osc), std::move(crew.descriptor)};
+    auto media = openMediaPort();
+    if (!media) {
+        return failure(media.error());
+    }
+    return Ports{std::move(*osc), std::move(crew.descriptor), std::move(*media)};
 }
 
 tl::unexpected<StartError> notOnAir(const QString& reason)
@@ -150,7 +164,26 @@ tl::unexpected<StartError> notOnAir(const QString& reason)
     return failure(StartError{messageText(Message::NotOnAir, {reason})});
 }
 
-Result<Relay::Parts, StartError> openParts(const ShowFile& show, std::size_t samplesPerCycle)
+/// Those at which the crew's browsers can send audio to this machine, best first.
+std::vector<QHostAddress> mediaAddresses()
+{
+    std::vector<QHostAddress> addresses;
+    for (const InterfaceAddress& found : rankedAddresses(NetworkAddresses().read())) {
+        // Browsers cannot use a link-local IPv6 address, which needs the interface's name.
+        if (!found.loopback && (found.address.protocol() == QHostAddress::IPv4Protocol ||
+                                !found.address.isLinkLocal())) {
+            addresses.push_back(found.address);
+        }
+    }
+    return addresses;
+}
+
+std::vector<QHostAddress> loopbackAddress()
+{
+    return {QHostAddress(QHostAddress::LocalHost)};
+}
+
+Result<Relay::Parts, StartError> openParts(const ShowFile& show, const Switches& switches)
 {
     const auto port = static_cast<quint16>(show.oscPort);
     auto ports = openPorts(port);
@@ -165,6 +198,10 @@ Result<Relay::Parts, StartError> openParts(const ShowFile& show, std::size_t sam
     const auto certificate =
         loadOrCreateCertificate(folder, place.names, std::chrono::system_clock::now());
     if (!certificate) {
+        return notOnAir(QStringLiteral("OpenSSL made no certificate"));
+    }
+    auto dtls = DtlsContext::make();
+    if (!dtls) {
         return notOnAir(QStringLiteral("OpenSSL made no certificate"));
     }
     const auto tls = tlsConfiguration(certificate->certificate.pem());
@@ -198,12 +235,14 @@ Result<Relay::Parts, StartError> openParts(const ShowFile& show, std::size_t sam
         std::move(server),
         {code.code, place.urls, certificate->certificate.fingerprint()},
         remarks,
-        samplesPerCycle};
+        std::move(ports->media),
+        std::move(dtls),
+        {switches.samplesPerCycle(), switches.loopback ? loopbackAddress : mediaAddresses}};
 }
 
 /// Restricts the program for good to what a show on air needs; adds a remark if the kernel cannot.
-/// To be called when what needs more is done (the show is read, the ports are bound, the media
-/// library has looked for its plug-ins, TLS is loaded) and before any thread is started, which
+/// To be called when what needs more is done (the show is read, the ports are bound, TLS is
+/// loaded) and before any thread is started, which
 /// would stay outside.
 void confine(QStringList& remarks)
 {
@@ -272,19 +311,14 @@ int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
         return failed(NotOnAir, *problem);
     }
     allowManyDescriptors();
-    shareFewHeaps();
     const Switches switches;
-    if (const auto problem = MediaLibrary::problem()) {
-        return failed(NotOnAir, messageText(Message::NotOnAir, {*problem}));
-    }
-    auto parts = openParts(*show, switches.samplesPerCycle());
+    auto parts = openParts(*show, switches);
     if (!parts) {
         return failed(NotOnAir, parts.error().sentence);
     }
     confine(parts->remarks);
-    MediaLibrary media({switches.samplesPerCycle(), switches.loopback});
     LineWriter output(STDOUT_FILENO);
-    Relay(std::move(*parts), media, stop.descriptor(), output).run();
+    Relay(std::move(*parts), stop.descriptor(), output).run();
     return AfterShow;
 }
 

@@ -48,7 +48,7 @@ Message messageOf(HttpError error)
 
 } // namespace
 
-Relay::Relay(Parts parts, MediaLibrary& media, int stopDescriptor, LineWriter& output)
+Relay::Relay(Parts parts, int stopDescriptor, LineWriter& output)
     : m_show(std::move(parts.show))
     , m_port(parts.port)
     , m_takesIpv6(parts.osc.takesIpv6())
@@ -57,13 +57,14 @@ Relay::Relay(Parts parts, MediaLibrary& media, int stopDescriptor, LineWriter& o
     , m_output(output)
     , m_began(Clock::now())
     , m_log(output, [this] { waitForOutput(); })
-    , m_room(static_cast<std::size_t>(m_show.channels().size()), parts.samplesPerCycle)
+    , m_room(static_cast<std::size_t>(m_show.channels().size()), parts.media.samplesPerCycle)
+    , m_media(std::move(parts.mediaSocket), std::move(parts.dtls), std::move(parts.media))
     , m_mixer(std::in_place, m_room)
     , m_crew(
           m_show, m_room,
-          [this, &media](RtpReceiver receiver) {
+          [this](RtpReceiver receiver) {
               lookAfterCrew();
-              return media.makeLink(std::move(receiver));
+              return m_media.makeLink(std::move(receiver));
           },
           m_log)
     , m_announcer(

@@ -4,7 +4,7 @@
 #include "relay/EventLog.h"
 #include "relay/audio/MixerThread.h"
 #include "relay/http/HttpsServer.h"
-#include "relay/link/MediaLibrary.h"
+#include "relay/link/MediaTransport.h"
 #include "relay/osc/OscSocket.h"
 #include "relay/sessions/CrewService.h"
 
@@ -33,12 +33,14 @@ public:
         std::unique_ptr<HttpsServer> server;
         CrewService::Door door;
         QStringList remarks; ///< lines to tell after the first one
-        std::size_t samplesPerCycle = 960;
+        DatagramSocket mediaSocket;
+        std::unique_ptr<const DtlsContext> dtls;
+        MediaTransport::Settings media;
     };
 
     /// Takes over `parts`; borrows the others, which must outlive it. `stopDescriptor` is readable
     /// when the show is to end. Starts the mixer.
-    Relay(Parts parts, MediaLibrary& media, int stopDescriptor, LineWriter& output);
+    Relay(Parts parts, int stopDescriptor, LineWriter& output);
     Q_DISABLE_COPY_MOVE(Relay)
 
     /// Returns within a second after the stop signal. A slow, stuck or closed reader of the output
@@ -66,6 +68,7 @@ private:
     QTimer m_heldBackTimer;
     EventLog m_log;
     Room m_room;
+    MediaTransport m_media; ///< calls the room, so it goes first
     std::optional<MixerThread> m_mixer;
     Crew m_crew;
     Announcer m_announcer;

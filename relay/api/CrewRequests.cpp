@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <utility>
 
@@ -151,6 +152,16 @@ public:
         return {levels.begin(), levels.end()};
     }
 
+    /// Synchronisation sources of RTP.
+    std::vector<quint32> sources(const char* name)
+    {
+        std::vector<quint32> sources;
+        for (const double number : numbers(name, std::numeric_limits<quint32>::max())) {
+            sources.push_back(static_cast<quint32>(number));
+        }
+        return sources;
+    }
+
     /// `request`, which was made of what was read, unless something of it could not be.
     template <typename Request> Result<Request, RequestBodyError> result(Request request)
     {
@@ -228,7 +239,7 @@ Result<AnswerRequest, RequestBodyError> readAnswerRequest(QByteArrayView body)
     auto request = reader.result(AnswerRequest{
         reader.word("session"),
         {reader.text("iceUfrag"), reader.text("icePwd"), reader.text("fingerprint"),
-         reader.text("setup"), reader.text("direction")}});
+         reader.text("setup"), reader.text("direction"), reader.sources("sources")}});
     if (request && !request->answer.isValid()) {
         return failure(RequestBodyError::BadAnswer);
     }

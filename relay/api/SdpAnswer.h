@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QByteArray>
-#include <QByteArrayView>
+#include <QtGlobal>
+
+#include <vector>
 
 namespace wingbell {
 
@@ -14,22 +16,17 @@ struct SdpAnswer
     QByteArray fingerprint; ///< of the DTLS certificate by sha-256: 32 pairs, "3F:07:...:A0"
     QByteArray setup;       ///< "active" or "passive"
     QByteArray direction; ///< "sendrecv", "sendonly", "recvonly" or "inactive", as the page sees it
+    std::vector<quint32> sources; ///< the SSRCs it sends from: at least one if it sends
 
     /// Whether each word is as said above. What a page sent must be valid before it is used.
     [[nodiscard]] bool isValid() const;
+
+    static constexpr std::size_t maxSources = 4;
 
     /// Whether the page sends audio.
     [[nodiscard]] bool sends() const;
 
     friend bool operator==(const SdpAnswer&, const SdpAnswer&) = default;
 };
-
-/// The SDP that says just what `answer` holds, which must be valid. What a browser wrote never
-/// reaches the media library, only this does. `mid` is the name of the section in the offer.
-[[nodiscard]] QByteArray sdpText(const SdpAnswer& answer, QByteArrayView mid);
-
-/// True when `pem` is the certificate whose fingerprint `answer` gave: the peer that has its key is
-/// the one that answered.
-[[nodiscard]] bool isCertificateOf(const SdpAnswer& answer, const QByteArray& pem);
 
 } // namespace wingbell

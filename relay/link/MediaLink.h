@@ -4,46 +4,47 @@
 
 #include <QByteArray>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <span>
+#include <vector>
 
 namespace wingbell {
 
-/// The way of sound to one crew member and back. To be used on the main thread, except for send().
+/// What the peer's SDP answer says that a link needs.
+struct MediaAnswer
+{
+    QByteArray fingerprint; ///< of its DTLS certificate by sha-256: 32 pairs
+    bool isActive = true;   ///< it begins the handshake (setup:active)
+    std::vector<std::uint32_t>
+        sources; ///< the SSRCs it sends from; at most SrtpSession::maxPeerSources
+};
+
+/// The media connection to one crew member. Main thread only, except for send().
 class MediaLink : public PacketSink
 {
 public:
     /// Forged: the other end has another certificate than its answer promised.
     enum class State { Waiting, Connected, Lost, Forged };
 
-    /// Gets the offer, complete with all addresses; nothing when there cannot be one.
-    using OfferReady = std::function<void(std::optional<QByteArray>)>;
+    /// The SDP offer, complete with all addresses.
+    [[nodiscard]] virtual QByteArray offer() const = 0;
 
-    /// Begins to make the offer; `ready` is called once, later, on the main thread, unless the link
-    /// is closed before.
-    virtual void makeOffer(OfferReady ready) = 0;
-
-    /// Tells whether a certificate, as PEM, is the one that the answer promised. Any thread.
-    using IsPeer = std::function<bool(const QByteArray& certificate)>;
-
-    /// Takes the answer to the offer. Only for an answer that was written by ourselves from what
-    /// was read: the media library trusts it. Nothing is sent or received before the other end is
-    /// proven to be `isPeer`: the library by itself would talk to the first that answers.
-    virtual void takeAnswer(const QByteArray& answer, IsPeer isPeer) = 0;
+    /// Takes the answer to the offer. Nothing is sent or received before the other end has proven
+    /// that it has the certificate of the answer.
+    virtual void takeAnswer(const MediaAnswer& answer) = 0;
 
     [[nodiscard]] virtual State state() const = 0;
 
-    /// Ends it for good: nothing is received, sent or called from then on. Does not wait.
+    /// Ends it for good: nothing is received or sent from then on. Does not wait.
     virtual void close() = 0;
 };
 
-/// Gets each packet of sound that arrives, as RTP. Called on a thread of the media library; must
-/// not wait.
+/// Gets each packet of Opus that arrives, as RTP. Called on the network thread; must not wait.
 using RtpReceiver = std::function<void(std::span<const std::uint8_t>)>;
 
-/// Makes a link whose sound goes to `receiver`.
+/// Makes a link whose sound goes to `receiver`; nullptr if there is no room for one.
 using LinkMaker = std::function<std::shared_ptr<MediaLink>(RtpReceiver receiver)>;
 
 } // namespace wingbell

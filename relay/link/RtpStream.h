@@ -18,6 +18,9 @@ public:
 
     [[nodiscard]] std::uint32_t source() const { return m_source; }
 
+    /// The time of the next packet, in samples.
+    [[nodiscard]] std::uint32_t timestamp() const { return m_timestamp; }
+
     /// The header of the next packet, which lasts `samples` at 48 kHz.
     [[nodiscard]] Header next(std::uint32_t samples);
 

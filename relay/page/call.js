@@ -49,7 +49,7 @@ export class Call {
 }
 
 /**
- * {iceUfrag, icePwd, fingerprint, setup, direction} of an SDP answer (RFC 8866) with one audio section, so that
+ * {iceUfrag, icePwd, fingerprint, setup, direction, sources} of an SDP answer (RFC 8866) with one audio section, so that
  * the desk need not parse SDP. A value that the section lacks is taken from the session; undefined if both lack it.
  */
 export function readSdpAnswer(sdp) {
@@ -62,5 +62,6 @@ export function readSdpAnswer(sdp) {
         fingerprint: find(/^a=fingerprint:sha-256 (\S+)/im)?.toUpperCase(),
         setup: find(/^a=setup:(\S+)/m),
         direction: find(/^a=(sendrecv|sendonly|recvonly|inactive)$/m) ?? 'sendrecv',
+        sources: [...new Set([...sections[0].matchAll(/^a=ssrc:(\d+)/gm)].map(([, ssrc]) => Number(ssrc)))],
     };
 }

@@ -7,22 +7,6 @@
 
 namespace wingbell {
 
-namespace {
-
-/// The name of the one section of an offer.
-QByteArray midOf(const QByteArray& offer)
-{
-    const QByteArray mark = "a=mid:";
-    const qsizetype begin = offer.indexOf(mark);
-    if (begin < 0) {
-        return "0";
-    }
-    const QByteArray rest = offer.mid(begin + mark.size());
-    return rest.left(rest.indexOf('\n')).trimmed();
-}
-
-} // namespace
-
 struct Crew::Member
 {
     const PatchedRole* role = nullptr;
@@ -31,7 +15,6 @@ struct Crew::Member
     bool isBack = false; ///< replaced an earlier session that had connected
     bool isConnected = false;
     std::shared_ptr<MediaLink> link;
-    QByteArray mid; ///< the name of the section in the offer
     ParticipantId participant = 0;
     std::unique_ptr<PageEvents> events;
     std::optional<DeskEvent> told;
@@ -64,8 +47,7 @@ Crew::Member* Crew::find(const Session& session)
     return found == m_members.end() ? nullptr : found->second.get();
 }
 
-void Crew::join(
-    const Joining& joining, Clock::time_point now, std::function<void(JoinOutcome)> done)
+Result<Crew::Joined, Crew::JoinError> Crew::join(const Joining& joining, Clock::time_point now)
 {
     const Member* before = find(joining.replaces);
     // Also when the first attempt to come back failed.
@@ -74,12 +56,10 @@ void Crew::join(
         remove(joining.replaces, std::nullopt, Goodbye::Replaced);
     }
     if (m_members.size() >= maxMembers) {
-        done(failure(JoinError::Full));
-        return;
+        return failure(JoinError::Full);
     }
     if (connecting() >= maxConnecting) {
-        done(failure(JoinError::NotNow));
-        return;
+        return failure(JoinError::NotNow);
     }
     // Packets can come before the room has given the participant its id.
     const auto participant = std::make_shared<std::atomic<ParticipantId>>(0);
@@ -87,15 +67,13 @@ void Crew::join(
         room.receive(participant->load(), packet);
     });
     if (!link) {
-        done(failure(JoinError::NotNow));
-        return;
+        return failure(JoinError::NotNow);
     }
     const PatchedRole& role = m_show.roles().at(joining.role);
     const std::optional<ParticipantId> place = m_room.join(role.talk, role.listen, link);
     if (!place) {
         link->close();
-        done(failure(JoinError::NotNow));
-        return;
+        return failure(JoinError::NotNow);
     }
     participant->store(*place);
     auto member = std::make_unique<Member>();
@@ -109,25 +87,7 @@ void Crew::join(
     member->began = member->lastMessage = member->lastAudio = member->lastHeartbeat = now;
     const Session session = QUuid::createUuid().toString(QUuid::Id128); // random: it is a secret
     m_members.emplace(session, std::move(member));
-    link->makeOffer([this, session, done = std::move(done)](
-                        const std::optional<QByteArray>& offer) { offered(session, offer, done); });
-}
-
-void Crew::offered(
-    const Session& session, const std::optional<QByteArray>& offer,
-    const std::function<void(JoinOutcome)>& done)
-{
-    if (!offer) {
-        remove(session, std::nullopt, std::nullopt);
-        done(failure(JoinError::NotNow));
-        return;
-    }
-    if (Member* member = find(session)) {
-        member->mid = midOf(*offer);
-        done(Joined{session, *offer});
-        return;
-    }
-    done(failure(JoinError::NotNow));
+    return Joined{session, link->offer()};
 }
 
 bool Crew::takeAnswer(const Session& session, const SdpAnswer& answer, Clock::time_point now)
@@ -138,9 +98,7 @@ bool Crew::takeAnswer(const Session& session, const SdpAnswer& answer, Clock::ti
     }
     member->lastMessage = now;
     member->microphone = answer.sends();
-    member->link->takeAnswer(sdpText(answer, member->mid), [answer](const QByteArray& certificate) {
-        return isCertificateOf(answer, certificate);
-    });
+    member->link->takeAnswer({answer.fingerprint, answer.setup == "active", answer.sources});
     return true;
 }
 

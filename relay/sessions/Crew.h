@@ -63,15 +63,13 @@ public:
         NotNow, ///< too many are connecting, or the link could not be made
     };
 
-    using JoinOutcome = Result<Joined, JoinError>;
-
     /// Borrows all of them; they must outlive it.
     Crew(const ShowPatch& show, Room& room, LinkMaker makeLink, CrewObserver& observer);
     ~Crew();
     Q_DISABLE_COPY_MOVE(Crew)
 
-    /// Begins a session. `done` is called once, now or later, unless the crew ends before.
-    void join(const Joining& joining, Clock::time_point now, std::function<void(JoinOutcome)> done);
+    /// Begins a session.
+    [[nodiscard]] Result<Joined, JoinError> join(const Joining& joining, Clock::time_point now);
 
     /// False when there is no such session, here and below.
     [[nodiscard]] bool has(const Session& session) const { return m_members.contains(session); }
@@ -102,9 +100,6 @@ private:
 
     [[nodiscard]] Member* find(const Session& session);
     [[nodiscard]] std::size_t connecting() const;
-    void offered(
-        const Session& session, const std::optional<QByteArray>& offer,
-        const std::function<void(JoinOutcome)>& done);
     void noticeConnection(Member& member);
     void noticeAudio(Member& member, Clock::time_point now);
     [[nodiscard]] std::optional<Departure>

@@ -216,28 +216,22 @@ void CrewService::join(
         response.sendError(404, "no-such-role");
         return;
     }
-    const auto bodyFor = [&show = m_show,
-                          &role = m_show.roles().at(*place)](const Crew::Joined& joined) {
-        JoinResponse result{joined.session, show.name(), role.key, role.name, {}, joined.offer};
-        for (const std::size_t channel : role.channels) {
-            result.channels.append(
-                {show.channels().at(static_cast<qsizetype>(channel)), role.talk.contains(channel),
-                 role.listen.contains(channel)});
-        }
-        return result;
-    };
-    // A function object must be copyable, a response is not.
-    const auto shared = std::make_shared<PendingResponse>(std::move(response));
-    m_crew.join(
+    const auto joined = m_crew.join(
         {*place, request.microphone, request.replaces.value_or(QString()), addressText(peer)},
-        Clock::now(), [shared, bodyFor](const Crew::JoinOutcome& outcome) {
-            if (outcome) {
-                shared->sendJson(200, responseText(bodyFor(*outcome)));
-                return;
-            }
-            const bool isFull = outcome.error() == Crew::JoinError::Full;
-            shared->sendError(503, isFull ? "full" : "not-now");
-        });
+        Clock::now());
+    if (!joined) {
+        const bool isFull = joined.error() == Crew::JoinError::Full;
+        response.sendError(503, isFull ? "full" : "not-now");
+        return;
+    }
+    const PatchedRole& role = m_show.roles().at(*place);
+    JoinResponse body{joined->session, m_show.name(), role.key, role.name, {}, joined->offer};
+    for (const std::size_t channel : role.channels) {
+        body.channels.append(
+            {m_show.channels().at(static_cast<qsizetype>(channel)), role.talk.contains(channel),
+             role.listen.contains(channel)});
+    }
+    response.sendJson(200, responseText(body));
 }
 
 void CrewService::openEvents(const HttpRequest& request, PendingResponse response)

@@ -32,7 +32,7 @@ QByteArray answer(const QByteArray& iceUfrag)
 {
     return R"({"session":"s","iceUfrag":")" + iceUfrag +
            R"(","icePwd":"abcdefghijklmnopqrstuv","fingerprint":")" + fingerprint +
-           R"(","setup":"active","direction":"sendrecv"})";
+           R"(","setup":"active","direction":"sendrecv","sources":[4711]})";
 }
 
 QByteArray state(const QByteArray& number, const QByteArray& talk, const QByteArray& levels)
@@ -129,7 +129,7 @@ void CrewRequestsTest::anAnswerIsRead()
         readAnswerRequest(answer("abcd")).value(),
         (AnswerRequest{
             QStringLiteral("s"),
-            {"abcd", "abcdefghijklmnopqrstuv", fingerprint, "active", "sendrecv"}}));
+            {"abcd", "abcdefghijklmnopqrstuv", fingerprint, "active", "sendrecv", {4711}}}));
 }
 
 void CrewRequestsTest::anAnswerWithAnInvalidWordIsRefused()

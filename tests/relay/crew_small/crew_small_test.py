@@ -97,7 +97,7 @@ def the_card_needs_the_code(server):
 def unknown_roles_and_sessions_are_rejected(server):
     unknown = "0" * 32
     assert ask(server, "/api/join", code=server.code, role="unknown", microphone=False)[1] == {"error": "no-such-role"}
-    answer = {"iceUfrag": "abcd", "icePwd": "p" * 22, "fingerprint": "AB:" * 31 + "AB", "setup": "active"}
+    answer = {"iceUfrag": "abcd", "icePwd": "p" * 22, "fingerprint": "AB:" * 31 + "AB", "setup": "active", "sources": []}
     assert ask(server, "/api/answer", session=unknown, **answer)[1] == {"error": "missing"}
     assert ask(server, "/api/answer", session=unknown, direction="both", **answer)[1] == {"error": "bad-answer"}
     answer["direction"] = "recvonly"

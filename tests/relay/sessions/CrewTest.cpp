@@ -20,15 +20,14 @@ public:
     {
     }
 
-    void makeOffer(OfferReady ready) override { offerReady = std::move(ready); }
-    void takeAnswer(const QByteArray& text, IsPeer /*isPeer*/) override { answer = text; }
+    [[nodiscard]] QByteArray offer() const override { return "v=0\r\n"; }
+    void takeAnswer(const MediaAnswer& taken) override { answer = taken; }
     [[nodiscard]] State state() const override { return now; }
     void close() override { isClosed = true; }
     void send(std::span<const std::uint8_t> /*packet*/) override {}
 
     RtpReceiver receiver;
-    OfferReady offerReady;
-    QByteArray answer;
+    MediaAnswer answer;
     State now = State::Waiting;
     bool isClosed = false;
 };
@@ -96,7 +95,7 @@ ShowFile hamlet()
 SdpAnswer answerWith(const QByteArray& direction)
 {
     const QByteArray fingerprint = QByteArray("AB:").repeated(32).chopped(1);
-    return {"abcd", "abcdefghijklmnopqrstuv", fingerprint, "active", direction};
+    return {"abcd", "abcdefghijklmnopqrstuv", fingerprint, "active", direction, {4711}};
 }
 
 } // namespace
@@ -127,12 +126,12 @@ private Q_SLOTS:
     void leavingBeforeConnectingIsNotTold();
     void aFullCrewTakesNoMore();
     void tooManyConnectingHaveToWait();
-    void anOfferThatFailsLeavesNothing();
+    void withoutALinkThereIsNothingLeft();
     void aPageIsToldThatItsMicrophoneIsNotHeard();
     void announcementsShowOnTheirChannels();
     void goingOffAirSaysGoodbyeToAll();
     void aHeartbeatComesEveryTwoSeconds();
-    void anAnswerIsPassedOnAsOurOwn();
+    void theLinkLearnsWhatItNeedsOfTheAnswer();
 
 private:
     /// Joins, with its link connected at once, and returns the session.
@@ -176,13 +175,8 @@ void CrewTest::cleanup()
 
 QString CrewTest::ask(std::size_t role, const QString& replaces)
 {
-    QString session;
-    const std::size_t before = m_links.size();
-    m_crew->join(
-        {role, true, replaces, QStringLiteral("10.0.0.%1").arg(before + 1)}, m_now,
-        [&session](const Crew::JoinOutcome& outcome) { session = outcome.value().session; });
-    m_links.back()->offerReady(QByteArray("v=0\r\na=mid:audio0\r\n"));
-    return session;
+    const QString address = QStringLiteral("10.0.0.%1").arg(m_links.size() + 1);
+    return m_crew->join({role, true, replaces, address}, m_now).value().session;
 }
 
 QString CrewTest::join(std::size_t role, const QString& replaces)
@@ -414,12 +408,8 @@ void CrewTest::aFullCrewTakesNoMore()
     for (std::size_t count = 0; count < Crew::maxMembers; ++count) {
         last = join(1);
     }
-    std::optional<Crew::JoinOutcome> outcome;
-    const auto keep = [&outcome](const Crew::JoinOutcome& it) {
-        outcome = it;
-    };
-    m_crew->join({1, true, {}, {}}, m_now, keep);
-    QVERIFY(outcome && *outcome == failure(Crew::JoinError::Full));
+    const auto outcome = m_crew->join({1, true, {}, {}}, m_now);
+    QVERIFY(!outcome && outcome.error() == Crew::JoinError::Full);
     // A member may join again all the same.
     QVERIFY(m_crew->has(join(1, last)));
 }
@@ -429,24 +419,20 @@ void CrewTest::tooManyConnectingHaveToWait()
     for (std::size_t count = 0; count < Crew::maxConnecting; ++count) {
         (void)ask(1);
     }
-    std::optional<Crew::JoinOutcome> outcome;
-    m_crew->join(
-        {1, true, {}, {}}, m_now, [&outcome](const Crew::JoinOutcome& it) { outcome = it; });
-    QVERIFY(outcome && *outcome == failure(Crew::JoinError::NotNow));
+    const auto outcome = m_crew->join({1, true, {}, {}}, m_now);
+    QVERIFY(!outcome && outcome.error() == Crew::JoinError::NotNow);
     m_links.front()->now = MediaLink::State::Connected;
     m_crew->checkTimeouts(m_now);
     QVERIFY(m_crew->has(ask(1)));
 }
 
-void CrewTest::anOfferThatFailsLeavesNothing()
+void CrewTest::withoutALinkThereIsNothingLeft()
 {
-    std::optional<Crew::JoinOutcome> outcome;
-    m_crew->join(
-        {1, true, {}, {}}, m_now, [&outcome](const Crew::JoinOutcome& it) { outcome = it; });
-    m_links.back()->offerReady(std::nullopt);
-    QVERIFY(outcome && *outcome == failure(Crew::JoinError::NotNow));
-    QCOMPARE(m_crew->memberCount(), std::size_t{0});
-    QVERIFY(m_links.back()->isClosed);
+    Crew crew(
+        m_show, *m_room, [](const RtpReceiver&) { return nullptr; }, m_observer);
+    const auto outcome = crew.join({1, true, {}, {}}, m_now);
+    QVERIFY(!outcome && outcome.error() == Crew::JoinError::NotNow);
+    QCOMPARE(crew.memberCount(), std::size_t{0});
 }
 
 void CrewTest::aPageIsToldThatItsMicrophoneIsNotHeard()
@@ -499,11 +485,13 @@ void CrewTest::aHeartbeatComesEveryTwoSeconds()
     QCOMPARE(told.beats, 2);
 }
 
-void CrewTest::anAnswerIsPassedOnAsOurOwn()
+void CrewTest::theLinkLearnsWhatItNeedsOfTheAnswer()
 {
     (void)join(0);
-    QVERIFY(m_links.back()->answer.contains("a=mid:audio0"));
-    QVERIFY(m_links.back()->answer.contains("a=ice-ufrag:abcd"));
+    const MediaAnswer& answer = m_links.back()->answer;
+    QCOMPARE(answer.fingerprint, answerWith("sendrecv").fingerprint);
+    QVERIFY(answer.isActive);
+    QCOMPARE(answer.sources, std::vector<quint32>{4711});
 }
 
 WINGBELL_APPLESS_TEST(CrewTest)

@@ -83,6 +83,7 @@ const ofChromium = {
     fingerprint: pairs,
     setup: 'active',
     direction: 'sendrecv',
+    sources: [],
 };
 
 /** Chromium's answer with other text in one place. */
@@ -111,6 +112,7 @@ test('Firefox’s answer, with the fingerprint before the section, is read', () 
         fingerprint: pairs,
         setup: 'active',
         direction: 'recvonly',
+        sources: [],
     });
 });
 
@@ -121,6 +123,7 @@ test('Safari’s answer is read', () => {
         fingerprint: pairs,
         setup: 'active',
         direction: 'sendrecv',
+        sources: [],
     });
 });
 
@@ -155,6 +158,11 @@ test('of several fingerprints the SHA-256 one is used, in upper case', () => {
     const several = `a=fingerprint:sha-1 00:11\r\n${usual.toLowerCase().replace('sha-256', 'SHA-256')}`;
     equal(readSdpAnswer(changed(usual, several)).fingerprint, pairs);
     equal(readSdpAnswer(changed('sha-256', 'sha-1')).fingerprint, undefined);
+});
+
+test('each source that is sent from is read once', () => {
+    const lines = 'a=ssrc:3735928559 cname:a\r\na=ssrc:3735928559 msid:b c\r\na=ssrc:7 cname:a\r\n';
+    equal(readSdpAnswer(chromium + lines).sources, [3735928559, 7]);
 });
 
 test('a missing value is undefined', () => {

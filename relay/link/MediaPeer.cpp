@@ -1,0 +1,137 @@
+#include "relay/link/MediaPeer.h"
+
+#include <QRandomGenerator>
+
+#include <algorithm>
+
+namespace wingbell {
+
+namespace {
+
+/// The second byte of RTCP, which shares the way with RTP (RFC 5761).
+bool isRtcp(std::span<const std::uint8_t> packet)
+{
+    return packet.size() > 1 && packet[1] >= 192 && packet[1] <= 223;
+}
+
+/// Only what was agreed on goes further.
+bool isOpus(std::span<const std::uint8_t> packet)
+{
+    return packet.size() > RtpStream::headerSize && (packet[1] & 0x7FU) == RtpStream::payloadType;
+}
+
+} // namespace
+
+MediaPeer::MediaPeer(IceCredentials ice, std::size_t samplesPerCycle, RtpReceiver receiver)
+    : m_ice(std::move(ice))
+    , m_samplesPerCycle(samplesPerCycle)
+    , m_receiver(std::move(receiver))
+    , m_stream(
+          QRandomGenerator::global()->generate(),
+          static_cast<std::uint16_t>(QRandomGenerator::global()->bounded(0x8000)),
+          QRandomGenerator::global()->generate())
+    , m_reports(m_stream.source())
+    , m_lastHeard(Clock::now())
+{
+}
+
+std::optional<DatagramPath>
+MediaPeer::checked(const DatagramPath& path, const ConnectivityCheck& check, Clock::time_point now)
+{
+    m_lastHeard = now;
+    std::optional<DatagramPath> forgotten;
+    const auto end = m_paths.begin() + static_cast<std::ptrdiff_t>(m_pathCount);
+    if (std::find(m_paths.begin(), end, path) == end) {
+        if (m_pathCount == maxPaths) {
+            // The oldest that is not in use.
+            const auto oldest =
+                m_selected == m_paths.front() ? m_paths.begin() + 1 : m_paths.begin();
+            forgotten = *oldest;
+            std::rotate(oldest, oldest + 1, end);
+            --m_pathCount;
+        }
+        m_paths[m_pathCount++] = path;
+    }
+    if (m_selected == path) {
+        m_selectedPriority = check.priority;
+    } else if (
+        check.nominates && (!m_selected || now - m_selectedHeard > inUse ||
+                            (!m_srtp && check.priority > m_selectedPriority))) {
+        m_selectedPriority = check.priority;
+        select(path, now);
+    }
+    return forgotten;
+}
+
+/// A browser sends its media on the way that it has chosen, also when it has changed networks: what
+/// is sent to it follows.
+void MediaPeer::takeMedia(
+    const DatagramPath& path, std::span<std::uint8_t> packet, Clock::time_point now)
+{
+    if (!m_srtp) {
+        return;
+    }
+    const bool control = isRtcp(packet);
+    const std::span<std::uint8_t> plain =
+        control ? m_srtp->unprotectRtcp(packet) : m_srtp->unprotectRtp(packet);
+    if (plain.empty()) {
+        return;
+    }
+    m_lastHeard = now;
+    select(path, now);
+    if (control) {
+        m_reports.take(plain, now);
+        return;
+    }
+    m_reports.received(plain, now);
+    if (isOpus(plain)) {
+        m_receiver(plain);
+    }
+}
+
+void MediaPeer::select(const DatagramPath& path, Clock::time_point now)
+{
+    m_selected = path;
+    m_selectedHeard = now;
+}
+
+void MediaPeer::sendWaiting(DatagramSocket& socket, Clock::time_point now)
+{
+    for (auto packet = m_outbox.first(); !packet.empty(); packet = m_outbox.first()) {
+        const bool isSent = m_srtp && m_selected && !m_isLost;
+        constexpr std::size_t maxPayload =
+            DatagramSocket::maxDatagram - RtpStream::headerSize - SrtpSession::maxOverhead;
+        if (isSent && packet.size() <= maxPayload) {
+            const auto samples = static_cast<std::uint32_t>(m_samplesPerCycle);
+            const RtpStream::Header header = m_stream.next(samples);
+            const auto space = socket.space();
+            const auto payload = std::copy(header.begin(), header.end(), space.begin());
+            std::copy(packet.begin(), packet.end(), payload);
+            m_reports.sent(m_stream.timestamp() - samples, packet.size(), now);
+            const auto protectedPacket = m_srtp->protectRtp(space, header.size() + packet.size());
+            if (!protectedPacket.empty()) {
+                socket.queue(*m_selected, protectedPacket.size());
+            }
+        }
+        m_outbox.removeFirst();
+    }
+}
+
+void MediaPeer::report(DatagramSocket& socket, Clock::time_point now)
+{
+    if (now - m_lastHeard > consentTimeout) {
+        m_isLost = true;
+    }
+    if (!m_srtp || !m_selected || m_isLost) {
+        return;
+    }
+    const auto space = socket.space();
+    const auto plain = m_reports.write(
+        space.first<RtcpReports::maxReport>(), now, std::chrono::system_clock::now());
+    const auto protectedPacket = m_srtp->protectRtcp(space, plain.size());
+    if (!protectedPacket.empty()) {
+        socket.queue(*m_selected, protectedPacket.size());
+    }
+}
+
+} // namespace wingbell

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace wingbell {
+
+/// Keeps the statistics of one stream that is received and of one that is sent, and writes and
+/// reads the RTCP reports about them (RFC 3550, section 6). Not thread-safe; allocates nothing.
+class RtcpReports
+{
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// What write() needs, in bytes.
+    static constexpr std::size_t maxReport = 28 + 24 + 24;
+
+    /// For the stream that we send, with this SSRC.
+    explicit RtcpReports(std::uint32_t ownSource);
+
+    /// Counts an RTP packet that has come, with its header.
+    void received(std::span<const std::uint8_t> packet, Clock::time_point now);
+
+    /// Counts an RTP packet that was sent: its timestamp and the size of its payload in bytes.
+    void sent(std::uint32_t timestamp, std::size_t payload, Clock::time_point now);
+
+    /// Reads what the peer reports. Only sender reports are of use here. Any bytes are safe.
+    void take(std::span<const std::uint8_t> packet, Clock::time_point now);
+
+    /// Writes a compound packet: a sender report (a receiver report while nothing was sent), with
+    /// a report block about what was received, and our name. Returns the part of `buffer` that it
+    /// fills.
+    [[nodiscard]] std::span<std::uint8_t> write(
+        std::span<std::uint8_t, maxReport> buffer, Clock::time_point now,
+        std::chrono::system_clock::time_point wallClock);
+
+private:
+    /// What is known of the peer's stream.
+    struct Reception
+    {
+        std::uint32_t source = 0;
+        std::uint32_t highest = 0; ///< sequence number, extended by its wraps
+        std::uint32_t base = 0;    ///< the first one
+        std::uint32_t packets = 0;
+        std::uint32_t expectedBefore = 0; ///< in the last report
+        std::uint32_t packetsBefore = 0;
+        std::uint32_t transit = 0;
+        double jitter = 0; ///< in samples
+    };
+
+    void writeBlock(std::uint8_t* block, Clock::time_point now);
+
+    std::uint32_t m_ownSource;
+    std::optional<Reception> m_reception;
+    std::uint32_t m_sentPackets = 0;
+    std::uint32_t m_sentBytes = 0;
+    std::uint32_t m_lastTimestamp = 0;
+    Clock::time_point m_lastSent;
+    std::uint32_t m_lastSenderReport =
+        0; ///< the middle 32 bits of its NTP time; 0 before the first
+    Clock::time_point m_senderReportCame;
+};
+
+} // namespace wingbell

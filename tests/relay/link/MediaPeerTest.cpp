@@ -1,0 +1,175 @@
+#include "relay/link/MediaPeer.h"
+
+#include "tests/TestProgram.h"
+
+#include <QTest>
+
+#include <vector>
+
+using namespace wingbell;
+
+namespace {
+
+using namespace std::chrono_literals;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::uint32_t phone = 0x22222222;
+
+DatagramPath path(std::uint8_t lastByte)
+{
+    DatagramPath path;
+    path.peer.sin6_addr.s6_addr[15] = lastByte;
+    return path;
+}
+
+const DatagramPath wifi = path(1);
+const DatagramPath cable = path(2);
+
+ConnectivityCheck check(bool nominates, std::uint32_t priority = 100)
+{
+    return {"desk", nominates, priority};
+}
+
+/// A peer with its phone at the other end.
+struct Call
+{
+    std::vector<Bytes> heard;
+    MediaPeer peer{{"desk", "password"}, 960, [this](std::span<const std::uint8_t> packet) {
+                       heard.emplace_back(packet.begin(), packet.end());
+                   }};
+    std::unique_ptr<SrtpSession> ofPhone;
+    MediaPeer::Clock::time_point now = MediaPeer::Clock::now();
+    std::uint16_t sequence = 0;
+
+    void start()
+    {
+        const Bytes ours(28, 1);
+        const Bytes theirs(28, 2);
+        const auto profile = SrtpProfile::AeadAes128Gcm;
+        auto srtp = SrtpSession::make({profile, ours, theirs}, peer.source(), std::array{phone});
+        ofPhone = SrtpSession::make({profile, theirs, ours}, phone, std::array{peer.source()});
+        peer.start(srtp);
+    }
+
+    void phoneSends(const DatagramPath& from, std::uint8_t type = 111)
+    {
+        ++sequence;
+        Bytes packet = {
+            0x80,
+            type,
+            static_cast<std::uint8_t>(sequence >> 8U),
+            static_cast<std::uint8_t>(sequence),
+            0,
+            0,
+            0,
+            0,
+            0x22,
+            0x22,
+            0x22,
+            0x22,
+            'x'};
+        const std::size_t size = packet.size();
+        packet.resize(size + SrtpSession::maxOverhead);
+        peer.takeMedia(from, ofPhone->protectRtp(packet, size), now);
+    }
+};
+
+} // namespace
+
+class MediaPeerTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void theNominatedWayIsTaken();
+    void ofTwoNominatedWaysTheBetterOneIsTaken();
+    void whatIsSentFollowsTheWayOfThePhonesMedia();
+    void aWayThatFellSilentIsLeftForANominatedOne();
+    void onlyAFewWaysAreKept();
+    void genuineOpusIsHeardAndNothingElse();
+    void withoutConsentThePeerIsLost();
+};
+
+void MediaPeerTest::theNominatedWayIsTaken()
+{
+    Call call;
+    call.peer.checked(wifi, check(false), call.now);
+    QVERIFY(!call.peer.selectedPath());
+    call.peer.checked(cable, check(true), call.now);
+    QCOMPARE(call.peer.selectedPath(), std::optional(cable));
+    QCOMPARE(call.peer.paths().size(), std::size_t{2});
+}
+
+void MediaPeerTest::ofTwoNominatedWaysTheBetterOneIsTaken()
+{
+    Call call;
+    call.peer.checked(wifi, check(true, 100), call.now);
+    call.peer.checked(cable, check(true, 200), call.now);
+    QCOMPARE(call.peer.selectedPath(), std::optional(cable));
+    call.peer.checked(wifi, check(true, 100), call.now);
+    QCOMPARE(call.peer.selectedPath(), std::optional(cable));
+}
+
+void MediaPeerTest::whatIsSentFollowsTheWayOfThePhonesMedia()
+{
+    Call call;
+    call.peer.checked(wifi, check(true, 100), call.now);
+    call.peer.checked(cable, check(false, 200), call.now);
+    call.start();
+    call.phoneSends(wifi);
+    QCOMPARE(call.peer.selectedPath(), std::optional(wifi));
+    call.peer.checked(cable, check(true, 200), call.now);
+    QCOMPARE(call.peer.selectedPath(), std::optional(wifi));
+    call.phoneSends(cable);
+    QCOMPARE(call.peer.selectedPath(), std::optional(cable));
+}
+
+void MediaPeerTest::aWayThatFellSilentIsLeftForANominatedOne()
+{
+    Call call;
+    call.peer.checked(wifi, check(true), call.now);
+    call.start();
+    call.phoneSends(wifi);
+    call.now += MediaPeer::inUse + 1ms;
+    call.peer.checked(cable, check(true), call.now);
+    QCOMPARE(call.peer.selectedPath(), std::optional(cable));
+}
+
+void MediaPeerTest::onlyAFewWaysAreKept()
+{
+    Call call;
+    call.peer.checked(wifi, check(true), call.now);
+    for (std::uint8_t other = 2; other <= MediaPeer::maxPaths; ++other) {
+        QVERIFY(!call.peer.checked(path(other), check(false), call.now));
+    }
+    QCOMPARE(call.peer.checked(path(9), check(false), call.now), std::optional(path(2)));
+    QCOMPARE(call.peer.paths().size(), MediaPeer::maxPaths);
+    QCOMPARE(call.peer.selectedPath(), std::optional(wifi));
+}
+
+void MediaPeerTest::genuineOpusIsHeardAndNothingElse()
+{
+    Call call;
+    call.start();
+    call.phoneSends(wifi);
+    QCOMPARE(call.heard.size(), std::size_t{1});
+    QCOMPARE(call.heard.front().back(), 'x');
+    call.phoneSends(wifi, 0); // another type than was agreed on
+    Bytes forged(40, 0x80);
+    call.peer.takeMedia(wifi, forged, call.now);
+    QCOMPARE(call.heard.size(), std::size_t{1});
+}
+
+void MediaPeerTest::withoutConsentThePeerIsLost()
+{
+    Call call;
+    DatagramSocket nowhere({}, true);
+    call.peer.checked(wifi, check(true), call.now);
+    call.peer.report(nowhere, call.now + MediaPeer::consentTimeout);
+    QVERIFY(!call.peer.isLost());
+    call.peer.report(nowhere, call.now + MediaPeer::consentTimeout + 1ms);
+    QVERIFY(call.peer.isLost());
+}
+
+WINGBELL_APPLESS_TEST(MediaPeerTest)
+#include "MediaPeerTest.moc"
