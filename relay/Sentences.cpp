@@ -61,7 +61,8 @@ QString onAirSentence(const ShowPatch& show, quint16 port, bool takesIpv6)
         takesIpv6 ? Message::OnAir : Message::OnAirIpv4Only,
         {show.name().isEmpty() ? messageText(Message::UnnamedShow) : quoted(show.name()),
          counted(show.channels().size(), QStringLiteral("channel")),
-         counted(show.roles().size(), QStringLiteral("role")), QString::number(port)});
+         counted(static_cast<qsizetype>(show.roles().size()), QStringLiteral("role")),
+         QString::number(port)});
 }
 
 QString joinSentence(const QStringList& urls, const QString& code)

@@ -23,6 +23,15 @@ public:
 protected:
     [[nodiscard]] const QList<Row>& rows() const { return m_rows; }
 
+    /// Changes a row, which may get another key: its delegate stays.
+    void setRow(qsizetype at, const Row& row)
+    {
+        if (!(m_rows.at(at) == row)) {
+            m_rows[at] = row;
+            Q_EMIT dataChanged(index(toRow(at)), index(toRow(at)));
+        }
+    }
+
     /// Takes `wanted` for its rows. Costs no more than a comparison a row where the keys stay.
     void sync(const QList<Row>& wanted)
     {
@@ -95,10 +104,7 @@ private:
     void takeContents(const QList<Row>& wanted)
     {
         for (qsizetype at = 0; at < wanted.size(); ++at) {
-            if (!(m_rows.at(at) == wanted.at(at))) {
-                m_rows[at] = wanted.at(at);
-                Q_EMIT dataChanged(index(toRow(at)), index(toRow(at)));
-            }
+            setRow(at, wanted.at(at));
         }
     }
 

@@ -1,5 +1,7 @@
 #include "panels/setup/RoleListModel.h"
 
+#include <algorithm>
+
 namespace wingbell {
 
 RoleListModel::RoleListModel(QObject* parent)
@@ -32,8 +34,26 @@ void RoleListModel::takeRoles()
             wanted.append({role});
         }
     }
+    keepReloadedCards(wanted);
     sync(wanted);
     Q_EMIT synchronized();
+}
+
+void RoleListModel::keepReloadedCards(const QList<RoleRow>& wanted)
+{
+    const auto isKept = [&wanted](const RoleRow& row) {
+        return std::any_of(wanted.cbegin(), wanted.cend(), [&row](const RoleRow& other) {
+            return other.key() == row.key();
+        });
+    };
+    if (std::any_of(rows().cbegin(), rows().cend(), isKept)) {
+        return; // an edit
+    }
+    for (qsizetype at = 0; at < std::min(rows().size(), wanted.size()); ++at) {
+        if (rows().at(at).role.name == wanted.at(at).role.name) {
+            setRow(at, wanted.at(at));
+        }
+    }
 }
 
 void RoleListModel::tellChannels()

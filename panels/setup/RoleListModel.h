@@ -18,7 +18,8 @@ struct RoleRow
 };
 
 /// The store's roles, one row a card, in the store's order. Cards keep their identity by the role's
-/// id when others come and go.
+/// id when others come and go. A reload gives every role a new id: a role that has its name and
+/// place again keeps its card.
 class RoleListModel : public KeyedListModel<RoleRow>
 {
     Q_OBJECT
@@ -49,6 +50,7 @@ Q_SIGNALS:
 
 private:
     void takeRoles();
+    void keepReloadedCards(const QList<RoleRow>& wanted);
     void tellChannels();
     [[nodiscard]] QString channelsIn(const QStringList& names) const;
 

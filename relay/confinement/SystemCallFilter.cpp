@@ -85,11 +85,11 @@ SystemCallFilter::SystemCallFilter(const Rules& rules)
     const std::uint64_t found = rules.clones == Clones::Threads ? looked : 0;
     (void)seccomp_rule_add(
         filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(clone), 1,
-        SCMP_A0(SCMP_CMP_MASKED_EQ, looked, found));
+        scmp_arg_cmp{0, SCMP_CMP_MASKED_EQ, looked, found});
     for (const int family : rules.socketFamilies) {
         (void)seccomp_rule_add(
             filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(socket), 1,
-            SCMP_A0(SCMP_CMP_EQ, static_cast<scmp_datum_t>(family)));
+            scmp_arg_cmp{0, SCMP_CMP_EQ, static_cast<scmp_datum_t>(family), 0});
     }
     m_program = programOf(filter);
 }

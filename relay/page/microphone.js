@@ -103,6 +103,7 @@ function stop(stream) {
 /** A level meter that is suspended while the microphone is off. */
 class Meter {
     #context;
+    #source; // kept: while the context is suspended, a browser may collect a source that only the graph refers to
     #analyser;
     #samples;
 
@@ -120,7 +121,8 @@ class Meter {
         this.#analyser = this.#context.createAnalyser();
         this.#analyser.fftSize = 1024;
         this.#samples = new Float32Array(this.#analyser.fftSize);
-        this.#context.createMediaStreamSource(stream).connect(this.#analyser);
+        this.#source = this.#context.createMediaStreamSource(stream);
+        this.#source.connect(this.#analyser);
     }
 
     setOn(on) {

@@ -100,6 +100,17 @@ void CrewService::addPages(Router& router)
     router.setPlainPage(bytesOf(help));
 }
 
+/// False, and responded to, if `body` brings a code which is not the crew's.
+template <typename Body>
+bool CrewService::mayContinue(const Body& body, const QHostAddress& peer, PendingResponse& response)
+{
+    if constexpr (requires { body.code; }) {
+        return isAdmitted(body.code, peer, response);
+    } else {
+        return true;
+    }
+}
+
 /// Has `take` called with what `reader` reads from each body. Responds itself to a body that is
 /// refused, and to one that brings a code which is not the crew's.
 template <typename Reader, typename Take>
@@ -111,10 +122,8 @@ void CrewService::onPost(Router& router, const char* path, Reader reader, Take t
             response.sendError(400, wordFor(body.error()));
             return;
         }
-        if constexpr (requires { body->code; }) {
-            if (!isAdmitted(body->code, request.peer, response)) {
-                return;
-            }
+        if (!mayContinue(*body, request.peer, response)) {
+            return;
         }
         take(*body, request.peer, std::move(response));
     });

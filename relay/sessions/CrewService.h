@@ -36,6 +36,9 @@ private:
     void addRequests(Router& router);
     template <typename Reader, typename Take>
     void onPost(Router& router, const char* path, Reader reader, Take take);
+    template <typename Body>
+    [[nodiscard]] bool
+    mayContinue(const Body& body, const QHostAddress& peer, PendingResponse& response);
     [[nodiscard]] bool
     isAdmitted(const QString& code, const QHostAddress& peer, PendingResponse& response);
 

@@ -16,7 +16,7 @@ class RoleListModelTest : public QObject
 private Q_SLOTS:
     void cardsKeepTheirIdentityWhenOthersComeAndGo();
     void aRenameChangesOneCardAlone();
-    void aReloadBringsNewCards();
+    void aReloadKeepsTheCardsOfRolesWithTheSameNameAndPlace();
     void everyCardKnowsItsStore();
 
 private:
@@ -60,17 +60,28 @@ void RoleListModelTest::aRenameChangesOneCardAlone()
     QCOMPARE(nameAt(cards, 3), u"Fly"_qs);
 }
 
-void RoleListModelTest::aReloadBringsNewCards()
+void RoleListModelTest::aReloadKeepsTheCardsOfRolesWithTheSameNameAndPlace()
 {
     const QTemporaryDir folder;
     ShowConfig config(QDir(folder.path()));
     QVERIFY(config.save());
     RoleListModel cards;
+    const QAbstractItemModelTester tester(&cards);
     cards.setConfig(&config);
+    config.renameRole(config.roles().at(1), u"Fly"_qs);
+    config.toggleTalk(config.roles().at(0), config.channels().constLast());
     const QPersistentModelIndex first(cards.index(0));
+    const QPersistentModelIndex renamed(cards.index(1));
+    const QPersistentModelIndex last(cards.index(5));
     config.load();
-    QVERIFY(!first.isValid());
+    QVERIFY(!renamed.isValid());
     QCOMPARE(cards.rowCount(), 6);
+    QCOMPARE(first.row(), 0);
+    QCOMPARE(last.row(), 5);
+    for (int row = 0; row < 6; ++row) {
+        const Role shown = cards.index(row).data(RoleListModel::RoleRole).value<Role>();
+        QVERIFY(shown == config.roles().at(row)); // the new ids, too
+    }
 }
 
 void RoleListModelTest::everyCardKnowsItsStore()

@@ -360,7 +360,10 @@ Item {
             see(item, 7);
             nameOf(cardAt(item, 7)).forceActiveFocus(Qt.TabFocusReason);
             desk.config.load();
-            verify(binOf(item, 7).activeFocus);
+            verify(nameOf(cardAt(item, 7)).activeFocus, "the same role");
+            desk.config.renameRole(desk.role(7), "Fly");
+            desk.config.load();
+            verify(binOf(item, 7).activeFocus, "a role of another name");
         }
         function test_theFocusOfARemovedChannelGoesOn() {
             const item = panel(1, 3);

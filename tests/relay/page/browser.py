@@ -26,6 +26,7 @@ SWITCHES = [
     "--disable-features=WebRtcHideLocalIpsWithMdns",  # mDNS names need a network
     "--allow-loopback-in-peer-connection",
     "--autoplay-policy=document-user-activation-required",
+    "--js-flags=--expose-gc",
 ]
 
 
