@@ -1,5 +1,6 @@
 #include "relay/access/Certificate.h"
 
+#include "base/OpenSslHandles.h"
 #include "relay/access/StateDirectory.h"
 
 #include <QCryptographicHash>
@@ -12,7 +13,6 @@
 #include <memory>
 #include <openssl/bn.h>
 #include <openssl/ec.h>
-#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
@@ -24,27 +24,9 @@ namespace {
 
 using Time = Certificate::Time;
 
-/// Frees what OpenSSL gave with the function that belongs to it.
-template <auto free> struct FreedWith
-{
-    template <typename Type> void operator()(Type* thing) const { free(thing); }
-};
-
-using BioHandle = std::unique_ptr<BIO, FreedWith<BIO_free_all>>;
-using NumberHandle = std::unique_ptr<BIGNUM, FreedWith<BN_free>>;
-using KeyHandle = std::unique_ptr<EVP_PKEY, FreedWith<EVP_PKEY_free>>;
-using X509Handle = std::unique_ptr<X509, FreedWith<X509_free>>;
-using ExtensionHandle = std::unique_ptr<X509_EXTENSION, FreedWith<X509_EXTENSION_free>>;
-
-/// Forgets the errors of the calls within its scope. OpenSSL keeps them for the thread, whose next
-/// call would take them for its own.
-class OpenSslErrorScope
-{
-public:
-    OpenSslErrorScope() { ERR_set_mark(); }
-    ~OpenSslErrorScope() { ERR_pop_to_mark(); }
-    Q_DISABLE_COPY_MOVE(OpenSslErrorScope)
-};
+using BioHandle = OpenSslHandle<BIO, BIO_free_all>;
+using NumberHandle = OpenSslHandle<BIGNUM, BN_free>;
+using ExtensionHandle = OpenSslHandle<X509_EXTENSION, X509_EXTENSION_free>;
 
 bool isNameable(const QString& name)
 {

@@ -1,6 +1,6 @@
 #include "relay/link/DtlsConnection.h"
 
-#include "relay/access/OpenSslHandles.h"
+#include "base/OpenSslHandles.h"
 
 #include <openssl/ssl.h>
 
@@ -21,6 +21,17 @@ unsigned nextTimeout(SSL* /*connection*/, unsigned previous)
     constexpr unsigned first = 50'000;
     constexpr unsigned max = 2'000'000;
     return previous == 0 ? first : std::min(2 * previous, max);
+}
+
+/// By sha-256, as SDP writes it: "3F:07:...:A0".
+QByteArray fingerprintOf(const X509& certificate)
+{
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest = {};
+    unsigned size = 0;
+    X509_digest(&certificate, EVP_sha256(), digest.data(), &size);
+    const QByteArray bytes(
+        reinterpret_cast<const char*>(digest.data()), static_cast<qsizetype>(size));
+    return bytes.toHex(':').toUpper();
 }
 
 /// Signed with itself: the fingerprint in the offer says whose it is, no authority does.
@@ -109,7 +120,7 @@ struct DtlsConnection::Callbacks
             X509_STORE_CTX_get_ex_data(chain, SSL_get_ex_data_X509_STORE_CTX_idx()));
         auto& self = *static_cast<DtlsConnection*>(SSL_get_app_data(connection));
         const X509* const certificate = X509_STORE_CTX_get0_cert(chain);
-        if (certificate != nullptr && digestOf(*certificate, EVP_sha256()) == self.m_fingerprint) {
+        if (certificate != nullptr && fingerprintOf(*certificate) == self.m_fingerprint) {
             return 1;
         }
         self.m_state = State::Forged;
@@ -136,7 +147,7 @@ std::unique_ptr<DtlsContext> DtlsContext::make()
     SSL_CTX_set_options(context, SSL_OP_NO_QUERY_MTU | SSL_OP_NO_RENEGOTIATION);
     SSL_CTX_set_verify(context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
     SSL_CTX_set_cert_verify_callback(context, DtlsConnection::Callbacks::verify, nullptr);
-    made->m_fingerprint = digestOf(*certificate, EVP_sha256());
+    made->m_fingerprint = fingerprintOf(*certificate);
     return made;
 }
 
