@@ -62,9 +62,9 @@ Relay::Relay(Parts parts, int stopDescriptor, LineWriter& output)
     , m_mixer(std::in_place, m_room)
     , m_crew(
           m_show, m_room,
-          [this](RtpReceiver receiver) {
+          [this] {
               lookAfterCrew();
-              return m_media.makeLink(std::move(receiver));
+              return m_media.makeLink();
           },
           m_log)
     , m_announcer(

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 
 namespace wingbell {
@@ -28,6 +29,10 @@ public:
     /// True when no more samples will come. Any thread.
     [[nodiscard]] virtual bool isFinished() const = 0;
 };
+
+/// Takes RTP packets of Opus from one participant; any bytes are safe. To be called on one thread
+/// at a time; never waits.
+using RtpReceiver = std::function<void(std::span<const std::uint8_t> packet)>;
 
 /// Where the encoded mix for one listener goes.
 class PacketSink

@@ -95,11 +95,13 @@ void Room::setLevels(ParticipantId participant, const std::vector<float>& levels
     }
 }
 
-void Room::receive(ParticipantId participant, std::span<const std::uint8_t> rtp)
+RtpReceiver Room::receiver(ParticipantId participant) const
 {
-    if (const std::shared_ptr<Participant> found = find(participant)) {
-        found->receive(rtp);
-    }
+    return [found = find(participant)](std::span<const std::uint8_t> packet) {
+        if (found) {
+            found->receive(packet);
+        }
+    };
 }
 
 std::uint64_t Room::receivedPackets(ParticipantId participant) const

@@ -70,9 +70,9 @@ public:
     /// listen stay silent.
     void setLevels(ParticipantId participant, const std::vector<float>& levels);
 
-    /// Takes an RTP packet of Opus from `participant`; any bytes are safe. One thread at a time for
-    /// each participant; never waits. Packets that come while its ring buffer is full are dropped.
-    void receive(ParticipantId participant, std::span<const std::uint8_t> rtp);
+    /// What `participant` sends goes there. Packets that come while its ring buffer is full are
+    /// dropped, as are all that come when it is gone.
+    [[nodiscard]] RtpReceiver receiver(ParticipantId participant) const;
 
     /// How many packets of Opus had come from `participant` by the last cycle; 0 if it is gone.
     [[nodiscard]] std::uint64_t receivedPackets(ParticipantId participant) const;

@@ -31,9 +31,10 @@ public:
     /// The SDP offer, complete with all addresses.
     [[nodiscard]] virtual QByteArray offer() const = 0;
 
-    /// Takes the answer to the offer. Nothing is sent or received before the other end has proven
-    /// that it has the certificate of the answer.
-    virtual void takeAnswer(const MediaAnswer& answer) = 0;
+    /// Takes the answer to the offer; a second one is ignored. Nothing is sent or received before
+    /// the other end has proven that it has the certificate of the answer. What is received goes to
+    /// `receiver`, on the network thread.
+    virtual void takeAnswer(const MediaAnswer& answer, RtpReceiver receiver) = 0;
 
     [[nodiscard]] virtual State state() const = 0;
 
@@ -41,10 +42,7 @@ public:
     virtual void close() = 0;
 };
 
-/// Gets each packet of Opus that arrives, as RTP. Called on the network thread; must not wait.
-using RtpReceiver = std::function<void(std::span<const std::uint8_t>)>;
-
-/// Makes a link whose sound goes to `receiver`; nullptr if there is no room for one.
-using LinkMaker = std::function<std::shared_ptr<MediaLink>(RtpReceiver receiver)>;
+/// Makes a link; nullptr if there is no room for one.
+using LinkMaker = std::function<std::shared_ptr<MediaLink>()>;
 
 } // namespace wingbell

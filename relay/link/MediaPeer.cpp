@@ -22,10 +22,9 @@ bool isOpus(std::span<const std::uint8_t> packet)
 
 } // namespace
 
-MediaPeer::MediaPeer(IceCredentials ice, std::size_t samplesPerCycle, RtpReceiver receiver)
+MediaPeer::MediaPeer(IceCredentials ice, std::size_t samplesPerCycle)
     : m_ice(std::move(ice))
     , m_samplesPerCycle(samplesPerCycle)
-    , m_receiver(std::move(receiver))
     , m_stream(
           QRandomGenerator::global()->generate(),
           static_cast<std::uint16_t>(QRandomGenerator::global()->bounded(0x8000)),

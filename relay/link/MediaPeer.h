@@ -36,7 +36,7 @@ public:
     /// A way on which the peer was heard so recently is in use.
     static constexpr Clock::duration inUse = std::chrono::seconds(3);
 
-    MediaPeer(IceCredentials ice, std::size_t samplesPerCycle, RtpReceiver receiver);
+    MediaPeer(IceCredentials ice, std::size_t samplesPerCycle);
 
     [[nodiscard]] const IceCredentials& ice() const { return m_ice; }
     [[nodiscard]] std::uint32_t source() const { return m_stream.source(); }
@@ -47,8 +47,13 @@ public:
     /// Whether the peer was not heard for too long. Any thread.
     [[nodiscard]] bool isLost() const { return m_isLost; }
 
-    /// From now on media is sent and received. Network thread, as are all that follow.
-    void start(std::unique_ptr<SrtpSession>& srtp) { std::swap(m_srtp, srtp); }
+    /// From now on media is sent, and received by `receiver`. Leaves in both what was there before,
+    /// so that it is destroyed elsewhere. Network thread, as are all that follow.
+    void start(std::unique_ptr<SrtpSession>& srtp, RtpReceiver& receiver)
+    {
+        m_srtp.swap(srtp);
+        m_receiver.swap(receiver);
+    }
 
     /// The peer has shown on `path` that it knows the password. Returns the way that is forgotten
     /// for it, if any.

@@ -103,7 +103,7 @@ MediaTransport::~MediaTransport()
     m_thread.join();
 }
 
-std::shared_ptr<MediaLink> MediaTransport::makeLink(RtpReceiver receiver)
+std::shared_ptr<MediaLink> MediaTransport::makeLink()
 {
     collect();
     if (m_freeSlots.empty()) {
@@ -111,11 +111,10 @@ std::shared_ptr<MediaLink> MediaTransport::makeLink(RtpReceiver receiver)
     }
     const Slot slot = m_freeSlots.back();
     m_freeSlots.pop_back();
-    auto peer = std::make_shared<MediaPeer>(
-        credentialsFor(slot), m_settings.samplesPerCycle, std::move(receiver));
+    auto peer = std::make_shared<MediaPeer>(credentialsFor(slot), m_settings.samplesPerCycle);
     auto link = std::make_shared<WebRtcLink>(*this, slot, peer);
     m_links[slot] = link;
-    give({Command::Kind::Add, slot, std::move(peer), nullptr});
+    give({Command::Kind::Add, slot, std::move(peer), nullptr, {}});
     return link;
 }
 
@@ -232,7 +231,7 @@ void MediaTransport::execute(Command& command)
         m_activeSlots.push_back(command.slot);
         break;
     case Command::Kind::Start:
-        peer->start(command.srtp);
+        peer->start(command.srtp, command.receiver);
         break;
     case Command::Kind::Remove:
         for (const DatagramPath& path : peer->paths()) {

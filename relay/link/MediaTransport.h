@@ -50,9 +50,8 @@ public:
     MediaTransport(const MediaTransport&) = delete;
     MediaTransport& operator=(const MediaTransport&) = delete;
 
-    /// A new link whose sound goes to `receiver`, which is called on the network thread and must
-    /// not wait. Returns nullptr if there are `maxPeers`.
-    [[nodiscard]] std::shared_ptr<MediaLink> makeLink(RtpReceiver receiver);
+    /// A new link; nullptr if there are `maxPeers`.
+    [[nodiscard]] std::shared_ptr<MediaLink> makeLink();
 
     /// The mixer has put packets for some peers. Any thread; never waits.
     void wake();
@@ -68,6 +67,7 @@ private:
         Slot slot = 0;
         std::shared_ptr<MediaPeer> peer;
         std::unique_ptr<SrtpSession> srtp;
+        RtpReceiver receiver;
     };
 
     // Main thread.

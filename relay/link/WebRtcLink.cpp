@@ -42,10 +42,11 @@ QByteArray WebRtcLink::offer() const
     return description.offer();
 }
 
-void WebRtcLink::takeAnswer(const MediaAnswer& answer)
+void WebRtcLink::takeAnswer(const MediaAnswer& answer, RtpReceiver receiver)
 {
     if (!m_answer && !m_isClosed) {
         m_answer = answer;
+        m_receiver = std::move(receiver);
         beginIfReachable();
     }
 }
@@ -74,7 +75,7 @@ void WebRtcLink::close()
     m_isConnected = false;
     m_dtlsTimer.stop();
     m_dtls.close();
-    m_transport.give({MediaTransport::Command::Kind::Remove, m_slot, nullptr, nullptr});
+    m_transport.give({MediaTransport::Command::Kind::Remove, m_slot, nullptr, nullptr, {}});
 }
 
 void WebRtcLink::send(std::span<const std::uint8_t> packet)
@@ -123,7 +124,9 @@ void WebRtcLink::lookAtHandshake()
         m_dtls.close();
         return;
     }
-    m_transport.give({MediaTransport::Command::Kind::Start, m_slot, nullptr, std::move(srtp)});
+    m_transport.give(
+        {MediaTransport::Command::Kind::Start, m_slot, nullptr, std::move(srtp),
+         std::move(m_receiver)});
     m_isConnected = true;
 }
 

@@ -21,7 +21,7 @@ public:
     Q_DISABLE_COPY_MOVE(WebRtcLink)
 
     [[nodiscard]] QByteArray offer() const override;
-    void takeAnswer(const MediaAnswer& answer) override;
+    void takeAnswer(const MediaAnswer& answer, RtpReceiver receiver) override;
     [[nodiscard]] State state() const override;
     void close() override;
     void send(std::span<const std::uint8_t> packet) override;
@@ -44,6 +44,7 @@ private:
     QTimer m_dtlsTimer;
     std::optional<DatagramPath> m_path; ///< on which the handshake goes
     std::optional<MediaAnswer> m_answer;
+    RtpReceiver m_receiver;
     bool m_hasBegun = false;
     std::atomic<bool> m_isConnected = false;
     bool m_isClosed = false;

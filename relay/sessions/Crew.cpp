@@ -61,11 +61,7 @@ Result<Crew::Joined, Crew::JoinError> Crew::join(const Joining& joining, Clock::
     if (connecting() >= maxConnecting) {
         return failure(JoinError::NotNow);
     }
-    // Packets can come before the room has given the participant its id.
-    const auto participant = std::make_shared<std::atomic<ParticipantId>>(0);
-    auto link = m_makeLink([participant, &room = m_room](std::span<const std::uint8_t> packet) {
-        room.receive(participant->load(), packet);
-    });
+    auto link = m_makeLink();
     if (!link) {
         return failure(JoinError::NotNow);
     }
@@ -75,7 +71,6 @@ Result<Crew::Joined, Crew::JoinError> Crew::join(const Joining& joining, Clock::
         link->close();
         return failure(JoinError::NotNow);
     }
-    participant->store(*place);
     auto member = std::make_unique<Member>();
     member->role = &role;
     member->address = joining.address;
@@ -98,7 +93,9 @@ bool Crew::takeAnswer(const Session& session, const SdpAnswer& answer, Clock::ti
     }
     member->lastMessage = now;
     member->microphone = answer.sends();
-    member->link->takeAnswer({answer.fingerprint, answer.setup == "active", answer.sources});
+    member->link->takeAnswer(
+        {answer.fingerprint, answer.setup == "active", answer.sources},
+        m_room.receiver(member->participant));
     return true;
 }
 

@@ -91,7 +91,7 @@ void CycleMemoryTest::aCycleAllocatesAndReleasesNothing()
             const std::vector<std::uint8_t> packet = talking[client]->next();
             // At first a burst, later some are lost.
             if (cycle < 10 || cycle % 7 != 0) {
-                room.receive(ids[client], packet);
+                room.receiver(ids[client])(packet);
             }
         }
         if (cycle % 20 == 0) {

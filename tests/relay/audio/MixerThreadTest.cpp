@@ -256,7 +256,7 @@ void MixerThreadTest::theRoomMayBeUsedFromManyThreadsWhileCyclesRun()
                     keys.insert(random() % channels);
                     room.setTalk(*id, keys);
                     room.setLevels(*id, {1, static_cast<float>(random() % 2), 0.5F});
-                    room.receive(*id, spoken[random() % spoken.size()]);
+                    room.receiver (*id)(spoken[random() % spoken.size()]);
                     sink->waitFor(packet + 1);
                     received += room.receivedPackets(*id);
                 }

@@ -65,7 +65,7 @@ void run(Room& room, Members members, double seconds)
     const double cycles = seconds * sampleRate / static_cast<double>(room.samplesPerCycle());
     for (int cycle = 0; cycle < static_cast<int>(cycles); ++cycle) {
         for (Member* member : members) {
-            room.receive(member->id, member->talking.next());
+            room.receiver(member->id)(member->talking.next());
         }
         room.runCycle();
     }
@@ -408,7 +408,7 @@ void RoomTest::manyLoudTalkersStayWithinBounds()
     }
     for (int cycle = 0; cycle < 50; ++cycle) {
         for (const auto& talker : talkers) {
-            room.receive(talker->id, talker->talking.next());
+            room.receiver(talker->id)(talker->talking.next());
         }
         room.runCycle();
     }
@@ -578,7 +578,7 @@ void RoomTest::idsThatAreGoneAreIgnored()
         room.leave(id);
         room.setTalk(id, setOf({0}));
         room.setLevels(id, {1, 1});
-        room.receive(id, member.talking.next());
+        room.receiver(id)(member.talking.next());
         QCOMPARE(room.receivedPackets(id), std::uint64_t{0});
     }
     room.runCycle();
@@ -617,9 +617,9 @@ void RoomTest::rubbishIsSafe()
             if (count > 0 && !bytes.empty()) {
                 bytes[0] = 0x80;
             }
-            room.receive(sender.id, bytes);
+            room.receiver(sender.id)(bytes);
         }
-        room.receive(talker.id, talker.talking.next());
+        room.receiver(talker.id)(talker.talking.next());
         room.runCycle();
     }
     room.leave(sender.id);
@@ -636,7 +636,7 @@ void RoomTest::thePacketsThatCameAreCounted()
     Member talker(room, tone(500), {0}, {0});
     run(room, {&talker}, 1);
     QCOMPARE(room.receivedPackets(talker.id), std::uint64_t{50});
-    room.receive(talker.id, std::vector<std::uint8_t>{0x80, 111, 0});
+    room.receiver(talker.id)(std::vector<std::uint8_t>{0x80, 111, 0});
     static_cast<void>(talker.talking.next());
     room.runCycle();
     run(room, {&talker}, 1);

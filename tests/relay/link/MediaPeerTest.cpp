@@ -34,9 +34,7 @@ ConnectivityCheck check(bool nominates, std::uint32_t priority = 100)
 struct Call
 {
     std::vector<Bytes> heard;
-    MediaPeer peer{{"desk", "password"}, 960, [this](std::span<const std::uint8_t> packet) {
-                       heard.emplace_back(packet.begin(), packet.end());
-                   }};
+    MediaPeer peer{{"desk", "password"}, 960};
     std::unique_ptr<SrtpSession> ofPhone;
     MediaPeer::Clock::time_point now = MediaPeer::Clock::now();
     std::uint16_t sequence = 0;
@@ -48,7 +46,10 @@ struct Call
         const auto profile = SrtpProfile::AeadAes128Gcm;
         auto srtp = SrtpSession::make({profile, ours, theirs}, peer.source(), std::array{phone});
         ofPhone = SrtpSession::make({profile, theirs, ours}, phone, std::array{peer.source()});
-        peer.start(srtp);
+        RtpReceiver receiver = [this](std::span<const std::uint8_t> packet) {
+            heard.emplace_back(packet.begin(), packet.end());
+        };
+        peer.start(srtp, receiver);
     }
 
     void phoneSends(const DatagramPath& from, std::uint8_t type = 111)

@@ -15,13 +15,12 @@ namespace {
 class FakeLink final : public MediaLink
 {
 public:
-    explicit FakeLink(RtpReceiver soundTaker)
-        : receiver(std::move(soundTaker))
-    {
-    }
-
     [[nodiscard]] QByteArray offer() const override { return "v=0\r\n"; }
-    void takeAnswer(const MediaAnswer& taken) override { answer = taken; }
+    void takeAnswer(const MediaAnswer& taken, RtpReceiver to) override
+    {
+        answer = taken;
+        receiver = std::move(to);
+    }
     [[nodiscard]] State state() const override { return now; }
     void close() override { isClosed = true; }
     void send(std::span<const std::uint8_t> /*packet*/) override {}
@@ -161,8 +160,8 @@ void CrewTest::init()
     m_now = Clock::time_point(1h);
     m_crew = std::make_unique<Crew>(
         m_show, *m_room,
-        [this](RtpReceiver receiver) {
-            m_links.push_back(std::make_shared<FakeLink>(std::move(receiver)));
+        [this] {
+            m_links.push_back(std::make_shared<FakeLink>());
             return m_links.back();
         },
         m_observer);
@@ -429,7 +428,7 @@ void CrewTest::tooManyConnectingHaveToWait()
 void CrewTest::withoutALinkThereIsNothingLeft()
 {
     Crew crew(
-        m_show, *m_room, [](const RtpReceiver&) { return nullptr; }, m_observer);
+        m_show, *m_room, [] { return nullptr; }, m_observer);
     const auto outcome = crew.join({1, true, {}, {}}, m_now);
     QVERIFY(!outcome && outcome.error() == Crew::JoinError::NotNow);
     QCOMPARE(crew.memberCount(), std::size_t{0});
