@@ -1,7 +1,7 @@
 # The Debian package of what is installed. It is made from the build that is there: cpack compiles nothing.
 #
 # Debian's own tool finds the libraries that the programs are linked against. Other dependencies (QML modules, the
-# speech synthesizer, media plugins, fonts) are listed in debian-packages.txt as "run".
+# speech synthesizer, fonts) are listed in debian-packages.txt as "run".
 file(STRINGS debian-packages.txt run_lines REGEX "^run ")
 list(TRANSFORM run_lines REPLACE "^run " "" OUTPUT_VARIABLE run_packages)
 list(JOIN run_packages ", " run_packages)
