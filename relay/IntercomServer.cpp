@@ -126,42 +126,55 @@ struct Ports
     DatagramSocket media;
 };
 
-Result<DatagramSocket, StartError> openMediaPort()
+tl::unexpected<StartError> notOnAir(const QString& reason)
 {
-    OpenPort open;
-    for (quint16 port = firstMediaPort; port <= lastMediaPort; ++port) {
-        open = openPort(OpenPort::Use::Datagrams, port);
-        if (open.descriptor.isOpen()) {
-            return DatagramSocket(std::move(open.descriptor), open.takesIpv6);
-        }
+    return failure(StartError{messageText(Message::NotOnAir, {reason})});
+}
+
+Result<OpenPort, StartError> openShowPort(PortType type, quint16 port)
+{
+    auto opened = openPort(type, port);
+    if (opened) {
+        return std::move(*opened);
     }
+    const bool isTaken = opened.error() == std::errc::address_in_use;
     return failure(StartError{portNotOpenSentence(
-        PortKind::Udp, lastMediaPort, open.error,
-        open.error == EADDRINUSE ? udpPortHolder(lastMediaPort) : std::nullopt)});
+        type, port, opened.error(), isTaken ? portHolder(type, port) : std::nullopt)});
+}
+
+Result<OpenPort, StartError> openMediaPort()
+{
+    std::error_code error;
+    for (quint16 port = firstMediaPort; port <= lastMediaPort; ++port) {
+        auto opened = openPort(PortType::Udp, port);
+        if (opened) {
+            return std::move(*opened);
+        }
+        error = opened.error();
+    }
+    return notOnAir(QStringLiteral("none of the UDP ports %1 to %2 can be opened: %3")
+                        .arg(firstMediaPort)
+                        .arg(lastMediaPort)
+                        .arg(qt_error_string(error.value())));
 }
 
 Result<Ports, StartError> openPorts(quint16 port)
 {
-    auto osc = OscSocket::open(port);
+    auto osc = openShowPort(PortType::Udp, port);
     if (!osc) {
-        const auto holder = osc.error() == EADDRINUSE ? udpPortHolder(port) : std::nullopt;
-        return failure(StartError{portNotOpenSentence(PortKind::Udp, port, osc.error(), holder)});
+        return failure(osc.error());
     }
-    OpenPort crew = openPort(OpenPort::Use::Connections, port);
-    if (!crew.descriptor.isOpen()) {
-        const auto holder = crew.error == EADDRINUSE ? tcpPortHolder(port) : std::nullopt;
-        return failure(StartError{portNotOpenSentence(PortKind::Tcp, port, crew.error, holder)});
+    auto crew = openShowPort(PortType::Tcp, port);
+    if (!crew) {
+        return failure(crew.error());
     }
     auto media = openMediaPort();
     if (!media) {
         return failure(media.error());
     }
-    return Ports{std::move(*osc), std::move(crew.descriptor), std::move(*media)};
-}
-
-tl::unexpected<StartError> notOnAir(const QString& reason)
-{
-    return failure(StartError{messageText(Message::NotOnAir, {reason})});
+    return Ports{
+        OscSocket(std::move(*osc)), std::move(crew->descriptor),
+        DatagramSocket(std::move(media->descriptor), media->takesIpv6)};
 }
 
 /// Those at which the crew's browsers can send audio to this machine, best first.

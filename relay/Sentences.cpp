@@ -36,23 +36,23 @@ Message messageOf(Departure why)
 
 } // namespace
 
-QString
-portNotOpenSentence(PortKind kind, quint16 port, int error, const std::optional<PortHolder>& holder)
+QString portNotOpenSentence(
+    PortType type, quint16 port, std::error_code error, const std::optional<PortHolder>& holder)
 {
     const QString name =
-        (kind == PortKind::Udp ? QStringLiteral("UDP port ") : QStringLiteral("TCP port ")) +
+        (type == PortType::Udp ? QStringLiteral("UDP port ") : QStringLiteral("TCP port ")) +
         QString::number(port);
-    if (error == EADDRINUSE && holder) {
+    if (error == std::errc::address_in_use && holder) {
         return messageText(
             Message::PortInUseBy, {name, holder->name, QString::number(holder->process)});
     }
-    if (error == EADDRINUSE) {
+    if (error == std::errc::address_in_use) {
         return messageText(Message::PortInUse, {name});
     }
-    if (error == EACCES) {
+    if (error == std::errc::permission_denied) {
         return messageText(Message::PortReserved, {name});
     }
-    return messageText(Message::PortNotOpen, {name, qt_error_string(error)});
+    return messageText(Message::PortNotOpen, {name, qt_error_string(error.value())});
 }
 
 QString onAirSentence(const ShowPatch& show, quint16 port, bool takesIpv6)

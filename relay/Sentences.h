@@ -11,17 +11,15 @@
 
 namespace wingbell {
 
-enum class PortKind { Udp, Tcp };
-
 /// How many characters of a path a line shows.
 inline constexpr qsizetype maxShownPath = 500;
 
 // Messages whose arguments or whose very kind have to be found out. Texts from outside stand in
 // them as they came, but shortened.
 
-/// `error` is the system's error number; `holder` is of use only when that is EADDRINUSE.
+/// `error` is of openPort(); `holder` is of use only when the port is in use.
 [[nodiscard]] QString portNotOpenSentence(
-    PortKind kind, quint16 port, int error, const std::optional<PortHolder>& holder);
+    PortType type, quint16 port, std::error_code error, const std::optional<PortHolder>& holder);
 [[nodiscard]] QString onAirSentence(const ShowPatch& show, quint16 port, bool takesIpv6);
 /// `urls`, best first, are where the crew's page answers.
 [[nodiscard]] QString joinSentence(const QStringList& urls, const QString& code);

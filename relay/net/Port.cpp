@@ -20,11 +20,12 @@ bool setOption(const FileDescriptor& descriptor, int level, int option, int valu
     return ::setsockopt(descriptor.get(), level, option, &value, sizeof value) == 0;
 }
 
-template <typename Address> OpenPort opened(OpenPort::Use use, int family, const Address& address)
+template <typename Address>
+Result<OpenPort, std::error_code> open(PortType type, int family, const Address& address)
 {
-    const bool listens = use == OpenPort::Use::Connections;
-    const int type = listens ? SOCK_STREAM : SOCK_DGRAM;
-    FileDescriptor descriptor(::socket(family, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    const bool listens = type == PortType::Tcp;
+    const int kind = listens ? SOCK_STREAM : SOCK_DGRAM;
+    FileDescriptor descriptor(::socket(family, kind | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     // A restart must not wait for the last run's connections to time out, and of two that listen
     // the second still fails; of two that take datagrams it would not.
     const bool isOpen =
@@ -34,42 +35,27 @@ template <typename Address> OpenPort opened(OpenPort::Use use, int family, const
             0 &&
         (!listens || ::listen(descriptor.get(), backlog) == 0);
     if (!isOpen) {
-        return {{}, false, errno};
+        return failure(std::error_code(errno, std::generic_category()));
     }
-    return {std::move(descriptor), family == AF_INET6, 0};
-}
-
-std::optional<PortHolder> holderOf(const QString& options, quint16 port)
-{
-    constexpr int timeoutMs = 1000;
-    constexpr qint64 maxOutput = 4096;
-    QProcess ss;
-    ss.setStandardInputFile(QProcess::nullDevice());
-    ss.setStandardErrorFile(QProcess::nullDevice());
-    ss.start(QStringLiteral("ss"), {options, QStringLiteral("sport = :%1").arg(port)});
-    if (!ss.waitForFinished(timeoutMs)) {
-        ss.kill();
-        ss.waitForFinished();
-        return std::nullopt;
-    }
-    return firstHolder(ss.read(maxOutput));
+    return OpenPort{std::move(descriptor), family == AF_INET6};
 }
 
 } // namespace
 
-OpenPort openPort(OpenPort::Use use, quint16 port)
+Result<OpenPort, std::error_code> openPort(PortType type, quint16 port)
 {
     sockaddr_in6 both = {};
     both.sin6_family = AF_INET6;
     both.sin6_port = htons(port);
-    OpenPort result = opened(use, AF_INET6, both);
-    if (result.error != EAFNOSUPPORT && result.error != EADDRNOTAVAIL) {
+    auto result = open(type, AF_INET6, both);
+    if (result || (result.error() != std::errc::address_family_not_supported &&
+                   result.error() != std::errc::address_not_available)) {
         return result;
     }
     sockaddr_in ipv4 = {};
     ipv4.sin_family = AF_INET;
     ipv4.sin_port = htons(port);
-    return opened(use, AF_INET, ipv4);
+    return open(type, AF_INET, ipv4);
 }
 
 std::optional<PortHolder> firstHolder(QByteArrayView sockets)
@@ -82,14 +68,22 @@ std::optional<PortHolder> firstHolder(QByteArrayView sockets)
     return PortHolder{match.captured(1), match.captured(2).toLongLong()};
 }
 
-std::optional<PortHolder> udpPortHolder(quint16 port)
+std::optional<PortHolder> portHolder(PortType type, quint16 port)
 {
-    return holderOf(QStringLiteral("-Haunp"), port);
-}
-
-std::optional<PortHolder> tcpPortHolder(quint16 port)
-{
-    return holderOf(QStringLiteral("-Hltnp"), port);
+    constexpr int timeoutMs = 1000;
+    constexpr qint64 maxOutput = 4096;
+    const QString options =
+        type == PortType::Udp ? QStringLiteral("-Haunp") : QStringLiteral("-Hltnp");
+    QProcess ss;
+    ss.setStandardInputFile(QProcess::nullDevice());
+    ss.setStandardErrorFile(QProcess::nullDevice());
+    ss.start(QStringLiteral("ss"), {options, QStringLiteral("sport = :%1").arg(port)});
+    if (!ss.waitForFinished(timeoutMs)) {
+        ss.kill();
+        ss.waitForFinished();
+        return std::nullopt;
+    }
+    return firstHolder(ss.read(maxOutput));
 }
 
 } // namespace wingbell

@@ -1,30 +1,31 @@
 #pragma once
 
 #include "base/FileDescriptor.h"
+#include "base/Result.h"
 
 #include <QByteArrayView>
 #include <QString>
 #include <QtGlobal>
 
 #include <optional>
+#include <system_error>
 
 namespace wingbell {
 
-/// A port taken on every interface of the machine, or, where `descriptor` is none, the system's
-/// error number.
+enum class PortType { Udp, Tcp };
+
+/// A port taken on every interface of the machine; one of TCP listens.
 struct OpenPort
 {
-    enum class Use { Datagrams, Connections };
-
     FileDescriptor descriptor; ///< non-blocking
     bool takesIpv6 = false;
-    int error = 0;
 };
 
 /// Takes `port` (0: any free one) over IPv6 and IPv4 together; over IPv4 alone only where the
-/// machine has no IPv6. A port that another program has, on any address, is not shared: EADDRINUSE.
-/// Connections of an earlier run that are still winding down are no hindrance.
-[[nodiscard]] OpenPort openPort(OpenPort::Use use, quint16 port);
+/// machine has no IPv6. A port that another program has, on any address, is not shared: the error
+/// is std::errc::address_in_use. Connections of an earlier run that are still winding down are no
+/// hindrance.
+[[nodiscard]] Result<OpenPort, std::error_code> openPort(PortType type, quint16 port);
 
 /// The program that has a network port.
 struct PortHolder
@@ -38,12 +39,9 @@ struct PortHolder
 /// The first program named in what ss prints; nullopt where it names none.
 [[nodiscard]] std::optional<PortHolder> firstHolder(QByteArrayView sockets);
 
-/// Which program has UDP port `port` now. nullopt when none has it, and when that cannot be told:
-/// ss (iproute2) is missing or takes longer than a second, or the program is of another user, whose
-/// processes one sees only with special rights.
-[[nodiscard]] std::optional<PortHolder> udpPortHolder(quint16 port);
-
-/// Which program waits for connections on TCP port `port` now; nullopt in the same cases.
-[[nodiscard]] std::optional<PortHolder> tcpPortHolder(quint16 port);
+/// Which program has UDP port `port`, or listens on TCP port `port`, now. nullopt when none has it,
+/// and when that cannot be told: ss (iproute2) is missing or takes longer than a second, or the
+/// program is of another user, whose processes one sees only with special rights.
+[[nodiscard]] std::optional<PortHolder> portHolder(PortType type, quint16 port);
 
 } // namespace wingbell

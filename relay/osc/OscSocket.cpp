@@ -1,24 +1,14 @@
 #include "relay/osc/OscSocket.h"
 
 #include "relay/net/IpAddress.h"
-#include "relay/net/Port.h"
 
 namespace wingbell {
 
-OscSocket::OscSocket(FileDescriptor descriptor, bool takesIpv6)
-    : m_descriptor(std::move(descriptor))
-    , m_takesIpv6(takesIpv6)
+OscSocket::OscSocket(OpenPort port)
+    : m_descriptor(std::move(port.descriptor))
+    , m_takesIpv6(port.takesIpv6)
     , m_buffer(maxDatagram)
 {
-}
-
-Result<OscSocket, int> OscSocket::open(quint16 port)
-{
-    OpenPort opened = openPort(OpenPort::Use::Datagrams, port);
-    if (!opened.descriptor.isOpen()) {
-        return failure(opened.error);
-    }
-    return OscSocket(std::move(opened.descriptor), opened.takesIpv6);
 }
 
 std::optional<OscSocket::Datagram> OscSocket::receive()

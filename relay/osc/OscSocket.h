@@ -1,7 +1,6 @@
 #pragma once
 
-#include "base/FileDescriptor.h"
-#include "base/Result.h"
+#include "relay/net/Port.h"
 
 #include <QByteArrayView>
 #include <QHostAddress>
@@ -25,10 +24,8 @@ public:
         QHostAddress sender;
     };
 
-    /// Takes `port` over IPv6 and IPv4 together; over IPv4 alone only where the machine has no
-    /// IPv6. A port that any other program has, on any address, is not shared. The error is the
-    /// system's error number.
-    [[nodiscard]] static Result<OscSocket, int> open(quint16 port);
+    /// Takes over a port of UDP.
+    explicit OscSocket(OpenPort port);
 
     /// The next datagram that has arrived; nullopt if there is none.
     [[nodiscard]] std::optional<Datagram> receive();
@@ -42,8 +39,6 @@ public:
     [[nodiscard]] bool takesIpv6() const { return m_takesIpv6; }
 
 private:
-    OscSocket(FileDescriptor descriptor, bool takesIpv6);
-
     FileDescriptor m_descriptor;
     bool m_takesIpv6;
     std::vector<char> m_buffer;

@@ -94,7 +94,7 @@ void PortHolderTest::theHolderOfAPortIsThisProgram()
          {QHostAddress::Any, QHostAddress::AnyIPv4, QHostAddress::LocalHostIPv6}) {
         QUdpSocket socket;
         QVERIFY(socket.bind(address, 0));
-        const auto holder = udpPortHolder(socket.localPort());
+        const auto holder = portHolder(PortType::Udp, socket.localPort());
         QVERIFY(holder);
         QCOMPARE(holder->process, QCoreApplication::applicationPid());
         QCOMPARE(holder->name, ownName());
@@ -106,9 +106,9 @@ void PortHolderTest::aFreePortHasNoHolder()
     QUdpSocket socket;
     QVERIFY(socket.bind(QHostAddress::Any, 0));
     const quint16 port = socket.localPort();
-    QVERIFY(!tcpPortHolder(port));
+    QVERIFY(!portHolder(PortType::Tcp, port));
     socket.close();
-    QVERIFY(!udpPortHolder(port));
+    QVERIFY(!portHolder(PortType::Udp, port));
 }
 
 void PortHolderTest::theHolderOfATcpPortIsThisProgram()
@@ -117,7 +117,7 @@ void PortHolderTest::theHolderOfATcpPortIsThisProgram()
          {QHostAddress::Any, QHostAddress::AnyIPv4, QHostAddress::LocalHostIPv6}) {
         QTcpServer server;
         QVERIFY(server.listen(address, 0));
-        const auto holder = tcpPortHolder(server.serverPort());
+        const auto holder = portHolder(PortType::Tcp, server.serverPort());
         QVERIFY(holder);
         QCOMPARE(holder->process, QCoreApplication::applicationPid());
         QCOMPARE(holder->name, ownName());
@@ -134,8 +134,8 @@ void PortHolderTest::aConnectionAloneHoldsNoTcpPort()
     QVERIFY(server.waitForNewConnection());
     const quint16 port = server.serverPort();
     server.close();
-    QVERIFY(!tcpPortHolder(port));
-    QVERIFY(!tcpPortHolder(client.localPort()));
+    QVERIFY(!portHolder(PortType::Tcp, port));
+    QVERIFY(!portHolder(PortType::Tcp, client.localPort()));
 }
 
 void PortHolderTest::aConnectedUdpSocketHoldsItsPort()
@@ -144,7 +144,7 @@ void PortHolderTest::aConnectedUdpSocketHoldsItsPort()
     QVERIFY(socket.bind(QHostAddress::LocalHost, 0));
     socket.connectToHost(QHostAddress::LocalHost, 9);
     QVERIFY(socket.waitForConnected());
-    QVERIFY(udpPortHolder(socket.localPort()));
+    QVERIFY(portHolder(PortType::Udp, socket.localPort()));
 }
 
 void PortHolderTest::withoutSsNoneIsTold()
@@ -153,7 +153,7 @@ void PortHolderTest::withoutSsNoneIsTold()
     QVERIFY(socket.bind(QHostAddress::LocalHost, 0));
     for (const char* script : {"", "#!/bin/sh\nexit 1\n", "no program"}) {
         const FakeSs ss(script);
-        QVERIFY2(!udpPortHolder(socket.localPort()), script);
+        QVERIFY2(!portHolder(PortType::Udp, socket.localPort()), script);
     }
 }
 
@@ -162,7 +162,7 @@ void PortHolderTest::ssIsWaitedForABoundedTime()
     const FakeSs ss("#!/bin/sh\nwhile :; do :; done\n");
     QElapsedTimer passed;
     passed.start();
-    QVERIFY(!udpPortHolder(47000));
+    QVERIFY(!portHolder(PortType::Udp, 47000));
     QVERIFY2(passed.elapsed() < 20000, "it hangs");
 }
 

@@ -8,6 +8,15 @@
 
 using namespace wingbell;
 
+namespace {
+
+std::error_code errorOf(int number)
+{
+    return {number, std::generic_category()};
+}
+
+} // namespace
+
 class SentencesTest : public QObject
 {
     Q_OBJECT
@@ -29,11 +38,11 @@ void SentencesTest::aPortThatIsTakenIsToldWithWhatToDo()
 {
     QCOMPARE(
         portNotOpenSentence(
-            PortKind::Udp, 47000, EADDRINUSE, PortHolder{QStringLiteral("%1 %3"), 4711}),
+            PortType::Udp, 47000, errorOf(EADDRINUSE), PortHolder{QStringLiteral("%1 %3"), 4711}),
         QStringLiteral("Cannot go on air: UDP port 47000 is in use by %1 %3 (process 4711); end "
                        "that program or choose another port in the control window."));
     QCOMPARE(
-        portNotOpenSentence(PortKind::Udp, 47000, EADDRINUSE, std::nullopt),
+        portNotOpenSentence(PortType::Udp, 47000, errorOf(EADDRINUSE), std::nullopt),
         QStringLiteral("Cannot go on air: UDP port 47000 is in use by another program; end that "
                        "program or choose another port in the control window."));
 }
@@ -41,11 +50,11 @@ void SentencesTest::aPortThatIsTakenIsToldWithWhatToDo()
 void SentencesTest::aPortThatCannotBeOpenedIsToldWithTheReason()
 {
     QCOMPARE(
-        portNotOpenSentence(PortKind::Tcp, 80, EACCES, std::nullopt),
+        portNotOpenSentence(PortType::Tcp, 80, errorOf(EACCES), std::nullopt),
         QStringLiteral("Cannot go on air: TCP port 80 is reserved for the system; choose 1024 "
                        "or above in the control window."));
     QCOMPARE(
-        portNotOpenSentence(PortKind::Udp, 47000, EMFILE, std::nullopt),
+        portNotOpenSentence(PortType::Udp, 47000, errorOf(EMFILE), std::nullopt),
         QStringLiteral("Cannot go on air: UDP port 47000 cannot be opened: Too many open files; "
                        "choose another port in the control window."));
 }

@@ -45,7 +45,7 @@ WebUnderTest::WebUnderTest(const HttpLimits& limits)
 {
     static const auto tls =
         tlsConfiguration(Certificate::make({}, std::chrono::system_clock::now()).value().pem());
-    OpenPort opened = openPort(OpenPort::Use::Connections, 0);
+    OpenPort opened = openPort(PortType::Tcp, 0).value();
     port = localPort(opened.descriptor.get());
     server = std::make_unique<HttpsServer>(std::move(opened.descriptor), tls.value(), limits);
     server->router().setPlainPage("<p>Crew only over https</p>");

@@ -32,8 +32,8 @@ DatagramPath deskAt(quint16 port)
 
 DatagramSocket newSocket()
 {
-    OpenPort open = openPort(OpenPort::Use::Datagrams, 0);
-    return {std::move(open.descriptor), open.takesIpv6};
+    auto open = openPort(PortType::Udp, 0);
+    return {std::move(open->descriptor), open->takesIpv6};
 }
 
 std::string valueIn(const QByteArray& offer, const QByteArray& key)

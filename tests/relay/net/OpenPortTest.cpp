@@ -40,7 +40,7 @@ FileDescriptor connected6(quint16 port)
 
 OpenPort openListener(quint16 port)
 {
-    return openPort(OpenPort::Use::Connections, port);
+    return openPort(PortType::Tcp, port).value();
 }
 
 quint16 portOf(const OpenPort& opened)
@@ -77,9 +77,9 @@ void OpenPortTest::clientsConnectOverBothFamilies()
 void OpenPortTest::aPortThatIsListenedOnIsNotShared()
 {
     const OpenPort first = openListener(0);
-    const OpenPort second = openListener(portOf(first));
-    QVERIFY(!second.descriptor.isOpen());
-    QCOMPARE(second.error, EADDRINUSE);
+    const auto second = openPort(PortType::Tcp, portOf(first));
+    QVERIFY(!second);
+    QCOMPARE(second.error(), std::errc::address_in_use);
 }
 
 void OpenPortTest::aRestartNeedNotWaitForOldConnections()
