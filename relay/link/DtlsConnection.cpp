@@ -41,7 +41,7 @@ X509Handle selfSigned(EVP_PKEY& key)
     if (!certificate) {
         return nullptr;
     }
-    constexpr long day = 24 * 60 * 60;
+    constexpr long day = 24L * 60 * 60;
     X509* const made = certificate.get();
     X509_set_version(made, 2);
     ASN1_INTEGER_set(X509_get_serialNumber(made), 1);
