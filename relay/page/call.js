@@ -18,7 +18,19 @@ export class Call {
         await this.#transceiver.sender.replaceTrack(track);
         this.#transceiver.direction = track ? 'sendrecv' : 'recvonly';
         await connection.setLocalDescription(await connection.createAnswer());
+        await this.#prioritise();
         return readSdpAnswer(connection.localDescription.sdp);
+    }
+
+    /** Has the browser mark packets as voice (DSCP), as the desk does: Wi-Fi sends these before others. */
+    async #prioritise() {
+        const { sender } = this.#transceiver;
+        const parameters = sender.getParameters();
+        for (const encoding of parameters.encodings ?? []) {
+            encoding.priority = 'high';
+            encoding.networkPriority = 'high';
+        }
+        await sender.setParameters(parameters).catch(() => {}); // a browser without priorities
     }
 
     /** What the desk sends. Only after answer(). */

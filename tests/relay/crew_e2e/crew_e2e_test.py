@@ -5,12 +5,13 @@ network: from the first code to a network that comes back.
 """
 
 import os
+import socket
 import sys
 import traceback
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../fixtures"))
 import own_network  # noqa: E402
-from on_air import Crew, Server, show_with, wait_until  # noqa: E402
+from on_air import TIMEOUT, Crew, Server, show_with, wait_until  # noqa: E402
 
 SCRIPT = "<script>document.title = 'taken'</script>"
 CHANNELS = ["Main", "Tech", SCRIPT]
@@ -79,6 +80,28 @@ def two_join_and_each_hears_the_other_and_not_itself(evening):
     evening.sound.release()
     evening.manager.wait_for_silence(SOUNDS_TONE)
     evening.sound.wait_for_silence(MANAGERS_TONE)
+
+
+def voice_is_marked_for_the_networks_fast_lane(evening):
+    """Both ways: Wi-Fi sends packets of this class (DSCP) before others."""
+    desk = socket.inet_aton(evening.server.host)
+    expedited_forwarding = 46
+    every_protocol = 3
+    evening.manager.hold("Main")
+    with socket.socket(socket.AF_PACKET, socket.SOCK_DGRAM, socket.htons(every_protocol)) as network:
+        network.bind(("crew0", 0))
+        network.settimeout(TIMEOUT)
+        marked = set()
+
+        def both_ways_are_marked():
+            packet = network.recv(2000)
+            is_rtp = packet[9] == socket.IPPROTO_UDP and packet[28] & 0xC0 == 0x80
+            if is_rtp and packet[1] >> 2 == expedited_forwarding:
+                marked.add("from the desk" if packet[12:16] == desk else "to the desk")
+            return len(marked) == 2
+
+        wait_until(both_ways_are_marked, lambda: f"marked packets both ways; marked were those {marked or 'nowhere'}")
+    evening.manager.release()
 
 
 def releasing_a_key_ends_it(evening):
@@ -227,6 +250,7 @@ def the_audio_has_a_low_latency(evening):
 TESTS = [
     a_wrong_code_is_reported_and_asked_for_again,
     two_join_and_each_hears_the_other_and_not_itself,
+    voice_is_marked_for_the_networks_fast_lane,
     releasing_a_key_ends_it,
     a_tap_keeps_the_key_on_until_the_next,
     a_role_that_does_not_listen_to_a_channel_does_not_hear_it,
