@@ -1,4 +1,4 @@
-#include "desktop/BusConnection.h"
+#include "bus/BusConnection.h"
 
 #include <QByteArrayList>
 #include <QPointer>

@@ -1,4 +1,4 @@
-#include "desktop/BusMessage.h"
+#include "bus/BusMessage.h"
 
 #include <algorithm>
 #include <array>
