@@ -44,6 +44,11 @@ bool append(sd_bus_message* message, quint32 number)
     return sd_bus_message_append_basic(message, SD_BUS_TYPE_UINT32, &number) >= 0;
 }
 
+bool append(sd_bus_message* message, quint64 number)
+{
+    return sd_bus_message_append_basic(message, SD_BUS_TYPE_UINT64, &number) >= 0;
+}
+
 bool append(sd_bus_message* message, const QStringList& texts)
 {
     return sd_bus_message_open_container(message, SD_BUS_TYPE_ARRAY, "s") >= 0 &&
