@@ -68,6 +68,7 @@ private Q_SLOTS:
     void aThreadThatIsFloodedGivesTheProcessorAway();
     void itHasRealTimePriorityWhereThatIsAllowed();
     void whatIsRefusedIsToldAndTheThreadRuns();
+    void aFloodedThreadKeepsItsPriority();
     void aThreadThatRunsOnAndOnGivesUpItsPriority();
     void oneSignalTakesThePriorityFromEveryThread();
     void theTimeLimitIsNeverRaised();
@@ -138,6 +139,30 @@ void RealTimeThreadTest::whatIsRefusedIsToldAndTheThreadRuns()
             refused = thread.refused();
         }
         return refused && refused->thread == ran && refused->priority == 3 ? 0 : 1;
+    };
+    QCOMPARE(inChild(attempt), 0);
+}
+
+void RealTimeThreadTest::aFloodedThreadKeepsItsPriority()
+{
+    if (!isRealTimeAllowed()) {
+        QSKIP("This user may not have it.");
+    }
+    const auto attempt = [] {
+        if (!limitRealTimeRun(maxRealTimeRun)) {
+            return 1;
+        }
+        std::atomic<int> policy = -1;
+        {
+            const RealTimeThread thread("test", 1, [&policy](RealTimeThread& self) {
+                // Each time after YieldPolicy::maxRun: far longer than the limit in all.
+                for (const long end = timesBlocked() + 8; timesBlocked() < end;) {
+                    self.giveWay();
+                }
+                policy = ::sched_getscheduler(0);
+            });
+        }
+        return policy == realTime ? 0 : 2;
     };
     QCOMPARE(inChild(attempt), 0);
 }
