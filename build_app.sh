@@ -160,13 +160,13 @@ run_tests() {
 
 case ${1:-build} in
     build)
-        install_packages build run
+        install_packages build run recommend
         prepare_shared_folder
         build release WingbellControl IntercomServer
         say "built. Open the window with: ./build_app.sh run"
         ;;
     run)
-        install_packages build run
+        install_packages build run recommend
         prepare_shared_folder
         build release WingbellControl IntercomServer
         run_window

@@ -1,6 +1,6 @@
 #include "app/WingbellControlApp.h"
 
-#include "desktop/BusConnection.h"
+#include "bus/BusConnection.h"
 
 #include <QFile>
 #include <QGuiApplication>

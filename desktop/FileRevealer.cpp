@@ -1,6 +1,6 @@
 #include "desktop/FileRevealer.h"
 
-#include "desktop/BusConnection.h"
+#include "bus/BusConnection.h"
 
 #include <QDesktopServices>
 #include <QDir>

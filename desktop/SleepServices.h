@@ -1,6 +1,6 @@
 #pragma once
 
-#include "desktop/BusConnection.h"
+#include "bus/BusConnection.h"
 
 #include <QString>
 

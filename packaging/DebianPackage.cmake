@@ -1,10 +1,13 @@
 # The Debian package of what is installed. It is made from the build that is there: cpack compiles nothing.
 #
 # Debian's own tool finds the libraries that the programs are linked against. Other dependencies (QML modules, the
-# speech synthesizer, fonts) are listed in debian-packages.txt as "run".
+# speech synthesizer, fonts) are listed in debian-packages.txt as "run"; what they work without as "recommend".
 file(STRINGS debian-packages.txt run_lines REGEX "^run ")
 list(TRANSFORM run_lines REPLACE "^run " "" OUTPUT_VARIABLE run_packages)
 list(JOIN run_packages ", " run_packages)
+file(STRINGS debian-packages.txt recommend_lines REGEX "^recommend ")
+list(TRANSFORM recommend_lines REPLACE "^recommend " "" OUTPUT_VARIABLE recommended_packages)
+list(JOIN recommended_packages ", " recommended_packages)
 
 file(READ prepare_shared_folder.sh WINGBELL_PREPARE_SHARED_FOLDER)
 set(control_files ${CMAKE_CURRENT_BINARY_DIR}/debian)
@@ -29,6 +32,7 @@ set(CPACK_PROJECT_CONFIG_FILE ${control_files}/reproducible.cmake)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/debian/finish_tree.cmake)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS ${run_packages})
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS ${recommended_packages})
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER ${maintainer})
 set(CPACK_DEBIAN_PACKAGE_SECTION sound)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)

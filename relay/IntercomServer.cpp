@@ -8,6 +8,7 @@
 #include "relay/access/CrewCode.h"
 #include "relay/access/StateDirectory.h"
 #include "relay/audio/AudioIo.h"
+#include "relay/audio/RealTimeThread.h"
 #include "relay/confinement/Confinement.h"
 #include "relay/log/LineWriter.h"
 #include "relay/log/Messages.h"
@@ -329,6 +330,7 @@ int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
     if (!parts) {
         return failed(NotOnAir, parts.error().sentence);
     }
+    (void)limitRealTimeRun(maxRealTimeRun);
     confine(parts->remarks);
     LineWriter output(STDOUT_FILENO);
     Relay(std::move(*parts), stop.descriptor(), output).run();

@@ -106,6 +106,7 @@ Relay::Relay(Parts parts, int stopDescriptor, LineWriter& output)
 void Relay::run()
 {
     tellOnAir();
+    askForRealTime();
     m_loop.exec();
     tellOffAir();
 }
@@ -135,8 +136,29 @@ void Relay::tellOnAir()
              {m_door.urls.constFirst() + QStringLiteral("card#code=") + m_door.code.text()})});
 }
 
+/// For the threads to which the kernel did not give real-time priority itself.
+void Relay::askForRealTime()
+{
+    std::vector<RealTimeRequest> refused;
+    for (const RealTimeThread* const thread : {&m_mixer->thread(), &m_media.thread()}) {
+        if (const auto request = thread->refused()) {
+            refused.push_back(*request);
+        }
+    }
+    if (refused.empty()) {
+        return;
+    }
+    m_realtimeKit.emplace(std::move(refused), [this](bool isGranted) {
+        m_realtimeKit.reset();
+        if (!isGranted) {
+            m_log.tell(Message::NoRealTime, {});
+        }
+    });
+}
+
 void Relay::stop()
 {
+    m_realtimeKit.reset();
     m_stopNotifier.setEnabled(false);
     m_oscNotifier.setEnabled(false);
     m_crewTimer.stop();

@@ -2,6 +2,7 @@
 
 #include "relay/Announcer.h"
 #include "relay/EventLog.h"
+#include "relay/RealtimeKit.h"
 #include "relay/audio/MixerThread.h"
 #include "relay/http/HttpsServer.h"
 #include "relay/link/MediaTransport.h"
@@ -51,6 +52,7 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void tellOnAir();
+    void askForRealTime();
     void stop();
     void tellOffAir();
     void waitForOutput();
@@ -77,6 +79,7 @@ private:
     QSocketNotifier m_stopNotifier;
     QSocketNotifier m_oscNotifier;
     QTimer m_crewTimer;
+    std::optional<RealtimeKit> m_realtimeKit; ///< while it is asked
 };
 
 } // namespace wingbell

@@ -13,7 +13,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 GUIDE = "docs/trouble.md"
 
 # Where the texts come from that people see.
-SOURCES = ["base", "relay", "server", "desktop", "panels", "model", "build_app.sh"]
+SOURCES = ["base", "bus", "relay", "server", "desktop", "panels", "model", "build_app.sh"]
 
 TOKEN = re.compile(
     r"""//[^\n]*|/\*.*?\*/|^\s*\#[^\n]*|(?P<text>u?"(?:\\.|[^"\\\n])*"|'(?:\\.|[^'\\\n])*'|`(?:\\.|[^`\\])*`)""",

@@ -3,11 +3,8 @@
 #include "relay/audio/AudioIo.h"
 #include "relay/audio/Room.h"
 
-#include <pthread.h>
-#include <sched.h>
-#include <time.h>
-
 #include <cerrno>
+#include <time.h>
 
 namespace wingbell {
 
@@ -34,14 +31,6 @@ void sleepUntil(std::int64_t due)
     }
 }
 
-/// Child processes must not inherit it: they could starve the rest of the system.
-void askForRealTime()
-{
-    sched_param parameters{};
-    parameters.sched_priority = priority;
-    (void)pthread_setschedparam(pthread_self(), SCHED_RR | SCHED_RESET_ON_FORK, &parameters);
-}
-
 } // namespace
 
 std::uint64_t CycleClock::ended(std::int64_t now)
@@ -60,7 +49,7 @@ std::uint64_t CycleClock::ended(std::int64_t now)
 
 MixerThread::MixerThread(Room& room)
     : m_room(room)
-    , m_thread([this] { run(); })
+    , m_thread("mixer", priority, [this](RealTimeThread& self) { run(self); })
 {
 }
 
@@ -68,7 +57,6 @@ MixerThread::~MixerThread()
 {
     m_isStopping = true;
     m_room.wake();
-    m_thread.join();
 }
 
 void MixerThread::waitUntilRunning() const
@@ -76,15 +64,14 @@ void MixerThread::waitUntilRunning() const
     m_cycles.wait(0);
 }
 
-void MixerThread::run()
+void MixerThread::run(RealTimeThread& self)
 {
-    pthread_setname_np(pthread_self(), "mixer");
-    askForRealTime();
     const auto samples = static_cast<std::int64_t>(m_room.samplesPerCycle());
     const std::int64_t period = samples * second / sampleRate;
     CycleClock clock(monotonicNow(), period);
     while (!m_isStopping) {
         sleepUntil(clock.due());
+        self.giveWay();
         m_room.runCycle();
         m_missedDeadlines += clock.ended(monotonicNow());
         if (++m_cycles == 1) {

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "relay/audio/RealTimeThread.h"
+
 #include <atomic>
 #include <cstdint>
-#include <thread>
 
 namespace wingbell {
 
@@ -39,8 +40,8 @@ private:
 /// Runs a room's mixer cycles on a thread of its own, from construction to destruction. Sleeps
 /// while the room is empty.
 ///
-/// Asks for real-time priority, and goes on without it if that is refused. Late cycles are caught
-/// up with at once; after a longer pause, when the computer stood still, they are left out.
+/// Late cycles are caught up with at once; after a longer pause, when the computer stood still,
+/// they are left out.
 class MixerThread
 {
 public:
@@ -62,14 +63,16 @@ public:
     /// How many cycles ended after the next one was due, or were left out. Any thread.
     [[nodiscard]] std::uint64_t missedDeadlines() const { return m_missedDeadlines.load(); }
 
+    [[nodiscard]] const RealTimeThread& thread() const { return m_thread; }
+
 private:
-    void run();
+    void run(RealTimeThread& self);
 
     Room& m_room;
     std::atomic<std::uint64_t> m_cycles{0};
     std::atomic<std::uint64_t> m_missedDeadlines{0};
     std::atomic<bool> m_isStopping{false};
-    std::thread m_thread; ///< last: it uses all the others
+    RealTimeThread m_thread; ///< last: it uses all the others
 };
 
 } // namespace wingbell

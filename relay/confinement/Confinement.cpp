@@ -178,7 +178,7 @@ constexpr std::array serverCalls = {
     "tgkill",
     "wait4",
     "waitid",
-    // itself: the mixing thread asks for real time
+    // itself
     "capget",
     "getcpu",
     "getgroups",
@@ -201,14 +201,15 @@ constexpr std::array serverCalls = {
     "sched_getparam",
     "sched_getscheduler",
     "sched_setaffinity",
-    "sched_setattr",
-    "sched_setparam",
-    "sched_setscheduler",
     "setitimer",
     "setpriority",
     "setrlimit",
     "times",
 };
+
+/// What a thread does to itself only: those of the audio ask for real-time priority, and give it
+/// up.
+constexpr std::array ownThreadCalls = {"sched_setattr", "sched_setparam", "sched_setscheduler"};
 
 /// Not in the lists either; but a try is to be told from what the kernel does not have.
 constexpr std::array forbiddenCalls = {
@@ -326,6 +327,7 @@ Confinement serverConfinement(const std::string& stateFolder, const std::string&
 #ifdef WINGBELL_SANITIZED
     calls.allowed.emplace_back(sanitizerCalls);
 #endif
+    calls.allowedForOwnThread = ownThreadCalls;
     calls.forbidden = forbiddenCalls;
     calls.clones = SystemCallFilter::Clones::ThreadsAndProcesses;
     calls.socketFamilies = {AF_UNIX, AF_INET, AF_INET6, AF_NETLINK};

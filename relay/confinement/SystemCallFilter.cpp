@@ -78,6 +78,12 @@ SystemCallFilter::SystemCallFilter(const Rules& rules)
         add(filter, SCMP_ACT_ALLOW, names);
     }
     add(filter, SCMP_ACT_ERRNO(EPERM), rules.forbidden);
+    for (const char* const name : rules.allowedForOwnThread) {
+        constexpr std::uint64_t numberBits = 0xffffffff;
+        (void)seccomp_rule_add(
+            filter.get(), SCMP_ACT_ALLOW, seccomp_syscall_resolve_name(name), 1,
+            scmp_arg_cmp{0, SCMP_CMP_MASKED_EQ, numberBits, 0});
+    }
     // clone3() keeps its flags in memory, where no filter sees them: libraries fall back to
     // clone().
     const std::uint64_t looked =

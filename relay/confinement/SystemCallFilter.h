@@ -23,6 +23,7 @@ public:
     struct Rules
     {
         std::vector<Names> allowed;
+        Names allowedForOwnThread; ///< with 0 for a thread's number, which is the calling one
         Names forbidden;
         Clones clones = Clones::Threads;
         std::vector<int> socketFamilies; ///< AF_INET and so on

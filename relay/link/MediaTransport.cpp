@@ -22,6 +22,9 @@ using namespace std::chrono_literals;
 constexpr std::size_t ticksInRound = 10;
 constexpr auto tickInterval = 100ms;
 
+/// Above ordinary threads, below the mixer's.
+constexpr int priority = 9;
+
 /// So many batches are received before what the mixer made is sent.
 constexpr int maxBatches = 4;
 
@@ -93,14 +96,14 @@ MediaTransport::MediaTransport(
     m_eventNotifier.setEnabled(true);
     QObject::connect(
         &m_eventNotifier, &QSocketNotifier::activated, &m_eventNotifier, [this] { takeEvents(); });
-    m_thread = std::thread([this] { run(); });
+    m_thread.emplace("network", priority, [this](RealTimeThread& self) { run(self); });
 }
 
 MediaTransport::~MediaTransport()
 {
     m_isStopping = true;
     raise(m_wakeDescriptor);
-    m_thread.join();
+    m_thread.reset();
 }
 
 std::shared_ptr<MediaLink> MediaTransport::makeLink()
@@ -167,7 +170,7 @@ void MediaTransport::takeEvents()
     collect();
 }
 
-void MediaTransport::run()
+void MediaTransport::run(RealTimeThread& self)
 {
     std::array<pollfd, 2> waiting = {{
         {m_socket.descriptor(), POLLIN, 0},
@@ -175,6 +178,7 @@ void MediaTransport::run()
     }};
     while (!m_isStopping) {
         (void)::poll(waiting.data(), waiting.size(), timeout(MediaPeer::Clock::now()));
+        self.giveWay();
         const auto now = MediaPeer::Clock::now();
         if ((waiting[1].revents & POLLIN) != 0) {
             clear(m_wakeDescriptor);

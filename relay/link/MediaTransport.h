@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/FileDescriptor.h"
+#include "relay/audio/RealTimeThread.h"
 #include "relay/link/DatagramSocket.h"
 #include "relay/link/DtlsConnection.h"
 #include "relay/link/MediaPeer.h"
@@ -13,7 +14,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <thread>
+#include <optional>
 #include <vector>
 
 namespace wingbell {
@@ -56,6 +57,8 @@ public:
     /// The mixer has put packets for some peers. Any thread; never waits.
     void wake();
 
+    [[nodiscard]] const RealTimeThread& thread() const { return *m_thread; }
+
 private:
     friend class WebRtcLink;
 
@@ -83,7 +86,7 @@ private:
     }
 
     // Network thread.
-    void run();
+    void run(RealTimeThread& self);
     [[nodiscard]] int timeout(MediaPeer::Clock::time_point now) const;
     [[nodiscard]] bool takeCommands();
     void execute(Command& command);
@@ -122,7 +125,7 @@ private:
     std::size_t m_ticks = 0;
     bool m_hasCommandsLeft = false;
 
-    std::thread m_thread; ///< last: it uses all the others
+    std::optional<RealTimeThread> m_thread; ///< last: it uses all the others
 };
 
 } // namespace wingbell

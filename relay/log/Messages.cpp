@@ -89,6 +89,10 @@ constexpr auto messages = std::to_array<MessageRow>({
      "not have that channel tonight."},
     {Message::MoreUnknownChannels, OnAir, always, "Ignored %1 more unknown channel[s].",
      "The same, for more of them."},
+    {Message::NoRealTime, OnAir, always,
+     "Audio has no real-time priority and may stutter when this computer is busy; install rtkit.",
+     "The system did not let the audio go first. Install the package `rtkit`, or close what you do "
+     "not need. If it is installed, start the show at the computer itself, not over SSH."},
     {Message::LinesDropped, OnAir, always, "%1 line[s] dropped: nothing was reading the output.",
      "The window or the terminal did not read the server's output for a while. The show went on."},
     {Message::LateAudio, OnAir, always,

@@ -67,6 +67,7 @@ enum class Message : std::uint8_t {
     NotConfined,
     UnknownChannelOfRole,
     MoreUnknownChannels,
+    NoRealTime,
     LinesDropped,
     LateAudio,
     OffAir,

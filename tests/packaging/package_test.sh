@@ -26,6 +26,14 @@ for needed in $(awk '$1 == "run" { print $2 }' "$root/packaging/debian-packages.
     }
 done
 
+recommends=$(dpkg-deb -f "$package" Recommends)
+for better in $(awk '$1 == "recommend" { print $2 }' "$root/packaging/debian-packages.txt"); do
+    [[ ", $recommends," == *", $better,"* ]] || {
+        echo "The package does not recommend $better: $recommends"
+        failed=1
+    }
+done
+
 # The permissions of the files must not depend on the umask; those of the archive may.
 (umask 077 && pack again)
 for part in --ctrl-tarfile --fsys-tarfile; do

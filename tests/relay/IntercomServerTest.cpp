@@ -3,7 +3,10 @@
 #include "model/ShowFile.h"
 #include "relay/access/Certificate.h"
 #include "relay/confinement/Landlock.h"
+#include "relay/log/Messages.h"
 #include "tests/TestProgram.h"
+#include "tests/bus/MockService.h"
+#include "tests/bus/PrivateBus.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -21,6 +24,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <random>
+#include <sched.h>
 #include <sys/stat.h>
 
 using namespace wingbell;
@@ -128,6 +132,20 @@ bool goOnAir(ServerUnderTest& server, const QString& path)
     return server.start({path}) && server.linesThrough(lastOfFirst).size() >= 3;
 }
 
+const QString noRealTime = messageText(Message::NoRealTime);
+
+/// The number of the server's thread that has this name; 0 if it has none.
+pid_t threadOf(const ServerUnderTest& server, const QByteArray& name)
+{
+    const QDir threads(QStringLiteral("/proc/%1/task").arg(server.processId()));
+    for (const QString& number : threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        if (kernelText(threads.filePath(number + QStringLiteral("/comm"))) == name + '\n') {
+            return number.toInt();
+        }
+    }
+    return 0;
+}
+
 /// A named pipe, read and filled without waiting.
 class NamedPipe
 {
@@ -220,6 +238,11 @@ private Q_SLOTS:
     void moreAnnouncementsThanCanWaitAreRefused();
     void everyThreadIsConfinedOnAir();
     void aKernelThatCannotConfineItIsToldAfterTheFirstLine();
+    void whereTheKernelRefusesPriorityRealtimeKitIsAskedForBothThreads();
+    void whereTheKernelGivesPriorityNothingIsAsked();
+    void withoutRealTimePriorityThereIsOneLine_data();
+    void withoutRealTimePriorityThereIsOneLine();
+    void aRealtimeKitThatHangsDelaysNothing();
     void itsSpeechProgramIsConfinedToo();
     void noOtherProgramTakesThePlaceOfTheSpeechProgram();
     void oneSenderDoesNotKeepAnotherFromAnnouncing();
@@ -916,6 +939,99 @@ void IntercomServerTest::aKernelThatCannotConfineItIsToldAfterTheFirstLine()
     QCOMPARE(
         lines.value(1), QStringLiteral("This computer's kernel cannot confine the server (no "
                                        "Landlock); everything else works."));
+    server.signal(SIGTERM);
+    QCOMPARE(server.waitForEnd(), cleanEnd);
+}
+
+void IntercomServerTest::whereTheKernelRefusesPriorityRealtimeKitIsAskedForBothThreads()
+{
+    const PrivateBus bus;
+    MockService service(bus, QStringLiteral("realtime-kit"));
+    QVERIFY(service.isRunning());
+    ServerUnderTest server;
+    server.setWithoutPriority(bus.address());
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    const auto asked = [&](const char* thread, int priority) {
+        return QStringLiteral("org.freedesktop.RealtimeKit1.MakeThreadRealtimeWithPID(%1, %2, %3)")
+            .arg(server.processId())
+            .arg(threadOf(server, thread))
+            .arg(priority);
+    };
+    QTRY_VERIFY(service.log().contains(asked("mixer", 10)));
+    QTRY_VERIFY(service.log().contains(asked("network", 9)));
+    QTRY_VERIFY(service.log().contains(QStringLiteral("caller left"))); // it is not needed any more
+    QCOMPARE(service.finish().size(), 5);
+    server.signal(SIGTERM);
+    QCOMPARE(server.waitForEnd(), cleanEnd);
+    QVERIFY(!server.remainingLines().contains(noRealTime));
+}
+
+void IntercomServerTest::whereTheKernelGivesPriorityNothingIsAsked()
+{
+    const PrivateBus bus;
+    MockService service(bus, QStringLiteral("realtime-kit"));
+    QVERIFY(service.isRunning());
+    ServerUnderTest server;
+    server.setSystemBus(bus.address());
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    if (::sched_getscheduler(threadOf(server, "mixer")) != (SCHED_RR | SCHED_RESET_ON_FORK)) {
+        QSKIP("This user may not have it.");
+    }
+    QCOMPARE(::sched_getscheduler(threadOf(server, "network")), SCHED_RR | SCHED_RESET_ON_FORK);
+    QVERIFY(sendText(m_port, QStringLiteral("Standby")));
+    QVERIFY(!server.linesThrough(QStringLiteral("Announcing")).contains(noRealTime));
+    QCOMPARE(service.finish(), QStringList());
+}
+
+void IntercomServerTest::withoutRealTimePriorityThereIsOneLine_data()
+{
+    QTest::addColumn<QString>("behaviour");
+    QTest::newRow("RealtimeKit refuses") << QStringLiteral("refuse");
+    QTest::newRow("RealtimeKit refuses a thread") << QStringLiteral("refuse-priority");
+    QTest::newRow("no RealtimeKit") << QString();
+    QTest::newRow("no bus") << QStringLiteral("no bus");
+}
+
+void IntercomServerTest::withoutRealTimePriorityThereIsOneLine()
+{
+    QFETCH(QString, behaviour);
+    PrivateBus bus;
+    std::optional<MockService> service;
+    if (behaviour == QLatin1String("no bus")) {
+        bus.stop();
+    } else if (!behaviour.isEmpty()) {
+        service.emplace(
+            bus, QStringLiteral("realtime-kit"),
+            QStringList{QStringLiteral("--behaviour"), behaviour});
+        QVERIFY(service->isRunning());
+    }
+    ServerUnderTest server;
+    server.setWithoutPriority(bus.address());
+    QVERIFY(server.start({writeShow(m_port)}));
+    const QStringList lines = server.linesThrough(noRealTime);
+    QVERIFY2(lines.constFirst().startsWith(QLatin1String("On air")), qPrintable(lines.join(u'\n')));
+    QCOMPARE(lines.constLast(), noRealTime);
+    QCOMPARE(::sched_getscheduler(threadOf(server, "mixer")), SCHED_OTHER);
+    server.signal(SIGTERM);
+    QCOMPARE(server.waitForEnd(), cleanEnd);
+    QVERIFY(!server.remainingLines().contains(noRealTime));
+}
+
+void IntercomServerTest::aRealtimeKitThatHangsDelaysNothing()
+{
+    const PrivateBus bus;
+    MockService service(
+        bus, QStringLiteral("realtime-kit"),
+        {QStringLiteral("--behaviour"), QStringLiteral("hang")});
+    QVERIFY(service.isRunning());
+    ServerUnderTest server;
+    server.setWithoutPriority(bus.address());
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    QTRY_COMPARE(service.log().size(), 1);
+    QVERIFY(sendText(m_port, QStringLiteral("Standby")));
+    QVERIFY(!server.linesThrough(QStringLiteral("Announcing")).contains(noRealTime));
+    QCOMPARE(server.linesThrough(noRealTime), QStringList{noRealTime});
+    QTRY_COMPARE(service.log().size(), 2); // asked once, and left
     server.signal(SIGTERM);
     QCOMPARE(server.waitForEnd(), cleanEnd);
 }

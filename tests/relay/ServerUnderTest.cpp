@@ -1,12 +1,15 @@
 #include "ServerUnderTest.h"
 
+#include "relay/log/Messages.h"
 #include "tests/fixtures/OldKernel.h"
 
 #include <QDeadlineTimer>
 #include <QTemporaryDir>
 
 #include <csignal>
+#include <linux/capability.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 
 ServerUnderTest::ServerUnderTest()
 {
@@ -17,6 +20,7 @@ ServerUnderTest::ServerUnderTest()
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("XDG_STATE_HOME"), state.path());
     m_process.setProcessEnvironment(environment);
+    setSystemBus("unix:path=/nonexistent/bus");
 }
 
 ServerUnderTest::~ServerUnderTest()
@@ -42,6 +46,23 @@ void ServerUnderTest::setVariable(const QString& name, const QString& value)
     QProcessEnvironment environment = m_process.processEnvironment();
     environment.insert(name, value);
     m_process.setProcessEnvironment(environment);
+}
+
+void ServerUnderTest::setSystemBus(const QByteArray& address)
+{
+    setVariable(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), QString::fromUtf8(address));
+}
+
+void ServerUnderTest::setWithoutPriority(const QByteArray& busAddress)
+{
+    m_tellsPriority = true;
+    setSystemBus(busAddress);
+    m_process.setChildProcessModifier([] {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        ::prctl(PR_CAPBSET_DROP, CAP_SYS_NICE, 0, 0, 0);
+        const rlimit none = {};
+        ::setrlimit(RLIMIT_RTPRIO, &none);
+    });
 }
 
 void ServerUnderTest::setWithoutLandlock()
@@ -72,6 +93,9 @@ std::optional<QString> ServerUnderTest::nextLine()
         if (end >= 0) {
             const QString line = QString::fromUtf8(m_unread.left(end));
             m_unread.remove(0, end + 1);
+            if (!m_tellsPriority && line == wingbell::messageText(wingbell::Message::NoRealTime)) {
+                continue;
+            }
             return line;
         }
         const int left = static_cast<int>(deadline.remainingTime());

@@ -38,6 +38,11 @@ public:
     /// Where it keeps what stays from show to show; shared by all servers of a test program.
     [[nodiscard]] QString stateFolder() const;
 
+    /// To be called before start(): it is told of this system bus; otherwise of none.
+    void setSystemBus(const QByteArray& address);
+    /// The same, and the kernel gives it no real-time priority, as to ordinary users.
+    void setWithoutPriority(const QByteArray& busAddress);
+
     /// To be called before start(): the kernel behaves as one that has no Landlock.
     void setWithoutLandlock();
 
@@ -63,5 +68,7 @@ private:
     void setVariable(const QString& name, const QString& value);
 
     QProcess m_process;
+    /// Otherwise it depends on the user who runs the tests, and the line is left out.
+    bool m_tellsPriority = false;
     QByteArray m_unread;
 };

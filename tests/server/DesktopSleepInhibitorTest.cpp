@@ -1,7 +1,7 @@
 #include "desktop/DesktopSleepInhibitor.h"
 #include "tests/TestProgram.h"
-#include "tests/server/MockService.h"
-#include "tests/server/PrivateBus.h"
+#include "tests/bus/MockService.h"
+#include "tests/bus/PrivateBus.h"
 
 #include <QAbstractEventDispatcher>
 #include <QDir>

@@ -1,4 +1,4 @@
-#include "tests/server/MockService.h"
+#include "tests/bus/MockService.h"
 
 namespace wingbell {
 

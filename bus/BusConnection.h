@@ -1,6 +1,6 @@
 #pragma once
 
-#include "desktop/BusMessage.h"
+#include "bus/BusMessage.h"
 
 #include <QByteArray>
 #include <QObject>

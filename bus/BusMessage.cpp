@@ -1,8 +1,9 @@
-#include "desktop/BusMessage.h"
+#include "bus/BusMessage.h"
 
 #include <algorithm>
 #include <array>
 #include <fcntl.h>
+#include <string_view>
 #include <systemd/sd-bus.h>
 
 namespace wingbell {
@@ -46,6 +47,26 @@ std::optional<quint32> BusMessage::readNumber()
 {
     quint32 number = 0;
     return read(SD_BUS_TYPE_UINT32, &number) ? std::optional(number) : std::nullopt;
+}
+
+std::optional<qint64> BusMessage::readVariantNumber()
+{
+    char type = 0;
+    const char* contents = nullptr;
+    if (isError() || sd_bus_message_peek_type(m_message.get(), &type, &contents) <= 0 ||
+        type != SD_BUS_TYPE_VARIANT ||
+        sd_bus_message_enter_container(m_message.get(), type, contents) <= 0) {
+        return std::nullopt;
+    }
+    std::optional<qint64> number;
+    qint32 narrow = 0;
+    qint64 wide = 0;
+    if (std::string_view(contents) == "i" && read(SD_BUS_TYPE_INT32, &narrow)) {
+        number = narrow;
+    } else if (std::string_view(contents) == "x" && read(SD_BUS_TYPE_INT64, &wide)) {
+        number = wide;
+    }
+    return sd_bus_message_exit_container(m_message.get()) < 0 ? std::nullopt : number;
 }
 
 FileDescriptor BusMessage::readDescriptor()

@@ -1,4 +1,4 @@
-#include "tests/server/PrivateBus.h"
+#include "tests/bus/PrivateBus.h"
 
 #include <QDir>
 #include <QFile>

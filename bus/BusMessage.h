@@ -16,7 +16,7 @@ struct sd_bus_message;
 namespace wingbell {
 
 /// One argument of a call over a message bus.
-using BusValue = std::variant<QString, quint32, QStringList>;
+using BusValue = std::variant<QString, quint32, quint64, QStringList>;
 
 /// A method call over a message bus: who, what, with what.
 struct BusCall
@@ -51,6 +51,8 @@ public:
 
     [[nodiscard]] std::optional<QString> readText();
     [[nodiscard]] std::optional<quint32> readNumber();
+    /// A signed integer of 32 or 64 bits in a variant, as which properties come.
+    [[nodiscard]] std::optional<qint64> readVariantNumber();
     /// A duplicate of its own, which programs started from here do not inherit.
     [[nodiscard]] FileDescriptor readDescriptor();
 

@@ -1,4 +1,4 @@
-#include "desktop/BusConnection.h"
+#include "bus/BusConnection.h"
 
 #include <QByteArrayList>
 #include <QPointer>
@@ -42,6 +42,11 @@ bool append(sd_bus_message* message, const QString& text)
 bool append(sd_bus_message* message, quint32 number)
 {
     return sd_bus_message_append_basic(message, SD_BUS_TYPE_UINT32, &number) >= 0;
+}
+
+bool append(sd_bus_message* message, quint64 number)
+{
+    return sd_bus_message_append_basic(message, SD_BUS_TYPE_UINT64, &number) >= 0;
 }
 
 bool append(sd_bus_message* message, const QStringList& texts)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/server/PrivateBus.h"
+#include "tests/bus/PrivateBus.h"
 
 #include <QProcess>
 #include <QString>
