@@ -169,12 +169,12 @@ private:
     std::size_t m_cycle = 0;
 };
 
-/// Prints the median and the longest of a thousand cycles, and how many encodings that is.
+/// Prints the median and the longest of 300 cycles, and how many encodings that is.
 void measure(const Crowd& crowd, std::size_t samplesPerCycle)
 {
     Crew crew(crowd, samplesPerCycle);
     std::vector<double> times;
-    for (std::size_t cycle = 0; cycle < 1000; ++cycle) {
+    for (std::size_t cycle = 0; cycle < 300; ++cycle) {
         times.push_back(crew.runCycle());
     }
     const double typical = median(times);

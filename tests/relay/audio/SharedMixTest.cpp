@@ -154,11 +154,10 @@ struct Change
         hall.talker(tone(310, 0.3));
         hall.talker(tone(470, 0.2));
         hall.setLevels(changing, 0.5F);
-        // A different number of cycles, so that the tones are cut at different places.
         hall.run(100);
     }
 
-    /// From the border on.
+    /// Keeps what is heard from the border on.
     void change(int cycles)
     {
         hall.setLevels(changing, 1);
@@ -205,8 +204,8 @@ private Q_SLOTS:
     void theLargerGroupKeepsItsEncoder();
     void aChangeOfEncoderDoesNotClick_data() { cycles(); }
     void aChangeOfEncoderDoesNotClick();
-    void afterAChangeOfEncoderTheErrorDecays_data() { cycles(); }
-    void afterAChangeOfEncoderTheErrorDecays();
+    void afterAChangeOfEncoderOnlyOnePacketDiffers_data() { cycles(); }
+    void afterAChangeOfEncoderOnlyOnePacketDiffers();
     void aNewcomerHearsTheSharedMixWithoutAClick();
     void listenersThatFallSilentTogetherShareTheirSilence();
     void silenceCostsNoEncodingAfterAWhile();
@@ -413,7 +412,7 @@ void SharedMixTest::aChangeOfEncoderDoesNotClick()
     QVERIFY2(step < 1.1 * usual, qPrintable(QStringLiteral("%1, usually %2").arg(step).arg(usual)));
 }
 
-void SharedMixTest::afterAChangeOfEncoderTheErrorDecays()
+void SharedMixTest::afterAChangeOfEncoderOnlyOnePacketDiffers()
 {
     QFETCH(const int, samples);
     Change change(static_cast<std::size_t>(samples));
@@ -424,11 +423,10 @@ void SharedMixTest::afterAChangeOfEncoderTheErrorDecays()
             std::span(change.changing.ear->samples()).subspan(number * size, size),
             std::span(change.staying.ear->samples()).subspan(number * size, size));
     };
-    for (std::size_t number = 0; number < 10; ++number) {
-        qInfo("packet %zu: %.1f dB", number + 1, packet(number));
+    QVERIFY2(packet(0) < -20, qPrintable(QString::number(packet(0))));
+    for (std::size_t number = 1; number < 10; ++number) {
+        QVERIFY2(packet(number) < -45, qPrintable(QString::number(packet(number))));
     }
-    QVERIFY2(packet(0) < -15, qPrintable(QString::number(packet(0))));
-    QVERIFY2(packet(3) < -40, qPrintable(QString::number(packet(3))));
 }
 
 void SharedMixTest::aNewcomerHearsTheSharedMixWithoutAClick()
