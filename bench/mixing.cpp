@@ -1,17 +1,20 @@
-// What a cycle costs, by how many are there: printed, for a person to judge. All speak into one
-// channel and hear it, or all are there and no key is pressed.
+// What a mixer cycle costs in time, and a participant in memory: printed, for a person to judge.
+// All hear one channel, on which some of them speak.
 #include "relay/audio/AudioIo.h"
+#include "relay/audio/MixEncoder.h"
 #include "relay/audio/Room.h"
 
 #include <opus.h>
 
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <numbers>
 #include <span>
@@ -79,51 +82,141 @@ double worked()
     return 1e6 * static_cast<double>(time.tv_sec) + 1e-3 * static_cast<double>(time.tv_nsec);
 }
 
-/// The median and the longest of a thousand cycles.
-void measure(std::size_t count, bool isTalking, std::size_t samplesPerCycle)
+double median(std::vector<double>& times)
 {
-    Room room(1, samplesPerCycle);
-    const ChannelSet all = ChannelSet::all(1);
-    std::vector<ParticipantId> ids;
-    std::vector<std::vector<Packet>> spoken;
-    for (std::size_t client = 0; client < count; ++client) {
-        ids.push_back(room.join(all, all, std::make_shared<NoSink>()).value());
-        room.setTalk(ids.back(), isTalking ? all : ChannelSet(1));
-        spoken.push_back(
-            client < 8 ? speech(static_cast<int>(client), static_cast<int>(samplesPerCycle))
-                       : spoken[client % 8]);
-    }
+    std::sort(times.begin(), times.end());
+    return times[times.size() / 2];
+}
+
+/// What the encoding of one packet of two tones costs, in microseconds.
+double encoding(std::size_t samplesPerCycle)
+{
+    MixEncoder encoder(samplesPerCycle);
     std::vector<double> times;
+    std::vector<float> samples(samplesPerCycle);
     for (std::size_t cycle = 0; cycle < 1000; ++cycle) {
-        for (std::size_t client = 0; client < count; ++client) {
-            // Not all the same syllable at once.
-            Packet& packet = spoken[client][(cycle + 13 * client) % spoken[client].size()];
-            packet[2] = static_cast<std::uint8_t>(cycle >> 8U);
-            packet[3] = static_cast<std::uint8_t>(cycle);
-            room.receive(ids[client], packet);
+        for (std::size_t index = 0; index < samples.size(); ++index) {
+            const auto place = static_cast<double>(cycle * samples.size() + index);
+            samples[index] =
+                static_cast<float>(0.3 * std::sin(0.05 * place) + 0.2 * std::sin(0.013 * place));
         }
         const double begin = worked();
-        room.runCycle();
+        (void)encoder.encode(samples);
         times.push_back(worked() - begin);
     }
-    std::sort(times.begin(), times.end());
-    const double median = times[times.size() / 2];
+    return median(times);
+}
+
+/// Resident, in kilobytes.
+double memory()
+{
+    std::ifstream file("/proc/self/statm");
+    double pages = 0;
+    file >> pages >> pages;
+    return pages * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1024;
+}
+
+enum class Levels { Equal, Different };
+
+struct Crowd
+{
+    std::size_t size = 0;
+    std::size_t talking = 0;
+    Levels levels = Levels::Equal;
+};
+
+/// Some participants of a room, all of whom send.
+class Crew
+{
+public:
+    Crew(const Crowd& crowd, std::size_t samplesPerCycle)
+        : m_room(1, samplesPerCycle)
+    {
+        const ChannelSet all = ChannelSet::all(1);
+        for (std::size_t client = 0; client < crowd.size; ++client) {
+            m_ids.push_back(m_room.join(all, all, std::make_shared<NoSink>()).value());
+            m_room.setTalk(m_ids.back(), client < crowd.talking ? all : ChannelSet(1));
+            if (crowd.levels == Levels::Different) {
+                m_room.setLevels(m_ids.back(), {1 - static_cast<float>(client) / 400});
+            }
+        }
+        for (int speaker = 0; speaker < 8; ++speaker) {
+            m_spoken.push_back(speech(speaker, static_cast<int>(samplesPerCycle)));
+        }
+    }
+
+    /// Returns how long the cycle took, in microseconds.
+    double runCycle()
+    {
+        for (std::size_t client = 0; client < m_ids.size(); ++client) {
+            // Not all the same syllable at once.
+            std::vector<Packet>& spoken = m_spoken[client % m_spoken.size()];
+            Packet& packet = spoken[(m_cycle + 13 * client) % spoken.size()];
+            packet[2] = static_cast<std::uint8_t>(m_cycle >> 8U);
+            packet[3] = static_cast<std::uint8_t>(m_cycle);
+            m_room.receiver(m_ids[client])(packet);
+        }
+        ++m_cycle;
+        const double begin = worked();
+        m_room.runCycle();
+        return worked() - begin;
+    }
+
+private:
+    Room m_room;
+    std::vector<ParticipantId> m_ids;
+    std::vector<std::vector<Packet>> m_spoken;
+    std::size_t m_cycle = 0;
+};
+
+/// Prints the median and the longest of 300 cycles, and how many encodings that is.
+void measure(const Crowd& crowd, std::size_t samplesPerCycle)
+{
+    Crew crew(crowd, samplesPerCycle);
+    std::vector<double> times;
+    for (std::size_t cycle = 0; cycle < 300; ++cycle) {
+        times.push_back(crew.runCycle());
+    }
+    const double typical = median(times);
     const double period = 1e6 * static_cast<double>(samplesPerCycle) / sampleRate;
     std::printf(
-        "%2zu %-8s %3.0f ms  median %7.0f us  longest %7.0f us  %5.1f %% of a core\n", count,
-        isTalking ? "talking" : "silent", period / 1000, median, times.back(),
-        100 * median / period);
+        "%3zu people, %2zu talking, %-9s levels %3.0f ms  median %7.0f us  longest %7.0f us  "
+        "%5.1f %% of a core  %6.2f encodings\n",
+        crowd.size, crowd.talking, crowd.levels == Levels::Equal ? "equal" : "different",
+        period / 1000, typical, times.back(), 100 * typical / period,
+        typical / encoding(samplesPerCycle));
+}
+
+/// Prints what a participant costs once all of it has been in use.
+void measureMemory()
+{
+    constexpr std::size_t count = 250;
+    const Crowd crowd{count, 8, Levels::Different};
+    // The memory that is used once for all comes first.
+    Crew few({1, 1, Levels::Equal}, maxCycleSamples);
+    const double before = memory();
+    Crew crew(crowd, maxCycleSamples);
+    for (int cycle = 0; cycle < 200; ++cycle) {
+        crew.runCycle();
+    }
+    std::printf(
+        "%zu people take %.0f KB each\n", count, (memory() - before) / static_cast<double>(count));
 }
 
 } // namespace
 
 int main()
 {
+    measureMemory();
     for (const std::size_t samplesPerCycle : {960U, 480U}) {
-        for (const bool isTalking : {true, false}) {
-            for (const std::size_t count : {2U, 8U, 16U, 32U, 64U}) {
-                measure(count, isTalking, samplesPerCycle);
-            }
+        std::printf("one encoding: %.0f us\n", encoding(samplesPerCycle));
+        for (const std::size_t count : {2U, 8U, 16U, 32U, 64U}) {
+            measure({count, count, Levels::Equal}, samplesPerCycle);
+        }
+        for (const std::size_t count : {64U, 250U}) {
+            measure({count, 0, Levels::Equal}, samplesPerCycle);
+            measure({count, 8, Levels::Equal}, samplesPerCycle);
+            measure({count, 8, Levels::Different}, samplesPerCycle);
         }
     }
     return EXIT_SUCCESS;

@@ -104,11 +104,11 @@ Place placeOf(quint16 port)
 
 HttpLimits httpLimits()
 {
-    // A page holds one connection for events and one or two for what it asks; a whole crew may
-    // come from one address, through a router of the house.
+    // A page holds one connection for events and one or two for what it asks; a whole crew of 250
+    // may come from one address, through a router of the house.
     HttpLimits limits;
-    limits.maxConnections = 768;
-    limits.maxConnectionsPerAddress = 256;
+    limits.maxConnections = 1024;
+    limits.maxConnectionsPerAddress = 768;
     limits.requestsPerSecond = 200;
     limits.requestBurst = 400;
     return limits;

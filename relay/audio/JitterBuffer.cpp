@@ -5,6 +5,7 @@
 #include <opus.h>
 
 #include <algorithm>
+#include <numeric>
 
 namespace wingbell {
 
@@ -55,14 +56,22 @@ int ahead(std::uint16_t sequence, std::uint16_t from)
 
 JitterBuffer::JitterBuffer()
     : m_slots(maxPackets)
+    , m_payloads(std::make_unique_for_overwrite<Payload[]>(maxPackets))
+    , m_freePayloads(maxPackets)
     , m_packetSamples(maxCycleSamples)
     , m_slotsSinceLate(latePacketWindow)
 {
+    std::iota(m_freePayloads.rbegin(), m_freePayloads.rend(), std::uint8_t{0});
 }
 
 JitterBuffer::Slot& JitterBuffer::slotOf(std::uint16_t sequence)
 {
     return m_slots[sequence % maxPackets];
+}
+
+std::span<const std::uint8_t> JitterBuffer::payloadOf(const Slot& slot) const
+{
+    return std::span(m_payloads[slot.payload]).first(slot.size);
 }
 
 bool JitterBuffer::insert(const RtpPacket& packet)
@@ -103,7 +112,9 @@ void JitterBuffer::place(const RtpPacket& packet, std::uint32_t samples)
     slot.isFilled = true;
     slot.samples = samples;
     slot.size = static_cast<std::uint16_t>(packet.payload.size());
-    std::copy(packet.payload.begin(), packet.payload.end(), slot.payload.begin());
+    slot.payload = m_freePayloads.back();
+    m_freePayloads.pop_back();
+    std::copy(packet.payload.begin(), packet.payload.end(), m_payloads[slot.payload].begin());
     if (m_kept == 0 || ahead(packet.sequence, m_last) > 0) {
         m_last = packet.sequence;
     }
@@ -114,17 +125,26 @@ void JitterBuffer::place(const RtpPacket& packet, std::uint32_t samples)
     }
 }
 
+/// The payload stays until the next packet is placed.
+void JitterBuffer::clear(Slot& slot)
+{
+    slot.isFilled = false;
+    m_freePayloads.push_back(slot.payload);
+    --m_kept;
+    m_keptSamples -= slot.samples;
+}
+
 void JitterBuffer::begin(const RtpPacket& packet)
 {
     for (Slot& slot : m_slots) {
-        slot.isFilled = false;
+        if (slot.isFilled) {
+            clear(slot);
+        }
     }
     m_candidate.reset();
     m_hasBegun = true;
     m_ssrc = packet.ssrc;
     m_expected = packet.sequence;
-    m_kept = 0;
-    m_keptSamples = 0;
     m_underrun = 0;
     m_skipped = 0;
     m_lossShare = 0;
@@ -193,8 +213,7 @@ void JitterBuffer::skipWhatWasConcealed()
 void JitterBuffer::skipEmptyPackets()
 {
     while (m_kept > 0 && slotOf(m_expected).isFilled && slotOf(m_expected).samples == 0) {
-        slotOf(m_expected).isFilled = false;
-        --m_kept;
+        clear(slotOf(m_expected));
         endSlot(true);
     }
 }
@@ -202,13 +221,11 @@ void JitterBuffer::skipEmptyPackets()
 JitterBuffer::Step JitterBuffer::decode()
 {
     Slot& slot = slotOf(m_expected);
-    slot.isFilled = false;
-    --m_kept;
-    m_keptSamples -= slot.samples;
+    clear(slot);
     endSlot(true);
     const std::size_t underrun = m_underrun > maxUnderrun ? 0 : m_underrun;
     m_underrun = 0;
-    return {Action::Decode, std::span(slot.payload).first(slot.size), slot.samples, underrun};
+    return {Action::Decode, payloadOf(slot), slot.samples, underrun};
 }
 
 JitterBuffer::Step JitterBuffer::next(std::size_t underrunSamples)
@@ -231,7 +248,7 @@ JitterBuffer::Step JitterBuffer::next(std::size_t underrunSamples)
     if (missing == 1) {
         skip(1);
         const Slot& slot = slotOf(m_expected);
-        return {Action::Recover, std::span(slot.payload).first(slot.size), m_packetSamples, 0};
+        return {Action::Recover, payloadOf(slot), m_packetSamples, 0};
     }
     const bool isTooLong = missing * m_packetSamples > maxConcealment;
     skip(isTooLong ? missing : 1);

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
@@ -67,10 +68,12 @@ private:
     struct Slot
     {
         bool isFilled = false;
+        std::uint8_t payload = 0; ///< its place in m_payloads
         std::uint16_t size = 0;
         std::uint32_t samples = 0;
-        std::array<std::uint8_t, maxPayload> payload;
     };
+
+    using Payload = std::array<std::uint8_t, maxPayload>;
 
     /// What the next packet of a new stream would be.
     struct Candidate
@@ -80,7 +83,9 @@ private:
     };
 
     [[nodiscard]] Slot& slotOf(std::uint16_t sequence);
+    [[nodiscard]] std::span<const std::uint8_t> payloadOf(const Slot& slot) const;
     void place(const RtpPacket& packet, std::uint32_t samples);
+    void clear(Slot& slot);
     void begin(const RtpPacket& packet);
     [[nodiscard]] bool continuesCandidate(const RtpPacket& packet) const;
     [[nodiscard]] std::size_t packetsMissing();
@@ -92,6 +97,10 @@ private:
     [[nodiscard]] Step decode();
 
     std::vector<Slot> m_slots; ///< a ring: a packet's slot is the remainder of its number
+    // The place that was freed last is used first, so that few are ever touched and take memory.
+    std::unique_ptr<Payload[]> m_payloads;
+    std::vector<std::uint8_t> m_freePayloads; ///< a stack
+
     bool m_hasBegun = false;
     std::uint32_t m_ssrc = 0;
     std::uint16_t m_expected = 0; ///< the number of the current playout slot

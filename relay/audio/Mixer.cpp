@@ -4,6 +4,7 @@
 #include "relay/audio/Participant.h"
 
 #include <algorithm>
+#include <bit>
 #include <cassert>
 #include <span>
 #include <utility>
@@ -16,8 +17,14 @@ Mixer::Mixer(
     : m_places(participants)
     , m_announcements(announcements)
     , m_gains(participants, participants + announcements)
+    , m_encoders(participants)
     , m_mix(samplesPerCycle)
+    , m_hashes(participants)
+    , m_heard(participants)
+    , m_groupOf(participants)
 {
+    m_sounding.reserve(participants + announcements);
+    m_groups.reserve(participants);
     for (Place& place : m_places) {
         place.patch.talk.resize(channels);
         place.patch.levels.resize(channels);
@@ -32,6 +39,7 @@ void Mixer::add(std::size_t place, Participant& participant)
     assert(!has(place));
     m_places[place].participant = &participant;
     m_places[place].isFading = false;
+    m_encoders.add(participant.takeEncoder());
     m_gains.silenceListener(place);
     m_gains.silenceTalker(place);
 }
@@ -76,6 +84,7 @@ void Mixer::connect(std::size_t listener, std::size_t talker)
 void Mixer::fade(std::size_t place)
 {
     m_places[place].isFading = true;
+    m_encoders.release(place);
     m_gains.silenceListener(place);
     for (std::size_t listener = 0; listener < m_places.size(); ++listener) {
         m_gains.rampTo(listener, place, 0);
@@ -84,6 +93,11 @@ void Mixer::fade(std::size_t place)
 
 void Mixer::remove(std::size_t place)
 {
+    if (!has(place)) {
+        return;
+    }
+    m_encoders.release(place);
+    m_places[place].participant->giveEncoder(m_encoders.takeUnused());
     m_places[place].participant = nullptr;
     m_gains.silenceListener(place);
     m_gains.silenceTalker(place);
@@ -123,8 +137,12 @@ bool Mixer::isEmpty() const
 
 std::size_t Mixer::runCycle()
 {
+    m_sounding.clear();
     playParticipants();
     playAnnouncements();
+    hashGains();
+    findGroups();
+    m_encoders.assign(m_groupOf, m_groups.size());
     for (std::size_t listener = 0; listener < m_places.size(); ++listener) {
         if (has(listener) && !isFading(listener)) {
             sendMix(listener);
@@ -134,16 +152,6 @@ std::size_t Mixer::runCycle()
     return removeFinishedAnnouncements();
 }
 
-bool Mixer::isHeard(std::size_t talker) const
-{
-    for (std::size_t listener = 0; listener < m_places.size(); ++listener) {
-        if (has(listener) && m_gains.at(listener, talker).isHeard()) {
-            return true;
-        }
-    }
-    return false;
-}
-
 void Mixer::playParticipants()
 {
     for (std::size_t talker = 0; talker < m_places.size(); ++talker) {
@@ -151,10 +159,13 @@ void Mixer::playParticipants()
             continue;
         }
         Participant& participant = *m_places[talker].participant;
-        if (isHeard(talker)) {
-            participant.play();
-        } else {
+        if (!m_gains.isHeard(talker)) {
             participant.discard();
+            continue;
+        }
+        participant.play();
+        if (participant.isSounding()) {
+            m_sounding.push_back({talker, participant.samples()});
         }
     }
 }
@@ -169,49 +180,103 @@ void Mixer::playAnnouncements()
         const std::size_t count = std::min(announcement.source->read(samples), samples.size());
         std::fill(samples.begin() + static_cast<std::ptrdiff_t>(count), samples.end(), 0.0F);
         announcement.isSounding = count > 0;
+        if (announcement.isSounding) {
+            m_sounding.push_back({talkerOf(announcement), samples});
+        }
     }
+}
+
+/// The loop is plain so that the compiler can vectorise it.
+void Mixer::hashGains()
+{
+    constexpr std::uint32_t factor = 0x9e3779b1U;
+    std::fill(m_hashes.begin(), m_hashes.end(), 0U);
+    std::fill(m_heard.begin(), m_heard.end(), 0U);
+    std::uint32_t* const hashes = m_hashes.data();
+    std::uint32_t* const heard = m_heard.data();
+    const std::size_t listeners = m_hashes.size();
+    for (const Sounding& sounding : m_sounding) {
+        const float* const from = m_gains.from(sounding.talker).data();
+        const float* const to = m_gains.to(sounding.talker).data();
+        for (std::size_t listener = 0; listener < listeners; ++listener) {
+            const auto begin = std::bit_cast<std::uint32_t>(from[listener]);
+            const auto end = std::bit_cast<std::uint32_t>(to[listener]);
+            hashes[listener] = (hashes[listener] + begin * 31U + end) * factor;
+            heard[listener] |= begin | end;
+        }
+    }
+}
+
+void Mixer::findGroups()
+{
+    m_groups.clear();
+    for (std::size_t listener = 0; listener < m_places.size(); ++listener) {
+        m_groupOf[listener] =
+            has(listener) && !isFading(listener) ? groupOf(listener) : EncoderPool::noGroup;
+    }
+}
+
+/// Listeners that fall silent fade out on the encoder they had, then they are in no group.
+std::size_t Mixer::groupOf(std::size_t listener)
+{
+    const bool isSilent = m_heard[listener] == 0;
+    std::uint32_t hash = m_hashes[listener];
+    if (isSilent) {
+        const std::optional<std::size_t> encoder = m_encoders.usedBy(listener);
+        if (!encoder || m_encoders.hasFadedOut(*encoder)) {
+            m_encoders.release(listener);
+            return EncoderPool::noGroup;
+        }
+        hash = static_cast<std::uint32_t>(*encoder);
+    }
+    const auto found = std::find_if(m_groups.begin(), m_groups.end(), [&](const Group& group) {
+        return group.hash == hash && group.isSilent == isSilent &&
+               (isSilent || hearSame(listener, group.listener));
+    });
+    if (found == m_groups.end()) {
+        m_groups.push_back({hash, listener, isSilent, false, {}});
+        return m_groups.size() - 1;
+    }
+    return static_cast<std::size_t>(found - m_groups.begin());
+}
+
+bool Mixer::hearSame(std::size_t listener, std::size_t other) const
+{
+    return std::all_of(m_sounding.begin(), m_sounding.end(), [&](const Sounding& sounding) {
+        return m_gains.at(listener, sounding.talker) == m_gains.at(other, sounding.talker);
+    });
 }
 
 void Mixer::sendMix(std::size_t listener)
 {
-    std::fill(m_mix.begin(), m_mix.end(), 0.0F);
-    const bool hearsParticipants = addParticipants(listener);
-    const bool hearsAnnouncements = addAnnouncements(listener);
     Participant& participant = *m_places[listener].participant;
-    if (!hearsParticipants && !hearsAnnouncements) {
-        participant.sendSilence();
+    const std::size_t group = m_groupOf[listener];
+    if (group == EncoderPool::noGroup) {
+        participant.send(MixEncoder::silentPacket(m_mix.size()));
         return;
     }
-    participant.send(m_mix);
-}
-
-bool Mixer::addParticipants(std::size_t listener)
-{
-    bool hears = false;
-    for (std::size_t talker = 0; talker < m_places.size(); ++talker) {
-        const GainMatrix::Gain& gain = m_gains.at(listener, talker);
-        if (gain.isHeard() && m_places[talker].participant->isSounding()) {
-            addTo(m_mix, m_places[talker].participant->samples(), gain.from, gain.to);
-            hears = true;
-        }
+    if (!m_groups[group].isEncoded) {
+        encode(group);
     }
-    return hears;
+    participant.send(m_groups[group].packet);
 }
 
-bool Mixer::addAnnouncements(std::size_t listener)
+void Mixer::encode(std::size_t group)
 {
-    bool hears = false;
-    for (const Announcement& announcement : m_announcements) {
-        if (!announcement.source || !announcement.isSounding) {
-            continue;
-        }
-        const GainMatrix::Gain& gain = m_gains.at(listener, talkerOf(announcement));
+    Group& its = m_groups[group];
+    its.isEncoded = true;
+    if (its.isSilent) {
+        its.packet = m_encoders.encoderOf(group).encodeSilence();
+        return;
+    }
+    std::fill(m_mix.begin(), m_mix.end(), 0.0F);
+    for (const Sounding& sounding : m_sounding) {
+        const GainMatrix::Gain gain = m_gains.at(its.listener, sounding.talker);
         if (gain.isHeard()) {
-            addTo(m_mix, std::span(announcement.samples).first(m_mix.size()), gain.from, gain.to);
-            hears = true;
+            addTo(m_mix, sounding.samples, gain.from, gain.to);
         }
     }
-    return hears;
+    its.packet = m_encoders.encoderOf(group).encode(m_mix);
 }
 
 std::size_t Mixer::removeFinishedAnnouncements()

@@ -1,12 +1,15 @@
 #pragma once
 
 #include "relay/audio/AudioIo.h"
+#include "relay/audio/EncoderPool.h"
 #include "relay/audio/GainMatrix.h"
 #include "relay/audio/Patch.h"
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace wingbell {
@@ -14,7 +17,8 @@ namespace wingbell {
 class Participant;
 
 /// Mixes the participants and announcements of a room, one cycle at a time. Each listener gets a
-/// mix-minus: the sum of all it hears without itself. Mixer thread only; allocates only when built.
+/// mix-minus: the sum of all it hears without itself. Listeners that hear the same in a cycle form
+/// a group, which is mixed and encoded once. Mixer thread only; allocates only when built.
 class Mixer
 {
 public:
@@ -62,20 +66,47 @@ private:
         bool isSounding = false;
     };
 
+    /// A participant or announcement that is not silent in this cycle.
+    struct Sounding
+    {
+        std::size_t talker = 0;
+        std::span<const float> samples;
+    };
+
+    /// Listeners that hear the same in this cycle.
+    struct Group
+    {
+        std::uint32_t hash = 0;   ///< of its gains; while it is silent, the encoder it fades out on
+        std::size_t listener = 0; ///< the first of them
+        bool isSilent = false;
+        bool isEncoded = false;
+        std::span<const std::uint8_t> packet;
+    };
+
     void connect(std::size_t listener, std::size_t talker);
     [[nodiscard]] std::size_t talkerOf(const Announcement& announcement) const;
-    [[nodiscard]] bool isHeard(std::size_t talker) const;
     void playParticipants();
     void playAnnouncements();
+    void hashGains();
+    void findGroups();
+    [[nodiscard]] std::size_t groupOf(std::size_t listener);
+    [[nodiscard]] bool hearSame(std::size_t listener, std::size_t other) const;
     void sendMix(std::size_t listener);
-    [[nodiscard]] bool addParticipants(std::size_t listener);
-    [[nodiscard]] bool addAnnouncements(std::size_t listener);
+    void encode(std::size_t group);
     [[nodiscard]] std::size_t removeFinishedAnnouncements();
 
     std::vector<Place> m_places;
     std::vector<Announcement> m_announcements;
     GainMatrix m_gains; ///< as talkers, the announcements come behind the participants
+    EncoderPool m_encoders;
     std::vector<float> m_mix;
+
+    // Of this cycle:
+    std::vector<Sounding> m_sounding;
+    std::vector<std::uint32_t> m_hashes; ///< of what each listener hears
+    std::vector<std::uint32_t> m_heard;  ///< 0 for each listener that hears nothing
+    std::vector<Group> m_groups;
+    std::vector<std::size_t> m_groupOf; ///< of each listener, or EncoderPool::noGroup
 };
 
 } // namespace wingbell

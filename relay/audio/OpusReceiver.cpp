@@ -26,6 +26,8 @@ constexpr std::size_t fadeInTime = sampleRate / 200;
 /// The maximum that is removed at once: what the cross-fade can hide.
 constexpr std::size_t maxTrim = std::size_t{sampleRate} * 40 / 1000;
 
+constexpr std::size_t maxSamples = maxCycleSamples + maxTrim + maxPacketSamples;
+
 constexpr std::size_t roundedUp(std::size_t samples)
 {
     return (samples + opusGrain - 1) / opusGrain * opusGrain;
@@ -61,7 +63,8 @@ void OpusReceiver::DestroyDecoder::operator()(OpusDecoder* decoder) const
 
 OpusReceiver::OpusReceiver()
     : m_decoder(createDecoder())
-    , m_samples(maxCycleSamples + maxTrim + maxPacketSamples)
+    , m_memory(std::make_unique_for_overwrite<float[]>(maxSamples))
+    , m_samples(m_memory.get(), maxSamples)
     , m_concealedRun(silentFrom)
 {
 }
@@ -117,7 +120,7 @@ void OpusReceiver::trim(std::size_t samples)
         take(opusGrain);
     }
     if (m_length >= needed) {
-        m_length = timeStretch(std::span(m_samples).first(m_length), wanted);
+        m_length = timeStretch(m_samples.first(m_length), wanted);
         m_delay.trimmed();
     }
 }
@@ -148,7 +151,7 @@ void OpusReceiver::take(std::size_t underrunSamples)
 
 void OpusReceiver::decode(const JitterBuffer::Step& step)
 {
-    const std::span<float> room = std::span(m_samples).subspan(m_length).first(step.samples);
+    const std::span<float> room = m_samples.subspan(m_length).first(step.samples);
     const int decoded = opus_decode_float(
         m_decoder.get(), step.payload.data(), static_cast<opus_int32>(step.payload.size()),
         room.data(), static_cast<int>(room.size()), step.action == JitterBuffer::Action::Recover);
@@ -162,7 +165,7 @@ void OpusReceiver::decode(const JitterBuffer::Step& step)
 
 void OpusReceiver::conceal(std::size_t samples)
 {
-    const std::span<float> room = std::span(m_samples).subspan(m_length).first(samples);
+    const std::span<float> room = m_samples.subspan(m_length).first(samples);
     m_length += samples;
     if (m_concealedRun >= silentFrom) {
         std::fill(room.begin(), room.end(), 0.0F);

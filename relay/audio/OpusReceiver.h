@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <memory>
 #include <span>
-#include <vector>
 
 struct OpusDecoder;
 
@@ -66,8 +65,9 @@ private:
     std::unique_ptr<OpusDecoder, DestroyDecoder> m_decoder;
     JitterBuffer m_buffer;
     DelayController m_delay;
-    std::vector<float> m_samples; ///< decoded and not yet played: the first `m_length`
-    std::size_t m_length = 0;     ///< only counted while unheard
+    std::unique_ptr<float[]> m_memory; ///< not initialised: what is never used takes no memory
+    std::span<float> m_samples;        ///< decoded and not yet played: the first `m_length`
+    std::size_t m_length = 0;          ///< only counted while unheard
     bool m_isHeard = false;
     std::size_t m_excess = 0;   ///< to be removed
     std::size_t m_concealedRun; ///< samples concealed since the last packet that was there

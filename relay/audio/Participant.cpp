@@ -21,7 +21,7 @@ Participant::Participant(
     : m_mayTalk(std::move(mayTalk))
     , m_mayListen(std::move(mayListen))
     , m_samples(samplesPerCycle)
-    , m_encoder(samplesPerCycle)
+    , m_encoder(std::make_unique<MixEncoder>(samplesPerCycle))
     , m_sink(std::move(sink))
 {
 }
@@ -62,17 +62,7 @@ void Participant::takePackets()
     }
 }
 
-void Participant::send(std::span<float> mix)
-{
-    sendPacket(m_encoder.encode(mix));
-}
-
-void Participant::sendSilence()
-{
-    sendPacket(m_encoder.encodeSilence());
-}
-
-void Participant::sendPacket(std::span<const std::uint8_t> packet)
+void Participant::send(std::span<const std::uint8_t> packet)
 {
     if (packet.empty()) {
         return;

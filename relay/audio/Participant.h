@@ -12,11 +12,12 @@
 #include <memory>
 #include <mutex>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace wingbell {
 
-/// One participant in a room: the audio it sends and the mix it gets.
+/// One participant in a room: the audio it sends and where its mix goes.
 class Participant
 {
 public:
@@ -37,6 +38,13 @@ public:
     /// Takes the sink away. Any thread; waits for a packet that is being sent.
     [[nodiscard]] std::shared_ptr<PacketSink> takeSink();
 
+    // Mixer thread only:
+
+    /// The encoder that it brings to the mixer, which gives one back when it leaves: so an encoder
+    /// is built and destroyed where the participant is.
+    [[nodiscard]] std::unique_ptr<MixEncoder> takeEncoder() { return std::move(m_encoder); }
+    void giveEncoder(std::unique_ptr<MixEncoder> encoder) { m_encoder = std::move(encoder); }
+
     // Mixer thread only, each once a cycle:
 
     /// Decodes the samples of this cycle.
@@ -51,13 +59,12 @@ public:
     /// Whether samples() are not silent.
     [[nodiscard]] bool isSounding() const { return m_isSounding; }
 
-    /// Soft-clips `mix` and sends it to the sink. Sends nothing while the sink is being taken away.
-    void send(std::span<float> mix);
-    void sendSilence();
+    /// Sends `packet` to the sink. Sends nothing if it is empty, or while the sink is being taken
+    /// away.
+    void send(std::span<const std::uint8_t> packet);
 
 private:
     void takePackets();
-    void sendPacket(std::span<const std::uint8_t> packet);
 
     const ChannelSet m_mayTalk;
     const ChannelSet m_mayListen;
@@ -67,7 +74,7 @@ private:
     OpusReceiver m_receiver;
     std::vector<float> m_samples;
     bool m_isSounding = false;
-    MixEncoder m_encoder;
+    std::unique_ptr<MixEncoder> m_encoder;
 
     std::mutex m_sinkMutex;
     std::shared_ptr<PacketSink> m_sink;

@@ -2,8 +2,17 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cmath>
 
 namespace wingbell {
+
+namespace {
+
+/// Quantised, so that levels that sound the same are equal. A slider of twenty steps whose level is
+/// squared keeps each of them.
+constexpr float levelSteps = 400;
+
+} // namespace
 
 std::vector<float>
 openChannels(const ChannelSet& wanted, const ChannelSet& allowed, std::size_t count)
@@ -22,7 +31,8 @@ allowedLevels(const std::vector<float>& levels, const ChannelSet& allowed, std::
     for (std::size_t channel = 0; channel < std::min(count, levels.size()); ++channel) {
         // False for NaN.
         if (allowed.contains(channel) && levels[channel] > 0) {
-            result[channel] = std::min(levels[channel], 1.0F);
+            const float level = std::min(levels[channel], 1.0F);
+            result[channel] = std::round(level * levelSteps) / levelSteps;
         }
     }
     return result;

@@ -19,8 +19,8 @@ struct Patch
 [[nodiscard]] std::vector<float>
 openChannels(const ChannelSet& wanted, const ChannelSet& allowed, std::size_t count);
 
-/// For each of `count` channels in `allowed` its level, clamped to 0 to 1; 0 if that is missing or
-/// not a number, and for all other channels.
+/// For each of `count` channels in `allowed` its level, clamped to 0 to 1 and quantised to 1/400; 0
+/// if that is missing or not a number, and for all other channels.
 [[nodiscard]] std::vector<float>
 allowedLevels(const std::vector<float>& levels, const ChannelSet& allowed, std::size_t count);
 

@@ -40,7 +40,7 @@ using ParticipantId = std::uint32_t;
 class Room
 {
 public:
-    static constexpr std::size_t maxParticipants = 100;
+    static constexpr std::size_t maxParticipants = 300;
     static constexpr std::size_t maxAnnouncements = 64;
 
     /// A room for a show of `channels` channels. `samplesPerCycle`: 480 or 960, 10 or 20 ms.

@@ -29,7 +29,7 @@ public:
     using Clock = std::chrono::steady_clock;
     using Session = QString;
 
-    static constexpr std::size_t maxMembers = 64;
+    static constexpr std::size_t maxMembers = 250;
     /// How many may be connecting at a time: making a link is what costs most here.
     static constexpr std::size_t maxConnecting = 24;
 

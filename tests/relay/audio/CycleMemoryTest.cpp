@@ -95,8 +95,9 @@ void CycleMemoryTest::aCycleAllocatesAndReleasesNothing()
             }
         }
         if (cycle % 20 == 0) {
-            room.setTalk(ids[1], cycle % 40 == 0 ? ChannelSet::all(2) : ChannelSet(2));
-            room.setLevels(ids[2], {1, 0.5F});
+            room.setTalk(ids[1], cycle % 60 == 0 ? ChannelSet::all(2) : ChannelSet(2));
+            // It parts from those that hear the same, and joins them again.
+            room.setLevels(ids[2], {cycle % 40 == 0 ? 0.5F : 1.0F, 1});
             room.announce(std::make_shared<Hum>(), ChannelSet::all(2));
             room.leave(ids[3]);
             ids[3] = room.join(ChannelSet::all(2), ChannelSet::all(2), std::make_shared<NoSink>())

@@ -15,6 +15,7 @@ private Q_SLOTS:
     void aGainMayBeThereAtOnce();
     void whatFadesIsHeardUntilItIsGone();
     void oneListenerOrTalkerIsSilencedAlone();
+    void aTalkerIsHeardWhileAnyoneHearsIt();
 };
 
 void GainMatrixTest::atFirstAllGainsAreZero()
@@ -77,6 +78,25 @@ void GainMatrixTest::oneListenerOrTalkerIsSilencedAlone()
     setAll();
     gains.silenceTalker(1);
     QCOMPARE(heard(), QByteArray("1010"));
+}
+
+void GainMatrixTest::aTalkerIsHeardWhileAnyoneHearsIt()
+{
+    GainMatrix gains(3, 5);
+    QVERIFY(!gains.isHeard(4));
+    gains.rampTo(0, 4, 0.5F);
+    gains.rampTo(0, 4, 0.6F);
+    gains.jumpTo(2, 4, 1);
+    QVERIFY(gains.isHeard(4) && !gains.isHeard(3));
+    gains.endBlock();
+    gains.rampTo(0, 4, 0);
+    gains.silenceListener(2);
+    QVERIFY(gains.isHeard(4)); // it fades out
+    gains.endBlock();
+    QVERIFY(!gains.isHeard(4));
+    gains.jumpTo(1, 4, 1);
+    gains.silenceTalker(4);
+    QVERIFY(!gains.isHeard(4));
 }
 
 WINGBELL_APPLESS_TEST(GainMatrixTest)

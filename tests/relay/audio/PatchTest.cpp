@@ -3,6 +3,7 @@
 
 #include <QTest>
 
+#include <cmath>
 #include <limits>
 
 using namespace wingbell;
@@ -30,6 +31,7 @@ private Q_SLOTS:
     void aChannelIsOpenWhenWantedAndAllowed();
     void setsOfAnotherSizeAreReadAsFarAsTheyGo();
     void levelsAreBroughtIntoTheirRange();
+    void levelsHaveSteps();
     void channelsThatAreNotAllowedAreSilent();
     void theHighestLevelOfASharedChannelCounts();
 };
@@ -52,6 +54,21 @@ void PatchTest::levelsAreBroughtIntoTheirRange()
     const Numbers levels{0.5F, 2, -1, infinite, -infinite, noNumber};
     QCOMPARE(allowedLevels(levels, ChannelSet::all(8), 8), (Numbers{0.5F, 1, 0, 1, 0, 0, 0, 0}));
     QCOMPARE(allowedLevels(levels, ChannelSet::all(2), 2), (Numbers{0.5F, 1}));
+}
+
+void PatchTest::levelsHaveSteps()
+{
+    const auto level = [](float wanted) {
+        return allowedLevels({wanted}, ChannelSet::all(1), 1).front();
+    };
+    QCOMPARE(level(0.7001F), level(0.7F));
+    QVERIFY(level(0.703F) != level(0.7F));
+    // As a slider of twenty steps, squared and rounded, has them.
+    for (int step = 1; step < 20; ++step) {
+        const double exact = step * step / 400.0;
+        const double rounded = std::round(exact * 1000) / 1000;
+        QCOMPARE(level(static_cast<float>(rounded)), static_cast<float>(exact));
+    }
 }
 
 void PatchTest::channelsThatAreNotAllowedAreSilent()
