@@ -28,8 +28,9 @@ public:
     /// Goes on where `other` is, for listeners to that one: to them, there is no change at all.
     void continueFrom(const MixEncoder& other);
 
-    /// Makes the next packets independent of those before, as far as Opus can, for 20 ms: for
-    /// listeners that have heard another encoder. This takes some quality from those packets.
+    /// Makes the packets of the next 20 ms independent of those before, as far as Opus can, for
+    /// listeners that have heard another encoder. This takes some quality from those packets; the
+    /// first one also has no FEC, which would be that of the other listeners' past.
     void beginIndependent();
 
     /// The next packet, of one cycle, valid until the next call. Soft-clips `samples` in place:
