@@ -21,11 +21,6 @@ void checkWord(const QString& word)
     check(responseText(answer).isValidUtf8(), "what is told of a word is text");
 }
 
-bool isPlain(char character)
-{
-    return character == '\r' || character == '\n' || (character >= ' ' && character <= '~');
-}
-
 void checkState(const StateRequest& state)
 {
     checkWord(state.session);
