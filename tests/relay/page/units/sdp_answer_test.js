@@ -75,6 +75,8 @@ const safari = lines(
     'a=rtpmap:111 OPUS/48000/2',
     'a=rtcp-fb:111 transport-cc',
     'a=fmtp:111 minptime=10;useinbandfec=1',
+    'a=ssrc:2718281828 cname:Qb7sT0mVxYzAcE1d',
+    'a=ssrc:2718281828 msid:0b1c2d3e-4f50-4617-8293-a4b5c6d7e8f9 1a2b3c4d-5e6f-4708-9a1b-2c3d4e5f6071',
 );
 
 const ofChromium = {
@@ -83,7 +85,7 @@ const ofChromium = {
     fingerprint: pairs,
     setup: 'active',
     direction: 'sendrecv',
-    sources: [],
+    sources: [3018290164],
 };
 
 /** Chromium's answer with other text in one place. */
@@ -112,7 +114,7 @@ test('Firefox’s answer, with the fingerprint before the section, is read', () 
         fingerprint: pairs,
         setup: 'active',
         direction: 'recvonly',
-        sources: [],
+        sources: [1234567890],
     });
 });
 
@@ -123,7 +125,7 @@ test('Safari’s answer is read', () => {
         fingerprint: pairs,
         setup: 'active',
         direction: 'sendrecv',
-        sources: [],
+        sources: [2718281828],
     });
 });
 
@@ -161,8 +163,9 @@ test('of several fingerprints the SHA-256 one is used, in upper case', () => {
 });
 
 test('each source that is sent from is read once', () => {
-    const lines = 'a=ssrc:3735928559 cname:a\r\na=ssrc:3735928559 msid:b c\r\na=ssrc:7 cname:a\r\n';
-    equal(readSdpAnswer(chromium + lines).sources, [3735928559, 7]);
+    const more = 'a=ssrc:3735928559 cname:a\r\na=ssrc:3735928559 msid:b c\r\na=ssrc:7 cname:a\r\n';
+    equal(readSdpAnswer(chromium + more).sources, [3018290164, 3735928559, 7]);
+    equal(readSdpAnswer(changed('a=ssrc:', 'a=other:')).sources, []);
 });
 
 test('a missing value is undefined', () => {
