@@ -15,8 +15,8 @@ using namespace std::chrono_literals;
 using Bytes = std::vector<std::uint8_t>;
 using Clock = RtcpReports::Clock;
 
-constexpr std::uint32_t desk = 0x11111111;
-constexpr std::uint32_t phone = 0x22222222;
+constexpr std::uint32_t deskSource = 0x11111111;
+constexpr std::uint32_t phoneSource = 0x22222222;
 const std::chrono::system_clock::time_point wallClock{std::chrono::seconds(1'000'000)};
 
 std::uint32_t read32(std::span<const std::uint8_t> bytes, std::size_t place)
@@ -37,14 +37,14 @@ Bytes rtp(std::uint16_t number)
     packet.push_back(static_cast<std::uint8_t>(number >> 8U));
     packet.push_back(static_cast<std::uint8_t>(number));
     append32(960U * number);
-    append32(phone);
+    append32(phoneSource);
     packet.push_back(0);
     return packet;
 }
 
 struct Desk
 {
-    RtcpReports reports{desk};
+    RtcpReports reports{deskSource};
     std::array<std::uint8_t, RtcpReports::maxReport> buffer = {};
     Clock::time_point now{1000s};
 
@@ -73,7 +73,7 @@ void RtcpReportsTest::withoutMediaItIsAnEmptyReceiverReport()
     const auto report = desk.report();
     QCOMPARE(report[0], 0x80);
     QCOMPARE(report[1], 201);
-    QCOMPARE(read32(report, 4), ::desk);
+    QCOMPARE(read32(report, 4), deskSource);
     QCOMPARE(report[9], 202); // our name follows
     QCOMPARE(report.size() % 4, std::size_t{0});
 }
@@ -103,7 +103,7 @@ void RtcpReportsTest::lossIsCountedSinceTheLastReportAndInAll()
     }
     auto report = desk.report();
     QCOMPARE(report[0], 0x81);
-    QCOMPARE(read32(report, 8), phone);
+    QCOMPARE(read32(report, 8), phoneSource);
     QCOMPARE(report[12], 64);                      // a quarter
     QCOMPARE(read32(report, 12) & 0xFFFFFFU, 25U); // of 100
     QCOMPARE(read32(report, 16), 99U);             // the highest
