@@ -117,8 +117,8 @@ void ConnectivityChecksTest::aValidCheckIsAnswered()
 {
     Browser browser;
     ConnectivityChecks checks;
-    const auto outcome =
-        checks.take(browser.check("desk:browser", password), phoneAt192_168_1_7(), passwordOf);
+    const Bytes check = browser.check("desk:browser", password);
+    const auto outcome = checks.take(check, phoneAt192_168_1_7(), passwordOf);
     QVERIFY(outcome.check);
     QCOMPARE(outcome.check->ufrag, std::string_view("desk"));
     QVERIFY(outcome.check->nominates);
