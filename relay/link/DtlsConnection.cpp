@@ -112,8 +112,8 @@ struct DtlsConnection::Callbacks
         return method;
     }
 
-    /// The peer is who it said it is, whoever signed that; a wrong certificate fails the handshake
-    /// before there are keys.
+    /// Only the certificate of the answer passes, no matter who signed it; another one fails the
+    /// handshake before there are keys.
     static int verify(X509_STORE_CTX* chain, void* /*argument*/)
     {
         auto* const connection = static_cast<SSL*>(

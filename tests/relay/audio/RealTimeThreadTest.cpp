@@ -39,8 +39,8 @@ void becomeOrdinaryUser()
     const rlimit none = {};
     ::setrlimit(RLIMIT_RTPRIO, &none);
     if (::geteuid() == 0) {
-        constexpr uid_t nobody = 65534;
-        (void)!::setresuid(nobody, nobody, nobody);
+        constexpr uid_t ordinaryUser = 65534;
+        (void)!::setresuid(ordinaryUser, ordinaryUser, ordinaryUser);
     }
 }
 
