@@ -8,18 +8,12 @@ Pressable {
     id: chip
 
     required property string name
-    required property rect place
+    required place
     required property color textColor
     required property color tint
 
     //: A channel whose name is empty or blank, spoken only.
     Accessible.name: name.trim() === "" ? qsTr("Channel without a name") : name
-    height: place.height
-    implicitHeight: label.implicitHeight + 10
-    implicitWidth: label.implicitWidth + 20
-    width: place.width
-    x: place.x
-    y: place.y
 
     onActiveFocusChanged: (parent as FlowChips)?.showRing(chip)
     onClicked: (parent as FlowChips)?.chosen(name)

@@ -17,6 +17,12 @@ PressArea::PressArea(QQuickItem* parent)
     setAcceptedMouseButtons(Qt::LeftButton);
 }
 
+void PressArea::setPlace(const QRectF& place)
+{
+    setPosition(place.topLeft());
+    setSize(place.size());
+}
+
 void PressArea::press()
 {
     if (isEnabled()) {
@@ -91,6 +97,12 @@ void PressArea::itemChange(ItemChange change, const ItemChangeData& data)
     if (change == ItemSceneChange && data.window != nullptr) {
         DebounceFilter::install(*data.window);
     }
+}
+
+void PressArea::geometryChange(const QRectF& place, const QRectF& before)
+{
+    QQuickItem::geometryChange(place, before);
+    Q_EMIT placeChanged();
 }
 
 bool PressArea::isBounce(quint64 time)

@@ -15,6 +15,7 @@ class PressArea : public QQuickItem
     Q_OBJECT
     QML_ELEMENT
     Q_PROPERTY(bool pressed READ isPressed NOTIFY pressedChanged)
+    Q_PROPERTY(QRectF place READ place WRITE setPlace NOTIFY placeChanged)
     Q_PROPERTY(bool debounced MEMBER m_isDebounced NOTIFY debouncedChanged)
 
 public:
@@ -22,6 +23,10 @@ public:
 
     /// Whether a pointer holds it down and is over it.
     [[nodiscard]] bool isPressed() const { return m_isPressed; }
+
+    /// Position and size in its parent, in points, at once: one binding where there are thousands.
+    [[nodiscard]] QRectF place() const { return {position(), size()}; }
+    void setPlace(const QRectF& place);
 
     /// Tells a press, unless disabled.
     Q_INVOKABLE void press();
@@ -33,6 +38,7 @@ public:
 Q_SIGNALS:
     void clicked();
     void pressedChanged();
+    void placeChanged();
     /// Whether a press by key or pointer counts only when the one before is longer ago than the
     /// parts of a double click are.
     void debouncedChanged();
@@ -45,6 +51,7 @@ protected:
     void mouseUngrabEvent() override;
     void keyPressEvent(QKeyEvent* event) override;
     void itemChange(ItemChange change, const ItemChangeData& data) override;
+    void geometryChange(const QRectF& place, const QRectF& before) override;
 
 private:
     [[nodiscard]] bool isBounce(quint64 time);

@@ -50,9 +50,15 @@ void RoleListModel::keepReloadedCards(const QList<RoleRow>& wanted)
         return; // an edit
     }
     for (qsizetype at = 0; at < std::min(rows().size(), wanted.size()); ++at) {
-        if (rows().at(at).role.name == wanted.at(at).role.name) {
+        const Role& before = rows().at(at).role;
+        const QString& name = wanted.at(at).role.name;
+        if (before.name == name || m_loadedNames.value(before.id, before.name) == name) {
             setRow(at, wanted.at(at));
         }
+    }
+    m_loadedNames.clear();
+    for (const RoleRow& row : wanted) {
+        m_loadedNames.insert(row.role.id, row.role.name);
     }
 }
 

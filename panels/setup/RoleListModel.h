@@ -3,6 +3,7 @@
 #include "model/ShowConfig.h"
 #include "panels/controls/KeyedListModel.h"
 
+#include <QHash>
 #include <QPointer>
 #include <QQmlEngine>
 
@@ -18,8 +19,8 @@ struct RoleRow
 };
 
 /// The store's roles, one row a card, in the store's order. Cards keep their identity by the role's
-/// id when others come and go. A reload gives every role a new id: a role that has its name and
-/// place again keeps its card.
+/// id when others come and go. A reload gives every role a new id: a role that has its place again
+/// and its name, be it the one before an edit, keeps its card.
 class RoleListModel : public KeyedListModel<RoleRow>
 {
     Q_OBJECT
@@ -55,6 +56,7 @@ private:
     [[nodiscard]] QString channelsIn(const QStringList& names) const;
 
     QPointer<ShowConfig> m_config;
+    QHash<QUuid, QString> m_loadedNames; ///< of the roles as they were loaded
 };
 
 } // namespace wingbell

@@ -39,7 +39,7 @@ Item {
         id: chipComponent
 
         Chip {
-            place: Qt.rect(0, 0, implicitWidth, implicitHeight)
+            place: Qt.rect(0, 0, 60, 24)
             textColor: "white"
             tint: "black"
         }
@@ -80,11 +80,11 @@ Item {
     PanelTestCase {
         function followsTheRule(flow) {
             const chips = all(flow, Chip);
-            for (const chip of chips) {
-                compare(chip.width, chip.implicitWidth, chip.name);
-                compare(chip.height, chip.implicitHeight, chip.name);
-            }
-            const sizes = chips.map(chip => Qt.size(chip.implicitWidth, chip.implicitHeight));
+            const sizes = chips.map(chip => {
+                    const label = all(chip, Text)[0];
+                    return Qt.size(label.implicitWidth + 20, label.implicitHeight + 10);
+                });
+            compare(chips.map(chip => Qt.size(chip.width, chip.height)), sizes);
             const wanted = desk.rowPlaces(flow.width, 8, sizes);
             compare(chips.map(chip => Qt.point(chip.x, chip.y)), wanted);
             compare(flow.implicitHeight, desk.rowsSize(flow.width, 8, sizes).height);
@@ -160,9 +160,9 @@ Item {
         }
         function test_aChipIsAsLargeAsItsText(data) {
             reference.text = data.value;
-            const chip = open(chipComponent, {
-                    "name": data.value
-                });
+            const chip = all(open(chipsComponent, {
+                        "channels": [data.value]
+                    }), Chip)[0];
             compare(chip.width, reference.implicitWidth + 20);
             compare(chip.height, reference.implicitHeight + 10);
             labelled(chip, Text, data.value);

@@ -29,7 +29,7 @@ Item {
         id: chipComponent
 
         Chip {
-            place: Qt.rect(0, 0, implicitWidth, implicitHeight)
+            place: Qt.rect(0, 0, 60, 24)
             textColor: "white"
             tint: Theme.steelMid
         }
@@ -140,7 +140,7 @@ Item {
                 const wide = chips[1];
                 const tech = chips[2];
                 verify(wide.width > flow.width);
-                compare(wide.width, wide.implicitWidth);
+                compare(wide.width, all(wide, Text)[0].implicitWidth + 20);
                 compare([main.x, main.y], [0, 0]);
                 compare([wide.x, wide.y], [0, main.height + 8]);
                 compare([tech.x, tech.y], [0, 2 * (main.height + 8)]);

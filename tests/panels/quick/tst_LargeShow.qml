@@ -363,7 +363,11 @@ Item {
             verify(nameOf(cardAt(item, 7)).activeFocus, "the same role");
             desk.config.renameRole(desk.role(7), "Fly");
             desk.config.load();
-            verify(binOf(item, 7).activeFocus, "a role of another name");
+            verify(nameOf(cardAt(item, 7)).activeFocus, "the same role, its new name undone");
+            desk.config.removeRole(desk.role(0));
+            verify(nameOf(cardAt(item, 6)).activeFocus);
+            desk.config.load();
+            verify(binOf(item, 6).activeFocus, "another role");
         }
         function test_theFocusOfARemovedChannelGoesOn() {
             const item = panel(1, 3);
