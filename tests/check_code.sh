@@ -22,7 +22,7 @@ check_format() {
     echo "qmlformat"
     # shellcheck disable=SC2016 # the inner shell reads its own arguments
     printf '%s\n' "${qml[@]}" | xargs -P "$(nproc)" -n 1 sh -c '
-        "$0" "$1" | diff -q - "$1" >/dev/null || { echo "$1: not as qmlformat writes it"; exit 1; }' "$qt_tools/qmlformat" || failed=1
+        "$0" "$1" 2>/dev/null | diff -q - "$1" >/dev/null || { echo "$1: not as qmlformat writes it"; exit 1; }' "$qt_tools/qmlformat" || failed=1
 }
 
 # The sources that differ from the last release, or else from 20 commits ago, and one source for each
