@@ -19,8 +19,17 @@ namespace wingbell {
 class MixEncoder
 {
 public:
+    enum class Effort {
+        Full, ///< SILK with FEC
+        Low,  ///< CELT without FEC, in a quarter of the time
+    };
+
     /// `samplesPerCycle`: 480 or 960. Throws std::bad_alloc if there is no memory for an encoder.
     explicit MixEncoder(std::size_t samplesPerCycle);
+
+    /// How much time the packets may take, from the next one on; Full at first. A change does not
+    /// click.
+    void setEffort(Effort effort);
 
     /// Starts again, for listeners that have heard silence.
     void reset();
@@ -53,10 +62,12 @@ private:
         void operator()(OpusEncoder* encoder) const;
     };
 
+    void applyEffort();
     [[nodiscard]] std::span<const std::uint8_t> encodeAny(std::span<const float> samples);
 
     const std::size_t m_samplesPerCycle;
     std::unique_ptr<OpusEncoder, DestroyEncoder> m_encoder;
+    Effort m_effort = Effort::Full;
     float m_softClipMemory = 0;           ///< of opus_pcm_soft_clip(), from cycle to cycle
     std::size_t m_silentSamples = 0;      ///< encoded in a row, up to the first 100 ms
     std::size_t m_independentSamples = 0; ///< still to be encoded independently

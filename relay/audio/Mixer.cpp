@@ -11,6 +11,15 @@
 
 namespace wingbell {
 
+namespace {
+
+/// With more mixes than this each is encoded with less effort, so that all are in time; when they
+/// are few again, with full effort.
+constexpr std::size_t manyMixes = 24;
+constexpr std::size_t fewMixes = 16;
+
+} // namespace
+
 Mixer::Mixer(
     std::size_t channels, std::size_t samplesPerCycle, std::size_t participants,
     std::size_t announcements)
@@ -142,6 +151,7 @@ std::size_t Mixer::runCycle()
     playAnnouncements();
     hashGains();
     findGroups();
+    chooseEffort();
     m_encoders.assign(m_groupOf, m_groups.size());
     for (std::size_t listener = 0; listener < m_places.size(); ++listener) {
         if (has(listener) && !isFading(listener)) {
@@ -247,6 +257,15 @@ bool Mixer::hearSame(std::size_t listener, std::size_t other) const
     });
 }
 
+void Mixer::chooseEffort()
+{
+    if (m_groups.size() > manyMixes) {
+        m_effort = MixEncoder::Effort::Low;
+    } else if (m_groups.size() <= fewMixes) {
+        m_effort = MixEncoder::Effort::Full;
+    }
+}
+
 void Mixer::sendMix(std::size_t listener)
 {
     Participant& participant = *m_places[listener].participant;
@@ -265,8 +284,10 @@ void Mixer::encode(std::size_t group)
 {
     Group& its = m_groups[group];
     its.isEncoded = true;
+    MixEncoder& encoder = m_encoders.encoderOf(group);
+    encoder.setEffort(m_effort);
     if (its.isSilent) {
-        its.packet = m_encoders.encoderOf(group).encodeSilence();
+        its.packet = encoder.encodeSilence();
         return;
     }
     std::fill(m_mix.begin(), m_mix.end(), 0.0F);
@@ -276,7 +297,7 @@ void Mixer::encode(std::size_t group)
             addTo(m_mix, sounding.samples, gain.from, gain.to);
         }
     }
-    its.packet = m_encoders.encoderOf(group).encode(m_mix);
+    its.packet = encoder.encode(m_mix);
 }
 
 std::size_t Mixer::removeFinishedAnnouncements()

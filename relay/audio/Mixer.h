@@ -90,6 +90,7 @@ private:
     void hashGains();
     void findGroups();
     [[nodiscard]] std::size_t groupOf(std::size_t listener);
+    void chooseEffort();
     [[nodiscard]] bool hearSame(std::size_t listener, std::size_t other) const;
     void sendMix(std::size_t listener);
     void encode(std::size_t group);
@@ -99,6 +100,7 @@ private:
     std::vector<Announcement> m_announcements;
     GainMatrix m_gains; ///< as talkers, the announcements come behind the participants
     EncoderPool m_encoders;
+    MixEncoder::Effort m_effort = MixEncoder::Effort::Full; ///< of every encoding
     std::vector<float> m_mix;
 
     // Of this cycle:

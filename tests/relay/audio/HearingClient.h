@@ -12,6 +12,12 @@ struct OpusDecoder;
 
 namespace wingbell {
 
+/// Whether a packet of Opus holds CELT alone, as the number of its configuration says.
+[[nodiscard]] inline bool isCelt(std::span<const std::uint8_t> packet)
+{
+    return packet[0] >> 3U >= 16;
+}
+
 /// A listener that decodes all that is sent to it, as a browser does.
 class HearingClient : public PacketSink
 {

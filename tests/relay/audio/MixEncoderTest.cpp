@@ -27,6 +27,8 @@ private Q_SLOTS:
     void silenceBecomesSilenceAndSmall();
     void soundAndSilenceFollowEachOtherWithoutAClick_data() { cycles(); }
     void soundAndSilenceFollowEachOtherWithoutAClick();
+    void withLowEffortItEncodesCeltAndNothingClicks_data() { cycles(); }
+    void withLowEffortItEncodesCeltAndNothingClicks();
     void whatIsNotTooLoudStaysAsItIs();
     void whatIsTooLoudIsBentSoftly();
     void whatIsNoNumberIsSilence();
@@ -112,6 +114,35 @@ void MixEncoderTest::soundAndSilenceFollowEachOtherWithoutAClick()
     QVERIFY2(step < 0.04, qPrintable(QString::number(step)));
     const std::size_t rest = 10 * static_cast<std::size_t>(samples);
     QVERIFY(loudnessOf(lastOf(client.samples(), rest)) < 1e-4);
+}
+
+void MixEncoderTest::withLowEffortItEncodesCeltAndNothingClicks()
+{
+    QFETCH(const int, samples);
+    MixEncoder encoder(static_cast<std::size_t>(samples));
+    HearingClient client;
+    const TalkingClient::Sound sound = tone(440, 0.5);
+    std::vector<float> packet(static_cast<std::size_t>(samples));
+    constexpr std::size_t stretch = 20;
+    for (std::size_t cycle = 0; cycle < 6 * stretch; ++cycle) {
+        const bool isLow = cycle / stretch % 2 == 1;
+        encoder.setEffort(isLow ? MixEncoder::Effort::Low : MixEncoder::Effort::Full);
+        for (std::size_t sample = 0; sample < packet.size(); ++sample) {
+            packet[sample] = sound(cycle * packet.size() + sample);
+        }
+        const std::span<const std::uint8_t> encoded = encoder.encode(packet);
+        client.send(encoded);
+        if (cycle % stretch > 2) { // Opus prepares for a change
+            QCOMPARE(isCelt(encoded), isLow);
+        }
+    }
+    const std::span<const float> heard = std::span(client.samples()).subspan(9600);
+    const double step = largestStep(heard);
+    QVERIFY2(step < 0.04, qPrintable(QString::number(step))); // one of the tone is 0.029
+    for (std::size_t from = 0; from + 4800 <= heard.size(); from += 4800) {
+        const double level = toneLevel(heard.subspan(from, 4800), 440);
+        QVERIFY2(level > 0.45 && level < 0.55, qPrintable(QString::number(level)));
+    }
 }
 
 void MixEncoderTest::whatIsNotTooLoudStaysAsItIs()

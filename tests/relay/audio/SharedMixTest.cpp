@@ -211,6 +211,7 @@ private Q_SLOTS:
     void silenceCostsNoEncodingAfterAWhile();
     void soundAfterSilenceIsShared();
     void manyWithDifferentLevelsEachHearTheirOwn();
+    void manyMixesAreEncodedAsCelt();
 
 private:
     static void othersAreUndisturbedBy(void (*change)(Hall& hall, const Member& listener));
@@ -504,6 +505,33 @@ void SharedMixTest::manyWithDifferentLevelsEachHearTheirOwn()
             std::fabs(level - 0.03 * static_cast<double>(count)) < 0.03,
             qPrintable(QString::number(level)));
     }
+}
+
+void SharedMixTest::manyMixesAreEncodedAsCelt()
+{
+    Hall hall;
+    hall.talker(tone(500));
+    std::vector<const Member*> listeners;
+    for (int count = 0; count < 25; ++count) {
+        listeners.push_back(&hall.listener());
+    }
+    const auto setLevels = [&](float step) {
+        for (std::size_t count = 0; count < listeners.size(); ++count) {
+            hall.setLevels(*listeners[count], 1 - step * static_cast<float>(count));
+        }
+    };
+    hall.run(50);
+    QVERIFY(!isCelt(listeners[0]->ear->all.back()));
+    setLevels(0.01F);
+    hall.run(50);
+    QCOMPARE(hall.encodings(), std::size_t{26});
+    QVERIFY(isCelt(listeners[0]->ear->all.back()));
+    QVERIFY(isCelt(listeners[24]->ear->all.back()));
+    QVERIFY(listeners[0]->hears(500) > loud);
+    setLevels(0);
+    hall.run(50);
+    QVERIFY(!isCelt(listeners[0]->ear->all.back()));
+    QVERIFY(listeners[0]->hears(500) > loud);
 }
 
 WINGBELL_APPLESS_TEST(SharedMixTest)
