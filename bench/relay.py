@@ -5,9 +5,13 @@
 Run by bench/run. Prints tables; asserts nothing.
 """
 
+import contextlib
+import glob
+import itertools
 import os
 import socket
 import statistics
+import subprocess
 import sys
 import time
 
@@ -19,12 +23,11 @@ SECONDS = float(os.environ.get("WINGBELL_SECONDS", "10"))  # each load is measur
 BURSTS = int(os.environ.get("WINGBELL_BURSTS", "40"))
 SETTLING = 20  # bursts, during which a browser adapts its jitter buffer
 ANNOUNCEMENTS = int(os.environ.get("WINGBELL_ANNOUNCEMENTS", "10"))
-CROWDS = [int(count) for count in os.environ.get("WINGBELL_CROWDS", "2 8 16 32 64").split()]
+# People / those of them who talk.
+CROWDS = [tuple(map(int, crowd.split("/"))) for crowd in os.environ.get("WINGBELL_CROWDS", "8/8 64/8 64/64 250/8").split()]
 
 # Measured before the server was written, with a prototype on 2 processors.
 EARLIER_LATENCY = {(20, 0): "69-71", (10, 0): "54-56", (20, 2): "76-105"}
-EARLIER_PROCESSOR = {(2, 20): "5", (8, 20): "15", (16, 20): "28", (32, 20): "56", (32, 10): "77"}
-EARLIER_MEMORY = {(32, 20): "72"}
 
 SHOW = show_with(["Main"], {"Caller": (["Main"], ["Main"])})
 
@@ -53,7 +56,7 @@ def latency_without_browsers(program, client, network, tick, loss):
 
     def enough():
         found.extend(crew.report(1)["latenciesMs"])
-        time.sleep(0.5)
+        time.sleep(0.1)
         return len(found) >= BURSTS
 
     wait_until(enough, "bursts heard", BURSTS + 60)
@@ -95,32 +98,49 @@ def print_latency(program, client, link):
     network.close()
 
 
-def measure_crowd(program, client, count, tick):
-    """All talk on one channel and hear all others."""
+def grant_real_time_priority():
+    """As RealtimeKit does for an ordinary user: to the audio threads of the servers that are started from now on, from
+    outside of their namespaces. Needs the right to; without it the priority stays refused."""
+    bench = os.getpid()
+    if os.fork() != 0:
+        return
+    while os.getppid() == bench:
+        for comm in glob.glob("/proc/[0-9]*/task/*/comm"):
+            with contextlib.suppress(OSError, KeyError):
+                with open(comm, encoding="utf-8") as file:
+                    priority = {"mixer": 10, "network": 9}[file.read().strip()]
+                os.sched_setscheduler(int(comm.split("/")[4]), os.SCHED_RR, os.sched_param(priority))
+        time.sleep(0.1)
+    os._exit(0)
+
+
+@contextlib.contextmanager
+def all_cores_busy():
+    workers = [subprocess.Popen([sys.executable, "-c", "while True: pass"]) for _ in range(2 * (os.cpu_count() or 1))]
+    try:
+        yield
+    finally:
+        for worker in workers:
+            worker.kill()
+            worker.wait()
+
+
+def measure_crowd(program, client, people, talking, tick, load):
+    """All hear those who talk, on one channel."""
     server = Server(program, SHOW, ticks_of(tick))
     addresses = own_addresses()
-    crew = Crew(
-        client,
-        server.document(
-            [
-                {
-                    "role": "Caller",
-                    "source": next(addresses),
-                    "sound": {"tone": 300 + 100 * number, "amplitude": 0.02},
-                    "talk": [0],
-                    "deaf": True,
-                }
-                for number in range(count)
-            ]
-        ),
-    )
-    connected = [crew.wait_for(number, "connected", timeout=120)["ms"] for number in range(count)]
-    crew.report(0)
-    begin, spent = time.monotonic(), server.processor_seconds()
-    time.sleep(SECONDS)
-    spent = server.processor_seconds() - spent
-    percent = 100 * spent / (time.monotonic() - begin)
-    report = crew.report(0)
+    members = [{"role": "Caller", "source": next(addresses), "deaf": True} for _ in range(people)]
+    for number, member in enumerate(members[:talking]):
+        member.update(sound={"tone": 300 + 100 * number, "amplitude": 0.02}, talk=[0])
+    crew = Crew(client, server.document(members))
+    connected = [crew.wait_for(number, "connected", timeout=120)["ms"] for number in range(people)]
+    with load():
+        crew.report(0)
+        begin, spent = time.monotonic(), server.processor_seconds()
+        time.sleep(SECONDS)
+        spent = server.processor_seconds() - spent
+        percent = 100 * spent / (time.monotonic() - begin)
+        report = crew.report(0)
     memory, threads = server.resident_megabytes(), server.threads()
     said = server.stop()
     crew.quit()
@@ -136,17 +156,17 @@ def measure_crowd(program, client, count, tick):
 
 
 def print_crowds(program, client):
-    print(f"\nall talking at once, {SECONDS:.0f} s; processor: the server's share of one, %")
+    print(f"\n{SECONDS:.0f} s; processor: the server's share of one, %; busy: other programs take all of every core")
     print(
-        f"{'clients':>8}{'tick':>8}{'processor':>11}{'earlier':>9}{'late ticks':>16}{'resident MB':>13}"
-        f"{'earlier':>9}{'threads':>9}{'longest pause ms':>18}"
+        f"{'people':>8}{'talking':>9}{'tick':>8}{'busy':>6}{'processor':>11}{'late ticks':>16}{'resident MB':>13}"
+        f"{'threads':>9}{'longest pause ms':>18}"
     )
-    for count, tick in [(count, 20) for count in CROWDS] + [(32, 10)]:
-        found = measure_crowd(program, client, count, tick)
+    loads = [(20, contextlib.nullcontext), (10, contextlib.nullcontext), (20, all_cores_busy)]
+    for (people, talking), (tick, load) in itertools.product(CROWDS, loads):
+        found = measure_crowd(program, client, people, talking, tick, load)
         print(
-            f"{count:>8}{tick:>5} ms{found['percent']:>11.0f}{EARLIER_PROCESSOR.get((count, tick), ''):>9}"
-            f"{found['late']:>16}{found['memory']:>13.0f}{EARLIER_MEMORY.get((count, tick), ''):>9}"
-            f"{found['threads']:>9}{found['pause']:>18.0f}",
+            f"{people:>8}{talking:>9}{tick:>5} ms{'yes' if load is all_cores_busy else 'no':>6}{found['percent']:>11.0f}"
+            f"{found['late']:>16}{found['memory']:>13.0f}{found['threads']:>9}{found['pause']:>18.0f}",
             flush=True,
         )
 
@@ -216,6 +236,7 @@ def print_announcements(program, client):
 
 
 def main():
+    grant_real_time_priority()
     own_network.enter()
     program, client, link = sys.argv[1:4]
     print_crowds(program, client)
