@@ -65,7 +65,8 @@ MediaPeer::checked(const DatagramPath& path, const ConnectivityCheck& check, Clo
 /// A browser sends its media on the way that it has chosen, also when it has changed networks: what
 /// is sent to it follows.
 void MediaPeer::takeMedia(
-    const DatagramPath& path, std::span<std::uint8_t> packet, Clock::time_point now)
+    const DatagramPath& path, std::span<std::uint8_t> packet, DatagramSocket& socket,
+    Clock::time_point now)
 {
     if (!m_srtp) {
         return;
@@ -79,7 +80,9 @@ void MediaPeer::takeMedia(
     m_lastHeard = now;
     select(path, now);
     if (control) {
-        m_reports.take(plain, now);
+        for (const std::uint16_t sequence : m_reports.take(plain, now)) {
+            sendAgain(sequence, socket, now);
+        }
         return;
     }
     m_reports.received(plain, now);
@@ -92,6 +95,17 @@ void MediaPeer::select(const DatagramPath& path, Clock::time_point now)
 {
     m_selected = path;
     m_selectedHeard = now;
+}
+
+/// As it was: to protect a packet twice would be a second message under the same nonce.
+void MediaPeer::sendAgain(std::uint16_t sequence, DatagramSocket& socket, Clock::time_point now)
+{
+    const std::span<const std::uint8_t> packet = m_history.sendAgain(sequence, now);
+    if (!packet.empty()) {
+        const auto space = socket.space();
+        std::copy(packet.begin(), packet.end(), space.begin());
+        socket.queue(*m_selected, packet.size());
+    }
 }
 
 void MediaPeer::sendWaiting(DatagramSocket& socket, Clock::time_point now)
@@ -109,6 +123,7 @@ void MediaPeer::sendWaiting(DatagramSocket& socket, Clock::time_point now)
             m_reports.sent(m_stream.timestamp() - samples, packet.size(), now);
             const auto protectedPacket = m_srtp->protectRtp(space, header.size() + packet.size());
             if (!protectedPacket.empty()) {
+                m_history.keep(RtpStream::sequenceOf(header), protectedPacket);
                 socket.queue(*m_selected, protectedPacket.size());
             }
         }

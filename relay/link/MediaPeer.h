@@ -5,6 +5,7 @@
 #include "relay/link/DatagramSocket.h"
 #include "relay/link/MediaLink.h"
 #include "relay/link/RtcpReports.h"
+#include "relay/link/RtpHistory.h"
 #include "relay/link/RtpStream.h"
 #include "relay/link/SrtpSession.h"
 
@@ -70,8 +71,11 @@ public:
     [[nodiscard]] const std::optional<DatagramPath>& selectedPath() const { return m_selected; }
     [[nodiscard]] Clock::time_point lastHeard() const { return m_lastHeard; }
 
-    /// Takes RTP or RTCP, still encrypted, and gives what is genuine to the receiver.
-    void takeMedia(const DatagramPath& path, std::span<std::uint8_t> packet, Clock::time_point now);
+    /// Takes RTP or RTCP, still encrypted. Gives Opus that is genuine to the receiver, and sends
+    /// again what the peer asks for.
+    void takeMedia(
+        const DatagramPath& path, std::span<std::uint8_t> packet, DatagramSocket& socket,
+        Clock::time_point now);
 
     /// Sends what the mixer has put.
     void sendWaiting(DatagramSocket& socket, Clock::time_point now);
@@ -81,12 +85,14 @@ public:
 
 private:
     void select(const DatagramPath& path, Clock::time_point now);
+    void sendAgain(std::uint16_t sequence, DatagramSocket& socket, Clock::time_point now);
 
     IceCredentials m_ice;
     std::size_t m_samplesPerCycle;
     RtpReceiver m_receiver;
     PacketRing m_outbox{16};
     RtpStream m_stream;
+    RtpHistory m_history;
     RtcpReports m_reports;
     std::unique_ptr<SrtpSession> m_srtp;
     std::array<DatagramPath, maxPaths> m_paths = {};

@@ -262,7 +262,7 @@ void MediaTransport::receive(MediaPeer::Clock::time_point now)
                 break;
             case DatagramKind::Media:
                 if (const auto slot = m_paths.find(datagram.path)) {
-                    m_peers[*slot]->takeMedia(datagram.path, datagram.bytes, now);
+                    m_peers[*slot]->takeMedia(datagram.path, datagram.bytes, m_socket, now);
                 }
                 break;
             case DatagramKind::Other:

@@ -16,15 +16,21 @@ constexpr std::uint8_t version = 0x80;
 constexpr std::uint8_t senderReport = 200;
 constexpr std::uint8_t receiverReport = 201;
 constexpr std::uint8_t sourceDescription = 202;
+constexpr std::uint8_t transportFeedback = 205;
+constexpr std::uint8_t genericNack = 1;
 constexpr std::string_view name = "wingbell";
 
 /// Seconds from 1900, as NTP counts, to 1970.
 constexpr std::uint64_t ntpEpoch = 2'208'988'800U;
 
+std::uint16_t read16(const std::uint8_t* bytes)
+{
+    return static_cast<std::uint16_t>((bytes[0] << 8U) | bytes[1]);
+}
+
 std::uint32_t read32(const std::uint8_t* bytes)
 {
-    return (std::uint32_t{bytes[0]} << 24U) | (std::uint32_t{bytes[1]} << 16U) |
-           (std::uint32_t{bytes[2]} << 8U) | bytes[3];
+    return (std::uint32_t{read16(bytes)} << 16U) | read16(bytes + 2);
 }
 
 void write16(std::uint8_t* bytes, std::uint32_t value)
@@ -96,20 +102,51 @@ void RtcpReports::sent(std::uint32_t timestamp, std::size_t payload, Clock::time
     m_lastSent = now;
 }
 
-void RtcpReports::take(std::span<const std::uint8_t> packet, Clock::time_point now)
+std::span<const std::uint16_t>
+RtcpReports::take(std::span<const std::uint8_t> packet, Clock::time_point now)
 {
+    m_requestedCount = 0;
     constexpr std::size_t header = 4;
     constexpr std::size_t senderReportSize = 28;
     while (packet.size() >= header && (packet[0] & 0xC0U) == version) {
-        const std::size_t size = header + 4 * ((std::size_t{packet[2]} << 8U) | packet[3]);
+        const std::size_t size = header + 4 * std::size_t{read16(&packet[2])};
         if (size > packet.size()) {
-            return;
+            break;
         }
         if (packet[1] == senderReport && size >= senderReportSize) {
             m_lastSenderReport = (read32(&packet[8]) << 16U) | (read32(&packet[12]) >> 16U);
             m_senderReportCame = now;
+        } else if (packet[1] == transportFeedback && (packet[0] & 0x1FU) == genericNack) {
+            takeNack(packet.first(size));
         }
         packet = packet.subspan(size);
+    }
+    return std::span(m_requested).first(m_requestedCount);
+}
+
+/// Each entry has the number of a packet, and a bit for each of the 16 that follow it.
+void RtcpReports::takeNack(std::span<const std::uint8_t> packet)
+{
+    constexpr std::size_t entries = 12;
+    if (packet.size() < entries || read32(&packet[8]) != m_ownSource) {
+        return;
+    }
+    for (packet = packet.subspan(entries); packet.size() >= 4; packet = packet.subspan(4)) {
+        const std::uint16_t first = read16(&packet[0]);
+        const unsigned following = read16(&packet[2]);
+        request(first);
+        for (unsigned bit = 0; bit < 16; ++bit) {
+            if ((following >> bit & 1U) != 0) {
+                request(static_cast<std::uint16_t>(first + bit + 1));
+            }
+        }
+    }
+}
+
+void RtcpReports::request(std::uint16_t sequence)
+{
+    if (m_requestedCount < maxRequested) {
+        m_requested[m_requestedCount++] = sequence;
     }
 }
 

@@ -28,8 +28,12 @@ public:
     /// Counts an RTP packet that was sent: its timestamp and the size of its payload in bytes.
     void sent(std::uint32_t timestamp, std::size_t payload, Clock::time_point now);
 
-    /// Reads what the peer reports. Only sender reports are of use here. Any bytes are safe.
-    void take(std::span<const std::uint8_t> packet, Clock::time_point now);
+    /// Reads what the peer reports: when its sender reports came, and which of our packets it asks
+    /// for again (NACK, RFC 4585). Returns the numbers of these, at most `maxRequested` of them,
+    /// valid until the next call. Any bytes are safe.
+    [[nodiscard]] std::span<const std::uint16_t>
+    take(std::span<const std::uint8_t> packet, Clock::time_point now);
+    static constexpr std::size_t maxRequested = 32;
 
     /// Writes a compound packet: a sender report (a receiver report while nothing was sent), with
     /// a report block about what was received, and our name. Returns the part of `buffer` that it
@@ -52,6 +56,8 @@ private:
         double jitter = 0; ///< in samples
     };
 
+    void takeNack(std::span<const std::uint8_t> packet);
+    void request(std::uint16_t sequence);
     void writeBlock(std::uint8_t* block, Clock::time_point now);
 
     std::uint32_t m_ownSource;
@@ -63,6 +69,8 @@ private:
     std::uint32_t m_lastSenderReport =
         0; ///< the middle 32 bits of its NTP time; 0 before the first
     Clock::time_point m_senderReportCame;
+    std::array<std::uint16_t, maxRequested> m_requested = {};
+    std::size_t m_requestedCount = 0;
 };
 
 } // namespace wingbell

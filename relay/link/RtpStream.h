@@ -13,6 +13,11 @@ public:
     static constexpr std::size_t headerSize = 12;
     using Header = std::array<std::uint8_t, headerSize>;
 
+    [[nodiscard]] static std::uint16_t sequenceOf(const Header& header)
+    {
+        return static_cast<std::uint16_t>((header[2] << 8U) | header[3]);
+    }
+
     /// The stream called `source`; begins at places in sequence and time that should be random.
     RtpStream(std::uint32_t source, std::uint16_t firstSequence, std::uint32_t firstTimestamp);
 

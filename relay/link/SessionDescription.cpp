@@ -40,6 +40,7 @@ QByteArray SessionDescription::offer() const
         "a=setup:actpass",
         "a=rtpmap:" + type + " opus/48000/2",
         "a=fmtp:" + type + " minptime=10;useinbandfec=1",
+        "a=rtcp-fb:" + type + " nack",
         "a=ptime:" + QByteArray::number(packetMilliseconds),
         "a=msid:desk desk",
         "a=ssrc:" + ssrc + " cname:wingbell",

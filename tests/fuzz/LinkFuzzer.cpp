@@ -62,7 +62,8 @@ private:
     /// As if it had been decrypted.
     void takeMedia(Datagram datagram)
     {
-        m_reports.take(datagram, m_now);
+        const auto requested = m_reports.take(datagram, m_now);
+        check(requested.size() <= RtcpReports::maxRequested, "few packets are sent again");
         m_reports.received(datagram, m_now);
         std::array<std::uint8_t, RtcpReports::maxReport> buffer = {};
         const auto report = m_reports.write(buffer, m_now, std::chrono::system_clock::now());

@@ -104,6 +104,24 @@ def voice_is_marked_for_the_networks_fast_lane(evening):
     evening.manager.release()
 
 
+def lost_packets_are_sent_again(evening):
+    """A tenth is lost each way; what the desk sends again makes it less than one of a hundred."""
+    evening.manager.hold("Main")
+    evening.sound.wait_to_hear(MANAGERS_TONE)
+    evening.network.command("loss 10")
+    before = evening.sound.reception()
+    seen = {}
+
+    def since(key):
+        seen[key] = evening.sound.reception()[key] - before[key]
+        return seen[key]
+
+    wait_until(lambda: since("packetsReceived") > 500, lambda: f"packets; it was {seen}")
+    evening.network.command("loss 0")
+    wait_until(lambda: since("packetsLost") < 5, lambda: f"what was lost; it was {seen}")
+    evening.manager.release()
+
+
 def releasing_a_key_ends_it(evening):
     evening.manager.hold("Main")
     evening.sound.wait_to_hear(MANAGERS_TONE)
@@ -251,6 +269,7 @@ TESTS = [
     a_wrong_code_is_reported_and_asked_for_again,
     two_join_and_each_hears_the_other_and_not_itself,
     voice_is_marked_for_the_networks_fast_lane,
+    lost_packets_are_sent_again,
     releasing_a_key_ends_it,
     a_tap_keeps_the_key_on_until_the_next,
     a_role_that_does_not_listen_to_a_channel_does_not_hear_it,

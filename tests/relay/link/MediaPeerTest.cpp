@@ -38,6 +38,7 @@ struct Call
     std::unique_ptr<SrtpSession> ofPhone;
     MediaPeer::Clock::time_point now = MediaPeer::Clock::now();
     std::uint16_t sequence = 0;
+    DatagramSocket nowhere{{}, true};
 
     void start()
     {
@@ -71,7 +72,7 @@ struct Call
             'x'};
         const std::size_t size = packet.size();
         packet.resize(size + SrtpSession::maxOverhead);
-        peer.takeMedia(from, ofPhone->protectRtp(packet, size), now);
+        peer.takeMedia(from, ofPhone->protectRtp(packet, size), nowhere, now);
     }
 };
 
@@ -157,18 +158,17 @@ void MediaPeerTest::genuineOpusIsHeardAndNothingElse()
     QCOMPARE(call.heard.front().back(), 'x');
     call.phoneSends(wifi, 0); // another type than was agreed on
     Bytes forged(40, 0x80);
-    call.peer.takeMedia(wifi, forged, call.now);
+    call.peer.takeMedia(wifi, forged, call.nowhere, call.now);
     QCOMPARE(call.heard.size(), std::size_t{1});
 }
 
 void MediaPeerTest::withoutConsentThePeerIsLost()
 {
     Call call;
-    DatagramSocket nowhere({}, true);
     call.peer.checked(wifi, check(true), call.now);
-    call.peer.report(nowhere, call.now + MediaPeer::consentTimeout);
+    call.peer.report(call.nowhere, call.now + MediaPeer::consentTimeout);
     QVERIFY(!call.peer.isLost());
-    call.peer.report(nowhere, call.now + MediaPeer::consentTimeout + 1ms);
+    call.peer.report(call.nowhere, call.now + MediaPeer::consentTimeout + 1ms);
     QVERIFY(call.peer.isLost());
 }
 

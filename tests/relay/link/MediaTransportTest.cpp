@@ -9,6 +9,7 @@
 #include <stun/stunagent.h>
 #include <stun/usages/ice.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 
@@ -103,6 +104,7 @@ public:
                 m_dtls.take(datagram.bytes);
                 break;
             case DatagramKind::Media:
+                media.emplace_back(datagram.bytes.begin(), datagram.bytes.end());
                 if (m_srtp && !m_srtp->unprotectRtp(datagram.bytes).empty()) {
                     packets += 1;
                 }
@@ -132,10 +134,25 @@ public:
         send(m_srtp->protectRtp(packet, size));
     }
 
+    /// Asks for a packet again, by its number.
+    void askFor(std::uint8_t first, std::uint8_t second)
+    {
+        Bytes packet = {0x81, 205, 0, 3, 0x22, 0x22, 0x22, 0x22};
+        const auto source = static_cast<std::uint32_t>(std::stoul(valueIn(m_offer, "a=ssrc:")));
+        for (int byte = 3; byte >= 0; --byte) {
+            packet.push_back(static_cast<std::uint8_t>(source >> (8 * byte)));
+        }
+        packet.insert(packet.end(), {first, second, 0, 0});
+        const std::size_t size = packet.size();
+        packet.resize(size + SrtpSession::maxOverhead);
+        send(m_srtp->protectRtcp(packet, size));
+    }
+
     void hangUp() { m_dtls.close(); }
 
     int responses = 0;
     int packets = 0;
+    std::vector<Bytes> media; ///< as it came, encrypted
 
 private:
     void send(std::span<const std::uint8_t> datagram) { m_socket->sendOne(m_desk, datagram); }
@@ -198,6 +215,7 @@ private Q_SLOTS:
     void aPhoneWithAnotherCertificateIsNeitherHeardNorHears();
     void aPhoneThatMovesIsFollowed();
     void aPortWithoutACheckIsNotHeard();
+    void aPacketThatThePhoneLostIsSentAgain();
     void aPhoneThatHangsUpIsLost();
     void aClosedLinkHearsAndSendsNothing();
     void placesAreUsedAgain();
@@ -268,6 +286,21 @@ void MediaTransportTest::aPortWithoutACheckIsNotHeard()
     call.phone.check(); // what came before it has been dealt with once it is answered
     QTRY_COMPARE((call.phone.receive(), call.phone.responses), 2);
     QCOMPARE(call.desk.heard.load(), 0);
+}
+
+void MediaTransportTest::aPacketThatThePhoneLostIsSentAgain()
+{
+    Call call;
+    call.link->send(Bytes{1, 2, 3});
+    QTRY_COMPARE((call.phone.receive(), call.phone.packets), 1);
+    const Bytes lost = call.phone.media.back();
+    const auto times = [&] {
+        call.phone.receive();
+        return std::count(call.phone.media.begin(), call.phone.media.end(), lost);
+    };
+    QCOMPARE(times(), 1);
+    call.phone.askFor(lost[2], lost[3]);
+    QTRY_COMPARE(times(), 2);
 }
 
 void MediaTransportTest::aPhoneThatHangsUpIsLost()

@@ -42,12 +42,37 @@ Bytes rtp(std::uint16_t number)
     return packet;
 }
 
+using Numbers = std::vector<std::uint16_t>;
+
+/// Asks for packets of `source` again: each by its number, and by a bit for each that follows.
+Bytes nack(
+    std::uint32_t source, const std::vector<std::pair<std::uint16_t, std::uint16_t>>& entries)
+{
+    Bytes packet = {0x81, 205, 0, static_cast<std::uint8_t>(2 + entries.size())};
+    const auto append32 = [&packet](std::uint32_t value) {
+        for (int byte = 3; byte >= 0; --byte) {
+            packet.push_back(static_cast<std::uint8_t>(value >> (8 * byte)));
+        }
+    };
+    append32(phoneSource);
+    append32(source);
+    for (const auto& [number, following] : entries) {
+        append32((std::uint32_t{number} << 16U) | following);
+    }
+    return packet;
+}
+
 struct Desk
 {
     RtcpReports reports{deskSource};
     std::array<std::uint8_t, RtcpReports::maxReport> buffer = {};
     Clock::time_point now{1000s};
 
+    Numbers asked(const Bytes& packet)
+    {
+        const auto numbers = reports.take(packet, now);
+        return {numbers.begin(), numbers.end()};
+    }
     std::span<std::uint8_t> report() { return reports.write(buffer, now, wallClock); }
 };
 
@@ -64,6 +89,9 @@ private Q_SLOTS:
     void numbersMayWrapAround();
     void jitterIsInSamples();
     void aSenderReportIsAnsweredWithItsTime();
+    void thePacketsThatAreAskedForAreRead();
+    void askingForAnothersPacketsDoesNothing();
+    void onlySoManyAreAskedForAtOnce();
     void anyBytesAreSafe();
 };
 
@@ -151,11 +179,38 @@ void RtcpReportsTest::aSenderReportIsAnsweredWithItsTime()
     for (std::uint8_t byte = 8; byte < 16; ++byte) {
         report[byte] = byte;
     }
-    desk.reports.take(report, desk.now);
+    (void)desk.reports.take(report, desk.now);
     desk.now += 500ms;
     const auto ours = desk.report();
     QCOMPARE(read32(ours, 24), 0x0A0B0C0DU);
     QCOMPARE(read32(ours, 28), 32768U);
+}
+
+void RtcpReportsTest::thePacketsThatAreAskedForAreRead()
+{
+    Desk desk;
+    // Behind a receiver report, as a browser sends it.
+    Bytes packet = {0x80, 201, 0, 1, 0x22, 0x22, 0x22, 0x22};
+    const Bytes request = nack(deskSource, {{100, 0b101}, {65535, 0b1}});
+    packet.insert(packet.end(), request.begin(), request.end());
+    QCOMPARE(desk.asked(packet), (Numbers{100, 101, 103, 65535, 0}));
+    QCOMPARE(desk.asked({0x80, 201, 0, 1, 0x22, 0x22, 0x22, 0x22}), Numbers{});
+}
+
+void RtcpReportsTest::askingForAnothersPacketsDoesNothing()
+{
+    Desk desk;
+    QCOMPARE(desk.asked(nack(phoneSource, {{100, 0}})), Numbers{});
+    Bytes otherFeedback = nack(deskSource, {{100, 0}});
+    otherFeedback[0] = 0x8F; // transport-wide congestion control
+    QCOMPARE(desk.asked(otherFeedback), Numbers{});
+}
+
+void RtcpReportsTest::onlySoManyAreAskedForAtOnce()
+{
+    Desk desk;
+    const Bytes many = nack(deskSource, {{100, 0xFFFF}, {200, 0xFFFF}, {300, 0xFFFF}});
+    QCOMPARE(desk.asked(many).size(), RtcpReports::maxRequested);
 }
 
 void RtcpReportsTest::anyBytesAreSafe()
@@ -164,14 +219,14 @@ void RtcpReportsTest::anyBytesAreSafe()
     for (std::size_t size = 0; size < 200; ++size) {
         for (const int fill : {0x00, 0x80, 0xC8, 0xFF}) {
             Bytes bytes(size, static_cast<std::uint8_t>(fill));
-            desk.reports.take(bytes, desk.now);
+            (void)desk.reports.take(bytes, desk.now);
             desk.reports.received(bytes, desk.now);
             if (size > 4) {
                 bytes[0] = 0x80;
                 bytes[1] = 200;
                 bytes[2] = 0;
                 bytes[3] = static_cast<std::uint8_t>(size / 4);
-                desk.reports.take(bytes, desk.now);
+                (void)desk.reports.take(bytes, desk.now);
             }
         }
     }

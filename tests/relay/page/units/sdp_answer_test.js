@@ -1,4 +1,4 @@
-import { readSdpAnswer } from '/call.js';
+import { askForLostPackets, readSdpAnswer } from '/call.js';
 import { equal, test } from './testing.js';
 
 const pairs = '3F:07:'.repeat(16).slice(0, -1);
@@ -127,6 +127,19 @@ test('Safari’s answer is read', () => {
         direction: 'sendrecv',
         sources: [2718281828],
     });
+});
+
+test('lost packets of Opus are asked for again', () => {
+    const answer = lines('m=audio 9 UDP/TLS/RTP/SAVPF 111 63', 'a=rtpmap:111 opus/48000/2', 'a=rtpmap:63 red/48000/2');
+    const asking = lines(
+        'm=audio 9 UDP/TLS/RTP/SAVPF 111 63',
+        'a=rtpmap:111 opus/48000/2',
+        'a=rtcp-fb:111 nack',
+        'a=rtpmap:63 red/48000/2',
+    );
+    equal(askForLostPackets(answer), asking);
+    equal(askForLostPackets(asking), asking);
+    equal(askForLostPackets(lines('m=audio 9 UDP/TLS/RTP/SAVPF 0')), lines('m=audio 9 UDP/TLS/RTP/SAVPF 0'));
 });
 
 test('lines may end with only a line feed', () => {
