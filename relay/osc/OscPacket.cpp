@@ -51,7 +51,7 @@ collect(QByteArrayView element, int depth, std::vector<QByteArrayView>& messages
         if (length == 0 || length % 4 != 0 || length > rest.size()) {
             return OscError{Code::WrongBundleLength};
         }
-        if (const auto error = collect(rest.first(length), depth + 1, messages)) {
+        if (auto error = collect(rest.first(length), depth + 1, messages)) {
             return error;
         }
         rest = rest.sliced(length);

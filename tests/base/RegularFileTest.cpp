@@ -10,7 +10,7 @@ using namespace wingbell;
 
 namespace {
 
-constexpr qsizetype maxSize = 1024 * 1024;
+constexpr qsizetype maxSize = qsizetype{1024} * 1024;
 
 void write(const QString& path, const QByteArray& bytes)
 {
