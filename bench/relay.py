@@ -24,7 +24,7 @@ BURSTS = int(os.environ.get("WINGBELL_BURSTS", "40"))
 SETTLING = 20  # bursts, during which a browser adapts its jitter buffer
 ANNOUNCEMENTS = int(os.environ.get("WINGBELL_ANNOUNCEMENTS", "10"))
 # People / those of them who talk.
-CROWDS = [tuple(map(int, crowd.split("/"))) for crowd in os.environ.get("WINGBELL_CROWDS", "8/8 64/8 64/64 250/8").split()]
+CROWDS = [tuple(map(int, crowd.split("/"))) for crowd in os.environ.get("WINGBELL_CROWDS", "8/8 64/8 64/64").split()]
 
 # Measured before the server was written, with a prototype on 2 processors.
 EARLIER_LATENCY = {(20, 0): "69-71", (10, 0): "54-56", (20, 2): "76-105"}
