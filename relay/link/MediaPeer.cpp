@@ -1,5 +1,7 @@
 #include "relay/link/MediaPeer.h"
 
+#include "relay/audio/RtpPacket.h"
+
 #include <QRandomGenerator>
 
 #include <algorithm>
@@ -88,6 +90,10 @@ void MediaPeer::takeMedia(
     m_reports.received(plain, now);
     if (isOpus(plain)) {
         m_receiver(plain);
+        if (const auto read = readRtpPacket(plain)) {
+            m_missing.received(read->ssrc, read->sequence);
+            askForMissing(socket, now);
+        }
     }
 }
 
@@ -129,6 +135,7 @@ void MediaPeer::sendWaiting(DatagramSocket& socket, Clock::time_point now)
         }
         m_outbox.removeFirst();
     }
+    askForMissing(socket, now);
 }
 
 void MediaPeer::report(DatagramSocket& socket, Clock::time_point now)
@@ -139,10 +146,27 @@ void MediaPeer::report(DatagramSocket& socket, Clock::time_point now)
     if (!m_srtp || !m_selected || m_isLost) {
         return;
     }
-    const auto space = socket.space();
     const auto plain = m_reports.write(
-        space.first<RtcpReports::maxReport>(), now, std::chrono::system_clock::now());
-    const auto protectedPacket = m_srtp->protectRtcp(space, plain.size());
+        socket.space().first<RtcpReports::maxReport>(), now, std::chrono::system_clock::now());
+    sendControl(socket, plain.size());
+}
+
+void MediaPeer::askForMissing(DatagramSocket& socket, Clock::time_point now)
+{
+    if (!m_srtp || !m_selected || m_isLost) {
+        return;
+    }
+    const std::span<const std::uint16_t> numbers = m_missing.due(now);
+    if (!numbers.empty()) {
+        const auto plain = m_reports.writeNack(socket.space(), m_missing.source(), numbers);
+        sendControl(socket, plain.size());
+    }
+}
+
+/// What stands in the socket's space.
+void MediaPeer::sendControl(DatagramSocket& socket, std::size_t size)
+{
+    const auto protectedPacket = m_srtp->protectRtcp(socket.space(), size);
     if (!protectedPacket.empty()) {
         socket.queue(*m_selected, protectedPacket.size());
     }

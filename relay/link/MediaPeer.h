@@ -4,6 +4,7 @@
 #include "relay/link/ConnectivityChecks.h"
 #include "relay/link/DatagramSocket.h"
 #include "relay/link/MediaLink.h"
+#include "relay/link/MissingPackets.h"
 #include "relay/link/RtcpReports.h"
 #include "relay/link/RtpHistory.h"
 #include "relay/link/RtpStream.h"
@@ -71,13 +72,13 @@ public:
     [[nodiscard]] const std::optional<DatagramPath>& selectedPath() const { return m_selected; }
     [[nodiscard]] Clock::time_point lastHeard() const { return m_lastHeard; }
 
-    /// Takes RTP or RTCP, still encrypted. Gives Opus that is genuine to the receiver, and sends
-    /// again what the peer asks for.
+    /// Takes RTP or RTCP, still encrypted. Gives Opus that is genuine to the receiver, asks for
+    /// what is missing, and sends again what the peer asks for.
     void takeMedia(
         const DatagramPath& path, std::span<std::uint8_t> packet, DatagramSocket& socket,
         Clock::time_point now);
 
-    /// Sends what the mixer has put.
+    /// Sends what the mixer has put, and asks again for what is still missing.
     void sendWaiting(DatagramSocket& socket, Clock::time_point now);
 
     /// Sends an RTCP report, and looks whether the peer is lost. To be called about once a second.
@@ -85,6 +86,8 @@ public:
 
 private:
     void select(const DatagramPath& path, Clock::time_point now);
+    void askForMissing(DatagramSocket& socket, Clock::time_point now);
+    void sendControl(DatagramSocket& socket, std::size_t size);
     void sendAgain(std::uint16_t sequence, DatagramSocket& socket, Clock::time_point now);
 
     IceCredentials m_ice;
@@ -94,6 +97,7 @@ private:
     RtpStream m_stream;
     RtpHistory m_history;
     RtcpReports m_reports;
+    MissingPackets m_missing;
     std::unique_ptr<SrtpSession> m_srtp;
     std::array<DatagramPath, maxPaths> m_paths = {};
     std::size_t m_pathCount = 0;

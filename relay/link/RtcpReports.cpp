@@ -195,6 +195,40 @@ std::span<std::uint8_t> RtcpReports::write(
     return buffer.first(size + descriptionSize);
 }
 
+std::span<std::uint8_t> RtcpReports::writeNack(
+    std::span<std::uint8_t> buffer, std::uint32_t source,
+    std::span<const std::uint16_t> numbers) const
+{
+    constexpr std::size_t reportSize = 8;
+    constexpr std::size_t requestSize = 12;
+    std::uint8_t* const report = buffer.data();
+    report[0] = version;
+    report[1] = receiverReport;
+    write16(report + 2, reportSize / 4 - 1);
+    write32(report + 4, m_ownSource);
+    std::uint8_t* const request = report + reportSize;
+    std::size_t size = requestSize;
+    for (std::size_t place = 0; place < numbers.size(); size += 4) {
+        const std::uint16_t first = numbers[place++];
+        std::uint32_t following = 0;
+        for (; place < numbers.size(); ++place) {
+            const auto after = static_cast<std::uint16_t>(numbers[place] - first);
+            if (after > 16) {
+                break;
+            }
+            following |= 1U << (after - 1U);
+        }
+        write16(request + size, first);
+        write16(request + size + 2, following);
+    }
+    request[0] = version | genericNack;
+    request[1] = transportFeedback;
+    write16(request + 2, static_cast<std::uint32_t>(size / 4 - 1));
+    write32(request + 4, m_ownSource);
+    write32(request + 8, source);
+    return buffer.first(reportSize + size);
+}
+
 /// After RFC 3550, appendix A.3: loss since the last report and in all, jitter, and what the peer
 /// needs to tell the round trip.
 void RtcpReports::writeBlock(std::uint8_t* block, Clock::time_point now)

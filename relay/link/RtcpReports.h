@@ -42,6 +42,13 @@ public:
         std::span<std::uint8_t, maxReport> buffer, Clock::time_point now,
         std::chrono::system_clock::time_point wallClock);
 
+    /// Writes a compound packet that asks for packets of the peer's stream `source` again (NACK): a
+    /// receiver report without blocks and the request. `numbers`: at least one, the oldest first.
+    /// Returns the part of `buffer` that it fills, at most 20 bytes and 4 for each number.
+    [[nodiscard]] std::span<std::uint8_t> writeNack(
+        std::span<std::uint8_t> buffer, std::uint32_t source,
+        std::span<const std::uint16_t> numbers) const;
+
 private:
     /// What is known of the peer's stream.
     struct Reception

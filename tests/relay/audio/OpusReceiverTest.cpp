@@ -88,6 +88,8 @@ private Q_SLOTS:
     void aCleanNetworkHasTheLeastLatency();
     void lossesStayIntelligible_data();
     void lossesStayIntelligible();
+    void packetsThatAreSentAgainAreWaitedFor_data();
+    void packetsThatAreSentAgainAreWaitedFor();
     void aSingleLossIsHeardFromTheNextPacket();
     void whatIsMadeUpFadesToSilence();
     void afterSilenceSpeechComesBackWithoutAClick();
@@ -193,6 +195,48 @@ void OpusReceiverTest::lossesStayIntelligible()
     QVERIFY(
         receiver.depth() <= static_cast<std::size_t>(targetDelay) + DelayController::smallExcess);
     QCOMPARE(receiver.window(), DelayController::minWindow);
+}
+
+void OpusReceiverTest::packetsThatAreSentAgainAreWaitedFor_data()
+{
+    QTest::addColumn<double>("loss");
+    QTest::addColumn<double>("maxLater"); // in seconds, than without loss
+    QTest::newRow("a tenth") << 0.1 << 0.05;
+    QTest::newRow("three of ten") << 0.3 << 0.08;
+}
+
+void OpusReceiverTest::packetsThatAreSentAgainAreWaitedFor()
+{
+    QFETCH(const double, loss);
+    QFETCH(const double, maxLater);
+    // The receiver asks when the next packet has come, and then every 15 ms; both the question and
+    // the answer may be lost, and take 5 ms together.
+    constexpr double again = sampleRate * 0.025;
+    constexpr double repeat = sampleRate * 0.015;
+    const auto delay = [loss, random = std::mt19937(7)](std::size_t) mutable {
+        const auto isLost = [&] {
+            return std::uniform_real_distribution(0.0, 1.0)(random) < loss;
+        };
+        double late = 100;
+        for (int attempt = 0; isLost(); ++attempt) {
+            if (attempt == 3) {
+                return std::optional<double>();
+            }
+            late += (attempt == 0 ? again : repeat) + (isLost() ? repeat : 0);
+        }
+        return std::optional(late);
+    };
+    OpusReceiver receiver;
+    TalkingClient talker(marks(), cycle);
+    SimulatedLine line(talker, receiver, delay);
+    line.listen(10);
+    const std::uint64_t before = receiver.concealed();
+    line.listen(60);
+    const double share = static_cast<double>(receiver.concealed() - before) / (60.0 * sampleRate);
+    QVERIFY2(share < 0.01, qPrintable(QString::number(share)));
+    const std::vector<double> latencies = latenciesOfMarks(line.heard());
+    const double latest = *std::max_element(latencies.end() - 50, latencies.end());
+    QVERIFY2(latest < leastLatency + sampleRate * maxLater, qPrintable(QString::number(latest)));
 }
 
 void OpusReceiverTest::aSingleLossIsHeardFromTheNextPacket()

@@ -92,6 +92,7 @@ private Q_SLOTS:
     void thePacketsThatAreAskedForAreRead();
     void askingForAnothersPacketsDoesNothing();
     void onlySoManyAreAskedForAtOnce();
+    void whatIsMissingIsAskedFor();
     void anyBytesAreSafe();
 };
 
@@ -211,6 +212,18 @@ void RtcpReportsTest::onlySoManyAreAskedForAtOnce()
     Desk desk;
     const Bytes many = nack(deskSource, {{100, 0xFFFF}, {200, 0xFFFF}, {300, 0xFFFF}});
     QCOMPARE(desk.asked(many).size(), RtcpReports::maxRequested);
+}
+
+void RtcpReportsTest::whatIsMissingIsAskedFor()
+{
+    Desk desk;
+    const Numbers missing{65530, 65531, 10, 27};
+    const auto written = desk.reports.writeNack(desk.buffer, phoneSource, missing);
+    QCOMPARE(written.size(), std::size_t{20 + 2 * 4});
+    // As the phone reads it.
+    RtcpReports phone{phoneSource};
+    const auto read = phone.take(written, desk.now);
+    QCOMPARE(Numbers(read.begin(), read.end()), missing);
 }
 
 void RtcpReportsTest::anyBytesAreSafe()

@@ -14,6 +14,7 @@ class RtpHistoryTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void init() { m_history = {}; }
     void aKeptPacketIsSentAgainAsItWas();
     void onlyTheLastPacketsAreKept();
     void aPacketIsNotSentAgainTooSoonOrTooOften();
