@@ -23,11 +23,6 @@ constexpr std::size_t maxUnderrun = sampleRate;
 /// Two late packets within this many slots are not late by chance.
 constexpr std::size_t latePacketWindow = 100;
 
-/// Above the first share of losses the stream counts as lossy, until it falls to the second.
-constexpr float lossy = 0.05F;
-constexpr float notLossy = 0.02F;
-constexpr float slotsRemembered = 256;
-
 /// How many samples a payload holds; 0 for an empty one, which only keeps a connection open.
 /// Returns nullopt if it is not Opus.
 std::optional<std::uint32_t> samplesOf(std::span<const std::uint8_t> payload)
@@ -103,6 +98,20 @@ bool JitterBuffer::insert(const RtpPacket& packet)
     return true;
 }
 
+void JitterBuffer::insertCopy(const RtpPacket& packet)
+{
+    const std::optional<std::uint32_t> samples = samplesOf(packet.payload);
+    const int distance = ahead(packet.sequence, m_expected);
+    if (!samples || !m_hasBegun || packet.ssrc != m_ssrc || distance < -far || distance >= far) {
+        return;
+    }
+    if (distance >= 0) {
+        place(packet, *samples);
+    } else {
+        noteLatePacket(distance);
+    }
+}
+
 void JitterBuffer::place(const RtpPacket& packet, std::uint32_t samples)
 {
     Slot& slot = slotOf(packet.sequence);
@@ -147,8 +156,7 @@ void JitterBuffer::begin(const RtpPacket& packet)
     m_expected = packet.sequence;
     m_underrun = 0;
     m_skipped = 0;
-    m_lossShare = 0;
-    m_isLossy = false;
+    m_loss.reset();
     m_slotsSinceLate = latePacketWindow;
     m_waitsAtNextGap = false;
 }
@@ -171,8 +179,7 @@ void JitterBuffer::endSlot(bool wasFilled)
     ++m_expected;
     ++m_slotsSinceLate;
     m_skipped = m_skipped << 1U | (wasFilled ? 0U : 1U);
-    m_lossShare += ((wasFilled ? 0.0F : 1.0F) - m_lossShare) / slotsRemembered;
-    m_isLossy = m_lossShare > (m_isLossy ? notLossy : lossy);
+    m_loss.count(!wasFilled);
 }
 
 bool JitterBuffer::continuesCandidate(const RtpPacket& packet) const
@@ -201,7 +208,7 @@ void JitterBuffer::skip(std::size_t packets)
 void JitterBuffer::skipWhatWasConcealed()
 {
     // Half a packet's time decides, because an underrun need not last whole packets.
-    const std::size_t recoverable = m_isLossy ? 1 : 0;
+    const std::size_t recoverable = m_loss.isHigh() ? 1 : 0;
     for (std::size_t missing = packetsMissing();
          missing > recoverable && m_underrun >= std::max<std::size_t>(m_packetSamples / 2, 1);
          --missing) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "relay/audio/LossShare.h"
 #include "relay/audio/RtpPacket.h"
 
 #include <array>
@@ -48,6 +49,10 @@ public:
     /// is not Opus.
     bool insert(const RtpPacket& packet);
 
+    /// Keeps the copy of a packet that came with a later one (RED). It never starts a stream:
+    /// insert that later one first.
+    void insertCopy(const RtpPacket& packet);
+
     /// Moves on by one step. An underrun is concealed for `underrunSamples`.
     [[nodiscard]] Step next(std::size_t underrunSamples);
 
@@ -57,7 +62,7 @@ public:
 
     /// How much of the depth to keep, in samples: one packet while many are lost, so that the next
     /// one's error correction can be used; otherwise nothing.
-    [[nodiscard]] std::size_t targetDelay() const { return m_isLossy ? m_packetSamples : 0; }
+    [[nodiscard]] std::size_t targetDelay() const { return m_loss.isHigh() ? m_packetSamples : 0; }
 
     /// Packets that were not there in their playout slot.
     [[nodiscard]] std::uint64_t lost() const { return m_lost; }
@@ -110,8 +115,7 @@ private:
     std::size_t m_packetSamples; ///< of the latest packet; a lost one is taken to be as long
     std::size_t m_underrun = 0;  ///< samples concealed since the last packet that was there
     std::uint64_t m_skipped = 0; ///< one bit for each of the last slots, the latest one's lowest
-    float m_lossShare = 0;       ///< of the last few hundred slots
-    bool m_isLossy = false;
+    LossShare m_loss;            ///< of slots
     std::size_t m_slotsSinceLate;
     bool m_waitsAtNextGap = false;
     std::optional<Candidate> m_candidate;

@@ -1,6 +1,7 @@
 #include "relay/audio/OpusReceiver.h"
 
 #include "relay/audio/Dsp.h"
+#include "relay/audio/RedPayload.h"
 
 #include <opus.h>
 
@@ -67,6 +68,18 @@ OpusReceiver::OpusReceiver()
     , m_samples(m_memory.get(), maxSamples)
     , m_concealedRun(silentFrom)
 {
+}
+
+bool OpusReceiver::insert(const RtpPacket& packet)
+{
+    OpusPackets packets;
+    if (!readOpusPackets(packet, packets) || !m_buffer.insert(packets.newest)) {
+        return false;
+    }
+    for (const RtpPacket& copy : packets.older()) {
+        m_buffer.insertCopy(copy);
+    }
+    return true;
 }
 
 void OpusReceiver::play(std::span<float> out)

@@ -23,8 +23,8 @@ public:
     /// Throws std::bad_alloc if there is no memory for a decoder.
     OpusReceiver();
 
-    /// See JitterBuffer::insert().
-    bool insert(const RtpPacket& packet) { return m_buffer.insert(packet); }
+    /// Takes Opus, or RED of Opus. Returns false if it is neither.
+    bool insert(const RtpPacket& packet);
 
     /// Fills `out`, at most `maxCycleSamples`, with what comes next.
     void play(std::span<float> out);

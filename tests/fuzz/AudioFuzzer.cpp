@@ -1,6 +1,7 @@
 #include "relay/audio/AudioIo.h"
 #include "relay/audio/JitterBuffer.h"
 #include "relay/audio/OpusReceiver.h"
+#include "relay/audio/RedPayload.h"
 #include "relay/audio/RtpPacket.h"
 #include "tests/fuzz/Check.h"
 
@@ -53,7 +54,14 @@ public:
                 (packet->payload.data() >= bytes.data() &&
                  packet->payload.data() + packet->payload.size() <= bytes.data() + bytes.size()),
             "a payload lies within its packet");
-        check(m_buffer.insert(*packet) == m_receiver.insert(*packet), "both take the same packets");
+        OpusPackets packets;
+        const bool isOpus = readOpusPackets(*packet, packets);
+        check(
+            (isOpus && m_buffer.insert(packets.newest)) == m_receiver.insert(*packet),
+            "both take the same packets");
+        for (const RtpPacket& copy : packets.older()) {
+            m_buffer.insertCopy(copy);
+        }
         check(
             m_buffer.depth() <= JitterBuffer::maxPackets * maxPacketSamples,
             "no more is kept than there is room for");

@@ -33,6 +33,16 @@ bool insert(
     return buffer.insert(packet);
 }
 
+void insertCopy(JitterBuffer& buffer, int sequence, std::uint8_t mark, std::uint32_t ssrc = 1)
+{
+    const std::vector<std::uint8_t> payload{of20ms, mark};
+    RtpPacket packet;
+    packet.sequence = static_cast<std::uint16_t>(sequence);
+    packet.ssrc = ssrc;
+    packet.payload = payload;
+    buffer.insertCopy(packet);
+}
+
 bool insertPayload(JitterBuffer& buffer, int sequence, const std::vector<std::uint8_t>& payload)
 {
     RtpPacket packet;
@@ -93,6 +103,9 @@ private Q_SLOTS:
     void thatTheSameCameAgainIsNotLate();
     void whenPacketsComeLateAgainTheNextGapIsWaitedFor();
     void whereManyAreLostTheTargetDelayIsOnePacket();
+    void aCopyStandsForALostPacket();
+    void aCopyThatComesTooLateIsLate();
+    void copiesStartNoStream();
     void aPauseIsNoUnderrun();
     void depthCountsLostPacketsToo();
     void depthGoesBySamples();
@@ -304,6 +317,46 @@ void JitterBufferTest::whereManyAreLostTheTargetDelayIsOnePacket()
         QCOMPARE(next(buffer), QByteArray("D1"));
     }
     QCOMPARE(buffer.targetDelay(), std::size_t{0});
+}
+
+void JitterBufferTest::aCopyStandsForALostPacket()
+{
+    JitterBuffer buffer;
+    insert(buffer, 10, 10);
+    insert(buffer, 12, 12);
+    insertCopy(buffer, 11, 11);
+    insertCopy(buffer, 12, 99);
+    QCOMPARE(steps(buffer, 4), QByteArray("D10 D11 D12 U"));
+    QCOMPARE(buffer.lost(), std::uint64_t{0});
+}
+
+void JitterBufferTest::aCopyThatComesTooLateIsLate()
+{
+    JitterBuffer buffer;
+    insert(buffer, 10, 10);
+    insert(buffer, 12, 12);
+    QCOMPARE(steps(buffer, 3), QByteArray("D10 R12 D12"));
+    insert(buffer, 13, 13);
+    insertCopy(buffer, 12, 12);
+    insertCopy(buffer, 11, 11);
+    QCOMPARE(steps(buffer, 1), QByteArray("D13"));
+    QCOMPARE(buffer.late(), std::uint64_t{1});
+}
+
+void JitterBufferTest::copiesStartNoStream()
+{
+    JitterBuffer buffer;
+    insertCopy(buffer, 9, 9);
+    QCOMPARE(steps(buffer, 1), QByteArray("U"));
+    insert(buffer, 10, 10);
+    insertCopy(buffer, 9, 9);
+    QCOMPARE(steps(buffer, 1), QByteArray("D10"));
+    // Another stream begins after two of its packets, whatever copies come with them.
+    insert(buffer, 500, 1, of20ms, 2);
+    insertCopy(buffer, 499, 2, 2);
+    insert(buffer, 501, 3, of20ms, 2);
+    insertCopy(buffer, 500, 1, 2);
+    QCOMPARE(steps(buffer, 2), QByteArray("D3 U"));
 }
 
 void JitterBufferTest::aPauseIsNoUnderrun()

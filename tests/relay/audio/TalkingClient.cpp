@@ -48,7 +48,14 @@ std::vector<std::uint8_t> TalkingClient::next()
         throw std::runtime_error(opus_strerror(size));
     }
     payload.resize(static_cast<std::size_t>(size));
-    return rtpPacket(m_sequence++, payload, m_ssrc, static_cast<std::uint32_t>(m_sample));
+    const auto end = static_cast<std::uint32_t>(m_sample);
+    if (m_copies == 0) {
+        return rtpPacket(m_sequence++, payload, m_ssrc, end);
+    }
+    std::vector<std::uint8_t> red(payload.size() + RedWriter::maxOverhead);
+    red.resize(m_red.write(payload, m_copies, red));
+    m_red.keep(payload, static_cast<std::uint32_t>(m_samplesPerPacket));
+    return rtpPacket(m_sequence++, red, m_ssrc, end, redPayloadType);
 }
 
 TalkingClient::Sound tone(double hertz, double level)
@@ -75,9 +82,9 @@ TalkingClient::Sound syllables()
 
 std::vector<std::uint8_t> rtpPacket(
     std::uint16_t sequence, const std::vector<std::uint8_t>& payload, std::uint32_t ssrc,
-    std::uint32_t timestamp)
+    std::uint32_t timestamp, std::uint8_t payloadType)
 {
-    std::vector<std::uint8_t> packet{0x80, 111};
+    std::vector<std::uint8_t> packet{0x80, payloadType};
     const auto append = [&packet](std::uint32_t value, unsigned bytes) {
         for (unsigned byte = bytes; byte > 0; --byte) {
             packet.push_back(static_cast<std::uint8_t>(value >> (8 * (byte - 1))));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "relay/audio/AudioIo.h"
+#include "relay/audio/RedPayload.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -27,6 +28,9 @@ public:
     /// The next packet.
     [[nodiscard]] std::vector<std::uint8_t> next();
 
+    /// Sends RED from now on, with as many copies of the packets before in each.
+    void sendCopies(std::size_t copies) { m_copies = copies; }
+
     [[nodiscard]] std::size_t samplesPerPacket() const { return m_samplesPerPacket; }
 
 private:
@@ -40,6 +44,8 @@ private:
     std::uint32_t m_ssrc;
     std::uint16_t m_sequence;
     std::size_t m_sample = 0;
+    std::size_t m_copies = 0;
+    RedWriter m_red;
     std::unique_ptr<OpusEncoder, DestroyEncoder> m_encoder;
 };
 
@@ -52,6 +58,6 @@ private:
 /// The whole RTP packet around `payload`.
 [[nodiscard]] std::vector<std::uint8_t> rtpPacket(
     std::uint16_t sequence, const std::vector<std::uint8_t>& payload, std::uint32_t ssrc = 1,
-    std::uint32_t timestamp = 0);
+    std::uint32_t timestamp = 0, std::uint8_t payloadType = opusPayloadType);
 
 } // namespace wingbell
