@@ -91,6 +91,8 @@ public:
         return value != nullptr && value->get<bool>();
     }
 
+    bool optionalFlag(const char* name) { return has(name) && flag(name); }
+
     quint64 stateNumber(const char* name)
     {
         const Json* value = member(name, &Json::is_number);
@@ -239,7 +241,8 @@ Result<AnswerRequest, RequestBodyError> readAnswerRequest(QByteArrayView body)
     auto request = reader.result(AnswerRequest{
         reader.word("session"),
         {reader.text("iceUfrag"), reader.text("icePwd"), reader.text("fingerprint"),
-         reader.text("setup"), reader.text("direction"), reader.sources("sources")}});
+         reader.text("setup"), reader.text("direction"), reader.sources("sources"),
+         reader.optionalFlag("red")}});
     if (request && !request->answer.isValid()) {
         return failure(RequestBodyError::BadAnswer);
     }

@@ -17,6 +17,7 @@ struct SdpAnswer
     QByteArray setup;       ///< "active" or "passive"
     QByteArray direction; ///< "sendrecv", "sendonly", "recvonly" or "inactive", as the page sees it
     std::vector<quint32> sources; ///< the SSRCs it sends from: at least one if it sends
+    bool red = false;             ///< whether it takes redundant audio (RFC 2198)
 
     /// Whether each word is as said above. What a page sent must be valid before it is used.
     [[nodiscard]] bool isValid() const;

@@ -18,7 +18,8 @@ struct MediaAnswer
     QByteArray fingerprint; ///< of its DTLS certificate by sha-256: 32 pairs
     bool isActive = true;   ///< it begins the handshake (setup:active)
     std::vector<std::uint32_t>
-        sources; ///< the SSRCs it sends from; at most SrtpSession::maxPeerSources
+        sources;           ///< the SSRCs it sends from; at most SrtpSession::maxPeerSources
+    bool takesRed = false; ///< besides Opus
 };
 
 /// The media connection to one crew member. Main thread only, except for send().

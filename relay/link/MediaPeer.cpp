@@ -16,11 +16,8 @@ bool isRtcp(std::span<const std::uint8_t> packet)
     return packet.size() > 1 && packet[1] >= 192 && packet[1] <= 223;
 }
 
-/// Only what was agreed on goes further.
-bool isOpus(std::span<const std::uint8_t> packet)
-{
-    return packet.size() > RtpStream::headerSize && (packet[1] & 0x7FU) == RtpStream::payloadType;
-}
+/// Above this share of losses two copies are sent.
+constexpr float manyLost = 0.15F;
 
 } // namespace
 
@@ -88,13 +85,21 @@ void MediaPeer::takeMedia(
         return;
     }
     m_reports.received(plain, now);
-    if (isOpus(plain)) {
-        m_receiver(plain);
-        if (const auto read = readRtpPacket(plain)) {
-            m_missing.received(read->ssrc, read->sequence);
-            askForMissing(socket, now);
-        }
+    takeRtp(plain, socket, now);
+}
+
+/// Only what was agreed on goes further.
+void MediaPeer::takeRtp(
+    std::span<const std::uint8_t> plain, DatagramSocket& socket, Clock::time_point now)
+{
+    const auto packet = readRtpPacket(plain);
+    OpusPackets packets;
+    if (!packet || !readOpusPackets(*packet, packets)) {
+        return;
     }
+    m_receiver(plain);
+    m_missing.received(*packet, packets.copyCount, now);
+    askForMissing(socket, now);
 }
 
 void MediaPeer::select(const DatagramPath& path, Clock::time_point now)
@@ -117,25 +122,50 @@ void MediaPeer::sendAgain(std::uint16_t sequence, DatagramSocket& socket, Clock:
 void MediaPeer::sendWaiting(DatagramSocket& socket, Clock::time_point now)
 {
     for (auto packet = m_outbox.first(); !packet.empty(); packet = m_outbox.first()) {
-        const bool isSent = m_srtp && m_selected && !m_isLost;
-        constexpr std::size_t maxPayload =
-            DatagramSocket::maxDatagram - RtpStream::headerSize - SrtpSession::maxOverhead;
-        if (isSent && packet.size() <= maxPayload) {
-            const auto samples = static_cast<std::uint32_t>(m_samplesPerCycle);
-            const RtpStream::Header header = m_stream.next(samples);
-            const auto space = socket.space();
-            const auto payload = std::copy(header.begin(), header.end(), space.begin());
-            std::copy(packet.begin(), packet.end(), payload);
-            m_reports.sent(m_stream.timestamp() - samples, packet.size(), now);
-            const auto protectedPacket = m_srtp->protectRtp(space, header.size() + packet.size());
-            if (!protectedPacket.empty()) {
-                m_history.keep(RtpStream::sequenceOf(header), protectedPacket);
-                socket.queue(*m_selected, protectedPacket.size());
-            }
+        if (maySend()) {
+            send(packet, socket, now);
         }
         m_outbox.removeFirst();
     }
     askForMissing(socket, now);
+}
+
+void MediaPeer::send(
+    std::span<const std::uint8_t> opus, DatagramSocket& socket, Clock::time_point now)
+{
+    constexpr std::size_t maxPayload =
+        DatagramSocket::maxDatagram - RtpStream::headerSize - SrtpSession::maxOverhead;
+    if (opus.size() + RedWriter::maxOverhead > maxPayload) {
+        return; // not a packet of voice
+    }
+    const std::size_t copies = copiesToSend();
+    const auto samples = static_cast<std::uint32_t>(m_samplesPerCycle);
+    const RtpStream::Header header =
+        m_stream.next(copies > 0 ? redPayloadType : opusPayloadType, samples);
+    const auto space = socket.space();
+    std::copy(header.begin(), header.end(), space.begin());
+    const auto payload = space.subspan(header.size());
+    std::size_t size = opus.size();
+    if (copies > 0) {
+        size = m_red.write(opus, copies, payload);
+    } else {
+        std::copy(opus.begin(), opus.end(), payload.begin());
+    }
+    m_red.keep(opus, samples);
+    m_reports.sent(m_stream.timestamp() - samples, size, now);
+    const auto protectedPacket = m_srtp->protectRtp(space, header.size() + size);
+    if (!protectedPacket.empty()) {
+        m_history.keep(RtpStream::sequenceOf(header), protectedPacket);
+        socket.queue(*m_selected, protectedPacket.size());
+    }
+}
+
+std::size_t MediaPeer::copiesToSend() const
+{
+    if (!m_takesRed || !m_history.loss().isHigh()) {
+        return 0;
+    }
+    return m_history.loss().value() > manyLost ? RedWriter::maxCopies : 1;
 }
 
 void MediaPeer::report(DatagramSocket& socket, Clock::time_point now)
@@ -143,7 +173,7 @@ void MediaPeer::report(DatagramSocket& socket, Clock::time_point now)
     if (now - m_lastHeard > consentTimeout) {
         m_isLost = true;
     }
-    if (!m_srtp || !m_selected || m_isLost) {
+    if (!maySend()) {
         return;
     }
     const auto plain = m_reports.write(
@@ -153,7 +183,7 @@ void MediaPeer::report(DatagramSocket& socket, Clock::time_point now)
 
 void MediaPeer::askForMissing(DatagramSocket& socket, Clock::time_point now)
 {
-    if (!m_srtp || !m_selected || m_isLost) {
+    if (!maySend()) {
         return;
     }
     const std::span<const std::uint16_t> numbers = m_missing.due(now);

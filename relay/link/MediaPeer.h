@@ -1,6 +1,7 @@
 #pragma once
 
 #include "relay/audio/PacketRing.h"
+#include "relay/audio/RedPayload.h"
 #include "relay/link/ConnectivityChecks.h"
 #include "relay/link/DatagramSocket.h"
 #include "relay/link/MediaLink.h"
@@ -49,12 +50,14 @@ public:
     /// Whether the peer was not heard for too long. Any thread.
     [[nodiscard]] bool isLost() const { return m_isLost; }
 
-    /// From now on media is sent, and received by `receiver`. Leaves in both what was there before,
-    /// so that it is destroyed elsewhere. Network thread, as are all that follow.
-    void start(std::unique_ptr<SrtpSession>& srtp, RtpReceiver& receiver)
+    /// From now on media is sent, as RED while many packets are lost if the peer takes it, and
+    /// received by `receiver`. Leaves in `srtp` and `receiver` what was there before, so that it is
+    /// destroyed elsewhere. Network thread, as are all that follow.
+    void start(std::unique_ptr<SrtpSession>& srtp, RtpReceiver& receiver, bool takesRed)
     {
         m_srtp.swap(srtp);
         m_receiver.swap(receiver);
+        m_takesRed = takesRed;
     }
 
     /// The peer has shown on `path` that it knows the password. Returns the way that is forgotten
@@ -81,10 +84,21 @@ public:
     /// Sends what the mixer has put, and asks again for what is still missing.
     void sendWaiting(DatagramSocket& socket, Clock::time_point now);
 
+    /// When sendWaiting() is to be called at the latest, for what is missing.
+    [[nodiscard]] Clock::time_point nextDue() const
+    {
+        return maySend() ? m_missing.nextDue() : Clock::time_point::max();
+    }
+
     /// Sends an RTCP report, and looks whether the peer is lost. To be called about once a second.
     void report(DatagramSocket& socket, Clock::time_point now);
 
 private:
+    [[nodiscard]] bool maySend() const { return m_srtp && m_selected && !m_isLost; }
+    void
+    takeRtp(std::span<const std::uint8_t> plain, DatagramSocket& socket, Clock::time_point now);
+    void send(std::span<const std::uint8_t> opus, DatagramSocket& socket, Clock::time_point now);
+    [[nodiscard]] std::size_t copiesToSend() const;
     void select(const DatagramPath& path, Clock::time_point now);
     void askForMissing(DatagramSocket& socket, Clock::time_point now);
     void sendControl(DatagramSocket& socket, std::size_t size);
@@ -96,6 +110,8 @@ private:
     PacketRing m_outbox{16};
     RtpStream m_stream;
     RtpHistory m_history;
+    RedWriter m_red;
+    bool m_takesRed = false;
     RtcpReports m_reports;
     MissingPackets m_missing;
     std::unique_ptr<SrtpSession> m_srtp;

@@ -117,7 +117,7 @@ std::shared_ptr<MediaLink> MediaTransport::makeLink()
     auto peer = std::make_shared<MediaPeer>(credentialsFor(slot), m_settings.samplesPerCycle);
     auto link = std::make_shared<WebRtcLink>(*this, slot, peer);
     m_links[slot] = link;
-    give({Command::Kind::Add, slot, std::move(peer), nullptr, {}});
+    give({Command::Kind::Add, slot, std::move(peer), nullptr, {}, false});
     return link;
 }
 
@@ -209,7 +209,11 @@ int MediaTransport::timeout(MediaPeer::Clock::time_point now) const
     if (m_activeSlots.empty()) {
         return -1;
     }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_nextTick - now);
+    auto next = m_nextTick;
+    for (const Slot slot : m_activeSlots) {
+        next = std::min(next, m_peers[slot]->nextDue());
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - now);
     return static_cast<int>(std::max(left, 0ms).count());
 }
 
@@ -235,7 +239,7 @@ void MediaTransport::execute(Command& command)
         m_activeSlots.push_back(command.slot);
         break;
     case Command::Kind::Start:
-        peer->start(command.srtp, command.receiver);
+        peer->start(command.srtp, command.receiver, command.takesRed);
         break;
     case Command::Kind::Remove:
         for (const DatagramPath& path : peer->paths()) {

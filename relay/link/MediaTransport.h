@@ -71,6 +71,7 @@ private:
         std::shared_ptr<MediaPeer> peer;
         std::unique_ptr<SrtpSession> srtp;
         RtpReceiver receiver;
+        bool takesRed = false;
     };
 
     // Main thread.

@@ -6,6 +6,7 @@ namespace wingbell {
 
 void RtpHistory::keep(std::uint16_t sequence, std::span<const std::uint8_t> packet)
 {
+    m_loss.count(false);
     Entry& entry = m_entries[sequence % capacity];
     entry.size = 0;
     if (packet.size() > maxPacket) {
@@ -24,6 +25,9 @@ std::span<const std::uint8_t> RtpHistory::sendAgain(std::uint16_t sequence, Cloc
     if (entry.size == 0 || entry.sequence != sequence || entry.times == maxTimes ||
         (entry.times > 0 && now - entry.last < minInterval)) {
         return {};
+    }
+    if (entry.times == 0) {
+        m_loss.count(true);
     }
     ++entry.times;
     entry.last = now;

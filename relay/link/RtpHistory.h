@@ -1,5 +1,7 @@
 #pragma once
 
+#include "relay/audio/LossShare.h"
+
 #include <array>
 #include <chrono>
 #include <cstddef>
@@ -15,10 +17,10 @@ class RtpHistory
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// So many packets are kept: 640 ms with 20 ms each.
-    static constexpr std::size_t capacity = 32;
-    /// In bytes. Longer packets are not kept; voice at our bit rate stays far below.
-    static constexpr std::size_t maxPacket = 256;
+    /// So many packets are kept: 320 ms with 20 ms each. What is older comes too late to be heard.
+    static constexpr std::size_t capacity = 16;
+    /// In bytes. Longer packets are not kept; voice at our bit rate stays below, also as RED.
+    static constexpr std::size_t maxPacket = 512;
     /// A packet is sent again so often at most, and not sooner than that after the last time: a
     /// peer cannot have the desk send much more than it sends anyway.
     static constexpr int maxTimes = 3;
@@ -32,6 +34,9 @@ public:
     [[nodiscard]] std::span<const std::uint8_t>
     sendAgain(std::uint16_t sequence, Clock::time_point now);
 
+    /// The share of packets that were asked for.
+    [[nodiscard]] const LossShare& loss() const { return m_loss; }
+
 private:
     struct Entry
     {
@@ -43,6 +48,7 @@ private:
     };
 
     std::array<Entry, capacity> m_entries;
+    LossShare m_loss;
 };
 
 } // namespace wingbell

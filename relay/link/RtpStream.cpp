@@ -22,7 +22,7 @@ RtpStream::RtpStream(
 {
 }
 
-RtpStream::Header RtpStream::next(std::uint32_t samples)
+RtpStream::Header RtpStream::next(std::uint8_t payloadType, std::uint32_t samples)
 {
     const auto type = static_cast<std::uint8_t>(payloadType | (m_isFirst ? marker : 0));
     const Header header = {

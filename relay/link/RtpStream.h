@@ -9,7 +9,6 @@ namespace wingbell {
 class RtpStream
 {
 public:
-    static constexpr std::uint8_t payloadType = 111;
     static constexpr std::size_t headerSize = 12;
     using Header = std::array<std::uint8_t, headerSize>;
 
@@ -27,7 +26,7 @@ public:
     [[nodiscard]] std::uint32_t timestamp() const { return m_timestamp; }
 
     /// The header of the next packet, which lasts `samples` at 48 kHz.
-    [[nodiscard]] Header next(std::uint32_t samples);
+    [[nodiscard]] Header next(std::uint8_t payloadType, std::uint32_t samples);
 
 private:
     std::uint32_t m_source;

@@ -1,6 +1,6 @@
 #include "relay/link/SessionDescription.h"
 
-#include "relay/link/RtpStream.h"
+#include "relay/audio/RedPayload.h"
 
 #include <QList>
 
@@ -20,7 +20,8 @@ quint32 priorityOf(std::size_t place)
 
 QByteArray SessionDescription::offer() const
 {
-    const QByteArray type = QByteArray::number(int{RtpStream::payloadType});
+    const QByteArray opus = QByteArray::number(int{opusPayloadType});
+    const QByteArray red = QByteArray::number(int{redPayloadType});
     const QByteArray ssrc = QByteArray::number(source);
     QList<QByteArray> lines = {
         "v=0",
@@ -29,7 +30,7 @@ QByteArray SessionDescription::offer() const
         "t=0 0",
         "a=ice-lite",
         "a=group:BUNDLE 0",
-        "m=audio 9 UDP/TLS/RTP/SAVPF " + type,
+        "m=audio 9 UDP/TLS/RTP/SAVPF " + opus + ' ' + red,
         "c=IN IP4 0.0.0.0",
         "a=mid:0",
         "a=sendrecv",
@@ -38,9 +39,11 @@ QByteArray SessionDescription::offer() const
         "a=ice-pwd:" + QByteArray::fromStdString(ice.password),
         "a=fingerprint:sha-256 " + fingerprint,
         "a=setup:actpass",
-        "a=rtpmap:" + type + " opus/48000/2",
-        "a=fmtp:" + type + " minptime=10;useinbandfec=1",
-        "a=rtcp-fb:" + type + " nack",
+        "a=rtpmap:" + opus + " opus/48000/2",
+        "a=fmtp:" + opus + " minptime=10;useinbandfec=1",
+        "a=rtcp-fb:" + opus + " nack",
+        "a=rtpmap:" + red + " red/48000/2",
+        "a=fmtp:" + red + ' ' + opus + '/' + opus,
         "a=ptime:" + QByteArray::number(packetMilliseconds),
         "a=msid:desk desk",
         "a=ssrc:" + ssrc + " cname:wingbell",

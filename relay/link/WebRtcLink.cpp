@@ -75,7 +75,7 @@ void WebRtcLink::close()
     m_isConnected = false;
     m_dtlsTimer.stop();
     m_dtls.close();
-    m_transport.give({MediaTransport::Command::Kind::Remove, m_slot, nullptr, nullptr, {}});
+    m_transport.give({MediaTransport::Command::Kind::Remove, m_slot, nullptr, nullptr, {}, false});
 }
 
 void WebRtcLink::send(std::span<const std::uint8_t> packet)
@@ -126,7 +126,7 @@ void WebRtcLink::lookAtHandshake()
     }
     m_transport.give(
         {MediaTransport::Command::Kind::Start, m_slot, nullptr, std::move(srtp),
-         std::move(m_receiver)});
+         std::move(m_receiver), m_answer->takesRed});
     m_isConnected = true;
 }
 

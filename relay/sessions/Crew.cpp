@@ -94,7 +94,7 @@ bool Crew::takeAnswer(const Session& session, const SdpAnswer& answer, Clock::ti
     member->lastMessage = now;
     member->microphone = answer.sends();
     member->link->takeAnswer(
-        {answer.fingerprint, answer.setup == "active", answer.sources},
+        {answer.fingerprint, answer.setup == "active", answer.sources, answer.red},
         m_room.receiver(member->participant));
     return true;
 }

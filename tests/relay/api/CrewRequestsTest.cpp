@@ -32,7 +32,7 @@ QByteArray answer(const QByteArray& iceUfrag)
 {
     return R"({"session":"s","iceUfrag":")" + iceUfrag +
            R"(","icePwd":"abcdefghijklmnopqrstuv","fingerprint":")" + fingerprint +
-           R"(","setup":"active","direction":"sendrecv","sources":[4711]})";
+           R"(","setup":"active","direction":"sendrecv","sources":[4711],"red":true})";
 }
 
 QByteArray state(const QByteArray& number, const QByteArray& talk, const QByteArray& levels)
@@ -129,7 +129,8 @@ void CrewRequestsTest::anAnswerIsRead()
         readAnswerRequest(answer("abcd")).value(),
         (AnswerRequest{
             QStringLiteral("s"),
-            {"abcd", "abcdefghijklmnopqrstuv", fingerprint, "active", "sendrecv", {4711}}}));
+            {"abcd", "abcdefghijklmnopqrstuv", fingerprint, "active", "sendrecv", {4711}, true}}));
+    QVERIFY(!readAnswerRequest(answer("abcd").replace(R"(,"red":true)", "")).value().answer.red);
 }
 
 void CrewRequestsTest::anAnswerWithAnInvalidWordIsRefused()

@@ -1,5 +1,6 @@
 #include "relay/link/MediaPeer.h"
 
+#include "relay/net/Port.h"
 #include "tests/TestProgram.h"
 
 #include <QTest>
@@ -30,6 +31,22 @@ ConnectivityCheck check(bool nominates, std::uint32_t priority = 100)
     return {"desk", nominates, priority};
 }
 
+DatagramSocket newSocket()
+{
+    auto open = openPort(PortType::Udp, 0);
+    return {std::move(open->descriptor), open->takesIpv6};
+}
+
+DatagramPath pathTo(const DatagramSocket& socket)
+{
+    DatagramPath path;
+    path.peer.sin6_family = AF_INET6;
+    path.peer.sin6_port = htons(socket.port());
+    const std::array<std::uint8_t, 6> end = {0xFF, 0xFF, 127, 0, 0, 1};
+    std::copy(end.begin(), end.end(), path.peer.sin6_addr.s6_addr + 10);
+    return path;
+}
+
 /// A peer with its phone at the other end.
 struct Call
 {
@@ -39,8 +56,10 @@ struct Call
     MediaPeer::Clock::time_point now = MediaPeer::Clock::now();
     std::uint16_t sequence = 0;
     DatagramSocket nowhere{{}, true};
+    DatagramSocket desk = newSocket();
+    DatagramSocket phoneSocket = newSocket();
 
-    void start()
+    void start(bool takesRed = false)
     {
         const Bytes ours(28, 1);
         const Bytes theirs(28, 2);
@@ -50,7 +69,52 @@ struct Call
         RtpReceiver receiver = [this](std::span<const std::uint8_t> packet) {
             heard.emplace_back(packet.begin(), packet.end());
         };
-        peer.start(srtp, receiver);
+        peer.start(srtp, receiver, takesRed);
+    }
+
+    /// The payload types of what the phone gets for as many packets of the mixer, of which it asks
+    /// for every fifth again.
+    std::vector<int> typesSent(int packets, bool asks)
+    {
+        std::vector<int> types;
+        for (int count = 0; count < packets; ++count) {
+            peer.put(Bytes{0xF8, 0xFF, 0xFE});
+            peer.sendWaiting(desk, now);
+            desk.flush();
+            const std::optional<Bytes> packet = phoneReceives();
+            if (!packet) {
+                return {};
+            }
+            types.push_back((*packet)[1] & 0x7F);
+            if (asks && count % 5 == 0) {
+                phoneAsksFor((*packet)[2], (*packet)[3]);
+            }
+            now += 20ms;
+        }
+        return types;
+    }
+
+    std::optional<Bytes> phoneReceives()
+    {
+        std::span<const DatagramSocket::Datagram> received;
+        if (!QTest::qWaitFor([&] { return !(received = phoneSocket.receive()).empty(); })) {
+            return std::nullopt;
+        }
+        const auto packet = ofPhone->unprotectRtp(received.front().bytes);
+        return Bytes(packet.begin(), packet.end());
+    }
+
+    void phoneAsksFor(std::uint8_t first, std::uint8_t second)
+    {
+        Bytes packet = {0x81, 205, 0, 3, 0x22, 0x22, 0x22, 0x22};
+        for (int byte = 3; byte >= 0; --byte) {
+            packet.push_back(static_cast<std::uint8_t>(peer.source() >> (8 * byte)));
+        }
+        packet.insert(packet.end(), {first, second, 0, 0});
+        const std::size_t size = packet.size();
+        packet.resize(size + SrtpSession::maxOverhead);
+        // What is sent again is not what is looked at.
+        peer.takeMedia(*peer.selectedPath(), ofPhone->protectRtcp(packet, size), nowhere, now);
     }
 
     void phoneSends(const DatagramPath& from, std::uint8_t type = 111)
@@ -89,6 +153,8 @@ private Q_SLOTS:
     void aWayThatFellSilentIsLeftForANominatedOne();
     void onlyAFewWaysAreKept();
     void genuineOpusIsHeardAndNothingElse();
+    void copiesGoWithThePacketsWhileThePhoneAsksForMany();
+    void aPhoneThatTakesNoRedGetsNone();
     void withoutConsentThePeerIsLost();
 };
 
@@ -160,6 +226,24 @@ void MediaPeerTest::genuineOpusIsHeardAndNothingElse()
     Bytes forged(40, 0x80);
     call.peer.takeMedia(wifi, forged, call.nowhere, call.now);
     QCOMPARE(call.heard.size(), std::size_t{1});
+}
+
+void MediaPeerTest::copiesGoWithThePacketsWhileThePhoneAsksForMany()
+{
+    Call call;
+    call.peer.checked(pathTo(call.phoneSocket), check(true), call.now);
+    call.start(true);
+    QCOMPARE(call.typesSent(50, false), std::vector<int>(50, opusPayloadType));
+    QCOMPARE(call.typesSent(200, true).back(), int{redPayloadType});
+    QCOMPARE(call.typesSent(800, false).back(), int{opusPayloadType});
+}
+
+void MediaPeerTest::aPhoneThatTakesNoRedGetsNone()
+{
+    Call call;
+    call.peer.checked(pathTo(call.phoneSocket), check(true), call.now);
+    call.start(false);
+    QCOMPARE(call.typesSent(200, true), std::vector<int>(200, opusPayloadType));
 }
 
 void MediaPeerTest::withoutConsentThePeerIsLost()

@@ -21,6 +21,10 @@ private Q_SLOTS:
     void aLongGapIsNotAskedFor();
     void ofManyTheLatestAreAskedFor();
     void anotherStreamStartsFromItsOwnFirstPacket();
+    void whatComesAsACopyIsNotAskedFor();
+    void aPacketIsAskedForAsSoonAsItIsOverdueWhileManyAreLost();
+    void aPacketThatIsOnlyLateIsNotAskedForWithoutLoss();
+    void aSenderThatPausesIsNotAskedForever();
     void numbersMayWrapAround();
 
 private:
@@ -29,9 +33,34 @@ private:
     void received(const Numbers& numbers)
     {
         for (const std::uint16_t number : numbers) {
-            m_missing.received(7, number);
+            received(number);
         }
     }
+
+    void received(std::uint16_t number, std::size_t copies = 0, std::uint32_t source = 7)
+    {
+        RtpPacket packet;
+        packet.sequence = number;
+        packet.timestamp = number * 960U;
+        packet.ssrc = source;
+        m_missing.received(packet, copies, m_now);
+    }
+
+    /// Lets a fifth of the packets be lost.
+    std::uint16_t loseMany()
+    {
+        std::uint16_t number = 0;
+        for (; number <= 100; ++number) {
+            m_now += packetTime;
+            if (number % 5 != 1) {
+                received(number);
+            }
+            (void)due();
+        }
+        return --number;
+    }
+
+    static constexpr auto packetTime = 20ms;
 
     Numbers due()
     {
@@ -93,11 +122,62 @@ void MissingPacketsTest::ofManyTheLatestAreAskedFor()
 void MissingPacketsTest::anotherStreamStartsFromItsOwnFirstPacket()
 {
     received({10, 12});
-    m_missing.received(8, 100);
+    received(100, 0, 8);
     QCOMPARE(m_missing.source(), 8U);
     QCOMPARE(due(), Numbers{});
-    m_missing.received(8, 102);
+    received(102, 0, 8);
     QCOMPARE(due(), Numbers{101});
+}
+
+void MissingPacketsTest::whatComesAsACopyIsNotAskedFor()
+{
+    received({10});
+    received(13, 1);
+    QCOMPARE(due(), Numbers{11});
+    received(14, 3);
+    m_now += MissingPackets::interval;
+    QCOMPARE(due(), Numbers{});
+}
+
+void MissingPacketsTest::aPacketIsAskedForAsSoonAsItIsOverdueWhileManyAreLost()
+{
+    const auto last = loseMany();
+    const auto overdue = m_now + packetTime + MissingPackets::tolerance;
+    QCOMPARE(m_missing.nextDue(), overdue);
+    m_now = overdue - 1ms;
+    QCOMPARE(due(), Numbers{});
+    m_now = overdue;
+    const auto next = static_cast<std::uint16_t>(last + 1);
+    QCOMPARE(due(), Numbers{next});
+    QCOMPARE(m_missing.nextDue(), overdue + MissingPackets::interval);
+    received(next);
+    QCOMPARE(m_missing.nextDue(), overdue + packetTime + MissingPackets::tolerance);
+}
+
+void MissingPacketsTest::aPacketThatIsOnlyLateIsNotAskedForWithoutLoss()
+{
+    for (std::uint16_t number = 0; number < 100; ++number) {
+        received(number);
+        m_now += packetTime;
+    }
+    QCOMPARE(m_missing.nextDue(), MissingPackets::Clock::time_point::max());
+    m_now += 1s;
+    QCOMPARE(due(), Numbers{});
+}
+
+void MissingPacketsTest::aSenderThatPausesIsNotAskedForever()
+{
+    const auto last = loseMany();
+    std::size_t asked = 0;
+    for (int millisecond = 0; millisecond < 1000; ++millisecond) {
+        m_now += 1ms;
+        asked += due().size();
+    }
+    QCOMPARE(
+        asked, static_cast<std::size_t>(MissingPackets::maxOverdue * MissingPackets::maxRequests));
+    QCOMPARE(m_missing.nextDue(), MissingPackets::Clock::time_point::max());
+    received(static_cast<std::uint16_t>(last + 1)); // it goes on where it was
+    QCOMPARE(due(), Numbers{});
 }
 
 void MissingPacketsTest::numbersMayWrapAround()

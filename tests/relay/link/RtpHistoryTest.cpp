@@ -19,6 +19,7 @@ private Q_SLOTS:
     void onlyTheLastPacketsAreKept();
     void aPacketIsNotSentAgainTooSoonOrTooOften();
     void aPacketThatIsTooLongIsNotKept();
+    void whatIsAskedForCountsAsLostOnce();
     void numbersMayWrapAround();
 
 private:
@@ -76,6 +77,25 @@ void RtpHistoryTest::aPacketThatIsTooLongIsNotKept()
     m_history.keep(6 + RtpHistory::capacity, Bytes(RtpHistory::maxPacket + 1, 1));
     QVERIFY(again(6 + RtpHistory::capacity).empty());
     QVERIFY(again(6).empty()); // its place was taken
+}
+
+void RtpHistoryTest::whatIsAskedForCountsAsLostOnce()
+{
+    const auto keepAndAsk = [this](std::uint16_t first, std::uint16_t distance, int times) {
+        for (std::uint16_t number = 0; number < 1000; ++number) {
+            const auto sequence = static_cast<std::uint16_t>(first + number);
+            m_history.keep(sequence, packet(sequence));
+            for (int time = 0; number % distance == 0 && time < times; ++time) {
+                m_now += RtpHistory::minInterval;
+                (void)again(sequence);
+            }
+        }
+    };
+    keepAndAsk(0, 10, 3);
+    QVERIFY(m_history.loss().isHigh());
+    QVERIFY(m_history.loss().value() < 0.12F);
+    keepAndAsk(1000, 100, 3);
+    QVERIFY(!m_history.loss().isHigh());
 }
 
 void RtpHistoryTest::numbersMayWrapAround()

@@ -94,7 +94,7 @@ ShowFile hamlet()
 SdpAnswer answerWith(const QByteArray& direction)
 {
     const QByteArray fingerprint = QByteArray("AB:").repeated(32).chopped(1);
-    return {"abcd", "abcdefghijklmnopqrstuv", fingerprint, "active", direction, {4711}};
+    return {"abcd", "abcdefghijklmnopqrstuv", fingerprint, "active", direction, {4711}, true};
 }
 
 } // namespace
@@ -491,6 +491,7 @@ void CrewTest::theLinkLearnsWhatItNeedsOfTheAnswer()
     QCOMPARE(answer.fingerprint, answerWith("sendrecv").fingerprint);
     QVERIFY(answer.isActive);
     QCOMPARE(answer.sources, std::vector<quint32>{4711});
+    QVERIFY(answer.takesRed);
 }
 
 WINGBELL_APPLESS_TEST(CrewTest)

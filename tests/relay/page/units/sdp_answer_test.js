@@ -1,4 +1,4 @@
-import { askForLostPackets, readSdpAnswer } from '/call.js';
+import { askForLostPackets, readSdpAnswer, withRedFirst } from '/call.js';
 import { equal, test } from './testing.js';
 
 const pairs = '3F:07:'.repeat(16).slice(0, -1);
@@ -11,7 +11,7 @@ const chromium = lines(
     't=0 0',
     'a=group:BUNDLE audio0',
     'a=msid-semantic: WMS',
-    'm=audio 9 UDP/TLS/RTP/SAVPF 111',
+    'm=audio 9 UDP/TLS/RTP/SAVPF 111 63',
     'c=IN IP4 0.0.0.0',
     'a=rtcp:9 IN IP4 0.0.0.0',
     'a=candidate:2999745851 1 udp 2122260223 192.168.1.20 51234 typ host generation 0',
@@ -26,6 +26,8 @@ const chromium = lines(
     'a=rtcp-mux',
     'a=rtpmap:111 opus/48000/2',
     'a=fmtp:111 minptime=10;useinbandfec=1',
+    'a=rtpmap:63 red/48000/2',
+    'a=fmtp:63 111/111',
     'a=ssrc:3018290164 cname:9f2VnkMTXHJ1Bf7C',
 );
 
@@ -86,6 +88,7 @@ const ofChromium = {
     setup: 'active',
     direction: 'sendrecv',
     sources: [3018290164],
+    red: true,
 };
 
 /** Chromium's answer with other text in one place. */
@@ -115,6 +118,7 @@ test('Firefox’s answer, with the fingerprint before the section, is read', () 
         setup: 'active',
         direction: 'recvonly',
         sources: [1234567890],
+        red: false,
     });
 });
 
@@ -126,6 +130,7 @@ test('Safari’s answer is read', () => {
         setup: 'active',
         direction: 'sendrecv',
         sources: [2718281828],
+        red: false,
     });
 });
 
@@ -140,6 +145,13 @@ test('lost packets of Opus are asked for again', () => {
     equal(askForLostPackets(answer), asking);
     equal(askForLostPackets(asking), asking);
     equal(askForLostPackets(lines('m=audio 9 UDP/TLS/RTP/SAVPF 0')), lines('m=audio 9 UDP/TLS/RTP/SAVPF 0'));
+});
+
+test('RED comes first when it is to be sent', () => {
+    const offer = (types) => lines(`m=audio 9 UDP/TLS/RTP/SAVPF ${types}`, 'a=rtpmap:63 red/48000/2', 'a=fmtp:63 111/111');
+    equal(withRedFirst(offer('111 63')), offer('63 111'));
+    equal(withRedFirst(offer('63 111')), offer('63 111'));
+    equal(withRedFirst(lines('m=audio 9 UDP/TLS/RTP/SAVPF 111')), lines('m=audio 9 UDP/TLS/RTP/SAVPF 111'));
 });
 
 test('lines may end with only a line feed', () => {

@@ -1,6 +1,7 @@
 // Runs the unit tests in the browser and leaves the results in window.outcome.
 import './fragment_test.js';
 import './connection_test.js';
+import './redundancy_test.js';
 import './sdp_answer_test.js';
 import './sentences_test.js';
 import './state_posts_test.js';
