@@ -171,6 +171,55 @@ def print_crowds(program, client):
         )
 
 
+def measure_loss(program, network, loss, burst):
+    """What a page makes of a tone that another one sends while packets are lost each way."""
+    from crew_browser import CrewBrowser, latencies
+
+    network.command("loss 0")
+    server = Server(program, SHOW, {}, network)
+    browsers = [CrewBrowser(f"{name}-{loss}-{burst}", bursts=True) for name in ("speaking", "hearing")]
+    talker, listener = browsers
+    for browser in browsers:
+        browser.join(server.url, server.code, "Caller")
+    talker.hold("Main")
+    network.command(f"loss {loss} {burst}")
+    time.sleep(5)  # to adapt
+    before = listener.statistics("inbound-rtp")
+    talked = talker.statistics("outbound-rtp")
+    latencies(talker, listener, 1)
+    heard = latencies(talker, listener, int(2 * SECONDS))
+    after = listener.statistics("inbound-rtp")
+    said = talker.statistics("outbound-rtp")
+    network.command("loss 0")
+    for browser in browsers:
+        browser.close()
+    server.stop()
+
+    def since(key):
+        return after.get(key, 0) - before.get(key, 0)
+
+    return {
+        "concealed": 100 * since("concealedSamples") / since("totalSamplesReceived"),
+        "waited": 1000 * since("jitterBufferDelay") / max(1, since("jitterBufferEmittedCount")),
+        "copies": since("fecPacketsReceived"),
+        "bytes": (said["bytesSent"] - talked["bytesSent"]) / max(1, said["packetsSent"] - talked["packetsSent"]),
+        "heard": heard,
+    }
+
+
+def print_loss(program, link):
+    print(f"\nloss each way, two Chromium, {SECONDS:.0f} s after the first five")
+    print(f"{'loss':>20}{'concealed %':>13}{'jitter buffer ms':>18}{'copies got':>12}{'bytes sent':>12}"
+          f"{'said to heard, ms':>20}")  # fmt: skip
+    network = own_network.LossyNetwork(link)
+    for loss, burst in ((0, 1), (10, 1), (30, 1), (20, 3)):
+        found = measure_loss(program, network, loss, burst)
+        name = f"{loss} %" + (f", {burst} at a time" if burst > 1 else "")
+        print(f"{name:>20}{found['concealed']:>13.1f}{found['waited']:>18.0f}{found['copies']:>12}{found['bytes']:>12.0f}"
+              f"{middle_and_worst(found['heard']):>20}", flush=True)  # fmt: skip
+    network.close()
+
+
 def print_joining(program, client):
     """One after another."""
     server = Server(program, SHOW)
@@ -243,6 +292,7 @@ def main():
     print_joining(program, client)
     print_announcements(program, client)
     print_latency(program, client, link)
+    print_loss(program, link)
 
 
 main()

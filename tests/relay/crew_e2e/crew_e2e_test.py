@@ -105,11 +105,13 @@ def voice_is_marked_for_the_networks_fast_lane(evening):
 
 
 def lost_packets_are_sent_again(evening):
-    """A tenth is lost each way. What the desk sends again makes it less than one of a hundred, and what the desk asks
-    for is sent again, too."""
+    """A fifth is lost each way. What the desk sends again makes it less than one of a hundred, and what the desk asks
+    for is sent again, too. After a while packets carry copies of those before (RED), also both ways; without loss no
+    more."""
     evening.manager.hold("Main")
     evening.sound.wait_to_hear(MANAGERS_TONE)
-    evening.network.command("loss 10")
+    usual = bytes_in_a_packet(evening)
+    evening.network.command("loss 20")
     before = evening.sound.statistics("inbound-rtp")
     seen = {}
 
@@ -118,11 +120,41 @@ def lost_packets_are_sent_again(evening):
         return seen[key]
 
     wait_until(lambda: since("packetsReceived") > 500, lambda: f"packets; it was {seen}")
+    wait_for_bytes_in_a_packet(evening, lambda size, usually: size > 1.5 * usually, usual)
     evening.network.command("loss 0")
     sent_again = evening.manager.statistics("outbound-rtp")["retransmittedPacketsSent"]
     assert sent_again > 20, sent_again
     wait_until(lambda: since("packetsLost") < 5, lambda: f"what was lost; it was {seen}")
+    wait_for_bytes_in_a_packet(evening, lambda size, usually: size < 1.2 * usually, usual)
     evening.manager.release()
+
+
+def bytes_in_a_packet(evening):
+    """On average in what the manager sends and in what sound hears, of the next hundred packets."""
+
+    def counters():
+        sent = evening.manager.statistics("outbound-rtp")
+        got = evening.sound.statistics("inbound-rtp")
+        return [sent["bytesSent"], sent["packetsSent"], got["bytesReceived"], got["packetsReceived"]]
+
+    begin = counters()
+
+    def since_the_beginning():
+        return [now - before for now, before in zip(counters(), begin)]
+
+    wait_until(lambda: min(since_the_beginning()[1::2]) >= 100, "a hundred packets")
+    sent, sent_packets, got, got_packets = since_the_beginning()
+    return sent / sent_packets, got / got_packets
+
+
+def wait_for_bytes_in_a_packet(evening, fits, usual):
+    seen = []
+
+    def both_fit():
+        seen[:] = bytes_in_a_packet(evening)
+        return all(fits(size, usually) for size, usually in zip(seen, usual))
+
+    wait_until(both_fit, lambda: f"packets of another size, sent and heard; now {seen}, usually {usual}", 60)
 
 
 def releasing_a_key_ends_it(evening):
