@@ -23,7 +23,8 @@ class WebRtcLink;
 
 /// Carries the media of all crew members over one UDP socket, on one thread: connectivity checks,
 /// encryption, and the way to the mixer and back. Handshakes are left to the main thread, so that
-/// this one allocates nothing, waits for no lock and is never late.
+/// this one is never late. It allocates nothing and waits for no lock, but for what the libraries
+/// that encrypt do within their calls: their locks are held by others only while a member joins.
 ///
 /// To be used on the main thread, except for wake().
 class MediaTransport
