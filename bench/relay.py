@@ -11,8 +11,10 @@ import itertools
 import os
 import socket
 import statistics
+import struct
 import subprocess
 import sys
+import threading
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../tests/fixtures"))
@@ -39,6 +41,143 @@ def ticks_of(milliseconds):
 def middle_and_worst(values):
     ordered = sorted(values)
     return f"{statistics.median(ordered):.0f} / {ordered[max(0, -(-95 * len(ordered) // 100) - 1)]:.0f}"
+
+
+class Wire:
+    """The times at which bursts pass the crew's side of the network, by the kernel's clock. Encrypted as they are, the
+    packets of a burst are longer than those of silence."""
+
+    ETHERNET, IP, UDP, RTP = 14, 20, 8, 12
+    MORE_THAN_SILENCE = 20  # bytes
+    QUIET = 0.1  # seconds before a burst
+
+    def __init__(self, desk):
+        self._desk = socket.inet_aton(desk)
+        self._packets = {}  # by (from the desk, SSRC): (time, size)
+        self._socket = socket.socket(socket.AF_PACKET, socket.SOCK_RAW, socket.htons(3))
+        self._socket.bind(("crew0", 0))
+        self._socket.setsockopt(socket.SOL_SOCKET, 35, 1)  # SO_TIMESTAMPNS
+        self._socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 22)
+        self._socket.settimeout(0.1)
+        self._is_closing = False
+        self._thread = threading.Thread(target=self._read)
+        self._thread.start()
+
+    def _read(self):
+        while not self._is_closing:
+            with contextlib.suppress(TimeoutError):
+                frame, control, _, _ = self._socket.recvmsg(2000, 64)
+                packet = frame[self.ETHERNET :]
+                rtp = packet[self.IP + self.UDP :]
+                if packet[9] != socket.IPPROTO_UDP or len(rtp) < self.RTP or rtp[0] >> 6 != 2 or 192 <= rtp[1] <= 223:
+                    continue
+                seconds, nanoseconds = struct.unpack("qq", control[0][2])
+                key = packet[self.IP - 8 : self.IP - 4] == self._desk, rtp[8:12]
+                self._packets.setdefault(key, []).append((seconds + nanoseconds / 1e9, len(rtp)))
+
+    def close(self):
+        self._is_closing = True
+        self._thread.join()
+        self._socket.close()
+
+    def bursts(self, from_desk):
+        """In milliseconds since 1970, of the stream with the most bursts of that direction."""
+        found = []
+        for (direction, _), packets in self._packets.items():
+            silence = statistics.median_low(size for _, size in packets)
+            last, onsets = 0, []
+            for time_, size in packets:
+                if size > silence + self.MORE_THAN_SILENCE:
+                    if time_ - last > self.QUIET:
+                        onsets.append(1000 * time_)
+                    last = time_
+            if direction == from_desk:
+                found.append(onsets)
+        return max(found, key=len, default=[])
+
+
+def stages(wire, heard):
+    """Median milliseconds of each stage, of bursts as (said, heard) in milliseconds since 1970."""
+    into, out = wire.bursts(False), wire.bursts(True)
+    parts = []
+    for said, end in heard:
+        came = [time_ for time_ in into if said < time_ < end]
+        went = [time_ for time_ in out if came and came[0] < time_ < end]
+        if went:
+            parts.append((came[0] - said, went[0] - came[0], end - went[0], end - said))
+    return [statistics.median(part) for part in zip(*parts)], len(parts)
+
+
+def print_stages(program, client, link):
+    print(f"\nwhere the time goes, median ms of {BURSTS} bursts; no loss")
+    print(f"{'tick':>6}{'between':>15}{'to the desk':>14}{'in the desk':>14}{'to the ear':>12}{'in all':>9}")
+    network = own_network.LossyNetwork(link)
+    for tick in (20, 10):
+        for name, measure in (("two clients", burst_times_without_browsers), ("two Chromium", burst_times_of_browsers)):
+            times, count, note = measure(program, client, network, tick)
+            row = "".join(f"{time_:>{width}.0f}" for time_, width in zip(times, (14, 14, 12, 9)))
+            print(f"{tick:>3} ms{name:>15}{row}  of {count}{note}", flush=True)
+    network.close()
+
+
+def burst_times_without_browsers(program, client, network, tick):
+    network.command("loss 0")
+    server = Server(program, SHOW, ticks_of(tick), network)
+    crew = Crew(
+        client,
+        server.document([{"role": "Caller", "sound": {"bursts": 1000}, "talk": [0]}, {"role": "Caller"}]),
+    )
+    crew.wait_for(1, "connected")
+    crew.wait_for(0, "connected")
+    time.sleep(2)
+    crew.report(1)
+    wire = Wire(server.host)
+    since_1970 = 1000 * (time.time() - time.monotonic())
+    heard = []
+
+    def enough():
+        report = crew.report(1)
+        heard.extend(
+            (since_1970 + end - latency, since_1970 + end)
+            for end, latency in zip(report["onsetsMs"], report["latenciesMs"])
+        )
+        time.sleep(0.1)
+        return len(heard) >= BURSTS
+
+    wait_until(enough, "bursts heard", BURSTS + 60)
+    wire.close()
+    crew.quit()
+    server.stop()
+    return *stages(wire, heard), ""
+
+
+def burst_times_of_browsers(program, _client, network, tick):
+    from crew_browser import CrewBrowser, BURST_PERIOD
+
+    network.command("loss 0")
+    server = Server(program, SHOW, ticks_of(tick), network)
+    talker, listener = [CrewBrowser(f"{name}-stages-{tick}", bursts=True) for name in ("talker", "listener")]
+    for browser in (talker, listener):
+        browser.join(server.url, server.code, "Caller")
+    talker.hold("Main")
+    time.sleep(SETTLING * BURST_PERIOD / 1000)
+    for browser in (talker, listener):
+        browser.take_bursts("said"), browser.take_bursts("heard")
+    wire = Wire(server.host)
+    before = listener.statistics("inbound-rtp")
+    time.sleep(BURSTS * BURST_PERIOD / 1000)
+    after = listener.statistics("inbound-rtp")
+    said = talker.take_bursts("said")
+    ends = listener.take_bursts("heard")
+    wire.close()
+    for browser in (talker, listener):
+        browser.close()
+    server.stop()
+    heard = [(max(begin for begin in said if begin < end), end) for end in ends if said[0] < end]
+    buffer = 1000 * (after["jitterBufferDelay"] - before["jitterBufferDelay"]) / (
+        after["jitterBufferEmittedCount"] - before["jitterBufferEmittedCount"]
+    )  # fmt: skip
+    return *stages(wire, heard), f"; its jitter buffer {buffer:.0f} ms of it"
 
 
 def latency_without_browsers(program, client, network, tick, loss):
@@ -292,6 +431,7 @@ def main():
     print_joining(program, client)
     print_announcements(program, client)
     print_latency(program, client, link)
+    print_stages(program, client, link)
     print_loss(program, link)
 
 
