@@ -13,6 +13,8 @@ namespace {
 /// Below the smallest step of 16 bits it is silence.
 constexpr float silenceLevel = 1.0F / 32768;
 
+constexpr int maxPacketsPerCycle = 32;
+
 } // namespace
 
 Participant::Participant(
@@ -49,7 +51,7 @@ void Participant::discard()
 void Participant::takePackets()
 {
     // Bounded, although more may arrive meanwhile.
-    for (std::size_t taken = 0; taken < m_packets.maxPackets(); ++taken) {
+    for (int taken = 0; taken < maxPacketsPerCycle; ++taken) {
         const std::span<const std::uint8_t> bytes = m_packets.first();
         if (bytes.empty()) {
             return;

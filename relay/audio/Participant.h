@@ -69,7 +69,7 @@ private:
     const ChannelSet m_mayTalk;
     const ChannelSet m_mayListen;
 
-    PacketRing m_packets{32};
+    PacketRing m_packets{8192};
     std::atomic<std::uint64_t> m_receivedPackets{0};
     OpusReceiver m_receiver;
     std::vector<float> m_samples;

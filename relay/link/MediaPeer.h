@@ -107,7 +107,7 @@ private:
     IceCredentials m_ice;
     std::size_t m_samplesPerCycle;
     RtpReceiver m_receiver;
-    PacketRing m_outbox{16};
+    PacketRing m_outbox{4096};
     RtpStream m_stream;
     RtpHistory m_history;
     RedWriter m_red;

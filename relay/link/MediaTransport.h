@@ -112,7 +112,7 @@ private:
     std::mutex m_mutex; ///< for the next two; the network thread never waits for it
     std::vector<Command> m_commands;
     std::size_t m_executed = 0;
-    PacketRing m_events{64}; ///< to the main thread
+    PacketRing m_events{65536}; ///< to the main thread
     FileDescriptor m_eventDescriptor;
     FileDescriptor m_wakeDescriptor;
     std::atomic<bool> m_isWoken = false;

@@ -12,7 +12,7 @@ using namespace wingbell;
 
 namespace {
 
-constexpr std::size_t maxPackets = 16;
+constexpr std::size_t capacity = 4096;
 
 std::vector<std::uint8_t> packetOf(std::uint8_t content, std::size_t size = 3)
 {
@@ -45,7 +45,7 @@ private Q_SLOTS:
 
 void PacketRingTest::packetsComeOutInTheirOrder()
 {
-    PacketRing ring(maxPackets);
+    PacketRing ring(capacity);
     QVERIFY(ring.first().empty());
     QVERIFY(ring.put(packetOf(1)));
     QVERIFY(ring.put(packetOf(2)));
@@ -56,24 +56,33 @@ void PacketRingTest::packetsComeOutInTheirOrder()
 
 void PacketRingTest::whatComesWhileItIsFullIsDropped()
 {
-    PacketRing ring(maxPackets);
-    for (std::size_t count = 0; count < maxPackets; ++count) {
-        QVERIFY(ring.put(packetOf(static_cast<std::uint8_t>(count))));
+    constexpr std::size_t size = 100;
+    PacketRing ring(capacity);
+    std::uint8_t count = 0;
+    while (ring.put(packetOf(count, size))) {
+        ++count;
     }
-    QVERIFY(!ring.put(packetOf(99)));
+    QVERIFY(count >= capacity / (size + 6));
+    QVERIFY(count <= capacity / size);
     QCOMPARE(taken(ring), std::optional<std::uint8_t>(0));
-    QVERIFY(ring.put(packetOf(100)));
-    for (std::size_t count = 1; count < maxPackets; ++count) {
-        QCOMPARE(taken(ring), std::optional(static_cast<std::uint8_t>(count)));
+    QVERIFY(ring.put(packetOf(count, size)));
+    for (std::uint8_t number = 1; number <= count; ++number) {
+        QCOMPARE(taken(ring), std::optional(number));
     }
-    QCOMPARE(taken(ring), std::optional<std::uint8_t>(100));
+    QCOMPARE(taken(ring), std::nullopt);
 }
 
 void PacketRingTest::theLargestPacketFitsAndALargerOneDoesNot()
 {
-    PacketRing ring(maxPackets);
-    QVERIFY(ring.put(packetOf(7, PacketRing::maxPacketSize)));
-    QCOMPARE(ring.first().size(), PacketRing::maxPacketSize);
+    PacketRing ring(capacity);
+    // Wherever in the ring it begins.
+    for (std::size_t begin = 0; begin < capacity; begin += 4) {
+        QVERIFY(ring.put(packetOf(7, PacketRing::maxPacketSize)));
+        QCOMPARE(ring.first().size(), PacketRing::maxPacketSize);
+        ring.removeFirst();
+        QVERIFY(ring.put(packetOf(8, 1)));
+        QCOMPARE(taken(ring), std::optional<std::uint8_t>(8));
+    }
     QVERIFY(!ring.put(packetOf(7, PacketRing::maxPacketSize + 1)));
     QVERIFY(!ring.put({}));
 }
@@ -81,12 +90,12 @@ void PacketRingTest::theLargestPacketFitsAndALargerOneDoesNot()
 void PacketRingTest::anotherThreadGetsEveryPacketWhole()
 {
     constexpr int count = 20000;
-    PacketRing ring(maxPackets);
+    PacketRing ring(capacity);
     std::thread writer([&ring] {
         for (int number = 0; number < count;) {
             const auto content = static_cast<std::uint8_t>(number);
             number +=
-                ring.put(packetOf(content, 1 + static_cast<std::size_t>(number) % 100)) ? 1 : 0;
+                ring.put(packetOf(content, 1 + static_cast<std::size_t>(number) % 300)) ? 1 : 0;
         }
     });
     int wrong = 0;
@@ -96,7 +105,7 @@ void PacketRingTest::anotherThreadGetsEveryPacketWhole()
             continue;
         }
         const std::vector<std::uint8_t> expected =
-            packetOf(static_cast<std::uint8_t>(number), 1 + static_cast<std::size_t>(number) % 100);
+            packetOf(static_cast<std::uint8_t>(number), 1 + static_cast<std::size_t>(number) % 300);
         wrong += std::equal(packet.begin(), packet.end(), expected.begin(), expected.end()) ? 0 : 1;
         ring.removeFirst();
         ++number;
