@@ -133,7 +133,8 @@ bool Crew::takeState(const StateRequest& state, Clock::time_point now)
     }
     m_room.setTalk(member->participant, talking);
     member->talking = std::move(talking);
-    tellAll();
+    m_hasUnshownKeys = true;
+    showKeys(now);
     return true;
 }
 
@@ -207,6 +208,15 @@ void Crew::checkTimeouts(Clock::time_point now)
     for (const auto& [session, why] : gone) {
         remove(session, why, Goodbye::Silent);
     }
+    showKeys(now);
+}
+
+std::optional<Crew::Clock::time_point> Crew::keysDue() const
+{
+    if (!m_hasUnshownKeys) {
+        return std::nullopt;
+    }
+    return m_keysShown + keyIntervalPerMember * m_members.size();
 }
 
 /// Told only once audio can flow: a page that does not get that far has not joined.
@@ -302,8 +312,17 @@ void Crew::goOffAir()
     }
 }
 
+void Crew::showKeys(Clock::time_point now)
+{
+    if (const auto due = keysDue(); due && now >= *due) {
+        m_keysShown = now;
+        tellAll();
+    }
+}
+
 void Crew::tellAll()
 {
+    m_hasUnshownKeys = false;
     const std::vector<const Member*> talking = talkers();
     for (auto& [session, member] : m_members) {
         tell(*member, talking);

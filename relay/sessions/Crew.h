@@ -22,7 +22,7 @@ namespace wingbell {
 /// All sessions of crew members: their links, their talk keys, what they see of each other.
 ///
 /// Knows no clock and starts no timer: call checkTimeouts() about once a second while there are
-/// members. Main thread only.
+/// members, and when keysDue() says so. Main thread only.
 class Crew
 {
 public:
@@ -41,6 +41,10 @@ public:
     static constexpr Clock::duration silenceTimeout = std::chrono::seconds(20);
     static constexpr Clock::duration heartbeatInterval = std::chrono::seconds(2);
     static constexpr Clock::duration unheardTimeout = std::chrono::seconds(2);
+    /// Throttle: a pressed or released key is shown to all at once; those that follow in less than
+    /// this time for each member are shown together at its end (50 ms with 250 members). Each is
+    /// an event to everybody, and many would keep this thread busy for seconds.
+    static constexpr Clock::duration keyIntervalPerMember = std::chrono::microseconds(200);
 
     struct Joining
     {
@@ -88,9 +92,12 @@ public:
     /// Sets the channels on which an announcement is playing.
     void setAnnouncing(const ChannelSet& channels);
 
-    /// Sends heartbeats, releases the keys of pages that are silent, and removes members that are
-    /// gone.
+    /// Sends heartbeats, releases the keys of pages that are silent, removes members that are gone,
+    /// and shows keys that are due.
     void checkTimeouts(Clock::time_point now);
+
+    /// When changed keys are to be shown that are not shown yet; nullopt if there are none.
+    [[nodiscard]] std::optional<Clock::time_point> keysDue() const;
 
     /// Says goodbye to all members and ends all links.
     void goOffAir();
@@ -106,6 +113,7 @@ private:
     departureOf(const Member& member, Clock::time_point now) const;
     void releaseKeys(Member& member);
     void remove(const Session& session, std::optional<Departure> why, std::optional<Goodbye> word);
+    void showKeys(Clock::time_point now);
     void tellAll();
     [[nodiscard]] std::vector<const Member*> talkers() const;
     void tell(Member& member, const std::vector<const Member*>& talkers);
@@ -117,6 +125,8 @@ private:
     LinkMaker m_makeLink;
     CrewObserver& m_observer;
     ChannelSet m_announcing;
+    bool m_hasUnshownKeys = false;
+    Clock::time_point m_keysShown; ///< the last time
     std::map<Session, std::unique_ptr<Member>> m_members;
 };
 

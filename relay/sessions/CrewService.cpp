@@ -7,6 +7,8 @@
 #include <QFile>
 #include <QHash>
 
+#include <algorithm>
+
 namespace wingbell {
 
 namespace {
@@ -86,6 +88,12 @@ CrewService::CrewService(
 {
     addPages(router);
     addRequests(router);
+    m_keyTimer.setSingleShot(true);
+    m_keyTimer.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&m_keyTimer, &QTimer::timeout, &m_keyTimer, [this] {
+        m_crew.checkTimeouts(Clock::now());
+        waitForKeys();
+    });
 }
 
 void CrewService::addPages(Router& router)
@@ -158,6 +166,7 @@ void CrewService::addRequests(Router& router)
         router, "/api/state", readStateRequest,
         [this](const StateRequest& request, Peer, PendingResponse response) {
             respond(std::move(response), m_crew.takeState(request, Clock::now()));
+            waitForKeys();
         });
     onPost(
         router, "/api/leave", readLeaveRequest,
@@ -253,6 +262,16 @@ void CrewService::openEvents(const HttpRequest& request, PendingResponse respons
     }
     (void)m_crew.takeEvents(
         session, std::make_unique<StreamedEvents>(response.openEvents()), Clock::now());
+}
+
+/// Has keys shown that the crew's throttle holds back.
+void CrewService::waitForKeys()
+{
+    if (const auto due = m_crew.keysDue(); due && !m_keyTimer.isActive()) {
+        m_keyTimer.start(std::max(
+            std::chrono::ceil<std::chrono::milliseconds>(*due - Clock::now()),
+            std::chrono::milliseconds(0)));
+    }
 }
 
 } // namespace wingbell

@@ -5,6 +5,8 @@
 #include "relay/http/Router.h"
 #include "relay/sessions/Crew.h"
 
+#include <QTimer>
+
 #include <functional>
 
 namespace wingbell {
@@ -46,12 +48,14 @@ private:
     void sendCard(PendingResponse response) const;
     void join(const JoinRequest& request, const QHostAddress& peer, PendingResponse response);
     void openEvents(const HttpRequest& request, PendingResponse response);
+    void waitForKeys();
 
     const ShowPatch& m_show;
     Crew& m_crew;
     Door m_door;
     WrongCode m_wrongCode;
     CodeGuard m_guard;
+    QTimer m_keyTimer;
 };
 
 } // namespace wingbell

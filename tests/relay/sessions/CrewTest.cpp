@@ -111,6 +111,7 @@ private Q_SLOTS:
     void aMemberWithoutAMicrophoneIsToldSo();
     void allSeeWhoTalksWhereButNotThemselves();
     void twoOnOneRoleSeeEachOther();
+    void manyKeysAtOnceAreShownTogether();
     void keysBeyondTheRoleDoNothing();
     void anOlderStateThatComesLateIsIgnored();
     void aStateWithoutASessionIsRefused();
@@ -196,6 +197,7 @@ void CrewTest::press(const QString& session, std::vector<int> talk)
     state.number = ++m_number;
     state.talk = std::move(talk);
     state.levels = {1, 1, 1};
+    m_now += Crew::keyIntervalPerMember * Crew::maxMembers; // shown at once
     QVERIFY(m_crew->takeState(state, m_now));
 }
 
@@ -252,6 +254,31 @@ void CrewTest::twoOnOneRoleSeeEachOther()
     Told& told = listenTo(second);
     press(first, {0});
     QCOMPARE(told.desks.back().channels.at(0).talking, QStringList(QStringLiteral("Lights")));
+}
+
+void CrewTest::manyKeysAtOnceAreShownTogether()
+{
+    const QString caller = join(0);
+    const QString lights = join(1);
+    Told& told = listenTo(lights);
+    press(caller, {1});
+    QCOMPARE(told.desks.size(), std::size_t{2}); // the one that a page gets at first, and the key
+    QCOMPARE(m_crew->keysDue(), std::nullopt);
+    const Clock::time_point shown = m_now;
+    for (const std::vector<int>& talk : {std::vector<int>{}, {1}, {}}) {
+        StateRequest state;
+        state.session = caller;
+        state.number = ++m_number;
+        state.talk = talk;
+        QVERIFY(m_crew->takeState(state, m_now));
+    }
+    QCOMPARE(m_crew->keysDue(), std::optional(shown + 2 * Crew::keyIntervalPerMember));
+    m_crew->checkTimeouts(shown + 2 * Crew::keyIntervalPerMember - 1us);
+    QCOMPARE(told.desks.size(), std::size_t{2});
+    m_crew->checkTimeouts(shown + 2 * Crew::keyIntervalPerMember);
+    QCOMPARE(told.desks.size(), std::size_t{3});
+    QCOMPARE(told.desks.back().channels.at(0).talking, QStringList());
+    QCOMPARE(m_crew->keysDue(), std::nullopt);
 }
 
 void CrewTest::keysBeyondTheRoleDoNothing()
