@@ -18,11 +18,12 @@ enum class HttpError {
     UnknownHost,           ///< asked by a name that is not this machine's
 };
 
-/// How much one client, and all of them, can take of the server. The defaults suit a show with
-/// some dozens of crew; tests take smaller ones.
+/// How much one client, and all of them, can take of the server. The defaults suit 250 people, each
+/// page with a connection for events and one for requests, while others load the page; tests take
+/// smaller ones.
 struct HttpLimits
 {
-    std::size_t maxConnections = 512;
+    std::size_t maxConnections = 800; ///< below the usual limit of 1024 descriptors
     std::size_t maxConnectionsPerAddress = 64;
 
     std::size_t maxHeadBytes = 16384; ///< of a request's line and header fields together
