@@ -2,7 +2,8 @@
 
     relay.py SERVER CREW_CLIENT LOSSY_LINK
 
-Run by bench/run. Prints tables; asserts nothing.
+Run by bench/run. Prints tables; no figure makes it fail. WINGBELL_EARLIER names the server of an earlier build, whose
+crowds are then measured in turns with the present one's, with the same clients.
 """
 
 import contextlib
@@ -26,7 +27,11 @@ BURSTS = int(os.environ.get("WINGBELL_BURSTS", "40"))
 SETTLING = 20  # bursts, during which a browser adapts its jitter buffer
 ANNOUNCEMENTS = int(os.environ.get("WINGBELL_ANNOUNCEMENTS", "10"))
 # People / those of them who talk.
-CROWDS = [tuple(map(int, crowd.split("/"))) for crowd in os.environ.get("WINGBELL_CROWDS", "8/8 64/8 64/64").split()]
+CROWDS = [
+    tuple(map(int, crowd.split("/"))) for crowd in os.environ.get("WINGBELL_CROWDS", "8/8 64/8 64/64 250/8").split()
+]
+EARLIER = os.environ.get("WINGBELL_EARLIER")
+WAVE = 16  # join at a time; the server takes 24
 
 # Measured before the server was written, with a prototype on 2 processors.
 EARLIER_LATENCY = {(20, 0): "69-71", (10, 0): "54-56", (20, 2): "76-105"}
@@ -264,48 +269,66 @@ def all_cores_busy():
             worker.wait()
 
 
+def join_in_waves(crew, people):
+    for begin in range(0, people, WAVE):
+        wave = range(begin, min(begin + WAVE, people))
+        for number in wave:
+            crew.tell(f"{number} join")
+        for number in wave:
+            crew.wait_for(number, "connected", timeout=120)
+
+
 def measure_crowd(program, client, people, talking, tick, load):
     """All hear those who talk, on one channel."""
     server = Server(program, SHOW, ticks_of(tick))
+    empty = server.resident_megabytes()
     addresses = own_addresses()
-    members = [{"role": "Caller", "source": next(addresses), "deaf": True} for _ in range(people)]
+    members = [{"role": "Caller", "source": next(addresses), "deaf": True, "joins": False} for _ in range(people)]
     for number, member in enumerate(members[:talking]):
         member.update(sound={"tone": 300 + 100 * number, "amplitude": 0.02}, talk=[0])
     crew = Crew(client, server.document(members))
-    connected = [crew.wait_for(number, "connected", timeout=120)["ms"] for number in range(people)]
+    join_in_waves(crew, people)
     with load():
         crew.report(0)
-        begin, spent = time.monotonic(), server.processor_seconds()
+        begin, before = time.monotonic(), server.processor_seconds()
         time.sleep(SECONDS)
-        spent = server.processor_seconds() - spent
-        percent = 100 * spent / (time.monotonic() - begin)
+        after, seconds = server.processor_seconds(), time.monotonic() - begin
         report = crew.report(0)
+    assert crew.count("ended") == 0, "members were disconnected"
     memory, threads = server.resident_megabytes(), server.threads()
     said = server.stop()
     crew.quit()
     late, ticks = missed_deadlines(said)
+    percent = {name: 100 * (spent - before.get(name, 0)) / seconds for name, spent in after.items()}
     return {
-        "percent": percent,
-        "memory": memory,
-        "threads": threads,
+        "all": sum(percent.values()),
+        "mixer": percent["mixer"],
+        "network": percent["network"],
         "late": f"{late}" + (f" of {ticks}" if ticks else ""),
-        "connected": statistics.median(connected),
+        "memory": memory,
+        "each": 1024 * (memory - empty) / people,
+        "threads": threads,
         "pause": report["longestPauseMs"],
     }
 
 
 def print_crowds(program, client):
-    print(f"\n{SECONDS:.0f} s; processor: the server's share of one, %; busy: other programs take all of every core")
     print(
-        f"{'people':>8}{'talking':>9}{'tick':>8}{'busy':>6}{'processor':>11}{'late ticks':>16}{'resident MB':>13}"
-        f"{'threads':>9}{'longest pause ms':>18}"
+        f"\n{SECONDS:.0f} s; processor: the server's share of one, %, with its mixer and network threads; "
+        "busy: other programs take all of every core"
+    )
+    print(
+        f"{'people':>8}{'talking':>9}{'tick':>8}{'busy':>6}{'processor':>11}{'mixer':>7}{'network':>9}{'late ticks':>15}"
+        f"{'MB':>6}{'KB each':>9}{'threads':>9}{'longest pause ms':>18}"
     )
     loads = [(20, contextlib.nullcontext), (10, contextlib.nullcontext), (20, all_cores_busy)]
-    for (people, talking), (tick, load) in itertools.product(CROWDS, loads):
-        found = measure_crowd(program, client, people, talking, tick, load)
+    builds = {"": program, **({"  earlier": EARLIER} if EARLIER else {})}
+    for (people, talking), (tick, load), (name, server) in itertools.product(CROWDS, loads, builds.items()):
+        found = measure_crowd(server, client, people, talking, tick, load)
         print(
-            f"{people:>8}{talking:>9}{tick:>5} ms{'yes' if load is all_cores_busy else 'no':>6}{found['percent']:>11.0f}"
-            f"{found['late']:>16}{found['memory']:>13.0f}{found['threads']:>9}{found['pause']:>18.0f}",
+            f"{people:>8}{talking:>9}{tick:>5} ms{'yes' if load is all_cores_busy else 'no':>6}{found['all']:>11.0f}"
+            f"{found['mixer']:>7.0f}{found['network']:>9.0f}{found['late']:>15}{found['memory']:>6.0f}{found['each']:>9.0f}"
+            f"{found['threads']:>9}{found['pause']:>18.0f}{name}",
             flush=True,
         )
 
