@@ -52,13 +52,27 @@ MediaPeer::checked(const DatagramPath& path, const ConnectivityCheck& check, Clo
     }
     if (m_selected == path) {
         m_selectedPriority = check.priority;
-    } else if (
-        check.nominates && (!m_selected || now - m_selectedHeard > inUse ||
-                            (!m_srtp && check.priority > m_selectedPriority))) {
+    } else if (check.nominates && isBetter(path, check, now)) {
         m_selectedPriority = check.priority;
         select(path, now);
     }
     return forgotten;
+}
+
+/// Whether a nominated way is to be taken instead of the selected one. The ways of a phone that has
+/// moved are newer; one that talks is followed by its media.
+bool MediaPeer::isBetter(
+    const DatagramPath& path, const ConnectivityCheck& check, Clock::time_point now) const
+{
+    if (!m_selected || now - m_selectedHeard > inUse) {
+        return true;
+    }
+    if (!m_srtp) {
+        return check.priority > m_selectedPriority;
+    }
+    const auto newer = std::find(m_paths.begin(), m_paths.end(), *m_selected);
+    return now - m_selectedHeard > audioGap &&
+           std::find(newer, m_paths.end(), path) != m_paths.end();
 }
 
 /// A browser sends its media on the way that it has chosen, also when it has changed networks: what

@@ -31,13 +31,15 @@ public:
     using Clock = std::chrono::steady_clock;
 
     /// So many ways to one peer are known at a time: a phone has Wi-Fi and mobile data, each with
-    /// IPv4 and IPv6.
-    static constexpr std::size_t maxPaths = 4;
+    /// IPv4 and IPv6, and new ports whenever it looks for a new way (ICE restart).
+    static constexpr std::size_t maxPaths = 16;
     /// Without a check or a packet of the peer for so long, its consent to be sent to has ended
     /// (RFC 7675).
     static constexpr Clock::duration consentTimeout = std::chrono::seconds(20);
     /// A way on which the peer was heard so recently is in use.
     static constexpr Clock::duration inUse = std::chrono::seconds(3);
+    /// A way without audio of the peer for so long is left for a newer one that it nominates.
+    static constexpr Clock::duration audioGap = std::chrono::milliseconds(200);
 
     MediaPeer(IceCredentials ice, std::size_t samplesPerCycle);
 
@@ -99,6 +101,8 @@ private:
     takeRtp(std::span<const std::uint8_t> plain, DatagramSocket& socket, Clock::time_point now);
     void send(std::span<const std::uint8_t> opus, DatagramSocket& socket, Clock::time_point now);
     [[nodiscard]] std::size_t copiesToSend() const;
+    [[nodiscard]] bool
+    isBetter(const DatagramPath& path, const ConnectivityCheck& check, Clock::time_point now) const;
     void select(const DatagramPath& path, Clock::time_point now);
     void askForMissing(DatagramSocket& socket, Clock::time_point now);
     void sendControl(DatagramSocket& socket, std::size_t size);
@@ -115,7 +119,7 @@ private:
     RtcpReports m_reports;
     MissingPackets m_missing;
     std::unique_ptr<SrtpSession> m_srtp;
-    std::array<DatagramPath, maxPaths> m_paths = {};
+    std::array<DatagramPath, maxPaths> m_paths = {}; ///< the newest last
     std::size_t m_pathCount = 0;
     std::optional<DatagramPath> m_selected;
     std::uint32_t m_selectedPriority = 0;

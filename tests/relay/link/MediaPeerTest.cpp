@@ -151,6 +151,7 @@ private Q_SLOTS:
     void ofTwoNominatedWaysTheBetterOneIsTaken();
     void whatIsSentFollowsTheWayOfThePhonesMedia();
     void aWayThatFellSilentIsLeftForANominatedOne();
+    void aPhoneThatOnlyListensIsFollowedToANewWay();
     void onlyAFewWaysAreKept();
     void genuineOpusIsHeardAndNothingElse();
     void copiesGoWithThePacketsWhileThePhoneAsksForMany();
@@ -203,6 +204,22 @@ void MediaPeerTest::aWayThatFellSilentIsLeftForANominatedOne()
     QCOMPARE(call.peer.selectedPath(), std::optional(cable));
 }
 
+void MediaPeerTest::aPhoneThatOnlyListensIsFollowedToANewWay()
+{
+    Call call;
+    call.peer.checked(cable, check(true), call.now);
+    call.start();
+    call.now += MediaPeer::audioGap + 1ms;
+    call.peer.checked(wifi, check(false), call.now);
+    QCOMPARE(call.peer.selectedPath(), std::optional(cable));
+    call.peer.checked(wifi, check(true), call.now);
+    QCOMPARE(call.peer.selectedPath(), std::optional(wifi));
+    // Only forward: a check of the old way may come late.
+    call.now += MediaPeer::audioGap + 1ms;
+    call.peer.checked(cable, check(true), call.now);
+    QCOMPARE(call.peer.selectedPath(), std::optional(wifi));
+}
+
 void MediaPeerTest::onlyAFewWaysAreKept()
 {
     Call call;
@@ -210,7 +227,7 @@ void MediaPeerTest::onlyAFewWaysAreKept()
     for (std::uint8_t other = 2; other <= MediaPeer::maxPaths; ++other) {
         QVERIFY(!call.peer.checked(path(other), check(false), call.now));
     }
-    QCOMPARE(call.peer.checked(path(9), check(false), call.now), std::optional(path(2)));
+    QCOMPARE(call.peer.checked(path(99), check(false), call.now), std::optional(path(2)));
     QCOMPARE(call.peer.paths().size(), MediaPeer::maxPaths);
     QCOMPARE(call.peer.selectedPath(), std::optional(wifi));
 }
