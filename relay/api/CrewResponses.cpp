@@ -114,6 +114,11 @@ QByteArray slowDownText(std::chrono::seconds wait)
     return text({{"error", "slow-down"}, {"seconds", wait.count()}});
 }
 
+QByteArray notNowText(std::chrono::milliseconds wait)
+{
+    return text({{"error", "not-now"}, {"seconds", std::chrono::duration<double>(wait).count()}});
+}
+
 QByteArray eventData(const DeskEvent& event)
 {
     return text({{"channels", json(event.channels)}});
@@ -122,6 +127,11 @@ QByteArray eventData(const DeskEvent& event)
 QByteArray eventData(Goodbye reason)
 {
     return text({{"reason", wordFor(reason)}});
+}
+
+QByteArray heartbeatData(std::chrono::milliseconds retryWindow)
+{
+    return text({{"retryWindow", retryWindow.count()}});
 }
 
 } // namespace wingbell

@@ -73,6 +73,9 @@ struct CardResponse
 /// {"error":"slow-down","seconds":5}
 [[nodiscard]] QByteArray slowDownText(std::chrono::seconds wait);
 
+/// {"error":"not-now","seconds":0.25}
+[[nodiscard]] QByteArray notNowText(std::chrono::milliseconds wait);
+
 // What events of a stream bring.
 
 /// What goes on on the channels of one listener's role, in their order.
@@ -100,5 +103,8 @@ enum class Goodbye {
 
 [[nodiscard]] QByteArray eventData(const DeskEvent& event);
 [[nodiscard]] QByteArray eventData(Goodbye reason);
+
+/// {"retryWindow":250}, in milliseconds
+[[nodiscard]] QByteArray heartbeatData(std::chrono::milliseconds retryWindow);
 
 } // namespace wingbell

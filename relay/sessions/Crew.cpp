@@ -52,14 +52,15 @@ Result<Crew::Joined, Crew::JoinError> Crew::join(const Joining& joining, Clock::
     const Member* before = find(joining.replaces);
     // Also when the first attempt to come back failed.
     const bool isBack = before != nullptr && (before->isConnected || before->isBack);
-    if (before != nullptr) {
-        remove(joining.replaces, std::nullopt, Goodbye::Replaced);
-    }
-    if (m_members.size() >= maxMembers) {
+    const bool wasConnecting = before != nullptr && !before->isConnected;
+    if (m_members.size() - (before != nullptr ? 1 : 0) >= maxMembers) {
         return failure(JoinError::Full);
     }
-    if (connecting() >= maxConnecting) {
+    if (connecting() - (wasConnecting ? 1 : 0) >= maxConnecting) {
         return failure(JoinError::NotNow);
+    }
+    if (before != nullptr) {
+        remove(joining.replaces, std::nullopt, Goodbye::Replaced);
     }
     auto link = m_makeLink();
     if (!link) {
@@ -83,6 +84,14 @@ Result<Crew::Joined, Crew::JoinError> Crew::join(const Joining& joining, Clock::
     const Session session = QUuid::createUuid().toString(QUuid::Id128); // random: it is a secret
     m_members.emplace(session, std::move(member));
     return Joined{session, link->offer()};
+}
+
+std::chrono::milliseconds Crew::takeRetryTime(Clock::time_point now)
+{
+    m_lastRetry = std::clamp(
+        m_lastRetry + joinInterval, Clock::time_point(now + minRetry),
+        Clock::time_point(now + maxRetry));
+    return std::chrono::ceil<std::chrono::milliseconds>(m_lastRetry - now);
 }
 
 bool Crew::takeAnswer(const Session& session, const SdpAnswer& answer, Clock::time_point now)
@@ -202,7 +211,7 @@ void Crew::checkTimeouts(Clock::time_point now)
         }
         if (member->events && now - member->lastHeartbeat >= heartbeatInterval) {
             member->lastHeartbeat = now;
-            member->events->heartbeat();
+            member->events->heartbeat(joinInterval * m_members.size());
         }
     }
     for (const auto& [session, why] : gone) {

@@ -33,6 +33,12 @@ public:
     /// How many may be connecting at a time: making a link is what costs most here.
     static constexpr std::size_t maxConnecting = 24;
 
+    /// Pages that have to join again are spread so that one comes each time this has passed.
+    static constexpr std::chrono::milliseconds joinInterval{10};
+    /// A page that was refused comes again after so long at the soonest, and at the latest.
+    static constexpr std::chrono::milliseconds minRetry{250};
+    static constexpr std::chrono::milliseconds maxRetry{5000};
+
     /// From the offer to the connection.
     static constexpr Clock::duration connectTimeout = std::chrono::seconds(15);
     /// Without a message from the page, the talk keys count as released.
@@ -50,7 +56,7 @@ public:
     {
         std::size_t role = 0; ///< its place in the show
         bool microphone = false;
-        Session replaces; ///< the page's session before this one, or empty
+        Session replaces; ///< the page's session before this one, or empty; ends if this one begins
         QString address;
     };
 
@@ -74,6 +80,9 @@ public:
 
     /// Begins a session.
     [[nodiscard]] Result<Joined, JoinError> join(const Joining& joining, Clock::time_point now);
+
+    /// When a page that gets NotNow is to come again: each has a time of its own (leaky bucket).
+    [[nodiscard]] std::chrono::milliseconds takeRetryTime(Clock::time_point now);
 
     /// False when there is no such session, here and below.
     [[nodiscard]] bool has(const Session& session) const { return m_members.contains(session); }
@@ -128,6 +137,7 @@ private:
     bool m_hasUnshownKeys = false;
     Clock::time_point m_keysShown; ///< the last time
     std::map<Session, std::unique_ptr<Member>> m_members;
+    Clock::time_point m_lastRetry; ///< the latest that was given out
 };
 
 } // namespace wingbell

@@ -4,6 +4,8 @@
 
 #include <QString>
 
+#include <chrono>
+
 namespace wingbell {
 
 // What a Crew tells others. Main thread only.
@@ -15,7 +17,8 @@ public:
     virtual ~PageEvents() = default;
 
     virtual void desk(const DeskEvent& desk) = 0;
-    virtual void heartbeat() = 0;
+    /// If the crew has to join again, the first tries are to be spread over `retryWindow`.
+    virtual void heartbeat(std::chrono::milliseconds retryWindow) = 0;
     /// No audio comes from its microphone although a key is pressed.
     virtual void unheard() = 0;
     /// The last event.

@@ -54,7 +54,10 @@ public:
     }
 
     void desk(const DeskEvent& desk) override { m_stream.send("desk", eventData(desk)); }
-    void heartbeat() override { m_stream.send("beat", "{}"); }
+    void heartbeat(std::chrono::milliseconds retryWindow) override
+    {
+        m_stream.send("beat", heartbeatData(retryWindow));
+    }
     void unheard() override { m_stream.send("unheard", "{}"); }
     void goodbye(Goodbye reason) override
     {
@@ -238,8 +241,11 @@ void CrewService::join(
         {*place, request.microphone, request.replaces.value_or(QString()), addressText(peer)},
         Clock::now());
     if (!joined) {
-        const bool isFull = joined.error() == Crew::JoinError::Full;
-        response.sendError(503, isFull ? "full" : "not-now");
+        if (joined.error() == Crew::JoinError::Full) {
+            response.sendError(503, "full");
+        } else {
+            response.sendJson(503, notNowText(m_crew.takeRetryTime(Clock::now())));
+        }
         return;
     }
     const PatchedRole& role = m_show.roles().at(*place);

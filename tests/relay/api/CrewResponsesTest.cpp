@@ -86,6 +86,7 @@ void CrewResponsesTest::theCardIsTold()
 void CrewResponsesTest::theWaitIsTold()
 {
     QCOMPARE(slowDownText(5s), QByteArray(R"({"error":"slow-down","seconds":5})"));
+    QCOMPARE(notNowText(250ms), QByteArray(R"({"error":"not-now","seconds":0.25})"));
 }
 
 void CrewResponsesTest::anEventBringsOneLine()
@@ -97,6 +98,7 @@ void CrewResponsesTest::anEventBringsOneLine()
         QByteArray(R"({"channels":[{"talking":["Director","Stage Manager"],"announcing":false},)"
                    R"({"talking":[],"announcing":true}]})"));
     QCOMPARE(eventData(Goodbye::OffAir), QByteArray(R"({"reason":"off-air"})"));
+    QCOMPARE(heartbeatData(250ms), QByteArray(R"({"retryWindow":250})"));
     QCOMPARE(eventData(Goodbye::Replaced), QByteArray(R"({"reason":"replaced"})"));
     QCOMPARE(eventData(Goodbye::Silent), QByteArray(R"({"reason":"silent"})"));
 }

@@ -36,6 +36,7 @@ struct Told
 {
     std::vector<DeskEvent> desks;
     int beats = 0;
+    std::chrono::milliseconds retryWindow{0};
     int unheards = 0;
     std::optional<Goodbye> goodbye;
 };
@@ -49,7 +50,11 @@ public:
     }
 
     void desk(const DeskEvent& desk) override { m_told.desks.push_back(desk); }
-    void heartbeat() override { ++m_told.beats; }
+    void heartbeat(std::chrono::milliseconds retryWindow) override
+    {
+        ++m_told.beats;
+        m_told.retryWindow = retryWindow;
+    }
     void unheard() override { ++m_told.unheards; }
     void goodbye(Goodbye reason) override { m_told.goodbye = reason; }
 
@@ -126,6 +131,9 @@ private Q_SLOTS:
     void leavingBeforeConnectingIsNotTold();
     void aFullCrewTakesNoMore();
     void tooManyConnectingHaveToWait();
+    void thoseWhoHaveToWaitComeAgainOneAfterTheOther();
+    void aSessionThatCannotBeReplacedNowStays();
+    void theFirstRetriesOfACrewAreSpreadByItsSize();
     void withoutALinkThereIsNothingLeft();
     void aPageIsToldThatItsMicrophoneIsNotHeard();
     void announcementsShowOnTheirChannels();
@@ -450,6 +458,45 @@ void CrewTest::tooManyConnectingHaveToWait()
     m_links.front()->now = MediaLink::State::Connected;
     m_crew->checkTimeouts(m_now);
     QVERIFY(m_crew->has(ask(1)));
+}
+
+void CrewTest::thoseWhoHaveToWaitComeAgainOneAfterTheOther()
+{
+    QCOMPARE(m_crew->takeRetryTime(m_now), Crew::minRetry);
+    QCOMPARE(m_crew->takeRetryTime(m_now), Crew::minRetry + Crew::joinInterval);
+    QCOMPARE(m_crew->takeRetryTime(m_now + 5ms), Crew::minRetry + 2 * Crew::joinInterval - 5ms);
+    for (std::size_t count = 0; count < 2 * Crew::maxMembers; ++count) {
+        (void)m_crew->takeRetryTime(m_now);
+    }
+    QCOMPARE(m_crew->takeRetryTime(m_now), Crew::maxRetry);
+    QCOMPARE(m_crew->takeRetryTime(m_now + 1h), Crew::minRetry);
+}
+
+void CrewTest::aSessionThatCannotBeReplacedNowStays()
+{
+    const QString before = join(0);
+    press(before, {1});
+    Told& told = listenTo(join(1));
+    for (std::size_t count = 0; count < Crew::maxConnecting; ++count) {
+        (void)ask(1);
+    }
+    const auto outcome = m_crew->join({0, true, before, {}}, m_now);
+    QVERIFY(!outcome && outcome.error() == Crew::JoinError::NotNow);
+    QVERIFY(m_crew->has(before));
+    QVERIFY(!m_links.front()->isClosed);
+    QCOMPARE(told.desks.back().channels.at(0).talking, QStringList(QStringLiteral("Caller")));
+}
+
+void CrewTest::theFirstRetriesOfACrewAreSpreadByItsSize()
+{
+    Told& told = listenTo(join(0));
+    m_crew->checkTimeouts(m_now + 2s);
+    QCOMPARE(told.retryWindow, Crew::joinInterval);
+    for (int count = 0; count < 9; ++count) {
+        (void)join(1);
+    }
+    m_crew->checkTimeouts(m_now + 4s);
+    QCOMPARE(told.retryWindow, 10 * Crew::joinInterval);
 }
 
 void CrewTest::withoutALinkThereIsNothingLeft()
