@@ -4,8 +4,10 @@ import { Redundancy } from './redundancy.js';
 export class Call {
     #connection = new RTCPeerConnection({ iceServers: [] });
     #transceiver = null;
-    #offer = null;
+    #deskOffer = null; // once it is answered
+    #isNegotiating = false;
     #redundancy = null; // null if the browser knows none
+    #sendsRed = false;
 
     /** `onState` is called with the connection's state whenever it changes. */
     constructor(onState) {
@@ -15,7 +17,6 @@ export class Call {
     /** Takes the desk's SDP offer and returns what the desk needs of the answer. Without a track it only listens. */
     async answer(offer, track) {
         const connection = this.#connection;
-        this.#offer = offer;
         await connection.setRemoteDescription({ type: 'offer', sdp: offer });
         [this.#transceiver] = connection.getTransceivers();
         if (!this.#transceiver) throw new Error('the offer has no audio');
@@ -23,17 +24,68 @@ export class Call {
         this.#transceiver.direction = track ? 'sendrecv' : 'recvonly';
         await this.#createAnswer();
         await this.#prioritise();
+        this.#deskOffer = offer;
         const answer = readSdpAnswer(connection.localDescription.sdp);
         if (answer.red) this.#redundancy = new Redundancy();
         return answer;
     }
 
     async #createAnswer() {
-        const connection = this.#connection;
-        const own = await connection.createAnswer();
-        await connection
+        const own = await this.#connection.createAnswer();
+        await this.#connection
             .setLocalDescription({ type: 'answer', sdp: askForLostPackets(own.sdp) })
-            .catch(() => connection.setLocalDescription(own));
+            .catch(() => this.#connection.setLocalDescription(own));
+    }
+
+    /**
+     * Starts a second way to the desk beside the present one (ICE restart), from whatever addresses this device has now.
+     * The browser changes over once the second way works; until then it keeps the first. The desk need not be asked:
+     * as an ICE-lite agent it answers every check that knows its password, so its answer is known before.
+     */
+    async restartIce() {
+        const connection = this.#connection;
+        await this.#negotiate(async () => {
+            const own = await connection.createOffer({ iceRestart: true });
+            await connection.setLocalDescription({ type: 'offer', sdp: askForLostPackets(own.sdp) });
+            const offer = this.#sendsRed ? withRedFirst(this.#deskOffer) : this.#deskOffer;
+            try {
+                await connection.setRemoteDescription({ type: 'answer', sdp: deskAnswer(offer, this.maySend) });
+            } catch (error) {
+                await connection.setLocalDescription({ type: 'rollback' });
+                throw error;
+            }
+        });
+    }
+
+    /**
+     * Sends RED or plain Opus, by how much is lost. A browser sends the first codec of the offer; the desk, which takes
+     * both, need not know. To be called about twice a second.
+     */
+    async adaptToLoss() {
+        if (!this.#redundancy) return;
+        const reports = [...(await this.#transceiver.sender.getStats()).values()];
+        const find = (type) => reports.find((report) => report.type === type);
+        const sent = find('outbound-rtp');
+        if (sent) this.#redundancy.update(sent, find('remote-inbound-rtp'));
+        const { isOn } = this.#redundancy;
+        if (isOn === this.#sendsRed) return;
+        await this.#negotiate(async () => {
+            const sdp = isOn ? withRedFirst(this.#deskOffer) : this.#deskOffer;
+            await this.#connection.setRemoteDescription({ type: 'offer', sdp });
+            await this.#createAnswer();
+            this.#sendsRed = isOn;
+        });
+    }
+
+    /** One at a time, and once the desk's offer is answered. */
+    async #negotiate(steps) {
+        if (!this.#deskOffer || this.#isNegotiating) return;
+        this.#isNegotiating = true;
+        try {
+            await steps();
+        } finally {
+            this.#isNegotiating = false;
+        }
     }
 
     /** Has the browser mark packets as voice (DSCP), as the desk does: Wi-Fi sends these before others. */
@@ -64,21 +116,10 @@ export class Call {
 
     /** How many RTP packets have been received; null before the first one. */
     async packetsReceived() {
-        const reports = [...(await this.#connection.getStats()).values()];
-        const find = (type) => reports.find((report) => report.type === type);
-        await this.#adaptToLoss(find('outbound-rtp'), find('remote-inbound-rtp')).catch(() => {});
-        return find('inbound-rtp')?.packetsReceived ?? null;
-    }
-
-    /**
-     * Sends RED or plain Opus, by how much is lost. A browser sends the first codec of the offer; the desk, which takes
-     * both, need not know.
-     */
-    async #adaptToLoss(sent, reported) {
-        if (!sent || !this.#redundancy?.update(sent, reported)) return;
-        const sdp = this.#redundancy.isOn ? withRedFirst(this.#offer) : this.#offer;
-        await this.#connection.setRemoteDescription({ type: 'offer', sdp });
-        await this.#createAnswer();
+        if (!this.#transceiver) return null;
+        const reports = await this.#transceiver.receiver.getStats();
+        for (const report of reports.values()) if (report.type === 'inbound-rtp') return report.packetsReceived ?? null;
+        return null;
     }
 
     close() {
@@ -102,6 +143,13 @@ export function withRedFirst(sdp) {
     return sdp.replace(/^(m=audio \S+ \S+)(.*)$/m, (line, begin, types) =>
         red ? `${begin} ${red}${types.replace(new RegExp(` ${red}\\b`), '')}` : line,
     );
+}
+
+/** What the desk would answer to an offer of this side, after it made `deskOffer` itself: it stays the DTLS server. */
+export function deskAnswer(deskOffer, maySend) {
+    return deskOffer
+        .replace(/^a=setup:actpass$/m, 'a=setup:passive')
+        .replace(/^a=sendrecv$/m, maySend ? 'a=sendrecv' : 'a=sendonly');
 }
 
 /**

@@ -1,13 +1,23 @@
-// The state of the connection to the desk: heartbeat and media timeouts, reconnecting with exponential backoff.
+// The state of the connection to the desk: heartbeat and media timeouts, a second way to the desk while nothing is
+// received (ICE restart), joining again with exponential backoff.
 // Has no network and no clock: it is told what happened and the time, in milliseconds of a monotonic clock.
 
-/** Milliseconds after which the connection counts as lost, by the reason given for it. */
+/** Milliseconds after which the connection counts as interrupted, by the reason given for it. */
 export const timeouts = {
     'no heartbeat': 7000,
     disconnected: 3000, // as RTCPeerConnection reports it
     'no packets': 3000, // RTCPeerConnection itself may take a minute to notice
+    'connection failed': 0,
     'not connected': 10000, // since joining
 };
+
+/** Milliseconds that a desk responds while the connection stays interrupted: then only joining again helps. */
+export const respondingTimeout = 2000;
+export const eventsTimeout = 4500; // without a heartbeat: the TCP connection of the events may be dead
+
+export const maxPacketGap = 300; // milliseconds until a second way is tried
+const minSecondWayInterval = 500; // grows with the gap
+const maxSecondWayInterval = 5000;
 
 export const firstRetry = 500; // milliseconds; doubles with every failure
 const maxRetry = 5000;
@@ -30,12 +40,19 @@ export class Connection {
     #mayRetryEarly = true;
     #lastTick = null;
     #lossReason = null;
+    #retryWindow = firstRetry;
 
     // Of the current attempt.
     #timers = new Map(); // keys of `timeouts`, and since when each runs
     #heartbeatSeen = false;
     #peerState = 'new';
     #packets = null;
+    #packetsAt = 0; // when the newest came
+    #respondedAt = null; // the desk's first response since the interruption began
+    #eventsAt = 0; // when the newest came, or events were opened
+    #mayHaveMoved = false; // to another network
+    #hasTriedSecondWay = false; // since the newest packet
+    #nextSecondWay = 0;
 
     /** `random` gives numbers from 0 to 1: the jitter that keeps the crew from reconnecting all at once. */
     constructor(random = Math.random) {
@@ -54,6 +71,11 @@ export class Connection {
     /** True while there is no session and none is being requested. */
     get isIdle() {
         return this.#state === 'waiting' || this.#state === 'closed';
+    }
+
+    /** True while there is a session and nothing comes from the desk. */
+    get isInterrupted() {
+        return this.#lost && this.#hasSession();
     }
 
     /** The error that ended it, while the status is 'ended'. */
@@ -99,9 +121,10 @@ export class Connection {
         this.#offAir = false;
         this.#timers.set('not connected', now);
         this.#timers.set('no heartbeat', now);
+        this.#eventsAt = now;
     }
 
-    /** `error` is the desk's, or 'no-response'; `seconds` is how long the desk's rate limit lasts. */
+    /** `error` is the desk's, or 'no-response'; `seconds` is after how long the desk wants to be asked again. */
     joinFailed(error, now, seconds = 0) {
         if (this.#state !== 'joining') return;
         if (finalErrors.has(error) || (error === 'full' && !this.#hasBeenConnected)) {
@@ -111,8 +134,8 @@ export class Connection {
         }
         this.#lossReason = error;
         this.#lost = true;
-        if (error === 'slow-down') {
-            this.#retryIn(Math.max(1, seconds) * 1000, now);
+        if (seconds > 0) {
+            this.#retryIn(seconds * 1000, now);
             this.#mayRetryEarly = false;
         } else this.#backOff(now);
     }
@@ -121,29 +144,76 @@ export class Connection {
     heartbeat(now) {
         if (!this.#hasSession()) return;
         this.#timers.set('no heartbeat', now);
+        this.#eventsAt = now;
         this.#heartbeatSeen = true;
         this.#checkConnected();
+    }
+
+    /** True when the page must open the desk's events again, for want of heartbeats. */
+    mustReopenEvents(now) {
+        if (!this.#hasSession() || now - this.#eventsAt < eventsTimeout) return false;
+        this.#eventsAt = now;
+        return true;
+    }
+
+    /** `window` is the time, in milliseconds, over which the desk wants the first retries of its crew spread. */
+    spreadRetries(window) {
+        this.#retryWindow = window;
+    }
+
+    /** The desk has accepted a request of this session. */
+    responded(now) {
+        if (this.isInterrupted) this.#respondedAt ??= now;
     }
 
     /** `state` is RTCPeerConnection.connectionState. */
     peerStateChanged(state, now) {
         if (!this.#hasSession()) return;
         this.#peerState = state;
-        if (state === 'failed' || state === 'closed') return this.#lose(`connection ${state}`, now);
-        if (state !== 'disconnected') this.#timers.delete('disconnected');
-        else if (!this.#timers.has('disconnected')) this.#timers.set('disconnected', now);
-        if (state === 'connected' && !this.#timers.has('no packets')) this.#timers.set('no packets', now);
+        const isOver = state === 'closed' || (state === 'failed' && this.#state === 'connecting');
+        if (isOver) return this.#lose(`connection ${state}`, now);
+        this.#startOrStop('disconnected', state === 'disconnected', now);
+        this.#startOrStop('connection failed', state === 'failed', now);
+        if (state === 'disconnected' || state === 'failed') this.#mayHaveMoved = true;
+        if (state === 'connected' && !this.#timers.has('no packets')) {
+            this.#timers.set('no packets', now);
+            this.#packetsAt = now;
+        }
         this.#checkConnected();
     }
 
-    /** How many packets have been received so far; null before the first one. */
+    /**
+     * How many packets have been received so far; null before the first one. True if they are back after a second way
+     * was tried.
+     */
     packetsReceived(count, now) {
-        if (!this.#hasSession() || count === this.#packets) return;
+        if (!this.#hasSession() || count === this.#packets) return false;
+        const areBack = this.#hasTriedSecondWay;
         this.#packets = count;
+        this.#packetsAt = now;
+        this.#hasTriedSecondWay = false;
         if (this.#timers.has('no packets')) this.#timers.set('no packets', now);
+        return areBack;
     }
 
-    /** The desk no longer knows the session, or a request failed. */
+    /** This device may have other addresses now. */
+    networkChanged() {
+        this.#mayHaveMoved = true;
+    }
+
+    /** True when the page must try a second way now. To be asked right after what it depends on was told. */
+    mustTrySecondWay(now) {
+        const gap = now - this.#packetsAt;
+        if (this.#state !== 'connected' || now < this.#nextSecondWay) return false;
+        if (gap < maxPacketGap && !this.#mayHaveMoved) return false;
+        const wait = Math.max(minSecondWayInterval, Math.min(maxSecondWayInterval, gap / 8));
+        this.#nextSecondWay = now + this.#withJitter(wait);
+        this.#hasTriedSecondWay = true;
+        this.#mayHaveMoved = false;
+        return true;
+    }
+
+    /** The desk no longer knows the session, or the call failed. */
     lose(reason, now) {
         if (this.#hasSession()) this.#lose(reason, now);
     }
@@ -168,6 +238,11 @@ export class Connection {
         this.#retryAt = now;
     }
 
+    #startOrStop(reason, runs, now) {
+        if (!runs) this.#timers.delete(reason);
+        else if (!this.#timers.has(reason)) this.#timers.set(reason, now);
+    }
+
     #hasSession() {
         return this.#state === 'connecting' || this.#state === 'connected';
     }
@@ -180,10 +255,21 @@ export class Connection {
         this.#failures = 0;
     }
 
+    /**
+     * An interrupted connection is kept, as it may recover by itself. It is given up when the desk can be reached and
+     * does not know what is wrong.
+     */
     #checkTimeouts(now) {
-        for (const [reason, timeout] of Object.entries(timeouts)) {
-            if (now - this.#timers.get(reason) > timeout) return this.#lose(reason, now);
+        const reason = Object.keys(timeouts).find((key) => now - this.#timers.get(key) > timeouts[key]);
+        if (reason === undefined) {
+            this.#respondedAt = null;
+            this.#lost = false;
+            return;
         }
+        const isFutile = this.#respondedAt !== null && now - this.#respondedAt >= respondingTimeout;
+        if (this.#state === 'connecting' || isFutile) return this.#lose(reason, now);
+        this.#lossReason = reason;
+        this.#lost = true;
     }
 
     /** After a suspension timeouts that have passed are extended, but do not start from zero. */
@@ -200,12 +286,16 @@ export class Connection {
         this.#backOff(now);
     }
 
-    /** Exponential backoff with jitter. */
+    /** Exponential backoff with jitter. The first retry comes within the window that the desk has told. */
     #backOff(now) {
-        if (this.#offAir) return this.#retryIn(offAirRetry, now);
+        if (this.#offAir) return this.#retryIn(this.#withJitter(offAirRetry), now);
         const wait = Math.min(maxRetry, firstRetry * 2 ** this.#failures);
+        this.#retryIn(this.#failures > 0 ? this.#withJitter(wait) : this.#random() * this.#retryWindow, now);
         this.#failures = Math.min(this.#failures + 1, 16);
-        this.#retryIn(Math.max(firstRetry, wait * (0.8 + 0.2 * this.#random())), now);
+    }
+
+    #withJitter(wait) {
+        return wait * (0.5 + 0.5 * this.#random());
     }
 
     #retryIn(delay, now) {
@@ -219,5 +309,9 @@ export class Connection {
         this.#heartbeatSeen = false;
         this.#peerState = 'new';
         this.#packets = null;
+        this.#respondedAt = null;
+        this.#mayHaveMoved = false;
+        this.#hasTriedSecondWay = false;
+        this.#nextSecondWay = 0;
     }
 }

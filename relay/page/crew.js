@@ -279,6 +279,7 @@ function sessionEnded(error) {
 function statusChanged(newStatus) {
     const wasOnAir = status === 'on-air';
     status = newStatus;
+    if (status === 'lost' && step === 'desk-step') reconnecting = true;
     const words = sentences.statusWords[status] ?? '';
     find('joining-state').textContent = words;
     find('connection-state').textContent = words;

@@ -2,8 +2,9 @@
 
 const requestTimeout = 8000; // milliseconds
 const joinTimeout = 15000;
+const stateTimeout = 2500; // the desk releases the keys of a page that it does not hear for 6 s
 
-/** `error` is what the desk responded, or 'no-response'; `seconds` is how long its rate limit lasts. */
+/** `error` is what the desk responded, or 'no-response'; `seconds` is after how long it wants to be asked again. */
 export class DeskError extends Error {
     constructor(error, seconds = 0) {
         super(error);
@@ -16,7 +17,7 @@ export const fetchRoles = (code) => post('/api/roles', { code });
 export const fetchCard = (code) => post('/api/card', { code });
 export const join = (request) => post('/api/join', request, joinTimeout);
 export const sendAnswer = (session, sdpAnswer) => post('/api/answer', { session, ...sdpAnswer });
-export const sendState = (session, state) => post('/api/state', { session, ...state });
+export const sendState = (session, state, signal) => post('/api/state', { session, ...state }, stateTimeout, signal);
 
 /** Is sent even while the page is being closed, without waiting for a response. */
 export function leave(session) {
@@ -27,8 +28,9 @@ export function leave(session) {
 
 export const eventsAddress = (session) => `/api/events?session=${encodeURIComponent(session)}`;
 
-async function post(path, request, timeout = requestTimeout) {
+async function post(path, request, timeout = requestTimeout, signal = null) {
     const abort = new AbortController();
+    signal?.addEventListener('abort', () => abort.abort());
     const timer = setTimeout(() => abort.abort(), timeout);
     try {
         const response = await fetch(path, {

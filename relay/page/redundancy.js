@@ -14,10 +14,7 @@ export class Redundancy {
         return this.#isOn;
     }
 
-    /**
-     * `sent` and `reported` are the statistics outbound-rtp and remote-inbound-rtp (or undefined). Returns true if isOn
-     * has changed.
-     */
+    /** `sent` and `reported` are the statistics outbound-rtp and remote-inbound-rtp (or undefined). */
     update(sent, reported) {
         // A lost packet is sent again when the desk asks for it, or is reported lost if it did not ask or ask in vain.
         const again = sent.retransmittedPacketsSent ?? 0;
@@ -25,12 +22,9 @@ export class Redundancy {
         const before = this.#before ?? now;
         this.#before = now;
         const packets = now.sent - before.sent;
-        if (packets <= 0) return false;
+        if (packets <= 0) return;
         const lost = Math.min(1, Math.max(0, (now.lost - before.lost) / packets));
         this.#share += (lost - this.#share) * (1 - (1 - 1 / packetsRemembered) ** packets);
-        const isOn = this.#share > (this.#isOn ? noMoreHigh : high);
-        if (isOn === this.#isOn) return false;
-        this.#isOn = isOn;
-        return true;
+        this.#isOn = this.#share > (this.#isOn ? noMoreHigh : high);
     }
 }

@@ -5,8 +5,11 @@ import * as desk from './desk-api.js';
 import { StatePosts } from './state-posts.js';
 
 const keepAliveInterval = 2000; // milliseconds, as all below
-const packetsInterval = 500;
+const packetsInterval = 250;
+const lossInterval = 500;
 const tickInterval = 250;
+const postRetry = 500;
+const maxRetryWindow = 10000;
 
 export class Session {
     #code;
@@ -41,15 +44,29 @@ export class Session {
     open() {
         const every = (interval, call) => this.#timers.push(setInterval(call, interval));
         every(tickInterval, () => this.#update());
-        every(keepAliveInterval, () => this.#posts?.keepAlive());
+        every(keepAliveInterval, () => this.#keepAlive());
         every(packetsInterval, () => this.#countPackets());
+        every(lossInterval, () => this.#call?.adaptToLoss().catch(() => {})); // the next time may work
         const { signal } = this.#listeners;
         const retryNow = () => {
             if (document.visibilityState !== 'visible') return;
             this.#connection.retryNow(performance.now());
             this.#update();
         };
-        window.addEventListener('online', retryNow, { signal });
+        const networkChanged = () => {
+            this.#connection.networkChanged();
+            this.#trySecondWay();
+            retryNow();
+        };
+        window.addEventListener('online', networkChanged, { signal });
+        const network = navigator.connection; // only some browsers have it, and it also tells of other changes
+        let type = network?.type;
+        const typeMayHaveChanged = () => {
+            if (network.type === type) return;
+            type = network.type;
+            networkChanged();
+        };
+        network?.addEventListener('change', typeMayHaveChanged, { signal });
         window.addEventListener('pageshow', retryNow, { signal });
         document.addEventListener('visibilitychange', retryNow, { signal });
         // The page may come back from the back/forward cache; its session does not.
@@ -96,8 +113,12 @@ export class Session {
         const mustJoin = this.#connection.tick(performance.now());
         const { status } = this.#connection;
         if (this.#connection.isIdle) this.#drop();
+        // Events that were missed while it was lost do not come again; a new stream begins with all there is to know.
+        const hasRecovered = this.#status === 'lost' && status === 'on-air';
+        if (hasRecovered || this.#connection.mustReopenEvents(performance.now())) this.#listen(this.#attempt);
         if (status !== this.#status) {
             this.#status = status;
+            if (status === 'lost') this.#keepAlive();
             if (status !== 'ended') this.#callbacks.status(status);
         }
         if (status === 'ended') this.#callbacks.ended(this.#connection.finalError);
@@ -129,6 +150,7 @@ export class Session {
         const call = new Call((state) => {
             if (attempt !== this.#attempt) return;
             this.#connection.peerStateChanged(state, performance.now());
+            this.#trySecondWay();
             this.#update();
         });
         this.#call = call;
@@ -139,16 +161,31 @@ export class Session {
         if (attempt !== this.#attempt) return;
         this.#posts = new StatePosts(
             this.#state,
-            (state) => desk.sendState(this.#id, state),
-            (error) => {
-                // A desk that limits the rate is still there; the next keep-alive carries the whole state.
-                if (error.error !== 'slow-down') this.#lose(attempt, error.message);
+            async (state, signal) => {
+                await desk.sendState(this.#id, state, signal);
+                if (attempt === this.#attempt) this.#connection.responded(performance.now());
             },
+            (error) => this.#postFailed(attempt, error),
         );
         this.#posts.changed();
     }
 
+    #postFailed(attempt, error) {
+        if (attempt !== this.#attempt) return;
+        // The network may be back soon; whether the connection is lost is decided by what is heard of the desk.
+        if (error.error === 'no-response') this.#posts.changeIn(postRetry);
+        // A desk that limits the rate is still there; the next keep-alive carries the whole state.
+        else if (error.error !== 'slow-down') this.#lose(attempt, error.message);
+    }
+
+    /** Also finds out whether the desk can be reached again, so it does not wait for a request that is stuck. */
+    #keepAlive() {
+        if (this.#connection.isInterrupted) this.#posts?.resend();
+        else this.#posts?.keepAlive();
+    }
+
     #listen(attempt) {
+        this.#events?.close();
         const events = new EventSource(desk.eventsAddress(this.#id));
         this.#events = events;
         const on = (name, call) => {
@@ -159,7 +196,10 @@ export class Session {
                 this.#update();
             });
         };
-        on('beat', () => {});
+        on('beat', (event) => {
+            const window = read(event.data)?.retryWindow;
+            if (window >= 0 && window <= maxRetryWindow) this.#connection.spreadRetries(window);
+        });
         on('unheard', () => this.#callbacks.unheard());
         on('desk', (event) => {
             const state = read(event.data);
@@ -177,7 +217,14 @@ export class Session {
         const call = this.#call;
         if (!call) return;
         const packets = await call.packetsReceived().catch(() => null);
-        if (attempt === this.#attempt) this.#connection.packetsReceived(packets, performance.now());
+        if (attempt !== this.#attempt) return;
+        if (this.#connection.packetsReceived(packets, performance.now())) this.#posts?.resend();
+        this.#trySecondWay();
+    }
+
+    #trySecondWay() {
+        if (!this.#connection.mustTrySecondWay(performance.now())) return;
+        this.#call?.restartIce().catch(() => {}); // the next one may work
     }
 
     #lose(attempt, reason) {

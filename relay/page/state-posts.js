@@ -10,13 +10,15 @@ export class StatePosts {
     #failed;
     #number = 0;
     #inFlight = false;
+    #abort = null; // of the request in flight
     #again = false;
     #stopped = false;
     #later;
     #throttled = false;
 
     /**
-     * `read` returns the current state; `send` posts it; `failed` is called with the error of a failed post.
+     * `read` returns the current state; `send` posts it until its AbortSignal says to stop; `failed` is called with the
+     * error of a failed post.
      * `later` calls a function after that many milliseconds.
      */
     constructor(read, send, failed, later = (call, time) => setTimeout(call, time)) {
@@ -35,12 +37,17 @@ export class StatePosts {
 
     /** The state keeps changing, as while a slider moves: posts are throttled. */
     isChanging() {
+        this.changeIn(changingInterval);
+    }
+
+    /** Sends the state after that many milliseconds, unless it is to be sent later already. */
+    changeIn(time) {
         if (this.#throttled) return;
         this.#throttled = true;
         this.#later(() => {
             this.#throttled = false;
             this.changed();
-        }, changingInterval);
+        }, time);
     }
 
     /** Tells the desk that the page is alive, unless a request in flight already does. */
@@ -48,8 +55,15 @@ export class StatePosts {
         if (!this.#inFlight) this.changed();
     }
 
+    /** Sends the state again rather than wait for the request in flight: its TCP connection may be dead. */
+    resend() {
+        this.#abort?.abort();
+        this.changed();
+    }
+
     stop() {
         this.#stopped = true;
+        this.#abort?.abort();
     }
 
     async #run() {
@@ -57,13 +71,15 @@ export class StatePosts {
         while (this.#again && !this.#stopped) {
             this.#again = false;
             this.#number += 1;
+            this.#abort = new AbortController();
+            const { signal } = this.#abort;
             try {
-                await this.#send({ number: this.#number, ...this.#read() });
+                await this.#send({ number: this.#number, ...this.#read() }, signal);
             } catch (error) {
-                if (this.#stopped) break;
-                this.#failed(error);
+                if (!signal.aborted) this.#failed(error);
             }
         }
+        this.#abort = null;
         this.#inFlight = false;
     }
 }

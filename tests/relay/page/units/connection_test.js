@@ -1,4 +1,6 @@
-import { Connection, firstRetry, resumeGrace, timeouts } from '/connection.js';
+import {
+    Connection, eventsTimeout, firstRetry, maxPacketGap, respondingTimeout, resumeGrace, timeouts,
+} from '/connection.js';
 import { equal, test } from './testing.js';
 
 const noJitter = () => 1;
@@ -24,14 +26,25 @@ function joinsAt(connection, from, until, alive = () => {}) {
     return null;
 }
 
-/** Heartbeats and packets, as on a good connection. */
+let packets = 0;
+
+/** What comes on a good connection. */
+function goodAt(connection, now) {
+    packets += 12;
+    connection.heartbeat(now);
+    connection.packetsReceived(packets, now);
+    connection.responded(now);
+}
+
 function keepGood(connection, from, until) {
-    let packets = 0;
-    equal(joinsAt(connection, from, until, (now) => {
-        packets += 12;
-        connection.heartbeat(now);
-        connection.packetsReceived(packets, now);
-    }), null);
+    equal(joinsAt(connection, from, until, (now) => goodAt(connection, now)), null);
+}
+
+/** How often it wants a second way, asked every 250 ms. */
+function secondWays(connection, from, until) {
+    const times = [];
+    for (let now = from; now <= until; now += 250) if (connection.mustTrySecondWay(now)) times.push(now);
+    return times;
 }
 
 test('an opened connection joins at once and is shown as connecting', () => {
@@ -61,26 +74,56 @@ test('a good connection stays', () => {
     equal(connection.status, 'on-air');
 });
 
-test('seven seconds without a heartbeat lose the connection', () => {
+test('seven seconds without a heartbeat interrupt the connection', () => {
     const connection = connected();
-    let packets = 0;
-    const joined = joinsAt(connection, 1250, 20000, (now) => connection.packetsReceived((packets += 12), now));
-    equal(connection.lossReason, 'no heartbeat');
-    equal(joined, 1000 + timeouts['no heartbeat'] + 250 + firstRetry);
-    equal(connection.status, 'lost');
+    let now = 1250;
+    for (; connection.status === 'on-air'; now += 250) {
+        connection.packetsReceived((packets += 12), now);
+        connection.tick(now);
+    }
+    equal(now, 1000 + timeouts['no heartbeat'] + 500);
+    equal([connection.status, connection.lossReason], ['lost', 'no heartbeat']);
+    goodAt(connection, now);
+    connection.tick(now);
+    equal(connection.status, 'on-air');
 });
 
-test('three seconds without packets lose the connection', () => {
+test('three seconds without packets interrupt the connection, which is kept', () => {
     const connection = connected();
     keepGood(connection, 1250, 5000);
-    joinsAt(connection, 5250, 20000, (now) => {
-        connection.heartbeat(now);
-        connection.packetsReceived(192, now);
-    });
-    equal(connection.lossReason, 'no packets');
+    equal(joinsAt(connection, 5250, 25000, (now) => connection.heartbeat(now)), null);
+    equal([connection.status, connection.lossReason], ['lost', 'no packets']);
+    equal([connection.isInterrupted, connection.isIdle], [true, false]);
 });
 
-test('a connection that never receives a packet is lost too', () => {
+test('an interrupted connection whose packets are back is on air again without joining', () => {
+    const connection = connected();
+    joinsAt(connection, 1250, 9000);
+    equal(connection.isInterrupted, true);
+    keepGood(connection, 9250, 60000);
+    equal([connection.status, connection.isInterrupted], ['on-air', false]);
+});
+
+test('an interrupted connection to a desk that responds is joined again soon', () => {
+    const connection = connected();
+    keepGood(connection, 1250, 5000);
+    const joined = joinsAt(connection, 5250, 25000, (now) => {
+        connection.heartbeat(now);
+        connection.responded(now);
+    });
+    equal(connection.lossReason, 'no packets');
+    const responded = 5000 + timeouts['no packets'] + 500;
+    equal(joined, responded + respondingTimeout + firstRetry);
+});
+
+test('responses before the interruption say nothing about it', () => {
+    const connection = connected();
+    keepGood(connection, 1250, 5000);
+    joinsAt(connection, 5250, 8000, (now) => connection.responded(now));
+    equal(joinsAt(connection, 8250, 30000), null);
+});
+
+test('a connection that never receives a packet is interrupted too', () => {
     const connection = connected();
     joinsAt(connection, 1250, 20000, (now) => {
         connection.heartbeat(now);
@@ -89,13 +132,101 @@ test('a connection that never receives a packet is lost too', () => {
     equal(connection.lossReason, 'no packets');
 });
 
-test('a failed or closed peer connection is a lost one at once', () => {
-    for (const state of ['failed', 'closed']) {
+test('a peer connection that fails is interrupted, and may recover', () => {
+    const connection = connected();
+    connection.peerStateChanged('failed', 2000);
+    equal(connection.tick(2250), false);
+    equal([connection.status, connection.lossReason], ['lost', 'connection failed']);
+    connection.peerStateChanged('connected', 2300);
+    connection.tick(2500);
+    equal(connection.status, 'on-air');
+});
+
+test('a peer connection that is closed, or fails before it connects, is lost at once', () => {
+    const closed = connected();
+    closed.peerStateChanged('closed', 2000);
+    equal([closed.status, closed.isIdle, closed.lossReason], ['lost', true, 'connection closed']);
+
+    const connecting = new Connection(noJitter);
+    connecting.open(0);
+    connecting.tick(0);
+    connecting.joined(100);
+    connecting.peerStateChanged('failed', 200);
+    equal([connecting.isIdle, connecting.lossReason], [true, 'connection failed']);
+});
+
+test('300 ms without packets ask for a second way, and the first one is kept', () => {
+    const connection = connected();
+    goodAt(connection, 1250);
+    equal(connection.mustTrySecondWay(1250 + maxPacketGap - 1), false);
+    equal(connection.mustTrySecondWay(1250 + maxPacketGap), true);
+    equal([connection.status, connection.isInterrupted], ['on-air', false]);
+});
+
+test('one second way is tried at a time, ever more seldom', () => {
+    const connection = connected();
+    goodAt(connection, 1000);
+    const times = secondWays(connection, 1250, 61000);
+    equal(times.slice(0, 4), [1500, 2000, 2500, 3000]);
+    equal(times.filter((time) => time > 31000).map((time, at, all) => time - (all[at - 1] ?? time) <= 5250).includes(false), false);
+    equal(times.filter((time) => time > 50000).length, 2);
+});
+
+test('second ways of a crew that lost its network together are spread by jitter', () => {
+    const next = [0, 0.5, 1].map((random) => {
+        const connection = new Connection(() => random);
+        connection.open(0);
+        connection.tick(0);
+        connection.joined(0);
+        connection.peerStateChanged('connected', 0);
+        connection.heartbeat(0);
+        equal(connection.mustTrySecondWay(20000), true);
+        let now = 20000;
+        while (!connection.mustTrySecondWay(now)) now += 1;
+        return now - 20000;
+    });
+    equal(next, [1250, 1875, 2500]);
+});
+
+test('packets that are back after a second way are told once', () => {
+    const connection = connected();
+    connection.packetsReceived(1, 1000);
+    equal(connection.packetsReceived(2, 1200), false);
+    connection.mustTrySecondWay(2000);
+    equal(connection.packetsReceived(2, 2100), false);
+    equal(connection.packetsReceived(3, 2200), true);
+    equal(connection.packetsReceived(4, 2300), false);
+});
+
+test('a phone that changed networks tries a second way at once, and its connection stays', () => {
+    for (const change of [
+        (connection) => connection.networkChanged(),
+        (connection) => connection.peerStateChanged('disconnected', 1300),
+        (connection) => connection.peerStateChanged('failed', 1300),
+    ]) {
         const connection = connected();
-        connection.peerStateChanged(state, 2000);
-        equal(connection.status, 'lost');
-        equal(connection.lossReason, `connection ${state}`);
+        goodAt(connection, 1250);
+        equal(connection.mustTrySecondWay(1300), false);
+        change(connection);
+        equal([connection.mustTrySecondWay(1300), connection.mustTrySecondWay(1301)], [true, false]);
+        equal([connection.status, connection.isIdle], ['on-air', false]);
     }
+});
+
+test('no second way is tried before the first one has connected', () => {
+    const connection = new Connection(noJitter);
+    connection.open(0);
+    connection.tick(0);
+    connection.joined(100);
+    connection.networkChanged();
+    equal(secondWays(connection, 250, 9000), []);
+});
+
+test('events are opened again when heartbeats are missing, and not in between', () => {
+    const connection = connected();
+    const times = [];
+    for (let now = 1250; now < 10750; now += 250) if (connection.mustReopenEvents(now)) times.push(now);
+    equal(times, [1000 + eventsTimeout, 1000 + 2 * eventsTimeout]);
 });
 
 test('a peer connection that comes back within three seconds is kept', () => {
@@ -107,14 +238,10 @@ test('a peer connection that comes back within three seconds is kept', () => {
     equal(connection.status, 'on-air');
 });
 
-test('a peer connection that stays disconnected for three seconds is a lost one', () => {
+test('a peer connection that stays disconnected for three seconds is interrupted', () => {
     const connection = connected();
     connection.peerStateChanged('disconnected', 1500);
-    let packets = 0;
-    joinsAt(connection, 1750, 20000, (now) => {
-        connection.heartbeat(now);
-        connection.packetsReceived((packets += 12), now);
-    });
+    joinsAt(connection, 1750, 20000, (now) => goodAt(connection, now));
     equal(connection.lossReason, 'disconnected');
 });
 
@@ -153,11 +280,32 @@ test('retries back off exponentially to five seconds, and start over after a goo
 test('the backoff has jitter', () => {
     const soonest = new Connection(() => 0);
     soonest.open(0);
-    for (const now of [0, 500, 1500]) {
+    for (const now of [0, 0, 500]) {
         equal(soonest.tick(now), true);
         soonest.joinFailed('not-now', now);
     }
-    equal(joinsAt(soonest, 1500, 10000), 1500 + 1750); // 2000 less a fifth, at the next tick
+    equal(joinsAt(soonest, 500, 10000), 500 + 1000); // half of 2000
+});
+
+test('the first retries of a crew are spread over the window that the desk tells', () => {
+    for (const [random, wait] of [[0, 0], [0.5, 1000], [1, 2000]]) {
+        const connection = new Connection(() => random);
+        connection.open(0);
+        connection.tick(0);
+        connection.joined(0);
+        connection.spreadRetries(2000);
+        connection.lose('no-such-session', 1000);
+        equal(joinsAt(connection, 1000, 10000), 1000 + wait);
+    }
+});
+
+test('a desk that is busy is asked again when it says', () => {
+    const connection = new Connection(noJitter);
+    connection.open(0);
+    connection.tick(0);
+    connection.joinFailed('not-now', 0, 1.5);
+    connection.retryNow(500);
+    equal(joinsAt(connection, 500, 10000), 1500);
 });
 
 test('when the network or the user is back, the next retry comes at once', () => {
@@ -251,10 +399,10 @@ test('a page that was suspended does not take that for a lost connection', () =>
     equal(connection.status, 'on-air');
 });
 
-test('a connection that broke while the page was suspended is lost soon after', () => {
+test('a connection that broke while the page was suspended is interrupted soon after', () => {
     const connection = connected();
     keepGood(connection, 1250, 5000);
-    joinsAt(connection, 65000, 65000 + resumeGrace + 1500);
+    joinsAt(connection, 65000, 65000 + resumeGrace + 500);
     equal(connection.status, 'lost');
 });
 

@@ -43,7 +43,7 @@ test('packets that are reported lost count, too', () => {
 
 test('a browser that does not say what it sends again and a desk that has not reported are no loss', () => {
     const redundancy = new Redundancy();
-    for (let sent = 0; sent < 1000; sent += 50) equal(redundancy.update({ packetsSent: sent }, undefined), false);
+    for (let sent = 0; sent < 1000; sent += 50) redundancy.update({ packetsSent: sent }, undefined);
     equal(redundancy.isOn, false);
 });
 
@@ -52,11 +52,4 @@ test('what was lost before it began does not count', () => {
     redundancy.update({ packetsSent: 1000, retransmittedPacketsSent: 500 }, { packetsLost: 400 });
     redundancy.update({ packetsSent: 1050, retransmittedPacketsSent: 500 }, { packetsLost: 400 });
     equal(redundancy.isOn, false);
-});
-
-test('a change is told once', () => {
-    const redundancy = new Redundancy();
-    redundancy.update({ packetsSent: 0, retransmittedPacketsSent: 0 });
-    equal(redundancy.update({ packetsSent: 200, retransmittedPacketsSent: 100 }), true);
-    equal(redundancy.update({ packetsSent: 400, retransmittedPacketsSent: 200 }), false);
 });

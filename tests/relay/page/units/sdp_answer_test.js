@@ -1,4 +1,4 @@
-import { askForLostPackets, readSdpAnswer, withRedFirst } from '/call.js';
+import { askForLostPackets, deskAnswer, readSdpAnswer, withRedFirst } from '/call.js';
 import { equal, test } from './testing.js';
 
 const pairs = '3F:07:'.repeat(16).slice(0, -1);
@@ -203,4 +203,11 @@ test('an answer without exactly one accepted audio section is rejected', () => {
     equal(refuses(`${chromium}m=audio 9 UDP/TLS/RTP/SAVPF 111\r\n`), true);
     equal(refuses('v=0\r\ns=-\r\n'), true);
     equal(refuses(''), true);
+});
+
+test('the answer of the desk to an offer is known from its own offer', () => {
+    const desk = lines('v=0', 'a=ice-lite', 'm=audio 9 UDP/TLS/RTP/SAVPF 111', 'a=sendrecv', 'a=setup:actpass', 'a=ice-pwd:x');
+    const answer = lines('v=0', 'a=ice-lite', 'm=audio 9 UDP/TLS/RTP/SAVPF 111', 'a=sendrecv', 'a=setup:passive', 'a=ice-pwd:x');
+    equal(deskAnswer(desk, true), answer);
+    equal(deskAnswer(desk, false), answer.replace('sendrecv', 'sendonly'));
 });

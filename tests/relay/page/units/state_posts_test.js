@@ -83,6 +83,39 @@ test('a failed post is reported, and the next change is posted all the same', as
     equal(desk.sent.map(({ number }) => number), [1, 2]);
 });
 
+test('a post that is stuck is given up for a new one', async () => {
+    const told = [];
+    const sent = [];
+    const send = (state, signal) => {
+        sent.push(state);
+        return new Promise((resolve, reject) => signal.addEventListener('abort', reject));
+    };
+    let talk = [0];
+    const posts = new StatePosts(() => ({ talk }), send, (error) => told.push(error));
+    posts.changed();
+    talk = [1];
+    posts.resend();
+    await settled();
+    equal(sent, [
+        { number: 1, talk: [0] },
+        { number: 2, talk: [1] },
+    ]);
+    equal(told, []);
+});
+
+test('what failed is sent again once, however often that is asked for', async () => {
+    const desk = new SlowDesk();
+    const due = [];
+    const posts = new StatePosts(() => ({}), desk.send, () => posts.changeIn(500), (call, time) => due.push({ call, time }));
+    posts.changed();
+    await desk.refuses('no-response');
+    posts.changed();
+    await desk.refuses('no-response');
+    equal(due.map(({ time }) => time), [500]);
+    due[0].call();
+    equal(desk.sent.length, 3);
+});
+
 test('after stop() nothing is posted or reported', async () => {
     const desk = new SlowDesk();
     const told = [];
