@@ -16,8 +16,11 @@ export const respondingTimeout = 2000;
 export const eventsTimeout = 4500; // without a heartbeat: the TCP connection of the events may be dead
 
 export const maxPacketGap = 300; // milliseconds until a second way is tried
-const minSecondWayInterval = 500; // grows with the gap
-const maxSecondWayInterval = 5000;
+export const secondWayInterval = 500; // doubles with every one that was tried in a gap
+const maxSecondWayInterval = 8000;
+// A second way costs a port that some browsers keep until the call ends, so a token bucket limits them.
+const maxSecondWays = 40;
+const secondWayRefill = 30000; // milliseconds for one more
 
 export const firstRetry = 500; // milliseconds; doubles with every failure
 const maxRetry = 5000;
@@ -50,9 +53,12 @@ export class Connection {
     #packetsAt = 0; // when the newest came
     #respondedAt = null; // the desk's first response since the interruption began
     #eventsAt = 0; // when the newest came, or events were opened
-    #mayHaveMoved = false; // to another network
-    #hasTriedSecondWay = false; // since the newest packet
+    #mustChangeWay = false; // there is more reason for it than a gap
+    #secondWays = 0; // tried since the newest packet
+    #lastSecondWay = -Infinity;
     #nextSecondWay = 0;
+    #tokens = maxSecondWays;
+    #tokensAt = 0; // when they were counted
 
     /** `random` gives numbers from 0 to 1: the jitter that keeps the crew from reconnecting all at once. */
     constructor(random = Math.random) {
@@ -161,9 +167,12 @@ export class Connection {
         this.#retryWindow = window;
     }
 
-    /** The desk has accepted a request of this session. */
+    /** The desk has accepted a request of this session. If audio is missing, the network may have just come back. */
     responded(now) {
-        if (this.isInterrupted) this.#respondedAt ??= now;
+        if (!this.isInterrupted || this.#respondedAt !== null) return;
+        this.#respondedAt = now;
+        this.#mustChangeWay = true;
+        this.#eventsAt = -Infinity;
     }
 
     /** `state` is RTCPeerConnection.connectionState. */
@@ -174,7 +183,7 @@ export class Connection {
         if (isOver) return this.#lose(`connection ${state}`, now);
         this.#startOrStop('disconnected', state === 'disconnected', now);
         this.#startOrStop('connection failed', state === 'failed', now);
-        if (state === 'disconnected' || state === 'failed') this.#mayHaveMoved = true;
+        if (state === 'disconnected' || state === 'failed') this.#mustChangeWay = true;
         if (state === 'connected' && !this.#timers.has('no packets')) {
             this.#timers.set('no packets', now);
             this.#packetsAt = now;
@@ -188,28 +197,33 @@ export class Connection {
      */
     packetsReceived(count, now) {
         if (!this.#hasSession() || count === this.#packets) return false;
-        const areBack = this.#hasTriedSecondWay;
+        const areBack = this.#secondWays > 0;
         this.#packets = count;
         this.#packetsAt = now;
-        this.#hasTriedSecondWay = false;
+        this.#secondWays = 0;
+        this.#nextSecondWay = 0;
         if (this.#timers.has('no packets')) this.#timers.set('no packets', now);
         return areBack;
     }
 
     /** This device may have other addresses now. */
     networkChanged() {
-        this.#mayHaveMoved = true;
+        this.#mustChangeWay = true;
     }
 
     /** True when the page must try a second way now. To be asked right after what it depends on was told. */
     mustTrySecondWay(now) {
-        const gap = now - this.#packetsAt;
-        if (this.#state !== 'connected' || now < this.#nextSecondWay) return false;
-        if (gap < maxPacketGap && !this.#mayHaveMoved) return false;
-        const wait = Math.max(minSecondWayInterval, Math.min(maxSecondWayInterval, gap / 8));
+        if (this.#state !== 'connected' || now - this.#lastSecondWay < secondWayInterval / 2) return false;
+        this.#tokens = Math.min(maxSecondWays, this.#tokens + (now - this.#tokensAt) / secondWayRefill);
+        this.#tokensAt = now;
+        const isDue = now - this.#packetsAt >= maxPacketGap && now >= this.#nextSecondWay && this.#tokens >= 1;
+        if (!isDue && !this.#mustChangeWay) return false;
+        this.#tokens = Math.max(0, this.#tokens - 1);
+        const wait = Math.min(maxSecondWayInterval, secondWayInterval * 2 ** this.#secondWays);
+        this.#secondWays = Math.min(this.#secondWays + 1, 16);
+        this.#lastSecondWay = now;
         this.#nextSecondWay = now + this.#withJitter(wait);
-        this.#hasTriedSecondWay = true;
-        this.#mayHaveMoved = false;
+        this.#mustChangeWay = false;
         return true;
     }
 
@@ -310,8 +324,10 @@ export class Connection {
         this.#peerState = 'new';
         this.#packets = null;
         this.#respondedAt = null;
-        this.#mayHaveMoved = false;
-        this.#hasTriedSecondWay = false;
+        this.#mustChangeWay = false;
+        this.#secondWays = 0;
+        this.#lastSecondWay = -Infinity;
         this.#nextSecondWay = 0;
+        this.#tokens = maxSecondWays;
     }
 }

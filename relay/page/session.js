@@ -5,6 +5,7 @@ import * as desk from './desk-api.js';
 import { StatePosts } from './state-posts.js';
 
 const keepAliveInterval = 2000; // milliseconds, as all below
+const probeInterval = 1000; // while nothing is heard of the desk
 const packetsInterval = 250;
 const lossInterval = 500;
 const tickInterval = 250;
@@ -44,7 +45,8 @@ export class Session {
     open() {
         const every = (interval, call) => this.#timers.push(setInterval(call, interval));
         every(tickInterval, () => this.#update());
-        every(keepAliveInterval, () => this.#keepAlive());
+        every(keepAliveInterval, () => this.#posts?.keepAlive());
+        every(probeInterval, () => this.#probe());
         every(packetsInterval, () => this.#countPackets());
         every(lossInterval, () => this.#call?.adaptToLoss().catch(() => {})); // the next time may work
         const { signal } = this.#listeners;
@@ -118,7 +120,7 @@ export class Session {
         if (hasRecovered || this.#connection.mustReopenEvents(performance.now())) this.#listen(this.#attempt);
         if (status !== this.#status) {
             this.#status = status;
-            if (status === 'lost') this.#keepAlive();
+            this.#probe();
             if (status !== 'ended') this.#callbacks.status(status);
         }
         if (status === 'ended') this.#callbacks.ended(this.#connection.finalError);
@@ -163,7 +165,9 @@ export class Session {
             this.#state,
             async (state, signal) => {
                 await desk.sendState(this.#id, state, signal);
-                if (attempt === this.#attempt) this.#connection.responded(performance.now());
+                if (attempt !== this.#attempt) return;
+                this.#connection.responded(performance.now());
+                this.#trySecondWay();
             },
             (error) => this.#postFailed(attempt, error),
         );
@@ -178,10 +182,9 @@ export class Session {
         else if (error.error !== 'slow-down') this.#lose(attempt, error.message);
     }
 
-    /** Also finds out whether the desk can be reached again, so it does not wait for a request that is stuck. */
-    #keepAlive() {
+    /** Finds out whether the desk can be reached again. TCP would send a request that is stuck again only after seconds. */
+    #probe() {
         if (this.#connection.isInterrupted) this.#posts?.resend();
-        else this.#posts?.keepAlive();
     }
 
     #listen(attempt) {

@@ -7,6 +7,7 @@ network: from the first code to a network that comes back.
 import os
 import socket
 import sys
+import time
 import traceback
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../fixtures"))
@@ -28,6 +29,9 @@ SOUNDS_TONE = 2000
 BURSTS = 20
 MEASURING_TIMEOUT = 90  # seconds
 MAX_LATENCY = 300  # milliseconds; a longer delay makes people stop talking
+MAX_GAP = 300  # milliseconds until something is heard, from when the network is back
+MAX_MOVE = 2500  # the same after a change of address, of which Chromium on Linux tells its pages after 2 s
+FAR_TONE = 3000
 
 
 class Evening:
@@ -248,6 +252,97 @@ def a_network_that_comes_back_brings_the_crew_back(evening):
     evening.assert_both_talk()
 
 
+class OverTheNetwork:
+    """A talker beside the server, whom the network does not cut off, and a listener at this end of the network."""
+
+    def __init__(self, evening):
+        self.evening = evening
+        member = {"role": MANAGER, "sound": {"tone": FAR_TONE}, "talk": [0]}
+        document = evening.server.document([member], tones=[MANAGERS_TONE])
+        self.talker = Crew(evening.client, document, place=evening.network.far)
+        self.talker.wait_for(0, "connected")
+        self.listener = evening.make_browser(f"listener-{time.monotonic_ns()}", bursts=True)
+        self.listener.join(evening.server.url, evening.server.code, MANAGER)
+        self.listener.wait_to_hear(FAR_TONE)
+        self.begin = evening.server.lines.count()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.listener.close()
+        self.talker.tell("0 leave")
+        self.talker.wait_for(0, "left")
+        self.talker.quit()
+
+    def second_way(self):
+        """What the listener's newest way is called (ICE ufrag)."""
+        return self.listener.run(
+            "return wingbellHearing.connection.localDescription.sdp.match(/a=ice-ufrag:(\\S+)/)[1]"
+        )
+
+    def hears_manager(self):
+        return self.talker.report(0)["strengths"][str(MANAGERS_TONE)] > 0.02
+
+    def gap_after(self, back, max_gap):
+        """Asserts that the tone is heard again, so many milliseconds after the time `back` or sooner."""
+        heard = []
+
+        def is_heard():
+            heard.extend(time for time in self.listener.take_bursts("heard") if time > 1000 * back)
+            return heard
+
+        wait_until(is_heard, lambda: f"{self.listener.name} hears the tone again: {self.listener.words()}")
+        gap = heard[0] - 1000 * back
+        print(f"heard {gap:.0f} ms after the network was back")
+        assert gap <= max_gap, f"heard only after {gap:.0f} ms"
+        self.listener.wait_to_hear(FAR_TONE)
+        self.assert_never_left()
+
+    def assert_never_left(self):
+        assert self.listener.run("return wingbellHearing.connections") == 1
+        lines = self.evening.server.lines.all(self.begin)
+        assert not any("reconnected as" in line or "left" in line or "lost" in line for line in lines), lines
+
+
+def after_a_hole_in_the_network_all_is_heard_again_at_once(evening):
+    with OverTheNetwork(evening) as over:
+        first = over.second_way()
+        for how_long in (
+            lambda: over.second_way() != first,
+            lambda: not over.listener.is_on_air(),
+        ):
+            over.listener.take_bursts("heard")
+            evening.network.command("cut")
+            wait_until(how_long, "the page notices")
+            back = time.time()
+            evening.network.command("join")
+            over.gap_after(back, MAX_GAP)
+            over.listener.wait_until_on_air()
+    evening.manager.wait_until_on_air()
+    evening.sound.wait_until_on_air()
+
+
+def a_phone_that_moves_to_another_address_keeps_its_call_and_its_keys(evening):
+    with OverTheNetwork(evening) as over:
+        near, other = evening.network.NEAR, evening.network.OTHER_NEAR
+        begin = over.talker.mark()
+        evening.manager.hold("Main")
+        over.talker.wait_for_tones(0, [MANAGERS_TONE], begin)
+        seen = over.talker.mark()
+        for old, new in ((near, other), (other, near)):
+            over.listener.take_bursts("heard")
+            back = time.time()
+            evening.network.move_near(old, new)
+            over.gap_after(back, MAX_MOVE)
+            over.talker.report(0)  # from here on
+            wait_until(over.hears_manager, "the talker by the server hears the manager again")
+        assert evening.manager.key_is_on("Main")
+        assert over.talker.count("desk", seen) == 0, "others saw the talker leave and come back"
+        evening.manager.release()
+        over.talker.wait_for_tones(0, [], seen)
+
+
 def a_role_that_is_gone_leads_back_to_the_roles(evening):
     evening.server.stop()
     evening.server.write(show_with(CHANNELS, {role: ROLES[role] for role in (MANAGER, LAMP)}))
@@ -313,6 +408,8 @@ TESTS = [
     a_server_that_died_comes_back_and_so_does_the_crew,
     off_air_is_shown_and_the_next_show_joined,
     a_network_that_comes_back_brings_the_crew_back,
+    after_a_hole_in_the_network_all_is_heard_again_at_once,
+    a_phone_that_moves_to_another_address_keeps_its_call_and_its_keys,
     a_role_that_is_gone_leads_back_to_the_roles,
     without_a_microphone_one_listens,
     the_audio_has_a_low_latency,

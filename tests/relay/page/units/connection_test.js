@@ -1,5 +1,6 @@
 import {
-    Connection, eventsTimeout, firstRetry, maxPacketGap, respondingTimeout, resumeGrace, timeouts,
+    Connection, eventsTimeout, firstRetry, maxPacketGap, respondingTimeout, resumeGrace, secondWayInterval,
+    timeouts,
 } from '/connection.js';
 import { equal, test } from './testing.js';
 
@@ -163,13 +164,30 @@ test('300 ms without packets ask for a second way, and the first one is kept', (
     equal([connection.status, connection.isInterrupted], ['on-air', false]);
 });
 
-test('one second way is tried at a time, ever more seldom', () => {
+test('one second way is tried at a time, with exponential backoff', () => {
     const connection = connected();
     goodAt(connection, 1000);
-    const times = secondWays(connection, 1250, 61000);
-    equal(times.slice(0, 4), [1500, 2000, 2500, 3000]);
-    equal(times.filter((time) => time > 31000).map((time, at, all) => time - (all[at - 1] ?? time) <= 5250).includes(false), false);
-    equal(times.filter((time) => time > 50000).length, 2);
+    equal(secondWays(connection, 1250, 34000), [1500, 2000, 3000, 5000, 9000, 17000, 25000, 33000]);
+});
+
+test('each gap is answered by a second way at once', () => {
+    const connection = connected();
+    for (const from of [1000, 3000, 5000]) {
+        goodAt(connection, from);
+        equal(secondWays(connection, from + 250, from + 1500), [from + 500, from + 1000]);
+    }
+});
+
+test('a network that is bad all the time is not answered by many second ways', () => {
+    const connection = connected();
+    let ways = 0;
+    for (let now = 1000; now < 601000; now += 1000) {
+        goodAt(connection, now);
+        ways += secondWays(connection, now, now + 750).length;
+    }
+    equal(ways, 40 + 600 / 30 - 1);
+    connection.networkChanged();
+    equal(connection.mustTrySecondWay(601000), true);
 });
 
 test('second ways of a crew that lost its network together are spread by jitter', () => {
@@ -185,7 +203,20 @@ test('second ways of a crew that lost its network together are spread by jitter'
         while (!connection.mustTrySecondWay(now)) now += 1;
         return now - 20000;
     });
-    equal(next, [1250, 1875, 2500]);
+    equal(next, [0.5, 0.75, 1].map((part) => part * secondWayInterval));
+});
+
+test('a desk that responds while audio is missing shows that the network is back: a second way is tried at once', () => {
+    const connection = connected();
+    goodAt(connection, 1000);
+    joinsAt(connection, 1250, 5000);
+    equal(secondWays(connection, 1250, 5000).at(-1), 5000);
+    equal(connection.mustTrySecondWay(5500), false);
+    connection.responded(5500);
+    equal([connection.mustTrySecondWay(5500), connection.mustTrySecondWay(5750)], [true, false]);
+    connection.responded(6000);
+    equal(connection.mustTrySecondWay(6000), false);
+    equal([connection.mustReopenEvents(6000), connection.mustReopenEvents(6250)], [true, false]);
 });
 
 test('packets that are back after a second way are told once', () => {
