@@ -72,7 +72,12 @@ export class Call {
         await this.#negotiate(async () => {
             const sdp = isOn ? withRedFirst(this.#deskOffer) : this.#deskOffer;
             await this.#connection.setRemoteDescription({ type: 'offer', sdp });
-            await this.#createAnswer();
+            try {
+                await this.#createAnswer();
+            } catch (error) {
+                await this.#connection.setRemoteDescription({ type: 'rollback' });
+                throw error;
+            }
             this.#sendsRed = isOn;
         });
     }

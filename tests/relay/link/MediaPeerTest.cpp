@@ -117,7 +117,8 @@ struct Call
         peer.takeMedia(*peer.selectedPath(), ofPhone->protectRtcp(packet, size), nowhere, now);
     }
 
-    void phoneSends(const DatagramPath& from, std::uint8_t type = 111)
+    /// Returns what was sent, encrypted.
+    Bytes phoneSends(const DatagramPath& from, std::uint8_t type = 111)
     {
         ++sequence;
         Bytes packet = {
@@ -136,7 +137,10 @@ struct Call
             'x'};
         const std::size_t size = packet.size();
         packet.resize(size + SrtpSession::maxOverhead);
-        peer.takeMedia(from, ofPhone->protectRtp(packet, size), nowhere, now);
+        const auto secret = ofPhone->protectRtp(packet, size);
+        const Bytes sent(secret.begin(), secret.end());
+        peer.takeMedia(from, secret, nowhere, now);
+        return sent;
     }
 };
 
@@ -153,6 +157,8 @@ private Q_SLOTS:
     void aWayThatFellSilentIsLeftForANominatedOne();
     void aPhoneThatOnlyListensIsFollowedToANewWay();
     void onlyAFewWaysAreKept();
+    void checksFromManyPortsDoNotDivertACall();
+    void aReplayedPacketDoesNotDivertACall();
     void genuineOpusIsHeardAndNothingElse();
     void copiesGoWithThePacketsWhileThePhoneAsksForMany();
     void aPhoneThatTakesNoRedGetsNone();
@@ -185,11 +191,11 @@ void MediaPeerTest::whatIsSentFollowsTheWayOfThePhonesMedia()
     call.peer.checked(wifi, check(true, 100), call.now);
     call.peer.checked(cable, check(false, 200), call.now);
     call.start();
-    call.phoneSends(wifi);
+    (void)call.phoneSends(wifi);
     QCOMPARE(call.peer.selectedPath(), std::optional(wifi));
     call.peer.checked(cable, check(true, 200), call.now);
     QCOMPARE(call.peer.selectedPath(), std::optional(wifi));
-    call.phoneSends(cable);
+    (void)call.phoneSends(cable);
     QCOMPARE(call.peer.selectedPath(), std::optional(cable));
 }
 
@@ -198,7 +204,7 @@ void MediaPeerTest::aWayThatFellSilentIsLeftForANominatedOne()
     Call call;
     call.peer.checked(wifi, check(true), call.now);
     call.start();
-    call.phoneSends(wifi);
+    (void)call.phoneSends(wifi);
     call.now += MediaPeer::inUse + 1ms;
     call.peer.checked(cable, check(true), call.now);
     QCOMPARE(call.peer.selectedPath(), std::optional(cable));
@@ -232,14 +238,41 @@ void MediaPeerTest::onlyAFewWaysAreKept()
     QCOMPARE(call.peer.selectedPath(), std::optional(wifi));
 }
 
+/// Whoever knows the password may check from as many ports as it likes.
+void MediaPeerTest::checksFromManyPortsDoNotDivertACall()
+{
+    Call call;
+    call.peer.checked(wifi, check(true), call.now);
+    call.start();
+    (void)call.phoneSends(wifi);
+    for (int port = 2; port < 200; ++port) {
+        const auto other = path(static_cast<std::uint8_t>(port));
+        const auto forgotten = call.peer.checked(other, check(true, 1000), call.now);
+        QVERIFY(forgotten != std::optional(wifi));
+    }
+    QCOMPARE(call.peer.paths().size(), MediaPeer::maxPaths);
+    QCOMPARE(call.peer.selectedPath(), std::optional(wifi));
+}
+
+void MediaPeerTest::aReplayedPacketDoesNotDivertACall()
+{
+    Call call;
+    call.peer.checked(wifi, check(true), call.now);
+    call.start();
+    Bytes packet = call.phoneSends(wifi);
+    call.peer.takeMedia(cable, packet, call.nowhere, call.now);
+    QCOMPARE(call.heard.size(), std::size_t{1});
+    QCOMPARE(call.peer.selectedPath(), std::optional(wifi));
+}
+
 void MediaPeerTest::genuineOpusIsHeardAndNothingElse()
 {
     Call call;
     call.start();
-    call.phoneSends(wifi);
+    (void)call.phoneSends(wifi);
     QCOMPARE(call.heard.size(), std::size_t{1});
     QCOMPARE(call.heard.front().back(), 'x');
-    call.phoneSends(wifi, 0); // another type than was agreed on
+    (void)call.phoneSends(wifi, 0); // another type than was agreed on
     Bytes forged(40, 0x80);
     call.peer.takeMedia(wifi, forged, call.nowhere, call.now);
     QCOMPARE(call.heard.size(), std::size_t{1});

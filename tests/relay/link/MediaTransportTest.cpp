@@ -61,6 +61,7 @@ private Q_SLOTS:
     void aPhoneThatMovesIsFollowed();
     void aPortWithoutACheckIsNotHeard();
     void aPacketThatThePhoneLostIsSentAgain();
+    void aFloodOfFeedbackIsAnsweredAFewTimes();
     void aPhoneThatHangsUpIsLost();
     void aClosedLinkHearsAndSendsNothing();
     void placesAreUsedAgain();
@@ -146,6 +147,33 @@ void MediaTransportTest::aPacketThatThePhoneLostIsSentAgain()
     QCOMPARE(times(), 1);
     call.phone.askFor(lost[2], lost[3]);
     QTRY_COMPARE(times(), 2);
+}
+
+void MediaTransportTest::aFloodOfFeedbackIsAnsweredAFewTimes()
+{
+    Call call;
+    call.link->send(Bytes{1, 2, 3});
+    QTRY_COMPARE((call.phone.receive(), call.phone.packets), 1);
+    const Bytes lost = call.phone.media.back();
+    const auto times = [&] {
+        call.phone.receive();
+        return std::count(call.phone.media.begin(), call.phone.media.end(), lost);
+    };
+    constexpr std::uint8_t pictureLoss = 206;
+    constexpr std::uint8_t unknown = 210;
+    const auto flood = [&] {
+        for (int request = 0; request < 50; ++request) {
+            call.phone.askFor(lost[2], lost[3]);
+            call.phone.askFor(lost[2], lost[3], pictureLoss);
+            call.phone.askFor(lost[2], lost[3], unknown);
+        }
+    };
+    QTRY_VERIFY((flood(), times() > RtpHistory::maxTimes));
+    flood();
+    // The call goes on, and by then the last requests have been dealt with.
+    QTRY_VERIFY((call.phone.talk(), call.desk.heard > 0));
+    QTRY_COMPARE((call.link->send(Bytes{4}), call.phone.receive(), call.phone.packets > 1), true);
+    QCOMPARE(times(), 1 + RtpHistory::maxTimes);
 }
 
 void MediaTransportTest::aPhoneThatHangsUpIsLost()

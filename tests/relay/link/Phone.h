@@ -150,10 +150,11 @@ public:
         sendDatagram(packet);
     }
 
-    /// Asks for a packet again, by its number.
-    void askFor(std::uint8_t first, std::uint8_t second)
+    /// Asks for a packet again, by its number; with another `type`, it is feedback that means
+    /// something else.
+    void askFor(std::uint8_t first, std::uint8_t second, std::uint8_t type = 205)
     {
-        Bytes packet = {0x81, 205, 0, 3, 0x22, 0x22, 0x22, 0x22};
+        Bytes packet = {0x81, type, 0, 3, 0x22, 0x22, 0x22, 0x22};
         const auto source = static_cast<std::uint32_t>(std::stoul(valueIn(m_offer, "a=ssrc:")));
         for (int byte = 3; byte >= 0; --byte) {
             packet.push_back(static_cast<std::uint8_t>(source >> (8 * byte)));

@@ -93,6 +93,7 @@ private Q_SLOTS:
     void askingForAnothersPacketsDoesNothing();
     void onlySoManyAreAskedForAtOnce();
     void whatIsMissingIsAskedFor();
+    void descriptionsAndGoodbyesOfOthersChangeNothing();
     void anyBytesAreSafe();
 };
 
@@ -224,6 +225,22 @@ void RtcpReportsTest::whatIsMissingIsAskedFor()
     RtcpReports phone{phoneSource};
     const auto read = phone.take(written, desk.now);
     QCOMPARE(Numbers(read.begin(), read.end()), missing);
+}
+
+void RtcpReportsTest::descriptionsAndGoodbyesOfOthersChangeNothing()
+{
+    Desk desk;
+    Desk untouched;
+    for (std::uint32_t source = 0; source < 1000; ++source) {
+        const auto high = static_cast<std::uint8_t>(source >> 8U);
+        const auto low = static_cast<std::uint8_t>(source);
+        const Bytes flood = {0x80, 201, 0, 1, 0x22, 0x22, 0x22, 0x22, // receiver report
+                             0x81, 202, 0, 2, 0x77, 0x77, high, low,  1, 1, 'x', 0, // SDES
+                             0x81, 203, 0, 1, 0x77, 0x77, high, low};               // BYE
+        QCOMPARE(desk.asked(flood), Numbers{});
+    }
+    QCOMPARE(desk.asked(nack(deskSource, {{100, 0}})), Numbers{100});
+    QCOMPARE(desk.report().size(), untouched.report().size());
 }
 
 void RtcpReportsTest::anyBytesAreSafe()

@@ -128,6 +128,11 @@ void SrtpSessionTest::onlyTheSourcesOfTheAnswerAreHeard()
         {profile, master(profile, 2), master(profile, 1)}, 0x33333333, std::array{desk});
     QVERIFY(
         unprotectedBy(*Ends(profile).ofDesk, protectedBy(*stranger, rtp(0x33333333, 1))).empty());
+    Bytes goodbye = {0x81, 203, 0, 1, 0x33, 0x33, 0x33, 0x33};
+    goodbye.resize(goodbye.size() + SrtpSession::maxOverhead);
+    const auto secret = stranger->protectRtcp(goodbye, 8);
+    QVERIFY(!secret.empty());
+    QVERIFY(Ends(profile).ofDesk->unprotectRtcp(secret).empty());
 }
 
 void SrtpSessionTest::reportsAreProtectedToo()
