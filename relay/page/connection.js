@@ -1,6 +1,7 @@
 // The state of the connection to the desk: heartbeat and media timeouts, a second way to the desk while nothing is
 // received (ICE restart), joining again with exponential backoff.
 // Has no network and no clock: it is told what happened and the time, in milliseconds of a monotonic clock.
+import { SecondWay } from './second-way.js';
 
 /** Milliseconds after which the connection counts as interrupted, by the reason given for it. */
 export const timeouts = {
@@ -14,13 +15,6 @@ export const timeouts = {
 /** Milliseconds that a desk responds while the connection stays interrupted: then only joining again helps. */
 export const respondingTimeout = 2000;
 export const eventsTimeout = 4500; // without a heartbeat: the TCP connection of the events may be dead
-
-export const maxPacketGap = 300; // milliseconds until a second way is tried
-export const secondWayInterval = 500; // doubles with every one that was tried in a gap
-const maxSecondWayInterval = 8000;
-// A second way costs a port that some browsers keep until the call ends, so a token bucket limits them.
-const maxSecondWays = 40;
-const secondWayRefill = 30000; // milliseconds for one more
 
 export const firstRetry = 500; // milliseconds; doubles with every failure
 const maxRetry = 5000;
@@ -50,15 +44,9 @@ export class Connection {
     #heartbeatSeen = false;
     #peerState = 'new';
     #packets = null;
-    #packetsAt = 0; // when the newest came
+    #secondWay = null; // once the call has connected
     #respondedAt = null; // the desk's first response since the interruption began
     #eventsAt = 0; // when the newest came, or events were opened
-    #mustChangeWay = false; // there is more reason for it than a gap
-    #secondWays = 0; // tried since the newest packet
-    #lastSecondWay = -Infinity;
-    #nextSecondWay = 0;
-    #tokens = maxSecondWays;
-    #tokensAt = 0; // when they were counted
 
     /** `random` gives numbers from 0 to 1: the jitter that keeps the crew from reconnecting all at once. */
     constructor(random = Math.random) {
@@ -171,7 +159,7 @@ export class Connection {
     responded(now) {
         if (!this.isInterrupted || this.#respondedAt !== null) return;
         this.#respondedAt = now;
-        this.#mustChangeWay = true;
+        this.#secondWay?.want();
         this.#eventsAt = -Infinity;
     }
 
@@ -183,10 +171,10 @@ export class Connection {
         if (isOver) return this.#lose(`connection ${state}`, now);
         this.#startOrStop('disconnected', state === 'disconnected', now);
         this.#startOrStop('connection failed', state === 'failed', now);
-        if (state === 'disconnected' || state === 'failed') this.#mustChangeWay = true;
+        if (state === 'disconnected' || state === 'failed') this.#secondWay?.want();
         if (state === 'connected' && !this.#timers.has('no packets')) {
             this.#timers.set('no packets', now);
-            this.#packetsAt = now;
+            this.#secondWay = new SecondWay(now, this.#random);
         }
         this.#checkConnected();
     }
@@ -197,34 +185,19 @@ export class Connection {
      */
     packetsReceived(count, now) {
         if (!this.#hasSession() || count === this.#packets) return false;
-        const areBack = this.#secondWays > 0;
         this.#packets = count;
-        this.#packetsAt = now;
-        this.#secondWays = 0;
-        this.#nextSecondWay = 0;
         if (this.#timers.has('no packets')) this.#timers.set('no packets', now);
-        return areBack;
+        return this.#secondWay?.packetsReceived(now) ?? false;
     }
 
     /** This device may have other addresses now. */
     networkChanged() {
-        this.#mustChangeWay = true;
+        this.#secondWay?.want();
     }
 
     /** True when the page must try a second way now. To be asked right after what it depends on was told. */
     mustTrySecondWay(now) {
-        if (this.#state !== 'connected' || now - this.#lastSecondWay < secondWayInterval / 2) return false;
-        this.#tokens = Math.min(maxSecondWays, this.#tokens + (now - this.#tokensAt) / secondWayRefill);
-        this.#tokensAt = now;
-        const isDue = now - this.#packetsAt >= maxPacketGap && now >= this.#nextSecondWay && this.#tokens >= 1;
-        if (!isDue && !this.#mustChangeWay) return false;
-        this.#tokens = Math.max(0, this.#tokens - 1);
-        const wait = Math.min(maxSecondWayInterval, secondWayInterval * 2 ** this.#secondWays);
-        this.#secondWays = Math.min(this.#secondWays + 1, 16);
-        this.#lastSecondWay = now;
-        this.#nextSecondWay = now + this.#withJitter(wait);
-        this.#mustChangeWay = false;
-        return true;
+        return this.#state === 'connected' && this.#secondWay.mustTry(now);
     }
 
     /** The desk no longer knows the session, or the call failed. */
@@ -323,11 +296,7 @@ export class Connection {
         this.#heartbeatSeen = false;
         this.#peerState = 'new';
         this.#packets = null;
+        this.#secondWay = null;
         this.#respondedAt = null;
-        this.#mustChangeWay = false;
-        this.#secondWays = 0;
-        this.#lastSecondWay = -Infinity;
-        this.#nextSecondWay = 0;
-        this.#tokens = maxSecondWays;
     }
 }

@@ -1,7 +1,5 @@
-import {
-    Connection, eventsTimeout, firstRetry, maxPacketGap, respondingTimeout, resumeGrace, secondWayInterval,
-    timeouts,
-} from '/connection.js';
+import { Connection, eventsTimeout, firstRetry, respondingTimeout, resumeGrace, timeouts } from '/connection.js';
+import { firstInterval, maxPacketGap } from '/second-way.js';
 import { equal, test } from './testing.js';
 
 const noJitter = () => 1;
@@ -203,7 +201,7 @@ test('second ways of a crew that lost its network together are spread by jitter'
         while (!connection.mustTrySecondWay(now)) now += 1;
         return now - 20000;
     });
-    equal(next, [0.5, 0.75, 1].map((part) => part * secondWayInterval));
+    equal(next, [0.5, 0.75, 1].map((part) => part * firstInterval));
 });
 
 test('a desk that responds while audio is missing shows that the network is back: a second way is tried at once', () => {
