@@ -33,8 +33,9 @@ public:
     /// How many may be connecting at a time: making a link is what costs most here.
     static constexpr std::size_t maxConnecting = 24;
 
-    /// Pages that have to join again are spread so that one comes each time this has passed.
-    static constexpr std::chrono::milliseconds joinInterval{10};
+    /// Pages that have to join again are spread so that one comes each time this has passed. A join
+    /// and its handshakes take up to 15 ms of a processor core.
+    static constexpr std::chrono::milliseconds joinInterval{20};
     /// A page that was refused comes again after so long at the soonest, and at the latest.
     static constexpr std::chrono::milliseconds minRetry{250};
     static constexpr std::chrono::milliseconds maxRetry{5000};

@@ -685,6 +685,27 @@ class LosingTheConnectionTest(PageTest):
         self.assertEqual(self.state_of(key(1)), "latched")
         self.assertEqual(len(self.desk.joins), 1)
 
+    def test_a_desk_that_does_not_respond_for_a_while_is_not_lost(self):
+        self.browser.before_each_page(
+            self,
+            """
+            const original = window.fetch;
+            window.failed = 0;
+            window.fetch = (...request) => {
+                const response = original(...request);
+                response.catch(() => { window.failed += 1; });
+                return response;
+            };""",
+        )
+        self.join()
+        self.desk.silent = True
+        self.latch()
+        wait_until(lambda: self.browser.run("return window.failed") > 0, "the page gives up a request")
+        self.desk.silent = False
+        self.wait_for_talk([0])
+        self.assertEqual(self.state_of(key(1)), "latched")
+        self.assertEqual(len(self.desk.joins), 1)
+
     def test_off_air_is_shown_and_retried(self):
         self.join()
         self.desk.refusals = [(503, {"error": "not-now"})]
