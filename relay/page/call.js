@@ -38,9 +38,9 @@ export class Call {
     }
 
     /**
-     * Starts a second way to the desk beside the present one (ICE restart), from whatever addresses this device has now.
-     * The browser changes over once the second way works; until then it keeps the first. The desk need not be asked:
-     * as an ICE-lite agent it answers every check that knows its password, so its answer is known before.
+     * Starts a second way to the desk beside the present one (ICE restart), from the addresses that this device has
+     * now. The browser changes over once the second way works; until then it keeps the first. The desk need not be
+     * asked: as an ICE-lite agent it answers every check that knows its password, so its answer is known before.
      */
     async restartIce() {
         const connection = this.#connection;
@@ -150,7 +150,7 @@ export function withRedFirst(sdp) {
     );
 }
 
-/** What the desk would answer to an offer of this side, after it made `deskOffer` itself: it stays the DTLS server. */
+/** What the desk, which made `deskOffer` before, would answer to an offer of this side: it stays the DTLS server. */
 export function deskAnswer(deskOffer, maySend) {
     return deskOffer
         .replace(/^a=setup:actpass$/m, 'a=setup:passive')

@@ -1,6 +1,6 @@
-// When a second way to the desk is to be tried beside the present one (ICE restart): after a gap in the packets, or when
-// there is reason to believe that this device has changed networks. With exponential backoff, and limited by a token
-// bucket: each try costs a port that some browsers keep until the call ends.
+// When a second way to the desk is to be tried beside the present one (ICE restart): after a gap in the packets, or
+// when there is reason to believe that this device has changed networks. With exponential backoff, and limited by a
+// token bucket: each try costs a port that some browsers keep until the call ends.
 // Has no clock: times are milliseconds of a monotonic clock.
 
 export const maxPacketGap = 300; // milliseconds, as all below

@@ -182,7 +182,7 @@ export class Session {
         else if (error.error !== 'slow-down') this.#lose(attempt, error.message);
     }
 
-    /** Finds out whether the desk can be reached again. TCP would send a request that is stuck again only after seconds. */
+    /** Finds out whether the desk can be reached again. TCP would repeat a request that is stuck only after seconds. */
     #probe() {
         if (this.#connection.isInterrupted) this.#posts?.resend();
     }

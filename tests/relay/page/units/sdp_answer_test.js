@@ -206,8 +206,9 @@ test('an answer without exactly one accepted audio section is rejected', () => {
 });
 
 test('the answer of the desk to an offer is known from its own offer', () => {
-    const desk = lines('v=0', 'a=ice-lite', 'm=audio 9 UDP/TLS/RTP/SAVPF 111', 'a=sendrecv', 'a=setup:actpass', 'a=ice-pwd:x');
-    const answer = lines('v=0', 'a=ice-lite', 'm=audio 9 UDP/TLS/RTP/SAVPF 111', 'a=sendrecv', 'a=setup:passive', 'a=ice-pwd:x');
+    const media = 'm=audio 9 UDP/TLS/RTP/SAVPF 111';
+    const desk = lines('v=0', 'a=ice-lite', media, 'a=sendrecv', 'a=setup:actpass', 'a=ice-pwd:x');
+    const answer = lines('v=0', 'a=ice-lite', media, 'a=sendrecv', 'a=setup:passive', 'a=ice-pwd:x');
     equal(deskAnswer(desk, true), answer);
     equal(deskAnswer(desk, false), answer.replace('sendrecv', 'sendonly'));
 });

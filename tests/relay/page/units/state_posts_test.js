@@ -106,7 +106,8 @@ test('a post that is stuck is given up for a new one', async () => {
 test('what failed is sent again once, however often that is asked for', async () => {
     const desk = new SlowDesk();
     const due = [];
-    const posts = new StatePosts(() => ({}), desk.send, () => posts.changeIn(500), (call, time) => due.push({ call, time }));
+    const later = (call, time) => due.push({ call, time });
+    const posts = new StatePosts(() => ({}), desk.send, () => posts.changeIn(500), later);
     posts.changed();
     await desk.refuses('no-response');
     posts.changed();
