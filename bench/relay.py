@@ -31,6 +31,7 @@ CROWDS = [
     tuple(map(int, crowd.split("/"))) for crowd in os.environ.get("WINGBELL_CROWDS", "8/8 64/8 64/64 250/8").split()
 ]
 EARLIER = os.environ.get("WINGBELL_EARLIER")
+AUDIO_THREADS = {"mixer": 10, "network": 9}  # and their priorities
 WAVE = 16  # join at a time; the server takes 24
 
 # Measured before the server was written, with a prototype on 2 processors.
@@ -244,16 +245,20 @@ def print_latency(program, client, link):
 
 def grant_real_time_priority():
     """As RealtimeKit does for an ordinary user: to the audio threads of the servers that are started from now on, from
-    outside of their namespaces. Needs the right to; without it the priority stays refused."""
+    outside of their namespaces. And a high priority to the clients, which stand for devices with processors of their
+    own. Needs the right to; without it the priority stays refused."""
     bench = os.getpid()
     if os.fork() != 0:
         return
     while os.getppid() == bench:
         for comm in glob.glob("/proc/[0-9]*/task/*/comm"):
-            with contextlib.suppress(OSError, KeyError):
+            with contextlib.suppress(OSError):
                 with open(comm, encoding="utf-8") as file:
-                    priority = {"mixer": 10, "network": 9}[file.read().strip()]
-                os.sched_setscheduler(int(comm.split("/")[4]), os.SCHED_RR, os.sched_param(priority))
+                    name, thread = file.read().strip(), int(comm.split("/")[4])
+                if name in AUDIO_THREADS:
+                    os.sched_setscheduler(thread, os.SCHED_RR, os.sched_param(AUDIO_THREADS[name]))
+                elif name == "crew_client":
+                    os.setpriority(os.PRIO_PROCESS, thread, -20)
         time.sleep(0.1)
     os._exit(0)
 
