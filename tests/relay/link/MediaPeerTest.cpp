@@ -238,7 +238,7 @@ void MediaPeerTest::onlyAFewWaysAreKept()
     QCOMPARE(call.peer.selectedPath(), std::optional(wifi));
 }
 
-/// Whoever knows the password may check from as many ports as it likes.
+/// A peer that knows the password may check from as many ports as it likes.
 void MediaPeerTest::checksFromManyPortsDoNotDivertACall()
 {
     Call call;

@@ -45,6 +45,21 @@ struct Call
         QTRY_VERIFY(phone.isConnected());
         QTRY_COMPARE(link->state(), MediaLink::State::Connected);
     }
+
+    /// Has the desk send one, and returns it as the phone gets it.
+    Bytes packetToPhone()
+    {
+        link->send(Bytes{1, 2, 3});
+        return QTest::qWaitFor([this] { return phone.receive(), phone.packets > 0; })
+                   ? phone.media.back()
+                   : Bytes();
+    }
+
+    std::ptrdiff_t timesReceived(const Bytes& packet)
+    {
+        phone.receive();
+        return std::count(phone.media.begin(), phone.media.end(), packet);
+    }
 };
 
 } // namespace
@@ -137,12 +152,9 @@ void MediaTransportTest::aPortWithoutACheckIsNotHeard()
 void MediaTransportTest::aPacketThatThePhoneLostIsSentAgain()
 {
     Call call;
-    call.link->send(Bytes{1, 2, 3});
-    QTRY_COMPARE((call.phone.receive(), call.phone.packets), 1);
-    const Bytes lost = call.phone.media.back();
+    const Bytes lost = call.packetToPhone();
     const auto times = [&] {
-        call.phone.receive();
-        return std::count(call.phone.media.begin(), call.phone.media.end(), lost);
+        return call.timesReceived(lost);
     };
     QCOMPARE(times(), 1);
     call.phone.askFor(lost[2], lost[3]);
@@ -152,12 +164,9 @@ void MediaTransportTest::aPacketThatThePhoneLostIsSentAgain()
 void MediaTransportTest::aFloodOfFeedbackIsAnsweredAFewTimes()
 {
     Call call;
-    call.link->send(Bytes{1, 2, 3});
-    QTRY_COMPARE((call.phone.receive(), call.phone.packets), 1);
-    const Bytes lost = call.phone.media.back();
+    const Bytes lost = call.packetToPhone();
     const auto times = [&] {
-        call.phone.receive();
-        return std::count(call.phone.media.begin(), call.phone.media.end(), lost);
+        return call.timesReceived(lost);
     };
     constexpr std::uint8_t pictureLoss = 206;
     constexpr std::uint8_t unknown = 210;
