@@ -282,6 +282,13 @@ def join_in_waves(crew, people):
             crew.wait_for(number, "connected", timeout=120)
 
 
+def processor_ticks():
+    """Of all processors since the computer started: (taken by other virtual machines, all)."""
+    with open("/proc/stat", encoding="ascii") as file:
+        ticks = [int(word) for word in file.readline().split()[1:9]]
+    return ticks[7], sum(ticks)
+
+
 def measure_crowd(program, client, people, talking, tick, load):
     """All hear those who talk, on one channel."""
     server = Server(program, SHOW, ticks_of(tick))
@@ -294,9 +301,10 @@ def measure_crowd(program, client, people, talking, tick, load):
     join_in_waves(crew, people)
     with load():
         crew.report(0)
-        begin, before = time.monotonic(), server.processor_seconds()
+        begin, before, taken = time.monotonic(), server.processor_seconds(), processor_ticks()
         time.sleep(SECONDS)
         after, seconds = server.processor_seconds(), time.monotonic() - begin
+        taken = [now - then for now, then in zip(processor_ticks(), taken)]
         report = crew.report(0)
     assert crew.count("ended") == 0, "members were disconnected"
     memory, threads = server.resident_megabytes(), server.threads()
@@ -312,6 +320,7 @@ def measure_crowd(program, client, people, talking, tick, load):
         "memory": memory,
         "each": 1024 * (memory - empty) / people,
         "threads": threads,
+        "taken": 100 * taken[0] / max(1, taken[1]),
         "pause": report["longestPauseMs"],
     }
 
@@ -319,11 +328,11 @@ def measure_crowd(program, client, people, talking, tick, load):
 def print_crowds(program, client):
     print(
         f"\n{SECONDS:.0f} s; processor: the server's share of one, %, with its mixer and network threads; "
-        "busy: other programs take all of every core"
+        "busy: other programs take all of every core; taken: by other virtual machines, % of all cores"
     )
     print(
         f"{'people':>8}{'talking':>9}{'tick':>8}{'busy':>6}{'processor':>11}{'mixer':>7}{'network':>9}{'late ticks':>15}"
-        f"{'MB':>6}{'KB each':>9}{'threads':>9}{'longest pause ms':>18}"
+        f"{'MB':>6}{'KB each':>9}{'threads':>9}{'taken':>7}{'longest pause ms':>18}"
     )
     loads = [(20, contextlib.nullcontext), (10, contextlib.nullcontext), (20, all_cores_busy)]
     builds = {"": program, **({"  earlier": EARLIER} if EARLIER else {})}
@@ -332,7 +341,7 @@ def print_crowds(program, client):
         print(
             f"{people:>8}{talking:>9}{tick:>5} ms{'yes' if load is all_cores_busy else 'no':>6}{found['all']:>11.0f}"
             f"{found['mixer']:>7.0f}{found['network']:>9.0f}{found['late']:>15}{found['memory']:>6.0f}{found['each']:>9.0f}"
-            f"{found['threads']:>9}{found['pause']:>18.0f}{name}",
+            f"{found['threads']:>9}{found['taken']:>7.0f}{found['pause']:>18.0f}{name}",
             flush=True,
         )
 
