@@ -131,7 +131,7 @@ void MissingPacketsTest::anotherStreamStartsFromItsOwnFirstPacket()
 
 void MissingPacketsTest::whatComesAsACopyIsNotAskedFor()
 {
-    received({10});
+    received(10);
     received(13, 1);
     QCOMPARE(due(), Numbers{11});
     received(14, 3);
@@ -184,7 +184,7 @@ void MissingPacketsTest::numbersMayWrapAround()
 {
     received({65534, 1});
     QCOMPARE(due(), (Numbers{65535, 0}));
-    received({65535});
+    received(65535);
     m_now += MissingPackets::interval;
     QCOMPARE(due(), Numbers{0});
 }
