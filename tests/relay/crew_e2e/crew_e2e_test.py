@@ -109,13 +109,13 @@ def voice_is_marked_for_the_networks_fast_lane(evening):
 
 
 def lost_packets_are_sent_again(evening):
-    """A fifth is lost each way. What the desk sends again makes it less than one of a hundred, and what the desk asks
+    """A tenth is lost each way. What the desk sends again makes it less than one of a hundred, and what the desk asks
     for is sent again, too. After a while packets carry copies of those before (RED), also both ways; without loss no
     more."""
     evening.manager.hold("Main")
     evening.sound.wait_to_hear(MANAGERS_TONE)
     usual = bytes_in_a_packet(evening)
-    evening.network.command("loss 20")
+    evening.network.command("loss 10")
     before = evening.sound.statistics("inbound-rtp")
     seen = {}
 
