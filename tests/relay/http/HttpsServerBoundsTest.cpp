@@ -560,6 +560,7 @@ void HttpsServerBoundsTest::theLoopRestsWhateverIsWaitedFor()
 void HttpsServerBoundsTest::ofManyOnlySoManyAreTaken()
 {
     HttpLimits limits = WebUnderTest::wideLimits();
+    limits.maxConnections = 512; // both ends take descriptors of this process
     WebUnderTest web(limits);
     constexpr int many = 600;
     std::deque<Browser> browsers;
