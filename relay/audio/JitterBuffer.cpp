@@ -41,12 +41,6 @@ std::optional<std::uint32_t> samplesOf(std::span<const std::uint8_t> payload)
     return static_cast<std::uint32_t>(samples);
 }
 
-/// How far `sequence` is ahead of `from`; negative if it is behind.
-int ahead(std::uint16_t sequence, std::uint16_t from)
-{
-    return static_cast<std::int16_t>(static_cast<std::uint16_t>(sequence - from));
-}
-
 } // namespace
 
 JitterBuffer::JitterBuffer()

@@ -20,4 +20,11 @@ struct RtpPacket
 /// Returns nullopt if it is not a whole packet, or is RTCP. Any bytes are safe.
 [[nodiscard]] std::optional<RtpPacket> readRtpPacket(std::span<const std::uint8_t> bytes);
 
+/// How far a sequence number is ahead of another one, which it may have wrapped around; negative if
+/// it is behind.
+[[nodiscard]] constexpr int ahead(std::uint16_t sequence, std::uint16_t from)
+{
+    return static_cast<std::int16_t>(static_cast<std::uint16_t>(sequence - from));
+}
+
 } // namespace wingbell

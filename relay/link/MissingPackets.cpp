@@ -6,16 +6,6 @@
 
 namespace wingbell {
 
-namespace {
-
-/// How far `sequence` is ahead of `from`; negative if it is behind.
-int ahead(std::uint16_t sequence, std::uint16_t from)
-{
-    return static_cast<std::int16_t>(static_cast<std::uint16_t>(sequence - from));
-}
-
-} // namespace
-
 void MissingPackets::removeIf(auto isOver)
 {
     const auto end = m_missing.begin() + static_cast<std::ptrdiff_t>(m_count);

@@ -158,8 +158,8 @@ export function deskAnswer(deskOffer, maySend) {
 }
 
 /**
- * {iceUfrag, icePwd, fingerprint, setup, direction, sources, red} of an SDP answer (RFC 8866) with one audio section, so that
- * the desk need not parse SDP. A value that the section lacks is taken from the session; undefined if both lack it.
+ * {iceUfrag, icePwd, fingerprint, setup, direction, sources, red} of an SDP answer (RFC 8866) with one audio section, so
+ * that the desk need not parse SDP. A value that the section lacks is taken from the session; undefined if both lack it.
  */
 export function readSdpAnswer(sdp) {
     const [session, ...sections] = sdp.split(/^m=/m);
