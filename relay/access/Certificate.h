@@ -1,11 +1,13 @@
 #pragma once
 
+#include "base/Result.h"
+#include "relay/access/X509.h"
+
 #include <QByteArray>
 #include <QHostAddress>
 #include <QString>
 #include <QStringList>
 
-#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <vector>
@@ -21,26 +23,24 @@ struct CertificateNames
     friend bool operator==(const CertificateNames&, const CertificateNames&) = default;
 };
 
-/// The key, and the certificate signed with itself, with which the crew's page is served.
+/// The key and the certificate with which the crew's page is served; see CertificateAuthority,
+/// which issues them.
 class Certificate
 {
 public:
-    using Time = std::chrono::system_clock::time_point;
+    using Time = CertificateTime;
 
-    /// Safari takes no certificate that is good for more than 825 days, from any issuer. Much
-    /// shorter would only mean that every phone asks again sooner.
-    static constexpr std::chrono::system_clock::duration validity = std::chrono::days(820);
-    /// Phones with wrong clocks.
+    /// From the first to the last moment. Apple refuses more than 825 days under an authority that
+    /// a person has installed, and 398 under one that came with the system: the desk keeps to the
+    /// shorter limit, as its certificate is renewed without a sign where the authority is trusted.
+    /// Much shorter would only mean that all other phones ask again sooner.
+    static constexpr std::chrono::system_clock::duration validity = std::chrono::days(397);
+    /// Of that time, what has passed when it is made: for phones with wrong clocks.
     static constexpr std::chrono::system_clock::duration validBefore = std::chrono::days(1);
     static constexpr std::chrono::system_clock::duration renewedBefore = std::chrono::days(30);
 
     /// Of addresses and of host names each. Those beyond are left out.
     static constexpr std::size_t maxNames = 64;
-
-    /// A new key on the curve P-256 and a certificate for `names`, "localhost" and the loopback
-    /// addresses, good from `validBefore` before `now`. nullopt if OpenSSL fails, which takes a
-    /// lack of memory.
-    [[nodiscard]] static std::optional<Certificate> make(const CertificateNames& names, Time now);
 
     /// Out of a PEM text. nullopt if the key or the certificate is missing, broken, not on P-256,
     /// or does not fit the other.
@@ -71,6 +71,11 @@ private:
     Time m_validUntil;
 };
 
+/// As a certificate names them: "localhost" and the loopback addresses first, then each once, as
+/// far as there is room.
+[[nodiscard]] CertificateNames nameable(const CertificateNames& names);
+
+class CertificateAuthority;
 class StateDirectory;
 
 /// A certificate that stays from one start of the server to the next. The texts are clauses for a
@@ -78,15 +83,31 @@ class StateDirectory;
 struct StoredCertificate
 {
     Certificate certificate;
-    QString newBecause;       ///< of a new one: the crew must accept it again
+    QString newBecause;       ///< of a new one: phones that do not trust the authority ask again
     QString notStoredBecause; ///< of a new one
 };
 
-/// The certificate in `folder`, while it is valid, covers `names` and stays good for a while;
-/// otherwise a new one, which is stored there. A new one still covers what the one before it did,
-/// as far as there is room, so that a machine that goes to and fro between networks is accepted
-/// once. nullopt if OpenSSL fails.
+/// The certificate in `folder`, while it is valid, `authority` has issued it, it covers what that
+/// permits of `names` and stays good for a while; otherwise a new one, which is stored there. A new
+/// one still covers what the one before it did, as far as there is room, so that a machine that
+/// goes to and fro between networks is accepted once. nullopt if OpenSSL fails.
 [[nodiscard]] std::optional<StoredCertificate> loadOrCreateCertificate(
+    const StateDirectory& folder, const CertificateAuthority& authority,
+    const CertificateNames& names, Certificate::Time now);
+
+/// A certificate of the theatre's own, from an authority that the phones trust already.
+struct TheatreCertificate
+{
+    QByteArray pem; ///< the key, the certificate, and others of its chain. A secret.
+    QString fingerprint;
+    QStringList hostNames; ///< under which the desk can be reached by it
+    Certificate::Time validUntil;
+};
+
+/// The certificate in "theatre-certificate.pem" of `folder`, with its chain behind it, and the key
+/// in "theatre-key.pem". nullopt if neither file is there; a clause for a person if they cannot be
+/// used by this machine, which has `names`.
+[[nodiscard]] Result<std::optional<TheatreCertificate>, QString> loadTheatreCertificate(
     const StateDirectory& folder, const CertificateNames& names, Certificate::Time now);
 
 } // namespace wingbell

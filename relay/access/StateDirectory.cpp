@@ -1,15 +1,17 @@
 #include "relay/access/StateDirectory.h"
 
-#include "base/FileDescriptor.h"
-
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
 
 #include <cerrno>
+#include <chrono>
 #include <fcntl.h>
+#include <optional>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace wingbell {
@@ -19,8 +21,17 @@ namespace {
 constexpr mode_t onlyOwnFolder = 0700;
 constexpr mode_t onlyOwnFile = 0600;
 constexpr mode_t permissions = 0777;
-constexpr mode_t writableByOthers = 0022;
-constexpr mode_t readableByOthers = 0044;
+constexpr mode_t groupFile = 0660;
+constexpr mode_t writable = 0222;
+constexpr mode_t readable = 0444;
+
+constexpr char notInGroup[] = "this user may not read and write it";
+
+/// Longer than it takes to make a key and two certificates.
+constexpr std::chrono::seconds lockTimeout(3);
+constexpr std::chrono::milliseconds lockInterval(10);
+
+using Sharing = StateDirectory::Sharing;
 
 tl::unexpected<FileError> otherError(const QString& reason)
 {
@@ -36,54 +47,120 @@ tl::unexpected<FileError> systemError(int error)
     return failure(FileError{kind, qt_error_string(error)});
 }
 
-/// Why what is open is not used; empty when it may be.
-QString reasonAgainst(const struct stat& status, bool isFolder)
-{
-    if (!isFolder && !S_ISREG(status.st_mode)) {
-        return QStringLiteral("it is not a regular file");
-    }
-    if (status.st_uid != ::geteuid()) {
-        return QStringLiteral("it belongs to another user");
-    }
-    if (!isFolder && (status.st_mode & writableByOthers) != 0) {
-        return QStringLiteral("others could have written it");
-    }
-    if (!isFolder && (status.st_mode & readableByOthers) != 0) {
-        return QStringLiteral("other users could read it");
-    }
-    return {};
-}
-
-/// Opens `name`, which begins at `folder`, if it is the user's own, and gives it the permissions
-/// `mode`.
-Result<FileDescriptor, FileError>
-openPrivate(int folder, const QByteArray& name, int flags, mode_t mode)
+/// Opens `name`, which begins at `folder`, but no symbolic link and without waiting for a pipe; or
+/// gives the system's error number.
+Result<FileDescriptor, int>
+openNoFollow(int folder, const QByteArray& name, int flags, struct stat& status)
 {
     FileDescriptor file(
         ::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | flags));
-    struct stat status = {};
     if (!file.isOpen() || ::fstat(file.get(), &status) != 0) {
-        return systemError(errno);
-    }
-    const QString reason = reasonAgainst(status, (flags & O_DIRECTORY) != 0);
-    if (!reason.isEmpty()) {
-        return otherError(reason);
-    }
-    if ((status.st_mode & permissions) != mode && ::fchmod(file.get(), mode) != 0) {
-        return otherError(
-            QStringLiteral("it cannot be closed to others: ") + qt_error_string(errno));
+        return failure(errno);
     }
     return file;
 }
 
-Result<FileDescriptor, FileError> openFolder(const QString& path)
+/// Why the folder of all users is not used; empty if it may be.
+QString reasonAgainstShared(const FileDescriptor& folder, const struct stat& status)
 {
-    auto folder = openPrivate(AT_FDCWD, QFile::encodeName(path), O_DIRECTORY, onlyOwnFolder);
-    // With O_DIRECTORY, the system says of a link only that it is no folder.
-    if (!folder && QFileInfo(path).isSymLink()) {
-        return systemError(ELOOP);
+    if (status.st_uid != 0) {
+        return QStringLiteral("it does not belong to root");
     }
-    return folder;
+    if ((status.st_mode & S_IWOTH) != 0) {
+        return QStringLiteral("users outside its group may write in it");
+    }
+    if (::faccessat(folder.get(), ".", R_OK | W_OK | X_OK, AT_EACCESS) != 0) {
+        return QString::fromLatin1(notInGroup);
+    }
+    return {};
+}
+
+Result<FileDescriptor, FileError> openFolder(const QString& path, Sharing sharing)
+{
+    struct stat status = {};
+    auto folder = openNoFollow(AT_FDCWD, QFile::encodeName(path), O_DIRECTORY, status);
+    if (!folder) {
+        // With O_DIRECTORY, the system says of a link only that it is no folder.
+        if (QFileInfo(path).isSymLink()) {
+            return systemError(ELOOP);
+        }
+        if (sharing == Sharing::Group && folder.error() == EACCES) {
+            return otherError(QString::fromLatin1(notInGroup));
+        }
+        return systemError(folder.error());
+    }
+    if (sharing == Sharing::Group) {
+        const QString reason = reasonAgainstShared(*folder, status);
+        if (!reason.isEmpty()) {
+            return otherError(reason);
+        }
+        return std::move(*folder);
+    }
+    if (status.st_uid != ::geteuid()) {
+        return otherError(QStringLiteral("it belongs to another user"));
+    }
+    if ((status.st_mode & permissions) != onlyOwnFolder &&
+        ::fchmod(folder->get(), onlyOwnFolder) != 0) {
+        return otherError(
+            QStringLiteral("it cannot be closed to others: ") + qt_error_string(errno));
+    }
+    return std::move(*folder);
+}
+
+/// The group that may read the files of the shared `folder`; nullopt if they are for one user.
+std::optional<gid_t> groupOf(const FileDescriptor& folder, Sharing sharing)
+{
+    struct stat status = {};
+    if (sharing == Sharing::OneUser || ::fstat(folder.get(), &status) != 0) {
+        return std::nullopt;
+    }
+    return status.st_gid;
+}
+
+/// Gives a file its permissions: for its owner alone or, if there is one, also for `group`.
+bool setPermissions(const FileDescriptor& file, std::optional<gid_t> group)
+{
+    struct stat status = {};
+    if (::fstat(file.get(), &status) != 0 ||
+        (group && status.st_gid != *group &&
+         ::fchown(file.get(), static_cast<uid_t>(-1), *group) != 0)) {
+        return false;
+    }
+    const mode_t mode = group ? groupFile : onlyOwnFile;
+    return (status.st_mode & permissions) == mode || ::fchmod(file.get(), mode) == 0;
+}
+
+/// Opens a file of `folder` for reading, if none but its owner and `group` could have read or
+/// written it, and gives it its permissions.
+Result<FileDescriptor, FileError>
+openPrivateFile(const FileDescriptor& folder, const QByteArray& name, std::optional<gid_t> group)
+{
+    struct stat status = {};
+    auto file = openNoFollow(folder.get(), name, 0, status);
+    if (!file) {
+        return systemError(file.error());
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return otherError(QStringLiteral("it is not a regular file"));
+    }
+    // Only members of the group can put a file into its folder, so any owner will do there.
+    const bool isOfGroup = group == status.st_gid;
+    if (!isOfGroup && status.st_uid != ::geteuid()) {
+        return otherError(QStringLiteral("it belongs to another user"));
+    }
+    const mode_t others = isOfGroup ? S_IRWXO : S_IRWXO | S_IRWXG;
+    if ((status.st_mode & writable & others) != 0) {
+        return otherError(QStringLiteral("others could have written it"));
+    }
+    if ((status.st_mode & readable & others) != 0) {
+        return otherError(QStringLiteral("other users could read it"));
+    }
+    // Only its owner can change a file, so one of another member stays as it is.
+    if (!setPermissions(*file, group) && !isOfGroup) {
+        return otherError(
+            QStringLiteral("it cannot be closed to others: ") + qt_error_string(errno));
+    }
+    return std::move(*file);
 }
 
 /// Makes the folder and those it stands in, for their owner alone. True when it exists then.
@@ -128,11 +205,14 @@ bool writeAll(const FileDescriptor& file, QByteArrayView bytes)
 }
 
 /// Writes a new file that is on the disk when this returns true.
-bool writeNewFile(const FileDescriptor& folder, const QByteArray& name, QByteArrayView bytes)
+bool writeNewFile(
+    const FileDescriptor& folder, const QByteArray& name, QByteArrayView bytes,
+    std::optional<gid_t> group)
 {
     FileDescriptor file(::openat(
         folder.get(), name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, onlyOwnFile));
-    return file.isOpen() && writeAll(file, bytes) && ::fsync(file.get()) == 0 && file.close();
+    return file.isOpen() && setPermissions(file, group) && writeAll(file, bytes) &&
+           ::fsync(file.get()) == 0 && file.close();
 }
 
 tl::unexpected<FileError> about(const QString& path, const FileError& error)
@@ -147,9 +227,24 @@ tl::unexpected<FileError> about(const QString& path, int error)
 
 } // namespace
 
-StateDirectory::StateDirectory(QString path)
+StateDirectory::StateDirectory(QString path, Sharing sharing)
     : m_path(std::move(path))
+    , m_sharing(sharing)
 {
+}
+
+StateDirectory::Choice StateDirectory::choose(const QProcessEnvironment& environment)
+{
+    const QString shared = QDir::cleanPath(environment.value(
+        QStringLiteral("WINGBELL_SHARED_STATE"), QStringLiteral("/var/lib/wingbell")));
+    const auto opened = openFolder(shared, Sharing::Group);
+    if (opened) {
+        return {StateDirectory(shared, Sharing::Group), shared, {}};
+    }
+    const bool isMissing = opened.error().kind == FileError::Kind::Missing;
+    return {
+        StateDirectory(standardPath(environment)), shared,
+        isMissing ? QString() : opened.error().reason};
 }
 
 QString StateDirectory::standardPath(const QProcessEnvironment& environment)
@@ -161,14 +256,44 @@ QString StateDirectory::standardPath(const QProcessEnvironment& environment)
     return QDir::cleanPath(base + QStringLiteral("/wingbell"));
 }
 
+Result<FileDescriptor, FileError> StateDirectory::openOrMake() const
+{
+    if (m_sharing == Sharing::OneUser && !makeFolder(m_path)) {
+        return about(m_path, errno);
+    }
+    auto folder = openFolder(m_path, m_sharing);
+    if (!folder) {
+        return about(m_path, folder.error());
+    }
+    return folder;
+}
+
+FileDescriptor StateDirectory::lock() const
+{
+    auto folder = openOrMake();
+    if (!folder) {
+        return {};
+    }
+    const auto deadline = std::chrono::steady_clock::now() + lockTimeout;
+    while (::flock(folder->get(), LOCK_EX | LOCK_NB) != 0) {
+        if ((errno != EWOULDBLOCK && errno != EINTR) ||
+            std::chrono::steady_clock::now() >= deadline) {
+            return {};
+        }
+        std::this_thread::sleep_for(lockInterval);
+    }
+    return std::move(*folder);
+}
+
 Result<QByteArray, FileError> StateDirectory::read(const QString& name) const
 {
-    const auto folder = openFolder(m_path);
+    const auto folder = openFolder(m_path, m_sharing);
     if (!folder) {
         return about(m_path, folder.error());
     }
     const QString path = m_path + QLatin1Char('/') + name;
-    const auto file = openPrivate(folder->get(), QFile::encodeName(name), 0, onlyOwnFile);
+    const auto file =
+        openPrivateFile(*folder, QFile::encodeName(name), groupOf(*folder, m_sharing));
     if (!file) {
         return about(path, file.error());
     }
@@ -178,12 +303,9 @@ Result<QByteArray, FileError> StateDirectory::read(const QString& name) const
 
 Result<void, FileError> StateDirectory::write(const QString& name, QByteArrayView bytes) const
 {
-    if (!makeFolder(m_path)) {
-        return about(m_path, errno);
-    }
-    const auto folder = openFolder(m_path);
+    const auto folder = openOrMake();
     if (!folder) {
-        return about(m_path, folder.error());
+        return failure(folder.error());
     }
     // Two servers that write at once have a file each, and the later one counts.
     constexpr int hexadecimal = 16;
@@ -192,7 +314,8 @@ Result<void, FileError> StateDirectory::write(const QString& name, QByteArrayVie
         '.' + file + '.' +
         QByteArray::number(QRandomGenerator::system()->generate64(), hexadecimal);
     const int at = folder->get();
-    if (!writeNewFile(*folder, draft, bytes) || ::renameat(at, draft, at, file) != 0) {
+    if (!writeNewFile(*folder, draft, bytes, groupOf(*folder, m_sharing)) ||
+        ::renameat(at, draft, at, file) != 0) {
         const int error = errno;
         (void)::unlinkat(at, draft, 0);
         return about(m_path + QLatin1Char('/') + name, error);

@@ -1,4 +1,5 @@
 #include "relay/access/StateDirectory.h"
+#include "relay/access/CrewCode.h"
 #include "tests/TestProgram.h"
 
 #include <QDir>
@@ -7,9 +8,15 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <barrier>
+#include <functional>
+#include <grp.h>
 #include <memory>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
+#include <vector>
 
 using namespace wingbell;
 
@@ -33,6 +40,35 @@ void put(const QString& path, const QByteArray& bytes)
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly));
     QCOMPARE(file.write(bytes), bytes.size());
+}
+
+#define SHARED_FOLDER()                                                                            \
+    if (::geteuid() != 0) {                                                                        \
+        QSKIP("only the administrator can make a folder for all users");                           \
+    }                                                                                              \
+    makeShared()
+
+constexpr gid_t crewGroup = 42'000;
+constexpr gid_t otherGroup = 42'001;
+constexpr uid_t stageManager = 42'010;
+constexpr uid_t colleague = 42'011;
+
+void give(const QString& path, uid_t user, gid_t group)
+{
+    QCOMPARE(::lchown(QFile::encodeName(path).constData(), user, group), 0);
+}
+
+/// True if `attempt` is, in a process of this user.
+bool isTrueFor(uid_t user, gid_t group, const std::function<bool()>& attempt)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const bool isUser =
+            ::setgroups(1, &group) == 0 && ::setgid(group) == 0 && ::setuid(user) == 0;
+        ::_exit(isUser && attempt() ? 0 : 1);
+    }
+    int status = 0;
+    return ::waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 } // namespace
@@ -65,8 +101,28 @@ private Q_SLOTS:
     void whereNoFolderCanBeMadeThatIsTold();
     void theStandardPathFollowsTheConvention_data();
     void theStandardPathFollowsTheConvention();
+    void serversThatStartAtOnceGetTheSameCode();
+    void withoutASharedFolderTheUsersOwnIsUsed();
+    void whatOneUserOfTheSharedFolderWritesTheOthersReadAndReplace();
+    void aUserOutsideTheGroupKeepsTheirOwnFolderAndIsTold();
+    void anUnsafeSharedFolderIsNotUsed_data();
+    void anUnsafeSharedFolderIsNotUsed();
+    void aSharedFileThatOthersCouldReadOrWriteIsNotBelieved_data();
+    void aSharedFileThatOthersCouldReadOrWriteIsNotBelieved();
+    void aSharedFileThatIsALinkIsNotFollowed();
+    void aPrivateFilePutIntoTheSharedFolderIsGivenToTheGroup();
+    void theSharedFolderKeepsItsMode();
 
 private:
+    /// As an administrator makes it.
+    void makeShared();
+    [[nodiscard]] QString sharedPath() const { return m_place->filePath(QStringLiteral("shared")); }
+    [[nodiscard]] QString sharedFile() const { return sharedPath() + QLatin1Char('/') + name; }
+    [[nodiscard]] StateDirectory shared() const
+    {
+        return StateDirectory(sharedPath(), StateDirectory::Sharing::Group);
+    }
+    [[nodiscard]] StateDirectory::Choice choice() const;
     [[nodiscard]] QString path() const
     {
         return m_place->filePath(QStringLiteral("state/wingbell"));
@@ -316,6 +372,179 @@ void StateDirectoryTest::theStandardPathFollowsTheConvention()
         environment.insert(QStringLiteral("XDG_STATE_HOME"), state);
     }
     QTEST(StateDirectory::standardPath(environment), "path");
+}
+
+void StateDirectoryTest::serversThatStartAtOnceGetTheSameCode()
+{
+    constexpr int servers = 8;
+    std::barrier start(servers);
+    std::vector<QString> codes(servers);
+    {
+        std::vector<std::jthread> threads;
+        for (QString& code : codes) {
+            threads.emplace_back([this, &start, &code] {
+                start.arrive_and_wait();
+                const FileDescriptor lock = folder().lock();
+                code = loadOrCreateCrewCode(folder()).code.text();
+            });
+        }
+    }
+    for (const QString& code : codes) {
+        QCOMPARE(code, codes.front());
+    }
+}
+
+void StateDirectoryTest::makeShared()
+{
+    setMode(m_place->path(), 0755);
+    QVERIFY(QDir().mkpath(sharedPath()));
+    give(sharedPath(), 0, crewGroup);
+    setMode(sharedPath(), 02770);
+}
+
+StateDirectory::Choice StateDirectoryTest::choice() const
+{
+    QProcessEnvironment environment;
+    environment.insert(
+        QStringLiteral("XDG_STATE_HOME"), m_place->filePath(QStringLiteral("state")));
+    environment.insert(QStringLiteral("WINGBELL_SHARED_STATE"), sharedPath());
+    return StateDirectory::choose(environment);
+}
+
+void StateDirectoryTest::withoutASharedFolderTheUsersOwnIsUsed()
+{
+    QCOMPARE(choice().directory.path(), path());
+    QCOMPARE(choice().sharedUnusedBecause, QString());
+}
+
+void StateDirectoryTest::whatOneUserOfTheSharedFolderWritesTheOthersReadAndReplace()
+{
+    SHARED_FOLDER();
+    const mode_t before = ::umask(0077);
+    QVERIFY(isTrueFor(stageManager, crewGroup, [this] {
+        const auto chosen = choice();
+        return chosen.directory.path() == sharedPath() && chosen.sharedUnusedBecause.isEmpty() &&
+               chosen.directory.lock().isOpen() && chosen.directory.write(name, "x");
+    }));
+    QCOMPARE(modeOf(sharedFile()), 0660U);
+    QCOMPARE(QFileInfo(sharedFile()).ownerId(), stageManager);
+    QCOMPARE(QFileInfo(sharedFile()).groupId(), crewGroup);
+    QVERIFY(isTrueFor(colleague, crewGroup, [this] {
+        const auto chosen = choice().directory;
+        return chosen.read(name).value_or(QByteArray()) == "x" && chosen.write(name, "y");
+    }));
+    QVERIFY(isTrueFor(stageManager, crewGroup, [this] {
+        return choice().directory.read(name).value_or(QByteArray()) == "y";
+    }));
+    ::umask(before);
+}
+
+void StateDirectoryTest::aUserOutsideTheGroupKeepsTheirOwnFolderAndIsTold()
+{
+    SHARED_FOLDER();
+    for (const unsigned mode : {02770U, 02775U}) {
+        setMode(sharedPath(), mode);
+        QVERIFY(isTrueFor(colleague, otherGroup, [this] {
+            return choice().directory.path() == path() &&
+                   choice().sharedUnusedBecause ==
+                       QLatin1String("this user may not read and write it");
+        }));
+    }
+}
+
+void StateDirectoryTest::anUnsafeSharedFolderIsNotUsed_data()
+{
+    QTest::addColumn<std::function<void(const QString&)>>("spoil");
+    QTest::addColumn<QString>("reason");
+    using Spoil = std::function<void(const QString&)>;
+    QTest::newRow("another owner")
+        << Spoil([](const QString& path) { give(path, stageManager, crewGroup); })
+        << QStringLiteral("it does not belong to root");
+    QTest::newRow("writable by all") << Spoil([](const QString& path) { setMode(path, 02777); })
+                                     << QStringLiteral("users outside its group may write in it");
+    QTest::newRow("a link") << Spoil([](const QString& path) {
+        QVERIFY(QFile::rename(path, path + QStringLiteral(" moved")));
+        QVERIFY(QFile::link(path + QStringLiteral(" moved"), path));
+    }) << QStringLiteral("it is a symbolic link");
+    QTest::newRow("a file") << Spoil([](const QString& path) {
+        QVERIFY(QDir().rmdir(path));
+        put(path, "a file");
+    }) << qt_error_string(ENOTDIR);
+}
+
+void StateDirectoryTest::anUnsafeSharedFolderIsNotUsed()
+{
+    QFETCH(std::function<void(const QString&)>, spoil);
+    SHARED_FOLDER();
+    spoil(sharedPath());
+    QCOMPARE(choice().directory.path(), path());
+    QTEST(choice().sharedUnusedBecause, "reason");
+    QVERIFY(!shared().read(name));
+    QVERIFY(!shared().write(name, "x"));
+    QVERIFY(!shared().lock().isOpen());
+}
+
+void StateDirectoryTest::aSharedFileThatOthersCouldReadOrWriteIsNotBelieved_data()
+{
+    QTest::addColumn<unsigned>("mode");
+    QTest::addColumn<gid_t>("group");
+    QTest::addColumn<QString>("reason");
+    const QString read = QStringLiteral("other users could read it");
+    const QString written = QStringLiteral("others could have written it");
+    QTest::newRow("readable by all") << 0664U << crewGroup << read;
+    QTest::newRow("writable by all") << 0662U << crewGroup << written;
+    QTest::newRow("readable by another group") << 0640U << otherGroup << read;
+    QTest::newRow("writable by another group") << 0660U << otherGroup << written;
+}
+
+void StateDirectoryTest::aSharedFileThatOthersCouldReadOrWriteIsNotBelieved()
+{
+    QFETCH(unsigned, mode);
+    QFETCH(gid_t, group);
+    QFETCH(QString, reason);
+    SHARED_FOLDER();
+    QVERIFY(shared().write(name, "x"));
+    give(sharedFile(), 0, group);
+    setMode(sharedFile(), mode);
+    QVERIFY(!shared().read(name));
+    QVERIFY(shared().read(name).error().reason.endsWith(reason));
+    QVERIFY(shared().write(name, "y"));
+    QCOMPARE(shared().read(name).value(), QByteArray("y"));
+    QCOMPARE(modeOf(sharedFile()), 0660U);
+    QCOMPARE(QFileInfo(sharedFile()).groupId(), crewGroup);
+}
+
+void StateDirectoryTest::aSharedFileThatIsALinkIsNotFollowed()
+{
+    SHARED_FOLDER();
+    QVERIFY(shared().write(QStringLiteral("target"), "x"));
+    QVERIFY(QFile::link(QStringLiteral("target"), sharedFile()));
+    QVERIFY(shared().read(name).error().reason.endsWith(QStringLiteral("it is a symbolic link")));
+}
+
+void StateDirectoryTest::aPrivateFilePutIntoTheSharedFolderIsGivenToTheGroup()
+{
+    SHARED_FOLDER();
+    put(sharedFile(), "x");
+    give(sharedFile(), stageManager, crewGroup);
+    setMode(sharedFile(), 0600);
+    QVERIFY(isTrueFor(stageManager, crewGroup, [this] {
+        return shared().read(name).value_or(QByteArray()) == "x";
+    }));
+    QCOMPARE(modeOf(sharedFile()), 0660U);
+    give(sharedFile(), 0, otherGroup);
+    setMode(sharedFile(), 0600);
+    QCOMPARE(shared().read(name).value(), QByteArray("x"));
+    QCOMPARE(modeOf(sharedFile()), 0660U);
+    QCOMPARE(QFileInfo(sharedFile()).groupId(), crewGroup);
+}
+
+void StateDirectoryTest::theSharedFolderKeepsItsMode()
+{
+    SHARED_FOLDER();
+    QVERIFY(shared().write(name, "x"));
+    QVERIFY(shared().read(name));
+    QCOMPARE(modeOf(sharedPath()), 02770U);
 }
 
 WINGBELL_APPLESS_TEST(StateDirectoryTest)

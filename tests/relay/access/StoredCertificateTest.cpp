@@ -1,4 +1,4 @@
-#include "relay/access/Certificate.h"
+#include "relay/access/CertificateAuthority.h"
 #include "relay/access/StateDirectory.h"
 #include "tests/TestProgram.h"
 
@@ -26,6 +26,13 @@ CertificateNames at(const char* address)
     return {{ip(address)}, {QStringLiteral("desk"), QStringLiteral("desk.local")}};
 }
 
+const CertificateAuthority& authority()
+{
+    static const auto made =
+        CertificateAuthority::make({QStringLiteral("desk"), QStringLiteral("stage")}, now).value();
+    return made;
+}
+
 /// The private key, as the server loads it.
 QByteArray keyOf(const Certificate& certificate)
 {
@@ -49,6 +56,8 @@ private Q_SLOTS:
     void theLatestAddressesCountMost();
     void itIsRenewedBeforeItExpires();
     void itIsRenewedWhenTheClockWasWrong();
+    void oneOfAnotherAuthorityIsReplaced();
+    void whatTheAuthorityDoesNotPermitNeedsNoNewOne();
     void aDamagedOneIsReplaced_data();
     void aDamagedOneIsReplaced();
     void oneThatOthersCouldReadOrWriteIsReplaced_data();
@@ -63,7 +72,7 @@ private:
     [[nodiscard]] StoredCertificate
     kept(const CertificateNames& names, Certificate::Time time = now) const
     {
-        return loadOrCreateCertificate(folder(), names, time).value();
+        return loadOrCreateCertificate(folder(), authority(), names, time).value();
     }
     [[nodiscard]] bool isKept(const CertificateNames& names, Certificate::Time time = now) const
     {
@@ -154,12 +163,31 @@ void StoredCertificateTest::itIsRenewedWhenTheClockWasWrong()
     QVERIFY(isKept(at("192.168.1.5"), now - 25h));
 }
 
+void StoredCertificateTest::oneOfAnotherAuthorityIsReplaced()
+{
+    const auto other = CertificateAuthority::make({QStringLiteral("desk")}, now).value();
+    QVERIFY(folder().write(file, other.issue(at("192.168.1.5"), now)->pem()));
+    QVERIFY(kept(at("192.168.1.5")).newBecause.contains(QStringLiteral("authority")));
+    QVERIFY(isKept(at("192.168.1.5")));
+}
+
+void StoredCertificateTest::whatTheAuthorityDoesNotPermitNeedsNoNewOne()
+{
+    const CertificateNames more = {
+        {ip("192.168.1.5"), ip("203.0.113.7"), ip("2001:db8::7")},
+        {QStringLiteral("renamed"), QStringLiteral("renamed.local")}};
+    QVERIFY(!kept(more).certificate.covers(more));
+    QVERIFY(isKept(more));
+    QVERIFY(
+        kept(more).certificate.covers({{ip("192.168.1.5")}, {QStringLiteral("renamed.local")}}));
+}
+
 void StoredCertificateTest::aDamagedOneIsReplaced_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::newRow("empty") << QByteArray();
     QTest::newRow("text") << QByteArray("no certificate");
-    QTest::newRow("half") << Certificate::make(at("192.168.1.5"), now)->pem().first(300);
+    QTest::newRow("half") << authority().issue(at("192.168.1.5"), now)->pem().first(300);
 }
 
 void StoredCertificateTest::aDamagedOneIsReplaced()
@@ -196,10 +224,10 @@ void StoredCertificateTest::oneThatOthersCouldReadOrWriteIsReplaced()
 
 void StoredCertificateTest::oneThatCannotBeKeptIsTold()
 {
-    const StoredCertificate made =
-        loadOrCreateCertificate(
-            StateDirectory(QStringLiteral("/dev/null/wingbell")), at("192.168.1.5"), now)
-            .value();
+    const StoredCertificate made = loadOrCreateCertificate(
+                                       StateDirectory(QStringLiteral("/dev/null/wingbell")),
+                                       authority(), at("192.168.1.5"), now)
+                                       .value();
     QVERIFY(made.certificate.covers(at("192.168.1.5")));
     QVERIFY(made.notStoredBecause.contains(QStringLiteral("/dev/null/wingbell")));
 }
