@@ -43,4 +43,12 @@ QHostAddress clientNetwork(const QHostAddress& address)
     return QHostAddress(bytes);
 }
 
+QHostAddress neighbourhood(const QHostAddress& address)
+{
+    constexpr quint32 networkBits = 0xFFFFFF00;
+    return address.protocol() == QHostAddress::IPv4Protocol
+               ? QHostAddress(address.toIPv4Address() & networkBits)
+               : clientNetwork(address);
+}
+
 } // namespace wingbell

@@ -21,4 +21,8 @@ namespace wingbell {
 /// network, because a client may choose other last bits for every connection.
 [[nodiscard]] QHostAddress clientNetwork(const QHostAddress& address);
 
+/// The network that shares one limit where all are taken: the /24 of an IPv4 address, the /64 of an
+/// IPv6 address.
+[[nodiscard]] QHostAddress neighbourhood(const QHostAddress& address);
+
 } // namespace wingbell

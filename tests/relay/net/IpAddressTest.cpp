@@ -52,6 +52,7 @@ private Q_SLOTS:
     void aLinkLocalAddressKeepsItsInterfaceButCountsWithoutIt();
     void anotherFamilyHasNoAddress();
     void aClientIsAnIpv4AddressOrTheFirstHalfOfAnIpv6One();
+    void aNeighbourhoodIsTheLastByteOrTheSecondHalf();
 };
 
 void IpAddressTest::aSocketsAddressLosesItsPort()
@@ -96,6 +97,13 @@ void IpAddressTest::aClientIsAnIpv4AddressOrTheFirstHalfOfAnIpv6One()
     QCOMPARE(clientNetwork(address("2001:db8:1:2:3:4:5:6")), address("2001:db8:1:2::"));
     QCOMPARE(clientNetwork(address("fe80::1%lo")).toString(), QStringLiteral("fe80::"));
     QVERIFY(clientNetwork(QHostAddress()).isNull());
+}
+
+void IpAddressTest::aNeighbourhoodIsTheLastByteOrTheSecondHalf()
+{
+    QCOMPARE(neighbourhood(address("192.168.1.5")), address("192.168.1.0"));
+    QCOMPARE(neighbourhood(address("2001:db8:1:2:3:4:5:6")), address("2001:db8:1:2::"));
+    QVERIFY(neighbourhood(QHostAddress()).isNull());
 }
 
 WINGBELL_APPLESS_TEST(IpAddressTest)
