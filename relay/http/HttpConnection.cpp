@@ -122,6 +122,23 @@ void HttpConnection::closeEvents()
     }
 }
 
+std::optional<HttpConnection::Clock::time_point> HttpConnection::waitingSince() const
+{
+    const bool isBusy =
+        m_phase == Phase::Responding || m_phase == Phase::Streaming || m_phase == Phase::Closed;
+    return isBusy ? std::nullopt : std::optional(m_waitingSince);
+}
+
+void HttpConnection::giveWay()
+{
+    if (m_isIdle && isFlushed()) {
+        endIdle();
+    } else if (m_phase != Phase::Lingering) {
+        m_owner.rejected(HttpError::TooManyConnections, m_peer);
+    }
+    cut();
+}
+
 void HttpConnection::finish()
 {
     m_isFinishing = true;
@@ -180,12 +197,18 @@ void HttpConnection::takeTurn()
 void HttpConnection::expire()
 {
     if (m_isIdle && isFlushed()) {
-        m_resetNotifier->setEnabled(false);
-        m_socket.disconnectFromHost();
+        endIdle();
     } else if (m_phase != Phase::Lingering) {
         m_owner.rejected(HttpError::TooSlow, m_peer);
     }
     cut();
+}
+
+/// Says goodbye in TLS, so that the browser asks again on another connection.
+void HttpConnection::endIdle()
+{
+    m_resetNotifier->setEnabled(false);
+    m_socket.disconnectFromHost();
 }
 
 /// Called from inside the socket, which may have closed the descriptor already.
@@ -265,7 +288,7 @@ bool HttpConnection::answerPlain()
         m_owner.rejected(HttpError::NotTls, m_peer);
         send(jsonResponse(400, {}));
     } else {
-        send(m_owner.plainPage());
+        send(m_owner.plainPage(plainRequestPath(m_plain)));
     }
     return true;
 }
@@ -352,6 +375,7 @@ bool HttpConnection::stream()
     if (m_takesChunks) {
         write(chunk({}));
     }
+    m_deadline.start(m_limits.responseTimeout);
     m_phase = Phase::Responded;
     return true;
 }
@@ -359,6 +383,7 @@ bool HttpConnection::stream()
 bool HttpConnection::finishResponse()
 {
     m_isIdle = m_keepsConnection && !hasEnded();
+    m_waitingSince = Clock::now();
     m_phase = m_isIdle ? Phase::Reading : Phase::Closing;
     m_deadline.start(m_limits.idleTimeout);
     return true;
@@ -412,7 +437,8 @@ void HttpConnection::send(const Response& response)
 {
     m_phase = Phase::Responded;
     m_isIdle = false;
-    m_deadline.stop();
+    m_waitingSince = Clock::now();
+    m_deadline.start(m_limits.responseTimeout);
     const QByteArray head = responseHead(response, Framing::Length, m_keepsConnection);
     if (m_wantsNoBody) {
         write(head);

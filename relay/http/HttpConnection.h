@@ -11,6 +11,7 @@
 #include <QSslSocket>
 #include <QTimer>
 
+#include <chrono>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -33,7 +34,7 @@ public:
         virtual void requested(const HttpRequest& request, PendingResponse response) = 0;
 
         /// The response to plain HTTP.
-        [[nodiscard]] virtual const Response& plainPage() const = 0;
+        [[nodiscard]] virtual const Response& plainPage(const QByteArray& path) const = 0;
 
         virtual void rejected(HttpError error, const QHostAddress& peer) = 0;
 
@@ -54,6 +55,16 @@ public:
     ~HttpConnection() override;
 
     [[nodiscard]] const QHostAddress& peer() const { return m_peer; }
+
+    using Clock = std::chrono::steady_clock;
+
+    /// Since when it has been waiting for its client: to send a whole request, to read the whole
+    /// response, or to close. nullopt while a response is being made or events are streamed.
+    [[nodiscard]] std::optional<Clock::time_point> waitingSince() const;
+
+    /// Closes at once, to make room for another client, and tells the owner. Only from the event
+    /// loop.
+    void giveWay();
 
     /// Takes no further request, and closes when what is to be answered is.
     void finish();
@@ -84,6 +95,7 @@ private:
     void wake();
     void takeTurn();
     void expire();
+    void endIdle();
     void noteError(QAbstractSocket::SocketError error);
     [[nodiscard]] bool hasEnded() const;
 
@@ -115,11 +127,12 @@ private:
 
     QSslSocket m_socket;
     std::optional<QSocketNotifier> m_resetNotifier; ///< set unless it had gone at once
-    QTimer m_deadline; ///< of the handshake, a request, a keep-alive pause, the close
+    QTimer m_deadline; ///< of the handshake, a request, a response, a keep-alive pause, the close
     QTimer m_stalled;  ///< runs out when nothing was sent for too long
     bool m_isWoken = false;
 
     Phase m_phase = Phase::Connected;
+    Clock::time_point m_waitingSince = Clock::now();
     bool m_isIdle = false; ///< in the keep-alive pause between a response and the next request
     bool m_hasFailed = false;
     bool m_tlsIsBroken = false;

@@ -35,9 +35,14 @@ struct HttpLimits
 
     std::chrono::milliseconds firstRequestTimeout{10000}; ///< from the start, TLS included
     std::chrono::milliseconds requestTimeout{10000};      ///< from its first byte to its last
-    std::chrono::milliseconds idleTimeout{60000};    ///< between a response and the next request
-    std::chrono::milliseconds stalledTimeout{15000}; ///< while the client reads nothing
-    std::chrono::milliseconds closeTimeout{2000};    ///< for the client to close its side as well
+    std::chrono::milliseconds responseTimeout{60000}; ///< for the client to read a whole response
+    std::chrono::milliseconds idleTimeout{60000};     ///< between a response and the next request
+    std::chrono::milliseconds stalledTimeout{15000};  ///< while the client reads nothing
+    std::chrono::milliseconds closeTimeout{2000};     ///< for the client to close its side as well
+
+    /// While all connections are taken, one that has waited so long without a request gives way
+    /// before any other.
+    std::chrono::milliseconds givesWayAfter{2000};
 };
 
 } // namespace wingbell

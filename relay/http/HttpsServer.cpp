@@ -2,6 +2,7 @@
 
 #include "relay/net/IpAddress.h"
 
+#include <QHash>
 #include <QSslCertificate>
 #include <QSslDiffieHellmanParameters>
 #include <QSslKey>
@@ -12,6 +13,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <tuple>
 #include <utility>
 
 namespace wingbell {
@@ -55,7 +57,10 @@ void setTcpOptions(int descriptor, const HttpLimits& limits)
 std::optional<QSslConfiguration> tlsConfiguration(const QByteArray& pem)
 {
     const QList<QSslCertificate> chain = QSslCertificate::fromData(pem, QSsl::Pem);
-    const QSslKey key(pem, QSsl::Ec, QSsl::Pem, QSsl::PrivateKey);
+    QSslKey key(pem, QSsl::Ec, QSsl::Pem, QSsl::PrivateKey);
+    if (key.isNull()) {
+        key = QSslKey(pem, QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey);
+    }
     if (!QSslSocket::supportsSsl() || chain.isEmpty() || key.isNull()) {
         return std::nullopt;
     }
@@ -189,22 +194,80 @@ bool HttpsServer::acceptConnection()
     return true;
 }
 
+/// The rate is checked first: what is refused for it must not push out another client.
 std::optional<HttpError> HttpsServer::connectionError(const QHostAddress& peer)
 {
-    if (m_connections.size() >= m_limits.maxConnections) {
-        return HttpError::TooManyConnections;
-    }
-    const auto fromPeer =
-        std::count_if(m_connections.begin(), m_connections.end(), [&peer](const auto& entry) {
-            return entry.second->peer() == peer;
-        });
-    if (static_cast<std::size_t>(fromPeer) >= m_limits.maxConnectionsPerAddress) {
-        return HttpError::TooManyFromOneAddress;
-    }
     if (!m_limiter.admit(peer, Clock::now())) {
         return HttpError::TooManyRequests;
     }
+    if (connectionsFrom(peer) >= m_limits.maxConnectionsPerAddress) {
+        makeRoom(peer);
+    }
+    if (connectionsFrom(peer) >= m_limits.maxConnectionsPerAddress) {
+        return HttpError::TooManyFromOneAddress;
+    }
+    if (m_connections.size() >= m_limits.maxConnections) {
+        makeRoom(std::nullopt);
+    }
+    if (m_connections.size() >= m_limits.maxConnections) {
+        return HttpError::TooManyConnections;
+    }
     return std::nullopt;
+}
+
+std::size_t HttpsServer::connectionsFrom(const QHostAddress& peer) const
+{
+    return static_cast<std::size_t>(
+        std::count_if(m_connections.begin(), m_connections.end(), [&peer](const auto& entry) {
+            return entry.second->peer() == peer;
+        }));
+}
+
+/// Closes the connection that gives way, of `peer` or of all, if there is one. First those that
+/// have waited for some time: a browser that loads the page has several, none of which waits for
+/// long.
+void HttpsServer::makeRoom(const std::optional<QHostAddress>& peer)
+{
+    struct Candidate
+    {
+        HttpConnection* connection;
+        QHostAddress network;
+        Clock::time_point since;
+    };
+    const auto now = Clock::now();
+    std::vector<Candidate> candidates;
+    for (const auto& [address, connection] : m_connections) {
+        const auto since = connection->waitingSince();
+        if (since && (!peer || connection->peer() == *peer)) {
+            candidates.push_back({connection.get(), neighbourhood(connection->peer()), *since});
+        }
+    }
+    const auto stale =
+        std::partition(candidates.begin(), candidates.end(), [&](const Candidate& candidate) {
+            return now - candidate.since >= m_limits.givesWayAfter;
+        });
+    if (stale != candidates.begin()) {
+        candidates.erase(stale, candidates.end());
+    }
+    QHash<QHostAddress, int> ofNetwork;
+    QHash<QHostAddress, int> ofAddress;
+    for (const Candidate& candidate : candidates) {
+        ++ofNetwork[candidate.network];
+        ++ofAddress[candidate.connection->peer()];
+    }
+    const auto order = [&](const Candidate& candidate) {
+        return std::tuple(
+            ofNetwork.value(candidate.network), ofAddress.value(candidate.connection->peer()),
+            now - candidate.since);
+    };
+    const auto chosen = std::max_element(
+        candidates.begin(), candidates.end(),
+        [&order](const Candidate& left, const Candidate& right) {
+            return order(left) < order(right);
+        });
+    if (chosen != candidates.end()) {
+        chosen->connection->giveWay();
+    }
 }
 
 /// A copy: what is done to one may close others.

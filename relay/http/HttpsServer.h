@@ -22,14 +22,20 @@ namespace wingbell {
 /// How this server speaks TLS: 1.2 or later, authenticated encryption only, HTTP/1.1 inside, no
 /// renegotiation, no sessions kept, no certificate asked of a client.
 ///
-/// `pem`: a certificate with a key on an elliptic curve, further certificates of its chain behind
-/// it, and the private key. nullopt if there is no such thing in it, or if TLS cannot be set up.
+/// `pem`: a certificate with a key on an elliptic curve or of RSA, further certificates of its
+/// chain behind it, and the private key. nullopt if there is no such thing in it, or if TLS cannot
+/// be set up.
 ///
 /// Loads what Qt and OpenSSL need from the disk, so that TLS needs no files later on.
 [[nodiscard]] std::optional<QSslConfiguration> tlsConfiguration(const QByteArray& pem);
 
-/// Pages and an API over HTTPS. A request by plain http on the same port gets one explaining page
-/// and nothing else.
+/// Pages and an API over HTTPS. A request by plain http on the same port gets one explaining page,
+/// or one of the router's downloads, and nothing else.
+///
+/// While all connections are taken, a new one takes the place of one that waits for its client: of
+/// the network (IPv4 /24, IPv6 /64) that has most of these, there of the address that has most, the
+/// oldest. So no client, and no network, can keep the others out.
+/// Event streams stay: each belongs to a session.
 ///
 /// Lives in the event loop of the thread that made it; everything it calls is called from there,
 /// never from inside a call of yours, and may do anything but destroy the server. Takes connections
@@ -61,13 +67,18 @@ public:
 
 private:
     void requested(const HttpRequest& request, PendingResponse response) override;
-    [[nodiscard]] const Response& plainPage() const override { return m_router.plainPage(); }
+    [[nodiscard]] const Response& plainPage(const QByteArray& path) const override
+    {
+        return m_router.plainPage(path);
+    }
     void rejected(HttpError error, const QHostAddress& peer) override;
     void closed(HttpConnection& connection) override;
 
     void acceptConnections();
     [[nodiscard]] bool acceptConnection();
     [[nodiscard]] std::optional<HttpError> connectionError(const QHostAddress& peer);
+    [[nodiscard]] std::size_t connectionsFrom(const QHostAddress& peer) const;
+    void makeRoom(const std::optional<QHostAddress>& peer);
     [[nodiscard]] std::vector<HttpConnection*> connections() const;
     void endShutDown();
 

@@ -148,4 +148,10 @@ PlainRequest readPlainRequest(QByteArrayView bytes)
     return isGet ? PlainRequest::Get : PlainRequest::Head;
 }
 
+QByteArray plainRequestPath(QByteArrayView bytes)
+{
+    const QByteArray line = bytes.first(std::max(bytes.indexOf('\n'), qsizetype{0})).toByteArray();
+    return line.simplified().split(' ').value(1).split('?').constFirst();
+}
+
 } // namespace wingbell

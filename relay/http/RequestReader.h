@@ -56,7 +56,10 @@ enum class PlainRequest {
 /// In bytes: what is read of a plain request at most.
 inline constexpr qsizetype maxPlainRequestBytes = 4096;
 
-/// Looks at the beginning of what came. Only the method matters: the response is always the same.
+/// Looks at the method of what came.
 [[nodiscard]] PlainRequest readPlainRequest(QByteArrayView bytes);
+
+/// The path that a plain GET or HEAD asks for, without its query.
+[[nodiscard]] QByteArray plainRequestPath(QByteArrayView bytes);
 
 } // namespace wingbell

@@ -84,6 +84,20 @@ void Router::setPlainPage(const QByteArray& html)
         "no-store");
 }
 
+const Response& Router::plainPage(const QByteArray& path) const
+{
+    const auto download = m_downloads.find(path);
+    return download == m_downloads.end() ? m_plainPage : download->second;
+}
+
+void Router::addDownload(
+    const QByteArray& path, const QByteArray& contentType, const QByteArray& bytes)
+{
+    const QByteArray policy = "default-src 'none'; frame-ancestors 'none'";
+    addPage(path, contentType, bytes, policy);
+    m_downloads[path] = pageResponse(contentType, bytes, policy, "no-store");
+}
+
 void Router::addPage(
     const QByteArray& path, const QByteArray& contentType, const QByteArray& bytes,
     const QByteArray& policy)

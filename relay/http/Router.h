@@ -31,9 +31,13 @@ public:
     /// any other name the API answers 421, as it would be a foreign page's trick. Any case.
     void setHostNames(const std::vector<QByteArray>& names);
 
-    /// What plain http gets, as HTML in UTF-8.
+    /// What plain http gets, as HTML in UTF-8, for every path but those of addDownload().
     void setPlainPage(const QByteArray& html);
-    [[nodiscard]] const Response& plainPage() const { return m_plainPage; }
+    [[nodiscard]] const Response& plainPage(const QByteArray& path) const;
+
+    /// Answers GET and HEAD of `path` with `bytes`, which are no secret, over plain http as well.
+    void
+    addDownload(const QByteArray& path, const QByteArray& contentType, const QByteArray& bytes);
 
     /// Answers GET and HEAD of `path` with `bytes`.
     void addPage(
@@ -67,6 +71,7 @@ private:
     std::map<QByteArray, Page> m_pages;
     std::map<QByteArray, Handlers> m_handlers;
     Response m_plainPage;
+    std::map<QByteArray, Response> m_downloads;
 };
 
 } // namespace wingbell

@@ -1,6 +1,7 @@
 #include "WebUnderTest.h"
 #include "tests/TestProgram.h"
 
+#include <QElapsedTimer>
 #include <QTest>
 
 #include <algorithm>
@@ -28,6 +29,7 @@ private Q_SLOTS:
     void aRequestThatWasReadInTimeIsForgotten();
     void aRequestWithALateResponseIsNotCut();
     void aClientThatDoesNotReadAPageIsCut();
+    void aClientThatReadsAPageTooSlowlyIsCut();
     void aClientThatDoesNotReadItsEventsIsCut();
     void aClientThatDoesNotReadItsEventsGetsOnlyTheNewest();
     void aClientThatDoesNotReadItsResponsesIsReadNoFurther();
@@ -54,6 +56,12 @@ private Q_SLOTS:
 
     void ofManyOnlySoManyAreTaken();
     void ofOneAddressOnlySoManyAreTaken();
+    void theOldestIdleConnectionGivesWay_data();
+    void theOldestIdleConnectionGivesWay();
+    void whoTakesMostGivesWay_data();
+    void whoTakesMostGivesWay();
+    void aBrowserThatLoadsThePageDoesNotGiveWayToOneThatWaits();
+    void whatIsRefusedForItsRatePushesOutNoOther();
     void aConnectionThatEndsMakesRoom();
     void tooManyRequestsAreToldToSlowDown();
     void tooManyConnectionsInTooShortATimeAreRefused();
@@ -252,6 +260,23 @@ void HttpsServerBoundsTest::aClientThatDoesNotReadAPageIsCut()
     browser.stopReading();
     browser.send(get("/large"));
     QTRY_VERIFY(browser.hasSent() && web.connections() == 0);
+    QCOMPARE(web.rejections, std::vector<HttpError>{HttpError::TooSlow});
+}
+
+void HttpsServerBoundsTest::aClientThatReadsAPageTooSlowlyIsCut()
+{
+    WebUnderTest web(withShort(&HttpLimits::responseTimeout));
+    const QByteArray large(10000000, 'x');
+    web.server->router().addPage("/large", "text/plain", large);
+    Browser browser = asking(web, {});
+    QTRY_VERIFY(browser.isSecure());
+    browser.stopReading();
+    browser.send(get("/large"));
+    // A little each time it is looked at, so it never stops.
+    QTRY_VERIFY(
+        (browser.readAgain(), browser.work(), browser.stopReading(),
+         browser.hasSent() && web.connections() == 0));
+    QVERIFY(browser.received().size() < large.size());
     QCOMPARE(web.rejections, std::vector<HttpError>{HttpError::TooSlow});
 }
 
@@ -565,7 +590,7 @@ void HttpsServerBoundsTest::ofManyOnlySoManyAreTaken()
     constexpr int many = 600;
     std::deque<Browser> browsers;
     for (int number = 0; number < many; ++number) {
-        browsers.push_back(asking(web, get("/"), address(number % 12).constData()));
+        browsers.push_back(asking(web, get("/api/events"), address(number % 12).constData()));
     }
     const auto served = [&browsers] {
         return std::count_if(
@@ -581,6 +606,7 @@ void HttpsServerBoundsTest::ofManyOnlySoManyAreTaken()
     QCOMPARE(web.rejections.size(), many - limits.maxConnections);
     QVERIFY(web.hasRejected(HttpError::TooManyConnections));
     browsers.clear();
+    web.streams.clear();
     QTRY_COMPARE(web.connections(), none);
 }
 
@@ -591,7 +617,7 @@ void HttpsServerBoundsTest::ofOneAddressOnlySoManyAreTaken()
     WebUnderTest web(limits);
     std::deque<Browser> browsers;
     for (int number = 0; number < 3; ++number) {
-        browsers.push_back(asking(web, get("/")));
+        browsers.push_back(asking(web, get("/api/events")));
         QTRY_VERIFY(got(browsers.back(), 200));
     }
     Browser fourth = asking(web, get("/"));
@@ -600,6 +626,112 @@ void HttpsServerBoundsTest::ofOneAddressOnlySoManyAreTaken()
     QCOMPARE(web.rejections, std::vector<HttpError>{HttpError::TooManyFromOneAddress});
     Browser other = asking(web, get("/"), "127.0.0.2");
     QTRY_VERIFY(got(other, 200));
+}
+
+void HttpsServerBoundsTest::theOldestIdleConnectionGivesWay_data()
+{
+    QTest::addColumn<std::size_t>("ofOneAddress");
+    QTest::addColumn<std::size_t>("ofAll");
+    QTest::newRow("address") << std::size_t{3} << std::size_t{100};
+    QTest::newRow("all") << std::size_t{100} << std::size_t{3};
+}
+
+void HttpsServerBoundsTest::theOldestIdleConnectionGivesWay()
+{
+    QFETCH(const std::size_t, ofOneAddress);
+    QFETCH(const std::size_t, ofAll);
+    HttpLimits limits = WebUnderTest::wideLimits();
+    limits.maxConnectionsPerAddress = ofOneAddress;
+    limits.maxConnections = ofAll;
+    WebUnderTest web(limits);
+    Browser events = asking(web, get("/api/events"));
+    QTRY_VERIFY(got(events, 200));
+    Browser first = asking(web, get("/"));
+    QTRY_VERIFY(got(first, 200));
+    Browser second = asking(web, get("/"));
+    QTRY_VERIFY(got(second, 200));
+    Browser third = asking(web, get("/"));
+    QTRY_VERIFY(got(third, 200));
+    QTRY_VERIFY(first.hasEnded());
+    QVERIFY(!second.hasEnded() && !events.hasEnded());
+    QVERIFY(web.rejections.empty()); // an idle browser only asks again
+}
+
+void HttpsServerBoundsTest::whoTakesMostGivesWay_data()
+{
+    QTest::addColumn<QByteArrayList>("takers");
+    QTest::newRow("one address") << QByteArrayList(8, "127.0.0.9");
+    QByteArrayList network;
+    for (int number = 0; number < 8; ++number) {
+        network.append(address(number));
+    }
+    QTest::newRow("one network") << network;
+}
+
+void HttpsServerBoundsTest::whoTakesMostGivesWay()
+{
+    QFETCH(const QByteArrayList, takers);
+    HttpLimits limits = WebUnderTest::wideLimits();
+    limits.maxConnections = 10;
+    WebUnderTest web(limits);
+    std::deque<Browser> phones;
+    for (int number = 0; number < 2; ++number) {
+        phones.push_back(asking(web, get("/")));
+        QTRY_VERIFY(got(phones.back(), 200));
+    }
+    std::deque<Browser> silent;
+    for (const QByteArray& taker : takers) {
+        silent.emplace_back(web.port, taker.constData());
+    }
+    QTRY_COMPARE(web.connections(), limits.maxConnections);
+    for (int number = 0; number < 2; ++number) {
+        phones.push_back(asking(web, get("/"), "127.0.0.3"));
+        QTRY_VERIFY(got(phones.back(), 200));
+    }
+    QVERIFY(std::none_of(
+        phones.begin(), phones.end(), [](Browser& phone) { return phone.hasEnded(); }));
+    QCOMPARE(
+        std::count_if(
+            silent.begin(), silent.end(), [](Browser& browser) { return browser.hasEnded(); }),
+        2);
+    QCOMPARE(web.rejections, std::vector<HttpError>(2, HttpError::TooManyConnections));
+}
+
+void HttpsServerBoundsTest::aBrowserThatLoadsThePageDoesNotGiveWayToOneThatWaits()
+{
+    HttpLimits limits = WebUnderTest::wideLimits();
+    limits.maxConnections = 4;
+    limits.givesWayAfter = 1s;
+    WebUnderTest web(limits);
+    Browser silent(web.port, "127.0.0.2");
+    QElapsedTimer waiting;
+    waiting.start();
+    QTRY_VERIFY(waiting.elapsed() > 1000 && web.connections() == 1);
+    std::deque<Browser> phones;
+    for (int number = 0; number < 4; ++number) {
+        phones.push_back(asking(web, get("/")));
+    }
+    QTRY_COMPARE(
+        std::count_if(phones.begin(), phones.end(), [](Browser& phone) { return got(phone, 200); }),
+        4);
+    QVERIFY(silent.hasEnded());
+}
+
+void HttpsServerBoundsTest::whatIsRefusedForItsRatePushesOutNoOther()
+{
+    HttpLimits limits = WebUnderTest::wideLimits();
+    limits.maxConnections = 1;
+    limits.requestsPerSecond = 0.0001;
+    limits.requestBurst = 2;
+    WebUnderTest web(limits);
+    Browser flood = asking(web, get("/"), "127.0.0.2");
+    QTRY_VERIFY(got(flood, 200));
+    Browser phone = asking(web, get("/"));
+    QTRY_VERIFY(got(phone, 200));
+    Browser more = asking(web, get("/"), "127.0.0.2");
+    QTRY_VERIFY(more.hasEnded());
+    QVERIFY(!phone.hasEnded());
+    QCOMPARE(web.rejections, std::vector<HttpError>{HttpError::TooManyRequests});
 }
 
 void HttpsServerBoundsTest::aConnectionThatEndsMakesRoom()

@@ -38,6 +38,7 @@ private Q_SLOTS:
     void aForeignNameIsTurnedAway();
     void plainHttpGetsTheExplainingPageAndNothingElse_data();
     void plainHttpGetsTheExplainingPageAndNothingElse();
+    void aDownloadIsServedOverPlainHttpToo();
     void plainHttpReachesNoHandler();
     void onlyHttp11IsAgreedOnInside();
     void anOldTlsIsRefused();
@@ -348,6 +349,21 @@ void HttpsServerTest::plainHttpGetsTheExplainingPageAndNothingElse()
     QVERIFY(web.waiting.empty());
     browser.close();
     QTRY_COMPARE(web.connections(), std::size_t(0));
+}
+
+void HttpsServerTest::aDownloadIsServedOverPlainHttpToo()
+{
+    WebUnderTest web;
+    Browser plain(web.port);
+    plain.send(get("/authority.crt"));
+    QTRY_VERIFY(plain.hasEnded());
+    Browser secure = asking(web, get("/authority.crt"));
+    QTRY_VERIFY(got(secure, 200));
+    for (Browser* const browser : {&plain, &secure}) {
+        QVERIFY(got(*browser, 200));
+        QVERIFY(browser->received().endsWith("\r\n\r\nof the desk"));
+        QVERIFY(browser->received().contains("\r\nContent-Type: application/x-x509-ca-cert\r\n"));
+    }
 }
 
 void HttpsServerTest::plainHttpReachesNoHandler()

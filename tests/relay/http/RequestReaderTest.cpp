@@ -86,6 +86,7 @@ private Q_SLOTS:
     void rubbishIsReadTheSameInWhateverPieces();
     void theBeginningTellsWhatItIs_data();
     void theBeginningTellsWhatItIs();
+    void thePathOfAPlainRequestIsRead();
 };
 
 void RequestReaderTest::bytesBecomeRequests_data()
@@ -247,6 +248,16 @@ void RequestReaderTest::theBeginningTellsWhatItIs()
 {
     QFETCH(QByteArray, bytes);
     QTEST(readPlainRequest(bytes), "expected");
+}
+
+void RequestReaderTest::thePathOfAPlainRequestIsRead()
+{
+    QCOMPARE(
+        plainRequestPath("GET /authority.crt HTTP/1.1\r\nHost: desk\r\n\r\n"), "/authority.crt");
+    QCOMPARE(plainRequestPath("HEAD /a?b=/c HTTP/1.1\r\n\r\n"), "/a");
+    QCOMPARE(plainRequestPath("GET /\n\n"), "/");
+    QCOMPARE(plainRequestPath("GET \n\n"), "");
+    QCOMPARE(plainRequestPath("GET /x"), "");
 }
 
 WINGBELL_GUILESS_TEST(RequestReaderTest)

@@ -1,6 +1,6 @@
 #include "Browser.h"
 #include "WebUnderTest.h"
-#include "relay/access/Certificate.h"
+#include "relay/access/CertificateAuthority.h"
 #include "relay/http/HttpsServer.h"
 #include "tests/TestProgram.h"
 
@@ -10,12 +10,13 @@ using namespace wingbell;
 
 namespace {
 
-/// A certificate that signs itself and its private key, as PEM text; a new one each time.
+/// A certificate and its private key, as PEM text; a new one each time.
 struct Pem
 {
     Pem()
     {
-        const auto made = Certificate::make({}, std::chrono::system_clock::now());
+        const auto now = std::chrono::system_clock::now();
+        const auto made = CertificateAuthority::make({}, now).value().issue({}, now);
         const qsizetype end = made.value().pem().indexOf("-----BEGIN CERTIFICATE");
         key = made->pem().first(end);
         certificate = made->pem().sliced(end);

@@ -1,6 +1,6 @@
 #include "WebUnderTest.h"
 
-#include "relay/access/Certificate.h"
+#include "relay/access/CertificateAuthority.h"
 #include "relay/net/Port.h"
 
 #include <QAbstractEventDispatcher>
@@ -43,12 +43,16 @@ bool isListening(int descriptor)
 
 WebUnderTest::WebUnderTest(const HttpLimits& limits)
 {
-    static const auto tls =
-        tlsConfiguration(Certificate::make({}, std::chrono::system_clock::now()).value().pem());
+    static const auto tls = [] {
+        const auto now = std::chrono::system_clock::now();
+        const auto authority = CertificateAuthority::make({}, now).value();
+        return tlsConfiguration(authority.issue({}, now).value().pem());
+    }();
     OpenPort opened = openPort(PortType::Tcp, 0).value();
     port = localPort(opened.descriptor.get());
     server = std::make_unique<HttpsServer>(std::move(opened.descriptor), tls.value(), limits);
     server->router().setPlainPage("<p>Crew only over https</p>");
+    server->router().addDownload("/authority.crt", "application/x-x509-ca-cert", "of the desk");
     server->router().addPage("/", "text/html; charset=utf-8", "<p>The desk</p>");
     server->onRejected(
         [this](HttpError error, const QHostAddress&) { rejections.push_back(error); });
