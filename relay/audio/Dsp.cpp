@@ -4,6 +4,7 @@
 #include <array>
 #include <cassert>
 #include <cmath>
+#include <numeric>
 
 namespace wingbell {
 
@@ -78,6 +79,24 @@ float peakOf(std::span<const float> samples)
         peaks[0] = std::max(peaks[0], std::fabs(samples[index]));
     }
     return *std::max_element(peaks.begin(), peaks.end());
+}
+
+float levelOf(std::span<const float> samples)
+{
+    constexpr std::size_t lanes = 8;
+    std::array<float, lanes> squares{};
+    std::size_t index = 0;
+    for (; index + lanes <= samples.size(); index += lanes) {
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            squares[lane] += samples[index + lane] * samples[index + lane];
+        }
+    }
+    for (; index < samples.size(); ++index) {
+        squares[0] += samples[index] * samples[index];
+    }
+    const float sum = std::accumulate(squares.begin(), squares.end(), 0.0F);
+    const auto count = static_cast<float>(std::max(samples.size(), std::size_t{1}));
+    return 10 * std::log10(sum / count);
 }
 
 std::size_t timeStretch(std::span<float> samples, std::size_t maxRemoved)

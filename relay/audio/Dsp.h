@@ -13,6 +13,10 @@ void addTo(std::span<float> mix, std::span<const float> samples, float from, flo
 /// The peak level: the largest absolute value; 0 if there are no samples.
 [[nodiscard]] float peakOf(std::span<const float> samples);
 
+/// The level in dBFS: the root mean square, where a square wave of full scale has 0. Minus infinity
+/// if all samples are 0 or there are none.
+[[nodiscard]] float levelOf(std::span<const float> samples);
+
 /// The length of the cross-fade, in samples: 10 ms.
 inline constexpr std::size_t crossFadeSamples = 480;
 

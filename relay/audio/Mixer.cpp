@@ -48,6 +48,7 @@ void Mixer::add(std::size_t place, Participant& participant)
     assert(!has(place));
     m_places[place].participant = &participant;
     m_places[place].isFading = false;
+    m_places[place].isTalking = false;
     m_encoders.add(participant.takeEncoder());
     m_gains.silenceListener(place);
     m_gains.silenceTalker(place);
@@ -68,6 +69,8 @@ void Mixer::patch(std::size_t place, const Patch& patch)
     Patch& own = m_places[place].patch;
     std::copy(patch.talk.begin(), patch.talk.end(), own.talk.begin());
     std::copy(patch.levels.begin(), patch.levels.end(), own.levels.begin());
+    m_places[place].isTalking =
+        std::any_of(own.talk.begin(), own.talk.end(), [](float channel) { return channel > 0; });
     for (std::size_t other = 0; other < m_places.size(); ++other) {
         connect(other, place);
         connect(place, other);
@@ -93,6 +96,7 @@ void Mixer::connect(std::size_t listener, std::size_t talker)
 void Mixer::fade(std::size_t place)
 {
     m_places[place].isFading = true;
+    m_places[place].isTalking = false;
     m_encoders.release(place);
     m_gains.silenceListener(place);
     for (std::size_t listener = 0; listener < m_places.size(); ++listener) {
@@ -169,12 +173,14 @@ void Mixer::playParticipants()
             continue;
         }
         Participant& participant = *m_places[talker].participant;
-        if (!m_gains.isHeard(talker)) {
+        const bool isHeard = m_gains.isHeard(talker);
+        // What no one hears is decoded too while a key is open: it is noticed whether they speak.
+        if (!isHeard && !m_places[talker].isTalking) {
             participant.discard();
             continue;
         }
         participant.play();
-        if (participant.isSounding()) {
+        if (isHeard && participant.isSounding()) {
             m_sounding.push_back({talker, participant.samples()});
         }
     }

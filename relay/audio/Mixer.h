@@ -55,6 +55,7 @@ private:
     {
         Participant* participant = nullptr;
         bool isFading = false;
+        bool isTalking = false; ///< on any channel
         Patch patch;
     };
 

@@ -39,6 +39,9 @@ void Participant::play()
     takePackets();
     m_receiver.play(m_samples);
     m_isSounding = peakOf(m_samples) > silenceLevel;
+    if (m_speech.process(m_samples)) {
+        ++m_speechCycles;
+    }
 }
 
 void Participant::discard()

@@ -5,6 +5,7 @@
 #include "relay/audio/MixEncoder.h"
 #include "relay/audio/OpusReceiver.h"
 #include "relay/audio/PacketRing.h"
+#include "relay/audio/SpeechDetector.h"
 
 #include <atomic>
 #include <cstddef>
@@ -32,8 +33,10 @@ public:
     /// wait for a cycle.
     void receive(std::span<const std::uint8_t> rtp) { m_packets.put(rtp); }
 
-    /// How many packets of Opus had come by the last cycle. Any thread.
+    /// How many packets of Opus had come, and how many cycles had speech in them, by the last
+    /// cycle. Any thread.
     [[nodiscard]] std::uint64_t receivedPackets() const { return m_receivedPackets; }
+    [[nodiscard]] std::uint64_t speechCycles() const { return m_speechCycles; }
 
     /// Takes the sink away. Any thread; waits for a packet that is being sent.
     [[nodiscard]] std::shared_ptr<PacketSink> takeSink();
@@ -71,9 +74,11 @@ private:
 
     PacketRing m_packets{8192};
     std::atomic<std::uint64_t> m_receivedPackets{0};
+    std::atomic<std::uint64_t> m_speechCycles{0};
     OpusReceiver m_receiver;
     std::vector<float> m_samples;
     bool m_isSounding = false;
+    SpeechDetector m_speech;
     std::unique_ptr<MixEncoder> m_encoder;
 
     std::mutex m_sinkMutex;

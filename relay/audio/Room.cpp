@@ -104,10 +104,10 @@ RtpReceiver Room::receiver(ParticipantId participant) const
     };
 }
 
-std::uint64_t Room::receivedPackets(ParticipantId participant) const
+Room::Received Room::received(ParticipantId participant) const
 {
     const std::shared_ptr<Participant> found = find(participant);
-    return found ? found->receivedPackets() : 0;
+    return found ? Received{found->receivedPackets(), found->speechCycles()} : Received{};
 }
 
 void Room::request(ParticipantId id, std::vector<float> Patch::*part, std::vector<float> requested)

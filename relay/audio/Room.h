@@ -74,8 +74,15 @@ public:
     /// dropped, as are all that come when it is gone.
     [[nodiscard]] RtpReceiver receiver(ParticipantId participant) const;
 
-    /// How many packets of Opus had come from `participant` by the last cycle; 0 if it is gone.
-    [[nodiscard]] std::uint64_t receivedPackets(ParticipantId participant) const;
+    /// What had come from a participant by the last cycle.
+    struct Received
+    {
+        std::uint64_t packets = 0;      ///< of Opus
+        std::uint64_t speechCycles = 0; ///< cycles in which it spoke into an open talk key
+    };
+
+    /// All 0 if `participant` is gone.
+    [[nodiscard]] Received received(ParticipantId participant) const;
 
     /// Plays `source` on `channels` from the next cycle until it has finished, then releases it on
     /// the mixer thread. Returns false, and plays nothing, if `maxAnnouncements` are playing.

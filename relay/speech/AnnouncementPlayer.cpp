@@ -35,11 +35,12 @@ AnnouncementQueue::Offer AnnouncementPlayer::announce(PendingAnnouncement announ
     return offer;
 }
 
-std::size_t AnnouncementPlayer::silence(const std::string& sender)
+std::size_t AnnouncementPlayer::silence(const std::optional<std::string>& sender)
 {
     std::size_t count = m_queue.dropWaiting(sender);
     for (Speaking& speaking : m_speaking) {
-        if (speaking.announcement.sender != sender || std::exchange(speaking.isSilenced, true)) {
+        const bool isMeant = !sender || speaking.announcement.sender == *sender;
+        if (!isMeant || std::exchange(speaking.isSilenced, true)) {
             continue;
         }
         ++count;
@@ -61,14 +62,14 @@ void AnnouncementPlayer::speakNext()
         return;
     }
     m_sound = std::make_shared<SpokenSound>();
-    const auto sink = [this, channels = next->channels,
+    const auto sink = [this, announcement = *next,
                        isPlayed = false](std::span<const float> samples) mutable {
         if (m_sound->isToFade()) {
             return;
         }
         m_sound->append(samples);
         if (!std::exchange(isPlayed, true)) {
-            m_play(m_sound, channels);
+            m_play(m_sound, announcement);
         }
     };
     const auto done = [this, id = next->id](const SpeechResult& result) {

@@ -23,9 +23,9 @@ class SpokenSound;
 class AnnouncementPlayer
 {
 public:
-    /// Plays `sound` on `channels` from now on, until it is finished.
-    using Play =
-        std::function<void(std::shared_ptr<AudioSource> sound, const ChannelSet& channels)>;
+    /// Plays `sound` on the channels of `announcement` from now on, until it is finished.
+    using Play = std::function<void(
+        std::shared_ptr<AudioSource> sound, const PendingAnnouncement& announcement)>;
     /// Takes what became of an announcement, once it has been played out or has failed.
     using Ended =
         std::function<void(const PendingAnnouncement& announcement, const SpeechResult& result)>;
@@ -43,9 +43,9 @@ public:
     /// Has `announcement` spoken when its turn comes, or says why not.
     [[nodiscard]] AnnouncementQueue::Offer announce(PendingAnnouncement announcement);
 
-    /// Fades out what sounds of `sender` and drops what waits of it; `ended` takes only the former.
-    /// Returns how many announcements that were.
-    std::size_t silence(const std::string& sender);
+    /// Fades out what sounds of `sender`, or of all without one, and drops what waits of it;
+    /// `ended` takes only the former. Returns how many announcements that were.
+    std::size_t silence(const std::optional<std::string>& sender = std::nullopt);
 
     /// True while nothing is made or played: no timer runs.
     [[nodiscard]] bool isIdle() const { return m_speaking.empty() && !m_poll.isActive(); }

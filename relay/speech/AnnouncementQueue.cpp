@@ -75,10 +75,11 @@ void AnnouncementQueue::finished(std::uint64_t id)
     }
 }
 
-std::size_t AnnouncementQueue::dropWaiting(const std::string& sender)
+std::size_t AnnouncementQueue::dropWaiting(const std::optional<std::string>& sender)
 {
-    return std::erase_if(
-        m_waiting, [&sender](const PendingAnnouncement& each) { return each.sender == sender; });
+    return std::erase_if(m_waiting, [&sender](const PendingAnnouncement& each) {
+        return !sender || each.sender == *sender;
+    });
 }
 
 bool AnnouncementQueue::isAwaitedByOthers(std::uint64_t id) const

@@ -63,8 +63,8 @@ public:
     /// The speaking announcement `id` frees its channels. Others are left alone.
     void finished(std::uint64_t id);
 
-    /// Drops what waits of `sender`. Returns how many there were.
-    [[nodiscard]] std::size_t dropWaiting(const std::string& sender);
+    /// Drops what waits of `sender`, or of all without one. Returns how many there were.
+    [[nodiscard]] std::size_t dropWaiting(const std::optional<std::string>& sender);
 
     /// True while another sender's announcement waits for a channel of the speaking one `id`.
     [[nodiscard]] bool isAwaitedByOthers(std::uint64_t id) const;

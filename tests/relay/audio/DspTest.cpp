@@ -34,6 +34,7 @@ private Q_SLOTS:
     void aChangingGainMovesInEvenSteps();
     void theEndOfOneBlockMeetsTheBeginningOfTheNext();
     void thePeakIsTheFarthestFromSilence();
+    void theLevelIsThatOfTheMeanSquare();
 
     void betweenHalfAndAllIsTakenOut_data();
     void betweenHalfAndAllIsTakenOut();
@@ -78,6 +79,16 @@ void DspTest::thePeakIsTheFarthestFromSilence()
         }
     }
     QCOMPARE(peakOf({}), 0.0F);
+}
+
+void DspTest::theLevelIsThatOfTheMeanSquare()
+{
+    for (const std::size_t size : {1U, 7U, 8U, 13U, 960U}) {
+        QVERIFY(std::fabs(levelOf(std::vector<float>(size, -0.1F)) + 20) < 0.001F);
+    }
+    QVERIFY(std::fabs(levelOf(sine(500, 960)) + 9.031F) < 0.001F); // half of full scale
+    QVERIFY(std::isinf(levelOf(std::vector<float>(960, 0.0F))));
+    QVERIFY(std::isinf(levelOf({})));
 }
 
 void DspTest::betweenHalfAndAllIsTakenOut_data()

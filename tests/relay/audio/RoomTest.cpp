@@ -153,6 +153,7 @@ private Q_SLOTS:
     void idsAreNotGivenTwice();
     void rubbishIsSafe();
     void thePacketsThatCameAreCounted();
+    void speechIntoAnOpenKeyIsNoticed();
     void whatIsUnheardIsNotDecoded();
 };
 
@@ -579,7 +580,7 @@ void RoomTest::idsThatAreGoneAreIgnored()
         room.setTalk(id, setOf({0}));
         room.setLevels(id, {1, 1});
         room.receiver(id)(member.talking.next());
-        QCOMPARE(room.receivedPackets(id), std::uint64_t{0});
+        QCOMPARE(room.received(id).packets, std::uint64_t{0});
     }
     room.runCycle();
     QCOMPARE(member.hearing->packets(), std::size_t{0});
@@ -635,12 +636,28 @@ void RoomTest::thePacketsThatCameAreCounted()
     Room room(channelCount, 960);
     Member talker(room, tone(500), {0}, {0});
     run(room, {&talker}, 1);
-    QCOMPARE(room.receivedPackets(talker.id), std::uint64_t{50});
+    QCOMPARE(room.received(talker.id).packets, std::uint64_t{50});
     room.receiver(talker.id)(std::vector<std::uint8_t>{0x80, 111, 0});
     static_cast<void>(talker.talking.next());
     room.runCycle();
     run(room, {&talker}, 1);
-    QCOMPARE(room.receivedPackets(talker.id), std::uint64_t{100});
+    QCOMPARE(room.received(talker.id).packets, std::uint64_t{100});
+}
+
+void RoomTest::speechIntoAnOpenKeyIsNoticed()
+{
+    Room room(channelCount, 960);
+    Member talker(room, syllables(), {0}, {0});
+    const auto speechCycles = [&] {
+        const std::uint64_t before = room.received(talker.id).speechCycles;
+        run(room, {&talker}, 2);
+        return room.received(talker.id).speechCycles - before;
+    };
+    QCOMPARE(speechCycles(), std::uint64_t{0});
+    talker.talk({0});
+    QVERIFY(speechCycles() > 20); // although no one listens there
+    talker.talk({});
+    QVERIFY(speechCycles() < 2);
 }
 
 void RoomTest::whatIsUnheardIsNotDecoded()
@@ -658,15 +675,15 @@ void RoomTest::whatIsUnheardIsNotDecoded()
         return talker.isSounding();
     };
     QVERIFY(!sounds()); // does not talk
-    mixer.patch(0, {{0, 1}, {0, 0}});
-    QVERIFY(!sounds()); // no one else is there
     mixer.add(1, listener);
     mixer.patch(1, {{0, 0}, {1, 0}});
-    QVERIFY(!sounds()); // no one listens there
+    QVERIFY(!sounds()); // another one listens
     mixer.patch(0, {{1, 0}, {0, 0}});
     QVERIFY(sounds());
-    mixer.patch(1, {{0, 0}, {0, 0}});
-    QVERIFY(!sounds()); // no one listens any more
+    mixer.patch(0, {{0, 1}, {0, 0}});
+    QVERIFY(sounds()); // whether it speaks is noticed even if no one listens there
+    mixer.patch(0, {{0, 0}, {0, 0}});
+    QVERIFY(!sounds());
 }
 
 WINGBELL_APPLESS_TEST(RoomTest)

@@ -111,6 +111,7 @@ private Q_SLOTS:
     void aSoundThatNobodyKeepsFreesTheChannel();
     void tooManyAreRefused();
     void silenceFadesWhatSoundsAndDropsWhatWaitsOfOneSender();
+    void silenceOfAllStopsEverySender();
     void silenceStopsWhatIsStillBeingMade();
     void aLongOneGivesWayOnceAnotherSenderWaits();
     void aLongOneIsPlayedOutWhileNobodyElseWaits();
@@ -140,8 +141,8 @@ void AnnouncementPlayerTest::start(const std::string& program, const SpeechLimit
 {
     m_player = std::make_unique<AnnouncementPlayer>(
         SpeechSynthesizer::Settings{program, "en", limits, false},
-        [this](std::shared_ptr<AudioSource> sound, const ChannelSet& set) {
-            m_played.put({std::move(sound), set});
+        [this](std::shared_ptr<AudioSource> sound, const PendingAnnouncement& announcement) {
+            m_played.put({std::move(sound), announcement.channels});
         },
         [this](const PendingAnnouncement& announcement, const SpeechResult& result) {
             m_told.put({announcement, result});
@@ -311,6 +312,20 @@ void AnnouncementPlayerTest::silenceFadesWhatSoundsAndDropsWhatWaitsOfOneSender(
     QCOMPARE(m_told.take().announcement.id, std::uint64_t{12});
     QCOMPARE(playOut(*other.sound), std::size_t{4800});
     QCOMPARE(m_told.take().announcement.id, std::uint64_t{11});
+}
+
+void AnnouncementPlayerTest::silenceOfAllStopsEverySender()
+{
+    const SpeechProgram program(QStringLiteral("speaks"));
+    start(program.path());
+    QVERIFY(announce(1, channels({0}), "A"));
+    const auto first = m_played.take();
+    QVERIFY(first.sound);
+    QVERIFY(announce(2, channels({0}), "B"));
+    QCOMPARE(m_player->silence(), std::size_t{2});
+    QCOMPARE(m_player->silence(), std::size_t{0});
+    QVERIFY(playOut(*first.sound) <= maxCycleSamples);
+    QCOMPARE(m_told.take().result, SpeechResult(SpeechEnd::Stopped));
 }
 
 void AnnouncementPlayerTest::silenceStopsWhatIsStillBeingMade()
