@@ -5,6 +5,7 @@
 #include <lo/lo.h>
 
 #include <memory>
+#include <new>
 #include <optional>
 #include <type_traits>
 
@@ -97,11 +98,28 @@ Result<OscMessage, OscError> readMessage(QByteArrayView bytes)
     result.typeTags = QByteArray(lo_message_get_types(message.get()));
     if (result.typeTags.startsWith('s') || result.typeTags.startsWith('S')) {
         result.text = QByteArray(&lo_message_get_argv(message.get())[0]->s);
+    } else if (result.typeTags.startsWith('i')) {
+        result.number = lo_message_get_argv(message.get())[0]->i;
     }
     return result;
 }
 
 } // namespace
+
+QByteArray oscMessage(const QByteArray& address, const QList<QByteArray>& strings)
+{
+    const Message message(lo_message_new());
+    if (!message) {
+        throw std::bad_alloc();
+    }
+    for (const QByteArray& string : strings) {
+        lo_message_add_string(message.get(), string.constData());
+    }
+    const auto size = static_cast<qsizetype>(lo_message_length(message.get(), address.constData()));
+    QByteArray packet(size, '\0');
+    lo_message_serialise(message.get(), address.constData(), packet.data(), nullptr);
+    return packet;
+}
 
 std::vector<Result<OscMessage, OscError>> readOscPacket(QByteArrayView packet)
 {

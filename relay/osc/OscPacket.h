@@ -4,21 +4,24 @@
 
 #include <QByteArray>
 #include <QByteArrayView>
+#include <QList>
 #include <QString>
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace wingbell {
 
-/// One OSC message, as far as an announcement needs it. Its bytes come from the network: neither
+/// One OSC message, as far as its arguments are needed. Its bytes come from the network: neither
 /// `address` nor `text` need be valid UTF-8.
 struct OscMessage
 {
     QByteArray address;  ///< begins with a slash
     QByteArray typeTags; ///< one character for each argument, without the leading comma
     QByteArray text;     ///< the first argument where that is a string; otherwise empty
+    std::optional<std::int32_t> number = {}; ///< the first argument where that is an int32
 
     friend bool operator==(const OscMessage&, const OscMessage&) = default;
 };
@@ -47,7 +50,8 @@ struct OscError
         NotAString,
         SeveralArguments,
         NotUtf8,
-        BlankText, ///< the last one
+        BlankText,
+        NotAPort, ///< the last one
     };
 
     Code code = Code::EmptyPacket;
@@ -66,5 +70,8 @@ inline constexpr std::size_t maxOscMessages = 256;
 /// rejected as a whole; inside valid bundles a malformed message is rejected alone. Any bytes are
 /// safe. Empty only for a bundle of nothing.
 [[nodiscard]] std::vector<Result<OscMessage, OscError>> readOscPacket(QByteArrayView packet);
+
+/// The packet of one message with strings only. `address` needs no character that OSC reserves.
+[[nodiscard]] QByteArray oscMessage(const QByteArray& address, const QList<QByteArray>& strings);
 
 } // namespace wingbell

@@ -4,6 +4,9 @@
 #include "base/Utf8.h"
 
 #include <charconv>
+#include <limits>
+#include <utility>
+#include <vector>
 
 namespace wingbell {
 
@@ -35,16 +38,12 @@ std::optional<QByteArray> percentDecoded(QByteArrayView text)
     return decoded;
 }
 
-/// The channel that `address` names; nullopt for every channel.
+/// The channel that `address` names behind `everyChannel`; nullopt for every channel.
 Result<std::optional<QString>, OscError>
-readChannel(const QByteArray& address, const QSet<QString>& channels)
+readChannel(const QByteArray& address, QByteArrayView everyChannel, const QSet<QString>& channels)
 {
-    constexpr QByteArrayView everyChannel("/wingbell/say");
     if (address == everyChannel) {
         return std::nullopt;
-    }
-    if (!address.startsWith(everyChannel) || address.at(everyChannel.size()) != '/') {
-        return failed(Code::UnknownAddress, QString::fromUtf8(address));
     }
     const QByteArray name = address.sliced(everyChannel.size() + 1);
     for (const std::optional<QByteArray>& bytes : {std::optional(name), percentDecoded(name)}) {
@@ -57,18 +56,9 @@ readChannel(const QByteArray& address, const QSet<QString>& channels)
                           : failed(Code::UnknownChannel, QString::fromUtf8(name));
 }
 
-} // namespace
-
-Result<OscRequest, OscError>
-readOscRequest(const OscMessage& message, const QSet<QString>& channels)
+/// The only argument, a string.
+Result<QString, OscError> readText(const OscMessage& message)
 {
-    if (message.address == "/wingbell/silence") {
-        return SilenceRequest();
-    }
-    const auto channel = readChannel(message.address, channels);
-    if (!channel) {
-        return failure(channel.error());
-    }
     if (message.typeTags.isEmpty()) {
         return failed(Code::NoText);
     }
@@ -82,12 +72,81 @@ readOscRequest(const OscMessage& message, const QSet<QString>& channels)
     if (!text) {
         return failed(Code::NotUtf8);
     }
+    return text->trimmed();
+}
+
+Result<OscRequest, OscError>
+readAnnouncement(const OscMessage& message, const std::optional<QString>& channel)
+{
+    const auto text = readText(message);
+    if (!text) {
+        return failure(text.error());
+    }
     if (isBlank(*text)) {
         return failed(Code::BlankText);
     }
-    const QString whole = text->trimmed();
-    const QString taken = firstCharacters(whole, maxAnnouncement).toString();
-    return Announcement{*channel, taken, taken.size() < whole.size()};
+    const QString taken = firstCharacters(*text, maxAnnouncement).toString();
+    return Announcement{channel, taken, taken.size() < text->size()};
+}
+
+Result<OscRequest, OscError> readSignal(
+    SignalRequest::Kind kind, const OscMessage& message, const std::optional<QString>& channel)
+{
+    SignalRequest request{kind, channel};
+    const bool isLight = kind == SignalRequest::Kind::Standby || kind == SignalRequest::Kind::Go;
+    if (!isLight || message.typeTags.isEmpty()) {
+        return request;
+    }
+    if (message.typeTags == "i" && message.number) {
+        request.text = QString::number(*message.number);
+        return request;
+    }
+    const auto text = readText(message);
+    if (!text) {
+        return failure(text.error());
+    }
+    request.text = firstCharacters(*text, maxLightText).toString();
+    return request;
+}
+
+Result<OscRequest, OscError> readReply(const OscMessage& message)
+{
+    if (message.typeTags != "i" || !message.number || *message.number < 1 ||
+        *message.number > std::numeric_limits<quint16>::max()) {
+        return failed(Code::NotAPort);
+    }
+    return ReplyRequest{static_cast<quint16>(*message.number)};
+}
+
+} // namespace
+
+Result<OscRequest, OscError>
+readOscRequest(const OscMessage& message, const QSet<QString>& channels)
+{
+    if (message.address == "/wingbell/silence") {
+        return SilenceRequest();
+    }
+    if (message.address == "/wingbell/reply") {
+        return readReply(message);
+    }
+    using Kind = SignalRequest::Kind;
+    static const std::vector<std::pair<QByteArray, std::optional<Kind>>> addresses = {
+        {"/wingbell/say", std::nullopt},
+        {"/wingbell/call", Kind::Call},
+        {"/wingbell/standby", Kind::Standby},
+        {"/wingbell/go", Kind::Go},
+        {"/wingbell/clear", Kind::Clear}};
+    for (const auto& [address, kind] : addresses) {
+        if (message.address != address && !message.address.startsWith(QByteArray(address + '/'))) {
+            continue;
+        }
+        const auto channel = readChannel(message.address, address, channels);
+        if (!channel) {
+            return failure(channel.error());
+        }
+        return kind ? readSignal(*kind, message, *channel) : readAnnouncement(message, *channel);
+    }
+    return failed(Code::UnknownAddress, QString::fromUtf8(message.address));
 }
 
 } // namespace wingbell

@@ -2,6 +2,7 @@
 
 #include "relay/net/Port.h"
 
+#include <QByteArray>
 #include <QByteArrayView>
 #include <QHostAddress>
 #include <QtGlobal>
@@ -29,6 +30,9 @@ public:
 
     /// The next datagram that has arrived; nullopt if there is none.
     [[nodiscard]] std::optional<Datagram> receive();
+
+    /// Sends `packet` from this port to one of `receiver`; lost if that does not work at once.
+    void send(const QByteArray& packet, const QHostAddress& receiver, quint16 port) const;
 
     /// Gives the port back. Nothing is received from then on.
     void close() { m_descriptor = FileDescriptor(); }

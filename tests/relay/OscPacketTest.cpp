@@ -92,6 +92,8 @@ class OscPacketTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void aNumberIsRead();
+    void whatIsWrittenCanBeRead();
     void aMessageIsRead();
     void aSymbolIsReadAsAText();
     void aTextIsOnlyTheFirstArgument();
@@ -129,7 +131,7 @@ void OscPacketTest::aSymbolIsReadAsAText()
 void OscPacketTest::aTextIsOnlyTheFirstArgument()
 {
     const QByteArray packet = message("/a", "is", QByteArray(4, '\0') + oscString("Go"));
-    const OscMessage expected{"/a", "is", {}};
+    const OscMessage expected{"/a", "is", {}, 0};
     QCOMPARE(readOscPacket(packet).at(0).value(), expected);
 }
 
@@ -314,6 +316,19 @@ void OscPacketTest::noBytesWhateverDoHarm()
     // Both ways are gone often enough for the above to mean something.
     QVERIFY2(read > 1000, qPrintable(QString::number(read)));
     QVERIFY2(rejected > 10000, qPrintable(QString::number(rejected)));
+}
+
+void OscPacketTest::aNumberIsRead()
+{
+    const auto read = readOscPacket(message("/wingbell/reply", "i", length(53001)));
+    QCOMPARE(read.at(0).value().number, std::optional<std::int32_t>(53001));
+    QCOMPARE(readOscPacket(say("1")).at(0).value().number, std::nullopt);
+}
+
+void OscPacketTest::whatIsWrittenCanBeRead()
+{
+    QCOMPARE(oscMessage("/a", {"one", ""}), message("/a", "ss", oscString("one") + oscString("")));
+    QCOMPARE(texts(oscMessage("/a", {"B\xC3\xBChne"})), QStringList(QStringLiteral("Bühne")));
 }
 
 WINGBELL_APPLESS_TEST(OscPacketTest)

@@ -32,6 +32,13 @@ Announcement accepted(const Reading& reading)
     return announcement ? *announcement : Announcement{std::nullopt, QStringLiteral("REJECTED")};
 }
 
+SignalRequest signalOf(const OscMessage& message)
+{
+    const Reading reading = readOscRequest(message, channels);
+    const auto* const signal = reading ? std::get_if<SignalRequest>(&*reading) : nullptr;
+    return signal ? *signal : SignalRequest{{}, std::nullopt, QStringLiteral("REJECTED")};
+}
+
 OscError rejected(const Reading& reading)
 {
     return reading ? OscError{Code::EmptyPacket, QStringLiteral("ACCEPTED")} : reading.error();
@@ -58,6 +65,13 @@ private Q_SLOTS:
     void aSymbolIsATextToo();
     void spaceAroundATextIsNotAnnounced();
     void silenceIsAskedForWithoutOrWithArguments();
+    void callsAndLightsNameChannelsAsSayDoes();
+    void aLightMayHaveATextOrANumber();
+    void aLightWithSomethingElseIsRejected_data();
+    void aLightWithSomethingElseIsRejected();
+    void theArgumentsOfACallAreIgnored();
+    void aReplyBringsAPort();
+    void aReplyWithoutAPortIsRejected();
     void whatCannotBeAnnouncedIsRejected_data();
     void whatCannotBeAnnouncedIsRejected();
     void aTextOfTheGreatestLengthStaysWhole();
@@ -190,6 +204,74 @@ void OscRequestTest::silenceIsAskedForWithoutOrWithArguments()
          {QByteArray("/wingbell/silence/Stage"), QByteArray("/wingbell/Silence")}) {
         const auto reading = readOscRequest({address, {}, {}}, channels);
         QCOMPARE(rejected(reading).code, Code::UnknownAddress);
+    }
+}
+
+void OscRequestTest::callsAndLightsNameChannelsAsSayDoes()
+{
+    const auto kindOf = [](const QByteArray& address) {
+        return signalOf({address, {}, {}}).kind;
+    };
+    QVERIFY(kindOf("/wingbell/call") == SignalRequest::Kind::Call);
+    QVERIFY(kindOf("/wingbell/standby") == SignalRequest::Kind::Standby);
+    QVERIFY(kindOf("/wingbell/go") == SignalRequest::Kind::Go);
+    QVERIFY(kindOf("/wingbell/clear") == SignalRequest::Kind::Clear);
+    QVERIFY(!signalOf({"/wingbell/go", {}, {}}).channel);
+    QCOMPARE(signalOf({"/wingbell/go/Green%20Room", {}, {}}).channel, QStringLiteral("Green Room"));
+    QCOMPARE(
+        rejected(readOscRequest({"/wingbell/go/Pit", {}, {}}, channels)).code,
+        Code::UnknownChannel);
+    QCOMPARE(
+        rejected(readOscRequest({"/wingbell/gone", {}, {}}, channels)).code, Code::UnknownAddress);
+}
+
+void OscRequestTest::aLightMayHaveATextOrANumber()
+{
+    QCOMPARE(signalOf({"/wingbell/standby", "s", " LX 12 "}).text, QStringLiteral("LX 12"));
+    QCOMPARE(signalOf({"/wingbell/standby", "s", " "}).text, QString());
+    QCOMPARE(signalOf({"/wingbell/standby", "i", {}, 12}).text, QStringLiteral("12"));
+    const QByteArray tooLong(maxLightText + 1, 'a');
+    QCOMPARE(signalOf({"/wingbell/go", "s", tooLong}).text.size(), maxLightText);
+}
+
+void OscRequestTest::aLightWithSomethingElseIsRejected_data()
+{
+    QTest::addColumn<QByteArray>("types");
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<Code>("code");
+    QTest::newRow("a float") << QByteArray("f") << QByteArray() << Code::NotAString;
+    QTest::newRow("two texts") << QByteArray("ss") << QByteArray("a") << Code::SeveralArguments;
+    QTest::newRow("two numbers") << QByteArray("ii") << QByteArray() << Code::SeveralArguments;
+    QTest::newRow("no UTF-8") << QByteArray("s") << QByteArray("\xFC") << Code::NotUtf8;
+}
+
+void OscRequestTest::aLightWithSomethingElseIsRejected()
+{
+    QFETCH(QByteArray, types);
+    QFETCH(QByteArray, text);
+    QFETCH(Code, code);
+    QCOMPARE(rejected(readOscRequest({"/wingbell/go", types, text, 1}, channels)).code, code);
+}
+
+void OscRequestTest::theArgumentsOfACallAreIgnored()
+{
+    QCOMPARE(signalOf({"/wingbell/call", "sf", "LX 12"}), SignalRequest());
+    QVERIFY(signalOf({"/wingbell/clear", "f", {}}).kind == SignalRequest::Kind::Clear);
+}
+
+void OscRequestTest::aReplyBringsAPort()
+{
+    const auto read = readOscRequest({"/wingbell/reply", "i", {}, 53001}, channels);
+    QVERIFY(read == OscRequest(ReplyRequest{53001}));
+}
+
+void OscRequestTest::aReplyWithoutAPortIsRejected()
+{
+    for (const OscMessage& message :
+         {OscMessage{"/wingbell/reply", {}, {}}, OscMessage{"/wingbell/reply", "s", "53001"},
+          OscMessage{"/wingbell/reply", "i", {}, 0}, OscMessage{"/wingbell/reply", "i", {}, 65536},
+          OscMessage{"/wingbell/reply", "ii", {}, 1}}) {
+        QCOMPARE(rejected(readOscRequest(message, channels)).code, Code::NotAPort);
     }
 }
 
