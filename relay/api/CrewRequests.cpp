@@ -22,6 +22,12 @@ constexpr std::array errorWords = {"too-large",    "no-json",  "no-object",
                                    "out-of-range", "too-long", "bad-answer"};
 static_assert(errorWords.size() == static_cast<std::size_t>(RequestBodyError::BadAnswer) + 1);
 
+/// Of each PageReport::Screen.
+constexpr std::array screenWords = {"unknown", "on", "may-lock", "hidden"};
+static_assert(screenWords.size() == static_cast<std::size_t>(PageReport::Screen::Hidden) + 1);
+
+constexpr double maxReportedDelay = 60000; // milliseconds
+
 /// Refuses an object that has a member twice.
 class UniqueMemberBuilder : public JsonTreeBuilder
 {
@@ -85,6 +91,16 @@ public:
         return has(name) ? std::optional(word(name)) : std::nullopt;
     }
 
+    Credential credential()
+    {
+        const QString key = optionalWord("key").value_or(QString());
+        if (key.isEmpty()) {
+            return {word("code"), {}, {}};
+        }
+        const char* const role = has("cardRole") ? "cardRole" : "role";
+        return {{}, key, optionalWord(role).value_or(QString())};
+    }
+
     bool flag(const char* name)
     {
         const Json* value = member(name, &Json::is_boolean);
@@ -104,6 +120,50 @@ public:
             return 0;
         }
         return value->get<quint64>();
+    }
+
+    std::optional<quint32> optionalId(const char* name)
+    {
+        if (!has(name)) {
+            return std::nullopt;
+        }
+        const quint64 number = stateNumber(name);
+        if (number > std::numeric_limits<quint32>::max()) {
+            refuse(RequestBodyError::OutOfRange);
+        }
+        return static_cast<quint32>(number);
+    }
+
+    quint64 optionalNumber(const char* name) { return has(name) ? stateNumber(name) : 0; }
+
+    /// From 0 to `largest`.
+    std::optional<double> optionalShare(const char* name, double largest = 1)
+    {
+        if (!has(name)) {
+            return std::nullopt;
+        }
+        const Json* value = member(name, &Json::is_number);
+        if (value == nullptr || !(value->get<double>() >= 0 && value->get<double>() <= largest)) {
+            refuse(RequestBodyError::OutOfRange);
+            return std::nullopt;
+        }
+        return value->get<double>();
+    }
+
+    PageReport report()
+    {
+        PageReport report;
+        const QString screen = optionalWord("screen").value_or(QString());
+        for (std::size_t index = 0; index < screenWords.size(); ++index) {
+            if (screen == QLatin1String(screenWords.at(index))) {
+                report.screen = static_cast<PageReport::Screen>(index);
+            }
+        }
+        report.battery = optionalShare("battery");
+        report.isCharging = optionalFlag("charging");
+        report.loss = optionalShare("loss");
+        report.delay = optionalShare("delay", maxReportedDelay);
+        return report;
     }
 
     /// Of every channel one, from 0 to `largest`.
@@ -131,6 +191,21 @@ public:
             return {};
         }
         return values;
+    }
+
+    int channelIndex(const char* name)
+    {
+        const quint64 index = stateNumber(name);
+        if (index >= maxStateChannels) {
+            refuse(RequestBodyError::OutOfRange);
+            return 0;
+        }
+        return static_cast<int>(index);
+    }
+
+    QByteArray optionalText(const char* name, std::size_t maxSize)
+    {
+        return has(name) ? text(name, maxSize) : QByteArray();
     }
 
     /// Indexes of channels in ascending order, each once.
@@ -215,23 +290,23 @@ QByteArray wordFor(RequestBodyError error)
     return errorWords.at(static_cast<std::size_t>(error));
 }
 
-Result<CodeRequest, RequestBodyError> readCodeRequest(QByteArrayView body)
+Result<Credential, RequestBodyError> readCredential(QByteArrayView body)
 {
     MemberReader reader(body);
-    return reader.result(CodeRequest{reader.word("code")});
+    return reader.result(reader.credential());
 }
 
-Result<LeaveRequest, RequestBodyError> readLeaveRequest(QByteArrayView body)
+Result<SessionRequest, RequestBodyError> readSessionRequest(QByteArrayView body)
 {
     MemberReader reader(body);
-    return reader.result(LeaveRequest{reader.word("session")});
+    return reader.result(SessionRequest{reader.word("session")});
 }
 
 Result<JoinRequest, RequestBodyError> readJoinRequest(QByteArrayView body)
 {
     MemberReader reader(body);
     return reader.result(JoinRequest{
-        reader.word("code"), reader.word("role"), reader.flag("microphone"),
+        reader.credential(), reader.word("role"), reader.flag("microphone"),
         reader.optionalWord("replaces")});
 }
 
@@ -254,7 +329,41 @@ Result<StateRequest, RequestBodyError> readStateRequest(QByteArrayView body)
     MemberReader reader(body);
     return reader.result(StateRequest{
         reader.word("session"), reader.stateNumber("number"), reader.channelIndexes("talk"),
-        reader.channelLevels("levels")});
+        reader.channelLevels("levels"), reader.optionalNumber("closings"), reader.report()});
+}
+
+Result<CallRequest, RequestBodyError> readCallRequest(QByteArrayView body)
+{
+    MemberReader reader(body);
+    return reader.result(
+        CallRequest{reader.word("session"), reader.channelIndex("channel"), reader.flag("on")});
+}
+
+Result<AcknowledgeRequest, RequestBodyError> readAcknowledgeRequest(QByteArrayView body)
+{
+    MemberReader reader(body);
+    return reader.result(AcknowledgeRequest{
+        reader.word("session"), reader.channelIndex("channel"), reader.flag("call")});
+}
+
+Result<DeskOpenRequest, RequestBodyError> readDeskOpenRequest(QByteArrayView body)
+{
+    MemberReader reader(body);
+    return reader.result(DeskOpenRequest{reader.word("key")});
+}
+
+Result<CloseKeysRequest, RequestBodyError> readCloseKeysRequest(QByteArrayView body)
+{
+    MemberReader reader(body);
+    return reader.result(CloseKeysRequest{reader.word("session"), reader.optionalId("member")});
+}
+
+Result<ChannelsRequest, RequestBodyError> readChannelsRequest(QByteArrayView body)
+{
+    MemberReader reader(body);
+    return reader.result(ChannelsRequest{
+        reader.word("session"), reader.channelIndexes("channels"),
+        textFromUtf8(reader.optionalText("text", maxSpokenText))});
 }
 
 } // namespace wingbell

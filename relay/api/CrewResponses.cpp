@@ -44,9 +44,35 @@ Json json(const CardResponse::Role& role)
     return {{"name", json(role.name)}, {"url", json(role.url)}, {"qr", json(role.qr)}};
 }
 
+Json json(const DeskEvent::Call& call)
+{
+    return {
+        {"from", json(call.from)},
+        {"mine", call.isMine},
+        {"acknowledged", call.isAcknowledged},
+        {"called", call.called},
+        {"answered", json(call.answered)}};
+}
+
+Json json(const DeskEvent::Light& light)
+{
+    return {
+        {"kind", light.isGo ? "go" : "standby"},
+        {"text", json(light.text)},
+        {"acknowledged", light.isAcknowledged}};
+}
+
+/// Most channels have no signal; with 250 listeners each byte counts.
 Json json(const DeskEvent::Channel& channel)
 {
-    return {{"talking", json(channel.talking)}, {"announcing", channel.announcing}};
+    Json seen = {{"talking", json(channel.talking)}, {"announcing", channel.announcing}};
+    if (channel.call) {
+        seen["call"] = json(*channel.call);
+    }
+    if (channel.light) {
+        seen["light"] = json(*channel.light);
+    }
+    return seen;
 }
 
 template <typename Entry> Json json(const QList<Entry>& entries)
@@ -105,6 +131,7 @@ QByteArray responseText(const CardResponse& response)
          {"address", json(response.address)},
          {"others", json(response.others)},
          {"fingerprint", json(response.fingerprint)},
+         {"authority", json(response.authority)},
          {"page", page},
          {"roles", json(response.roles)}});
 }
@@ -127,6 +154,26 @@ QByteArray eventData(const DeskEvent& event)
 QByteArray eventData(Goodbye reason)
 {
     return text({{"reason", wordFor(reason)}});
+}
+
+QByteArray handedOverData(std::chrono::milliseconds retryAfter)
+{
+    return text({{"reason", "handed-over"}, {"retry", retryAfter.count()}});
+}
+
+QByteArray forgottenData(const std::vector<int>& channels)
+{
+    return text({{"channels", channels}});
+}
+
+QByteArray keysClosedData(quint64 count)
+{
+    return text({{"count", count}});
+}
+
+QByteArray announcementData(const QString& announcement)
+{
+    return text({{"text", json(announcement)}});
 }
 
 QByteArray heartbeatData(std::chrono::milliseconds retryWindow)

@@ -8,6 +8,8 @@
 #include <QStringList>
 
 #include <chrono>
+#include <optional>
+#include <vector>
 
 namespace wingbell {
 
@@ -61,6 +63,7 @@ struct CardResponse
     QString address;
     QStringList others;  ///< further addresses
     QString fingerprint; ///< SHA-256 of the certificate, as browsers show it
+    QString authority;   ///< the same of the desk's authority; empty if it does not vouch
     QString pageUrl;
     QrCode pageQr;
     QList<Role> roles;
@@ -81,10 +84,32 @@ struct CardResponse
 /// What goes on on the channels of one listener's role, in their order.
 struct DeskEvent
 {
+    struct Call
+    {
+        QString from; ///< a role; empty if the desk or a cue player calls
+        bool isMine = false;
+        bool isAcknowledged = false;
+        int called = 0;       ///< how many people, if it is the listener's own
+        QStringList answered; ///< the roles of those who have acknowledged, likewise
+
+        friend bool operator==(const Call&, const Call&) = default;
+    };
+
+    struct Light
+    {
+        bool isGo = false; ///< otherwise standby
+        QString text;
+        bool isAcknowledged = false;
+
+        friend bool operator==(const Light&, const Light&) = default;
+    };
+
     struct Channel
     {
         QStringList talking; ///< names of the others' roles
         bool announcing = false;
+        std::optional<Call> call = {};
+        std::optional<Light> light = {};
 
         friend bool operator==(const Channel&, const Channel&) = default;
     };
@@ -103,6 +128,19 @@ enum class Goodbye {
 
 [[nodiscard]] QByteArray eventData(const DeskEvent& event);
 [[nodiscard]] QByteArray eventData(Goodbye reason);
+
+/// {"reason":"handed-over","retry":120}: another server takes over; join again after so many
+/// milliseconds.
+[[nodiscard]] QByteArray handedOverData(std::chrono::milliseconds retryAfter);
+
+/// {"channels":[0,2]}
+[[nodiscard]] QByteArray forgottenData(const std::vector<int>& channels);
+
+/// {"count":1}
+[[nodiscard]] QByteArray keysClosedData(quint64 count);
+
+/// {"text":"Beginners, please"}
+[[nodiscard]] QByteArray announcementData(const QString& announcement);
 
 /// {"retryWindow":250}, in milliseconds
 [[nodiscard]] QByteArray heartbeatData(std::chrono::milliseconds retryWindow);

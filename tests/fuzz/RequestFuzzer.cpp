@@ -47,13 +47,15 @@ void checkState(const StateRequest& state)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const QByteArrayView body(data, static_cast<qsizetype>(size));
-    const auto code = readCodeRequest(body);
+    const auto code = readCredential(body);
     if (code) {
         checkWord(code->code);
     }
     const auto join = readJoinRequest(body);
     if (join) {
-        checkWord(join->code);
+        checkWord(join->credential.code);
+        checkWord(join->credential.key);
+        checkWord(join->credential.cardRole);
         checkWord(join->role);
         checkWord(join->replaces.value_or(QString()));
     }
@@ -68,9 +70,28 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (state) {
         checkState(*state);
     }
-    const auto leave = readLeaveRequest(body);
+    const auto leave = readSessionRequest(body);
     if (leave) {
         checkWord(leave->session);
+    }
+    if (const auto call = readCallRequest(body)) {
+        checkWord(call->session);
+        check(call->channel >= 0, "no channel is negative");
+    }
+    if (const auto acknowledgement = readAcknowledgeRequest(body)) {
+        checkWord(acknowledgement->session);
+        check(acknowledgement->channel >= 0, "no channel is negative");
+    }
+    if (const auto open = readDeskOpenRequest(body)) {
+        checkWord(open->key);
+    }
+    if (const auto close = readCloseKeysRequest(body)) {
+        checkWord(close->session);
+    }
+    if (const auto channels = readChannelsRequest(body)) {
+        checkWord(channels->session);
+        check(channels->channels.size() <= maxStateChannels, "only so many channels pass");
+        check(channels->text.size() <= qsizetype{maxSpokenText}, "no text is too long");
     }
     return 0;
 }

@@ -18,7 +18,7 @@ template <typename Request> QString wordOf(const Result<Request, RequestBodyErro
 
 QString codeWord(const QByteArray& body)
 {
-    return wordOf(readCodeRequest(body));
+    return wordOf(readCredential(body));
 }
 
 QString stateWord(const QByteArray& body)
@@ -53,11 +53,16 @@ void readExactly(const QByteArray& body)
     const auto memory = std::make_unique<char[]>(size);
     std::copy(body.begin(), body.end(), memory.get());
     const QByteArrayView view(memory.get(), body.size());
-    (void)readCodeRequest(view);
+    (void)readCredential(view);
     (void)readJoinRequest(view);
     (void)readAnswerRequest(view);
     (void)readStateRequest(view);
-    (void)readLeaveRequest(view);
+    (void)readSessionRequest(view);
+    (void)readCallRequest(view);
+    (void)readAcknowledgeRequest(view);
+    (void)readDeskOpenRequest(view);
+    (void)readCloseKeysRequest(view);
+    (void)readChannelsRequest(view);
 }
 
 } // namespace
@@ -69,10 +74,16 @@ class CrewRequestsTest : public QObject
 private Q_SLOTS:
     void aCodeIsRead();
     void aJoinIsRead();
+    void theKeyOfACardIsRead();
     void aJoinMayReplaceASession();
     void anAnswerIsRead();
     void anAnswerWithAnInvalidWordIsRefused();
     void aStateIsRead();
+    void whatAPageTellsOfItsDeviceIsRead();
+    void whatAPageCannotMeanIsRefused_data();
+    void whatAPageCannotMeanIsRefused();
+    void callsAndAcknowledgementsAreRead();
+    void requestsOfTheDesksPageAreRead();
     void aLeaveIsRead();
     void membersMayStandInAnyOrder();
     void unknownMembersAreIgnored();
@@ -100,15 +111,40 @@ private Q_SLOTS:
 void CrewRequestsTest::aCodeIsRead()
 {
     QCOMPARE(
-        readCodeRequest(R"({"code":"482913"})").value(), CodeRequest{QStringLiteral("482913")});
+        readCredential(R"({"code":"482913"})").value(),
+        (Credential{QStringLiteral("482913"), {}, {}}));
 }
 
 void CrewRequestsTest::aJoinIsRead()
 {
     QCOMPARE(
         readJoinRequest(R"({"code":"482913","role":"k7d2m9qa","microphone":true})").value(),
-        (JoinRequest{QStringLiteral("482913"), QStringLiteral("k7d2m9qa"), true, std::nullopt}));
+        (JoinRequest{
+            {QStringLiteral("482913"), {}, {}}, QStringLiteral("k7d2m9qa"), true, std::nullopt}));
     QVERIFY(!readJoinRequest(R"({"code":"","role":"","microphone":false})").value().microphone);
+}
+
+void CrewRequestsTest::theKeyOfACardIsRead()
+{
+    const QString key = QStringLiteral("c2l4dGVlbiByYW5kb20gYnk");
+    const QString role = QStringLiteral("k7d2m9qa");
+    const auto read = [](const QByteArray& rest) {
+        const QByteArray body = R"({"key":"c2l4dGVlbiByYW5kb20gYnk")" + rest + '}';
+        return readCredential(body).value();
+    };
+    QCOMPARE(read({}), (Credential{{}, key, {}}));
+    QCOMPARE(read(R"(,"role":"k7d2m9qa")"), (Credential{{}, key, role}));
+    QCOMPARE(read(R"(,"role":"another","cardRole":"k7d2m9qa")"), (Credential{{}, key, role}));
+    QCOMPARE(read(R"(,"code":"482913")"), (Credential{{}, key, {}}));
+    QCOMPARE(codeWord(R"({"key":7})"), QStringLiteral("wrong-type"));
+    QCOMPARE(codeWord(R"({"key":""})"), QStringLiteral("missing"));
+    QCOMPARE(codeWord(R"({"key":")" + QByteArray(65, 'k') + R"("})"), QStringLiteral("too-long"));
+    const JoinRequest join =
+        readJoinRequest(
+            R"({"key":"c2l4dGVlbiByYW5kb20gYnk","cardRole":"old","role":"k7d2m9qa","microphone":true})")
+            .value();
+    QCOMPARE(join.credential, (Credential{{}, key, QStringLiteral("old")}));
+    QCOMPARE(join.role, role);
 }
 
 void CrewRequestsTest::aJoinMayReplaceASession()
@@ -153,9 +189,73 @@ void CrewRequestsTest::aStateIsRead()
         (StateRequest{QStringLiteral("s"), 0, {}, {}}));
 }
 
+void CrewRequestsTest::whatAPageTellsOfItsDeviceIsRead()
+{
+    const auto read = readStateRequest(
+        R"({"session":"s","number":1,"talk":[],"levels":[],"closings":2,"screen":"may-lock",)"
+        R"("battery":0.5,"charging":true,"loss":0.25,"delay":12.5})");
+    QCOMPARE(read.value().closings, quint64{2});
+    QCOMPARE(read.value().report, (PageReport{PageReport::Screen::MayLock, 0.5, true, 0.25, 12.5}));
+    // A later page may know more kinds.
+    QCOMPARE(
+        readStateRequest(
+            R"({"session":"s","number":1,"talk":[],"levels":[],"screen":"folded","battery":null})")
+            .value()
+            .report,
+        PageReport());
+}
+
+void CrewRequestsTest::whatAPageCannotMeanIsRefused_data()
+{
+    QTest::addColumn<QByteArray>("member");
+    for (const char* member :
+         {R"("battery":1.1)", R"("battery":-0.1)", R"("loss":2)", R"("delay":60001)",
+          R"("closings":-1)", R"("closings":1.5)"}) {
+        QTest::addRow("%s", member) << QByteArray(member);
+    }
+}
+
+void CrewRequestsTest::whatAPageCannotMeanIsRefused()
+{
+    QFETCH(QByteArray, member);
+    const QByteArray body = R"({"session":"s","number":1,"talk":[],"levels":[],)" + member + '}';
+    QCOMPARE(stateWord(body), QStringLiteral("out-of-range"));
+}
+
+void CrewRequestsTest::callsAndAcknowledgementsAreRead()
+{
+    const auto call = readCallRequest(R"({"session":"s","channel":2,"on":false})");
+    QCOMPARE(call.value().channel, 2);
+    QVERIFY(!call.value().on);
+    const auto answer = readAcknowledgeRequest(R"({"session":"s","channel":3,"call":true})");
+    QCOMPARE(answer.value().channel, 3);
+    QVERIFY(answer.value().isCall);
+    QCOMPARE(
+        wordOf(readAcknowledgeRequest(R"({"session":"s","channel":1024,"call":false})")),
+        QStringLiteral("out-of-range"));
+    QCOMPARE(wordOf(readCallRequest(R"({"session":"s","channel":0})")), QStringLiteral("missing"));
+}
+
+void CrewRequestsTest::requestsOfTheDesksPageAreRead()
+{
+    QCOMPARE(readDeskOpenRequest(R"({"key":"k"})").value().key, QStringLiteral("k"));
+    const auto one = readCloseKeysRequest(R"({"session":"s","member":7})");
+    QCOMPARE(one.value().member, std::optional<quint32>(7));
+    QVERIFY(!readCloseKeysRequest(R"({"session":"s"})").value().member);
+    QCOMPARE(
+        wordOf(readCloseKeysRequest(R"({"session":"s","member":4294967296})")),
+        QStringLiteral("out-of-range"));
+    const auto speak = readChannelsRequest(R"({"session":"s","channels":[2,0,2],"text":"Grün"})");
+    QCOMPARE(speak.value().channels, (std::vector<int>{0, 2}));
+    QCOMPARE(speak.value().text, QStringLiteral("Gr\u00fcn"));
+    const QByteArray tooLong = QByteArray(R"({"session":"s","channels":[0],"text":"%"})")
+                                   .replace('%', QByteArray(maxSpokenText + 1, 'a'));
+    QCOMPARE(wordOf(readChannelsRequest(tooLong)), QStringLiteral("too-long"));
+}
+
 void CrewRequestsTest::aLeaveIsRead()
 {
-    QCOMPARE(readLeaveRequest(R"({"session":"s"})").value(), LeaveRequest{QStringLiteral("s")});
+    QCOMPARE(readSessionRequest(R"({"session":"s"})").value(), SessionRequest{QStringLiteral("s")});
 }
 
 void CrewRequestsTest::membersMayStandInAnyOrder()
@@ -169,18 +269,18 @@ void CrewRequestsTest::membersMayStandInAnyOrder()
 void CrewRequestsTest::unknownMembersAreIgnored()
 {
     QCOMPARE(
-        readCodeRequest(
+        readCredential(
             R"({"a":{"code":"1","b":[{"code":2}]},"c":[[[]],3],"code":"9","b":1,"d":null,"e":1e3,"f":true})")
             .value(),
-        CodeRequest{QStringLiteral("9")});
+        (Credential{QStringLiteral("9"), {}, {}}));
 }
 
 void CrewRequestsTest::escapedTextIsText()
 {
     QCOMPARE(
-        readCodeRequest(R"({"\u0063ode":"\u0034\ud83c\udfad\ufeff"})").value().code,
+        readCredential(R"({"\u0063ode":"\u0034\ud83c\udfad\ufeff"})").value().code,
         QStringLiteral("4🎭\uFEFF"));
-    QCOMPARE(readCodeRequest("{\"code\":\"\xEF\xBB\xBF\"}").value().code, QString(QChar(0xFEFF)));
+    QCOMPARE(readCredential("{\"code\":\"\xEF\xBB\xBF\"}").value().code, QString(QChar(0xFEFF)));
 }
 
 void CrewRequestsTest::whatIsNoJsonIsRefused_data()

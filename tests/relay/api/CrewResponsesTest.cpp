@@ -69,18 +69,20 @@ void CrewResponsesTest::theCardIsTold()
     response.address = QStringLiteral("https://192.168.1.5:47000/");
     response.others = {QStringLiteral("https://desk.local:47000/")};
     response.fingerprint = QStringLiteral("3F:07");
+    response.authority = QStringLiteral("A0:B1");
     response.pageUrl = QStringLiteral("https://192.168.1.5:47000/#code=082913");
     response.pageQr = {29, "M0 0h7v1h-7z"};
     response.roles = {
         {QStringLiteral("Director"), QStringLiteral("https://x/#role=k"), {33, "M1 1h1v1h-1z"}}};
     QCOMPARE(
         responseText(response),
-        QByteArray(R"({"show":"Hamlet","code":"082913","address":"https://192.168.1.5:47000/",)"
-                   R"("others":["https://desk.local:47000/"],"fingerprint":"3F:07",)"
-                   R"("page":{"url":"https://192.168.1.5:47000/#code=082913",)"
-                   R"("qr":{"size":29,"path":"M0 0h7v1h-7z"}},)"
-                   R"("roles":[{"name":"Director","url":"https://x/#role=k",)"
-                   R"("qr":{"size":33,"path":"M1 1h1v1h-1z"}}]})"));
+        QByteArray(
+            R"({"show":"Hamlet","code":"082913","address":"https://192.168.1.5:47000/",)"
+            R"("others":["https://desk.local:47000/"],"fingerprint":"3F:07","authority":"A0:B1",)"
+            R"("page":{"url":"https://192.168.1.5:47000/#code=082913",)"
+            R"("qr":{"size":29,"path":"M0 0h7v1h-7z"}},)"
+            R"("roles":[{"name":"Director","url":"https://x/#role=k",)"
+            R"("qr":{"size":33,"path":"M1 1h1v1h-1z"}}]})"));
 }
 
 void CrewResponsesTest::theWaitIsTold()
@@ -97,10 +99,21 @@ void CrewResponsesTest::anEventBringsOneLine()
         eventData(event),
         QByteArray(R"({"channels":[{"talking":["Director","Stage Manager"],"announcing":false},)"
                    R"({"talking":[],"announcing":true}]})"));
+    DeskEvent::Channel busy;
+    busy.call = DeskEvent::Call{QStringLiteral("LX"), true, false, 2, {QStringLiteral("Fly")}};
+    busy.light = DeskEvent::Light{true, QStringLiteral("LX 12"), true};
+    QCOMPARE(
+        eventData(DeskEvent{{busy}}),
+        QByteArray(R"({"channels":[{"talking":[],"announcing":false,"call":{"from":"LX",)"
+                   R"("mine":true,"acknowledged":false,"called":2,"answered":["Fly"]},)"
+                   R"("light":{"kind":"go","text":"LX 12","acknowledged":true}}]})"));
     QCOMPARE(eventData(Goodbye::OffAir), QByteArray(R"({"reason":"off-air"})"));
     QCOMPARE(heartbeatData(250ms), QByteArray(R"({"retryWindow":250})"));
+    QCOMPARE(
+        announcementData(QStringLiteral("\"Go\"\nnow")), QByteArray(R"({"text":"\"Go\"\nnow"})"));
     QCOMPARE(eventData(Goodbye::Replaced), QByteArray(R"({"reason":"replaced"})"));
     QCOMPARE(eventData(Goodbye::Silent), QByteArray(R"({"reason":"silent"})"));
+    QCOMPARE(handedOverData(120ms), QByteArray(R"({"reason":"handed-over","retry":120})"));
 }
 
 void CrewResponsesTest::hostileTextStaysInItsPlace()
