@@ -1,16 +1,21 @@
 #include "relay/sessions/Crew.h"
 
+#include "base/TokenBucket.h"
+#include "relay/net/IpAddress.h"
+
+#include <QHash>
 #include <QUuid>
 
 #include <algorithm>
 #include <atomic>
+#include <tuple>
 
 namespace wingbell {
 
 struct Crew::Member
 {
     const PatchedRole* role = nullptr;
-    QString address;
+    QHostAddress address;
     bool microphone = false;
     bool isBack = false; ///< replaced an earlier session that had connected
     bool isConnected = false;
@@ -20,11 +25,20 @@ struct Crew::Member
     std::optional<DeskEvent> told;
     std::uint64_t number = 0;
     ChannelSet talking;
+    std::map<std::size_t, Clock::time_point> openSince; ///< of each channel in `talking`
+    quint64 closings = 0;                               ///< of the keys, by the desk
+    TokenBucket calls{callsAtOnce, callInterval};
+    quint64 knownClosings = 0;              ///< those of which the page knows
+    std::optional<Clock::time_point> heard; ///< the last speech through an open key
+    PageReport report;
     Clock::time_point began;
     Clock::time_point lastMessage;
     Clock::time_point lastAudio;
     Clock::time_point lastHeartbeat;
-    std::uint64_t packets = 0;
+    Clock::time_point lastSpeech; ///< or the last change of the keys
+    Room::Received received;
+    bool isReminded = false;      ///< that a key is on, since the last speech
+    bool isForgottenTold = false; ///< to the log, since the last change of the keys
 };
 
 Crew::Crew(const ShowPatch& show, Room& room, LinkMaker makeLink, CrewObserver& observer)
@@ -33,6 +47,7 @@ Crew::Crew(const ShowPatch& show, Room& room, LinkMaker makeLink, CrewObserver& 
     , m_makeLink(std::move(makeLink))
     , m_observer(observer)
     , m_announcing(static_cast<std::size_t>(show.channels().size()))
+    , m_signals(static_cast<std::size_t>(show.channels().size()))
 {
 }
 
@@ -56,9 +71,10 @@ Result<Crew::Joined, Crew::JoinError> Crew::join(const Joining& joining, Clock::
     if (m_members.size() - (before != nullptr ? 1 : 0) >= maxMembers) {
         return failure(JoinError::Full);
     }
-    if (connecting() - (wasConnecting ? 1 : 0) >= maxConnecting) {
+    if (connecting() - (wasConnecting ? 1 : 0) >= maxConnecting && !makeRoomToConnect(now)) {
         return failure(JoinError::NotNow);
     }
+    const ParticipantId replaced = before != nullptr ? before->participant : 0;
     if (before != nullptr) {
         remove(joining.replaces, std::nullopt, Goodbye::Replaced);
     }
@@ -79,10 +95,14 @@ Result<Crew::Joined, Crew::JoinError> Crew::join(const Joining& joining, Clock::
     member->isBack = isBack;
     member->link = link;
     member->participant = *place;
+    if (replaced != 0) {
+        m_signals.replace(replaced, *place);
+    }
     member->talking = ChannelSet(member->role->talk.count());
     member->began = member->lastMessage = member->lastAudio = member->lastHeartbeat = now;
     const Session session = QUuid::createUuid().toString(QUuid::Id128); // random: it is a secret
     m_members.emplace(session, std::move(member));
+    overviewMayHaveChanged();
     return Joined{session, link->offer()};
 }
 
@@ -102,6 +122,7 @@ bool Crew::takeAnswer(const Session& session, const SdpAnswer& answer, Clock::ti
     }
     member->lastMessage = now;
     member->microphone = answer.sends();
+    overviewMayHaveChanged();
     member->link->takeAnswer(
         {answer.fingerprint, answer.setup == "active", answer.sources, answer.red},
         m_room.receiver(member->participant));
@@ -120,6 +141,11 @@ bool Crew::takeState(const StateRequest& state, Clock::time_point now)
         return true;
     }
     member->number = state.number;
+    member->knownClosings = state.closings;
+    if (member->report != state.report) {
+        member->report = state.report;
+        overviewMayHaveChanged();
+    }
     const std::vector<std::size_t>& own = member->role->channels;
     ChannelSet talking(member->role->talk.count());
     for (const int channel : state.talk) {
@@ -129,6 +155,9 @@ bool Crew::takeState(const StateRequest& state, Clock::time_point now)
         }
     }
     talking = talking.intersected(member->role->talk);
+    if (member->knownClosings < member->closings) {
+        talking = ChannelSet(talking.count()); // posted before the page knew
+    }
     std::vector<float> levels(talking.count(), 0.0F);
     for (std::size_t place = 0; place < std::min(own.size(), state.levels.size()); ++place) {
         levels.at(own.at(place)) = state.levels.at(place);
@@ -140,8 +169,10 @@ bool Crew::takeState(const StateRequest& state, Clock::time_point now)
     if (member->talking.isEmpty()) {
         member->lastAudio = now; // none was expected before
     }
-    m_room.setTalk(member->participant, talking);
-    member->talking = std::move(talking);
+    setTalking(*member, talking, now);
+    member->lastSpeech = now;
+    member->isReminded = false;
+    member->isForgottenTold = false;
     m_hasUnshownKeys = true;
     showKeys(now);
     return true;
@@ -157,6 +188,11 @@ bool Crew::takeEvents(
     member->lastMessage = now;
     member->events = std::move(events);
     member->told.reset();
+    // What was told on the stream before may have been lost with it.
+    member->isReminded = false;
+    if (member->knownClosings < member->closings) {
+        member->events->keysClosed(member->closings);
+    }
     tell(*member, talkers());
     return true;
 }
@@ -169,6 +205,186 @@ void Crew::leave(const Session& session)
     }
     const bool wasThere = member->isConnected || member->isBack;
     remove(session, wasThere ? std::optional(Departure::Left) : std::nullopt, std::nullopt);
+}
+
+/// The channel of the show at that place of the role's own.
+std::optional<std::size_t> Crew::channelOf(const Member& member, int place)
+{
+    const std::vector<std::size_t>& own = member.role->channels;
+    const auto index = static_cast<std::size_t>(place);
+    return index < own.size() ? std::optional(own.at(index)) : std::nullopt;
+}
+
+Result<void, Crew::CallRefusal> Crew::takeCall(const CallRequest& call, Clock::time_point now)
+{
+    Member* member = find(call.session);
+    if (member == nullptr) {
+        return failure(CallRefusal{CallError::NoSession});
+    }
+    member->lastMessage = now;
+    const auto channel = channelOf(*member, call.channel);
+    if (!channel) {
+        return {};
+    }
+    if (!call.on) {
+        m_signals.endCall(*channel, member->participant);
+    } else if (!m_signals.callOn(*channel)) {
+        if (!member->calls.take(now)) {
+            return failure(CallRefusal{
+                CallError::TooMany,
+                std::chrono::ceil<std::chrono::seconds>(member->calls.untilNext(now))});
+        }
+        ChannelSet channels(m_announcing.count());
+        channels.insert(*channel);
+        m_signals.call(channels, member->role->name, member->participant, now);
+        m_observer.called(
+            member->role->name, m_show.channels().at(static_cast<qsizetype>(*channel)));
+    }
+    signalsChanged(now);
+    return {};
+}
+
+bool Crew::takeAcknowledgement(const AcknowledgeRequest& request, Clock::time_point now)
+{
+    Member* member = find(request.session);
+    if (member == nullptr) {
+        return false;
+    }
+    member->lastMessage = now;
+    const auto channel = channelOf(*member, request.channel);
+    if (!channel || !member->role->listen.contains(*channel)) {
+        return true;
+    }
+    const auto what = request.isCall ? m_signals.acknowledgeCall(*channel, member->participant)
+                                     : m_signals.acknowledgeLight(*channel, member->participant);
+    if (what && m_acknowledged) {
+        m_acknowledged(
+            member->role->name, m_show.channels().at(static_cast<qsizetype>(*channel)), *what);
+    }
+    signalsChanged(now);
+    return true;
+}
+
+void Crew::call(const ChannelSet& channels, Clock::time_point now)
+{
+    m_signals.call(channels, {}, std::nullopt, now);
+    signalsChanged(now);
+}
+
+void Crew::showLight(
+    const ChannelSet& channels, Signals::LightKind kind, const QString& text, Clock::time_point now)
+{
+    m_signals.show(channels, kind, text, now);
+    signalsChanged(now);
+}
+
+void Crew::clearSignals(const ChannelSet& channels)
+{
+    m_signals.clear(channels);
+    tellAll();
+    overviewMayHaveChanged();
+}
+
+void Crew::signalsChanged(Clock::time_point now)
+{
+    noticeAnswers(now);
+    tellAll();
+    overviewMayHaveChanged();
+}
+
+bool Crew::isCalled(const Member& member, std::size_t channel) const
+{
+    const auto& call = m_signals.callOn(channel);
+    return call && !call->isOf(member.participant) && member.role->listen.contains(channel);
+}
+
+/// The members for whom `isMeant` is true, and the roles of those of them who are in `persons`.
+template <typename IsMeant>
+std::pair<int, QStringList>
+Crew::answersOf(const std::set<Signals::Person>& persons, IsMeant isMeant) const
+{
+    std::pair<int, QStringList> answers;
+    for (const auto& [session, member] : m_members) {
+        if (isMeant(*member)) {
+            ++answers.first;
+            if (persons.contains(member->participant)) {
+                answers.second.append(member->role->name);
+            }
+        }
+    }
+    answers.second.sort();
+    return answers;
+}
+
+/// Notices calls that have been answered by all who are there.
+void Crew::noticeAnswers(Clock::time_point now)
+{
+    for (std::size_t channel = 0; channel < m_announcing.count(); ++channel) {
+        const auto& call = m_signals.callOn(channel);
+        if (!call) {
+            continue;
+        }
+        const auto [called, answered] = answersOf(
+            call->acknowledged, [&](const Member& member) { return isCalled(member, channel); });
+        if (called == answered.size()) {
+            m_signals.answered(channel, now);
+        }
+    }
+}
+
+std::optional<DeskEvent::Call> Crew::callFor(const Member& member, std::size_t channel) const
+{
+    const auto& call = m_signals.callOn(channel);
+    const bool isMine = call && call->isOf(member.participant);
+    if (!isMine && !isCalled(member, channel)) {
+        return std::nullopt;
+    }
+    DeskEvent::Call seen;
+    seen.from = call->from;
+    seen.isMine = isMine;
+    seen.isAcknowledged = call->acknowledged.contains(member.participant);
+    if (isMine) {
+        std::tie(seen.called, seen.answered) = answersOf(
+            call->acknowledged, [&](const Member& other) { return isCalled(other, channel); });
+    }
+    return seen;
+}
+
+std::optional<DeskEvent::Light> Crew::lightFor(const Member& member, std::size_t channel) const
+{
+    const auto& light = m_signals.lightOn(channel);
+    if (!light || !member.role->listen.contains(channel)) {
+        return std::nullopt;
+    }
+    return DeskEvent::Light{
+        light->kind == Signals::LightKind::Go, light->text,
+        light->acknowledged.contains(member.participant)};
+}
+
+std::vector<ChannelOverview> Crew::channelOverview() const
+{
+    std::vector<ChannelOverview> all;
+    for (std::size_t channel = 0; channel < m_announcing.count(); ++channel) {
+        ChannelOverview seen;
+        seen.isAnnouncing = m_announcing.contains(channel);
+        if (const auto& call = m_signals.callOn(channel)) {
+            const auto [called, answered] =
+                answersOf(call->acknowledged, [&](const Member& member) {
+                    return isCalled(member, channel);
+                });
+            seen.call = ChannelOverview::Call{call->from, called, answered};
+        }
+        if (const auto& light = m_signals.lightOn(channel)) {
+            const auto [shown, answered] =
+                answersOf(light->acknowledged, [&](const Member& member) {
+                    return member.role->listen.contains(channel);
+                });
+            seen.light = ChannelOverview::Light{
+                light->kind == Signals::LightKind::Go, light->text, shown, answered};
+        }
+        all.push_back(std::move(seen));
+    }
+    return all;
 }
 
 std::size_t Crew::present(std::size_t role) const
@@ -187,6 +403,47 @@ std::size_t Crew::connecting() const
         }));
 }
 
+/// False if none of those who are connecting gives way.
+bool Crew::makeRoomToConnect(Clock::time_point now)
+{
+    QHash<QHostAddress, int> ofNetwork;
+    QHash<QHostAddress, int> ofAddress;
+    for (const auto& [session, member] : m_members) {
+        if (!member->isConnected) {
+            ++ofNetwork[neighbourhood(member->address)];
+            ++ofAddress[member->address];
+        }
+    }
+    const auto order = [&](const Member& member) {
+        return std::tuple(
+            !member.isConnected && now - member.began >= givesWayAfter,
+            ofNetwork.value(neighbourhood(member.address)), ofAddress.value(member.address),
+            now - member.began);
+    };
+    const auto chosen = std::max_element(
+        m_members.begin(), m_members.end(), [&order](const auto& left, const auto& right) {
+            return order(*left.second) < order(*right.second);
+        });
+    if (chosen == m_members.end() || !std::get<0>(order(*chosen->second))) {
+        return false;
+    }
+    remove(Session(chosen->first), Departure::NeverCame, Goodbye::Silent);
+    return true;
+}
+
+void Crew::announce(const QString& text, const ChannelSet& channels)
+{
+    for (const auto& [session, member] : m_members) {
+        const PatchedRole& role = *member->role;
+        const bool hears = std::ranges::any_of(role.channels, [&](std::size_t channel) {
+            return role.listen.contains(channel) && channels.contains(channel);
+        });
+        if (hears && member->events) {
+            member->events->announcement(text);
+        }
+    }
+}
+
 void Crew::setAnnouncing(const ChannelSet& channels)
 {
     if (channels == m_announcing) {
@@ -194,6 +451,7 @@ void Crew::setAnnouncing(const ChannelSet& channels)
     }
     m_announcing = channels;
     tellAll();
+    overviewMayHaveChanged();
 }
 
 void Crew::checkTimeouts(Clock::time_point now)
@@ -209,6 +467,7 @@ void Crew::checkTimeouts(Clock::time_point now)
         if (now - member->lastMessage >= keyTimeout) {
             releaseKeys(*member);
         }
+        noticeForgottenKeys(*member, now);
         if (member->events && now - member->lastHeartbeat >= heartbeatInterval) {
             member->lastHeartbeat = now;
             member->events->heartbeat(joinInterval * m_members.size());
@@ -218,6 +477,11 @@ void Crew::checkTimeouts(Clock::time_point now)
         remove(session, why, Goodbye::Silent);
     }
     showKeys(now);
+    noticeAnswers(now); // of those who are left
+    if (m_signals.expire(now)) {
+        tellAll();
+    }
+    overviewMayHaveChanged(); // a link may be lost
 }
 
 std::optional<Crew::Clock::time_point> Crew::keysDue() const
@@ -236,17 +500,22 @@ void Crew::noticeConnection(Member& member)
     }
     member.isConnected = true;
     if (member.isBack) {
-        m_observer.returned(member.role->name, member.address);
+        m_observer.returned(member.role->name, addressText(member.address));
     } else {
-        m_observer.joined(member.role->name, member.address, member.microphone);
+        m_observer.joined(member.role->name, addressText(member.address), member.microphone);
     }
 }
 
 void Crew::noticeAudio(Member& member, Clock::time_point now)
 {
-    const std::uint64_t packets = m_room.receivedPackets(member.participant);
-    if (packets != member.packets) {
-        member.packets = packets;
+    const Room::Received before =
+        std::exchange(member.received, m_room.received(member.participant));
+    if (member.received.speechCycles != before.speechCycles) {
+        member.lastSpeech = now;
+        member.heard = now;
+        member.isReminded = false;
+    }
+    if (member.received.packets != before.packets) {
         member.lastAudio = now;
         return;
     }
@@ -254,6 +523,35 @@ void Crew::noticeAudio(Member& member, Clock::time_point now)
     if (isMissed && member.events && now - member.lastAudio >= unheardTimeout) {
         member.lastAudio = now; // told again only after the next timeout
         member.events->unheard();
+    }
+}
+
+void Crew::noticeForgottenKeys(Member& member, Clock::time_point now)
+{
+    const Clock::duration unused = now - member.lastSpeech;
+    if (member.talking.isEmpty() || unused < forgottenTimeout) {
+        return;
+    }
+    if (member.events && !member.isReminded) {
+        member.isReminded = true;
+        std::vector<int> indexes;
+        const std::vector<std::size_t>& own = member.role->channels;
+        for (std::size_t place = 0; place < own.size(); ++place) {
+            if (member.talking.contains(own.at(place))) {
+                indexes.push_back(static_cast<int>(place));
+            }
+        }
+        member.events->forgotten(indexes);
+    }
+    if (unused >= forgottenLogTimeout && !member.isForgottenTold) {
+        member.isForgottenTold = true;
+        QStringList names;
+        for (const std::size_t channel : member.role->channels) {
+            if (member.talking.contains(channel)) {
+                names.append(m_show.channels().at(static_cast<qsizetype>(channel)));
+            }
+        }
+        m_observer.keptKeysOn(member.role->name, names, forgottenLogTimeout);
     }
 }
 
@@ -284,9 +582,76 @@ void Crew::releaseKeys(Member& member)
     if (member.talking.isEmpty()) {
         return;
     }
-    member.talking = ChannelSet(member.talking.count());
-    m_room.setTalk(member.participant, member.talking);
+    setTalking(member, ChannelSet(member.talking.count()), {});
     tellAll();
+}
+
+void Crew::setTalking(Member& member, const ChannelSet& channels, Clock::time_point now)
+{
+    m_room.setTalk(member.participant, channels);
+    for (const std::size_t channel : member.role->channels) {
+        if (!channels.contains(channel)) {
+            member.openSince.erase(channel);
+        } else if (!member.talking.contains(channel)) {
+            member.openSince.emplace(channel, now);
+        }
+    }
+    member.talking = channels;
+    overviewMayHaveChanged();
+}
+
+QStringList Crew::closeKeys(std::optional<ParticipantId> id)
+{
+    QStringList roles;
+    for (const auto& [session, member] : m_members) {
+        if ((id && member->participant != *id) || member->talking.isEmpty()) {
+            continue;
+        }
+        setTalking(*member, ChannelSet(member->talking.count()), {});
+        ++member->closings;
+        if (member->events) {
+            member->events->keysClosed(member->closings);
+        }
+        roles.append(member->role->name);
+    }
+    if (!roles.isEmpty()) {
+        tellAll();
+    }
+    return roles;
+}
+
+DeskOverview Crew::overview() const
+{
+    std::vector<MemberOverview> all;
+    for (const auto& [session, member] : m_members) {
+        MemberOverview shown;
+        shown.id = member->participant;
+        shown.role = static_cast<std::size_t>(member->role - m_show.roles().data());
+        shown.address = addressText(member->address);
+        shown.isConnected =
+            member->isConnected && member->link->state() == MediaLink::State::Connected;
+        shown.hasMicrophone = member->microphone;
+        for (const auto& [channel, since] : member->openSince) {
+            shown.openKeys.push_back({channel, since});
+        }
+        shown.lastSpeech = member->heard;
+        shown.report = member->report;
+        all.push_back(std::move(shown));
+    }
+    std::ranges::sort(all, {}, &MemberOverview::id);
+    return {std::move(all), channelOverview()};
+}
+
+void Crew::onOverviewChanged(std::function<void()> changed)
+{
+    m_overviewChanged = std::move(changed);
+}
+
+void Crew::overviewMayHaveChanged() const
+{
+    if (m_overviewChanged) {
+        m_overviewChanged();
+    }
 }
 
 void Crew::remove(const Session& session, std::optional<Departure> why, std::optional<Goodbye> word)
@@ -302,8 +667,9 @@ void Crew::remove(const Session& session, std::optional<Departure> why, std::opt
     if (word && member->events) {
         member->events->goodbye(*word);
     }
+    overviewMayHaveChanged();
     if (why) {
-        m_observer.left(member->role->name, member->address, *why);
+        m_observer.left(member->role->name, addressText(member->address), *why);
     }
     if (!member->talking.isEmpty()) {
         tellAll();
@@ -312,11 +678,25 @@ void Crew::remove(const Session& session, std::optional<Departure> why, std::opt
 
 void Crew::goOffAir()
 {
+    endAll([](PageEvents& events) { events.goodbye(Goodbye::OffAir); });
+}
+
+void Crew::handOver()
+{
+    std::chrono::milliseconds retryAfter = takeOverTime;
+    endAll([&retryAfter](PageEvents& events) {
+        events.handedOver(retryAfter);
+        retryAfter += joinInterval;
+    });
+}
+
+void Crew::endAll(const std::function<void(PageEvents&)>& sayGoodbye)
+{
     for (const auto& [session, member] : std::exchange(m_members, {})) {
         m_room.leave(member->participant);
         member->link->close();
         if (member->events) {
-            member->events->goodbye(Goodbye::OffAir);
+            sayGoodbye(*member->events);
         }
     }
 }
@@ -368,6 +748,8 @@ DeskEvent Crew::viewOf(const Member& member, const std::vector<const Member*>& t
     for (const std::size_t channel : member.role->channels) {
         DeskEvent::Channel seen;
         seen.announcing = m_announcing.contains(channel);
+        seen.call = callFor(member, channel);
+        seen.light = lightFor(member, channel);
         for (const Member* talker : talkers) {
             if (talker != &member && talker->talking.contains(channel) &&
                 !seen.talking.contains(talker->role->name)) {

@@ -1,7 +1,6 @@
 #include "relay/sessions/CrewService.h"
 
 #include "relay/api/CrewResponses.h"
-#include "relay/net/IpAddress.h"
 
 #include <QDir>
 #include <QFile>
@@ -59,9 +58,23 @@ public:
         m_stream.send("beat", heartbeatData(retryWindow));
     }
     void unheard() override { m_stream.send("unheard", "{}"); }
+    void forgotten(const std::vector<int>& channels) override
+    {
+        m_stream.send("forgotten", forgottenData(channels));
+    }
+    void announcement(const QString& text) override
+    {
+        m_stream.send("announcement", announcementData(text));
+    }
+    void keysClosed(quint64 count) override { m_stream.send("closed", keysClosedData(count)); }
     void goodbye(Goodbye reason) override
     {
         m_stream.send("goodbye", eventData(reason));
+        m_stream.close();
+    }
+    void handedOver(std::chrono::milliseconds retryAfter) override
+    {
+        m_stream.send("goodbye", handedOverData(retryAfter));
         m_stream.close();
     }
 
@@ -82,11 +95,11 @@ void respond(PendingResponse response, bool hasSession)
 } // namespace
 
 CrewService::CrewService(
-    Router& router, const ShowPatch& show, Crew& crew, Door door, WrongCode wrongCode)
+    Router& router, const ShowPatch& show, Crew& crew, Door door, Refused refused)
     : m_show(show)
     , m_crew(crew)
     , m_door(std::move(door))
-    , m_wrongCode(std::move(wrongCode))
+    , m_refused(std::move(refused))
     , m_guard(m_door.code)
 {
     addPages(router);
@@ -111,19 +124,21 @@ void CrewService::addPages(Router& router)
     router.setPlainPage(bytesOf(help));
 }
 
-/// False, and responded to, if `body` brings a code which is not the crew's.
+/// False, and responded to, if `body` brings a code or a key that does not let anyone in.
 template <typename Body>
 bool CrewService::mayContinue(const Body& body, const QHostAddress& peer, PendingResponse& response)
 {
-    if constexpr (requires { body.code; }) {
-        return isAdmitted(body.code, peer, response);
+    if constexpr (requires { body.key; }) {
+        return isAdmitted(body, peer, response);
+    } else if constexpr (requires { body.credential; }) {
+        return isAdmitted(body.credential, peer, response);
     } else {
         return true;
     }
 }
 
 /// Has `take` called with what `reader` reads from each body. Responds itself to a body that is
-/// refused, and to one that brings a code which is not the crew's.
+/// refused, and to one that brings a wrong code or key.
 template <typename Reader, typename Take>
 void CrewService::onPost(Router& router, const char* path, Reader reader, Take take)
 {
@@ -144,13 +159,13 @@ void CrewService::addRequests(Router& router)
 {
     using Peer = const QHostAddress&;
     onPost(
-        router, "/api/roles", readCodeRequest,
-        [this](const CodeRequest&, Peer, PendingResponse response) {
+        router, "/api/roles", readCredential,
+        [this](const Credential&, Peer, PendingResponse response) {
             sendRoles(std::move(response));
         });
     onPost(
-        router, "/api/card", readCodeRequest,
-        [this](const CodeRequest&, Peer, PendingResponse response) {
+        router, "/api/card", readCredential,
+        [this](const Credential&, Peer, PendingResponse response) {
             sendCard(std::move(response));
         });
     onPost(
@@ -172,8 +187,23 @@ void CrewService::addRequests(Router& router)
             waitForKeys();
         });
     onPost(
-        router, "/api/leave", readLeaveRequest,
-        [this](const LeaveRequest& request, Peer, PendingResponse response) {
+        router, "/api/call", readCallRequest,
+        [this](const CallRequest& request, Peer, PendingResponse response) {
+            const auto taken = m_crew.takeCall(request, Clock::now());
+            if (!taken && taken.error().error == Crew::CallError::TooMany) {
+                response.sendJson(429, slowDownText(taken.error().wait));
+            } else {
+                respond(std::move(response), taken.has_value());
+            }
+        });
+    onPost(
+        router, "/api/acknowledge", readAcknowledgeRequest,
+        [this](const AcknowledgeRequest& request, Peer, PendingResponse response) {
+            respond(std::move(response), m_crew.takeAcknowledgement(request, Clock::now()));
+        });
+    onPost(
+        router, "/api/leave", readSessionRequest,
+        [this](const SessionRequest& request, Peer, PendingResponse response) {
             m_crew.leave(request.session);
             response.sendNothing();
         });
@@ -182,18 +212,30 @@ void CrewService::addRequests(Router& router)
     });
 }
 
-/// True when `code` is the crew's. Otherwise the response is sent.
+/// True when `credential` lets a person in. Otherwise the response is sent.
+///
+/// A key cannot be guessed, so the rate of wrong ones is not limited here: one costs an HMAC, a
+/// small part of what the request itself costs, and requests are limited for each address.
 bool CrewService::isAdmitted(
-    const QString& code, const QHostAddress& peer, PendingResponse& response)
+    const Credential& credential, const QHostAddress& peer, PendingResponse& response)
 {
-    const auto checked = m_guard.check(peer, code, Clock::now());
+    if (!credential.key.isEmpty()) {
+        if (m_door.keys.matches(credential.key, credential.cardRole)) {
+            return true;
+        }
+        m_refused(AccessError::WrongKey, peer);
+        response.sendError(403, "wrong-code");
+        return false;
+    }
+    const auto checked = m_guard.check(peer, credential.code, Clock::now());
     if (checked) {
         return true;
     }
-    m_wrongCode(checked.error().kind, peer);
     if (checked.error().kind == CodeError::Kind::Wrong) {
+        m_refused(AccessError::WrongCode, peer);
         response.sendError(403, "wrong-code");
     } else {
+        m_refused(AccessError::SlowDown, peer);
         response.sendJson(429, slowDownText(checked.error().wait));
     }
     return false;
@@ -210,20 +252,28 @@ void CrewService::sendRoles(PendingResponse response) const
     response.sendJson(200, responseText(body));
 }
 
+/// What the QR code of the card for `role` opens; of the one for the door if that is empty. Behind
+/// the # the key stays in the browser: no request and so no log has it.
+QString CrewService::cardUrl(const QString& role) const
+{
+    const QString url =
+        m_door.urls.constFirst() + QStringLiteral("#key=") + m_door.keys.keyFor(role);
+    return role.isEmpty() ? url : url + QStringLiteral("&role=") + role;
+}
+
 void CrewService::sendCard(PendingResponse response) const
 {
-    const QString page = m_door.urls.constFirst();
-    const QString withCode = page + QStringLiteral("#code=") + m_door.code.text();
     CardResponse body;
     body.show = m_show.name();
     body.code = m_door.code.text();
-    body.address = page;
+    body.address = m_door.urls.constFirst();
     body.others = m_door.urls.mid(1);
     body.fingerprint = m_door.fingerprint;
-    body.pageUrl = withCode;
-    body.pageQr = qrCode(withCode.toUtf8()).value_or(QrCode());
+    body.authority = m_door.authority;
+    body.pageUrl = cardUrl({});
+    body.pageQr = qrCode(body.pageUrl.toUtf8()).value_or(QrCode());
     for (const PatchedRole& role : m_show.roles()) {
-        const QString url = withCode + QStringLiteral("&role=") + role.key;
+        const QString url = cardUrl(role.key);
         body.roles.append({role.name, url, qrCode(url.toUtf8()).value_or(QrCode())});
     }
     response.sendJson(200, responseText(body));
@@ -238,8 +288,7 @@ void CrewService::join(
         return;
     }
     const auto joined = m_crew.join(
-        {*place, request.microphone, request.replaces.value_or(QString()), addressText(peer)},
-        Clock::now());
+        {*place, request.microphone, request.replaces.value_or(QString()), peer}, Clock::now());
     if (!joined) {
         if (joined.error() == Crew::JoinError::Full) {
             response.sendError(503, "full");

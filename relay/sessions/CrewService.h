@@ -1,5 +1,6 @@
 #pragma once
 
+#include "relay/access/CardKeys.h"
 #include "relay/access/CodeGuard.h"
 #include "relay/api/CrewRequests.h"
 #include "relay/http/Router.h"
@@ -20,15 +21,19 @@ public:
     struct Door
     {
         CrewCode code;
+        CardKeys keys;
         QStringList urls;    ///< of the page, best first; never empty
         QString fingerprint; ///< SHA-256 of the certificate, as browsers show it
+        QString authority;   ///< the same of the desk's authority; empty if it does not vouch
     };
 
-    /// Called for each code that is not accepted.
-    using WrongCode = std::function<void(CodeError::Kind, const QHostAddress&)>;
+    enum class AccessError { WrongCode, SlowDown, WrongKey };
+
+    /// Called for each code, and each key, that is not accepted.
+    using Refused = std::function<void(AccessError, const QHostAddress&)>;
 
     /// Borrows `show` and `crew`; they and this must outlive `router`, which it prepares.
-    CrewService(Router& router, const ShowPatch& show, Crew& crew, Door door, WrongCode wrongCode);
+    CrewService(Router& router, const ShowPatch& show, Crew& crew, Door door, Refused refused);
     Q_DISABLE_COPY_MOVE(CrewService)
 
 private:
@@ -42,7 +47,8 @@ private:
     [[nodiscard]] bool
     mayContinue(const Body& body, const QHostAddress& peer, PendingResponse& response);
     [[nodiscard]] bool
-    isAdmitted(const QString& code, const QHostAddress& peer, PendingResponse& response);
+    isAdmitted(const Credential& credential, const QHostAddress& peer, PendingResponse& response);
+    [[nodiscard]] QString cardUrl(const QString& role) const;
 
     void sendRoles(PendingResponse response) const;
     void sendCard(PendingResponse response) const;
@@ -53,7 +59,7 @@ private:
     const ShowPatch& m_show;
     Crew& m_crew;
     Door m_door;
-    WrongCode m_wrongCode;
+    Refused m_refused;
     CodeGuard m_guard;
     QTimer m_keyTimer;
 };

@@ -87,6 +87,17 @@ void ShowPatch::addKeys()
     }
 }
 
+QStringList ShowPatch::namesOf(const ChannelSet& channels) const
+{
+    QStringList names;
+    for (qsizetype channel = 0; channel < m_channels.size(); ++channel) {
+        if (channels.contains(static_cast<std::size_t>(channel))) {
+            names.append(m_channels.at(channel));
+        }
+    }
+    return names;
+}
+
 ChannelSet ShowPatch::setOf(const std::optional<QString>& channel) const
 {
     const auto count = static_cast<std::size_t>(m_channels.size());

@@ -52,6 +52,8 @@ public:
     /// The set of `channel` alone, or, without one, of every channel.
     [[nodiscard]] ChannelSet setOf(const std::optional<QString>& channel) const;
 
+    [[nodiscard]] QStringList namesOf(const ChannelSet& channels) const;
+
     /// The place in roles() of the role that has `key`.
     [[nodiscard]] std::optional<std::size_t> roleWithKey(const QString& key) const;
 

@@ -1,6 +1,8 @@
 #include "relay/sessions/Crew.h"
 #include "tests/TestProgram.h"
 
+#include "tests/relay/audio/TalkingClient.h"
+
 #include <QTest>
 
 #include <list>
@@ -38,7 +40,11 @@ struct Told
     int beats = 0;
     std::chrono::milliseconds retryWindow{0};
     int unheards = 0;
+    std::vector<std::vector<int>> reminders; ///< the channels of each
+    QStringList announcements;
+    std::vector<quint64> closings;
     std::optional<Goodbye> goodbye;
+    std::optional<std::chrono::milliseconds> handedOver;
 };
 
 class FakeEvents final : public PageEvents
@@ -56,7 +62,17 @@ public:
         m_told.retryWindow = retryWindow;
     }
     void unheard() override { ++m_told.unheards; }
+    void forgotten(const std::vector<int>& channels) override
+    {
+        m_told.reminders.push_back(channels);
+    }
+    void announcement(const QString& text) override { m_told.announcements.append(text); }
+    void keysClosed(quint64 count) override { m_told.closings.push_back(count); }
     void goodbye(Goodbye reason) override { m_told.goodbye = reason; }
+    void handedOver(std::chrono::milliseconds retryAfter) override
+    {
+        m_told.handedOver = retryAfter;
+    }
 
 private:
     Told& m_told;
@@ -77,6 +93,18 @@ public:
     void left(const QString& role, const QString& address, Departure why) override
     {
         lines.append(QStringLiteral("left %1 %2 %3").arg(role, address).arg(static_cast<int>(why)));
+    }
+    void
+    keptKeysOn(const QString& role, const QStringList& channels, std::chrono::minutes time) override
+    {
+        lines.append(QStringLiteral("%1 kept %2 on for %3 min")
+                         .arg(role, channels.join(QLatin1Char(' ')))
+                         .arg(time.count()));
+    }
+
+    void called(const QString& role, const QString& channel) override
+    {
+        lines.append(QStringLiteral("%1 calls on %2").arg(role, channel));
     }
 
     QStringList lines;
@@ -131,13 +159,39 @@ private Q_SLOTS:
     void leavingBeforeConnectingIsNotTold();
     void aFullCrewTakesNoMore();
     void tooManyConnectingHaveToWait();
+    void whoConnectsForLongGivesWayToTheNext();
+    void theNetworkThatConnectsMostGivesWay();
     void thoseWhoHaveToWaitComeAgainOneAfterTheOther();
     void aSessionThatCannotBeReplacedNowStays();
     void theFirstRetriesOfACrewAreSpreadByItsSize();
     void withoutALinkThereIsNothingLeft();
     void aPageIsToldThatItsMicrophoneIsNotHeard();
+    void whoForgetsAKeyIsReminded();
+    void whoForgetsAKeyIsToldToTheConsole();
+    void whoSpeaksIsNotReminded();
+    void whoSpeaksAfterAReminderIsRemindedAgainMuchLater();
+    void whoTapsAgainHasAnsweredTheReminder();
+    void whoReleasesTheKeyIsNotReminded();
+    void aReminderThatMayBeLostIsSentAgain();
     void announcementsShowOnTheirChannels();
+    void anAnnouncementIsReadByThoseWhoHearIt();
+    void theDeskClosesTheKeysOfOneMember();
+    void theDeskClosesEveryKey();
+    void aStatePostedBeforeThePageKnewOpensNoKeyAgain();
+    void aClosingThatMayBeLostIsToldAgain();
+    void theDeskSeesWhoIsThereAndWhoseKeysAreOpen();
+    void theDeskSeesWhenAMemberWasLastHeard();
+    void aCallReachesThoseWhoListenThere();
+    void theCallerSeesWhoHasAnswered();
+    void aCallToWhichAllHaveAnsweredEnds();
+    void callsOfOneMemberAreLimited();
+    void whoComesBackIsNotCalledAgain();
+    void aLightIsShownToThoseWhoListenAndAcknowledged();
+    void acknowledgementsAreToldOnce();
+    void aChannelBeyondTheRoleCallsAndAcknowledgesNothing();
+    void theDeskSeesCallsAndLightsWithTheirAnswers();
     void goingOffAirSaysGoodbyeToAll();
+    void handingOverTellsEachPageATimeOfItsOwnToJoinAgain();
     void aHeartbeatComesEveryTwoSeconds();
     void theLinkLearnsWhatItNeedsOfTheAnswer();
 
@@ -145,7 +199,14 @@ private:
     /// Joins, with its link connected at once, and returns the session.
     QString join(std::size_t role, const QString& replaces = {});
     QString ask(std::size_t role, const QString& replaces = {});
-    void press(const QString& session, std::vector<int> talk);
+    void press(const QString& session, std::vector<int> talk, quint64 closings = 0);
+    [[nodiscard]] std::vector<std::size_t> openKeysOf(std::size_t member) const;
+    bool call(const QString& session, int channel, bool on = true);
+    void answer(const QString& session, int channel);
+    void acknowledge(const QString& session, int channel);
+    [[nodiscard]] ChannelSet channel(const QString& name) const { return m_show.setOf(name); }
+    void pass(std::chrono::seconds time);
+    void speak(std::size_t link);
     Told& listenTo(const QString& session);
 
     ShowFile m_file = hamlet();
@@ -157,6 +218,8 @@ private:
     std::unique_ptr<Crew> m_crew;
     Clock::time_point m_now;
     quint64 m_number = 0;
+    std::optional<TalkingClient> m_talker;
+    QStringList m_sessions; ///< of those who have connected
 };
 
 void CrewTest::init()
@@ -166,6 +229,8 @@ void CrewTest::init()
     m_links.clear();
     m_told.clear();
     m_number = 0;
+    m_sessions.clear();
+    m_talker.emplace(syllables());
     m_now = Clock::time_point(1h);
     m_crew = std::make_unique<Crew>(
         m_show, *m_room,
@@ -183,7 +248,7 @@ void CrewTest::cleanup()
 
 QString CrewTest::ask(std::size_t role, const QString& replaces)
 {
-    const QString address = QStringLiteral("10.0.0.%1").arg(m_links.size() + 1);
+    const QHostAddress address(QStringLiteral("10.0.0.%1").arg(m_links.size() + 1));
     return m_crew->join({role, true, replaces, address}, m_now).value().session;
 }
 
@@ -194,19 +259,45 @@ QString CrewTest::join(std::size_t role, const QString& replaces)
         return {};
     }
     m_links.back()->now = MediaLink::State::Connected;
+    m_sessions.append(session);
     m_crew->checkTimeouts(m_now);
     return session;
 }
 
-void CrewTest::press(const QString& session, std::vector<int> talk)
+void CrewTest::press(const QString& session, std::vector<int> talk, quint64 closings)
 {
     StateRequest state;
     state.session = session;
     state.number = ++m_number;
     state.talk = std::move(talk);
     state.levels = {1, 1, 1};
+    state.closings = closings;
     m_now += Crew::keyIntervalPerMember * Crew::maxMembers; // shown at once
     QVERIFY(m_crew->takeState(state, m_now));
+}
+
+/// Time passes, while the pages stay there.
+void CrewTest::pass(std::chrono::seconds time)
+{
+    for (const Clock::time_point end = m_now + time; m_now < end;) {
+        m_now += 1s;
+        for (const QString& session : m_sessions) {
+            StateRequest state;
+            state.session = session;
+            (void)m_crew->takeState(state, m_now); // an old one, as its number is 0
+        }
+        m_crew->checkTimeouts(m_now);
+    }
+}
+
+/// A few syllables come by that link.
+void CrewTest::speak(std::size_t link)
+{
+    for (int cycle = 0; cycle < 50; ++cycle) {
+        m_links.at(link)->receiver(m_talker->next());
+        m_room->runCycle();
+    }
+    m_crew->checkTimeouts(m_now);
 }
 
 Told& CrewTest::listenTo(const QString& session)
@@ -460,6 +551,56 @@ void CrewTest::tooManyConnectingHaveToWait()
     QVERIFY(m_crew->has(ask(1)));
 }
 
+void CrewTest::whoConnectsForLongGivesWayToTheNext()
+{
+    const QString first = ask(1);
+    Told& told = listenTo(first);
+    for (std::size_t count = 1; count < Crew::maxConnecting; ++count) {
+        m_now += 1ms;
+        (void)ask(1);
+    }
+    const std::size_t there = m_crew->memberCount();
+    m_now += Crew::givesWayAfter - std::chrono::milliseconds(Crew::maxConnecting);
+    QVERIFY(!m_crew->join({1, true, {}, {}}, m_now));
+    m_now += 1ms;
+    QVERIFY(m_crew->has(ask(1)));
+    QVERIFY(!m_crew->has(first));
+    QCOMPARE(m_crew->memberCount(), there);
+    QCOMPARE(told.goodbye, std::optional(Goodbye::Silent));
+    QVERIFY(m_links.front()->isClosed);
+    QVERIFY(!m_crew->join({1, true, {}, {}}, m_now)); // the others are not so late yet
+}
+
+void CrewTest::theNetworkThatConnectsMostGivesWay()
+{
+    const auto begin = [this](const QString& address) {
+        return m_crew->join({1, true, {}, QHostAddress(address)}, m_now).value().session;
+    };
+    const QString phone = begin(QStringLiteral("192.168.1.5"));
+    m_now += 1s;
+    QStringList ofOneAddress;
+    QStringList ofOthers;
+    for (std::size_t count = 1; count < Crew::maxConnecting; ++count) {
+        if (count % 3 == 0) {
+            ofOneAddress.append(begin(QStringLiteral("10.0.0.9")));
+        } else {
+            ofOthers.append(begin(QStringLiteral("10.0.0.%1").arg(count + 100)));
+        }
+    }
+    m_now += Crew::givesWayAfter;
+    for (const QString& address : {QStringLiteral("192.168.1.6"), QStringLiteral("192.168.1.7")}) {
+        QVERIFY(m_crew->has(begin(address)));
+    }
+    QVERIFY(m_crew->has(phone));
+    const auto left = [this](const QStringList& sessions) {
+        return std::count_if(sessions.begin(), sessions.end(), [this](const QString& session) {
+            return m_crew->has(session);
+        });
+    };
+    QCOMPARE(left(ofOneAddress), ofOneAddress.size() - 2);
+    QCOMPARE(left(ofOthers), ofOthers.size());
+}
+
 void CrewTest::thoseWhoHaveToWaitComeAgainOneAfterTheOther()
 {
     QCOMPARE(m_crew->takeRetryTime(m_now), Crew::minRetry);
@@ -526,6 +667,105 @@ void CrewTest::aPageIsToldThatItsMicrophoneIsNotHeard()
     QCOMPARE(told.unheards, 1);
 }
 
+void CrewTest::whoForgetsAKeyIsReminded()
+{
+    const QString caller = join(0);
+    Told& told = listenTo(caller);
+    Told& others = listenTo(join(1));
+    press(caller, {0, 1});
+    pass(3min - 1s);
+    QVERIFY(told.reminders.empty());
+    pass(1s);
+    QCOMPARE(told.reminders, (std::vector<std::vector<int>>{{0, 1}}));
+    pass(10min);
+    QCOMPARE(told.reminders.size(), std::size_t{1});
+    QVERIFY(others.reminders.empty());
+}
+
+void CrewTest::whoForgetsAKeyIsToldToTheConsole()
+{
+    const QString caller = join(0);
+    press(caller, {1});
+    pass(4min - 1s);
+    QCOMPARE(m_observer.lines.size(), 1); // that it joined
+    pass(1s);
+    QCOMPARE(m_observer.lines.constLast(), QStringLiteral("Caller kept Tech on for 4 min"));
+    speak(0);
+    pass(10min);
+    QCOMPARE(m_observer.lines.size(), 2);
+    press(caller, {});
+    press(caller, {0, 1});
+    pass(4min);
+    QCOMPARE(m_observer.lines.constLast(), QStringLiteral("Caller kept Main Tech on for 4 min"));
+}
+
+void CrewTest::whoSpeaksIsNotReminded()
+{
+    const QString caller = join(0);
+    Told& told = listenTo(caller);
+    press(caller, {0});
+    for (int word = 0; word < 5; ++word) {
+        pass(2min);
+        speak(0);
+    }
+    QVERIFY(told.reminders.empty());
+    QCOMPARE(m_observer.lines.size(), 1);
+}
+
+void CrewTest::whoSpeaksAfterAReminderIsRemindedAgainMuchLater()
+{
+    const QString caller = join(0);
+    Told& told = listenTo(caller);
+    press(caller, {0});
+    pass(3min);
+    speak(0);
+    pass(3min - 1s);
+    QCOMPARE(told.reminders.size(), std::size_t{1});
+    pass(1s);
+    QCOMPARE(told.reminders.size(), std::size_t{2});
+    QCOMPARE(m_observer.lines.size(), 1);
+}
+
+void CrewTest::whoTapsAgainHasAnsweredTheReminder()
+{
+    const QString caller = join(0);
+    Told& told = listenTo(caller);
+    press(caller, {0});
+    pass(3min);
+    press(caller, {});
+    press(caller, {0});
+    pass(3min - 1s);
+    QCOMPARE(told.reminders.size(), std::size_t{1});
+    QCOMPARE(m_observer.lines.size(), 1);
+    pass(1s);
+    QCOMPARE(told.reminders.size(), std::size_t{2});
+}
+
+void CrewTest::whoReleasesTheKeyIsNotReminded()
+{
+    const QString caller = join(0);
+    Told& told = listenTo(caller);
+    press(caller, {0});
+    pass(3min - 1s);
+    press(caller, {});
+    pass(10min);
+    QVERIFY(told.reminders.empty());
+    QCOMPARE(m_observer.lines.size(), 1);
+}
+
+void CrewTest::aReminderThatMayBeLostIsSentAgain()
+{
+    const QString caller = join(0);
+    Told& before = listenTo(caller);
+    press(caller, {0});
+    pass(200s);
+    Told& after = listenTo(caller);
+    QVERIFY(after.reminders.empty());
+    pass(1s);
+    QCOMPARE(before.reminders.size(), std::size_t{1});
+    QCOMPARE(after.reminders.size(), std::size_t{1});
+}
+
 void CrewTest::announcementsShowOnTheirChannels()
 {
     Told& told = listenTo(join(1));
@@ -535,6 +775,310 @@ void CrewTest::announcementsShowOnTheirChannels()
     QVERIFY(!told.desks.back().channels.at(0).announcing);
 }
 
+void CrewTest::anAnnouncementIsReadByThoseWhoHearIt()
+{
+    Told& caller = listenTo(join(0));
+    Told& lights = listenTo(join(1));
+    const QString text = QStringLiteral("Beginners, please");
+    m_crew->announce(text, m_show.setOf(QStringLiteral("Main")));
+    QCOMPARE(caller.announcements, QStringList(text));
+    QVERIFY(lights.announcements.empty());
+    m_crew->announce(text, m_show.setOf({}));
+    QCOMPARE(caller.announcements.size(), 2);
+    QCOMPARE(lights.announcements, QStringList(text));
+}
+
+/// The channels on which the member of that place has keys open, as the desk sees it.
+std::vector<std::size_t> CrewTest::openKeysOf(std::size_t member) const
+{
+    std::vector<std::size_t> channels;
+    const std::vector<MemberOverview> seen = m_crew->overview().members;
+    for (const MemberOverview::OpenKey& key : seen.at(member).openKeys) {
+        channels.push_back(key.channel);
+    }
+    return channels;
+}
+
+void CrewTest::theDeskClosesTheKeysOfOneMember()
+{
+    const QString caller = join(0);
+    const QString lights = join(1);
+    Told& callers = listenTo(caller);
+    Told& lightss = listenTo(lights);
+    press(caller, {0, 1});
+    press(lights, {0});
+    QCOMPARE(
+        m_crew->closeKeys(m_crew->overview().members.at(0).id),
+        QStringList(QStringLiteral("Caller")));
+    QCOMPARE(callers.closings, std::vector<quint64>{1});
+    QCOMPARE(lightss.closings, std::vector<quint64>());
+    QCOMPARE(lightss.desks.back().channels.at(0).talking, QStringList());
+    QCOMPARE(openKeysOf(0), std::vector<std::size_t>());
+    QCOMPARE(openKeysOf(1), std::vector<std::size_t>{1});
+    // The mixer hears it no more.
+    for (int cycle = 0; cycle < 50; ++cycle) {
+        m_links.at(0)->receiver(m_talker->next());
+        m_room->runCycle();
+    }
+    QCOMPARE(m_room->received(m_crew->overview().members.at(0).id).speechCycles, std::uint64_t{0});
+    QCOMPARE(m_crew->closeKeys(m_crew->overview().members.at(0).id), QStringList());
+    QCOMPARE(m_crew->closeKeys(4711), QStringList());
+}
+
+void CrewTest::theDeskClosesEveryKey()
+{
+    const QString caller = join(0);
+    const QString lights = join(1);
+    (void)join(2);
+    press(caller, {0});
+    press(lights, {0});
+    QStringList closed = m_crew->closeKeys(std::nullopt);
+    closed.sort();
+    QCOMPARE(closed, (QStringList{QStringLiteral("Caller"), QStringLiteral("Lights")}));
+    QCOMPARE(openKeysOf(0), std::vector<std::size_t>());
+    QCOMPARE(openKeysOf(1), std::vector<std::size_t>());
+}
+
+void CrewTest::aStatePostedBeforeThePageKnewOpensNoKeyAgain()
+{
+    const QString caller = join(0);
+    press(caller, {0});
+    (void)m_crew->closeKeys(std::nullopt);
+    press(caller, {0}); // was on its way
+    QCOMPARE(openKeysOf(0), std::vector<std::size_t>());
+    press(caller, {}, 1);
+    press(caller, {0}, 1);
+    QCOMPARE(openKeysOf(0), std::vector<std::size_t>{0});
+}
+
+void CrewTest::aClosingThatMayBeLostIsToldAgain()
+{
+    const QString caller = join(0);
+    press(caller, {0});
+    (void)m_crew->closeKeys(std::nullopt); // while the page has no stream
+    QCOMPARE(listenTo(caller).closings, std::vector<quint64>{1});
+    press(caller, {}, 1);
+    QCOMPARE(listenTo(caller).closings, std::vector<quint64>());
+}
+
+void CrewTest::theDeskSeesWhoIsThereAndWhoseKeysAreOpen()
+{
+    int changes = 0;
+    m_crew->onOverviewChanged([&changes] { ++changes; });
+    const QString caller = join(0);
+    QVERIFY(changes > 0);
+    changes = 0;
+    press(caller, {1});
+    QVERIFY(changes > 0);
+    const Clock::time_point opened = m_now;
+    pass(3s);
+    press(caller, {0, 1});
+    const std::vector<MemberOverview> seen = m_crew->overview().members;
+    QCOMPARE(seen.size(), std::size_t{1});
+    QCOMPARE(seen.at(0).role, std::size_t{0});
+    QCOMPARE(seen.at(0).address, QStringLiteral("10.0.0.1"));
+    QVERIFY(seen.at(0).isConnected && seen.at(0).hasMicrophone);
+    QCOMPARE(openKeysOf(0), (std::vector<std::size_t>{0, 1}));
+    QCOMPARE(seen.at(0).openKeys.at(0).since, m_now);
+    QCOMPARE(seen.at(0).openKeys.at(1).since, opened);
+    m_links.at(0)->now = MediaLink::State::Lost;
+    QVERIFY(!m_crew->overview().members.at(0).isConnected);
+    changes = 0;
+    m_crew->leave(caller);
+    QVERIFY(changes > 0);
+    QVERIFY(m_crew->overview().members.empty());
+}
+
+void CrewTest::theDeskSeesWhenAMemberWasLastHeard()
+{
+    const QString caller = join(0);
+    speak(0); // with its keys closed
+    QVERIFY(!m_crew->overview().members.at(0).lastSpeech);
+    press(caller, {0});
+    QVERIFY(!m_crew->overview().members.at(0).lastSpeech);
+    m_now += 1s;
+    speak(0);
+    QCOMPARE(m_crew->overview().members.at(0).lastSpeech, std::optional(m_now));
+}
+
+/// False if the member has called too often.
+bool CrewTest::call(const QString& session, int channel, bool on)
+{
+    return m_crew->takeCall({session, channel, on}, m_now).has_value();
+}
+
+/// Acknowledges a call.
+void CrewTest::answer(const QString& session, int channel)
+{
+    QVERIFY(m_crew->takeAcknowledgement({session, channel, true}, m_now));
+}
+
+/// Acknowledges a light.
+void CrewTest::acknowledge(const QString& session, int channel)
+{
+    QVERIFY(m_crew->takeAcknowledgement({session, channel, false}, m_now));
+}
+
+void CrewTest::aCallReachesThoseWhoListenThere()
+{
+    const QString caller = join(0);
+    const QString lights = join(1);
+    const QString usher = join(2);
+    Told& lightss = listenTo(lights);
+    Told& ushers = listenTo(usher);
+    QVERIFY(call(caller, 1)); // Tech
+    QCOMPARE(lightss.desks.back().channels.at(0).call->from, QStringLiteral("Caller"));
+    QVERIFY(!lightss.desks.back().channels.at(0).call->isMine);
+    QVERIFY(!ushers.desks.back().channels.at(0).call);
+    QVERIFY(m_observer.lines.contains(QStringLiteral("Caller calls on Tech")));
+    answer(lights, 0);
+    QVERIFY(lightss.desks.back().channels.at(0).call->isAcknowledged);
+    QVERIFY(call(caller, 1, false));
+    QVERIFY(!lightss.desks.back().channels.at(0).call);
+}
+
+void CrewTest::theCallerSeesWhoHasAnswered()
+{
+    const QString caller = join(0);
+    const QString lights = join(1);
+    const QString more = join(1);
+    Told& callers = listenTo(caller);
+    QVERIFY(call(caller, 1));
+    answer(more, 0);
+    const DeskEvent::Call seen = callers.desks.back().channels.at(1).call.value();
+    QVERIFY(seen.isMine);
+    QCOMPARE(seen.called, 2);
+    QCOMPARE(seen.answered, QStringList(QStringLiteral("Lights")));
+}
+
+void CrewTest::aCallToWhichAllHaveAnsweredEnds()
+{
+    const QString caller = join(0);
+    const QString lights = join(1);
+    const QString more = join(1);
+    QVERIFY(call(caller, 1));
+    answer(lights, 0);
+    pass(Signals::answeredTime + 1s);
+    QVERIFY(m_crew->overview().channels.at(1).call.has_value());
+    m_sessions.removeOne(more);
+    m_crew->leave(more); // the only one who has not answered
+    pass(Signals::answeredTime + 1s);
+    QVERIFY(!m_crew->overview().channels.at(1).call);
+    QVERIFY(call(caller, 1));
+    pass(Signals::maxCallTime + 1s);
+    QVERIFY(!m_crew->overview().channels.at(1).call);
+}
+
+void CrewTest::callsOfOneMemberAreLimited()
+{
+    const QString caller = join(0);
+    const QString lights = join(1);
+    for (int calls = 0; calls < Crew::callsAtOnce; ++calls) {
+        QVERIFY(call(caller, 1));
+        QVERIFY(call(caller, 1)); // is being called
+        QVERIFY(call(caller, 1, false));
+    }
+    const auto refused = m_crew->takeCall({caller, 1, true}, m_now);
+    QVERIFY(refused.error().error == Crew::CallError::TooMany);
+    QCOMPARE(refused.error().wait, Crew::callInterval);
+    QVERIFY(!m_crew->overview().channels.at(1).call);
+    QVERIFY(call(lights, 0));
+    pass(Crew::callInterval);
+    QVERIFY(call(caller, 0));
+    QVERIFY(
+        m_crew->takeCall({QStringLiteral("unknown"), 0, true}, m_now).error().error ==
+        Crew::CallError::NoSession);
+}
+
+void CrewTest::whoComesBackIsNotCalledAgain()
+{
+    const QString caller = join(0);
+    const QString lights = join(1);
+    (void)join(1);
+    QVERIFY(call(caller, 1));
+    answer(lights, 0);
+    const QString again = join(1, lights);
+    QVERIFY(listenTo(again).desks.back().channels.at(0).call->isAcknowledged);
+    const QString callerAgain = join(0, caller);
+    QVERIFY(listenTo(callerAgain).desks.back().channels.at(1).call->isMine);
+}
+
+void CrewTest::aLightIsShownToThoseWhoListenAndAcknowledged()
+{
+    const QString lights = join(1);
+    const QString usher = join(2);
+    Told& lightss = listenTo(lights);
+    Told& ushers = listenTo(usher);
+    m_crew->showLight(
+        channel(QStringLiteral("Tech")), Signals::LightKind::Standby, QStringLiteral("LX 12"),
+        m_now);
+    QCOMPARE(
+        lightss.desks.back().channels.at(0).light.value(),
+        (DeskEvent::Light{false, QStringLiteral("LX 12"), false}));
+    QVERIFY(!ushers.desks.back().channels.at(0).light);
+    acknowledge(lights, 0);
+    QVERIFY(lightss.desks.back().channels.at(0).light->isAcknowledged);
+    m_crew->showLight(channel(QStringLiteral("Tech")), Signals::LightKind::Go, {}, m_now);
+    QCOMPARE(
+        lightss.desks.back().channels.at(0).light.value(), (DeskEvent::Light{true, {}, false}));
+    pass(Signals::goTime);
+    QVERIFY(!lightss.desks.back().channels.at(0).light);
+    m_crew->showLight(channel(QStringLiteral("Tech")), Signals::LightKind::Standby, {}, m_now);
+    m_crew->clearSignals(channel(QStringLiteral("Tech")));
+    QVERIFY(!lightss.desks.back().channels.at(0).light);
+}
+
+void CrewTest::acknowledgementsAreToldOnce()
+{
+    QStringList told;
+    m_crew->onAcknowledged(
+        [&told](const QString& role, const QString& name, const Signals::Acknowledged& what) {
+            told.append(
+                QStringLiteral("%1 %2 %3%4")
+                    .arg(role, name, what.text, what.isCall ? QStringLiteral("call") : QString()));
+        });
+    const QString lights = join(1);
+    m_crew->call(channel(QStringLiteral("Tech")), m_now);
+    m_crew->showLight(
+        channel(QStringLiteral("Tech")), Signals::LightKind::Standby, QStringLiteral("LX 12"),
+        m_now);
+    for (int times = 0; times < 2; ++times) {
+        answer(lights, 0);
+        acknowledge(lights, 0);
+    }
+    QCOMPARE(
+        told,
+        (QStringList{QStringLiteral("Lights Tech call"), QStringLiteral("Lights Tech LX 12")}));
+}
+
+void CrewTest::aChannelBeyondTheRoleCallsAndAcknowledgesNothing()
+{
+    const QString lights = join(1);
+    QVERIFY(call(lights, 1));
+    QVERIFY(m_crew->overview().channels.at(1).call == std::nullopt);
+    acknowledge(lights, 1);
+    QVERIFY(!m_crew->takeAcknowledgement({QStringLiteral("unknown"), 0, true}, m_now));
+}
+
+void CrewTest::theDeskSeesCallsAndLightsWithTheirAnswers()
+{
+    const QString caller = join(0);
+    const QString lights = join(1);
+    QVERIFY(call(caller, 1));
+    m_crew->showLight(
+        channel(QStringLiteral("Tech")), Signals::LightKind::Standby, QStringLiteral("LX 12"),
+        m_now);
+    answer(lights, 0);
+    acknowledge(lights, 0);
+    const ChannelOverview seen = m_crew->overview().channels.at(1);
+    QCOMPARE(seen.call->from, QStringLiteral("Caller"));
+    QCOMPARE(seen.call->called, 1);
+    QCOMPARE(seen.call->answered, QStringList(QStringLiteral("Lights")));
+    QCOMPARE(seen.light->text, QStringLiteral("LX 12"));
+    QCOMPARE(seen.light->shown, 2);
+    QCOMPARE(seen.light->answered, QStringList(QStringLiteral("Lights")));
+}
+
 void CrewTest::goingOffAirSaysGoodbyeToAll()
 {
     Told& first = listenTo(join(0));
@@ -542,6 +1086,20 @@ void CrewTest::goingOffAirSaysGoodbyeToAll()
     m_crew->goOffAir();
     QCOMPARE(first.goodbye, std::optional(Goodbye::OffAir));
     QCOMPARE(second.goodbye, std::optional(Goodbye::OffAir));
+    QVERIFY(m_links.front()->isClosed && m_links.back()->isClosed);
+    QCOMPARE(m_crew->memberCount(), std::size_t{0});
+}
+
+void CrewTest::handingOverTellsEachPageATimeOfItsOwnToJoinAgain()
+{
+    Told& first = listenTo(join(0));
+    Told& second = listenTo(join(1));
+    m_crew->handOver();
+    QVERIFY(!first.goodbye && !second.goodbye);
+    QCOMPARE(std::min(first.handedOver, second.handedOver), std::optional(Crew::takeOverTime));
+    QCOMPARE(
+        std::max(first.handedOver, second.handedOver),
+        std::optional(Crew::takeOverTime + Crew::joinInterval));
     QVERIFY(m_links.front()->isClosed && m_links.back()->isClosed);
     QCOMPARE(m_crew->memberCount(), std::size_t{0});
 }
