@@ -11,6 +11,11 @@ export class Awake {
         document.addEventListener('visibilitychange', () => this.#request());
     }
 
+    /** True while the screen cannot lock. */
+    get isHeld() {
+        return this.#lock !== null && !this.#lock.released;
+    }
+
     start() {
         this.#wanted = true;
         if (navigator.wakeLock) this.#request();
@@ -25,7 +30,7 @@ export class Awake {
 
     async #request() {
         if (!this.#wanted || !navigator.wakeLock || document.visibilityState !== 'visible') return;
-        if (this.#asking || (this.#lock && !this.#lock.released)) return;
+        if (this.#asking || this.isHeld) return;
         this.#asking = true;
         try {
             const lock = await navigator.wakeLock.request('screen');

@@ -119,6 +119,11 @@ export class Call {
         await this.#transceiver?.sender.replaceTrack(track);
     }
 
+    /** Everything that the browser knows of the connection (RTCStatsReport). */
+    statistics() {
+        return this.#connection.getStats();
+    }
+
     /** How many RTP packets have been received; null before the first one. */
     async packetsReceived() {
         if (!this.#transceiver) return null;

@@ -19,6 +19,9 @@ export const eventsTimeout = 4500; // without a heartbeat: the TCP connection of
 export const firstRetry = 500; // milliseconds; doubles with every failure
 const maxRetry = 5000;
 const offAirRetry = 3000;
+// After a goodbye of the desk, it is probably on air again soon: it was stopped and started, or another one takes over.
+export const comingBackRetry = 600;
+export const comingBackTime = 60000;
 const suspendedAfter = 2000; // between two ticks: the page was not running
 export const resumeGrace = 2500; // for what has queued up while the page was suspended
 
@@ -38,6 +41,7 @@ export class Connection {
     #lastTick = null;
     #lossReason = null;
     #retryWindow = firstRetry;
+    #comingBackUntil = -Infinity;
 
     // Of the current attempt.
     #timers = new Map(); // keys of `timeouts`, and since when each runs
@@ -88,6 +92,7 @@ export class Connection {
         this.#lost = false;
         this.#offAir = false;
         this.#failures = 0;
+        this.#comingBackUntil = -Infinity;
         this.#retryIn(0, now);
     }
 
@@ -205,10 +210,18 @@ export class Connection {
         if (this.#hasSession()) this.#lose(reason, now);
     }
 
-    goodbye(reason, now) {
+    /** `retry` is after how many milliseconds to join again, if the desk tells: each page has a time of its own. */
+    goodbye(reason, now, retry = null) {
         if (!this.#hasSession()) return;
         this.#offAir = reason === 'off-air';
+        if (this.#offAir || retry !== null) this.#comingBackUntil = now + comingBackTime;
         this.#lose(`goodbye ${reason}`, now);
+        if (retry !== null) this.#retryIn(retry, now);
+    }
+
+    /** Milliseconds until tick() is to be called for the next retry; null if none is due. */
+    timeToRetry(now) {
+        return this.#state === 'waiting' ? Math.max(0, this.#retryAt - now) : null;
     }
 
     /** Joins again although nothing is wrong: a call that began without a microphone cannot carry one. */
@@ -240,6 +253,7 @@ export class Connection {
         this.#timers.delete('not connected');
         this.#hasBeenConnected = true;
         this.#failures = 0;
+        this.#comingBackUntil = -Infinity;
     }
 
     /**
@@ -273,8 +287,14 @@ export class Connection {
         this.#backOff(now);
     }
 
-    /** Exponential backoff with jitter. The first retry comes within the window that the desk has told. */
+    /**
+     * Exponential backoff with jitter. The first retry comes within the window that the desk has told. A desk that is
+     * coming back is asked more often, but by the whole crew together no more often than it can take them.
+     */
     #backOff(now) {
+        if (now < this.#comingBackUntil) {
+            return this.#retryIn(this.#withJitter(Math.max(comingBackRetry, this.#retryWindow)), now);
+        }
         if (this.#offAir) return this.#retryIn(this.#withJitter(offAirRetry), now);
         const wait = Math.min(maxRetry, firstRetry * 2 ** this.#failures);
         this.#retryIn(this.#failures > 0 ? this.#withJitter(wait) : this.#random() * this.#retryWindow, now);

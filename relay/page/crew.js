@@ -1,202 +1,94 @@
 // The crew's page: enter the code, choose a role, talk and listen.
 import { Awake } from './awake.js';
-import { fetchRoles } from './desk-api.js';
 import { DeskView } from './desk-view.js';
+import { Device } from './device.js';
+import { Entry, roleName, setTitle } from './entry.js';
 import { KeyHands } from './key-hands.js';
+import { Levels } from './levels.js';
 import { memory, takeFragment } from './memory.js';
 import { Microphone, settings } from './microphone.js';
-import * as sentences from './sentences.js';
+import { fractionOf, MicrophoneCheck, showMicrophones } from './microphone-check.js';
+import { Announcements, EndTone, Notices, TalkersTeller, tell, vibrate } from './notices.js';
+import { fillTexts, language, languages, say, setLanguage } from './sentences.js';
 import { Session } from './session.js';
+import { SignalView } from './signal-view.js';
 import { announceAudioUse, Sound } from './sound.js';
+import { showStep, step } from './steps.js';
 import { TalkKeys } from './talk-keys.js';
+import { SilenceWatch, SleepWatch } from './watches.js';
 
 // Milliseconds
-const maxBlankTime = 500; // until the first step is shown while the desk has not responded
-const rolesInterval = 5000;
-const codeRetryInterval = 3000;
-const noticeTimeout = 12000;
-const politeInterval = 5000;
+const promptTimeout = 4000; // after which the person may go on without the microphone
 const meterInterval = 66;
+const sleepInterval = 500;
+
+const statusWords = { 'on-air': 'onAir', connecting: 'connecting', lost: 'lost', 'off-air': 'offAir' };
 
 const find = (id) => document.getElementById(id);
-const steps = ['code-step', 'roles-step', 'joining-step', 'desk-step'];
 
-let step = null;
-let code = null;
 let role = null; // {key, name} of the role joined or requested
 let session = null;
 let keys = null;
 let reconnecting = false;
 let status = null; // of the connection
 
-const microphone = new Microphone(() => {
-    showMicrophone();
-    session?.microphoneChanged();
+const microphone = new Microphone({
+    ended: () => {
+        endTalking('microphoneGone');
+        showMicrophone();
+        session?.microphoneChanged();
+    },
+    mayBeBack: async () => {
+        if (step !== 'desk-step' || !(await openMicrophone()) || microphone.track === null) return;
+        notices.notify(say('microphoneIsBack'));
+    },
 });
 const sound = new Sound(find('sound'), (refused) => {
     find('hear').hidden = !refused;
 });
+const endTone = new EndTone();
 const awake = new Awake(() => {
-    find('awake-note').textContent = sentences.stayAwake;
     find('awake-note').hidden = false;
 });
-const view = new DeskView(
-    { list: find('channels'), allArea: find('all-area'), empty: find('no-channels') },
-    () => session?.isChanging(),
-);
-const hands = new KeyHands(() => keys, keysChanged);
+const device = new Device(awake);
+const notices = new Notices();
+const announcements = new Announcements();
+const talkersTeller = new TalkersTeller();
+const levels = new Levels(find('level-rows'), (words) => {
+    view.showSilenced(levels.silenced);
+    session?.isChanging();
+    tell('own', words);
+});
+const view = new DeskView({
+    area: find('channels-area'),
+    list: find('channels'),
+    heard: find('heard'),
+    heardArea: find('heard-area'),
+    allArea: find('all-area'),
+    empty: find('no-channels'),
+});
+const signals = new SignalView({
+    nameOf: (channel) => view.nameOf(channel),
+    // One that was not taken stays on the screen, to be tapped again.
+    answer: ({ channel, kind }) => session?.acknowledge(channel, kind === 'call').catch(() => {}),
+    call: (channel, on) => session?.call(channel, on).catch(callFailed),
+});
+const hands = new KeyHands({
+    keys: () => keys,
+    changed: keysChanged,
+    cutOff: () => talkingEnded('cutOff'),
+    keysScroll: () => view.scrolls,
+});
+const entry = new Entry(join);
+const check = new MicrophoneCheck(microphone, openMicrophone);
 
-// ---- Steps ----
-
-function showStep(name) {
-    step = name;
-    for (const id of steps) find(id).hidden = id !== name;
-    find('masthead').hidden = name === 'desk-step';
-    find('warning-help').hidden = name === 'desk-step' || name === 'joining-step';
-    document.body.dataset.step = name;
-    if (name !== 'desk-step' && find('menu').open) find('menu').close();
-    const heading = find(name).querySelector('[tabindex="-1"]');
-    if (name === 'code-step') find('code').focus({ preventScroll: true });
-    else heading?.focus({ preventScroll: true });
-    window.scrollTo(0, 0);
-}
-
-function setTitle(text) {
-    document.title = text ? `${text} – Wingbell crew` : 'Wingbell crew';
-}
-
-// ---- The code ----
-
-let codeTimer = 0;
-let lastRequest = 0; // for the roles; responses to older ones are stale
-
-function showCode(message = '') {
-    find('masthead-show').textContent = 'Crew intercom';
-    setTitle('');
-    find('code-message').textContent = message;
-    showStep('code-step');
-}
-
-function typedCode() {
-    return find('code').value.replace(/\D/g, '');
-}
-
-function submitCode() {
-    const typed = typedCode();
-    if (find('code-go').disabled) return;
-    if (typed.length !== 6) {
-        // Pressing the button just after the sixth digit was rejected must not hide the reason.
-        if (typed || !find('code-message').textContent) find('code-message').textContent = sentences.sixDigits;
-        return;
-    }
-    requestRoles(typed);
-}
-
-/** Shows the roles of the show, or the code step with the reason why not. */
-async function requestRoles(wanted, { remembered = false, message = '', preselect = true } = {}) {
-    clearTimeout(codeTimer);
-    codeTimer = 0;
-    lastRequest += 1;
-    const request = lastRequest;
-    find('code-go').disabled = true;
-    find('code').value = wanted;
-    const slow = setTimeout(() => {
-        if (step === null) showCode('Contacting the desk…');
-    }, maxBlankTime);
-    try {
-        const response = await fetchRoles(wanted);
-        if (request !== lastRequest) return;
-        code = wanted;
-        memory.code = wanted;
-        find('code').value = '';
-        showRoles(response, message, preselect);
-    } catch (error) {
-        if (request === lastRequest) codeFailed(error, wanted, remembered);
-    } finally {
-        clearTimeout(slow);
-        if (request === lastRequest && !codeTimer) find('code-go').disabled = false;
-    }
-}
-
-function codeFailed({ error, seconds }, wanted, remembered) {
-    if (error === 'wrong-code') {
-        if (memory.code === wanted) memory.code = null;
-        find('code').value = '';
-        return showCode(remembered ? sentences.codeChanged : sentences.codeError(error, false));
-    }
-    showCode(sentences.codeError(error, true));
-    if (error === 'slow-down') return countDown(Math.max(1, seconds));
-    codeTimer = setTimeout(() => {
-        codeTimer = 0;
-        if (step === 'code-step' && typedCode() === wanted) requestRoles(wanted, { remembered });
-        else find('code-go').disabled = false;
-    }, codeRetryInterval);
-}
-
-function countDown(seconds) {
-    find('code-message').textContent = sentences.slowDown(seconds);
-    codeTimer = setTimeout(() => {
-        codeTimer = 0;
-        if (seconds > 1) return countDown(seconds - 1);
-        find('code-message').textContent = '';
-        find('code-go').disabled = false;
-    }, 1000);
-}
-
-// ---- The roles ----
-
-let rolesTimer = 0;
-
-function showRoles({ show, roles }, message, preselect) {
-    find('masthead-show').textContent = show;
-    setTitle(show);
-    const last = roles.find(({ key }) => key === memory.role);
-    role = last ?? null;
-    const joinLast = find('join-last');
-    joinLast.hidden = !(last && preselect);
-    if (last) joinLast.querySelector('bdi').textContent = last.name;
-    find('roles-message').textContent = message || (memory.role && !last ? sentences.roleGone('') : '');
-    if (!last) memory.role = null;
-    find('roles-title').textContent = joinLast.hidden ? 'Who are you tonight?' : 'Or choose another role';
-    find('no-roles').hidden = roles.length > 0;
-    showRoleRows(roles);
-    for (const input of document.getElementsByName('setting')) input.checked = input.value === setting();
-    showStep('roles-step');
-    clearInterval(rolesTimer);
-    rolesTimer = setInterval(refreshRoles, rolesInterval);
-}
-
-function showRoleRows(roles) {
-    const focused = document.activeElement?.closest('#roles button')?.dataset.key;
-    const rows = roles.map((listed) => {
-        const row = find('role-row').content.firstElementChild.cloneNode(true);
-        const button = row.querySelector('button');
-        button.dataset.key = listed.key;
-        row.querySelector('.role-name').textContent = listed.name;
-        row.querySelector('.presence').textContent = sentences.presence(listed.present);
-        button.addEventListener('click', () => join(listed));
-        return row;
-    });
-    find('roles').replaceChildren(...rows);
-    if (focused) [...find('roles').querySelectorAll('button')].find((b) => b.dataset.key === focused)?.focus();
-}
-
-/** Keeps the counts up to date while the user chooses. Errors are reported when a role is tapped. */
-async function refreshRoles() {
-    if (step !== 'roles-step') return clearInterval(rolesTimer);
-    if (document.visibilityState !== 'visible') return;
-    try {
-        const { roles } = await fetchRoles(code);
-        if (step !== 'roles-step') return;
-        const buttons = new Map([...find('roles').querySelectorAll('button')].map((b) => [b.dataset.key, b]));
-        if (roles.length !== buttons.size || roles.some(({ key }) => !buttons.has(key))) return showRoleRows(roles);
-        for (const { key, present } of roles) {
-            buttons.get(key).querySelector('.presence').textContent = sentences.presence(present);
-        }
-    } catch {
-        // the next one may work
-    }
-}
+// The newest page of this browser is the one in use: two would play each other's voice back.
+const otherPages = 'BroadcastChannel' in window ? new BroadcastChannel('wingbell.joined') : null;
+otherPages?.addEventListener('message', () => {
+    if (step !== 'joining-step' && step !== 'desk-step') return;
+    leave();
+    entry.backToRoles(say('otherTab'));
+});
 
 // ---- Joining ----
 
@@ -206,46 +98,88 @@ function setting() {
 
 /** Must be called within a tap: sound and microphone need one. */
 async function join(wanted) {
-    role = { key: wanted.key, name: wanted.name };
+    role = { key: wanted.key, name: roleName(wanted) };
     memory.role = role.key;
+    otherPages?.postMessage('joined');
     sound.unlock();
+    endTone.unlock();
+    signals.unlock();
     status = null;
-    find('joining-role').textContent = role.name;
-    find('joining-state').textContent = 'Asking for the microphone…';
+    find('joining-role').textContent = say('joiningAs', { name: role.name });
+    find('joining-state').textContent = say('askingForMicrophone');
     find('connection-state').textContent = '';
     showStep('joining-step');
     const joining = role;
-    await microphone.open(setting());
+    await microphoneOrNot();
     if (role !== joining || step !== 'joining-step') return;
     announceAudioUse(microphone.track !== null);
     awake.start();
     session = new Session({
-        code,
+        credential: entry.credential,
         role: role.key,
         microphone,
         sound,
-        state: () => ({ talk: talkingNow(), levels: view.levels }),
-        callbacks: { status: statusChanged, joined, desk: talkersChanged, unheard, ended: sessionEnded },
+        state: () => ({ talk: talkingNow(), levels: levels.factors, ...device.report }),
+        callbacks: {
+            status: statusChanged,
+            joined,
+            desk: talkersChanged,
+            unheard: () => talkingNow().length > 0 && notices.notify(say('unheard')),
+            forgotten,
+            closed: () => endTalking('closedByDesk'),
+            announcement: (text) => announcements.begin(text, say('announcementText', { text })),
+            ended: sessionEnded,
+        },
     });
     session.open();
 }
 
-function joined({ show, role: taken, channels }) {
+/** Waits for the microphone, but lets the person go on without while the browser's question is not answered. */
+async function microphoneOrNot() {
+    const isTested = check.isRunning && microphone.track;
+    check.stop();
+    if (isTested) return; // it is open
+    const listen = find('joining-listen');
+    const slow = setTimeout(() => {
+        listen.hidden = false;
+        find('joining-state').textContent = say('answerThePrompt');
+    }, promptTimeout);
+    const tapped = new Promise((resolve) => {
+        listen.onclick = resolve;
+    });
+    await Promise.race([openMicrophone(), tapped]);
+    clearTimeout(slow);
+    listen.hidden = true;
+}
+
+let deskShown = null; // the desk's response to joining
+
+function joined(response) {
     const again = step === 'desk-step';
-    role = { key: taken.key, name: taken.name };
-    find('role-name').textContent = role.name;
-    find('menu-title').textContent = `${role.name} – ${show}`;
-    find('notice').dataset.show = show;
-    setTitle(`${role.name} – ${show}`);
-    const isNew = view.build(role.name, channels);
+    deskShown = response;
+    showDesk(response);
     keys = new TalkKeys(view.channelsOfKeys);
     keys.setUsable(false);
-    if (isNew) hands.setButtons(view.buttons, view.hasAllKey ? view.buttons.length - 1 : -1);
     view.showTalkers([]);
-    for (const input of document.getElementsByName('menu-setting')) input.checked = input.value === setting();
     reconnecting = again;
-    if (!again) showStep('desk-step');
+    if (!again) {
+        showStep('desk-step');
+        if (!history.state?.isOnDesk) history.pushState({ isOnDesk: true }, '');
+    }
     showMicrophone();
+}
+
+function showDesk({ show, role: taken, channels }) {
+    role = { key: taken.key, name: roleName(taken) };
+    find('role-name').textContent = role.name;
+    const title = say('show', { role: role.name, show });
+    find('menu-title').textContent = title;
+    setTitle(title);
+    notices.setShow(show);
+    levels.build(role.name, channels);
+    if (view.build(channels, language)) hands.setButtons(view.buttons, view.hasAllKey ? view.buttons.length - 1 : -1);
+    view.showSilenced(levels.silenced);
+    signals.build(channels);
 }
 
 /** Ends the session, if there is one, and releases the microphone. */
@@ -255,23 +189,25 @@ function leave() {
     keys = null;
     posted = '[]';
     status = null;
-    notify('');
+    notices.notify('');
+    notices.warn('');
+    notices.setTalking('');
     microphone.close();
     sound.stop();
     awake.stop();
-    showMeter();
+    signals.update([]);
+    showMeter([]);
 }
 
 function sessionEnded(error) {
     const { name } = role;
     leave();
     if (error === 'wrong-code') {
-        memory.code = null;
-        return showCode(sentences.codeChanged);
+        memory.credential = null;
+        return entry.showCode(say(entry.credential.key ? 'cardChanged' : 'codeChanged'));
     }
     if (error === 'no-such-role') memory.role = null;
-    const message = error === 'full' ? sentences.deskFull : sentences.roleGone(name);
-    requestRoles(code, { remembered: true, message });
+    entry.backToRoles(error === 'full' ? say('deskFull') : say('roleGone', { name }));
 }
 
 // ---- Talking and listening ----
@@ -280,14 +216,19 @@ function statusChanged(newStatus) {
     const wasOnAir = status === 'on-air';
     status = newStatus;
     if (status === 'lost' && step === 'desk-step') reconnecting = true;
-    const words = sentences.statusWords[status] ?? '';
+    const words = status in statusWords ? say(statusWords[status]) : '';
     find('joining-state').textContent = words;
     find('connection-state').textContent = words;
     find('desk-step').dataset.status = status;
-    if (status === 'on-air' || (wasOnAir && status !== 'closed')) say('assertive', words);
-    if (status !== 'on-air') view.showTalkers([]);
+    if (status === 'on-air' || (wasOnAir && status !== 'closed')) tell('assertive', words);
+    if (status !== 'on-air') {
+        view.showTalkers([]);
+        signals.update([]);
+    }
+    const isCutOff = status !== 'on-air' && keys?.allOff();
     applyKeys();
-    if (status === 'on-air' && reconnecting) notify(sentences.reconnected);
+    if (isCutOff) signalEnd();
+    if (status === 'on-air' && reconnecting) notices.notify(say('reconnected'));
 }
 
 /** Why no key works, or null. */
@@ -305,29 +246,76 @@ function applyKeys() {
 
 /** The channels that are open now. */
 function talkingNow() {
+    // A state that is posted as a device wakes must not open a key again.
+    if (sleep.slept(Date.now())) endTalking('slept');
     return keys?.talking(performance.now()) ?? [];
 }
 
-let hangTimer = 0;
+/** Turns the keys off, and says why if one was on. */
+function endTalking(reason) {
+    if (!keys?.allOff()) return;
+    keysChanged();
+    talkingEnded(reason);
+}
+
+/** Talking has ended, though the person did not end it: that must be felt, heard and seen. */
+function talkingEnded(reason) {
+    notices.notify(say(reason));
+    signalEnd();
+}
+
+function signalEnd() {
+    vibrate('ended');
+    if (setting() === 'headset') endTone.play(); // a loudspeaker would sound in the wings
+}
+
+/** The desk tells of channels that were open for a long time without a word. */
+function forgotten(channels) {
+    const open = new Set(talkingNow());
+    const names = channels.filter((channel) => open.has(channel)).map((channel) => view.nameOf(channel));
+    if (names.length === 0) return;
+    notices.notify(say('stillOpen', { channels: names.join(', ') }));
+    vibrate('ended');
+}
+
+let keyTimer = 0;
 let posted = '[]';
+let latchesBefore = '[]';
 
 function keysChanged() {
     const now = performance.now();
     const talking = keys?.talking(now) ?? [];
     microphone.setOn(talking.length > 0);
-    if (keys) view.showKeys(keys, blocked());
+    if (keys) view.showKeys(keys, now, blocked());
+    const latches = JSON.stringify(view.buttons.map((_, key) => key).filter((key) => keys?.state(key, now) === 'latched'));
     const text = JSON.stringify(talking);
     if (text !== posted) {
+        if (talking.length > JSON.parse(posted).length) vibrate('opened');
         posted = text;
         session?.changed();
-        if (talking.length > 0) notify(''); // it was read, or is out of date
+        if (talking.length > 0) notices.notify(''); // it was read, or is out of date
     }
-    clearTimeout(hangTimer);
+    if (latches !== latchesBefore && keys) vibrate('latched');
+    tellKeys(talking, latches);
+    latchesBefore = latches;
+    clearTimeout(keyTimer);
     const next = keys?.nextChange(now) ?? null;
-    if (next !== null) hangTimer = setTimeout(keysChanged, Math.max(1, next - now + 1));
+    if (next !== null) keyTimer = setTimeout(keysChanged, Math.max(1, next - now + 1));
     showLamp(talking);
-    showNotice();
-    showMeter();
+    notices.setTalking(talking.length > 0 ? say('talkingOn', { channels: namesOf(talking) }) : '');
+    showMeter(talking);
+}
+
+const namesOf = (channels) => channels.map((channel) => view.nameOf(channel)).join(', ');
+
+let toldKeys = '';
+
+/** Tells a screen reader of the person's own keys, and held from latched. */
+function tellKeys(talking, latches) {
+    const key = latches !== '[]' ? 'latchedOn' : talking.length > 0 ? 'talkingOn' : 'notTalking';
+    const words = say(key, { channels: namesOf(talking) });
+    if (words !== toldKeys && toldKeys !== '') tell('own', words);
+    toldKeys = words;
 }
 
 function showLamp(talking) {
@@ -336,148 +324,183 @@ function showLamp(talking) {
     else lamp.dataset.lamp = { 'on-air': 'ready', connecting: 'waiting' }[status] ?? 'lost';
 }
 
-// The second row of the header shows one thing at a time. Its space is reserved, so that no key moves under a thumb.
-let notice = '';
-let noticeTimer = 0;
-
-function notify(text) {
-    if (text === notice) return;
-    notice = text;
-    clearTimeout(noticeTimer);
-    if (text) {
-        noticeTimer = setTimeout(() => notify(''), noticeTimeout);
-        say('assertive', text);
-    }
-    showNotice();
-}
-
-function showNotice() {
-    const names = talkingNow().map((channel) => view.nameOf(channel)).join(', ');
-    const open = names ? `You are talking on ${names}` : '';
-    const element = find('notice');
-    const text = notice || open || element.dataset.show || '';
-    if (element.textContent !== text) element.textContent = text;
-    element.dataset.kind = notice ? 'notice' : open ? 'talking' : 'show';
-}
-
 let meterTimer = 0;
+const silence = new SilenceWatch();
+const silenceWords = { muted: 'microphoneMuted', silent: 'microphoneSilent' };
 
-function showMeter() {
-    if (talkingNow().length === 0) {
+function showMeter(talking) {
+    if (talking.length > 0) meterTimer ||= setInterval(meter, meterInterval);
+    else {
         clearInterval(meterTimer);
         meterTimer = 0;
-        find('meter-bar').style.transform = 'scaleX(0)';
-    } else if (!meterTimer) {
-        meterTimer = setInterval(() => {
-            find('meter-bar').style.transform = `scaleX(${microphone.level().toFixed(3)})`;
-        }, meterInterval);
     }
+    meter();
 }
 
-let talkersBefore = new Set();
-let talkersToSay = new Map();
-let politeTimer = 0;
+/** Shows the level of the open microphone, and says if it brings nothing. */
+function meter() {
+    const level = microphone.level();
+    find('meter-bar').style.transform = `scaleX(${fractionOf(level).toFixed(3)})`;
+    const { isMuted } = microphone;
+    const trouble = silence.update(performance.now(), { isOpen: meterTimer !== 0, isMuted, level });
+    notices.warn(trouble ? say(silenceWords[trouble]) : '');
+}
+
+function callFailed({ error, seconds }) {
+    notices.notify(error === 'slow-down' ? say('callSlowDown', { count: Math.max(1, seconds) }) : say('callFailed'));
+}
 
 function talkersChanged(channels) {
     view.showTalkers(channels);
+    signals.update(channels);
+    announcements.update(channels.some(({ announcing }) => announcing));
     const talkers = new Map();
-    channels.forEach(({ talking, announcing }, channel) => {
-        for (const name of talking ?? []) talkers.set(`${channel} ${name}`, `${name} on ${view.nameOf(channel)}`);
-        if (announcing) talkers.set(`${channel}`, `Announcement on ${view.nameOf(channel)}`);
+    channels.forEach(({ talking, announcing }, index) => {
+        const channel = view.nameOf(index);
+        for (const name of talking ?? []) talkers.set(`${index} ${name}`, say('nameOnChannel', { name, channel }));
+        if (announcing) talkers.set(`${index}`, say('announcementOn', { channel }));
     });
-    for (const [who, words] of talkers) if (!talkersBefore.has(who)) talkersToSay.set(who, words);
-    for (const who of talkersToSay.keys()) if (!talkers.has(who)) talkersToSay.delete(who);
-    talkersBefore = new Set(talkers.keys());
-    sayTalkers();
-}
-
-/** At intervals: a screen reader that announces everyone at once would drown them out. */
-function sayTalkers() {
-    if (politeTimer || talkersToSay.size === 0) return;
-    say('polite', [...talkersToSay.values()].join(', '));
-    talkersToSay = new Map();
-    politeTimer = setTimeout(() => {
-        politeTimer = 0;
-        sayTalkers();
-    }, politeInterval);
-}
-
-function say(region, words) {
-    find(region).textContent = words;
-}
-
-function unheard() {
-    if (talkingNow().length > 0) notify(sentences.unheard);
+    talkersTeller.update(talkers);
 }
 
 // ---- The microphone ----
 
+let listensOnly = false; // chose to go on without a microphone
+
 function showMicrophone() {
     const missing = microphone.track === null;
-    find('no-microphone').hidden = !missing;
-    find('no-microphone-text').textContent = sentences.microphoneTrouble[microphone.state] ?? '';
+    if (!missing) listensOnly = false;
+    const reason = microphone.state === 'asking' ? 'unanswered' : microphone.state;
+    find('no-microphone').hidden = !missing || listensOnly;
+    if (missing && reason !== 'closed') find('no-microphone-text').textContent = say(reason);
     find('microphone-again').hidden = microphone.state === 'insecure';
+    find('menu-microphone').hidden = !missing || microphone.state === 'insecure';
     applyKeys();
 }
 
-async function reopenMicrophone() {
-    const current = session;
+/** Asks for the microphone, again if it is open. False if it was closed or asked for again meanwhile. */
+async function openMicrophone() {
     keys?.allOff();
     keysChanged();
-    await microphone.open(setting());
-    if (session !== current) return microphone.close();
+    const isCurrent = await microphone.open(setting(), memory.device);
+    if (!isCurrent || !session) return isCurrent;
     announceAudioUse(microphone.track !== null);
+    listensOnly = false;
     showMicrophone();
     session.microphoneChanged();
+    return true;
 }
 
 function chooseSetting(name) {
     memory.setting = name;
-    if (step === 'desk-step' && microphone.track !== null) reopenMicrophone();
+    showSetting();
+    if (step === 'desk-step' && microphone.track !== null) openMicrophone();
+    else if (check.isRunning) check.start();
+}
+
+function showSetting() {
+    for (const input of document.querySelectorAll('.choice input')) input.checked = input.value === setting();
+}
+
+async function chooseMicrophone(device) {
+    memory.device = device;
+    if (step === 'roles-step') return check.start();
+    await openMicrophone();
+    showMicrophones(microphone);
+}
+
+// ---- The language ----
+
+function chooseLanguage(name) {
+    setLanguage(name);
+    showLanguage();
+    if (step === 'desk-step') {
+        showDesk(deskShown);
+        statusChanged(status);
+        showMicrophone();
+    } else if (entry.credential) entry.backToRoles();
+    else entry.showCode();
+}
+
+function showLanguage() {
+    fillTexts(document);
+    for (const choice of document.querySelectorAll('.languages')) {
+        choice.replaceChildren(
+            ...Object.entries(languages).map(([code, { name }]) => new Option(name, code, false, code === language)),
+        );
+    }
 }
 
 // ---- Wiring ----
 
-find('code-form').addEventListener('submit', (event) => {
-    event.preventDefault();
-    submitCode();
-});
-find('code').addEventListener('input', (event) => {
-    if (event.inputType?.startsWith('insert') && typedCode().length === 6) submitCode();
-});
-find('join-last').addEventListener('click', () => role && join(role));
-find('other-code').addEventListener('click', () => {
-    clearInterval(rolesTimer);
-    memory.code = null;
-    showCode();
-});
 find('joining-cancel').addEventListener('click', () => {
     leave();
-    requestRoles(code, { remembered: true });
+    entry.backToRoles();
 });
 find('hear').addEventListener('click', () => sound.play());
-find('microphone-again').addEventListener('click', reopenMicrophone);
-for (const name of ['setting', 'menu-setting']) {
-    for (const input of document.getElementsByName(name)) {
-        input.addEventListener('change', () => chooseSetting(input.value));
-    }
+find('microphone-again').addEventListener('click', openMicrophone);
+find('microphone-never').addEventListener('click', () => {
+    listensOnly = true;
+    showMicrophone();
+});
+find('menu-microphone').addEventListener('click', () => {
+    find('menu').close();
+    openMicrophone();
+});
+for (const input of document.querySelectorAll('.choice input')) {
+    input.addEventListener('change', () => chooseSetting(input.value));
 }
-find('menu-open').addEventListener('click', () => find('menu').showModal());
+for (const choice of document.querySelectorAll('.microphones')) {
+    choice.addEventListener('change', () => chooseMicrophone(choice.value));
+}
+for (const choice of document.querySelectorAll('.languages')) {
+    choice.addEventListener('change', () => chooseLanguage(choice.value));
+}
+find('menu-open').addEventListener('click', openMenu);
 find('menu-close').addEventListener('click', () => find('menu').close());
+find('calls-open').addEventListener('click', () => find('calls').showModal());
+find('calls-close').addEventListener('click', () => find('calls').close());
+find('wings').addEventListener('change', () => {
+    memory.wings = find('wings').checked ? 'on' : null;
+    showWings();
+});
+find('levels-open').addEventListener('click', () => find('levels').showModal());
+find('levels-close').addEventListener('click', () => find('levels').close());
 find('change-role').addEventListener('click', () => {
     leave();
-    requestRoles(code, { remembered: true, preselect: false });
+    entry.backToRoles('', false);
 });
 find('leave').addEventListener('click', () => {
     leave();
-    requestRoles(code, { remembered: true, message: 'You have left. Your microphone is off.' });
+    entry.backToRoles(say('youHaveLeft'));
 });
-find('channels-area').addEventListener('scroll', () => hands.scrolled(), { passive: true });
+
+function openMenu() {
+    const talking = namesOf(talkingNow());
+    find('menu-talking').textContent = talking ? say('talkingOn', { channels: talking }) : '';
+    find('menu-talking').hidden = !talking;
+    showMicrophones(microphone);
+    find('menu').showModal();
+}
+
+// Back opens the menu, and leaves only from there: it is pressed by accident, and a key may be open.
+window.addEventListener('popstate', () => {
+    if (step !== 'desk-step') return;
+    if (find('menu').open) {
+        leave();
+        return entry.backToRoles(say('youHaveLeft'));
+    }
+    history.pushState({ isOnDesk: true }, '');
+    const open = ['levels', 'calls'].find((id) => find(id).open);
+    if (open) find(open).close();
+    else openMenu();
+});
+
 let leftTalking = false;
 document.addEventListener('visibilitychange', () => {
     if (!keys) return;
     if (document.visibilityState === 'visible') {
-        if (leftTalking) notify(sentences.pageWasLeft);
+        if (leftTalking) talkingEnded('pageWasLeft');
         leftTalking = false;
     } else {
         // The lamp is out of sight: no microphone may stay open.
@@ -485,17 +508,29 @@ document.addEventListener('visibilitychange', () => {
         keysChanged();
     }
 });
+const sleep = new SleepWatch(Date.now());
+setInterval(talkingNow, sleepInterval);
 window.addEventListener('hashchange', start);
 
 /** Starts with the code and role in the address (a scanned card), or with what this device remembers. */
 function start() {
-    const { code: given, role: wanted } = takeFragment();
+    const { credential: given, role: wanted } = takeFragment();
     if (step !== null && given === null) return;
     leave();
+    if (!window.RTCPeerConnection) return showStep('no-voice-step');
     if (wanted) memory.role = wanted;
-    const known = given ?? memory.code;
-    if (known) requestRoles(known, { remembered: given === null });
-    else showCode();
+    const known = given ?? memory.credential;
+    if (known) entry.requestRoles(known, { remembered: given === null });
+    else entry.showCode();
 }
 
+/** Black, with lights, keys and names only: for the dark beside the stage. */
+function showWings() {
+    find('wings').checked = memory.wings === 'on';
+    document.body.classList.toggle('in-wings', memory.wings === 'on');
+}
+
+showLanguage();
+showSetting();
+showWings();
 start();

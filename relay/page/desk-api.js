@@ -13,20 +13,34 @@ export class DeskError extends Error {
     }
 }
 
-export const fetchRoles = (code) => post('/api/roles', { code });
-export const fetchCard = (code) => post('/api/card', { code });
+export const fetchRoles = (credential) => post('/api/roles', credential);
+export const fetchCard = (credential) => post('/api/card', credential);
 export const join = (request) => post('/api/join', request, joinTimeout);
 export const sendAnswer = (session, sdpAnswer) => post('/api/answer', { session, ...sdpAnswer });
 export const sendState = (session, state, signal) => post('/api/state', { session, ...state }, stateTimeout, signal);
 
-/** Is sent even while the page is being closed, without waiting for a response. */
+export const call = (session, channel, on) => post('/api/call', { session, channel, on });
+export const acknowledge = (session, channel, isCall) => post('/api/acknowledge', { session, channel, call: isCall });
+
+/**
+ * Is sent even while the page is being closed, without waiting for a response. Not by sendBeacon(): with this page's
+ * referrer policy Firefox sends a beacon without its origin, and the desk rejects it.
+ */
 export function leave(session) {
-    const body = JSON.stringify({ session });
-    if (navigator.sendBeacon?.('/api/leave', body)) return;
-    fetch('/api/leave', { method: 'POST', body, keepalive: true }).catch(() => {});
+    fetch('/api/leave', { method: 'POST', body: JSON.stringify({ session }), keepalive: true }).catch(() => {});
 }
 
 export const eventsAddress = (session) => `/api/events?session=${encodeURIComponent(session)}`;
+
+// What the desk's own page asks.
+
+export const openDesk = (key) => post('/api/desk/open', { key });
+export const closeKeys = (session, member) => post('/api/desk/close-keys', { session, member });
+export const speak = (session, channels, text) => post('/api/desk/speak', { session, channels, text });
+/** `what`: 'call', 'standby', 'go' or 'clear'; the text is a light's. */
+export const signal = (session, what, channels, text) => post(`/api/desk/${what}`, { session, channels, text });
+export const silence = (session) => post('/api/desk/silence', { session });
+export const deskEventsAddress = (session) => `/api/desk/events?session=${encodeURIComponent(session)}`;
 
 async function post(path, request, timeout = requestTimeout, signal = null) {
     const abort = new AbortController();

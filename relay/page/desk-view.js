@@ -1,49 +1,65 @@
-// Draws the cards of a role's channels and the talk keys on them.
-import { memory } from './memory.js';
-import { whoTalks } from './sentences.js';
+// Draws a role's channels: a talk key for each one to talk on, a row for each one that is only heard.
+import { say, whoTalks } from './sentences.js';
 
 const keyWords = {
-    idle: ['Talk', 'hold or tap', '#icon-talk'],
-    held: ['TALKING', 'let go to stop', '#icon-talking'],
-    latched: ['LATCHED', 'tap to release', '#icon-latched'],
-    offline: ['Offline', 'please wait', '#icon-off'],
-    'no-microphone': ['Listen only', 'no microphone', '#icon-off'],
+    idle: ['talk', 'talkHint', '#icon-talk'],
+    held: ['held', 'heldHint', '#icon-talking'],
+    latched: ['latched', 'latchedHint', '#icon-latched'],
+    offline: ['offline', 'offlineHint', '#icon-off'],
+    'no-microphone': ['noMicrophone', 'noMicrophoneHint', '#icon-off'],
 };
+const longName = 22; // characters, from which on a name is set smaller
+const veryLongName = 44;
+const smallKey = 11; // rem; a lower one shows less
 
 export class DeskView {
     #elements;
-    #levelChanged;
-    #role = '';
     #channels = [];
     #cards = [];
     #buttons = [];
     #shape = '';
 
-    /** `elements`: {list, allArea, empty}. `levelChanged` is called when a listen level has changed. */
-    constructor(elements, levelChanged) {
+    /** `elements`: {area, list, heard, heardArea, allArea, empty}. */
+    constructor(elements) {
         this.#elements = elements;
-        this.#levelChanged = levelChanged;
+        new ResizeObserver(() => this.#fit()).observe(elements.area);
+    }
+
+    /** True if there are more keys than the screen can show at once. */
+    get scrolls() {
+        return 'scrolls' in this.#elements.area.dataset;
     }
 
     /** Builds the cards unless they are the same. True if it did: then the buttons are new ones. */
-    build(role, channels) {
-        const shape = JSON.stringify([role, channels]);
+    build(channels, language) {
+        const shape = JSON.stringify([language, channels]);
         if (shape === this.#shape) return false;
         this.#shape = shape;
-        this.#role = role;
         this.#channels = channels;
         this.#buttons = [];
         this.#cards = channels.map((channel) => this.#card(channel));
-        this.#elements.list.replaceChildren(...this.#cards.map(({ row }) => row));
-        this.#elements.empty.hidden = channels.length > 0;
-        this.#elements.allArea.replaceChildren();
-        if (this.hasAllKey) {
-            const button = this.#key('Talk on all channels', 0);
-            button.classList.add('all');
-            this.#elements.allArea.append(button);
-        }
-        this.#elements.allArea.hidden = !this.hasAllKey;
+        const { list, heard, heardArea, allArea, empty } = this.#elements;
+        const rows = (talk) => this.#cards.filter((card, index) => channels[index].talk === talk).map(({ row }) => row);
+        list.replaceChildren(...rows(true));
+        heard.replaceChildren(...rows(false));
+        heardArea.hidden = heard.children.length === 0;
+        empty.hidden = channels.length > 0;
+        allArea.replaceChildren();
+        if (this.hasAllKey) allArea.append(this.#allKey());
+        allArea.hidden = !this.hasAllKey;
+        this.#fit();
         return true;
+    }
+
+    #fit() {
+        const { area, list, heardArea } = this.#elements;
+        const columns = getComputedStyle(list).gridTemplateColumns.split(' ').length;
+        const height = (area.clientHeight - heardArea.offsetHeight) / Math.ceil(list.children.length / columns);
+        const rem = parseFloat(getComputedStyle(document.documentElement).fontSize);
+        list.classList.toggle('compact', height < smallKey * rem);
+        list.removeAttribute('data-many');
+        list.toggleAttribute('data-many', area.scrollHeight > area.clientHeight); // then rows need not be equal
+        area.toggleAttribute('data-scrolls', area.scrollHeight > area.clientHeight);
     }
 
     get #talkChannels() {
@@ -65,34 +81,35 @@ export class DeskView {
         return this.#buttons;
     }
 
-    /** From 0 to 1 for each channel. Squared, because half of the slider then sounds half as loud. */
-    get levels() {
-        return this.#cards.map(({ level, muted }) => (muted ? 0 : Math.round((level / 100) ** 2 * 1000) / 1000));
-    }
-
-    /** `talkers`: {talking: [names], announcing} for each channel. */
+    /** `talkers`: {talking: [names], announcing, call, light} for each channel. */
     showTalkers(talkers) {
         this.#cards.forEach((card, index) => {
-            const names = (talkers[index]?.talking ?? []).map(String);
+            const who = whoTalks((talkers[index]?.talking ?? []).map(String));
             const announcing = Boolean(talkers[index]?.announcing);
-            const who = whoTalks(names);
-            const words = announcing ? ['Announcement', who].filter(Boolean).join(' · ') : who;
-            setText(card.who, words || 'Quiet');
+            const announcement = who ? say('announcementAnd', { names: who }) : say('announcement');
+            const words = announcing ? announcement : who;
+            setText(card.who, words || say('quiet'));
             setIcon(card.whoIcon, announcing ? '#icon-announcement' : '#icon-person');
             card.row.classList.toggle('busy', words !== '');
-            card.row.classList.toggle('announcing', announcing);
+            showCue(card, talkers[index] ?? {});
+        });
+    }
+
+    /** `silenced`: for each channel, whether this device plays nothing of it. */
+    showSilenced(silenced) {
+        this.#cards.forEach(({ note }, index) => {
+            note.hidden = !this.#channels[index].listen || !silenced[index];
         });
     }
 
     /** `blocked`: why no key works ('offline', 'no-microphone'), or null. */
-    showKeys(keys, blocked) {
+    showKeys(keys, now, blocked) {
         this.#buttons.forEach((button, key) => {
-            const state = keys.state(key);
+            const state = keys.state(key, now);
             const shown = blocked ?? state;
             const [words, hint, icon] = keyWords[shown];
-            const isAll = button.classList.contains('all');
-            setText(button.querySelector('.key-state'), isAll && shown === 'idle' ? 'Talk to all' : words);
-            setText(button.querySelector('.key-hint'), hint);
+            setText(button.querySelector('.key-state'), say(words));
+            setText(button.querySelector('.key-hint'), say(hint));
             setIcon(button.querySelector('use'), icon);
             button.dataset.state = shown;
             button.setAttribute('aria-pressed', String(state !== 'idle'));
@@ -101,85 +118,69 @@ export class DeskView {
     }
 
     nameOf(channel) {
-        return this.#channels[channel]?.name ?? '';
+        return nameOf(this.#channels[channel]);
     }
 
     #card(channel) {
         const row = instance('channel-card');
-        const card = {
+        const button = row.querySelector('.key');
+        const name = row.querySelector('.channel');
+        showName(name, nameOf(channel));
+        if (channel.talk) {
+            this.#number(button);
+            row.querySelector('.heard-icon').remove();
+        } else button.replaceWith(row.querySelector('.heard-icon'), name);
+        return {
             row,
             who: row.querySelector('.who-text'),
             whoIcon: row.querySelector('.who use'),
-            level: 100,
-            muted: !channel.listen,
+            note: row.querySelector('.silenced'),
+            cue: row.querySelector('.cue'),
         };
-        const name = row.querySelector('.channel');
-        name.textContent = channel.name;
-        name.title = channel.name;
-        if (channel.listen) this.#wireLevel(card, channel.name);
-        else row.querySelector('.listen').remove();
-        if (channel.talk) {
-            row.querySelector('.key-place').replaceWith(this.#key(`Talk on ${channel.name}`, this.#buttons.length + 1));
-        } else row.querySelector('.key-place').remove();
-        row.classList.toggle('half', channel.talk && channel.listen);
-        return card;
     }
 
-    #wireLevel(card, name) {
-        const slider = card.row.querySelector('.level');
-        const button = card.row.querySelector('.mute');
-        const icon = button.querySelector('use');
-        const show = () => {
-            const silent = card.muted || card.level === 0;
-            slider.style.setProperty('--level', `${card.level}%`);
-            slider.setAttribute('aria-valuetext', silent ? 'muted' : `${card.level} percent`);
-            button.setAttribute('aria-pressed', String(silent));
-            setIcon(icon, silent ? '#icon-muted' : '#icon-heard');
-            card.row.classList.toggle('muted', silent);
-        };
-        slider.setAttribute('aria-label', `Volume of ${name}`);
-        button.setAttribute('aria-label', `Mute ${name}`);
-        card.level = memory.level(this.#role, name);
-        slider.value = card.level;
-        slider.addEventListener('input', () => {
-            card.level = Number(slider.value);
-            card.muted = false;
-            memory.setLevel(this.#role, name, card.level);
-            show();
-            this.#levelChanged();
-        });
-        button.addEventListener('click', () => {
-            const silent = card.muted || card.level === 0;
-            card.muted = !silent;
-            if (silent && card.level === 0) {
-                card.level = 100; // unmuted at 0 it would still be silent
-                slider.value = card.level;
-                memory.setLevel(this.#role, name, card.level);
-            }
-            show();
-            this.#levelChanged();
-        });
-        show();
-    }
-
-    #key(label, number) {
-        const button = instance('talk-key');
-        button.setAttribute('aria-label', label);
-        button.querySelector('kbd').textContent = number < 10 ? String(number) : '';
-        this.#buttons.push(button);
+    #allKey() {
+        const button = instance('channel-card').querySelector('.key');
+        button.classList.add('all');
+        button.querySelector('.channel').textContent = say('allChannels');
+        this.#number(button);
+        button.querySelector('kbd').textContent = '0';
         return button;
+    }
+
+    /** Gives a key its place among the keys of the keyboard. */
+    #number(button) {
+        this.#buttons.push(button);
+        button.querySelector('kbd').textContent = this.#buttons.length < 10 ? String(this.#buttons.length) : '';
     }
 }
 
-function instance(template) {
+export const nameOf = (channel) => channel?.name || say('unnamedChannel');
+
+function showCue({ row, cue }, { call = null, light = null }) {
+    cue.hidden = !light;
+    setText(cue, light ? `${say(light.kind)} ${light.text}`.trim() : '');
+    if (light) row.dataset.light = light.kind;
+    else delete row.dataset.light;
+    row.classList.toggle('unanswered', Boolean((light && !light.acknowledged) || (call && !call.mine && !call.acknowledged)));
+}
+
+/** The name whole, in smaller type if it is long. */
+function showName(element, name) {
+    element.textContent = name;
+    element.classList.toggle('long', name.length >= longName);
+    element.classList.toggle('very-long', name.length >= veryLongName);
+}
+
+export function instance(template) {
     return document.getElementById(template).content.firstElementChild.cloneNode(true);
 }
 
 /** Does not touch text that has not changed: a screen reader would read it again. */
-function setText(element, text) {
+export function setText(element, text) {
     if (element.textContent !== text) element.textContent = text;
 }
 
-function setIcon(use, icon) {
+export function setIcon(use, icon) {
     if (use.getAttribute('href') !== icon) use.setAttribute('href', icon);
 }

@@ -3,8 +3,10 @@
 /** A contact wider than this is a palm or a cheek. */
 const palm = 90; // CSS pixels
 
-/** How far beside its key a finger may drift while it talks. */
-const drift = 24; // CSS pixels
+/** How long a finger must rest before its key opens, so that a swipe opens none. Where the keys can scroll, a swipe
+ * may begin slowly: Android waits as long before it shows a touched row as pressed (tap timeout). */
+const restTime = 60; // milliseconds
+const restTimeWhereKeysScroll = 100;
 
 /** A click this soon after a pointer's press belongs to it; any other comes from a screen reader. */
 const clickFollows = 700; // milliseconds
@@ -19,18 +21,25 @@ const takesText = (element) => element instanceof HTMLInputElement && textTypes.
 export class KeyHands {
     #keys;
     #changed;
+    #cutOff;
+    #keysScroll;
     #buttons = [];
     #allKey = -1;
     #touchedAt = new WeakMap(); // by button: when a pointer pressed it
 
-    /** `keys` returns the current TalkKeys; `changed` is called after everything that may have changed them. */
-    constructor(keys, changed) {
+    /**
+     * `keys` returns the current TalkKeys; `changed` is called after everything that may have changed them, and
+     * `cutOff` when talking ended although no one let go. `keysScroll` returns whether a swipe can scroll the keys.
+     */
+    constructor({ keys, changed, cutOff, keysScroll }) {
         this.#keys = keys;
         this.#changed = changed;
+        this.#cutOff = cutOff;
+        this.#keysScroll = keysScroll;
         document.addEventListener('pointerdown', (event) => this.#otherFinger(event), { capture: true });
         document.addEventListener('keydown', (event) => this.#numberDown(event));
         document.addEventListener('keyup', (event) => this.#numberUp(event));
-        window.addEventListener('blur', () => this.#do((keys, now) => keys.cancelHands(now)));
+        window.addEventListener('blur', () => this.#cancel(() => true));
     }
 
     /** The buttons in the order of the keys; `allKey` is the one that 0 presses, or -1. */
@@ -38,11 +47,6 @@ export class KeyHands {
         this.#buttons = buttons;
         this.#allKey = allKey;
         buttons.forEach((button, key) => this.#watch(button, key));
-    }
-
-    /** The page scrolls: a finger on a key was not meant to press it. */
-    scrolled() {
-        this.#do((keys, now) => keys.cancelHands(now, isPointer));
     }
 
     /** `event` gives the time, if there is one: a busy page receives it late. */
@@ -53,42 +57,48 @@ export class KeyHands {
         this.#changed();
     }
 
+    #cancel(which, event = null) {
+        let isCutOff = false;
+        this.#do((keys, now) => {
+            isCutOff = keys.cancelHands(now, which);
+        }, event);
+        if (isCutOff) this.#cutOff();
+    }
+
     #watch(button, key) {
         const hand = (event) => `pointer ${event.pointerId}`;
-        let area = null; // where the key was when it was pressed
 
         button.addEventListener('pointerdown', (event) => {
             this.#touchedAt.set(button, performance.now());
-            if (event.button !== 0 || event.ctrlKey || !event.isPrimary || isPalm(event)) return;
-            area = button.getBoundingClientRect();
+            if (event.button !== 0 || event.ctrlKey || isPalm(event)) return;
+            if (this.#keys()?.isPressedBySome(isPointer)) return; // a palm beside the finger that talks
             try {
                 button.setPointerCapture(event.pointerId);
             } catch {
                 // A screen reader's pointer cannot be captured; it is released at once.
             }
             this.#do((keys, now) => {
-                if (keys.press(hand(event), key, now, event.clientX, event.clientY)) navigator.vibrate?.(12);
+                // A busy page receives the touch late, and what the finger did since still has to be read.
+                const delay = this.#delayOf(event) + performance.now() - now;
+                keys.press(hand(event), key, now, { x: event.clientX, y: event.clientY, delay });
+                if (!event.isPrimary) keys.forbidLatch();
             }, event);
         });
         button.addEventListener('pointermove', (event) => {
             if (!this.#keys()?.isPressed(hand(event))) return;
             this.#do((keys, now) => {
-                if (isPalm(event)) keys.cancel(hand(event), now);
-                else keys.move(hand(event), now, event.clientX, event.clientY, isNear(area, event));
+                if (isPalm(event)) keys.forbidLatch();
+                keys.move(hand(event), now, event.clientX, event.clientY);
             }, event);
         });
         button.addEventListener('pointerup', (event) => {
             this.#touchedAt.set(button, performance.now());
             if (!this.#keys()?.isPressed(hand(event))) return;
-            this.#do((keys, now) => {
-                const before = keys.state(key);
-                keys.release(hand(event), now);
-                if ((keys.state(key) === 'latched') !== (before === 'latched')) navigator.vibrate?.([12, 50, 12]);
-            }, event);
+            this.#do((keys, now) => keys.release(hand(event), now), event);
         });
         for (const name of ['pointercancel', 'lostpointercapture']) {
             button.addEventListener(name, (event) => {
-                if (this.#keys()?.isPressed(hand(event))) this.#do((keys, now) => keys.cancel(hand(event), now), event);
+                if (this.#keys()?.isPressed(hand(event))) this.#cancel((other) => other === hand(event), event);
             });
         }
         button.addEventListener('click', () => {
@@ -97,8 +107,19 @@ export class KeyHands {
             this.#do((keys, now) => keys.toggle(key, now));
         });
         button.addEventListener('contextmenu', (event) => event.preventDefault());
-        // Without this, a long touch selects text and a double tap zooms on some phones.
-        button.addEventListener('touchstart', (event) => event.preventDefault(), { passive: false });
+        // Without this, a long touch selects text and a double tap zooms on some phones. It also forbids scrolling.
+        const touchStarted = (event) => {
+            if (event.cancelable && !this.#keysScroll()) event.preventDefault();
+        };
+        // A finger that talks must not begin to scroll as it drifts: the browser would take the touch away.
+        const touchMoved = (event) => {
+            const now = performance.now();
+            const keys = this.#keys();
+            const isTalking = keys?.isPressedBySome((name) => isPointer(name) && keys.isOpen(name, now));
+            if (isTalking && event.cancelable) event.preventDefault();
+        };
+        button.addEventListener('touchstart', touchStarted, { passive: false });
+        button.addEventListener('touchmove', touchMoved, { passive: false });
 
         button.addEventListener('keydown', (event) => {
             if (event.code !== 'Space' && event.code !== 'Enter') return;
@@ -110,15 +131,17 @@ export class KeyHands {
             event.preventDefault();
             this.#do((keys, now) => keys.release(event.code, now), event);
         });
-        button.addEventListener('blur', () => {
-            this.#do((keys, now) => keys.cancelHands(now, (name) => name === 'Space' || name === 'Enter'));
-        });
+        button.addEventListener('blur', () => this.#cancel((name) => name === 'Space' || name === 'Enter'));
     }
 
-    /** A second finger anywhere is a pinch, a palm or a hand that grips the phone: not talking. */
+    #delayOf(event) {
+        if (event.pointerType === 'mouse') return 0; // it does not scroll by dragging
+        return this.#keysScroll() ? restTimeWhereKeysScroll : restTime;
+    }
+
+    /** A second finger anywhere may be a palm or the hand that grips the phone. */
     #otherFinger(event) {
-        if (event.pointerType !== 'touch' || event.isPrimary) return;
-        this.#do((keys, now) => keys.cancelHands(now, isPointer));
+        if (event.pointerType === 'touch' && !event.isPrimary) this.#do((keys) => keys.forbidLatch());
     }
 
     #numberDown(event) {
@@ -154,13 +177,4 @@ function timeOf(event) {
 
 function isPalm(event) {
     return event.pointerType === 'touch' && Math.max(event.width, event.height) > palm;
-}
-
-function isNear(area, event) {
-    return (
-        event.clientX >= area.left - drift &&
-        event.clientX <= area.right + drift &&
-        event.clientY >= area.top - drift &&
-        event.clientY <= area.bottom + drift
-    );
 }

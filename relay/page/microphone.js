@@ -22,16 +22,22 @@ export class Microphone {
     #stream = null;
     #track = null;
     #on = false;
-    #meter = null;
     #ended;
+    #meter = null;
     #opening = 0;
 
-    /** 'closed', 'open', or why there is none: 'refused', 'missing', 'busy', 'ended', 'insecure'. */
+    /** 'closed', 'asking', 'open', or why there is none: 'refused', 'missing', 'busy', 'ended', 'insecure'. */
     state = 'closed';
 
-    /** `ended` is called when an open microphone is unplugged or taken away. */
-    constructor(ended) {
+    /**
+     * `ended` is called when an open microphone is unplugged or taken away, `mayBeBack` when one that was missing may
+     * be there.
+     */
+    constructor({ ended, mayBeBack }) {
         this.#ended = ended;
+        navigator.mediaDevices?.addEventListener?.('devicechange', () => {
+            if (this.state === 'ended' || this.state === 'missing') mayBeBack();
+        });
     }
 
     /** Null unless it is open. */
@@ -39,22 +45,39 @@ export class Microphone {
         return this.#track;
     }
 
-    /** Requests it, again if it is open. Never throws: see `state`. */
-    async open(setting) {
+    /**
+     * Requests it, again if it is open: the one with the id `device` if it is there. Never throws: see `state`. False if
+     * it was closed or requested again before the person had answered; that answer changes nothing.
+     */
+    async open(setting, device = null) {
         this.close();
         this.#opening += 1;
         const opening = this.#opening;
         if (!navigator.mediaDevices?.getUserMedia) {
             this.state = 'insecure';
-            return;
+            return true;
         }
+        this.state = 'asking';
+        const audio = { ...settings[setting], ...(device && { deviceId: { ideal: device } }) };
         try {
-            const stream = await navigator.mediaDevices.getUserMedia({ audio: settings[setting], video: false });
-            if (opening !== this.#opening) return stop(stream); // closed meanwhile
-            this.#take(stream);
+            const stream = await navigator.mediaDevices.getUserMedia({ audio, video: false });
+            if (opening === this.#opening) this.#take(stream);
+            else stop(stream);
         } catch (error) {
             if (opening === this.#opening) this.state = troubles[error.name] ?? 'busy';
         }
+        return opening === this.#opening;
+    }
+
+    /** {deviceId, label} of each microphone; a browser tells of them once it may use one. */
+    async devices() {
+        const all = (await navigator.mediaDevices?.enumerateDevices().catch(() => [])) ?? [];
+        return all.filter(({ kind, deviceId }) => kind === 'audioinput' && deviceId);
+    }
+
+    /** The id of the one in use; null if there is none. */
+    get device() {
+        return this.#track?.getSettings().deviceId ?? null;
     }
 
     /** Audio leaves this device only while it is on. */
@@ -64,9 +87,14 @@ export class Microphone {
         this.#meter?.setOn(on);
     }
 
-    /** The level, from 0 (silence) to 1 (maximum). */
+    /** The level in dBFS while it is on; null if it is unknown. */
     level() {
-        return this.#on ? (this.#meter?.level() ?? 0) : 0;
+        return this.#on ? (this.#meter?.level() ?? null) : null;
+    }
+
+    /** True while the system or a headset's switch has muted it. */
+    get isMuted() {
+        return this.#track?.muted ?? false;
     }
 
     close() {
@@ -130,12 +158,13 @@ class Meter {
         done.catch(() => {}); // closed meanwhile
     }
 
+    /** Null before it runs. */
     level() {
+        if (this.#context.state !== 'running') return null;
         this.#analyser.getFloatTimeDomainData(this.#samples);
         let sum = 0;
         for (const sample of this.#samples) sum += sample * sample;
-        const decibels = 10 * Math.log10(sum / this.#samples.length + 1e-10);
-        return Math.min(1, Math.max(0, (decibels + 60) / 54)); // -60 dB to -6 dB
+        return 10 * Math.log10(sum / this.#samples.length + 1e-12);
     }
 
     close() {

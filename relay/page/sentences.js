@@ -1,59 +1,64 @@
-// What the page says to people, where it takes more than a fixed word.
+// What the pages say to people, in the language of the person: one table of texts for each language.
+import { english } from './english.js';
+import { german } from './german.js';
+import { memory } from './memory.js';
+
+/** The languages there are, each by its own name. */
+export const languages = { en: { name: 'English', texts: english }, de: { name: 'Deutsch', texts: german } };
+
+/** The first of the wanted languages (such as 'de-AT') that there is a table for. */
+export function chooseLanguage(wanted) {
+    const known = wanted.map((name) => String(name).split('-')[0].toLowerCase());
+    return known.find((name) => Object.hasOwn(languages, name)) ?? 'en';
+}
+
+/** What the person chose on this device, or else what the browser is set to. */
+export let language = chooseLanguage([memory.language, ...(navigator.languages ?? [])]);
+
+export function setLanguage(name) {
+    language = name;
+    memory.language = name;
+}
+
+/** A text of the table, with its values filled in; `count` chooses between its forms. */
+export function say(key, values = {}) {
+    const entry = languages[language].texts[key];
+    if (entry === undefined) throw new Error(`no text ${key}`);
+    const text = typeof entry === 'string' ? entry : entry[new Intl.PluralRules(language).select(values.count)];
+    return text.replace(/\{(\w+)\}/g, (place, name) => values[name] ?? place);
+}
+
+/**
+ * Writes the texts that the page names: data-text is an element's content, data-label its accessible name, data-href
+ * where it leads.
+ */
+export function fillTexts(root) {
+    document.documentElement.lang = language;
+    for (const element of root.querySelectorAll('[data-text]')) element.textContent = say(element.dataset.text);
+    for (const element of root.querySelectorAll('[data-href]')) element.href = say(element.dataset.href);
+    for (const element of root.querySelectorAll('[data-label]')) {
+        element.setAttribute('aria-label', say(element.dataset.label));
+    }
+    for (const { content } of root.querySelectorAll('template')) fillTexts(content);
+}
 
 /** Who is talking on a channel, each name once. The count comes first, since the end may be cut off. */
 export function whoTalks(names) {
     const different = [...new Set(names)];
     if (different.length < 2) return different[0] ?? '';
-    return `${different.length} talking: ${different.join(', ')}`;
+    return say('talking', { count: different.length, names: different.join(', ') });
 }
 
 export function presence(count) {
-    return count > 0 ? `${count} connected` : 'no one yet';
+    return count > 0 ? say('presence', { count }) : say('noOneYet');
 }
-
-export const statusWords = {
-    'on-air': 'On air',
-    connecting: 'Connecting…',
-    lost: 'Connection lost, reconnecting…',
-    'off-air': 'Off air',
-};
-
-const noResponse = 'The desk is not responding. Is it on air, and is this device on the show’s network?';
 
 /** Why the crew code was not accepted; `retries` is true if the page tries again by itself. */
 export function codeError(error, retries) {
-    if (error === 'wrong-code') return 'Wrong code. You can find it on the join card and in the desk’s console.';
-    return retries ? `${noResponse} Trying again…` : noResponse;
+    if (error === 'wrong-code') return say('wrongCode');
+    return say(retries ? 'noResponseRetrying' : 'noResponse');
 }
 
 export function slowDown(seconds) {
-    return `Too many wrong codes. Wait ${seconds} ${seconds === 1 ? 'second' : 'seconds'}.`;
+    return say('slowDown', { count: seconds });
 }
-
-export const sixDigits = 'The code has six digits.';
-export const codeChanged = 'The code has changed. Ask for the new one.';
-
-export function roleGone(name) {
-    return name
-        ? `The role ${name} is no longer in the show. Choose another.`
-        : 'That role is no longer in the show. Choose another.';
-}
-
-export const deskFull = 'The intercom is full. Ask the person who runs the desk, then try again.';
-
-export const reconnected = 'You were reconnected. Your keys are off.';
-export const pageWasLeft = 'You left the page. Your keys are off.';
-export const unheard = 'The desk hears nothing from your microphone. Is it muted or unplugged?';
-export const stayAwake = 'This browser cannot keep the screen awake. Switch off auto-lock in the device’s settings.';
-
-/** Why there is no microphone, and what to do, by Microphone.state. */
-export const microphoneTrouble = {
-    refused:
-        'You can only listen: this page is not allowed to use the microphone. Allow it in the page’s settings ' +
-        '(Safari: the page symbol beside the address, Website Settings, Microphone; Chrome and Firefox: ' +
-        'the symbol left of the address, Permissions). Then:',
-    missing: 'You can only listen: no microphone was found. Plug one in. Then:',
-    busy: 'You can only listen: another program is using the microphone. Close it. Then:',
-    ended: 'Your microphone was unplugged, or a call took it over. Plug it in or end the call. Then:',
-    insecure: 'You can only listen: browsers give no microphone to this address. Open the page with https.',
-};

@@ -2,18 +2,20 @@
 import { Call } from './call.js';
 import { Connection } from './connection.js';
 import * as desk from './desk-api.js';
+import { LineQuality } from './line-quality.js';
 import { StatePosts } from './state-posts.js';
 
 const keepAliveInterval = 2000; // milliseconds, as all below
 const probeInterval = 1000; // while nothing is heard of the desk
 const packetsInterval = 250;
 const lossInterval = 500;
+const lineInterval = 1000;
 const tickInterval = 250;
-const postRetry = 500;
+const postRetry = 500; // with jitter, as the whole crew may lose the desk together
 const maxRetryWindow = 10000;
 
 export class Session {
-    #code;
+    #credential;
     #role;
     #microphone;
     #sound;
@@ -26,15 +28,19 @@ export class Session {
     #call = null;
     #events = null;
     #posts = null;
+    #line = null;
+    #closings = 0; // of the keys by the desk, in the newest session
     #timers = [];
+    #retryTimer = 0;
     #listeners = new AbortController();
 
     /**
-     * `state` returns the current {talk, levels}. `callbacks`: status(Connection.status), joined(response),
-     * desk(channels), unheard(), ended(error).
+     * `state` returns the current {talk, levels} and what the desk may know of the device. `callbacks`:
+     * status(Connection.status), joined(response), desk(channels), unheard(), forgotten(channels), closed(),
+     * announcement(text), ended(error).
      */
-    constructor({ code, role, microphone, sound, state, callbacks }) {
-        this.#code = code;
+    constructor({ credential, role, microphone, sound, state, callbacks }) {
+        this.#credential = credential;
         this.#role = role;
         this.#microphone = microphone;
         this.#sound = sound;
@@ -48,6 +54,7 @@ export class Session {
         every(keepAliveInterval, () => this.#posts?.keepAlive());
         every(probeInterval, () => this.#probe());
         every(packetsInterval, () => this.#countPackets());
+        every(lineInterval, () => this.#measureLine());
         every(lossInterval, () => this.#call?.adaptToLoss().catch(() => {})); // the next time may work
         const { signal } = this.#listeners;
         const retryNow = () => {
@@ -85,9 +92,20 @@ export class Session {
     close() {
         this.#listeners.abort();
         this.#timers.forEach(clearInterval);
+        clearTimeout(this.#retryTimer);
         this.#connection.close();
         this.#sendLeave();
         this.#drop();
+    }
+
+    /** Begins or ends one's own call on a channel; throws a DeskError. */
+    call(channel, on) {
+        return desk.call(this.#id, channel, on);
+    }
+
+    /** Acknowledges the call, or the light, on a channel; throws a DeskError. */
+    acknowledge(channel, isCall) {
+        return desk.acknowledge(this.#id, channel, isCall);
     }
 
     /** Must be called whenever what `state` returns has changed. */
@@ -123,6 +141,9 @@ export class Session {
             this.#probe();
             if (status !== 'ended') this.#callbacks.status(status);
         }
+        clearTimeout(this.#retryTimer);
+        const wait = this.#connection.timeToRetry(performance.now());
+        if (wait !== null) this.#retryTimer = setTimeout(() => this.#update(), wait + 1);
         if (status === 'ended') this.#callbacks.ended(this.#connection.finalError);
         else if (mustJoin) this.#join();
     }
@@ -130,12 +151,13 @@ export class Session {
     async #join() {
         this.#drop();
         const attempt = this.#attempt;
-        const request = { code: this.#code, role: this.#role, microphone: this.#microphone.track !== null };
+        const request = { ...this.#credential, role: this.#role, microphone: this.#microphone.track !== null };
         if (this.#id) request.replaces = this.#id;
         try {
             const response = await desk.join(request);
             if (attempt !== this.#attempt) return desk.leave(response.session);
             this.#id = response.session;
+            this.#closings = 0;
             this.#connection.joined(performance.now());
             this.#callbacks.joined(response);
             this.#update();
@@ -156,13 +178,14 @@ export class Session {
             this.#update();
         });
         this.#call = call;
+        this.#line = new LineQuality();
         const sdpAnswer = await call.answer(offer, this.#microphone.track);
         if (attempt !== this.#attempt) return;
         this.#sound.playStream(call.sound);
         await desk.sendAnswer(this.#id, sdpAnswer);
         if (attempt !== this.#attempt) return;
         this.#posts = new StatePosts(
-            this.#state,
+            () => ({ ...this.#state(), ...this.#line.report, closings: this.#closings }),
             async (state, signal) => {
                 await desk.sendState(this.#id, state, signal);
                 if (attempt !== this.#attempt) return;
@@ -177,7 +200,7 @@ export class Session {
     #postFailed(attempt, error) {
         if (attempt !== this.#attempt) return;
         // The network may be back soon; whether the connection is lost is decided by what is heard of the desk.
-        if (error.error === 'no-response') this.#posts.changeIn(postRetry);
+        if (error.error === 'no-response') this.#posts.changeIn(postRetry * (0.5 + Math.random()));
         // A desk that limits the rate is still there; the next keep-alive carries the whole state.
         else if (error.error !== 'slow-down') this.#lose(attempt, error.message);
     }
@@ -204,14 +227,35 @@ export class Session {
             if (window >= 0 && window <= maxRetryWindow) this.#connection.spreadRetries(window);
         });
         on('unheard', () => this.#callbacks.unheard());
+        on('forgotten', (event) => {
+            const channels = read(event.data)?.channels;
+            if (Array.isArray(channels)) this.#callbacks.forgotten(channels);
+        });
+        on('closed', (event) => {
+            const count = read(event.data)?.count;
+            if (!(count > this.#closings)) return;
+            this.#closings = count;
+            this.#callbacks.closed();
+            this.#posts?.changed();
+        });
         on('desk', (event) => {
             const state = read(event.data);
             if (Array.isArray(state?.channels)) this.#callbacks.desk(state.channels);
         });
-        on('goodbye', (event) => this.#connection.goodbye(String(read(event.data)?.reason), performance.now()));
-        // An EventSource reconnects by itself; only an error response closes it.
+        on('announcement', (event) => {
+            const text = read(event.data)?.text;
+            if (typeof text === 'string') this.#callbacks.announcement(text);
+        });
+        on('goodbye', (event) => {
+            const { reason, retry } = read(event.data) ?? {};
+            const hasTime = retry >= 0 && retry <= maxRetryWindow;
+            this.#connection.goodbye(String(reason), performance.now(), hasTime ? retry : null);
+        });
+        // An EventSource reconnects by itself, after seconds; only an error response closes it. If the desk has ended
+        // and another one is there, the response to a state says so at once.
         events.addEventListener('error', () => {
             if (events.readyState === EventSource.CLOSED) this.#lose(attempt, 'events rejected');
+            else if (attempt === this.#attempt) this.#posts?.resend();
         });
     }
 
@@ -223,6 +267,12 @@ export class Session {
         if (attempt !== this.#attempt) return;
         if (this.#connection.packetsReceived(packets, performance.now())) this.#posts?.resend();
         this.#trySecondWay();
+    }
+
+    async #measureLine() {
+        const line = this.#line;
+        const reports = await this.#call?.statistics().catch(() => null);
+        if (reports) line.update(reports);
     }
 
     #trySecondWay() {

@@ -1,16 +1,21 @@
 """Drives Chromium as a user with a phone or a keyboard would."""
 
+import base64
 import tempfile
 import time
 
 from selenium import webdriver
 from selenium.webdriver.chrome.options import Options
 from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.actions.action_builder import ActionBuilder
+from selenium.webdriver.common.actions.interaction import POINTER_TOUCH
+from selenium.webdriver.common.actions.pointer_input import PointerInput
 from selenium.webdriver.common.by import By
 
 TAP = 0.05  # seconds
 MAX_TAP = 0.2  # seconds
 TIMEOUT = 20.0  # seconds
+INCH = 25.4  # millimetres
 
 SWITCHES = [
     "--headless=new",
@@ -101,6 +106,10 @@ class Browser:
         """The errors in the browser console, such as a violation of the content security policy."""
         return [entry["message"] for entry in self.driver.get_log("browser") if entry["level"] == "SEVERE"]
 
+    def print_to_pdf(self, width, height):
+        """On paper of that size, in millimetres."""
+        return base64.b64decode(self.cdp("Page.printToPDF", paperWidth=width / INCH, paperHeight=height / INCH)["data"])
+
     # ---- Input ----
 
     def resize(self, width, height, mobile=True):
@@ -140,6 +149,16 @@ class Browser:
         now = time.time()
         self.fingers_down(self.middle(selector), at=now - TAP)
         self.fingers_up(at=now)
+
+    def swipe(self, x, y, down, steps=4):
+        """A finger that moves from there by `down` CSS pixels (up if negative), without a rest."""
+        actions = ActionBuilder(self.driver, PointerInput(POINTER_TOUCH, "finger"), duration=0)
+        finger = actions.pointer_action
+        finger.move_to_location(round(x), round(y)).pointer_down()
+        for step in range(1, steps + 1):
+            finger.move_to_location(round(x), round(y + down * step / steps))
+        finger.pointer_up()
+        actions.perform()
 
     def hold(self, selector):
         """A finger that has been down for longer than a tap."""

@@ -1,121 +1,11 @@
 """The crew's page, used as a person uses it, against a mock of the desk."""
 
-import math
-import pathlib
-import struct
 import sys
-import tempfile
 import unittest
-import wave
 
-from browser import Browser, wait_until
-from mock_desk import MockDesk, channel
-
-TONE = -20  # decibels, of the microphone
-HEARD = -40  # louder than this: the tone is received
-SILENT = -80  # quieter than this: it is not
-
-KEY = ".key"
-ALL = ".key.all"
-
-
-def key(number):
-    """The selector of the n-th channel's key, from 1."""
-    return f"#channels li:nth-child({number}) .key"
-
-
-def write_tone(path):
-    """A second of 1 kHz, which the browser takes for its microphone, over and over."""
-    rate = 48000
-    peak = 10 ** (TONE / 20) * math.sqrt(2) * 32767
-    samples = [round(peak * math.sin(2 * math.pi * 1000 * i / rate)) for i in range(rate)]
-    with wave.open(path, "wb") as file:
-        file.setnchannels(1)
-        file.setsampwidth(2)
-        file.setframerate(rate)
-        file.writeframes(struct.pack(f"<{rate}h", *samples))
-
-
-class PageTest(unittest.TestCase):
-    """One browser for all tests of a class; each test starts with a new desk and an empty page memory."""
-
-    switches = ()
-    microphone = True
-
-    @classmethod
-    def setUpClass(cls):
-        cls.desk = MockDesk()
-        cls.addClassCleanup(cls.desk.stop)
-        folder = cls.enterClassContext(tempfile.TemporaryDirectory(prefix="wingbell-tone-"))
-        tone = str(pathlib.Path(folder) / "tone.wav")
-        write_tone(tone)
-        switches = [f"--use-file-for-fake-audio-capture={tone}", *cls.switches]
-        cls.browser = cls.enterClassContext(Browser(*switches, microphone=cls.microphone))
-        cls.browser.open(cls.desk.address + "/far")
-        cls.browser.find("html").click()  # allows it to play audio
-        cls.far = cls.browser.driver.current_window_handle
-        cls.browser.driver.switch_to.new_window("window")
-        cls.crew = cls.browser.driver.current_window_handle
-        cls.browser.resize(390, 844)
-
-    def setUp(self):
-        self.browser.open(self.desk.address + "/help")  # leaves the page of the previous test
-        self.browser.run("localStorage.clear()")
-        self.at_far_end("far.hangUpAll()")
-        self.desk.reset()
-        self.browser.console_errors()  # drops those of the previous test
-
-    def tearDown(self):
-        bad = [text for text in self.browser.console_errors() if "Failed to load resource" not in text]
-        self.assertEqual(bad, [], "errors in the console")
-
-    # ---- Steps that many tests take ----
-
-    def open(self, path="/"):
-        self.browser.open(self.desk.address + path)
-
-    def at_far_end(self, script, *arguments):
-        self.browser.driver.switch_to.window(self.far)
-        try:
-            return self.browser.run("return " + script, *arguments)
-        finally:
-            self.browser.driver.switch_to.window(self.crew)
-
-    def join(self, role="k7d2m9qa"):
-        self.open(f"/#code={self.desk.code}&role={role}")
-        self.browser.wait_for("#join-last")
-        self.browser.tap("#join-last")
-        self.on_air()
-
-    def on_air(self):
-        self.browser.wait_for("#desk-step")
-        self.browser.wait_for_text("#connection-state", "On air")
-
-    def latch(self, number=1):
-        self.browser.tap(key(number))
-        self.wait_for_state(key(number), "latched")
-
-    def state_of(self, selector):
-        return self.browser.run("return document.querySelector(arguments[0]).dataset.state", selector)
-
-    def wait_for_state(self, selector, state):
-        wait_until(lambda: self.state_of(selector) == state, f"{selector} is {state}")
-
-    def talk_posted(self):
-        states = self.desk.newest.states
-        return states[-1]["talk"] if states else None
-
-    def wait_for_talk(self, channels):
-        wait_until(lambda: self.talk_posted() == channels, f"the desk is told {channels}")
-
-    def nothing_latched(self):
-        """No key is on, and the desk is told so after the hang time."""
-        self.wait_for_talk([])
-        states = self.browser.run("return [...document.querySelectorAll('.key')].map((k) => k.dataset.state)")
-        self.assertEqual(set(states), {"idle"})
-
-    def wait_for_rejoin(self, joins=2):
-        wait_until(lambda: len(self.desk.joins) >= joins, "the page joins again")
+from browser import wait_until
+from mock_desk import channel
+from page_test import ALL, HEARD, SILENT, PageTest, key
 
 
 class JoiningTest(PageTest):
@@ -173,6 +63,31 @@ class JoiningTest(PageTest):
         self.browser.wait_for("#join-last")
         self.assertEqual(self.browser.text("#join-last"), "Join as Director")
         self.assertEqual(self.browser.run("return location.href"), self.desk.address + "/")
+
+    def test_a_card_with_a_key_needs_no_code_and_is_remembered(self):
+        card = {"key": self.desk.card_keys["b3n8x1zz"], "cardRole": "b3n8x1zz"}
+        self.open(f"/#key={card['key']}&role=b3n8x1zz")
+        self.browser.wait_for("#join-last")
+        self.assertEqual(self.browser.run("return location.href"), self.desk.address + "/")
+        self.browser.tap("#roles li:nth-child(1) button")
+        self.on_air()
+        self.assertEqual(self.desk.joins, [{**card, "role": "k7d2m9qa", "microphone": True}])
+        self.open("/help")
+        self.open()
+        self.browser.wait_for_text("#join-last", "Join as Stage Manager")
+
+    def test_the_card_for_the_door_has_no_role(self):
+        self.open(f"/#key={self.desk.card_keys['']}")
+        self.browser.wait_for("#roles-step")
+        self.browser.tap("#roles li:nth-child(1) button")
+        self.on_air()
+        self.assertEqual(self.desk.joins[0], {"key": self.desk.card_keys[""], "role": "k7d2m9qa", "microphone": True})
+
+    def test_a_card_that_is_no_longer_valid_is_told_and_the_code_still_works(self):
+        self.open(f"/#key={'x' * 22}&role=b3n8x1zz")
+        self.browser.wait_for_text("#code-message", "That card is no longer valid.")
+        self.type_code("482913")
+        self.browser.wait_for("#roles-step")
 
     def test_another_card_scanned_into_the_open_page_leaves_the_desk_for_its_role(self):
         self.join()
@@ -331,36 +246,6 @@ class TalkingTest(PageTest):
         self.browser.tap(key(1))
         self.wait_for_talk([1])
 
-    def test_a_finger_that_swipes_over_a_key_latches_nothing(self):
-        self.join()
-        x, y = self.browser.middle(key(1))
-        self.browser.fingers_down((x, y))
-        self.wait_for_state(key(1), "held")
-        self.browser.fingers_move((x, y + 200))
-        self.browser.fingers_up()
-        self.nothing_latched()
-
-    def test_a_thumb_that_drifts_on_its_key_keeps_talking(self):
-        self.join()
-        x, y = self.browser.middle(key(1))
-        self.browser.hold(key(1))
-        self.wait_for_talk([0])
-        self.browser.fingers_move((x + 25, y + 20))
-        self.assertEqual(self.state_of(key(1)), "held")
-        self.browser.fingers_move((x, y + 200))
-        self.nothing_latched()
-        self.browser.fingers_up()
-        self.nothing_latched()
-
-    def test_a_second_finger_releases_and_latches_nothing(self):
-        self.join()
-        first, second = self.browser.middle(key(1)), self.browser.middle(key(2))
-        self.browser.fingers_down(first)
-        self.wait_for_state(key(1), "held")
-        self.browser.fingers_down(first, second)
-        self.browser.fingers_up()
-        self.nothing_latched()
-
     def test_a_palm_presses_nothing(self):
         self.join()
         posts = len(self.desk.newest.states)
@@ -369,23 +254,6 @@ class TalkingTest(PageTest):
         self.browser.fingers_up()
         wait_until(lambda: len(self.desk.newest.states) > posts, "the next keep-alive")
         self.assertTrue(all(state["talk"] == [] for state in self.desk.newest.states))
-
-    def test_a_touch_that_the_system_cancels_latches_nothing(self):
-        self.join()
-        self.browser.fingers_down(self.browser.middle(key(1)))
-        self.wait_for_state(key(1), "held")
-        self.browser.touch_cancelled()
-        self.nothing_latched()
-
-    def test_scrolling_releases_the_key_under_the_finger(self):
-        self.desk.roles["k7d2m9qa"] = ("Stage Manager", [channel(f"Channel {i}") for i in range(12)])
-        self.join()
-        self.browser.hold(key(1))
-        self.wait_for_talk([0])
-        self.browser.run("document.getElementById('channels-area').scrollTop = 100")
-        self.nothing_latched()
-        self.browser.fingers_up()
-        self.nothing_latched()
 
     def test_a_long_touch_opens_no_menu_and_selects_no_text(self):
         self.join()
@@ -518,11 +386,10 @@ class HearingTest(PageTest):
 
     def test_a_channel_has_a_key_if_the_role_talks_and_a_level_if_it_listens(self):
         self.join("b3n8x1zz")
-        parts = self.browser.run(
-            """return [...document.querySelectorAll('#channels li')].map((card) =>
-                [card.querySelector('.key') !== null, card.querySelector('.level') !== null])"""
-        )
-        self.assertEqual(parts, [[False, True], [True, False]])
+        names = "return [...document.querySelectorAll(arguments[0])].map((name) => name.textContent)"
+        self.assertEqual(self.browser.run(names, "#channels .key .channel"), ["Notes"])
+        self.assertEqual(self.browser.run(names, "#heard .channel"), ["Main"])
+        self.assertEqual(self.browser.run(names, "#level-rows h3"), ["Main"])
         self.assertFalse(self.browser.shown(ALL), "one channel needs no key for all")
 
     def test_all_levels_are_full_at_first(self):
@@ -531,12 +398,12 @@ class HearingTest(PageTest):
 
     def test_a_level_is_posted_and_remembered_for_its_role_and_channel(self):
         self.join()
-        script = """
-            const slider = document.querySelector('#channels li:nth-child(2) .level');
-            slider.value = 50;
-            slider.dispatchEvent(new Event('input'));"""
-        self.browser.run(script)
-        wait_until(lambda: self.levels_posted() == [1, 0.25, 1], "half of the slider")
+        self.browser.tap("#levels-open")
+        for _ in range(5):
+            self.browser.tap("#level-rows li:nth-child(2) .quieter")
+        wait_until(lambda: self.levels_posted() == [1, 0.25, 1], "half of the level")
+        self.assertEqual(self.browser.text("#level-rows li:nth-child(2) .level-text"), "50 %")
+        self.assertEqual(self.browser.text("#own"), "Tech 50 %")
         self.open("/help")
         self.join()
         wait_until(lambda: self.levels_posted() == [1, 0.25, 1], "the level of the last visit")
@@ -546,9 +413,17 @@ class HearingTest(PageTest):
 
     def test_mute_silences_a_channel_and_brings_its_level_back(self):
         self.join()
-        self.browser.tap("#channels li:nth-child(3) .mute")
+        self.browser.tap("#levels-open")
+        self.browser.tap("#level-rows li:nth-child(3) .mute")
         wait_until(lambda: self.levels_posted() == [1, 1, 0], "muted")
-        self.browser.tap("#channels li:nth-child(3) .mute")
+        self.browser.tap("#levels-close")
+        self.assertTrue(self.browser.shown("#heard .silenced"))
+        self.assertFalse(self.browser.shown("#channels .silenced"))
+        self.open("/help")
+        self.join()
+        wait_until(lambda: self.levels_posted() == [1, 1, 0], "still muted on the next visit")
+        self.browser.tap("#levels-open")
+        self.browser.tap("#level-rows li:nth-child(3) .mute")
         wait_until(lambda: self.levels_posted() == [1, 1, 1], "heard again")
 
     def test_each_channel_names_who_is_talking(self):
@@ -556,7 +431,7 @@ class HearingTest(PageTest):
         self.desk.talkers((["Director", "Fly Floor"], False), ([], True), ([], False))
         self.browser.wait_for_text("#channels li:nth-child(1) .who", "2 talking: Director, Fly Floor")
         self.assertIn("Announcement", self.browser.text("#channels li:nth-child(2) .who"))
-        self.assertEqual(self.browser.text("#channels li:nth-child(3) .who-text"), "Quiet")
+        self.assertEqual(self.browser.text("#heard .who-text"), "Quiet")
         self.browser.wait_for_text("#polite", "Director on Main, Fly Floor on Main, Announcement on Tech")
         self.desk.talkers(([], False), ([], False), ([], False))
         self.browser.wait_for_text("#channels li:nth-child(1) .who", "Quiet")
@@ -664,7 +539,9 @@ class LosingTheConnectionTest(PageTest):
         # A page whose timers have stopped has no other reason to try again.
         source = """
             const start = window.setInterval.bind(window);
-            window.setInterval = (call, time) => start(() => { if (!window.still) call(); }, time);"""
+            window.setInterval = (call, time) => start(() => { if (!window.still) call(); }, time);
+            const later = window.setTimeout.bind(window);
+            window.setTimeout = (call, time) => later(() => { if (!window.still) call(); }, time);"""
         self.browser.before_each_page(self, source)
         self.join()
         self.browser.run("window.still = true")
@@ -714,6 +591,31 @@ class LosingTheConnectionTest(PageTest):
         self.wait_for_rejoin()
         self.browser.wait_for_text("#connection-state", "Off air")
         self.on_air()
+
+    def test_after_a_hand_over_the_page_is_back_with_its_levels_and_its_keys_off(self):
+        self.join()
+        self.browser.tap("#levels-open")
+        self.browser.tap("#level-rows li:nth-child(1) .mute")
+        self.browser.tap("#levels-close")
+        self.latch()
+        muted = wait_until(
+            lambda: [post["levels"] for post in self.desk.newest.states if post["levels"][0] == 0], "the level"
+        )[-1]
+        self.desk.tell("goodbye", {"reason": "handed-over", "retry": 120})
+        self.check_return()
+        posts = wait_until(lambda: self.desk.newest.states, "the state after the hand-over")
+        self.assertEqual([(post["talk"], post["levels"]) for post in posts], [([], muted)] * len(posts))
+
+    def test_a_desk_that_was_killed_and_started_again_is_noticed_without_waiting_for_a_timer(self):
+        source = """
+            const start = window.setInterval.bind(window);
+            window.setInterval = (call, time) => start(() => { if (!window.still) call(); }, time);"""
+        self.browser.before_each_page(self, source)
+        self.join()
+        self.browser.run("window.still = true")
+        self.desk.forget_sessions()
+        self.wait_for_rejoin()
+        self.assertEqual(self.desk.strays[:1], ["request"], "the page asks before the browser opens the events again")
 
     def test_a_role_that_is_gone_after_a_restart_leads_to_the_others(self):
         self.join("b3n8x1zz")

@@ -7,6 +7,7 @@ import itertools
 import json
 import pathlib
 import queue
+import re
 import secrets
 import threading
 import urllib.parse
@@ -19,7 +20,7 @@ POLICY = (
 )
 HELP_POLICY = "default-src 'none'; style-src 'unsafe-inline'"
 TYPES = {".html": "text/html; charset=utf-8", ".css": "text/css", ".js": "text/javascript", ".svg": "image/svg+xml"}
-NAMED = {"/": "crew.html", "/card": "card.html", "/help": "help.html"}
+NAMED = {"/": "crew.html", "/card": "card.html", "/desk": "desk.html", "/help": "help.html"}
 FAR_END_TIMEOUT = 10  # seconds
 HEARTBEAT = 2  # seconds
 
@@ -92,6 +93,7 @@ class MockDesk:
         """The state in which every test starts."""
         self.show = "Hamlet"
         self.code = "482913"
+        self.card_keys = {"": "door" + 18 * "-", "b3n8x1zz": "director" + 14 * "_"}  # by role
         self.roles = {
             "k7d2m9qa": ("Stage Manager", [channel("Main"), channel("Tech"), channel("Backstage", talk=False)]),
             "b3n8x1zz": ("Director", [channel("Main", talk=False), channel("Notes", listen=False)]),
@@ -107,8 +109,16 @@ class MockDesk:
         self.beats = True
         self.silent = False  # accepts requests and never responds
         self.unknown = set()  # sessions that the desk has forgotten
+        self.strays = []  # what was asked for these: "events" or "request"
         self.wait_for_far = True
         self.card = None
+        self.calls = []  # (channel, on)
+        self.call_refusals = []  # responses to the next calls
+        self.acknowledged = []  # (channel, whether a call)
+        self.desk_key = 22 * "k"
+        self.desk_pages = {}  # the events of each page, by its session
+        self.desk_requests = []  # (what, request) of the desk's page
+        self.desk_responses = {}  # what is responded to it, in place of what is below
 
     @property
     def address(self):
@@ -117,8 +127,8 @@ class MockDesk:
     def stop(self):
         self.stopping = True
         self.far_commands.put(None)
-        for session in self.sessions.values():
-            session.events.put(None)
+        for events in [session.events for session in self.sessions.values()] + list(self.desk_pages.values()):
+            events.put(None)
         self.server.shutdown()
         self.server.server_close()
         self.thread.join()
@@ -151,12 +161,17 @@ class MockDesk:
         with self.changed:
             while self.silent and not self.stopping:
                 self.changed.wait(0.1)
-        return getattr(self, "respond_" + path.removeprefix("/api/"))(request)
+        return getattr(self, "respond_" + re.sub("[/-]", "_", path.removeprefix("/api/")))(request)
+
+    def admits(self, request):
+        if "key" in request:
+            return request["key"] in (self.card_keys[""], self.card_keys.get(request.get("cardRole")))
+        return request["code"] == self.code
 
     def respond_roles(self, request):
         if self.role_refusals:
             return self.role_refusals.pop(0)
-        if request["code"] != self.code:
+        if not self.admits(request):
             return 403, {"error": "wrong-code"}
         roles = [{"key": k, "name": name, "present": self.present.get(k, 0)} for k, (name, _) in self.roles.items()]
         return 200, {"show": self.show, "roles": roles}
@@ -165,7 +180,7 @@ class MockDesk:
         self.joins.append(request)
         if self.refusals:
             return self.refusals.pop(0)
-        if request["code"] != self.code:
+        if not self.admits(request):
             return 403, {"error": "wrong-code"}
         if request["role"] not in self.roles:
             return 404, {"error": "no-such-role"}
@@ -196,9 +211,12 @@ class MockDesk:
             self.changed.wait_for(lambda: session in self.offers or self.stopping, FAR_END_TIMEOUT)
         return self.offers.pop(session, None)
 
-    def known(self, request):
+    def known(self, request, kind="request"):
         session = request.get("session")
-        return None if session in self.unknown else self.sessions.get(session)
+        if session in self.unknown:
+            self.strays.append(kind)
+            return None
+        return self.sessions.get(session)
 
     def respond_answer(self, request):
         session = self.known(request)
@@ -215,9 +233,24 @@ class MockDesk:
         session = self.known(request)
         if not session:
             return 404, {"error": "no-such-session"}
-        session.states.append({key: request[key] for key in ("number", "talk", "levels")})
+        session.states.append({key: request[key] for key in ("number", "talk", "levels", "closings")})
         self.notify()
         return 204, None
+
+    def respond_call(self, request):
+        if self.call_refusals:
+            return self.call_refusals.pop(0)
+        self.calls.append((request["channel"], request["on"]))
+        return 204, None
+
+    def respond_acknowledge(self, request):
+        self.acknowledged.append((request["channel"], request["call"]))
+        self.notify()
+        return 204, None
+
+    def signals(self, *channels):
+        """Each channel as a dictionary of call and light."""
+        self.tell("desk", {"channels": [{"talking": [], "announcing": False, **each} for each in channels]})
 
     def respond_leave(self, request):
         self.left.append(request["session"])
@@ -225,7 +258,7 @@ class MockDesk:
         return 204, None
 
     def respond_card(self, request):
-        if request["code"] != self.code:
+        if not self.admits(request):
             return 403, {"error": "wrong-code"}
         return 200, self.card or self.usual_card()
 
@@ -242,9 +275,57 @@ class MockDesk:
             "address": address,
             "others": ["https://desk.local:47000/"],
             "fingerprint": ":".join(f"{byte:02X}" for byte in range(200, 232)),
+            "authority": ":".join(f"{byte:02X}" for byte in range(100, 132)),
             "page": {"url": whole, "qr": qr(whole)},
             "roles": roles,
         }
+
+    # ---- The desk's own page ----
+
+    def respond_desk_open(self, request):
+        if request["key"] != self.desk_key:
+            return 403, {"error": "wrong-key"}
+        session = secrets.token_hex(16)
+        self.desk_pages[session] = queue.Queue()
+        channels = list(dict.fromkeys(each["name"] for _, own in self.roles.values() for each in own))
+        roles = [name for name, _ in self.roles.values()]
+        self.notify()
+        return 200, {"session": session, "show": self.show, "channels": channels, "roles": roles}
+
+    def desk_request(self, what, request, response):
+        if request["session"] not in self.desk_pages:
+            return 404, {"error": "no-such-session"}
+        self.desk_requests.append((what, {key: request[key] for key in request if key != "session"}))
+        return self.desk_responses.get(what, response)
+
+    def respond_desk_close_keys(self, request):
+        return self.desk_request("close-keys", request, (200, {"count": 1}))
+
+    def respond_desk_speak(self, request):
+        return self.desk_request("speak", request, (204, None))
+
+    def respond_desk_silence(self, request):
+        return self.desk_request("silence", request, (200, {"count": 1}))
+
+    def respond_desk_call(self, request):
+        return self.desk_request("call", request, (204, None))
+
+    def respond_desk_standby(self, request):
+        return self.desk_request("standby", request, (204, None))
+
+    def respond_desk_go(self, request):
+        return self.desk_request("go", request, (204, None))
+
+    def respond_desk_clear(self, request):
+        return self.desk_request("clear", request, (204, None))
+
+    def show_crew(self, *members, now=1000000, channels=()):
+        """Each page of the desk gets the members, of which what is not given is unknown."""
+        usual = {"address": "10.0.0.1", "connected": True, "microphone": True, "open": [], "heard": None,
+                 "screen": "on", "battery": None, "charging": False, "loss": None, "delay": None}  # fmt: skip
+        crew = {"members": [{**usual, **member} for member in members], "channels": list(channels)}
+        for events in self.desk_pages.values():
+            events.put(("crew", {"now": now, "crew": crew}))
 
     # ---- The far end of the audio ----
 
@@ -270,6 +351,8 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         url = urllib.parse.urlsplit(self.path)
         if url.path == "/api/events":
             self.stream_events(urllib.parse.parse_qs(url.query).get("session", [""])[0])
+        elif url.path == "/api/desk/events":
+            self.stream_desk(urllib.parse.parse_qs(url.query).get("session", [""])[0])
         elif url.path == "/far/commands":
             self.stream(self.desk.far_commands, beats=False, name="message")
         elif url.path == "/far":
@@ -308,12 +391,17 @@ class _Handler(http.server.BaseHTTPRequestHandler):
             pass  # the page was closed meanwhile
 
     def stream_events(self, id_):
-        session = self.desk.known({"session": id_})
+        session = self.desk.known({"session": id_}, "events")
         if not session:
             return self.send(404, b'{"error":"no-such-session"}', "application/json")
         session.streams += 1
         self.desk.notify()
         return self.stream(session.events, beats=True)
+
+    def stream_desk(self, session):
+        if session not in self.desk.desk_pages:
+            return self.send(404, b'{"error":"no-such-session"}', "application/json")
+        return self.stream(self.desk.desk_pages[session], beats=True)
 
     def stream(self, events, beats, name=None):
         self.send_response(200)

@@ -1,4 +1,13 @@
-import { Connection, eventsTimeout, firstRetry, respondingTimeout, resumeGrace, timeouts } from '/connection.js';
+import {
+    comingBackRetry,
+    comingBackTime,
+    Connection,
+    eventsTimeout,
+    firstRetry,
+    respondingTimeout,
+    resumeGrace,
+    timeouts,
+} from '/connection.js';
 import { firstInterval, maxPacketGap } from '/second-way.js';
 import { equal, test } from './testing.js';
 
@@ -369,16 +378,64 @@ test('the rate limit of the desk is kept, even when the network is back', () => 
     equal(joinsAt(connection, 1000, 10000), 5000);
 });
 
-test('a desk that is off air is tried every three seconds', () => {
+/** When it joins, by its own time to retry, in milliseconds after `from`; every try fails until `until`. */
+function retryTimes(connection, from, until) {
+    const times = [];
+    for (let now = from; now <= until; now += connection.timeToRetry(now) || 1) {
+        if (!connection.tick(now)) continue;
+        times.push(now - from);
+        connection.joinFailed('no-response', now);
+    }
+    return times;
+}
+
+test('a desk that went off air is tried often for a minute, then every three seconds', () => {
     const connection = connected();
     connection.goodbye('off-air', 1000);
     equal(connection.status, 'off-air');
-    equal(joinsAt(connection, 1000, 10000), 4000);
-    connection.joinFailed('no-response', 4000);
+    const times = retryTimes(connection, 1000, 1000 + comingBackTime + 10000);
+    equal(times.slice(0, 3), [1, 2, 3].map((count) => count * comingBackRetry));
+    equal(times.at(-1) - times.at(-2), 3000);
+    equal(times.filter((time) => time <= comingBackTime).length, comingBackTime / comingBackRetry);
     equal(connection.status, 'off-air');
-    equal(joinsAt(connection, 4000, 20000), 7000);
-    connection.joined(7100);
+    connection.tick(1000 + comingBackTime + 20000);
+    connection.joined(1000 + comingBackTime + 20000);
     equal(connection.status, 'connecting');
+});
+
+test('a desk that hands over is joined again at the time that it tells, and the connection is shown as lost', () => {
+    const connection = connected();
+    connection.goodbye('handed-over', 1000, 240);
+    equal([connection.status, connection.isIdle, connection.timeToRetry(1000)], ['lost', true, 240]);
+    equal([connection.tick(1239), connection.tick(1240)], [false, true]);
+    connection.joined(1300);
+    equal([connection.status, connection.timeToRetry(1300)], ['connecting', null]);
+});
+
+test('a desk that is not on air yet after a hand-over is tried soon, again and again', () => {
+    const connection = connected();
+    connection.goodbye('handed-over', 1000, 100);
+    equal(retryTimes(connection, 1000, 3000), [0, 1, 2, 3].map((count) => 100 + count * comingBackRetry));
+});
+
+test('a large crew asks a desk that is coming back no more often than it can take them', () => {
+    for (const goodbye of [['off-air', 1000], ['handed-over', 1000, 5000]]) {
+        const connection = connected();
+        connection.spreadRetries(5000);
+        connection.goodbye(...goodbye);
+        equal(retryTimes(connection, 1000, 12000), [5000, 10000]);
+    }
+});
+
+test('a connection that is lost after the desk has come back has the usual backoff', () => {
+    const connection = connected();
+    connection.goodbye('handed-over', 1000, 0);
+    connection.tick(1000);
+    connection.joined(1100);
+    connection.peerStateChanged('connected', 1200);
+    connection.heartbeat(1200);
+    connection.lose('no-response', 2000);
+    equal(retryTimes(connection, 2000, 4000), [500, 1500]);
 });
 
 test('a session that the desk dropped or replaced is joined again', () => {
