@@ -2,17 +2,13 @@
 
 #include "base/LineText.h"
 #include "relay/EventLog.h"
+#include "relay/Sentences.h"
 #include "relay/log/Messages.h"
 #include "relay/net/IpAddress.h"
-
-#include <array>
 
 namespace wingbell {
 
 namespace {
-
-/// How many datagrams are taken in a row before looking at everything else again.
-constexpr int datagramsInARow = 64;
 
 /// Who counts as one sender: an address whatever its port, of IPv6 a network of 64 bits.
 std::string senderOf(const QHostAddress& address)
@@ -20,82 +16,29 @@ std::string senderOf(const QHostAddress& address)
     return clientNetwork(address).toString().toStdString();
 }
 
-/// Of each OscError::Code.
-constexpr std::array oscMessages = {
-    Message::EmptyPacket,     Message::NotOsc,           Message::UnendedAddress,
-    Message::WrongTypeTags,   Message::WrongArguments,   Message::WrongLength,
-    Message::NoTimeTag,       Message::UnendedBundle,    Message::WrongBundleLength,
-    Message::TooManyMessages, Message::TooDeep,          Message::UnknownChannel,
-    Message::NoChannelName,   Message::UnknownAddress,   Message::NoText,
-    Message::NotAString,      Message::SeveralArguments, Message::NotUtf8,
-    Message::BlankText};
-static_assert(oscMessages.size() == static_cast<std::size_t>(OscError::Code::BlankText) + 1);
-
 } // namespace
 
-Announcer::Announcer(
-    const ShowPatch& show, OscSocket socket, Room& room, EventLog& log, Sounding sounding)
+Announcer::Announcer(const ShowPatch& show, Room& room, EventLog& log, Observer observer)
     : m_show(show)
-    , m_channels(show.channels().begin(), show.channels().end())
-    , m_socket(std::move(socket))
     , m_log(log)
-    , m_sounding(std::move(sounding))
+    , m_observer(std::move(observer))
     , m_limiter(announcementsASecond, announcementsAtOnce)
     , m_soundingOn(static_cast<std::size_t>(show.channels().size()))
 {
     m_player.emplace(
         SpeechSynthesizer::Settings{},
-        [this, &room](std::shared_ptr<AudioSource> sound, const ChannelSet& channels) {
-            room.announce(std::move(sound), channels);
-            begun(channels);
+        [this, &room](std::shared_ptr<AudioSource> sound, const PendingAnnouncement& announcement) {
+            room.announce(std::move(sound), announcement.channels);
+            begun(announcement);
         },
         [this](const PendingAnnouncement& announcement, const SpeechResult& result) {
             ended(announcement, result);
         });
 }
 
-void Announcer::receive()
-{
-    for (int taken = 0; taken < datagramsInARow; ++taken) {
-        const auto datagram = m_socket.receive();
-        if (!datagram) {
-            return;
-        }
-        handle(*datagram);
-    }
-}
-
 void Announcer::stop()
 {
-    m_socket.close();
     m_player.reset();
-}
-
-void Announcer::handle(const OscSocket::Datagram& datagram)
-{
-    for (const auto& message : readOscPacket(datagram.bytes)) {
-        if (!message) {
-            reject(message.error(), datagram.sender);
-            continue;
-        }
-        const auto request = readOscRequest(*message, m_channels);
-        if (!request) {
-            reject(request.error(), datagram.sender);
-        } else if (const auto* announcement = std::get_if<Announcement>(&*request)) {
-            announce(*announcement, datagram.sender);
-        } else {
-            silence(datagram.sender);
-        }
-    }
-}
-
-void Announcer::reject(const OscError& error, const QHostAddress& sender)
-{
-    const bool isName = error.code == OscError::Code::UnknownChannel ||
-                        error.code == OscError::Code::UnknownAddress;
-    m_log.rejected(
-        oscMessages.at(static_cast<std::size_t>(error.code)),
-        {isName ? quoted(error.subject) : error.subject}, sender);
 }
 
 void Announcer::reject(
@@ -126,35 +69,64 @@ void Announcer::announce(const Announcement& announcement, const QHostAddress& s
         m_log.rejected(Message::TooManyASecond, {QString::number(announcementsASecond)}, sender);
         return;
     }
-    const AnnouncementQueue::Offer offer = m_player->announce(
-        {++m_lastId, m_show.setOf(announcement.channel), announcement.text.toStdString(),
-         senderOf(sender)});
-    if (!offer) {
-        return reject(offer.error(), announcement, sender);
-    }
-    if (const auto& displaced = *offer) {
-        m_log.notSpoken(QString::fromStdString(displaced->text), messageText(Message::Displaced));
+    const auto error =
+        speak(announcement.text, m_show.setOf(announcement.channel), senderOf(sender));
+    if (error) {
+        return reject(*error, announcement, sender);
     }
     m_log.announced(announcement, sender);
 }
 
-/// Not rate-limited: who sends too much must be able to take it back.
+std::optional<AnnouncementError>
+Announcer::speak(const QString& text, const ChannelSet& channels, const std::string& sender)
+{
+    const AnnouncementQueue::Offer offer =
+        m_player->announce({++m_lastId, channels, text.toStdString(), sender});
+    if (!offer) {
+        return offer.error();
+    }
+    if (const auto& displaced = *offer) {
+        m_log.notSpoken(QString::fromStdString(displaced->text), messageText(Message::Displaced));
+    }
+    return std::nullopt;
+}
+
+bool Announcer::announceFromDesk(
+    const QString& text, const ChannelSet& channels, const QHostAddress& sender)
+{
+    // A cue player on the same computer has its own share of the queue.
+    if (speak(text, channels, "desk " + senderOf(sender))) {
+        return false;
+    }
+    m_log.deskDid(
+        Message::DeskAnnounces,
+        {addressText(sender), quoted(text, maxAnnouncement),
+         namesInWords(m_show.namesOf(channels), QStringLiteral("channel"))});
+    return true;
+}
+
+std::size_t Announcer::silenceAll()
+{
+    return m_player->silence();
+}
+
 void Announcer::silence(const QHostAddress& sender)
 {
     m_log.silenced(m_player->silence(senderOf(sender)), sender);
 }
 
-void Announcer::begun(const ChannelSet& channels)
+void Announcer::begun(const PendingAnnouncement& announcement)
 {
-    m_soundingOn.insert(channels);
-    m_sounding(m_soundingOn);
+    m_soundingOn.insert(announcement.channels);
+    m_observer.begun(QString::fromStdString(announcement.text), announcement.channels);
+    m_observer.sounding(m_soundingOn);
 }
 
 /// No two announcements sound on one channel at a time, so whatever sounded there was this one.
 void Announcer::ended(const PendingAnnouncement& announcement, const SpeechResult& result)
 {
     m_soundingOn.remove(announcement.channels);
-    m_sounding(m_soundingOn);
+    m_observer.sounding(m_soundingOn);
     const QString text = QString::fromStdString(announcement.text);
     if (!result) {
         m_log.notSpoken(text, result.error().reason);

@@ -3,11 +3,8 @@
 #include "relay/audio/Room.h"
 #include "relay/http/RequestLimiter.h"
 #include "relay/osc/OscRequest.h"
-#include "relay/osc/OscSocket.h"
 #include "relay/sessions/ShowPatch.h"
 #include "relay/speech/AnnouncementPlayer.h"
-
-#include <QSet>
 
 #include <functional>
 #include <optional>
@@ -16,47 +13,56 @@ namespace wingbell {
 
 class EventLog;
 
-/// Receives OSC packets and has the announcements in them spoken in the room. Main thread only.
+/// Has announcements spoken in the room, within the limits for each sender. Main thread only.
 class Announcer
 {
 public:
-    /// Takes the channels on which announcements sound now.
-    using Sounding = std::function<void(const ChannelSet&)>;
+    /// Is told what the crew can hear.
+    struct Observer
+    {
+        std::function<void(const QString& text, const ChannelSet& channels)> begun;
+        /// Takes the channels on which announcements sound now.
+        std::function<void(const ChannelSet& channels)> sounding;
+    };
 
     /// The rate limit for one sender, a token bucket: a cue player that runs wild, or a prank, must
     /// not fill the queue for the others. An ordinary cue list stays far below.
     static constexpr double announcementsASecond = 4;
     static constexpr int announcementsAtOnce = 16;
 
-    /// Takes over the bound `socket`; borrows the others, which must outlive it.
-    Announcer(
-        const ShowPatch& show, OscSocket socket, Room& room, EventLog& log, Sounding sounding);
+    /// Borrows all of them; they must outlive it.
+    Announcer(const ShowPatch& show, Room& room, EventLog& log, Observer observer);
     Q_DISABLE_COPY_MOVE(Announcer)
 
-    /// Readable when there is something to receive.
-    [[nodiscard]] int descriptor() const { return m_socket.descriptor(); }
+    /// Has `announcement` of a cue player spoken, or tells the log why not.
+    void announce(const Announcement& announcement, const QHostAddress& sender);
 
-    /// Handles the packets that have arrived, a bounded number of them.
-    void receive();
+    /// Fades out and drops what `sender` has announced. Not rate-limited: who sends too much must
+    /// be able to take it back.
+    void silence(const QHostAddress& sender);
 
-    /// Takes and speaks nothing any more.
+    /// Has `text` spoken on `channels` for the desk's own page at `sender`. False when too much is
+    /// waiting already.
+    bool
+    announceFromDesk(const QString& text, const ChannelSet& channels, const QHostAddress& sender);
+
+    /// Fades out what is spoken and drops what waits. Returns how many announcements that were.
+    std::size_t silenceAll();
+
+    /// Speaks nothing any more.
     void stop();
 
 private:
-    void handle(const OscSocket::Datagram& datagram);
-    void reject(const OscError& error, const QHostAddress& sender);
     void
     reject(AnnouncementError error, const Announcement& announcement, const QHostAddress& sender);
-    void announce(const Announcement& announcement, const QHostAddress& sender);
-    void silence(const QHostAddress& sender);
-    void begun(const ChannelSet& channels);
+    [[nodiscard]] std::optional<AnnouncementError>
+    speak(const QString& text, const ChannelSet& channels, const std::string& sender);
+    void begun(const PendingAnnouncement& announcement);
     void ended(const PendingAnnouncement& announcement, const SpeechResult& result);
 
     const ShowPatch& m_show;
-    QSet<QString> m_channels;
-    OscSocket m_socket;
     EventLog& m_log;
-    Sounding m_sounding;
+    Observer m_observer;
     RequestLimiter m_limiter;
     std::uint64_t m_lastId = 0;
     ChannelSet m_soundingOn;

@@ -86,6 +86,13 @@ void EventLog::silenced(std::size_t count, const QHostAddress& sender)
     });
 }
 
+void EventLog::signalled(
+    SignalRequest::Kind kind, const QStringList& channels, const QString& text,
+    const QString& sender)
+{
+    tell(LogEvent::Signal, [&] { return signalSentence(kind, channels, text, sender); });
+}
+
 void EventLog::notSpoken(const QString& text, const QString& reason)
 {
     tell(LogEvent::NotSpoken, [&] {
@@ -113,6 +120,29 @@ void EventLog::left(const QString& role, const QString& address, Departure why)
     tell(hadCome ? LogEvent::Left : LogEvent::NeverConnected, [&] {
         return leftSentence(role, address, why);
     });
+}
+
+void EventLog::keptKeysOn(
+    const QString& role, const QStringList& channels, std::chrono::minutes time)
+{
+    tell(LogEvent::ForgottenKey, [&] { return forgottenKeySentence(role, channels, time); });
+}
+
+void EventLog::called(const QString& role, const QString& channel)
+{
+    signalled(SignalRequest::Kind::Call, {channel}, {}, quoted(role));
+}
+
+void EventLog::repliesTo(const QHostAddress& receiver, quint16 port)
+{
+    tell(LogEvent::Signal, [&] {
+        return messageText(Message::RepliesTo, {addressText(receiver), QString::number(port)});
+    });
+}
+
+void EventLog::deskDid(Message what, const QStringList& arguments)
+{
+    tell(eventOf(what), [&] { return messageText(what, arguments); });
 }
 
 /// When to say again how to join; nullopt while that is still in sight or was never told.

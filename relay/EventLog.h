@@ -36,11 +36,23 @@ public:
     void rejected(Message reason, const QStringList& arguments, const QHostAddress& sender);
     void rejectedRequest(Message reason, const QHostAddress& sender);
     void silenced(std::size_t count, const QHostAddress& sender);
+    /// A call or a cue light on those channels, or on every one if there are none; `sender` is for
+    /// a person.
+    void signalled(
+        SignalRequest::Kind kind, const QStringList& channels, const QString& text,
+        const QString& sender);
     void notSpoken(const QString& text, const QString& reason);
 
     void joined(const QString& role, const QString& address, bool microphone) override;
     void returned(const QString& role, const QString& address) override;
     void left(const QString& role, const QString& address, Departure why) override;
+    void keptKeysOn(
+        const QString& role, const QStringList& channels, std::chrono::minutes time) override;
+    void called(const QString& role, const QString& channel) override;
+
+    void repliesTo(const QHostAddress& receiver, quint16 port);
+    /// What the desk's own page has done, a message of LogEvent::DeskPage.
+    void deskDid(Message what, const QStringList& arguments);
 
     /// Tells `line`, or a message, in any case.
     void tell(const QString& line);

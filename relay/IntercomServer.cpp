@@ -4,7 +4,10 @@
 #include "base/Result.h"
 #include "relay/Relay.h"
 #include "relay/Sentences.h"
+#include "relay/StartCheck.h"
+#include "relay/access/CardKeys.h"
 #include "relay/access/Certificate.h"
+#include "relay/access/CertificateAuthority.h"
 #include "relay/access/CrewCode.h"
 #include "relay/access/StateDirectory.h"
 #include "relay/audio/AudioIo.h"
@@ -13,10 +16,12 @@
 #include "relay/log/LineWriter.h"
 #include "relay/log/Messages.h"
 #include "relay/net/AddressRanking.h"
+#include "relay/net/HandOver.h"
 #include "relay/net/NetworkAddresses.h"
 #include "relay/net/Port.h"
 #include "relay/speech/SpeechSynthesizer.h"
 
+#include <QDateTime>
 #include <QFile>
 #include <QProcessEnvironment>
 #include <QSysInfo>
@@ -26,6 +31,7 @@
 #include <limits>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
+#include <thread>
 #include <unistd.h>
 
 namespace wingbell {
@@ -65,6 +71,7 @@ struct Switches
 {
     bool loopback = qEnvironmentVariableIntValue("WINGBELL_LOOPBACK") == 1;
     bool shortCycles = qEnvironmentVariableIntValue("WINGBELL_TICK_MS") == 10;
+    QString systemRoot = qEnvironmentVariable("WINGBELL_SYSTEM_ROOT"); ///< for StartCheck
 
     [[nodiscard]] std::size_t samplesPerCycle() const
     {
@@ -132,18 +139,39 @@ tl::unexpected<StartError> notOnAir(const QString& reason)
     return failure(StartError{messageText(Message::NotOnAir, {reason})});
 }
 
-Result<OpenPort, StartError> openShowPort(PortType type, quint16 port)
+/// Which ports cannot be opened.
+struct PortsError
+{
+    std::optional<PortType> type; ///< of the show's port; none: it is the media ports
+    std::error_code code;
+
+    [[nodiscard]] bool isShowPortTaken() const { return type && code == std::errc::address_in_use; }
+};
+
+StartError startError(const PortsError& error, quint16 port)
+{
+    if (!error.type) {
+        return StartError{messageText(
+            Message::NotOnAir, {QStringLiteral("none of the UDP ports %1 to %2 can be opened: %3")
+                                    .arg(firstMediaPort)
+                                    .arg(lastMediaPort)
+                                    .arg(qt_error_string(error.code.value()))})};
+    }
+    return StartError{portNotOpenSentence(
+        *error.type, port, error.code,
+        error.isShowPortTaken() ? portHolder(*error.type, port) : std::nullopt)};
+}
+
+Result<OpenPort, PortsError> openShowPort(PortType type, quint16 port)
 {
     auto opened = openPort(type, port);
     if (opened) {
         return std::move(*opened);
     }
-    const bool isTaken = opened.error() == std::errc::address_in_use;
-    return failure(StartError{portNotOpenSentence(
-        type, port, opened.error(), isTaken ? portHolder(type, port) : std::nullopt)});
+    return failure(PortsError{type, opened.error()});
 }
 
-Result<OpenPort, StartError> openMediaPort()
+Result<OpenPort, PortsError> openMediaPort()
 {
     std::error_code error;
     for (quint16 port = firstMediaPort; port <= lastMediaPort; ++port) {
@@ -153,13 +181,10 @@ Result<OpenPort, StartError> openMediaPort()
         }
         error = opened.error();
     }
-    return notOnAir(QStringLiteral("none of the UDP ports %1 to %2 can be opened: %3")
-                        .arg(firstMediaPort)
-                        .arg(lastMediaPort)
-                        .arg(qt_error_string(error.value())));
+    return failure(PortsError{std::nullopt, error});
 }
 
-Result<Ports, StartError> openPorts(quint16 port)
+Result<Ports, PortsError> openPorts(quint16 port)
 {
     auto osc = openShowPort(PortType::Udp, port);
     if (!osc) {
@@ -176,6 +201,23 @@ Result<Ports, StartError> openPorts(quint16 port)
     return Ports{
         OscSocket(std::move(*osc)), std::move(crew->descriptor),
         DatagramSocket(std::move(media->descriptor), media->takesIpv6)};
+}
+
+/// The same when another server has just closed them: what it was starting at that moment may hold
+/// them a little longer.
+Result<Ports, PortsError> openFreedPorts(quint16 port)
+{
+    constexpr std::chrono::seconds timeout(1);
+    constexpr std::chrono::milliseconds interval(5);
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    for (;;) {
+        auto ports = openPorts(port);
+        if (ports || ports.error().code != std::errc::address_in_use ||
+            std::chrono::steady_clock::now() >= deadline) {
+            return ports;
+        }
+        std::this_thread::sleep_for(interval);
+    }
 }
 
 /// Those at which the crew's browsers can send audio to this machine, best first.
@@ -197,73 +239,162 @@ std::vector<QHostAddress> loopbackAddress()
     return {QHostAddress(QHostAddress::LocalHost)};
 }
 
-Result<Relay::Parts, StartError> openParts(const ShowFile& show, const Switches& switches)
+/// By what browsers know this machine.
+struct Identity
+{
+    CertificateAuthority authority;
+    QByteArray pem; ///< what the server loads
+    QString fingerprint;
+    bool vouches = true;   ///< the authority for that certificate
+    QStringList hostNames; ///< further names of this machine, from the theatre's own certificate
+    QStringList remarks;
+};
+
+/// nullopt if OpenSSL fails.
+std::optional<Identity>
+loadIdentity(const StateDirectory& folder, const Place& place, CertificateTime now)
+{
+    const auto authority = loadOrCreateAuthority(folder, place.names.hostNames, now);
+    if (!authority) {
+        return std::nullopt;
+    }
+    Identity identity{authority->authority, {}, {}, true, {}, {}};
+    const auto remark = [&identity](Message message, const QString& argument) {
+        if (!argument.isEmpty()) {
+            identity.remarks.append(messageText(message, {argument}));
+        }
+    };
+    remark(Message::NewAuthority, authority->replacedBecause);
+    remark(Message::AuthorityNotSaved, authority->notStoredBecause);
+    const auto theatres = loadTheatreCertificate(folder, place.names, now);
+    if (theatres && *theatres) {
+        const TheatreCertificate& own = **theatres;
+        const auto until = std::chrono::system_clock::to_time_t(own.validUntil);
+        remark(
+            Message::TheatreCertificate,
+            QDateTime::fromSecsSinceEpoch(until, Qt::UTC).toString(QStringLiteral("yyyy-MM-dd")));
+        identity.pem = own.pem;
+        identity.fingerprint = own.fingerprint;
+        identity.vouches = false;
+        identity.hostNames = own.hostNames;
+        return identity;
+    }
+    remark(Message::TheatreCertificateUnused, theatres ? QString() : theatres.error());
+    const auto made = loadOrCreateCertificate(folder, authority->authority, place.names, now);
+    if (!made) {
+        return std::nullopt;
+    }
+    remark(Message::CertificateNotSaved, made->notStoredBecause);
+    remark(Message::NewCertificate, made->newBecause);
+    identity.pem = made->certificate.pem();
+    identity.fingerprint = made->certificate.fingerprint();
+    return identity;
+}
+
+Result<Relay::Parts, StartError> openParts(
+    const ShowFile& show, const StateDirectory& folder, const StateDirectory& sockets,
+    const Switches& switches)
 {
     const auto port = static_cast<quint16>(show.oscPort);
-    auto ports = openPorts(port);
-    if (!ports) {
-        return failure(ports.error());
+    auto socketFolder = sockets.openOrMake();
+    auto freePorts = openPorts(port);
+    std::optional<EarlierServer> earlier;
+    if (!freePorts && freePorts.error().isShowPortTaken() && socketFolder) {
+        earlier = EarlierServer::find(*socketFolder, port);
+    }
+    if (!freePorts && !earlier) {
+        return failure(startError(freePorts.error(), port));
     }
 
-    const Place place = placeOf(port);
-    const StateDirectory folder(
-        StateDirectory::standardPath(QProcessEnvironment::systemEnvironment()));
+    Place place = placeOf(port);
+    // Two servers that start at once, perhaps of two users, have to end up with the same secrets.
+    FileDescriptor lock = folder.lock();
     const StoredCrewCode code = loadOrCreateCrewCode(folder);
-    const auto certificate =
-        loadOrCreateCertificate(folder, place.names, std::chrono::system_clock::now());
-    if (!certificate) {
-        return notOnAir(QStringLiteral("OpenSSL made no certificate"));
-    }
+    const StoredCardSecret cards = loadOrCreateCardSecret(folder);
+    auto identity = loadIdentity(folder, place, std::chrono::system_clock::now());
+    (void)lock.close();
     auto dtls = DtlsContext::make();
-    if (!dtls) {
+    if (!identity || !dtls) {
         return notOnAir(QStringLiteral("OpenSSL made no certificate"));
     }
-    const auto tls = tlsConfiguration(certificate->certificate.pem());
+    const auto tls = tlsConfiguration(identity->pem);
     if (!tls) {
         return notOnAir(QStringLiteral("TLS cannot be set up"));
     }
+    // Last, so that the crew miss as little as possible.
+    const bool tookOver = earlier && earlier->takeOver();
+    auto ports = tookOver    ? openFreedPorts(port)
+                 : freePorts ? std::move(freePorts)
+                             : openPorts(port);
+    if (!ports) {
+        return failure(startError(ports.error(), port));
+    }
+    std::optional<HandOver> handOver;
+    if (socketFolder) {
+        if (auto opened = HandOver::open(std::move(*socketFolder), port)) {
+            handOver.emplace(std::move(*opened));
+        }
+    }
+    QStringList urls;
+    for (const QString& host : identity->hostNames) {
+        urls.append(urlFor(host, port));
+    }
+    place.urls = urls + place.urls;
     auto server = std::make_unique<HttpsServer>(std::move(ports->crew), *tls, httpLimits());
     std::vector<QByteArray> names;
-    for (const QString& name : place.names.hostNames) {
+    for (const QString& name : place.names.hostNames + identity->hostNames) {
         names.push_back(name.toUtf8());
     }
     server->router().setHostNames(names);
+    server->router().addDownload(
+        "/authority.crt", "application/x-x509-ca-cert", identity->authority.der());
+    server->router().addDownload(
+        "/authority.mobileconfig", "application/x-apple-aspen-config",
+        identity->authority.appleProfile());
 
     QStringList remarks;
+    if (tookOver) {
+        remarks.append(messageText(Message::TookOver, {QString::number(earlier->process())}));
+    }
     if (!code.replacedBecause.isEmpty()) {
         remarks.append(messageText(Message::NewCode, {code.replacedBecause}));
     }
     if (!code.notStoredBecause.isEmpty()) {
         remarks.append(messageText(Message::CodeNotSaved, {code.notStoredBecause}));
     }
-    if (!certificate->notStoredBecause.isEmpty()) {
-        remarks.append(messageText(Message::CertificateNotSaved, {certificate->notStoredBecause}));
+    if (!cards.replacedBecause.isEmpty()) {
+        remarks.append(messageText(Message::NewCardSecret, {cards.replacedBecause}));
     }
-    if (!certificate->newBecause.isEmpty()) {
-        remarks.append(messageText(Message::NewCertificate, {certificate->newBecause}));
+    if (!cards.notStoredBecause.isEmpty()) {
+        remarks.append(messageText(Message::CardSecretNotSaved, {cards.notStoredBecause}));
     }
+    remarks.append(identity->remarks);
     return Relay::Parts{
         ShowPatch(show),
         port,
         std::move(ports->osc),
         std::move(server),
-        {code.code, place.urls, certificate->certificate.fingerprint()},
+        {code.code, CardKeys(cards.secret, show.show), place.urls, identity->fingerprint,
+         identity->vouches ? identity->authority.fingerprint() : QString()},
         remarks,
+        {},
         std::move(ports->media),
         std::move(dtls),
-        {switches.samplesPerCycle(), switches.loopback ? loopbackAddress : mediaAddresses}};
+        {switches.samplesPerCycle(), switches.loopback ? loopbackAddress : mediaAddresses},
+        std::move(handOver)};
 }
 
 /// Restricts the program for good to what a show on air needs; adds a remark if the kernel cannot.
 /// To be called when what needs more is done (the show is read, the ports are bound, TLS is
 /// loaded) and before any thread is started, which
 /// would stay outside.
-void confine(QStringList& remarks)
+void confine(const QStringList& ownFolders, const std::string& speechProgram, QStringList& remarks)
 {
-    const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    const Confinement confinement = serverConfinement(
-        QFile::encodeName(StateDirectory::standardPath(environment)).toStdString(),
-        programPath(SpeechSynthesizer::Settings{}.program).value_or(std::string()));
+    std::vector<std::string> folders;
+    for (const QString& folder : ownFolders) {
+        folders.push_back(QFile::encodeName(folder).toStdString());
+    }
+    const Confinement confinement = serverConfinement(folders, speechProgram);
     QStringList lacking = confinement.lacking();
     if (const int error = confinement.enter(); error != 0) {
         lacking.append(qt_error_string(error));
@@ -326,12 +457,29 @@ int runIntercomServer(const QStringList& arguments, const StopSignals& stop)
     }
     allowManyDescriptors();
     const Switches switches;
-    auto parts = openParts(*show, switches);
+    const SpeechSynthesizer::Settings speech;
+    const std::string speechProgram = programPath(speech.program).value_or(std::string());
+    std::optional<StartCheck> check(
+        std::in_place, StartCheck::Settings{speech.voice, speechProgram, switches.systemRoot},
+        NetworkAddresses().read());
+    const auto environment = QProcessEnvironment::systemEnvironment();
+    const auto state = StateDirectory::choose(environment);
+    const StateDirectory sockets(
+        handOverFolder(environment, StateDirectory::standardPath(environment)));
+    auto parts = openParts(*show, state.directory, sockets, switches);
     if (!parts) {
         return failed(NotOnAir, parts.error().sentence);
     }
     (void)limitRealTimeRun(maxRealTimeRun);
-    confine(parts->remarks);
+    if (!state.sharedUnusedBecause.isEmpty()) {
+        parts->remarks.prepend(
+            messageText(Message::SharedStateUnused, {state.sharedPath, state.sharedUnusedBecause}));
+    }
+    parts->problems = startProblems(check->finish(
+        {{QStringLiteral("tcp"), parts->port},
+         {QStringLiteral("udp"), parts->mediaSocket.port()}}));
+    check.reset();
+    confine({state.directory.path(), sockets.path()}, speechProgram, parts->remarks);
     LineWriter output(STDOUT_FILENO);
     Relay(std::move(*parts), stop.descriptor(), output).run();
     return AfterShow;

@@ -46,6 +46,19 @@ Message messageOf(HttpError error)
     return Message::MalformedRequest;
 }
 
+Message messageOf(CrewService::AccessError error)
+{
+    switch (error) {
+    case CrewService::AccessError::SlowDown:
+        return Message::MustWait;
+    case CrewService::AccessError::WrongKey:
+        return Message::WrongKey;
+    case CrewService::AccessError::WrongCode:
+        break;
+    }
+    return Message::WrongCode;
+}
+
 } // namespace
 
 Relay::Relay(Parts parts, int stopDescriptor, LineWriter& output)
@@ -54,31 +67,41 @@ Relay::Relay(Parts parts, int stopDescriptor, LineWriter& output)
     , m_takesIpv6(parts.osc.takesIpv6())
     , m_door(parts.door)
     , m_remarks(parts.remarks)
+    , m_problems(parts.problems)
     , m_output(output)
     , m_began(Clock::now())
     , m_log(output, [this] { waitForOutput(); })
     , m_room(static_cast<std::size_t>(m_show.channels().size()), parts.media.samplesPerCycle)
-    , m_media(std::move(parts.mediaSocket), std::move(parts.dtls), std::move(parts.media))
+    , m_media(
+          std::in_place, std::move(parts.mediaSocket), std::move(parts.dtls),
+          std::move(parts.media))
     , m_mixer(std::in_place, m_room)
     , m_crew(
           m_show, m_room,
           [this] {
               lookAfterCrew();
-              return m_media.makeLink();
+              return m_media ? m_media->makeLink() : nullptr;
           },
           m_log)
     , m_announcer(
-          m_show, std::move(parts.osc), m_room, m_log,
-          [this](const ChannelSet& channels) { m_crew.setAnnouncing(channels); })
+          m_show, m_room, m_log,
+          {[this](const QString& text, const ChannelSet& channels) {
+               m_crew.announce(text, channels);
+           },
+           [this](const ChannelSet& channels) {
+               m_crew.setAnnouncing(channels);
+           }})
+    , m_osc(m_show, std::move(parts.osc), m_announcer, m_crew, m_log)
     , m_service(
           parts.server->router(), m_show, m_crew, m_door,
-          [this](CodeError::Kind kind, const QHostAddress& who) {
-              m_log.rejectedRequest(
-                  kind == CodeError::Kind::Wrong ? Message::WrongCode : Message::MustWait, who);
+          [this](CrewService::AccessError error, const QHostAddress& who) {
+              m_log.rejectedRequest(messageOf(error), who);
           })
+    , m_desk(parts.server->router(), m_show, m_crew, m_announcer, m_log, m_door.keys)
     , m_server(std::move(parts.server))
     , m_stopNotifier(stopDescriptor, QSocketNotifier::Read)
-    , m_oscNotifier(m_announcer.descriptor(), QSocketNotifier::Read)
+    , m_oscNotifier(m_osc.descriptor(), QSocketNotifier::Read)
+    , m_handOver(std::move(parts.handOver))
 {
     m_server->onRejected([this](HttpError error, const QHostAddress& who) {
         m_log.rejectedRequest(messageOf(error), who);
@@ -86,8 +109,14 @@ Relay::Relay(Parts parts, int stopDescriptor, LineWriter& output)
     QObject::connect(
         &m_stopNotifier, &QSocketNotifier::activated, &m_stopNotifier, [this] { stop(); });
     QObject::connect(&m_oscNotifier, &QSocketNotifier::activated, &m_oscNotifier, [this] {
-        m_announcer.receive();
+        m_osc.receive();
+        lookAfterCrew();
     });
+    if (m_handOver) {
+        m_handOverNotifier.emplace(m_handOver->descriptor(), QSocketNotifier::Read);
+        QObject::connect(
+            &*m_handOverNotifier, &QSocketNotifier::activated, &m_loop, [this] { handOver(); });
+    }
     m_heldBackTimer.setSingleShot(true);
     m_heldBackTimer.setTimerType(Qt::PreciseTimer);
     QObject::connect(&m_heldBackTimer, &QTimer::timeout, &m_heldBackTimer, [this] {
@@ -96,7 +125,7 @@ Relay::Relay(Parts parts, int stopDescriptor, LineWriter& output)
     });
     QObject::connect(&m_crewTimer, &QTimer::timeout, &m_crewTimer, [this] {
         m_crew.checkTimeouts(Clock::now());
-        if (m_crew.memberCount() == 0) {
+        if (m_crew.isIdle()) {
             m_crewTimer.stop();
         }
     });
@@ -128,19 +157,29 @@ void Relay::tellOnAir()
     if (unknown.size() > told) {
         m_log.tell(Message::MoreUnknownChannels, {QString::number(unknown.size() - told)});
     }
-    m_log.tellHowToJoin(
-        {joinSentence(m_door.urls, m_door.code.text()),
-         messageText(Message::Fingerprint, {m_door.fingerprint}),
-         messageText(
-             Message::JoinCard,
-             {m_door.urls.constFirst() + QStringLiteral("card#code=") + m_door.code.text()})});
+    const QString& page = m_door.urls.constFirst();
+    QStringList howToJoin = {
+        joinSentence(m_door.urls, m_door.code.text()),
+        messageText(Message::Fingerprint, {m_door.fingerprint})};
+    if (!m_door.authority.isEmpty()) {
+        howToJoin.append(
+            messageText(Message::Authority, {page + QStringLiteral("help"), m_door.authority}));
+    }
+    howToJoin.append(
+        messageText(Message::JoinCard, {page + QStringLiteral("card#code=") + m_door.code.text()}));
+    howToJoin.append(messageText(
+        Message::DeskPage, {page + QStringLiteral("desk#key=") + m_door.keys.deskKey()}));
+    m_log.tellHowToJoin(howToJoin);
+    for (const QString& problem : m_problems) {
+        m_log.tell(problem);
+    }
 }
 
 /// For the threads to which the kernel did not give real-time priority itself.
 void Relay::askForRealTime()
 {
     std::vector<RealTimeRequest> refused;
-    for (const RealTimeThread* const thread : {&m_mixer->thread(), &m_media.thread()}) {
+    for (const RealTimeThread* const thread : {&m_mixer->thread(), &m_media->thread()}) {
         if (const auto request = thread->refused()) {
             refused.push_back(*request);
         }
@@ -156,15 +195,41 @@ void Relay::askForRealTime()
     });
 }
 
+void Relay::handOver()
+{
+    const auto successor = m_handOver->takeRequest();
+    if (!successor) {
+        return;
+    }
+    m_log.tell(Message::HandedOver, {QString::number(*successor)});
+    m_crew.handOver();
+    closePorts();
+}
+
 void Relay::stop()
+{
+    m_crew.goOffAir();
+    closePorts();
+}
+
+/// The crew have been told goodbye. The ports are free at once, for the next server; what the
+/// browsers are still to be told goes out on their connections.
+void Relay::closePorts()
 {
     m_realtimeKit.reset();
     m_stopNotifier.setEnabled(false);
     m_oscNotifier.setEnabled(false);
+    if (m_handOverNotifier) {
+        m_handOverNotifier->setEnabled(false);
+        m_handOver->close();
+    }
     m_crewTimer.stop();
+    m_osc.stop();
     m_announcer.stop();
-    m_crew.goOffAir();
+    m_desk.goOffAir();
     m_server->shutDown(shutDownTimeout, [this] { m_loop.quit(); });
+    m_media.reset();
+    m_handOver.reset();
 }
 
 void Relay::tellOffAir()

@@ -1,12 +1,14 @@
 #pragma once
 
 #include "relay/Announcer.h"
+#include "relay/DeskService.h"
 #include "relay/EventLog.h"
+#include "relay/OscInput.h"
 #include "relay/RealtimeKit.h"
 #include "relay/audio/MixerThread.h"
 #include "relay/http/HttpsServer.h"
 #include "relay/link/MediaTransport.h"
-#include "relay/osc/OscSocket.h"
+#include "relay/net/HandOver.h"
 #include "relay/sessions/CrewService.h"
 
 #include <QEventLoop>
@@ -21,7 +23,8 @@ namespace wingbell {
 
 class LineWriter;
 
-/// A show on air: mixes and forwards the crew's audio and speaks announcements until it is stopped.
+/// A show on air: mixes and forwards the crew's audio and speaks announcements until it is stopped,
+/// or a later server takes over.
 class Relay
 {
 public:
@@ -33,10 +36,12 @@ public:
         OscSocket osc;
         std::unique_ptr<HttpsServer> server;
         CrewService::Door door;
-        QStringList remarks; ///< lines to tell after the first one
+        QStringList remarks;  ///< lines to tell after the first one
+        QStringList problems; ///< lines to tell after those that say how to join
         DatagramSocket mediaSocket;
         std::unique_ptr<const DtlsContext> dtls;
         MediaTransport::Settings media;
+        std::optional<HandOver> handOver; ///< none: a later server cannot take over
     };
 
     /// Takes over `parts`; borrows the others, which must outlive it. `stopDescriptor` is readable
@@ -44,8 +49,8 @@ public:
     Relay(Parts parts, int stopDescriptor, LineWriter& output);
     Q_DISABLE_COPY_MOVE(Relay)
 
-    /// Returns within a second after the stop signal. A slow, stuck or closed reader of the output
-    /// delays only the last lines, by a moment.
+    /// Returns within a second after the stop signal or the hand-over. A slow, stuck or closed
+    /// reader of the output delays only the last lines, by a moment.
     void run();
 
 private:
@@ -53,7 +58,9 @@ private:
 
     void tellOnAir();
     void askForRealTime();
+    void handOver();
     void stop();
+    void closePorts();
     void tellOffAir();
     void waitForOutput();
     void lookAfterCrew();
@@ -63,6 +70,7 @@ private:
     bool m_takesIpv6;
     CrewService::Door m_door;
     QStringList m_remarks;
+    QStringList m_problems;
     LineWriter& m_output;
     Clock::time_point m_began;
     QEventLoop m_loop;
@@ -70,16 +78,20 @@ private:
     QTimer m_heldBackTimer;
     EventLog m_log;
     Room m_room;
-    MediaTransport m_media; ///< calls the room, so it goes first
+    std::optional<MediaTransport> m_media; ///< calls the room, so it goes first; none once stopped
     std::optional<MixerThread> m_mixer;
     Crew m_crew;
     Announcer m_announcer;
+    OscInput m_osc;
     CrewService m_service;
-    std::unique_ptr<HttpsServer> m_server; ///< calls the service, so it goes first
+    DeskService m_desk;
+    std::unique_ptr<HttpsServer> m_server; ///< calls the services, so it goes first
     QSocketNotifier m_stopNotifier;
     QSocketNotifier m_oscNotifier;
     QTimer m_crewTimer;
     std::optional<RealtimeKit> m_realtimeKit; ///< while it is asked
+    std::optional<HandOver> m_handOver;
+    std::optional<QSocketNotifier> m_handOverNotifier; ///< while requests are taken
 };
 
 } // namespace wingbell

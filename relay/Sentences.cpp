@@ -3,6 +3,7 @@
 #include "base/LineText.h"
 #include "relay/log/Messages.h"
 
+#include <algorithm>
 #include <cerrno>
 
 namespace wingbell {
@@ -10,11 +11,27 @@ namespace wingbell {
 namespace {
 
 constexpr qsizetype maxOtherUrls = 4;
+constexpr qsizetype maxShownNames = 3;
 
 QString counted(qsizetype count, const QString& singular)
 {
     return QString::number(count) + QLatin1Char(' ') + singular +
            (count == 1 ? QString() : QStringLiteral("s"));
+}
+
+Message messageOf(SignalRequest::Kind kind)
+{
+    switch (kind) {
+    case SignalRequest::Kind::Standby:
+        return Message::StandbyOn;
+    case SignalRequest::Kind::Go:
+        return Message::GoOn;
+    case SignalRequest::Kind::Clear:
+        return Message::ClearedOn;
+    case SignalRequest::Kind::Call:
+        break;
+    }
+    return Message::CallOn;
 }
 
 Message messageOf(Departure why)
@@ -82,6 +99,40 @@ QString announcedSentence(const Announcement& announcement, const QString& sende
          announcement.channel ? messageText(Message::OneChannel, {quoted(*announcement.channel)})
                               : messageText(Message::EveryChannel),
          sender, QString::number(maxAnnouncement)});
+}
+
+QString
+forgottenKeySentence(const QString& role, const QStringList& channels, std::chrono::minutes time)
+{
+    return messageText(
+        Message::ForgottenKey,
+        {quoted(role), namesInWords(channels, QStringLiteral("channel")), durationInWords(time)});
+}
+
+QString namesInWords(const QStringList& names, const QString& kind)
+{
+    QStringList shown;
+    for (const QString& name : names.first(std::min(names.size(), maxShownNames))) {
+        shown.append(quoted(name));
+    }
+    if (names.size() > maxShownNames) {
+        shown.append(counted(names.size() - maxShownNames, QStringLiteral("other ") + kind));
+    }
+    const QString last = shown.takeLast();
+    return shown.isEmpty() ? last
+                           : shown.join(QStringLiteral(", ")) + QStringLiteral(" and ") + last;
+}
+
+QString signalSentence(
+    SignalRequest::Kind kind, const QStringList& channels, const QString& text,
+    const QString& sender)
+{
+    const QString where = channels.isEmpty() ? messageText(Message::EveryChannel)
+                                             : namesInWords(channels, QStringLiteral("channel"));
+    const QString line = messageText(messageOf(kind), {where, sender});
+    return text.isEmpty()
+               ? line
+               : line + QLatin1Char(' ') + messageText(Message::LightText, {quoted(text)});
 }
 
 QString leftSentence(const QString& role, const QString& address, Departure why)

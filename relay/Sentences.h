@@ -24,6 +24,17 @@ inline constexpr qsizetype maxShownPath = 500;
 /// `urls`, best first, are where the crew's page answers.
 [[nodiscard]] QString joinSentence(const QStringList& urls, const QString& code);
 [[nodiscard]] QString announcedSentence(const Announcement& announcement, const QString& sender);
+/// `channels` are none for every channel; `text` is a light's.
+[[nodiscard]] QString signalSentence(
+    SignalRequest::Kind kind, const QStringList& channels, const QString& text,
+    const QString& sender);
 [[nodiscard]] QString leftSentence(const QString& role, const QString& address, Departure why);
+/// `channels` has one at least.
+[[nodiscard]] QString
+forgottenKeySentence(const QString& role, const QStringList& channels, std::chrono::minutes time);
+
+/// The first of `names`, in quotation marks, and how many others there are: `kind` is what they
+/// name, as in "channel". There is one at least.
+[[nodiscard]] QString namesInWords(const QStringList& names, const QString& kind);
 
 } // namespace wingbell

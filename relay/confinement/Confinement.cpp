@@ -320,7 +320,8 @@ int Confinement::enter() const noexcept
     return calls.isSupported() ? calls.enter() : 0;
 }
 
-Confinement serverConfinement(const std::string& stateFolder, const std::string& speechProgram)
+Confinement
+serverConfinement(const std::vector<std::string>& ownFolders, const std::string& speechProgram)
 {
     SystemCallFilter::Rules calls;
     calls.allowed = {ordinaryCalls, serverCalls};
@@ -343,7 +344,9 @@ Confinement serverConfinement(const std::string& stateFolder, const std::string&
         server.files.allow(path, Access::Read);
     }
     server.files.allow("/dev/null", Access::ReadAndWrite);
-    server.files.allow(stateFolder, Access::ReadAndWrite);
+    for (const std::string& folder : ownFolders) {
+        server.files.allow(folder, Access::ReadAndWrite);
+    }
     allowRunning(server.files, speechProgram);
 #ifdef WINGBELL_COVERAGE_FOLDER
     server.files.allow(WINGBELL_COVERAGE_FOLDER, Access::ReadAndWrite);

@@ -36,10 +36,10 @@ struct Confinement
 };
 
 /// For the server once its ports are open and the show is read: it reads what its libraries need,
-/// writes `stateFolder`, starts `speechProgram` and nothing else. To be entered on the main thread
+/// writes `ownFolders`, starts `speechProgram` and nothing else. To be entered on the main thread
 /// before there is another: Landlock confines a thread and those that it starts, not its siblings.
 [[nodiscard]] Confinement
-serverConfinement(const std::string& stateFolder, const std::string& speechProgram);
+serverConfinement(const std::vector<std::string>& ownFolders, const std::string& speechProgram);
 
 /// For `speechProgram`, which reads strangers' text: it reads its libraries and data, writes
 /// to its pipes, and that is all.

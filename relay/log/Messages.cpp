@@ -29,14 +29,15 @@ constexpr auto messages = std::to_array<MessageRow>({
     {Message::PortInUseBy, NotOnAir, always,
      "Cannot go on air: %1 is in use by %2 (process %3); end that program or choose another port "
      "in the control window.",
-     "If it is *IntercomServer*: an older one is still on air, because a server outlives its "
-     "window. End it in a terminal with `pkill IntercomServer`, then start. Otherwise end that "
-     "program, or choose another port, save, start; then print a new card."},
+     "If it is *IntercomServer*: an earlier server, which hangs; otherwise the new one would have "
+     "taken over from it. End it in a terminal with `kill -KILL` and the number of the process in "
+     "the line, then start. If it is another program: end it, or choose another port, save, start; "
+     "then print a new card."},
     {Message::PortInUse, NotOnAir, always,
      "Cannot go on air: %1 is in use by another program; end that program or choose another port "
      "in the control window.",
-     "The same; that program belongs to another user of the computer, perhaps to a show of "
-     "theirs."},
+     "That program belongs to another user of the computer, perhaps to a show of theirs: ask them "
+     "to switch it off. Or choose another port, save, start; then print a new card."},
     {Message::PortReserved, NotOnAir, always,
      "Cannot go on air: %1 is reserved for the system; choose 1024 or above in the control "
      "window.",
@@ -62,9 +63,16 @@ constexpr auto messages = std::to_array<MessageRow>({
      "The certificate's SHA-256 fingerprint, to compare when a browser warns: %1",
      "By this a phone can tell that it is really this desk that answers: [how to compare "
      "it](phones.md#is-it-really-this-desk)."},
+    {Message::Authority, OnAir, always,
+     "How to avoid the warning: %1 (the authority's SHA-256 fingerprint: %2)",
+     "The address of the page that explains [how a phone trusts this desk for "
+     "good](phones.md#no-warning-at-all)."},
     {Message::JoinCard, OnAir, always, "Printable join card: %1",
-     "The address of [the card](first-show.md#print-the-card). These three lines are repeated "
+     "The address of [the card](first-show.md#print-the-card). These lines are repeated "
      "when about 300 others have followed them."},
+    {Message::DeskPage, OnAir, always, "The desk's own page, which is not for the crew: %1",
+     "Who is there, whose key is open, and what you can do about it: [the desk's "
+     "page](desk-page.md). Its address holds a secret."},
     {Message::NewCode, OnAir, always, "A new crew code was made: %1.",
      "The old one is not valid any more. Print a new card and tell the crew. The reason is after "
      "the colon, in one of the rows of the next table."},
@@ -72,17 +80,49 @@ constexpr auto messages = std::to_array<MessageRow>({
      "The crew code could not be saved, so the next start will make a new one: %1.",
      "Everything works tonight. The words after the colon are in the next table, or the system's: "
      "usually the disk is full."},
+    {Message::NewCardSecret, OnAir, always,
+     "Cards that were printed before do not open the show any more: %1.",
+     "The secret behind the QR codes is new. Print new cards; with the code, the crew can join all "
+     "the same. The reason is in the next table."},
+    {Message::CardSecretNotSaved, OnAir, always,
+     "The secret of the join cards could not be saved, so the next start will make a new one: %1.",
+     "Everything works tonight, but cards printed now are not valid after the next start. Same "
+     "causes as for the code."},
     {Message::NewCertificate, OnAir, always,
-     "Phones will warn about this desk's new certificate, once: %1.",
-     "Every phone shows [the warning](phones.md#the-warning) again. Nothing to do. The reason is "
-     "after the colon."},
+     "Phones that do not trust this desk's authority will warn about its new certificate: %1.",
+     "They show [the warning](phones.md#the-warning) again. Nothing to do. The reason is after the "
+     "colon."},
     {Message::CertificateNotSaved, OnAir, always,
      "The certificate could not be saved, so phones will warn again after the next start: %1.",
      "Everything works tonight. Same causes as for the code."},
+    {Message::NewAuthority, OnAir, always,
+     "This desk has a new authority, and phones that trusted the one before will warn: %1.",
+     "Install the new one on them: [how](phones.md#no-warning-at-all). The reason is after the "
+     "colon."},
+    {Message::AuthorityNotSaved, OnAir, always,
+     "The authority could not be saved, so do not install it on phones tonight: %1.",
+     "The next start will make another one. Same causes as for the code."},
+    {Message::SharedStateUnused, OnAir, always,
+     "The shared folder %1 is not used, so the crew code and cards are this user's own: %2; ask "
+     "the administrator.",
+     "The desk keeps one code [for all its users](#my-colleagues-login-has-another-code), but not "
+     "for you. The reason is after the colon, in the next table."},
+    {Message::TheatreCertificate, OnAir, always,
+     "Using the theatre's own certificate, which is valid until %1.",
+     "[Your own certificate](phones.md#a-certificate-of-the-theatres-own) is in use. Replace it "
+     "before that day."},
+    {Message::TheatreCertificateUnused, OnAir, always,
+     "The theatre's own certificate is not used: %1.",
+     "The desk uses its own one instead. The reason is after the colon, in the next table."},
     {Message::NotConfined, OnAir, always,
      "This computer's kernel cannot confine the server (%1); everything else works.",
      "In the brackets is what is missing, `no Landlock` or `no seccomp`, or the system's reason. "
      "With a newer kernel [a fault could do less harm](inside.md#what-the-server-may-do)."},
+    {Message::TookOver, OnAir, always,
+     "Took over from the server that was on air before (process %1); the crew reconnect by "
+     "themselves.",
+     "An earlier server was still on air, because a server outlives its window. It has ended. Talk "
+     "keys that were on are off; the listening levels are as before."},
     {Message::UnknownChannelOfRole, OnAir, always,
      "Ignored an unknown channel: the role %1 names %2, which the show does not have.",
      "The file was edited by hand, or a name is spelt in two ways (*Main*, *main*). The role does "
@@ -93,6 +133,27 @@ constexpr auto messages = std::to_array<MessageRow>({
      "Audio has no real-time priority and may stutter when this computer is busy; install rtkit.",
      "The system did not let the audio go first. Install the package `rtkit`, or close what you do "
      "not need. If it is installed, start the show at the computer itself, not over SSH."},
+    {Message::LowBattery, OnAir, always,
+     "This computer runs on its battery, which is at %1 %; plug it in.",
+     "Told at the start, below 30 %. The show ends when the battery is empty."},
+    {Message::OnlyLinkLocal, OnAir, always,
+     "This computer has only addresses that it made up itself (link-local); check the cable, the "
+     "Wi-Fi and the router.",
+     "The network gave it no address, so phones will hardly find it. Usually the router is off or "
+     "not connected. When that is solved, stop and start, then print a new card."},
+    {Message::BlockedByUfw, OnAir, always,
+     "The firewall ufw has no rule that allows %1; allow it, or phones cannot join.",
+     "[What a firewall must allow](phones.md#a-firewall-on-the-desk), with the commands."},
+    {Message::WifiPowerSaving, OnAir, always,
+     "Power saving is on for this computer's Wi-Fi (%1), so audio may stutter; use a cable, or "
+     "switch it off.",
+     "The adapter sleeps between packets. A cable is better in any case. To switch it off until "
+     "the next restart: `sudo iw dev NAME set power_save off`, with the name in the brackets."},
+    {Message::NoVoice, OnAir, always,
+     "Announcements are spoken with an English voice: there is none for this system's language "
+     "(%1).",
+     "`espeak-ng` does not speak the language of the desktop. Write announcements in English, or "
+     "start the show with another language set (`LANG`)."},
     {Message::LinesDropped, OnAir, always, "%1 line[s] dropped: nothing was reading the output.",
      "The window or the terminal did not read the server's output for a while. The show went on."},
     {Message::LateAudio, OnAir, always,
@@ -100,6 +161,10 @@ constexpr auto messages = std::to_array<MessageRow>({
      "At the end of a show: how often the audio stuttered; a cycle is a fiftieth of a second. A "
      "handful does not matter. Close what you do not need; move the show's video to another "
      "computer."},
+    {Message::HandedOver, OnAir, always,
+     "A later server (process %1) takes over; the crew reconnect to it.",
+     "The show was started once more by the same user, perhaps from another window. The console of "
+     "that window goes on."},
     {Message::OffAir, OnAir, always, "Off air after %1.",
      "How long the show was on air, `less than a second` at least."},
 
@@ -126,12 +191,40 @@ constexpr auto messages = std::to_array<MessageRow>({
      "Something in the network got between that phone and the desk, or pretends to be it. It was "
      "neither heard nor did it hear anything. Find out which device has that address."},
 
+    {Message::ForgottenKey, ComingAndGoing, LogEvent::ForgottenKey,
+     "%1 has kept %2 open for %3 without speech.",
+     "This role has a talk key on and says nothing; a minute ago its page reminded it. Everybody "
+     "on that channel hears the room of that phone. Ask them to switch the key off, or it was "
+     "left on somewhere."},
+
+    {Message::DeskOpened, ComingAndGoing, LogEvent::DeskPage, "The desk's page was opened at %1.",
+     "[The desk's page](desk-page.md), on this computer or on the one with that address. If that "
+     "is none of yours, its address has become known: [make a new "
+     "one](desk-page.md#who-can-open-it)."},
+    {Message::DeskClosedKeys, ComingAndGoing, LogEvent::DeskPage,
+     "The desk's page at %1 closed the talk keys of %2.",
+     "Their page tells them so. They can open their keys again."},
+    {Message::DeskAnnounces, ComingAndGoing, LogEvent::DeskPage,
+     "The desk's page at %1 announces %2 on %3.", "It is being spoken, or waits for its turn."},
+    {Message::DeskSilenced, ComingAndGoing, LogEvent::DeskPage,
+     "The desk's page at %1 silenced what was announced.",
+     "Everything that was being spoken or waited, of every sender."},
+
+    {Message::DesksPageAt, ComingAndGoing, always, "the desk's page at %1",
+     "In place of an address, where the desk's page has called or shown a light."},
+
     {Message::RejectedRequest, Rejected, always, "Rejected %1: %2.",
      "The address, and one of these reasons:"},
     {Message::WrongCode, Rejected, LogEvent::WrongCode, "wrong crew code",
      "A typing mistake. Tell them the code."},
     {Message::MustWait, Rejected, LogEvent::WrongCode, "it has to wait after wrong crew codes",
      "More than five wrong ones. They wait up to a minute and try again, with the right one."},
+    {Message::WrongKey, Rejected, LogEvent::WrongCode, "the card that it scanned is not valid",
+     "A card of another show, or printed before the show was renamed or the file `card-secret` was "
+     "deleted. Tell them the code, and print new cards."},
+    {Message::WrongDeskKey, Rejected, LogEvent::WrongCode, "it has no valid key of the desk's page",
+     "The address of [the desk's page](desk-page.md) was not copied as a whole, or is an old "
+     "one."},
     {Message::NotTls, Rejected, LogEvent::NotTls,
      "not a secure connection; a browser there must accept the certificate first",
      "A device did not use HTTPS, or its connection broke during the handshake. If it is a "
@@ -173,8 +266,9 @@ constexpr auto messages = std::to_array<MessageRow>({
      "its address ends before the name of a channel",
      "There is a slash at the end: for every channel, `/wingbell/say` has none."},
     {Message::UnknownAddress, Announcements, LogEvent::UnknownAddress,
-     "%1 is neither /wingbell/say nor /wingbell/say/ and a channel's name",
-     "A typing mistake in the address; upper and lower case matter."},
+     "%1 is no address of this desk",
+     "A typing mistake in the address; upper and lower case matter. [All "
+     "addresses](cue-player.md#all-addresses)."},
     {Message::NoText, Announcements, LogEvent::WrongArguments, "it has no text argument", ""},
     {Message::NotAString, Announcements, LogEvent::WrongArguments, "its argument is not a string",
      ""},
@@ -259,6 +353,24 @@ constexpr auto messages = std::to_array<MessageRow>({
     {Message::NothingToSilence, Announcements, LogEvent::Silenced, "Nothing to silence from %1.",
      "The same, and there was nothing left to take back. What *another* sender announces goes "
      "on."},
+    {Message::CallOn, Announcements, LogEvent::Signal, "Call on %1, from %2.",
+     "[A call](cue-player.md#calls-and-cue-lights): the phones of those who listen there flash and "
+     "sound."},
+    {Message::StandbyOn, Announcements, LogEvent::Signal, "Standby on %1, from %2.", ""},
+    {Message::GoOn, Announcements, LogEvent::Signal, "Go on %1, from %2.", ""},
+    {Message::ClearedOn, Announcements, LogEvent::Signal, "Cleared %1, from %2.",
+     "[Cue lights](cue-player.md#calls-and-cue-lights)."},
+    {Message::LightText, Announcements, always, "Its text: %1.",
+     "Behind the line of a light, if it has a text."},
+    {Message::RepliesTo, Announcements, LogEvent::Signal,
+     "Acknowledgements are sent to %1, UDP port %2.",
+     "A cue player [has asked for them](cue-player.md#acknowledgements)."},
+    {Message::NotAPort, Announcements, LogEvent::WrongArguments,
+     "its argument is not a port number, an int32 from 1 to 65535",
+     "To [get acknowledgements](cue-player.md#acknowledgements) it must send one integer."},
+    {Message::TooManySignals, Announcements, LogEvent::TooManyAnnouncements,
+     "it sends more than %1 calls and lights a second",
+     "The cue player sends too fast, perhaps in a loop."},
 });
 
 constexpr auto events = std::to_array<EventRow>({
@@ -268,6 +380,7 @@ constexpr auto events = std::to_array<EventRow>({
      "Could not speak %1 more announcement[s] within a second."},
     {LogEvent::Silenced, Announcements, false,
      "Received %1 more request[s] for silence within a second."},
+    {LogEvent::Signal, Announcements, false, "%1 more call[s] and cue lights within a second."},
     {LogEvent::UnreadablePacket, Announcements, true, "Rejected %1 more packet[s]: not valid OSC."},
     {LogEvent::UnknownAddress, Announcements, true,
      "Rejected %1 more message[s]: unknown address."},
@@ -279,12 +392,16 @@ constexpr auto events = std::to_array<EventRow>({
     {LogEvent::NotUtf8, Announcements, true,
      "Rejected %1 more message[s]: text that is not UTF-8."},
     {LogEvent::TooManyAnnouncements, Announcements, true,
-     "Rejected %1 more message[s]: too many announcements."},
+     "Rejected %1 more message[s]: too many announcements, calls or lights."},
     {LogEvent::Joined, ComingAndGoing, false, "%1 more phone[s] joined within a second."},
     {LogEvent::Left, ComingAndGoing, false, "%1 more phone[s] left within a second."},
     {LogEvent::NeverConnected, ComingAndGoing, false,
      "%1 more phone[s] could not connect within a second."},
-    {LogEvent::WrongCode, Rejected, true, "Rejected %1 more request[s]: wrong crew code."},
+    {LogEvent::ForgottenKey, ComingAndGoing, false,
+     "%1 more role[s] with an open talk key and no speech within a second."},
+    {LogEvent::DeskPage, ComingAndGoing, false,
+     "The desk's page did %1 more thing[s] within a second."},
+    {LogEvent::WrongCode, Rejected, true, "Rejected %1 more request[s]: wrong crew code or card."},
     {LogEvent::TooManyConnections, Rejected, true,
      "Rejected %1 more connection[s]: too many at once."},
     {LogEvent::TooManyRequests, Rejected, true, "Rejected %1 more request[s]: too many."},
@@ -295,7 +412,7 @@ constexpr auto events = std::to_array<EventRow>({
      "Rejected %1 more request[s]: from the page of another site."},
 });
 
-static_assert(messages.size() == static_cast<std::size_t>(Message::NothingToSilence) + 1);
+static_assert(messages.size() == static_cast<std::size_t>(Message::TooManySignals) + 1);
 static_assert(events.size() == throttledEventCount);
 static_assert([] {
     for (std::size_t index = 0; index < messages.size(); ++index) {

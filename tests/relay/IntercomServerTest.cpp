@@ -1,7 +1,8 @@
 #include "ServerUnderTest.h"
 #include "base/FileDescriptor.h"
 #include "model/ShowFile.h"
-#include "relay/access/Certificate.h"
+#include "relay/access/CertificateAuthority.h"
+#include "relay/access/StateDirectory.h"
 #include "relay/confinement/Landlock.h"
 #include "relay/log/Messages.h"
 #include "tests/TestProgram.h"
@@ -13,6 +14,9 @@
 #include <QFile>
 #include <QRandomGenerator>
 #include <QRegularExpression>
+#include <QSet>
+#include <QSslCertificate>
+#include <QSslSocket>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -22,10 +26,13 @@
 #include <algorithm>
 #include <csignal>
 #include <fcntl.h>
+#include <openssl/rsa.h>
+#include <openssl/x509v3.h>
 #include <poll.h>
 #include <random>
 #include <sched.h>
 #include <sys/stat.h>
+#include <tuple>
 
 using namespace wingbell;
 using End = ServerUnderTest::End;
@@ -39,7 +46,8 @@ const QString ipv4 = QStringLiteral("127.0.0.1");
 const QString ipv6 = QStringLiteral("::1");
 const QString say = QStringLiteral("/wingbell/say");
 /// How the last of the first lines begins.
-const QString lastOfFirst = QStringLiteral("Printable join card: https://");
+const QString lastOfFirst =
+    QStringLiteral("The desk's own page, which is not for the crew: https://");
 
 QString announcing(const QString& text, const QString& where, const QString& sender = ipv4)
 {
@@ -132,6 +140,28 @@ bool goOnAir(ServerUnderTest& server, const QString& path)
     return server.start({path}) && server.linesThrough(lastOfFirst).size() >= 3;
 }
 
+/// The UDP port for the crew's audio that `server` has open.
+std::optional<quint16> mediaPortOf(const ServerUnderTest& server)
+{
+    QSet<QByteArray> sockets;
+    const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(server.processId()));
+    for (const QFileInfo& descriptor : descriptors.entryInfoList(QDir::System | QDir::Files)) {
+        sockets.insert(QFile::encodeName(descriptor.symLinkTarget()).split('/').constLast());
+    }
+    for (const char* table : {"/proc/net/udp6", "/proc/net/udp"}) {
+        for (const QByteArray& line : kernelText(QString::fromLatin1(table)).split('\n')) {
+            const QList<QByteArray> columns = line.simplified().split(' ');
+            if (columns.size() > 9 && sockets.contains("socket:[" + columns.at(9) + ']')) {
+                const quint16 port = columns.at(1).split(':').constLast().toUShort(nullptr, 16);
+                if (port >= 47100 && port <= 47109) {
+                    return port;
+                }
+            }
+        }
+    }
+    return std::nullopt;
+}
+
 const QString noRealTime = messageText(Message::NoRealTime);
 
 /// The number of the server's thread that has this name; 0 if it has none.
@@ -211,7 +241,9 @@ private Q_SLOTS:
     void whoHoldsThePortIsNamed_data();
     void whoHoldsThePortIsNamed();
     void whoHoldsThePortOfTheCrewsPageIsNamed();
-    void twoServersDoNotShareAPort();
+    void aLaterServerTakesOverTheShowsPortAndTheMediaPort();
+    void aServerThatHangsKeepsItsPortAndIsNamed();
+    void aServerThatCannotBeAskedIsNamed();
 
     void theFirstLineMeansOnAir();
     void aShowOfNothingIsOnAirToo();
@@ -232,8 +264,13 @@ private Q_SLOTS:
     void theCodeStaysFromShowToShow();
     void whatOthersCouldReadIsReplacedAndTold();
     void theFingerprintIsToldBesideTheAddress();
+    void theAuthorityIsOfferedToPhones();
+    void aCertificateOfTheTheatresOwnIsUsed();
     void whereNothingCanBeKeptTheShowGoesOnAirAndSaysSo();
+    void inASharedFolderTheCodeIsTheSameForUsersWithFoldersOfTheirOwn();
+    void anUnusableSharedFolderIsToldAndTheUsersOwnIsUsed();
     void namesThatTheShowLacksAreToldAndLeftOut();
+    void aProblemOfTheComputerIsToldAfterHowToJoin();
     void withoutASpeechProgramItSaysWhatIsMissing();
     void moreAnnouncementsThanCanWaitAreRefused();
     void everyThreadIsConfinedOnAir();
@@ -456,12 +493,64 @@ void IntercomServerTest::whoHoldsThePortOfTheCrewsPageIsNamed()
     QCOMPARE(server.remainingLines(), QStringList());
 }
 
-void IntercomServerTest::twoServersDoNotShareAPort()
+void IntercomServerTest::aLaterServerTakesOverTheShowsPortAndTheMediaPort()
+{
+    const QString path = writeShow(m_port);
+    auto earlier = std::make_unique<ServerUnderTest>();
+    QVERIFY(goOnAir(*earlier, path));
+    const auto mediaPort = mediaPortOf(*earlier);
+    QVERIFY(mediaPort);
+    // Twice: the second of them has itself taken over, and is confined.
+    for (int round = 0; round < 2; ++round) {
+        auto later = std::make_unique<ServerUnderTest>();
+        QVERIFY(later->start({path}));
+        const QStringList lines = later->linesThrough(lastOfFirst);
+        QVERIFY2(lines.value(0).startsWith(QLatin1String("On air")), qPrintable(lines.join(u'\n')));
+        QCOMPARE(
+            lines.value(1),
+            messageText(Message::TookOver, {QString::number(earlier->processId())}));
+        const qint64 process = later->processId();
+        QCOMPARE(earlier->waitForEnd(), cleanEnd);
+        const QStringList last = earlier->remainingLines();
+        QCOMPARE(last.size(), 2);
+        QCOMPARE(last.at(0), messageText(Message::HandedOver, {QString::number(process)}));
+        QVERIFY(last.at(1).startsWith(QLatin1String("Off air after ")));
+        QCOMPARE(mediaPortOf(*later), mediaPort);
+        earlier = std::move(later);
+    }
+    const QDir sockets(earlier->runtimeFolder() + QStringLiteral("/wingbell"));
+    const QString name = QStringLiteral("port-%1").arg(m_port);
+    QVERIFY(sockets.entryList(QDir::System).contains(name));
+    earlier->signal(SIGTERM);
+    QCOMPARE(earlier->waitForEnd(), cleanEnd);
+    QVERIFY(!sockets.entryList(QDir::System).contains(name));
+}
+
+void IntercomServerTest::aServerThatHangsKeepsItsPortAndIsNamed()
+{
+    const QString path = writeShow(m_port);
+    ServerUnderTest first;
+    QVERIFY(goOnAir(first, path));
+    first.signal(SIGSTOP);
+    ServerUnderTest second;
+    QVERIFY(second.start({path}));
+    const End notOnAir{false, 1};
+    QCOMPARE(second.waitForEnd(), notOnAir);
+    const QString holder = QStringLiteral(" is in use by IntercomServer (process %1); ");
+    QVERIFY(second.errorText().contains(holder.arg(first.processId())));
+    QCOMPARE(second.remainingLines(), QStringList());
+    first.signal(SIGCONT);
+    QVERIFY(sendText(m_port, QStringLiteral("Still here")));
+    QVERIFY(first.linesThrough(QStringLiteral("Still here")).size() == 1);
+}
+
+void IntercomServerTest::aServerThatCannotBeAskedIsNamed()
 {
     const QString path = writeShow(m_port);
     ServerUnderTest first;
     QVERIFY(goOnAir(first, path));
     ServerUnderTest second;
+    second.setRuntimeFolder(m_folder->path());
     QVERIFY(second.start({path}));
     const End notOnAir{false, 1};
     QCOMPARE(second.waitForEnd(), notOnAir);
@@ -575,8 +664,7 @@ void IntercomServerTest::whatIsRefusedIsToldWithTheReason_data()
     row("no channel", {say + QStringLiteral("/"), text, go},
         QStringLiteral("its address ends before the name of a channel"));
     row("unknown address", {QStringLiteral("/cue/\n1"), text, go},
-        QStringLiteral(
-            "\"/cue/ 1\" is neither /wingbell/say nor /wingbell/say/ and a channel's name"));
+        QStringLiteral("\"/cue/ 1\" is no address of this desk"));
 }
 
 void IntercomServerTest::whatIsRefusedIsToldWithTheReason()
@@ -711,7 +799,7 @@ void IntercomServerTest::aFloodIsCountedAndNotEchoed()
         } else if (line.contains(QLatin1String("it has no text argument"))) {
             ++others;
         } else {
-            QVERIFY2(line.contains(QStringLiteral("\"/cue/1\" is neither")), qPrintable(line));
+            QVERIFY2(line.contains(QStringLiteral("\"/cue/1\" is no address")), qPrintable(line));
             ++echoed;
         }
     }
@@ -784,7 +872,7 @@ void IntercomServerTest::theCodeAndTheCertificateAreReadableByTheUserOnly()
     QVERIFY(goOnAir(server, writeShow(m_port)));
     const QDir folder(server.stateFolder() + QStringLiteral("/wingbell"));
     const auto ours = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
-    for (const char* name : {"crew-code", "certificate.pem"}) {
+    for (const char* name : {"crew-code", "card-secret", "certificate.pem", "authority.pem"}) {
         const QString path = folder.filePath(QString::fromLatin1(name));
         QVERIFY2(QFile::exists(path), qPrintable(path));
         QCOMPARE(QFile::permissions(path), ours);
@@ -820,16 +908,20 @@ void IntercomServerTest::whatOthersCouldReadIsReplacedAndTold()
         return server.waitForEnd() == cleanEnd ? lines : QStringList();
     };
     const QString newCode = QStringLiteral("A new crew code was made: ");
-    const QString newCertificate =
-        QStringLiteral("Phones will warn about this desk's new certificate, once: ");
+    const QString newCertificate = QStringLiteral(
+        "Phones that do not trust this desk's authority will warn about its new certificate: ");
+    const QString newCards =
+        QStringLiteral("Cards that were printed before do not open the show any more: ");
+    const QString newAuthority = QStringLiteral(
+        "This desk has a new authority, and phones that trusted the one before will warn: ");
     QVERIFY(linesOfAShow().filter(newCode).isEmpty());
-    for (const char* name : {"crew-code", "certificate.pem"}) {
+    for (const char* name : {"crew-code", "card-secret", "certificate.pem", "authority.pem"}) {
         const QString path = folder + QStringLiteral("/wingbell/") + QString::fromLatin1(name);
         QVERIFY(
             QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup));
     }
     const QStringList lines = linesOfAShow();
-    for (const QString& begin : {newCode, newCertificate}) {
+    for (const QString& begin : {newCode, newCards, newAuthority, newCertificate}) {
         const QStringList told = lines.filter(begin);
         QCOMPARE(told.size(), 1);
         QVERIFY2(
@@ -858,6 +950,73 @@ void IntercomServerTest::theFingerprintIsToldBesideTheAddress()
         qPrintable(lines));
 }
 
+void IntercomServerTest::theAuthorityIsOfferedToPhones()
+{
+    ServerUnderTest server;
+    QVERIFY(server.start({writeShow(m_port)}));
+    const QString lines = server.linesThrough(lastOfFirst).join(QLatin1Char('\n'));
+    QFile file(server.stateFolder() + QStringLiteral("/wingbell/authority.pem"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const auto authority = CertificateAuthority::fromPem(file.readAll());
+    QVERIFY(authority);
+    QVERIFY2(
+        lines.contains(QRegularExpression(
+            QStringLiteral("\nHow to avoid the warning: https://[^ ]+/help \\(the authority's "
+                           "SHA-256 fingerprint: %1\\)\n")
+                .arg(authority->fingerprint()))),
+        qPrintable(lines));
+    for (const auto& [path, type, bytes] :
+         {std::tuple("/authority.crt", "application/x-x509-ca-cert", authority->der()),
+          std::tuple(
+              "/authority.mobileconfig", "application/x-apple-aspen-config",
+              authority->appleProfile())}) {
+        QTcpSocket browser;
+        browser.connectToHost(QHostAddress::LocalHost, m_port);
+        QVERIFY(browser.waitForConnected(ServerUnderTest::timeout));
+        browser.write(QByteArray("GET ") + path + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
+        QVERIFY(browser.waitForDisconnected(ServerUnderTest::timeout));
+        const QByteArray response = browser.readAll();
+        QVERIFY(response.startsWith("HTTP/1.1 200"));
+        QVERIFY(response.contains(QByteArray("Content-Type: ").append(type).append("\r\n")));
+        QVERIFY(response.endsWith(bytes));
+    }
+}
+
+void IntercomServerTest::aCertificateOfTheTheatresOwnIsUsed()
+{
+    const QString place = pathOf(QStringLiteral("theatre"));
+    const StateDirectory folder(place + QStringLiteral("/wingbell"));
+    const KeyHandle key(EVP_RSA_gen(2048));
+    const auto now = std::chrono::system_clock::now();
+    const X509Handle made = signedCertificate(
+        {"theatre",
+         now - std::chrono::hours(1),
+         now + std::chrono::days(30),
+         {{NID_subject_alt_name, "DNS:intercom.example.org"}}},
+        *key, nullptr, *key);
+    const QByteArray pem = pemText(*key, *made).value();
+    QVERIFY(folder.write(QStringLiteral("theatre-key.pem"), pem));
+    QVERIFY(folder.write(QStringLiteral("theatre-certificate.pem"), pem));
+    ServerUnderTest server;
+    server.setStateFolder(place);
+    QVERIFY(server.start({writeShow(m_port)}));
+    const QString lines = server.linesThrough(lastOfFirst).join(QLatin1Char('\n'));
+    QVERIFY2(
+        lines.contains(QStringLiteral("Using the theatre's own certificate")), qPrintable(lines));
+    QVERIFY(lines.contains(
+        QStringLiteral("The crew join at https://intercom.example.org:%1/ ").arg(m_port)));
+    QVERIFY(!lines.contains(QStringLiteral("How to avoid the warning")));
+    QSslSocket browser;
+    browser.setPeerVerifyMode(QSslSocket::QueryPeer);
+    browser.connectToHostEncrypted(ipv4, m_port);
+    QVERIFY2(browser.waitForEncrypted(ServerUnderTest::timeout), qPrintable(browser.errorString()));
+    QCOMPARE(browser.peerCertificate().toDer(), derOf(*made));
+    browser.write("POST /api/leave HTTP/1.1\r\nHost: intercom.example.org\r\n"
+                  "Content-Length: 15\r\n\r\n{\"session\":\"x\"}");
+    QVERIFY(browser.waitForReadyRead(ServerUnderTest::timeout));
+    QVERIFY(browser.readAll().startsWith("HTTP/1.1 204"));
+}
+
 void IntercomServerTest::whereNothingCanBeKeptTheShowGoesOnAirAndSaysSo()
 {
     const QString file = pathOf(QStringLiteral("a file"));
@@ -869,9 +1028,52 @@ void IntercomServerTest::whereNothingCanBeKeptTheShowGoesOnAirAndSaysSo()
     QVERIFY2(lines.constFirst().startsWith(QLatin1String("On air")), qPrintable(lines.join(u'\n')));
     for (const char* told :
          {"The crew code could not be saved, so the next start will make a new one: ",
+          "The secret of the join cards could not be saved, so the next start will make a new "
+          "one: ",
           "The certificate could not be saved, so phones will warn again after the next start: "}) {
         QVERIFY2(lines.filter(QLatin1String(told)).size() == 1, told);
     }
+}
+
+void IntercomServerTest::inASharedFolderTheCodeIsTheSameForUsersWithFoldersOfTheirOwn()
+{
+    if (::geteuid() != 0) {
+        QSKIP("only the administrator can make a folder for all users");
+    }
+    const QString shared = pathOf(QStringLiteral("shared"));
+    QVERIFY(QDir().mkpath(shared));
+    QStringList codes;
+    for (const char* own : {"state of one", "state of another"}) {
+        ServerUnderTest server;
+        server.setStateFolder(pathOf(QString::fromLatin1(own)));
+        server.setSharedFolder(shared);
+        QVERIFY(server.start({writeShow(m_port)}));
+        const QString lines = server.linesThrough(lastOfFirst).join(QLatin1Char('\n'));
+        static const QRegularExpression code(QStringLiteral("with the code (\\d{6})"));
+        codes.append(code.match(lines).captured(1));
+        QVERIFY2(!lines.contains(QStringLiteral("saved")), qPrintable(lines));
+        QVERIFY(!QFileInfo::exists(server.stateFolder()));
+        server.signal(SIGTERM);
+        QCOMPARE(server.waitForEnd(), cleanEnd);
+    }
+    QCOMPARE(codes.at(0).size(), 6);
+    QCOMPARE(codes.at(0), codes.at(1));
+}
+
+void IntercomServerTest::anUnusableSharedFolderIsToldAndTheUsersOwnIsUsed()
+{
+    const QString shared = pathOf(QStringLiteral("link"));
+    QVERIFY(QFile::link(pathOf(QString()), shared));
+    ServerUnderTest server;
+    server.setStateFolder(pathOf(QStringLiteral("own")));
+    server.setSharedFolder(shared);
+    QVERIFY(server.start({writeShow(m_port)}));
+    const QStringList lines = server.linesThrough(lastOfFirst);
+    QVERIFY2(
+        lines.contains(messageText(
+            Message::SharedStateUnused, {shared, QStringLiteral("it is a symbolic link")})),
+        qPrintable(lines.join(u'\n')));
+    QVERIFY(QFileInfo::exists(server.stateFolder() + QStringLiteral("/wingbell/crew-code")));
 }
 
 void IntercomServerTest::namesThatTheShowLacksAreToldAndLeftOut()
@@ -886,6 +1088,22 @@ void IntercomServerTest::namesThatTheShowLacksAreToldAndLeftOut()
     QVERIFY(server.linesThrough(lastOfFirst)
                 .contains(QStringLiteral("Ignored an unknown channel: the role \"Fly\" names "
                                          "\"Roof\", which the show does not have.")));
+}
+
+void IntercomServerTest::aProblemOfTheComputerIsToldAfterHowToJoin()
+{
+    const QDir battery(pathOf(QStringLiteral("sys/class/power_supply/BAT0")));
+    QVERIFY(QDir().mkpath(battery.path()));
+    for (const auto& [name, value] :
+         {std::pair("type", "Battery"), {"status", "Discharging"}, {"capacity", "12"}}) {
+        QFile file(battery.filePath(QString::fromLatin1(name)));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(value) > 0);
+    }
+    ServerUnderTest server;
+    server.setSystemRoot(m_folder->path());
+    QVERIFY(goOnAir(server, writeShow(m_port)));
+    QCOMPARE(
+        server.nextLine(), std::optional(messageText(Message::LowBattery, {QStringLiteral("12")})));
 }
 
 void IntercomServerTest::withoutASpeechProgramItSaysWhatIsMissing()

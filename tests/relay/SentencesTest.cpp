@@ -29,6 +29,7 @@ private Q_SLOTS:
     void linesHeldBackAreToldByTheirEvent();
     void theCrewAreToldTheBestAddressFirst();
     void whoGoesIsToldWithRoleAndAddress();
+    void whoForgetsAKeyIsToldWithTheChannels();
     void textFromOutsideIsNoPlaceholder();
     void namesAreShortened();
     void everyMessageIsExplained();
@@ -81,7 +82,7 @@ void SentencesTest::linesHeldBackAreToldByTheirEvent_data()
     row(LogEvent::Announced, 1, "Announcing 1 more text that arrived within a second.");
     row(LogEvent::Announced, 412, "Announcing 412 more texts that arrived within a second.");
     row(LogEvent::UnknownChannel, 9, "Rejected 9 more messages: unknown channel.");
-    row(LogEvent::WrongCode, 1, "Rejected 1 more request: wrong crew code.");
+    row(LogEvent::WrongCode, 1, "Rejected 1 more request: wrong crew code or card.");
 }
 
 void SentencesTest::linesHeldBackAreToldByTheirEvent()
@@ -117,6 +118,21 @@ void SentencesTest::whoGoesIsToldWithRoleAndAddress()
         const QString line = leftSentence(role, who, why);
         QVERIFY2(line.startsWith(who) && line.contains(role), qPrintable(line));
     }
+}
+
+void SentencesTest::whoForgetsAKeyIsToldWithTheChannels()
+{
+    const QString role = QStringLiteral("Lighting");
+    QStringList channels = {QStringLiteral("Main")};
+    QCOMPARE(
+        forgottenKeySentence(role, channels, std::chrono::minutes(4)),
+        QStringLiteral("\"Lighting\" has kept \"Main\" open for 4 minutes without speech."));
+    channels.append(QStringLiteral("Tech"));
+    QVERIFY(forgottenKeySentence(role, channels, std::chrono::minutes(4))
+                .contains(QStringLiteral(" kept \"Main\" and \"Tech\" open ")));
+    channels.append({QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C")});
+    QVERIFY(forgottenKeySentence(role, channels, std::chrono::minutes(4))
+                .contains(QStringLiteral("\"Main\", \"Tech\", \"A\" and 2 other channels ")));
 }
 
 void SentencesTest::textFromOutsideIsNoPlaceholder()

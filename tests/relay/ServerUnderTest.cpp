@@ -19,6 +19,12 @@ ServerUnderTest::ServerUnderTest()
     static const QTemporaryDir state;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("XDG_STATE_HOME"), state.path());
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), state.path());
+    environment.insert(
+        QStringLiteral("WINGBELL_SHARED_STATE"), state.filePath(QStringLiteral("no shared one")));
+    // Nor what it says of the computer that runs them.
+    environment.insert(QStringLiteral("WINGBELL_SYSTEM_ROOT"), state.path());
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
     m_process.setProcessEnvironment(environment);
     setSystemBus("unix:path=/nonexistent/bus");
 }
@@ -39,6 +45,26 @@ void ServerUnderTest::setPath(const QString& path)
 void ServerUnderTest::setStateFolder(const QString& path)
 {
     setVariable(QStringLiteral("XDG_STATE_HOME"), path);
+}
+
+void ServerUnderTest::setRuntimeFolder(const QString& path)
+{
+    setVariable(QStringLiteral("XDG_RUNTIME_DIR"), path);
+}
+
+QString ServerUnderTest::runtimeFolder() const
+{
+    return m_process.processEnvironment().value(QStringLiteral("XDG_RUNTIME_DIR"));
+}
+
+void ServerUnderTest::setSystemRoot(const QString& path)
+{
+    setVariable(QStringLiteral("WINGBELL_SYSTEM_ROOT"), path);
+}
+
+void ServerUnderTest::setSharedFolder(const QString& path)
+{
+    setVariable(QStringLiteral("WINGBELL_SHARED_STATE"), path);
 }
 
 void ServerUnderTest::setVariable(const QString& name, const QString& value)

@@ -38,6 +38,17 @@ public:
     /// Where it keeps what stays from show to show; shared by all servers of a test program.
     [[nodiscard]] QString stateFolder() const;
 
+    /// To be called before start(): where the server's sockets are, instead of the folder that all
+    /// servers of a test program share.
+    void setRuntimeFolder(const QString& path);
+    [[nodiscard]] QString runtimeFolder() const;
+
+    /// To be called before start(): the folder for all users of the desk; otherwise there is none.
+    void setSharedFolder(const QString& path);
+
+    /// To be called before start(): where it finds what tells of the computer, instead of nothing.
+    void setSystemRoot(const QString& path);
+
     /// To be called before start(): it is told of this system bus; otherwise of none.
     void setSystemBus(const QByteArray& address);
     /// The same, and the kernel gives it no real-time priority, as to ordinary users.

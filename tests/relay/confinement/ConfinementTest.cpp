@@ -1,5 +1,6 @@
 #include "relay/confinement/Confinement.h"
 #include "relay/access/StateDirectory.h"
+#include "relay/net/HandOver.h"
 #include "tests/TestProgram.h"
 #include "tests/fixtures/OldKernel.h"
 
@@ -122,7 +123,7 @@ private:
     }
     [[nodiscard]] Confinement server() const
     {
-        return serverConfinement(pathOf("state").toStdString(), "/usr/bin/espeak-ng");
+        return serverConfinement({pathOf("state").toStdString()}, "/usr/bin/espeak-ng");
     }
 
     std::unique_ptr<QTemporaryDir> m_folder;
@@ -194,7 +195,11 @@ void ConfinementTest::theServerIsDeniedWhatItDoesNotNeed()
 
 void ConfinementTest::theServerDoesWhatItNeeds()
 {
-    const Attempt attempt = [this]() -> int {
+    const StateDirectory sockets(pathOf("state"));
+    auto handOver = HandOver::open(sockets.openOrMake().value(), 47000);
+    auto later = EarlierServer::find(sockets.openOrMake().value(), 47000);
+    QVERIFY(handOver && later);
+    const Attempt attempt = [&]() -> int {
         const StateDirectory folder(pathOf("state"));
         if (!folder.write(QStringLiteral("crew-code"), "482913") ||
             folder.read(QStringLiteral("crew-code")).value_or(QByteArray()) != "482913") {
@@ -222,6 +227,16 @@ void ConfinementTest::theServerDoesWhatItNeeds()
         speech.start(QStringLiteral("/usr/bin/espeak-ng"), {QStringLiteral("--version")});
         if (!speech.waitForFinished() || speech.exitCode() != 0) {
             return 6;
+        }
+        std::thread asking([&later] { (void)later->takeOver(); });
+        pollfd waiting = {handOver->descriptor(), POLLIN, 0};
+        while (!handOver->takeRequest()) {
+            (void)::poll(&waiting, 1, -1);
+        }
+        handOver->finish();
+        asking.join();
+        if (QFileInfo::exists(pathOf("state/port-47000"))) {
+            return 7;
         }
         const FileDescriptor datagrams(::socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0));
         return datagrams.isOpen() ? 0 : 5;
