@@ -20,7 +20,7 @@ TOKEN = re.compile(
     re.DOTALL | re.MULTILINE,
 )
 BETWEEN_PARTS = re.compile(r"[\s+]*(?:u(?=\"))?\Z")  # of one text on several lines
-VARIABLE = re.compile(r"%\d|\$\{[^}]*\}|…")
+VARIABLE = re.compile(r"%\d|\$?\{[^}]*\}|…")
 MIN_QUOTES = 50
 TABLE = re.compile(r"<!-- begin ([\w-]+).*?<!-- end \1 -->\n", re.DOTALL)
 

@@ -37,11 +37,12 @@ FAR_TONE = 3000
 class Evening:
     """What the tests share: the server and two browsers, joined as stage manager and as sound."""
 
-    def __init__(self, server, network, client, make_browser):
+    def __init__(self, server, network, client, make_browser, make_firefox):
         self.server = server
         self.network = network
         self.client = client
         self.make_browser = make_browser
+        self.make_firefox = make_firefox
         self.manager = make_browser("manager", tone=MANAGERS_TONE)
         self.sound = make_browser("sound", tone=SOUNDS_TONE)
 
@@ -106,6 +107,68 @@ def voice_is_marked_for_the_networks_fast_lane(evening):
 
         wait_until(both_ways_are_marked, lambda: f"marked packets both ways; marked were those {marked or 'nowhere'}")
     evening.manager.release()
+
+
+STAMP = """
+    const done = new Promise((resolve) => {
+        const look = () => (%s) ? requestAnimationFrame(() => setTimeout(() => resolve(Date.now()))) : requestAnimationFrame(look);
+        look();
+    });
+    window.stamp = null;
+    done.then((time) => { stamp = time; });"""
+
+
+def milliseconds_until(browser, condition, begin):
+    """Calls `begin`, and returns after how many milliseconds the page had painted that `condition` is true."""
+    browser.run(STAMP % condition)
+    began = 1000 * time.time()
+    begin()
+    return wait_until(lambda: browser.run("return stamp"), lambda: f"{condition} of {browser.name}") - began
+
+
+def the_desks_page_sees_a_latched_key_and_closes_it(evening):
+    desk = evening.make_browser("desk")
+    desk.open(evening.server.desk_page())
+    desk.wait_for_text("#connection-state", lambda text: text == "On air", "that the page is on air")
+    row = f"document.querySelectorAll('#role-list > li')[{list(ROLES).index(MANAGER)}]"
+    seen = milliseconds_until(desk, f"{row}.querySelector('.person.open')", lambda: evening.manager.tap("Main"))
+    evening.sound.wait_to_hear(MANAGERS_TONE)
+    closed = milliseconds_until(
+        desk, f"!{row}.querySelector('.person.open')", lambda: desk.run(f"{row}.querySelector('.close-keys').click()")
+    )
+    evening.sound.wait_for_silence(MANAGERS_TONE)
+    wait_until(lambda: not evening.manager.key_is_on("Main"), "the key of the page is off")
+    evening.manager.wait_for_text("#notice", lambda text: "The desk has closed your keys" in text, "why it is off")
+    print(f"   tap to shown at the desk: {seen:.0f} ms; close to shown: {closed:.0f} ms", flush=True)
+    assert not desk.console_errors(), desk.console_errors()
+    desk.close()
+
+
+def a_cue_light_is_painted_and_acknowledged(evening):
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as player:
+        player.bind(("", 0))
+        player.settimeout(TIMEOUT)
+        evening.server.send_osc("/wingbell/reply", "i", player.getsockname()[1])
+        evening.server.wait_for_line("Acknowledgements are sent to")
+        standby = b"/wingbell/standby/Main\0\0,s\0\0LX 12\0\0\0"
+        to = (evening.server.host, evening.server.port)
+        lit = "document.querySelector('.cue:not([hidden])')"
+        painted = milliseconds_until(evening.manager, lit, lambda: player.sendto(standby, to))
+        print(f"   OSC to painted light: {painted:.0f} ms", flush=True)
+        evening.manager.wait_for_text("#signal-text", lambda text: "STANDBY LX 12 on Main" in text, "the light")
+
+        def answered():
+            evening.manager.press("#signal")
+            player.settimeout(0.2)
+            try:
+                return b"standby" in player.recv(500)
+            except TimeoutError:
+                return False
+
+        wait_until(answered, "the acknowledgement")
+        evening.server.send_osc("/wingbell/clear")
+        for browser in (evening.manager, evening.sound):
+            wait_until(lambda browser=browser: not browser.shown("#signal"), "the light is cleared")
 
 
 def lost_packets_are_sent_again(evening):
@@ -204,8 +267,10 @@ def an_announcement_is_heard_by_all_listeners_of_its_channel(evening):
     both = (evening.manager, evening.sound)
     for browser in both:
         wait_until(lambda browser=browser: browser.level() < quiet, f"{browser.name} hears nothing before")
-    evening.server.say("The house is open. " * 4, "Main")
+    text = "The house is open. " * 4
+    evening.server.say(text, "Main")
     for browser in both:
+        browser.wait_for_text("#announcement", lambda shown: shown == text.strip(), "that the announcement can be read")
         wait_until(lambda browser=browser: browser.level() > loud, f"{browser.name} hears the announcement")
     for browser in both:
         wait_until(lambda browser=browser: browser.level() < quiet, f"{browser.name} hears its end")
@@ -225,6 +290,17 @@ def a_server_that_died_comes_back_and_so_does_the_crew(evening):
     for browser in (evening.manager, evening.sound):
         wait_until(lambda browser=browser: not browser.is_on_air(), f"{browser.name} notices")
     evening.server.start()
+    evening.manager.wait_until_on_air()
+    evening.sound.wait_until_on_air()
+    evening.assert_both_talk()
+
+
+def a_later_server_takes_over_and_the_crew_follow_with_keys_off(evening):
+    evening.manager.tap("Main")
+    evening.sound.wait_to_hear(MANAGERS_TONE)
+    said = evening.server.take_over()
+    assert any("takes over" in line for line in said), said
+    wait_until(lambda: not evening.manager.key_is_on("Main"), "the key is off")
     evening.manager.wait_until_on_air()
     evening.sound.wait_until_on_air()
     evening.assert_both_talk()
@@ -371,6 +447,48 @@ def without_a_microphone_one_listens(evening):
         listener.close()
 
 
+def firefox_and_chromium_hear_each_other(evening):
+    from firefox import FAKE_TONE  # see main()
+
+    firefox = evening.make_firefox("firefox")
+    try:
+        firefox.join(evening.server.url, evening.server.code, SOUND)
+        evening.sound.hold("Main")
+        firefox.wait_to_hear(SOUNDS_TONE)
+        wait_until(lambda: SOUND in firefox.who_talks("Main"), "Firefox shows who talks")
+        firefox.hold("Main")
+        evening.manager.wait_to_hear(FAKE_TONE)
+        assert firefox.key_is_on("Main")
+        firefox.release()
+        evening.sound.release()
+        evening.manager.wait_for_silence(FAKE_TONE)
+        firefox.wait_for_silence(SOUNDS_TONE)
+        firefox.tap("Main")
+        evening.manager.wait_to_hear(FAKE_TONE)
+        firefox.tap("Main")
+        evening.manager.wait_for_silence(FAKE_TONE)
+        assert not firefox.console_errors(), firefox.console_errors()
+    finally:
+        firefox.close()
+
+
+def a_page_that_is_closed_leaves_at_once(evening):
+    """Otherwise its role would seem connected until the server gives it up, which it calls lost."""
+    for make in (evening.make_browser, evening.make_firefox):
+        browser = make(f"leaving-{time.monotonic_ns()}")
+        try:
+            for leave in (lambda: browser.open(f"{evening.server.url}/help"), browser.close_page):
+                browser.open(f"{evening.server.url}/help")
+                browser.run("localStorage.clear()")  # or the page would not ask for the code again
+                begin = evening.server.lines.count()
+                browser.join(evening.server.url, evening.server.code, LAMP)
+                evening.server.wait_for_line(f'joined as "{LAMP}"', begin=begin)
+                leave()
+                evening.server.wait_for_line(f'left "{LAMP}"', begin=begin)
+        finally:
+            browser.close()
+
+
 def the_audio_has_a_low_latency(evening):
     from crew_browser import latencies, median_and_95th  # see main()
 
@@ -398,7 +516,11 @@ def the_audio_has_a_low_latency(evening):
 TESTS = [
     a_wrong_code_is_reported_and_asked_for_again,
     two_join_and_each_hears_the_other_and_not_itself,
+    firefox_and_chromium_hear_each_other,
+    a_page_that_is_closed_leaves_at_once,
     voice_is_marked_for_the_networks_fast_lane,
+    the_desks_page_sees_a_latched_key_and_closes_it,
+    a_cue_light_is_painted_and_acknowledged,
     lost_packets_are_sent_again,
     releasing_a_key_ends_it,
     a_tap_keeps_the_key_on_until_the_next,
@@ -406,6 +528,7 @@ TESTS = [
     an_announcement_is_heard_by_all_listeners_of_its_channel,
     a_channel_name_is_plain_text,
     a_server_that_died_comes_back_and_so_does_the_crew,
+    a_later_server_takes_over_and_the_crew_follow_with_keys_off,
     off_air_is_shown_and_the_next_show_joined,
     a_network_that_comes_back_brings_the_crew_back,
     after_a_hole_in_the_network_all_is_heard_again_at_once,
@@ -420,11 +543,12 @@ def main():
     own_network.enter()
     # Only here: it starts threads, and a process that creates a namespace must have none.
     from crew_browser import CrewBrowser
+    from crew_firefox import CrewFirefox
 
     program, client, link = sys.argv[1:4]
     network = own_network.LossyNetwork(link)
     server = Server(program, show_with(CHANNELS, ROLES), network=network)
-    evening = Evening(server, network, client, CrewBrowser)
+    evening = Evening(server, network, client, CrewBrowser, CrewFirefox)
     failed = 0
     for test in TESTS:
         # Each test continues where the previous one ended, so the first failure ends the run.
