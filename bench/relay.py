@@ -20,6 +20,7 @@ import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../tests/fixtures"))
 import own_network  # noqa: E402
+import restarts  # noqa: E402
 from on_air import Crew, Server, missed_deadlines, own_addresses, show_with, wait_until  # noqa: E402
 
 SECONDS = float(os.environ.get("WINGBELL_SECONDS", "10"))  # each load is measured
@@ -32,6 +33,7 @@ CROWDS = [
 ]
 EARLIER = os.environ.get("WINGBELL_EARLIER")
 AUDIO_THREADS = {"mixer": 10, "network": 9}  # and their priorities
+RESTARTED = (8, 32)  # people
 WAVE = 16  # join at a time; the server takes 24
 
 # Measured before the server was written, with a prototype on 2 processors.
@@ -411,6 +413,18 @@ def print_joining(program, client):
     print(f"join to connected:    {middle_and_worst(connected)} ms; earlier 170-320 ms, in Chromium")
 
 
+def print_restarts(program, client):
+    print(f"\nseconds from when the crew lose the server until everybody hears again\n{'people':>8}", end="")
+    print("".join(f"{way:>22}" for way in restarts.WAYS))
+    for count in RESTARTED:
+        server = Server(program, SHOW)
+        crew = restarts.join(server, client, count)
+        row = [restarts.seconds_until_all_hear(server, crew, count, way) for way in restarts.WAYS.values()]
+        print(f"{count:>8}" + "".join(f"{seconds:>22.2f}" for seconds in row), flush=True)
+        crew.quit()
+        server.stop()
+
+
 def osc_packet(address, text):
     def padded(word):
         encoded = word.encode() + b"\0"
@@ -465,6 +479,7 @@ def main():
     program, client, link = sys.argv[1:4]
     print_crowds(program, client)
     print_joining(program, client)
+    print_restarts(program, client)
     print_announcements(program, client)
     print_latency(program, client, link)
     print_stages(program, client, link)

@@ -115,6 +115,50 @@ def take_desk(browser, other):
     browser.press("#menu-close")
 
 
+def take_signals(browser):
+    """A call and a light, and the same in the wings view once they are answered."""
+    server.send_osc("/wingbell/standby/Main", "s", "LX 12")
+    server.send_osc("/wingbell/go/Backstage", "s", "Fly 3")
+    browser.wait_for_text("#signal-text", lambda text: "STANDBY" in text, "the light")
+    picture_of_talk(browser, "cue-light.png")
+    answer_all(browser)
+    browser.press("#menu-open")
+    browser.press("#wings")
+    browser.press("#menu-close")
+    server.send_osc("/wingbell/go/Backstage", "s", "Fly 3")
+    browser.wait_for("#signal")
+    answer_all(browser)
+    picture_of_talk(browser, "wings.png")
+    server.send_osc("/wingbell/clear")
+    browser.press("#menu-open")
+    browser.press("#wings")
+    browser.press("#menu-close")
+
+
+def answer_all(browser):
+    """Taps until nothing waits; a signal that has just appeared takes no tap."""
+
+    def answered():
+        if browser.shown("#signal"):
+            browser.press("#signal")
+        return not browser.shown("#signal")
+
+    wait_until(answered, "that nothing waits")
+
+
+def take_desks_page(browser, other):
+    look_like(browser, {"width": 1280, "height": 800, "deviceScaleFactor": 1, "mobile": False})
+    browser.open(server.desk_page())
+    browser.wait_for_text("#role-list", lambda text: "Keys closed" in text, "that the lighting is shown")
+    other.tap("Tech")
+    browser.find("#light-text").send_keys("LX 12")
+    browser.press("#signal-rows > li:nth-child(1) [data-signal=standby]")
+    browser.wait_for_text("#signal-rows", lambda text: "Standby LX 12" in text, "that the light is shown")
+    browser.wait_for_text("#open-now", lambda text: "Lighting" in text, "that the open key is shown")
+    picture_of_talk(browser, "desk-page.png")
+    look_like(browser, PHONE)
+
+
 def take_lost(browser):
     server.kill()
     browser.wait_for_text("#connection-state", lambda text: text.startswith("Connection lost"), "that the connection is lost")
@@ -132,8 +176,13 @@ try:
     take_card(manager)
     lighting.join(server.url, server.code, "Lighting")
     manager.run("localStorage.clear()")
+    take_desks_page(manager, lighting)
+    lighting.tap("Tech")
+    server.send_osc("/wingbell/clear")
+    manager.run("localStorage.clear()")
     take_way_in(manager)
     take_desk(manager, lighting)
+    take_signals(manager)
     take_lost(manager)
 finally:
     manager.close()
