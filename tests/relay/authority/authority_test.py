@@ -1,7 +1,7 @@
 """Chromium and Firefox warn of the desk's certificate unless they trust the desk's authority, and then never of the desk,
 whatever address and certificate that has, and always of a public name.
 
-    authority_test.py SERVER CERTUTIL
+    authority_test.py SERVER
 """
 
 import os
@@ -33,15 +33,15 @@ def warning(url, *switches):
     return failed.group(1) if failed else None
 
 
-def firefox_warning(url, certutil=None, **settings):
-    """The same of Firefox; with `certutil` it trusts the authority."""
+def firefox_warning(url, trusting=False, **settings):
+    """The same of Firefox; if `trusting`, it trusts the authority."""
 
     def trust_authority(profile):
         authority = os.path.join(own_network.WORK, "authority.crt")
-        own_network.run(certutil, "-d", f"sql:{profile}", "-N", "--empty-password")
-        own_network.run(certutil, "-d", f"sql:{profile}", "-A", "-n", "desk", "-t", "C,,", "-i", authority)
+        own_network.run("certutil", "-d", f"sql:{profile}", "-N", "--empty-password")
+        own_network.run("certutil", "-d", f"sql:{profile}", "-A", "-n", "desk", "-t", "C,,", "-i", authority)
 
-    prepare = trust_authority if certutil else None
+    prepare = trust_authority if trusting else None
     with Firefox(accepts_every_certificate=False, prepare=prepare, **settings) as browser:
         try:
             browser.open(url)
@@ -64,7 +64,7 @@ def start_again(server):
     server.start()
 
 
-def trust(certutil, server):
+def trust(server):
     """Installs the authority as a person does: from the page, into the store of Chromium on Linux."""
     with urllib.request.urlopen(f"http://{server.host}:{server.port}/authority.crt") as response:
         assert response.headers["Content-Type"] == "application/x-x509-ca-cert"
@@ -73,8 +73,8 @@ def trust(certutil, server):
             file.write(response.read())
     store = os.path.join(os.environ["HOME"], ".pki", "nssdb")
     os.makedirs(store)
-    own_network.run(certutil, "-d", f"sql:{store}", "-N", "--empty-password")
-    own_network.run(certutil, "-d", f"sql:{store}", "-A", "-n", "desk", "-t", "C,,", "-i", authority)
+    own_network.run("certutil", "-d", f"sql:{store}", "-N", "--empty-password")
+    own_network.run("certutil", "-d", f"sql:{store}", "-A", "-n", "desk", "-t", "C,,", "-i", authority)
 
 
 def impostor():
@@ -100,15 +100,15 @@ def impostor():
 
 def main():
     own_network.enter()
-    program, certutil = sys.argv[1:3]
+    program = sys.argv[1]
     server = Server(program, show_with(["Main"], {"Caller": (["Main"], ["Main"])}))
     assert warning(f"{server.url}/help") == "ERR_CERT_AUTHORITY_INVALID"
 
     assert firefox_warning(f"{server.url}/help") == "SEC_ERROR_UNKNOWN_ISSUER"
 
-    trust(certutil, server)
+    trust(server)
     assert warning(f"{server.url}/help") is None
-    assert firefox_warning(f"{server.url}/help", certutil) is None
+    assert firefox_warning(f"{server.url}/help", trusting=True) is None
 
     before = certificate_of(server)
     own_network.run("ip", "address", "add", "192.168.7.5/24", "dev", "lo")
@@ -117,12 +117,12 @@ def main():
     assert certificate_of(server) != before
     for host in ("192.168.7.5", "[fd00:7::5]", "127.0.0.1", "localhost"):
         assert warning(f"https://{host}:{server.port}/help") is None, host
-    assert firefox_warning(f"https://192.168.7.5:{server.port}/help", certutil) is None
+    assert firefox_warning(f"https://192.168.7.5:{server.port}/help", trusting=True) is None
     local = f"{os.uname().nodename.split('.')[0]}.local"
     rules = f"--host-resolver-rules=MAP {local} 127.0.0.1"
     assert warning(f"https://{local}:{server.port}/help", rules) is None
     resolve = {"network__dns__forceResolve": "127.0.0.1"}
-    assert firefox_warning(f"https://{local}:{server.port}/help", certutil, **resolve) is None
+    assert firefox_warning(f"https://{local}:{server.port}/help", trusting=True, **resolve) is None
 
     before = certificate_of(server)
     server.stop()
@@ -134,7 +134,7 @@ def main():
     thief = impostor()
     rules = f"--host-resolver-rules=MAP {PUBLIC_NAME} 127.0.0.1"
     assert warning(f"https://{PUBLIC_NAME}:{PUBLIC_PORT}/", rules) == "ERR_CERT_INVALID"
-    public = firefox_warning(f"https://{PUBLIC_NAME}:{PUBLIC_PORT}/", certutil, **resolve)
+    public = firefox_warning(f"https://{PUBLIC_NAME}:{PUBLIC_PORT}/", trusting=True, **resolve)
     assert public == "SEC_ERROR_CERT_NOT_IN_NAME_SPACE", public
     thief.kill()
 

@@ -70,9 +70,12 @@ template <typename Attempt> int asAnotherUser(const Attempt& attempt)
     return ended && WEXITSTATUS(status) != failedBefore ? WEXITSTATUS(status) : -1;
 }
 
+/// Puts something at a path; false if it could not.
+using Put = std::function<bool(const QString&)>;
+
 } // namespace
 
-Q_DECLARE_METATYPE(std::function<bool(const QString&)>)
+Q_DECLARE_METATYPE(Put)
 
 class HandOverTest : public QObject
 {
@@ -240,10 +243,8 @@ void HandOverTest::aSocketThatWasLeftBehindIsReplaced()
 
 void HandOverTest::whatIsNoSocketIsNeitherReplacedNorAsked_data()
 {
-    QTest::addColumn<std::function<bool(const QString&)>>("put");
-    const auto row = [](const char* name, const std::function<bool(const QString&)>& put) {
-        QTest::newRow(name) << put;
-    };
+    QTest::addColumn<Put>("put");
+    const auto row = [](const char* name, const Put& put) { QTest::newRow(name) << put; };
     row("a file", [](const QString& path) { return QFile(path).open(QIODevice::WriteOnly); });
     row("a folder", [](const QString& path) { return QDir().mkdir(path); });
     row("a link to a socket", [](const QString& path) {
@@ -259,7 +260,7 @@ void HandOverTest::whatIsNoSocketIsNeitherReplacedNorAsked_data()
 
 void HandOverTest::whatIsNoSocketIsNeitherReplacedNorAsked()
 {
-    QFETCH(std::function<bool(const QString&)>, put);
+    QFETCH(Put, put);
     QVERIFY(put(socketPath()));
     QVERIFY(!EarlierServer::find(folder(), port));
     const auto opened = HandOver::open(folder(), port);
