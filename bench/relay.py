@@ -462,10 +462,11 @@ def print_announcements(program, client):
                 )
                 begin = crew.mark()
             heard = crew.report(0)["onsetsMs"]
+            if number == 0:  # includes one-time initialisation, and the page may not listen yet
+                continue
             page = wait_until(lambda: browser.take_bursts("heard"), "the announcement in the page")
-            if number > 0:  # the first one includes one-time initialisation
-                bare.append(heard[0] - 1000 * monotonic)
-                real.append(page[0] - 1000 * since_1970)
+            bare.append(heard[0] - 1000 * monotonic)
+            real.append(page[0] - 1000 * since_1970)
     browser.close()
     crew.quit()
     server.stop()
