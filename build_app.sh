@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Sets up, builds, runs and tests WingbellControl on Debian 12.
+# Sets up, builds, runs and tests WingbellControl on Debian 12 and 13.
 #
 #   ./build_app.sh          install what is missing and build
 #   ./build_app.sh run      the same, then open the window
@@ -30,10 +30,14 @@ packages_for() {
     awk -v purposes="^($purposes)\$" '$1 ~ purposes { print $2 }' "$package_list"
 }
 
-is_debian_12() {
+# Whether this is Debian 12 or 13, or a system that is made from one and says so.
+has_the_packages() {
     [ -r /etc/os-release ] || return 1
     # shellcheck source=/dev/null
-    (. /etc/os-release && [ "${ID:-}" = debian ] && [ "${VERSION_ID:-}" = 12 ])
+    (. /etc/os-release && case ${ID:-}-${VERSION_ID:-}-${DEBIAN_CODENAME:-} in
+        debian-1[23]-* | raspbian-1[23]-* | *-bookworm | *-trixie) ;;
+        *) false ;;
+    esac)
 }
 
 as_root() {
@@ -49,8 +53,8 @@ as_root() {
 install_packages() {
     local wanted missing=() package
     mapfile -t wanted < <(packages_for "$@")
-    if ! is_debian_12; then
-        say "this script installs on Debian 12 only. What is needed there, by its names there:" >&2
+    if ! has_the_packages; then
+        say "this script installs on Debian 12 and 13 only. What is needed, by its names there:" >&2
         printf '  %s\n' "${wanted[@]}" >&2
         fail "install what corresponds on your system and build with: cmake --preset release && cmake --build build"
     fi
