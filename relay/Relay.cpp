@@ -34,6 +34,8 @@ Message messageOf(HttpError error)
         return Message::TooSlow;
     case HttpError::NotTls:
         return Message::NotTls;
+    case HttpError::OscOverTcp:
+        return Message::OscOverTcp;
     case HttpError::TooLarge:
         return Message::RequestTooLarge;
     case HttpError::ForeignOrigin:

@@ -284,8 +284,9 @@ bool HttpConnection::answerPlain()
     }
     m_keepsConnection = false;
     m_wantsNoBody = request == PlainRequest::Head;
-    if (request == PlainRequest::Other) {
-        m_owner.rejected(HttpError::NotTls, m_peer);
+    if (request == PlainRequest::Other || request == PlainRequest::Osc) {
+        m_owner.rejected(
+            request == PlainRequest::Osc ? HttpError::OscOverTcp : HttpError::NotTls, m_peer);
         send(jsonResponse(400, {}));
     } else {
         send(m_owner.plainPage(plainRequestPath(m_plain)));

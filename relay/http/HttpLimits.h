@@ -12,6 +12,7 @@ enum class HttpError {
     TooManyRequests,       ///< from one address in too short a time
     TooSlow,               ///< with the handshake, with a request, or with reading the response
     NotTls,                ///< what came is neither TLS nor a page's request by plain HTTP
+    OscOverTcp,            ///< a cue player that should send over UDP
     Malformed,             ///< not a valid HTTP/1.1 request
     TooLarge,              ///< head or body
     ForeignOrigin,         ///< a page from elsewhere asked

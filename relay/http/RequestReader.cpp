@@ -33,6 +33,23 @@ bool mayBeginWith(QByteArrayView bytes, QByteArrayView word)
     return bytes.startsWith(word) || word.startsWith(bytes);
 }
 
+/// Osc for a message or a bundle as a cue player sends it over TCP: after its length in four bytes
+/// (OSC 1.0), or between two bytes of SLIP (OSC 1.1).
+PlainRequest readOscOverTcp(QByteArrayView bytes)
+{
+    constexpr QByteArrayView slip("\xc0", 1);
+    constexpr QByteArrayView lessThan64KiB("\0\0", 2);
+    const qsizetype header = bytes.startsWith(slip) ? slip.size() : qsizetype{4};
+    if (!mayBeginWith(bytes, slip) && !mayBeginWith(bytes, lessThan64KiB)) {
+        return PlainRequest::Other;
+    }
+    if (bytes.size() <= header) {
+        return PlainRequest::Incomplete;
+    }
+    const char first = bytes.at(header);
+    return first == '/' || first == '#' ? PlainRequest::Osc : PlainRequest::Other;
+}
+
 } // namespace
 
 RequestReader::RequestReader(std::size_t maxHeadBytes, std::size_t maxBodyBytes)
@@ -139,7 +156,7 @@ PlainRequest readPlainRequest(QByteArrayView bytes)
 {
     const bool isGet = mayBeginWith(bytes, "GET ");
     if (!isGet && !mayBeginWith(bytes, "HEAD ")) {
-        return PlainRequest::Other;
+        return readOscOverTcp(bytes);
     }
     if (bytes.size() < maxPlainRequestBytes && !bytes.contains(emptyLine) &&
         !bytes.contains("\n\n")) {

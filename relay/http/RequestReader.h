@@ -50,13 +50,14 @@ enum class PlainRequest {
     Incomplete,
     Get,
     Head,
+    Osc,   ///< as OSC over TCP begins: with a length, or as SLIP
     Other, ///< not a request for a page
 };
 
 /// In bytes: what is read of a plain request at most.
 inline constexpr qsizetype maxPlainRequestBytes = 4096;
 
-/// Looks at the method of what came.
+/// Looks at the method of what came, or at what stands there instead.
 [[nodiscard]] PlainRequest readPlainRequest(QByteArrayView bytes);
 
 /// The path that a plain GET or HEAD asks for, without its query.

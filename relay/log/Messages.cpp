@@ -230,6 +230,11 @@ constexpr auto messages = std::to_array<MessageRow>({
      "A device did not use HTTPS, or its connection broke during the handshake. If it is a "
      "phone of the crew, see whether it shows [the warning](phones.md#the-warning). Most browsers "
      "that do so leave no line here."},
+    {Message::OscOverTcp, Rejected, LogEvent::NotTls,
+     "it sends OSC over TCP; choose UDP in the cue player",
+     "The desk takes OSC over UDP alone. In [the cue player](cue-player.md) choose UDP, with the "
+     "same "
+     "address and port."},
     {Message::TooManyConnections, Rejected, LogEvent::TooManyConnections,
      "too many connections at once", ""},
     {Message::TooManyFromOneAddress, Rejected, LogEvent::TooManyConnections,

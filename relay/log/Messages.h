@@ -112,6 +112,7 @@ enum class Message : std::uint8_t {
     WrongKey,
     WrongDeskKey,
     NotTls,
+    OscOverTcp,
     TooManyConnections,
     TooManyFromOneAddress,
     TooManyRequests,

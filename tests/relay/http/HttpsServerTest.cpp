@@ -40,6 +40,7 @@ private Q_SLOTS:
     void plainHttpGetsTheExplainingPageAndNothingElse();
     void aDownloadIsServedOverPlainHttpToo();
     void plainHttpReachesNoHandler();
+    void oscOverTcpIsNamed();
     void onlyHttp11IsAgreedOnInside();
     void anOldTlsIsRefused();
     void aBrowserThatRefusesTheCertificateIsNotRejected();
@@ -375,6 +376,16 @@ void HttpsServerTest::plainHttpReachesNoHandler()
     QVERIFY(got(browser, 400));
     QVERIFY(web.requests.empty());
     QVERIFY(web.hasRejected(HttpError::NotTls));
+}
+
+void HttpsServerTest::oscOverTcpIsNamed()
+{
+    WebUnderTest web;
+    Browser browser(web.port);
+    browser.send(QByteArray("\0\0\0\x10/wingbell/say\0\0\0", 20));
+    QTRY_VERIFY(browser.hasEnded());
+    QVERIFY(web.hasRejected(HttpError::OscOverTcp));
+    QVERIFY(!web.hasRejected(HttpError::NotTls));
 }
 
 void HttpsServerTest::onlyHttp11IsAgreedOnInside()

@@ -240,7 +240,19 @@ void RequestReaderTest::theBeginningTellsWhatItIs_data()
     QTest::newRow("post") << QByteArray("POST / HTTP/1.1\r\n\r\n") << PlainRequest::Other;
     QTest::newRow("small letters") << QByteArray("get /") << PlainRequest::Other;
     QTest::newRow("another shell") << QByteArray("SSH-2.0-x\r\n") << PlainRequest::Other;
-    QTest::newRow("no letter") << QByteArray("\0\0", 2) << PlainRequest::Other;
+    QTest::newRow("OSC after its length")
+        << QByteArray("\0\0\0\x10/wingbell/say", 18) << PlainRequest::Osc;
+    QTest::newRow("a bundle after its length")
+        << QByteArray("\0\0\1\0#bundle", 11) << PlainRequest::Osc;
+    QTest::newRow("a length alone") << QByteArray("\0\0\0\x10", 4) << PlainRequest::Incomplete;
+    QTest::newRow("half a length") << QByteArray("\0\0", 2) << PlainRequest::Incomplete;
+    QTest::newRow("something else after a length")
+        << QByteArray("\0\0\0\x10x", 5) << PlainRequest::Other;
+    QTest::newRow("OSC in SLIP") << QByteArray("\xc0/wingbell/say") << PlainRequest::Osc;
+    QTest::newRow("a bundle in SLIP") << QByteArray("\xc0#bundle") << PlainRequest::Osc;
+    QTest::newRow("SLIP alone") << QByteArray("\xc0") << PlainRequest::Incomplete;
+    QTest::newRow("something else in SLIP") << QByteArray("\xc0x") << PlainRequest::Other;
+    QTest::newRow("no letter") << QByteArray("\1\0", 2) << PlainRequest::Other;
     QTest::newRow("a longer word") << QByteArray("GETTING /\r\n\r\n") << PlainRequest::Other;
 }
 
