@@ -180,7 +180,8 @@ std::optional<CertificateAuthority> CertificateAuthority::fromPem(const QByteArr
 QByteArray CertificateAuthority::appleProfile() const
 {
     const auto uuid = [this](const char* part) {
-        return QUuid::createUuidV5(QUuid(), m_der + part).toByteArray(QUuid::WithoutBraces);
+        return QUuid::createUuidV5(QUuid(), QByteArray(m_der + part))
+            .toByteArray(QUuid::WithoutBraces);
     };
     const QByteArray identifier = "wingbell.authority." + uuid("profile");
     const QByteArray name = m_commonName.toHtmlEscaped().toUtf8();
