@@ -71,8 +71,8 @@ install_packages() {
 
 # The show is in a folder that all users of the machine share.
 prepare_shared_folder() {
-    [ -d /Users/Shared ] && return
-    say "making /Users/Shared, the folder for the show that all users share."
+    [ -d /Users/Shared/Wingbell ] && return
+    say "making /Users/Shared/Wingbell, the folder for the show that all users share."
     [ "$(id -u)" -eq 0 ] || say "this needs administrator rights; sudo may ask for your password."
     as_root sh -e "$root/packaging/prepare_shared_folder.sh"
 }
