@@ -302,7 +302,10 @@ function keysChanged() {
     const next = keys?.nextChange(now) ?? null;
     if (next !== null) keyTimer = setTimeout(keysChanged, Math.max(1, next - now + 1));
     showLamp(talking);
-    notices.setTalking(talking.length > 0 ? say('talkingOn', { channels: namesOf(talking) }) : '');
+    const talkingOn = talking.length > 0 ? say('talkingOn', { channels: namesOf(talking) }) : '';
+    notices.setTalking(talkingOn);
+    find('menu-talking').textContent = talkingOn;
+    find('menu-talking').hidden = talkingOn === '';
     showMeter(talking);
 }
 
@@ -476,9 +479,6 @@ find('leave').addEventListener('click', () => {
 });
 
 function openMenu() {
-    const talking = namesOf(talkingNow());
-    find('menu-talking').textContent = talking ? say('talkingOn', { channels: talking }) : '';
-    find('menu-talking').hidden = !talking;
     showMicrophones(microphone);
     find('menu').showModal();
 }

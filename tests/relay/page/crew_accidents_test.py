@@ -244,6 +244,8 @@ class AccidentTest(PageTest):
         self.browser.wait_for("#menu")
         self.browser.wait_for_text("#menu-talking", "You are talking on Main")
         self.assertEqual(self.state_of(key(1)), "latched")
+        self.desk.tell("closed", {"count": 1})
+        wait_until(lambda: not self.browser.shown("#menu-talking"), "the menu says so no longer")
         self.browser.tap("#menu-close")
         self.assertTrue(self.browser.shown("#desk-step"))
         self.browser.run("history.back()")
