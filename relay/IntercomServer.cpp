@@ -25,6 +25,7 @@
 #include <QFile>
 #include <QProcessEnvironment>
 #include <QSysInfo>
+#include <QTimeZone>
 
 #include <cerrno>
 #include <csignal>
@@ -271,8 +272,8 @@ loadIdentity(const StateDirectory& folder, const Place& place, CertificateTime n
         const TheatreCertificate& own = **theatres;
         const auto until = std::chrono::system_clock::to_time_t(own.validUntil);
         remark(
-            Message::TheatreCertificate,
-            QDateTime::fromSecsSinceEpoch(until, Qt::UTC).toString(QStringLiteral("yyyy-MM-dd")));
+            Message::TheatreCertificate, QDateTime::fromSecsSinceEpoch(until, QTimeZone::utc())
+                                             .toString(QStringLiteral("yyyy-MM-dd")));
         identity.pem = own.pem;
         identity.fingerprint = own.fingerprint;
         identity.vouches = false;

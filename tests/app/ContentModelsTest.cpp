@@ -5,6 +5,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 class ContentModelsTest : public QObject
@@ -17,11 +18,11 @@ private Q_SLOTS:
         const QTemporaryDir folder;
         {
             ShowConfig other(QDir(folder.path()));
-            other.setShow(u"Recital"_qs);
+            other.setShow(u"Recital"_s);
             QVERIFY(other.save());
         }
         ContentModels models{QDir(folder.path())};
-        QCOMPARE(models.config()->show(), u"Recital"_qs);
+        QCOMPARE(models.config()->show(), u"Recital"_s);
         QVERIFY(!models.config()->hasUnsavedChanges());
         QVERIFY(models.server() == nullptr);
     }
@@ -54,7 +55,7 @@ private Q_SLOTS:
 
     void theShowFileIsTheSharedOne()
     {
-        QCOMPARE(ContentModels::showFile(), u"/Users/Shared/Wingbell/roles.json"_qs);
+        QCOMPARE(ContentModels::showFile(), u"/Users/Shared/Wingbell/roles.json"_s);
     }
 };
 

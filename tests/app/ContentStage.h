@@ -25,16 +25,17 @@ protected:
         m_folder = std::make_unique<QTemporaryDir>();
         m_models = std::make_unique<ContentModels>(QDir(m_folder->path()));
         m_view = std::make_unique<QQuickView>();
-        m_view->engine()->addImportPath(u"qrc:/qt/qml"_qs);
+        m_view->engine()->addImportPath(QStringLiteral("qrc:/qt/qml"));
         m_view->setResizeMode(QQuickView::SizeRootObjectToView);
-        m_view->setInitialProperties({{u"models"_qs, QVariant::fromValue(m_models.get())}});
+        m_view->setInitialProperties(
+            {{QStringLiteral("models"), QVariant::fromValue(m_models.get())}});
         m_view->resize(820, 760);
     }
 
     /// Loads the content; nothing is shown yet.
     void load()
     {
-        m_view->setSource(QUrl(u"qrc:/qt/qml/Wingbell/App/ContentView.qml"_qs));
+        m_view->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Wingbell/App/ContentView.qml")));
         QVERIFY2(m_view->errors().isEmpty(), "the view loads");
     }
 
@@ -66,8 +67,8 @@ protected:
     [[nodiscard]] bool panelsAreReady() const
     {
         constexpr int ready = 1;
-        return find(u"strip"_qs)->property("status").toInt() == ready &&
-               find(u"setup"_qs)->property("status").toInt() == ready;
+        return find(QStringLiteral("strip"))->property("status").toInt() == ready &&
+               find(QStringLiteral("setup"))->property("status").toInt() == ready;
     }
 
     [[nodiscard]] QQuickItem* find(const QString& name) const

@@ -14,6 +14,7 @@ Q_IMPORT_QML_PLUGIN(Wingbell_LookPlugin)
 Q_IMPORT_QML_PLUGIN(Wingbell_PanelsPlugin)
 Q_IMPORT_QML_PLUGIN(Wingbell_AppPlugin)
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 namespace {
@@ -75,7 +76,7 @@ QList<QRectF> boltsOn(QQuickItem* root)
 QQuickItem* cardIn(QQuickItem* panel, int index)
 {
     QQuickItem* card = nullptr;
-    auto* const cards = panel->findChild<QObject*>(u"roleCards"_qs);
+    auto* const cards = panel->findChild<QObject*>(u"roleCards"_s);
     QMetaObject::invokeMethod(cards, "itemAt", Q_RETURN_ARG(QQuickItem*, card), Q_ARG(int, index));
     return card;
 }
@@ -128,12 +129,12 @@ void ContentViewTest::init()
 void ContentViewTest::beforeTheFirstShowingThereAreNoPanels()
 {
     QVERIFY(m_models->server() == nullptr);
-    QVERIFY(find(u"header"_qs) != nullptr);
-    QVERIFY(find(u"divider"_qs) != nullptr);
-    QCOMPARE(find(u"strip"_qs)->height(), 260.0);
-    QVERIFY(find(u"powerPanel"_qs) == nullptr);
-    QVERIFY(find(u"consolePanel"_qs) == nullptr);
-    QVERIFY(find(u"showSetupPanel"_qs) == nullptr);
+    QVERIFY(find(u"header"_s) != nullptr);
+    QVERIFY(find(u"divider"_s) != nullptr);
+    QCOMPARE(find(u"strip"_s)->height(), 260.0);
+    QVERIFY(find(u"powerPanel"_s) == nullptr);
+    QVERIFY(find(u"consolePanel"_s) == nullptr);
+    QVERIFY(find(u"showSetupPanel"_s) == nullptr);
 }
 
 void ContentViewTest::theFirstShowingBringsThePanels()
@@ -141,7 +142,7 @@ void ContentViewTest::theFirstShowingBringsThePanels()
     m_view->show();
     QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
     QVERIFY(m_models->server() != nullptr);
-    for (const QString& name : {u"powerPanel"_qs, u"consolePanel"_qs}) {
+    for (const QString& name : {u"powerPanel"_s, u"consolePanel"_s}) {
         QTRY_VERIFY2(find(name) != nullptr, qPrintable(name));
     }
     QTRY_VERIFY(panelsAreReady());
@@ -152,12 +153,12 @@ void ContentViewTest::aSecondShowingKeepsThem()
 {
     show();
     ServerController* const server = m_models->server();
-    QQuickItem* const console = find(u"consolePanel"_qs);
+    QQuickItem* const console = find(u"consolePanel"_s);
     m_view->hide();
     m_view->show();
     QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
     QCOMPARE(m_models->server(), server);
-    QCOMPARE(find(u"consolePanel"_qs), console);
+    QCOMPARE(find(u"consolePanel"_s), console);
 }
 
 void ContentViewTest::theStripIs260HighAtEverySize_data()
@@ -174,19 +175,19 @@ void ContentViewTest::theStripIs260HighAtEverySize()
     show();
     m_view->resize(size);
     QTRY_COMPARE(m_view->rootObject()->width(), size.width());
-    const QQuickItem* const strip = find(u"strip"_qs);
+    const QQuickItem* const strip = find(u"strip"_s);
     QCOMPARE(strip->height(), 260.0);
-    QCOMPARE(strip->y(), find(u"header"_qs)->height());
+    QCOMPARE(strip->y(), find(u"header"_s)->height());
 
-    const QQuickItem* const power = find(u"powerPanel"_qs);
-    const QQuickItem* const console = find(u"consolePanel"_qs);
+    const QQuickItem* const power = find(u"powerPanel"_s);
+    const QQuickItem* const console = find(u"consolePanel"_s);
     QCOMPARE(power->mapToItem(strip, QPointF()), QPointF(14, 14));
     QCOMPARE(power->size(), QSizeF(230, 232));
     QCOMPARE(console->mapToItem(strip, QPointF()), QPointF(14 + 230 + 14, 14));
     QCOMPARE(console->size(), QSizeF(size.width() - 230 - 3 * 14, 232));
 
-    const QQuickItem* const divider = find(u"divider"_qs);
-    const QQuickItem* const setup = find(u"showSetupPanel"_qs);
+    const QQuickItem* const divider = find(u"divider"_s);
+    const QQuickItem* const setup = find(u"showSetupPanel"_s);
     QCOMPARE(divider->y(), strip->y() + strip->height());
     QCOMPARE(setup->mapToItem(nullptr, QPointF()), QPointF(0, divider->y() + 1));
     QCOMPARE(setup->width(), size.width());
@@ -196,9 +197,9 @@ void ContentViewTest::theStripIs260HighAtEverySize()
 void ContentViewTest::theHeaderIsAPlateWithATrimUnderIt()
 {
     show();
-    QQuickItem* const header = find(u"header"_qs);
+    QQuickItem* const header = find(u"header"_s);
     const QRectF title = placeIn(header, allIn<LitText>(header).value(0));
-    const QRectF subtitle = placeIn(header, textIn(header, u"Set up and run the show relay"_qs));
+    const QRectF subtitle = placeIn(header, textIn(header, u"Set up and run the show relay"_s));
     const QRectF trim = placeIn(header, allIn<SteelTrim>(header).value(0));
     QCOMPARE(title.y(), 14.0);
     QCOMPARE(subtitle.y(), title.bottom() + 2.0);
@@ -213,13 +214,13 @@ void ContentViewTest::theHeaderIsAPlateWithATrimUnderIt()
 void ContentViewTest::thePowerPanelStacksLampSwitchAndShowFile()
 {
     show();
-    QQuickItem* const panel = find(u"powerPanel"_qs);
+    QQuickItem* const panel = find(u"powerPanel"_s);
     const QRectF light = placeIn(panel, allIn<LampLight>(panel).value(0));
-    const QRectF caption = placeIn(panel, textIn(panel, u"STOPPED"_qs));
-    const QRectF rocker = placeIn(panel, find(u"rocker"_qs));
-    const QRectF title = placeIn(panel, textIn(panel, u"SHOW FILE"_qs));
-    const QRectF path = placeIn(panel, find(u"path"_qs));
-    const QRectF link = placeIn(panel, textIn(panel, u"Reveal in Finder"_qs));
+    const QRectF caption = placeIn(panel, textIn(panel, u"STOPPED"_s));
+    const QRectF rocker = placeIn(panel, find(u"rocker"_s));
+    const QRectF title = placeIn(panel, textIn(panel, u"SHOW FILE"_s));
+    const QRectF path = placeIn(panel, find(u"path"_s));
+    const QRectF link = placeIn(panel, textIn(panel, u"Reveal in Finder"_s));
     QCOMPARE(light.size(), QSizeF(34.0, 34.0));
     QCOMPARE(light.center().x(), 115.0);
     QCOMPARE(caption.y(), light.bottom() + 8.0);
@@ -236,10 +237,10 @@ void ContentViewTest::thePowerPanelStacksLampSwitchAndShowFile()
 void ContentViewTest::theConsoleHasItsTitleOverItsGlass()
 {
     show();
-    QQuickItem* const panel = find(u"consolePanel"_qs);
-    QQuickItem* const titleText = textIn(panel, u"CONSOLE"_qs);
+    QQuickItem* const panel = find(u"consolePanel"_s);
+    QQuickItem* const titleText = textIn(panel, u"CONSOLE"_s);
     const QRectF title = placeIn(panel, titleText);
-    const QRectF glass = placeIn(panel, find(u"logArea"_qs));
+    const QRectF glass = placeIn(panel, find(u"logArea"_s));
     const QRectF dot = placeIn(panel, titleText->parentItem()->childItems().constFirst());
     QCOMPARE(dot.x(), 14.0);
     QCOMPARE(dot.size(), QSizeF(6.0, 6.0));
@@ -249,7 +250,7 @@ void ContentViewTest::theConsoleHasItsTitleOverItsGlass()
         glass, QRectF(
                    QPointF(14.0, title.bottom() + 6.0),
                    QPointF(panel->width() - 14.0, panel->height() - 14.0)));
-    QCOMPARE(find(u"log"_qs)->property("spacing").toReal(), 2.0);
+    QCOMPARE(find(u"log"_s)->property("spacing").toReal(), 2.0);
     QCOMPARE(boltsOn(panel), cornerBolts(panel->size()));
 }
 
@@ -257,33 +258,33 @@ void ContentViewTest::theEditorStacksItsSections()
 {
     m_models->config()->setRoles(m_models->config()->roles().mid(0, 2));
     show();
-    QQuickItem* const panel = find(u"showSetupPanel"_qs);
+    QQuickItem* const panel = find(u"showSetupPanel"_s);
     const auto place = [panel](const QString& text) {
         return placeIn(panel, textIn(panel, text));
     };
-    const QRectF name = placeIn(panel, find(u"showName"_qs));
-    QCOMPARE(place(u"SHOW NAME"_qs).topLeft(), QPointF(20.0, 20.0));
-    QCOMPARE(name.topLeft(), QPointF(20.0, place(u"SHOW NAME"_qs).bottom() + 8.0));
+    const QRectF name = placeIn(panel, find(u"showName"_s));
+    QCOMPARE(place(u"SHOW NAME"_s).topLeft(), QPointF(20.0, 20.0));
+    QCOMPARE(name.topLeft(), QPointF(20.0, place(u"SHOW NAME"_s).bottom() + 8.0));
     QCOMPARE(name.width(), 780.0);
-    QCOMPARE(place(u"OSC (QLab)"_qs).topLeft(), QPointF(20.0, name.bottom() + 20.0));
+    QCOMPARE(place(u"OSC (QLab)"_s).topLeft(), QPointF(20.0, name.bottom() + 20.0));
 
-    const QRectF label = place(u"Port"_qs);
-    const QRectF port = placeIn(panel, find(u"port"_qs));
+    const QRectF label = place(u"Port"_s);
+    const QRectF port = placeIn(panel, find(u"port"_s));
     QCOMPARE(label.x(), 20.0);
-    QCOMPARE(port.topLeft(), QPointF(label.right() + 10.0, place(u"OSC (QLab)"_qs).bottom() + 8.0));
+    QCOMPARE(port.topLeft(), QPointF(label.right() + 10.0, place(u"OSC (QLab)"_s).bottom() + 8.0));
     QCOMPARE(port.width(), 100.0);
     QVERIFY(std::abs(label.center().y() - port.center().y()) <= 0.5);
 
-    const QRectF channels = place(u"CHANNELS"_qs);
-    const QRectF editor = placeIn(panel, find(u"channelsEditor"_qs));
-    const QRectF chip = place(u"Main"_qs);
-    const QRectF field = place(u"New channel name"_qs);
+    const QRectF channels = place(u"CHANNELS"_s);
+    const QRectF editor = placeIn(panel, find(u"channelsEditor"_s));
+    const QRectF chip = place(u"Main"_s);
+    const QRectF field = place(u"New channel name"_s);
     QCOMPARE(editor.topLeft(), QPointF(20.0, channels.bottom() + 8.0));
     QCOMPARE(chip.topLeft(), editor.topLeft());
     QCOMPARE(field.topLeft(), QPointF(20.0, chip.bottom() + 10.0));
     QCOMPARE(field.width(), 220.0);
 
-    const QRectF roles = place(u"ROLES"_qs);
+    const QRectF roles = place(u"ROLES"_s);
     QQuickItem* const first = cardIn(panel, 0);
     QQuickItem* const second = cardIn(panel, 1);
     QCOMPARE(roles.topLeft(), QPointF(20.0, editor.bottom() + 20.0));
@@ -292,33 +293,33 @@ void ContentViewTest::theEditorStacksItsSections()
     QCOMPARE(placeIn(panel, second).y(), placeIn(panel, first).bottom() + 12.0);
 
     QRectF add; // as it is drawn: more of it can be hit
-    for (QQuickItem* const part : find(u"addRole"_qs)->childItems()) {
+    for (QQuickItem* const part : find(u"addRole"_s)->childItems()) {
         add |= part->isVisible() ? placeIn(panel, part) : QRectF();
     }
-    const QRectF save = placeIn(panel, find(u"save"_qs));
-    const QRectF reload = placeIn(panel, find(u"reload"_qs));
+    const QRectF save = placeIn(panel, find(u"save"_s));
+    const QRectF reload = placeIn(panel, find(u"reload"_s));
     QCOMPARE(add.y(), placeIn(panel, second).bottom() + 12.0 + 4.0);
     QVERIFY(std::abs(add.center().x() - 410.0) <= 0.5);
     QCOMPARE(save.topLeft(), QPointF(20.0, add.bottom() + 20.0));
     QVERIFY(save.width() >= 120.0);
     QCOMPARE(reload.y(), save.y());
-    const QQuickItem* const view = find(u"setupView"_qs);
+    const QQuickItem* const view = find(u"setupView"_s);
     QCOMPARE(view->property("contentHeight").toReal(), save.bottom() + 20.0);
 }
 
 void ContentViewTest::aRoleCardStacksItsRows()
 {
     show();
-    QQuickItem* const card = cardIn(find(u"showSetupPanel"_qs), 0);
-    const QRectF name = placeIn(card, textIn(card, u"Role name"_qs));
-    QQuickItem* const talksTitle = textIn(card, u"TALKS ON"_qs);
-    QQuickItem* const listensTitle = textIn(card, u"LISTENS ON"_qs);
+    QQuickItem* const card = cardIn(find(u"showSetupPanel"_s), 0);
+    const QRectF name = placeIn(card, textIn(card, u"Role name"_s));
+    QQuickItem* const talksTitle = textIn(card, u"TALKS ON"_s);
+    QQuickItem* const listensTitle = textIn(card, u"LISTENS ON"_s);
     const QRectF talks = placeIn(card, talksTitle->parentItem());
     const QRectF listens = placeIn(card, listensTitle->parentItem());
     const QRectF talkChip =
-        placeIn(card, textIn(talksTitle->parentItem()->parentItem(), u"Main"_qs));
+        placeIn(card, textIn(talksTitle->parentItem()->parentItem(), u"Main"_s));
     const QRectF listenChip =
-        placeIn(card, textIn(listensTitle->parentItem()->parentItem(), u"Main"_qs));
+        placeIn(card, textIn(listensTitle->parentItem()->parentItem(), u"Main"_s));
     QCOMPARE(name.x(), 14.0);
     QVERIFY(name.y() >= 14.0);
     QCOMPARE(talks.x(), 14.0);
@@ -340,10 +341,10 @@ void ContentViewTest::aRoleCardStacksItsRows()
 void ContentViewTest::aChipIsAsLargeAsItsTextAndItsPadding()
 {
     show();
-    QQuickItem* const editor = find(u"channelsEditor"_qs);
-    QQuickItem* const chip = textIn(editor, u"Main"_qs);
-    QQuickItem* const next = textIn(editor, u"Tech"_qs);
-    QQuickItem* const label = textIn(chip, u"Main"_qs);
+    QQuickItem* const editor = find(u"channelsEditor"_s);
+    QQuickItem* const chip = textIn(editor, u"Main"_s);
+    QQuickItem* const next = textIn(editor, u"Tech"_s);
+    QQuickItem* const label = textIn(chip, u"Main"_s);
     QVERIFY(label != nullptr);
     QCOMPARE(chip->size(), QSizeF(label->implicitWidth() + 20.0, label->implicitHeight() + 10.0));
     QCOMPARE(placeIn(editor, next).x(), placeIn(editor, chip).right() + 8.0);
@@ -352,14 +353,14 @@ void ContentViewTest::aChipIsAsLargeAsItsTextAndItsPadding()
 void ContentViewTest::aStartStoresAPortThatIsBeingTyped()
 {
     show();
-    auto* const port = find(u"port"_qs);
+    auto* const port = find(u"port"_s);
     port->forceActiveFocus();
     QTest::keyClick(m_view.get(), Qt::Key_A, Qt::ControlModifier);
     for (const char key : {'8', '0', '0', '0'}) {
         QTest::keyClick(m_view.get(), key);
     }
     QCOMPARE(m_models->config()->oscPort(), 47000);
-    QVERIFY(QMetaObject::invokeMethod(find(u"powerPanel"_qs), "aboutToStart"));
+    QVERIFY(QMetaObject::invokeMethod(find(u"powerPanel"_s), "aboutToStart"));
     QCOMPARE(m_models->config()->oscPort(), 8000);
     QVERIFY(m_models->config()->hasUnsavedChanges());
 }

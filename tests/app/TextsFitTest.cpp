@@ -18,6 +18,7 @@ Q_IMPORT_QML_PLUGIN(Wingbell_LookPlugin)
 Q_IMPORT_QML_PLUGIN(Wingbell_PanelsPlugin)
 Q_IMPORT_QML_PLUGIN(Wingbell_AppPlugin)
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 namespace {
@@ -78,8 +79,8 @@ void addLanguages()
         QTest::newRow(name) << QByteArray(name);
     }
     // Each that there is, so that one more is tried as it comes.
-    for (QString name : QDir(u":/translations"_qs).entryList()) {
-        name = name.remove(u"wingbell_"_qs).remove(u".qm"_qs).replace(u'_', u'-');
+    for (QString name : QDir(u":/translations"_s).entryList()) {
+        name = name.remove(u"wingbell_"_s).remove(u".qm"_s).replace(u'_', u'-');
         QTest::newRow(qPrintable(name)) << name.toLatin1();
     }
 }
@@ -148,18 +149,18 @@ QString whatDoesNotFit(QQuickItem& root)
         const QQuickItem& text = *texts[index];
         const QRectF ink = inkIn(root, text);
         if (text.property("truncated").toBool()) {
-            misfits.append(u"cut off: "_qs % told(text, ink));
+            misfits.append(u"cut off: "_s % told(text, ink));
         }
         if (ink.left() < 0.0 || ink.right() > root.width()) {
-            misfits.append(u"beyond the edge: "_qs % told(text, ink));
+            misfits.append(u"beyond the edge: "_s % told(text, ink));
         }
         const QQuickItem* const button = buttonAround(text);
         if (button != nullptr && !placeIn(root, *button).adjusted(-1, -1, 1, 1).contains(ink)) {
-            misfits.append(u"out of its button: "_qs % told(text, ink));
+            misfits.append(u"out of its button: "_s % told(text, ink));
         }
         for (const QQuickItem* const other : texts.mid(index + 1)) {
             if (ink.adjusted(0, 1, 0, -1).intersects(inkIn(root, *other))) {
-                misfits.append(u"over another: "_qs % told(text, ink) % told(*other, {}));
+                misfits.append(u"over another: "_s % told(text, ink) % told(*other, {}));
             }
         }
     }
@@ -202,9 +203,9 @@ void TextsFitTest::aTextThatDoesNotFitIsFound()
     showView();
     QQuickItem& root = *m_view->rootObject();
     QCOMPARE(whatDoesNotFit(root), QString());
-    const auto addRole = textsIn(find(u"addRole"_qs));
+    const auto addRole = textsIn(find(u"addRole"_s));
     QCOMPARE(addRole.size(), 1);
-    addRole.first()->setProperty("text", u"Far too long "_qs.repeated(30));
+    addRole.first()->setProperty("text", u"Far too long "_s.repeated(30));
     QVERIFY(!whatDoesNotFit(root).isEmpty());
 }
 
@@ -216,9 +217,9 @@ void TextsFitTest::everyTextHasItsPlaceAtEverySize()
     m_models->config()->setShow(QString());
     m_models->config()->renameRole(m_models->config()->roles().value(0), QString());
     showView();
-    find(u"showSetupPanel"_qs)->setProperty("serverIsRunning", true); // for its warning
+    find(u"showSetupPanel"_s)->setProperty("serverIsRunning", true); // for its warning
     m_models->config()->addRole();
-    QTRY_VERIFY(find(u"restartWarning"_qs)->isVisible());
+    QTRY_VERIFY(find(u"restartWarning"_s)->isVisible());
     for (const QSize size : {QSize(780, 680), QSize(820, 760), QSize(1920, 1080)}) {
         m_view->resize(size);
         QTRY_COMPARE(m_view->rootObject()->width(), size.width());
@@ -230,20 +231,20 @@ void TextsFitTest::everyTextHasItsPlaceAtEverySize()
 
         // Beside the window's buttons, which lie over the header.
         constexpr double buttons = 100.0;
-        QQuickItem* const header = find(u"header"_qs);
+        QQuickItem* const header = find(u"header"_s);
         for (const QQuickItem* const text : textsIn(header)) {
             QVERIFY(inkIn(*header, *text).right() < header->width() - buttons);
         }
         // The column of the power panel and its padding.
-        QQuickItem* const power = find(u"powerPanel"_qs);
+        QQuickItem* const power = find(u"powerPanel"_s);
         for (const QQuickItem* const text : textsIn(power)) {
             const QRectF ink = inkIn(*power, *text);
             QVERIFY2(ink.left() >= 16.0 && ink.right() <= 214.5, qPrintable(told(*text, ink)));
             QVERIFY2(ink.bottom() <= 232.0, qPrintable(told(*text, ink)));
         }
         // The layout runs from left to right in every language, as a desk's does.
-        QVERIFY(find(u"powerPanel"_qs)->x() < find(u"consolePanel"_qs)->x());
-        QVERIFY(find(u"save"_qs)->x() < find(u"reload"_qs)->x());
+        QVERIFY(find(u"powerPanel"_s)->x() < find(u"consolePanel"_s)->x());
+        QVERIFY(find(u"save"_s)->x() < find(u"reload"_s)->x());
     }
 }
 
@@ -251,12 +252,12 @@ void TextsFitTest::theLampsCaptionsFitTheirColumn()
 {
     QFETCH(const QByteArray, name);
     const Language language = spoken(name);
-    QQmlComponent source(m_view->engine(), QUrl(u"qrc:/qt/qml/Wingbell/Panels/StatusLamp.qml"_qs));
+    QQmlComponent source(m_view->engine(), QUrl(u"qrc:/qt/qml/Wingbell/Panels/StatusLamp.qml"_s));
     QStringList captions;
     for (const auto& [isRunning, isStarting] :
          {std::pair(false, false), std::pair(false, true), std::pair(true, false)}) {
         const std::unique_ptr<QObject> lamp(source.createWithInitialProperties(
-            {{u"isRunning"_qs, isRunning}, {u"isStarting"_qs, isStarting}}));
+            {{u"isRunning"_s, isRunning}, {u"isStarting"_s, isStarting}}));
         QVERIFY2(lamp, qPrintable(source.errorString()));
         captions.append(lamp->property("caption").toString());
         constexpr double column = 230.0 - 2.0 * 16.0;
@@ -270,7 +271,7 @@ void TextsFitTest::theSwitchKeepsEachLabelInItsHalf()
     QFETCH(const QByteArray, name);
     const Language language = spoken(name);
     showView();
-    const auto* const plate = find(u"rocker"_qs)->findChild<RockerPlate*>();
+    const auto* const plate = find(u"rocker"_s)->findChild<RockerPlate*>();
     QVERIFY(plate != nullptr);
     const QRectF stop = plate->labelPlace(false);
     const QRectF start = plate->labelPlace(true);
@@ -287,7 +288,7 @@ void TextsFitTest::theMenuIsAsWideAsItsWidestEntry()
     QFETCH(const QByteArray, name);
     const Language language = spoken(name);
     showView();
-    const QQuickItem* const field = find(u"showName"_qs);
+    const QQuickItem* const field = find(u"showName"_s);
     const QPointF place = field->mapToScene(QPointF(20.0, 10.0));
     QTest::mouseClick(m_view.get(), Qt::RightButton, {}, place.toPoint());
     const auto entries = [this] {

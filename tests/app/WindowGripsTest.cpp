@@ -15,6 +15,8 @@ Q_IMPORT_QML_PLUGIN(Wingbell_LookPlugin)
 Q_IMPORT_QML_PLUGIN(Wingbell_PanelsPlugin)
 Q_IMPORT_QML_PLUGIN(Wingbell_AppPlugin)
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr QPoint middle(200, 50);
@@ -56,11 +58,11 @@ private:
 void WindowGripsTest::show(const QString& name, const QVariantMap& properties)
 {
     m_view = std::make_unique<QQuickView>();
-    m_view->engine()->addImportPath(u"qrc:/qt/qml"_qs);
+    m_view->engine()->addImportPath(u"qrc:/qt/qml"_s);
     m_view->setResizeMode(QQuickView::SizeRootObjectToView);
     m_view->resize(400, 100);
     m_view->setInitialProperties(properties);
-    m_view->setSource(QUrl(u"qrc:/qt/qml/Wingbell/App/%1.qml"_qs.arg(name)));
+    m_view->setSource(QUrl(u"qrc:/qt/qml/Wingbell/App/%1.qml"_s.arg(name)));
     QVERIFY2(m_view->errors().isEmpty(), "the item loads");
     m_view->show();
     QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
@@ -68,7 +70,7 @@ void WindowGripsTest::show(const QString& name, const QVariantMap& properties)
 
 void WindowGripsTest::aPressOnTheHeaderAsksForNothing()
 {
-    show(u"HeaderHandle"_qs);
+    show(u"HeaderHandle"_s);
     const auto moves = count(SIGNAL(moved()));
     press(middle);
     move(middle + QPoint(QGuiApplication::styleHints()->startDragDistance() - 1, 0));
@@ -80,7 +82,7 @@ void WindowGripsTest::aPressOnTheHeaderAsksForNothing()
 // window would stick to the pointer.
 void WindowGripsTest::aMoveIsAskedForOnce()
 {
-    show(u"HeaderHandle"_qs);
+    show(u"HeaderHandle"_s);
     const auto moves = count(SIGNAL(moved()));
     press(middle);
     move(middle + QPoint(30, 0));
@@ -92,7 +94,7 @@ void WindowGripsTest::aMoveIsAskedForOnce()
 
 void WindowGripsTest::everyPressCanMoveAnew()
 {
-    show(u"HeaderHandle"_qs);
+    show(u"HeaderHandle"_s);
     const auto moves = count(SIGNAL(moved()));
     for (int times = 1; times <= 2; ++times) {
         press(middle);
@@ -104,7 +106,7 @@ void WindowGripsTest::everyPressCanMoveAnew()
 
 void WindowGripsTest::aDoubleClickOnTheHeaderToggles()
 {
-    show(u"HeaderHandle"_qs);
+    show(u"HeaderHandle"_s);
     const auto toggles = count(SIGNAL(toggled()));
     const auto moves = count(SIGNAL(moved()));
     QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, middle);
@@ -117,7 +119,7 @@ void WindowGripsTest::aDoubleClickOnTheHeaderToggles()
 // By the time the window manager takes over, the button of a tap is up again.
 void WindowGripsTest::aClickOnAnEdgeAsksForNothing()
 {
-    show(u"WindowEdges"_qs);
+    show(u"WindowEdges"_s);
     const auto drags = count(SIGNAL(dragged(int)));
     QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, rightEdge);
     QCOMPARE(drags->count(), 0);
@@ -125,7 +127,7 @@ void WindowGripsTest::aClickOnAnEdgeAsksForNothing()
 
 void WindowGripsTest::aResizeIsAskedForOnce()
 {
-    show(u"WindowEdges"_qs);
+    show(u"WindowEdges"_s);
     const auto drags = count(SIGNAL(dragged(int)));
     press(rightEdge);
     move(rightEdge + QPoint(0, 1));
@@ -138,7 +140,7 @@ void WindowGripsTest::aResizeIsAskedForOnce()
 
 void WindowGripsTest::everyPressCanResizeAnew()
 {
-    show(u"WindowEdges"_qs);
+    show(u"WindowEdges"_s);
     const auto drags = count(SIGNAL(dragged(int)));
     for (int times = 1; times <= 2; ++times) {
         press(rightEdge);
@@ -151,7 +153,7 @@ void WindowGripsTest::everyPressCanResizeAnew()
 // They are drawn 16 wide and 6 apart, 9 below the edge: as much as can be hit is 24 each way.
 void WindowGripsTest::theButtonsTargetsMeetAndStandClearOfTheEdge()
 {
-    show(u"WindowButtons"_qs, {{u"maximized"_qs, false}});
+    show(u"WindowButtons"_s, {{u"maximized"_s, false}});
     QQuickItem& row = *m_view->rootObject();
     QList<QRectF> targets;
     QList<double> drawn;

@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 namespace {
@@ -30,21 +31,21 @@ void WindowLanguageTest::aLanguageIsChosenAsTheDesktopAsksForIt_data()
 {
     QTest::addColumn<QStringList>("wanted");
     QTest::addColumn<bool>("german");
-    QTest::newRow("German") << QStringList{u"de"_qs} << true;
-    QTest::newRow("of Germany") << QStringList{u"de-DE"_qs, u"de-Latn-DE"_qs, u"de"_qs} << true;
-    QTest::newRow("of Austria") << QStringList{u"de-AT"_qs, u"de-Latn-AT"_qs} << true;
-    QTest::newRow("of Switzerland") << QStringList{u"de-CH"_qs, u"de-Latn-CH"_qs} << true;
-    QTest::newRow("English") << QStringList{u"en"_qs} << false;
-    QTest::newRow("English before German") << QStringList{u"en-GB"_qs, u"de-DE"_qs} << false;
-    QTest::newRow("German before English") << QStringList{u"de-DE"_qs, u"en-GB"_qs} << true;
-    QTest::newRow("one it does not speak") << QStringList{u"fr-FR"_qs, u"fr"_qs} << false;
-    QTest::newRow("the next best") << QStringList{u"fr-FR"_qs, u"fr"_qs, u"de"_qs} << true;
-    QTest::newRow("after an unknown one") << QStringList{u"xx-YY"_qs, u"de"_qs} << true;
-    QTest::newRow("Low German is another one") << QStringList{u"nds-DE"_qs, u"nds"_qs} << false;
-    QTest::newRow("no language") << QStringList{u"C"_qs} << false;
-    QTest::newRow("no language before German") << QStringList{u"C"_qs, u"de"_qs} << false;
+    QTest::newRow("German") << QStringList{u"de"_s} << true;
+    QTest::newRow("of Germany") << QStringList{u"de-DE"_s, u"de-Latn-DE"_s, u"de"_s} << true;
+    QTest::newRow("of Austria") << QStringList{u"de-AT"_s, u"de-Latn-AT"_s} << true;
+    QTest::newRow("of Switzerland") << QStringList{u"de-CH"_s, u"de-Latn-CH"_s} << true;
+    QTest::newRow("English") << QStringList{u"en"_s} << false;
+    QTest::newRow("English before German") << QStringList{u"en-GB"_s, u"de-DE"_s} << false;
+    QTest::newRow("German before English") << QStringList{u"de-DE"_s, u"en-GB"_s} << true;
+    QTest::newRow("one it does not speak") << QStringList{u"fr-FR"_s, u"fr"_s} << false;
+    QTest::newRow("the next best") << QStringList{u"fr-FR"_s, u"fr"_s, u"de"_s} << true;
+    QTest::newRow("after an unknown one") << QStringList{u"xx-YY"_s, u"de"_s} << true;
+    QTest::newRow("Low German is another one") << QStringList{u"nds-DE"_s, u"nds"_s} << false;
+    QTest::newRow("no language") << QStringList{u"C"_s} << false;
+    QTest::newRow("no language before German") << QStringList{u"C"_s, u"de"_s} << false;
     QTest::newRow("nothing") << QStringList{} << false;
-    QTest::newRow("no names") << QStringList{QString(), u"-"_qs, u"--de"_qs} << false;
+    QTest::newRow("no names") << QStringList{QString(), u"-"_s, u"--de"_s} << false;
 }
 
 void WindowLanguageTest::aLanguageIsChosenAsTheDesktopAsksForIt()
@@ -53,25 +54,24 @@ void WindowLanguageTest::aLanguageIsChosenAsTheDesktopAsksForIt()
     QFETCH(const bool, german);
     QCOMPARE(
         WindowLanguage::catalogueFor(wanted),
-        german ? std::optional(u":/translations/wingbell_de.qm"_qs) : std::nullopt);
+        german ? std::optional(u":/translations/wingbell_de.qm"_s) : std::nullopt);
 }
 
 void WindowLanguageTest::textsAreInThatLanguageAsLongAsItIsHeld()
 {
     {
-        const WindowLanguage german(QStringList{u"de-AT"_qs});
-        QCOMPARE(toSave(), u"Show speichern"_qs);
+        const WindowLanguage german(QStringList{u"de-AT"_s});
+        QCOMPARE(toSave(), u"Show speichern"_s);
         QCOMPARE(
-            QCoreApplication::translate("ShowSetupPanel", "Saved \u2713"),
-            u"Gespeichert \u2713"_qs);
+            QCoreApplication::translate("ShowSetupPanel", "Saved \u2713"), u"Gespeichert \u2713"_s);
     }
-    QCOMPARE(toSave(), u"Save Show"_qs);
+    QCOMPARE(toSave(), u"Save Show"_s);
 }
 
 void WindowLanguageTest::aLanguageThatIsNotSpokenLeavesTheSourcesTexts()
 {
-    const WindowLanguage french(QStringList{u"fr"_qs});
-    QCOMPARE(toSave(), u"Save Show"_qs);
+    const WindowLanguage french(QStringList{u"fr"_s});
+    QCOMPARE(toSave(), u"Save Show"_s);
 }
 
 WINGBELL_GUILESS_TEST(WindowLanguageTest)

@@ -6,6 +6,7 @@
 
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 namespace {
@@ -46,16 +47,16 @@ void RegularFileTest::whatIsNoRegularFileIsRefusedAtOnce()
 {
     QFETCH(const QString, kind);
     const QTemporaryDir folder;
-    const QString path = folder.filePath(u"file"_qs);
-    if (kind == u"folder"_qs) {
+    const QString path = folder.filePath(u"file"_s);
+    if (kind == u"folder"_s) {
         QVERIFY(QDir().mkdir(path));
-    } else if (kind == u"pipe"_qs) {
+    } else if (kind == u"pipe"_s) {
         QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
-    } else if (kind == u"device"_qs) {
-        QVERIFY(QFile::link(u"/dev/zero"_qs, path));
-    } else if (kind == u"dangling link"_qs) {
-        QVERIFY(QFile::link(folder.filePath(u"nowhere"_qs), path));
-    } else if (kind == u"loop"_qs) {
+    } else if (kind == u"device"_s) {
+        QVERIFY(QFile::link(u"/dev/zero"_s, path));
+    } else if (kind == u"dangling link"_s) {
+        QVERIFY(QFile::link(folder.filePath(u"nowhere"_s), path));
+    } else if (kind == u"loop"_s) {
         QVERIFY(QFile::link(path, path));
     }
     const auto bytes = readRegularFile(path, maxSize);
@@ -63,13 +64,13 @@ void RegularFileTest::whatIsNoRegularFileIsRefusedAtOnce()
     QVERIFY(!bytes.error().reason.isEmpty());
     QCOMPARE(
         bytes.error().kind == FileError::Kind::Missing,
-        kind == u"missing"_qs || kind == u"dangling link"_qs);
+        kind == u"missing"_s || kind == u"dangling link"_s);
 }
 
 void RegularFileTest::anEnormousFileIsRefused()
 {
     const QTemporaryDir folder;
-    QFile file(folder.filePath(u"file"_qs));
+    QFile file(folder.filePath(u"file"_s));
     QVERIFY(file.open(QIODevice::WriteOnly));
     QVERIFY(file.resize(qint64{40} * 1024 * 1024 * 1024)); // sparse: takes no room
     file.close();
@@ -79,7 +80,7 @@ void RegularFileTest::anEnormousFileIsRefused()
 void RegularFileTest::aFileOfTheLargestSizeIsRead()
 {
     const QTemporaryDir folder;
-    const QString path = folder.filePath(u"file"_qs);
+    const QString path = folder.filePath(u"file"_s);
     const QByteArray bytes(maxSize, 'x');
     write(path, bytes);
     QCOMPARE(readRegularFile(path, maxSize).value(), bytes);
@@ -90,9 +91,9 @@ void RegularFileTest::aFileOfTheLargestSizeIsRead()
 void RegularFileTest::aLinkIsFollowed()
 {
     const QTemporaryDir folder;
-    write(folder.filePath(u"elsewhere"_qs), "bytes");
-    QVERIFY(QFile::link(folder.filePath(u"elsewhere"_qs), folder.filePath(u"file"_qs)));
-    QCOMPARE(readRegularFile(folder.filePath(u"file"_qs), maxSize).value(), "bytes");
+    write(folder.filePath(u"elsewhere"_s), "bytes");
+    QVERIFY(QFile::link(folder.filePath(u"elsewhere"_s), folder.filePath(u"file"_s)));
+    QCOMPARE(readRegularFile(folder.filePath(u"file"_s), maxSize).value(), "bytes");
 }
 
 WINGBELL_APPLESS_TEST(RegularFileTest)

@@ -3,6 +3,7 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 class Utf8Test : public QObject
@@ -16,14 +17,14 @@ private Q_SLOTS:
 
 void Utf8Test::everyByteOrderMarkIsKept()
 {
-    QCOMPARE(textFromUtf8("\xEF\xBB\xBF\xEF\xBB\xBFx\xEF\xBB\xBF"), u"\uFEFF\uFEFFx\uFEFF"_qs);
-    QCOMPARE(textFromUtf8("\xC3\xA9"), u"\u00E9"_qs);
+    QCOMPARE(textFromUtf8("\xEF\xBB\xBF\xEF\xBB\xBFx\xEF\xBB\xBF"), u"\uFEFF\uFEFFx\uFEFF"_s);
+    QCOMPARE(textFromUtf8("\xC3\xA9"), u"\u00E9"_s);
     QCOMPARE(textFromUtf8(QByteArrayView()), QString());
 }
 
 void Utf8Test::onlyValidUtf8IsText()
 {
-    QCOMPARE(textIfUtf8("\xEF\xBB\xBF\xC3\xA9").value(), u"\uFEFF\u00E9"_qs);
+    QCOMPARE(textIfUtf8("\xEF\xBB\xBF\xC3\xA9").value(), u"\uFEFF\u00E9"_s);
     QCOMPARE(textIfUtf8(QByteArrayView()).value(), QString());
     for (const char* bytes :
          {"\xE9", "x\xC0\xAF", "\xED\xA0\x80", "\xF4\xBF\xBF\xBF", "\xE2\x82"}) {

@@ -16,6 +16,7 @@
 
 Q_IMPORT_QML_PLUGIN(Wingbell_LookPlugin)
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 namespace {
@@ -219,12 +220,12 @@ void SharpSurfacesTest::streaksAreAsLightAsComputed_data()
     QTest::addColumn<QSizeF>("size");
     QTest::addColumn<double>("opacity");
     QTest::addColumn<QRectF>("place"); // of nothing but brushed steel
-    const QString plate = u"SteelPanelBackground"_qs;
+    const QString plate = u"SteelPanelBackground"_s;
     QTest::newRow("the power panel")
         << plate << QSizeF(230.0, 232.0) << 0.4 << QRectF(16.0, 16.0, 198.0, 200.0);
     QTest::newRow("a role's card")
         << plate << QSizeF(740.0, 150.0) << 0.4 << QRectF(16.0, 16.0, 708.0, 118.0);
-    QTest::newRow("the header") << u"ControlHeader"_qs << QSizeF(780.0, 0.0) << 0.45
+    QTest::newRow("the header") << u"ControlHeader"_s << QSizeF(780.0, 0.0) << 0.45
                                 << QRectF(40.0, 2.0, 220.0, 50.0);
 }
 
@@ -235,7 +236,7 @@ void SharpSurfacesTest::streaksAreAsLightAsComputed()
     QFETCH(const double, opacity);
     QFETCH(const QRectF, place);
     QQmlEngine engine;
-    QQmlComponent source(&engine, QUrl(u"qrc:/qt/qml/Wingbell/Look/%1.qml"_qs.arg(component)));
+    QQmlComponent source(&engine, QUrl(u"qrc:/qt/qml/Wingbell/Look/%1.qml"_s.arg(component)));
     std::unique_ptr<QQuickItem> item;
     double plateHeight = size.height();
     if (plateHeight > 0.0) {
@@ -265,7 +266,7 @@ void SharpSurfacesTest::streaksAreAsLightAsComputed()
     constexpr double tolerance = 0.04;
     QVERIFY2(
         std::abs(streaks / wanted - 1.0) < tolerance,
-        qPrintable(u"%1 of what was computed"_qs.arg(streaks / wanted)));
+        qPrintable(u"%1 of what was computed"_s.arg(streaks / wanted)));
 }
 
 WINGBELL_GUI_TEST(SharpSurfacesTest)

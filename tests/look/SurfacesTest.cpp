@@ -13,6 +13,7 @@
 #include <cmath>
 #include <numeric>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 namespace {
@@ -237,16 +238,16 @@ void SurfacesTest::everySymbolStandsWithinItsSquare()
 
 void SurfacesTest::aHexagonStandsOnACorner()
 {
-    const QRectF bounds = symbolOutline(u"hexagon.fill"_qs).boundingRect();
+    const QRectF bounds = symbolOutline(u"hexagon.fill"_s).boundingRect();
     QVERIFY(bounds.height() > bounds.width());
-    const QPainterPath hexagon = symbolOutline(u"hexagon.fill"_qs);
+    const QPainterPath hexagon = symbolOutline(u"hexagon.fill"_s);
     QVERIFY(hexagon.contains(QPointF(0.0, bounds.top() + 0.02)));
     QVERIFY(!hexagon.contains(QPointF(0.3, bounds.top() + 0.02)));
 }
 
 void SurfacesTest::anUnknownSymbolIsEmpty()
 {
-    QVERIFY(symbolOutline(u"bell"_qs).isEmpty());
+    QVERIFY(symbolOutline(u"bell"_s).isEmpty());
 }
 
 void SurfacesTest::heavyLettersAreHeavierThanBoldOnes()
@@ -254,7 +255,7 @@ void SurfacesTest::heavyLettersAreHeavierThanBoldOnes()
     QFont bold(Typeface::rounded());
     bold.setPixelSize(17);
     bold.setWeight(QFont::Bold);
-    const QString title = u"Wingbell Control"_qs;
+    const QString title = u"Wingbell Control"_s;
     const auto pixels = [](const QPainterPath& letters) {
         QImage image(200, 40, QImage::Format_Alpha8);
         image.fill(0);

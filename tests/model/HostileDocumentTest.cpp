@@ -4,6 +4,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 namespace {
@@ -88,7 +89,7 @@ void HostileDocumentTest::validJsonUnderAnUnknownKeyIsRead()
     QFETCH(const QByteArray, value);
     const auto reading = decodeShow(showWithExtra(value));
     QVERIFY(reading);
-    QCOMPARE(reading->show, u"S"_qs);
+    QCOMPARE(reading->show, u"S"_s);
 }
 
 void HostileDocumentTest::invalidJsonUnderAnUnknownKeyIsRefused_data()
@@ -292,19 +293,19 @@ void HostileDocumentTest::nestingIsReadUpToALimit()
         return showWithExtra(QByteArray(depth - 1, '[') + QByteArray(depth - 1, ']'));
     };
     QVERIFY(decodeShow(nested(100)));
-    QCOMPARE(decodeShow(nested(101)).error().reason, u"it is nested too deeply"_qs);
+    QCOMPARE(decodeShow(nested(101)).error().reason, u"it is nested too deeply"_s);
 }
 
 void HostileDocumentTest::theLargestDocumentIsRead()
 {
     const QTemporaryDir folder;
-    const QString path = folder.filePath(u"roles.json"_qs);
+    const QString path = folder.filePath(u"roles.json"_s);
     const auto readDocument = [&path](const QByteArray& document) {
         QFile file(path);
         return file.open(QIODevice::WriteOnly) && file.write(document) == document.size() &&
                        file.flush()
                    ? readShow(path)
-                   : failure(ShowError{u"not written"_qs});
+                   : failure(ShowError{u"not written"_s});
     };
     const QByteArray name(maxShowDocumentSize / 2, 'x');
     QByteArray document = "{\"show\":\"" + name + R"(","channels":[],"roles":[],"more":[)" +
@@ -312,7 +313,7 @@ void HostileDocumentTest::theLargestDocumentIsRead()
     document = document.leftJustified(maxShowDocumentSize);
     QCOMPARE(document.size(), maxShowDocumentSize);
     QCOMPARE(readDocument(document).value().show.size(), name.size());
-    QCOMPARE(readDocument(document + ' ').error().reason, u"it is larger than a show can be"_qs);
+    QCOMPARE(readDocument(document + ' ').error().reason, u"it is larger than a show can be"_s);
 }
 
 WINGBELL_APPLESS_TEST(HostileDocumentTest)

@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 namespace {
@@ -165,7 +166,7 @@ private Q_SLOTS:
 
 private:
     QString documentPath() const { return ShowConfig::documentPath(folder()); }
-    QDir folder() const { return QDir(m_root->filePath(u"Shared/Wingbell"_qs)); }
+    QDir folder() const { return QDir(m_root->filePath(u"Shared/Wingbell"_s)); }
     void writeDocument(const QByteArray& bytes) const;
     QByteArray document() const;
 
@@ -198,8 +199,8 @@ QByteArray ShowConfigTest::document() const
 
 void ShowConfigTest::theShowStandsInTheSharedFolder()
 {
-    QCOMPARE(ShowConfig::configDirectory().path(), u"/Users/Shared/Wingbell"_qs);
-    QCOMPARE(ShowConfig::documentPath(), u"/Users/Shared/Wingbell/roles.json"_qs);
+    QCOMPARE(ShowConfig::configDirectory().path(), u"/Users/Shared/Wingbell"_s);
+    QCOMPARE(ShowConfig::documentPath(), u"/Users/Shared/Wingbell/roles.json"_s);
 }
 
 void ShowConfigTest::withoutAFolderTheStoreHoldsTheDefaultShowAndWritesNothing()
@@ -217,10 +218,10 @@ void ShowConfigTest::theDocumentIsLoadedAtCreation()
 {
     writeDocument(smallShow);
     const ShowConfig config(folder());
-    QCOMPARE(config.show(), u"Recital"_qs);
-    QCOMPARE(config.channels(), (QStringList{u"Main"_qs, u"Fly"_qs}));
+    QCOMPARE(config.show(), u"Recital"_s);
+    QCOMPARE(config.channels(), (QStringList{u"Main"_s, u"Fly"_s}));
     QCOMPARE(config.roles().size(), 2);
-    QCOMPARE(config.roles().first().talk, (QStringList{u"Fly"_qs, u"X"_qs, u"Fly"_qs}));
+    QCOMPARE(config.roles().first().talk, (QStringList{u"Fly"_s, u"X"_s, u"Fly"_s}));
     QCOMPARE(config.oscPort(), 8000);
     QVERIFY(!config.hasUnsavedChanges());
 }
@@ -245,7 +246,7 @@ void ShowConfigTest::loadingTellsOfWhatDiffersOnly()
     config.load();
     QCOMPARE(spies.take(), (Counts{0, 0, 1, 0, 0})); // the roles are others, by their identity
     config.setOscPort(1);
-    config.setShow(u"Other"_qs);
+    config.setShow(u"Other"_s);
     config.setHasUnsavedChanges(true);
     spies.take();
     config.load();
@@ -275,7 +276,7 @@ void ShowConfigTest::theFallbackKeepsTheIdentitiesOfTheDefaultRoles()
 void ShowConfigTest::loadingDropsEditsAndClearsTheFlag()
 {
     ShowConfig config(folder());
-    config.addChannel(u"Fly"_qs);
+    config.addChannel(u"Fly"_s);
     config.addRole();
     config.load();
     QCOMPARE(config.channels(), defaultShow().channels);
@@ -294,7 +295,7 @@ void ShowConfigTest::loadingTellsInTheOrderOfTheDocumentAndOfTheFlagLast()
 {
     QFETCH(const bool, readable);
     ShowConfig config(folder());
-    config.setShow(u"Other"_qs);
+    config.setShow(u"Other"_s);
     config.setChannels({});
     config.setRoles({});
     config.setOscPort(1);
@@ -306,13 +307,13 @@ void ShowConfigTest::loadingTellsInTheOrderOfTheDocumentAndOfTheFlagLast()
     const auto note = [&](auto signal, const QString& name) {
         connect(&config, signal, this, [&told, name] { told.append(name); });
     };
-    note(&ShowConfig::hasUnsavedChangesChanged, u"flag"_qs);
-    note(&ShowConfig::oscPortChanged, u"port"_qs);
-    note(&ShowConfig::rolesChanged, u"roles"_qs);
-    note(&ShowConfig::channelsChanged, u"channels"_qs);
-    note(&ShowConfig::showChanged, u"show"_qs);
+    note(&ShowConfig::hasUnsavedChangesChanged, u"flag"_s);
+    note(&ShowConfig::oscPortChanged, u"port"_s);
+    note(&ShowConfig::rolesChanged, u"roles"_s);
+    note(&ShowConfig::channelsChanged, u"channels"_s);
+    note(&ShowConfig::showChanged, u"show"_s);
     config.load();
-    QCOMPARE(told, (QStringList{u"show"_qs, u"channels"_qs, u"roles"_qs, u"port"_qs, u"flag"_qs}));
+    QCOMPARE(told, (QStringList{u"show"_s, u"channels"_s, u"roles"_s, u"port"_s, u"flag"_s}));
     QCOMPARE(config.oscPort(), readable ? 8000 : 47000);
 }
 
@@ -327,8 +328,8 @@ void ShowConfigTest::propertiesTellOfNewValuesOnly()
     config.setHasUnsavedChanges(config.hasUnsavedChanges());
     QCOMPARE(spies.take(), (Counts{0, 0, 0, 0, 0}));
 
-    config.setShow(u"wingbell"_qs);
-    config.setChannels({u"Main"_qs});
+    config.setShow(u"wingbell"_s);
+    config.setChannels({u"Main"_s});
     config.setRoles({});
     config.setOscPort(-1);
     config.setHasUnsavedChanges(true);
@@ -338,7 +339,7 @@ void ShowConfigTest::propertiesTellOfNewValuesOnly()
 void ShowConfigTest::plainWritesDoNotMarkAnEdit()
 {
     ShowConfig config(folder());
-    config.setShow(u"Other"_qs);
+    config.setShow(u"Other"_s);
     config.setChannels({});
     config.setRoles({});
     config.setOscPort(1);
@@ -349,13 +350,13 @@ void ShowConfigTest::aNewChannelGoesToTheEndAndToNoRole()
 {
     ShowConfig config(folder());
     Spies spies(config);
-    config.addChannel(u"  Fly\t"_qs);
-    QCOMPARE(config.channels().last(), u"Fly"_qs);
+    config.addChannel(u"  Fly\t"_s);
+    QCOMPARE(config.channels().last(), u"Fly"_s);
     QCOMPARE(config.channels().size(), 5);
     QCOMPARE(config.roles(), defaultShow().roles);
     QVERIFY(config.hasUnsavedChanges());
     QCOMPARE(spies.take(), (Counts{0, 1, 0, 0, 1}));
-    config.addChannel(u"Rail"_qs);
+    config.addChannel(u"Rail"_s);
     QCOMPARE(spies.take(), (Counts{0, 1, 0, 0, 0}));
 }
 
@@ -363,7 +364,7 @@ void ShowConfigTest::aKnownNameWithSpacesAroundItChangesNothing()
 {
     ShowConfig config(folder());
     Spies spies(config);
-    config.addChannel(u"  Tech  "_qs);
+    config.addChannel(u"  Tech  "_s);
     QCOMPARE(config.channels(), defaultShow().channels);
     QVERIFY(!config.hasUnsavedChanges());
     QCOMPARE(spies.take(), (Counts{0, 0, 0, 0, 0}));
@@ -373,7 +374,7 @@ void ShowConfigTest::aNameOfSpacesChangesNothing()
 {
     ShowConfig config(folder());
     config.addChannel({});
-    config.addChannel(u"  \t\u00A0 "_qs);
+    config.addChannel(u"  \t\u00A0 "_s);
     QCOMPARE(config.channels(), defaultShow().channels);
     QVERIFY(!config.hasUnsavedChanges());
 }
@@ -381,38 +382,38 @@ void ShowConfigTest::aNameOfSpacesChangesNothing()
 void ShowConfigTest::aLineBreakAtTheEndOfANameIsKept()
 {
     ShowConfig config(folder());
-    config.addChannel(u" Tech\n"_qs);
-    QCOMPARE(config.channels().last(), u"Tech\n"_qs);
-    config.addChannel(u"\n"_qs);
-    QCOMPARE(config.channels().last(), u"\n"_qs);
+    config.addChannel(u" Tech\n"_s);
+    QCOMPARE(config.channels().last(), u"Tech\n"_s);
+    config.addChannel(u"\n"_s);
+    QCOMPARE(config.channels().last(), u"\n"_s);
 }
 
 void ShowConfigTest::channelNamesDifferByCase()
 {
     ShowConfig config(folder());
-    config.addChannel(u"main"_qs);
-    QCOMPARE(config.channels().last(), u"main"_qs);
-    config.removeChannel(u"main"_qs);
+    config.addChannel(u"main"_s);
+    QCOMPARE(config.channels().last(), u"main"_s);
+    config.removeChannel(u"main"_s);
     QCOMPARE(config.channels(), defaultShow().channels);
 }
 
 void ShowConfigTest::removingMainTakesItFromEveryRole()
 {
     ShowConfig config(folder());
-    config.removeChannel(u"Main"_qs);
-    QCOMPARE(config.channels(), (QStringList{u"Tech"_qs, u"Backstage"_qs, u"Green Room"_qs}));
+    config.removeChannel(u"Main"_s);
+    QCOMPARE(config.channels(), (QStringList{u"Tech"_s, u"Backstage"_s, u"Green Room"_s}));
     for (const Role& role : config.roles()) {
-        QVERIFY(!role.talk.contains(u"Main"_qs));
-        QVERIFY(!role.listen.contains(u"Main"_qs));
+        QVERIFY(!role.talk.contains(u"Main"_s));
+        QVERIFY(!role.listen.contains(u"Main"_s));
     }
-    QCOMPARE(config.roles().last().listen, (QStringList{u"Tech"_qs, u"Backstage"_qs}));
+    QCOMPARE(config.roles().last().listen, (QStringList{u"Tech"_s, u"Backstage"_s}));
     QVERIFY(config.hasUnsavedChanges());
 }
 
 void ShowConfigTest::removingAnUnknownChannelMarksAnEdit()
 {
     ShowConfig config(folder());
-    config.removeChannel(u" Main"_qs);
+    config.removeChannel(u" Main"_s);
     QCOMPARE(config.channels(), defaultShow().channels);
     QCOMPARE(config.roles(), defaultShow().roles);
     QVERIFY(config.hasUnsavedChanges());
@@ -422,10 +423,10 @@ void ShowConfigTest::removingAChannelTakesEveryMentionOfIt()
 {
     writeDocument(smallShow);
     ShowConfig config(folder());
-    config.setChannels({u"Fly"_qs, u"Main"_qs, u"Fly"_qs});
-    config.removeChannel(u"Fly"_qs);
-    QCOMPARE(config.channels(), QStringList{u"Main"_qs});
-    QCOMPARE(config.roles().first().talk, QStringList{u"X"_qs});
+    config.setChannels({u"Fly"_s, u"Main"_s, u"Fly"_s});
+    config.removeChannel(u"Fly"_s);
+    QCOMPARE(config.channels(), QStringList{u"Main"_s});
+    QCOMPARE(config.roles().first().talk, QStringList{u"X"_s});
     QCOMPARE(config.roles().last().listen, QStringList());
 }
 
@@ -433,7 +434,7 @@ void ShowConfigTest::removingAChannelTellsOncePerList()
 {
     ShowConfig config(folder());
     Spies spies(config);
-    config.removeChannel(u"nowhere"_qs);
+    config.removeChannel(u"nowhere"_s);
     QCOMPARE(spies.take(), (Counts{0, 1, 2 * config.roles().size(), 0, 1}));
 }
 
@@ -441,8 +442,8 @@ void ShowConfigTest::removingAChannelByItsOwnListEntryIsSafe()
 {
     ShowConfig config(folder());
     config.removeChannel(config.channels().first());
-    QCOMPARE(config.channels().first(), u"Tech"_qs);
-    QVERIFY(!config.roles().first().talk.contains(u"Main"_qs));
+    QCOMPARE(config.channels().first(), u"Tech"_s);
+    QVERIFY(!config.roles().first().talk.contains(u"Main"_s));
 }
 
 void ShowConfigTest::aNewRoleIsNamedNewRoleAndHearsNothing()
@@ -453,7 +454,7 @@ void ShowConfigTest::aNewRoleIsNamedNewRoleAndHearsNothing()
     config.addRole();
     QCOMPARE(config.roles().size(), 8);
     const Role& role = config.roles().last();
-    QCOMPARE(role.name, u"New Role"_qs);
+    QCOMPARE(role.name, u"New Role"_s);
     QVERIFY(role.talk.isEmpty());
     QVERIFY(role.listen.isEmpty());
     QVERIFY(role.id != config.roles().at(6).id);
@@ -464,9 +465,9 @@ void ShowConfigTest::removingARoleLooksAtItsIdentityOnly()
 {
     ShowConfig config(folder());
     const Role second = config.roles().at(1);
-    config.removeRole(Role{second.id, u"another name"_qs, {}, {}});
+    config.removeRole(Role{second.id, u"another name"_s, {}, {}});
     QCOMPARE(config.roles().size(), 5);
-    QCOMPARE(config.roles().at(1).name, u"Sound"_qs);
+    QCOMPARE(config.roles().at(1).name, u"Sound"_s);
     QVERIFY(config.hasUnsavedChanges());
 }
 
@@ -487,11 +488,11 @@ void ShowConfigTest::togglingTakesAChannelOutAndPutsItBackAtTheEnd()
     ShowConfig config(folder());
     const Role lighting = config.roles().at(1);
     Spies spies(config);
-    config.toggleTalk(lighting, u"Main"_qs);
-    QCOMPARE(config.roles().at(1).talk, QStringList{u"Tech"_qs});
+    config.toggleTalk(lighting, u"Main"_s);
+    QCOMPARE(config.roles().at(1).talk, QStringList{u"Tech"_s});
     QVERIFY(config.hasUnsavedChanges());
-    config.toggleTalk(lighting, u"Main"_qs);
-    QCOMPARE(config.roles().at(1).talk, (QStringList{u"Tech"_qs, u"Main"_qs}));
+    config.toggleTalk(lighting, u"Main"_s);
+    QCOMPARE(config.roles().at(1).talk, (QStringList{u"Tech"_s, u"Main"_s}));
     QCOMPARE(config.roles().at(1).listen, lighting.listen);
     QCOMPARE(spies.take(), (Counts{0, 0, 2, 0, 1}));
 }
@@ -500,18 +501,18 @@ void ShowConfigTest::togglingTakesOneOfTwoMentions()
 {
     writeDocument(smallShow);
     ShowConfig config(folder());
-    config.toggleTalk(config.roles().first(), u"Fly"_qs);
-    QCOMPARE(config.roles().first().talk, (QStringList{u"X"_qs, u"Fly"_qs}));
+    config.toggleTalk(config.roles().first(), u"Fly"_s);
+    QCOMPARE(config.roles().first().talk, (QStringList{u"X"_s, u"Fly"_s}));
 }
 
 void ShowConfigTest::togglingListensApartFromTalks()
 {
     ShowConfig config(folder());
     const Role director = config.roles().last();
-    config.toggleListen(director, u"Green Room"_qs);
-    config.toggleListen(director, u"Tech"_qs);
+    config.toggleListen(director, u"Green Room"_s);
+    config.toggleListen(director, u"Tech"_s);
     QCOMPARE(
-        config.roles().last().listen, (QStringList{u"Main"_qs, u"Backstage"_qs, u"Green Room"_qs}));
+        config.roles().last().listen, (QStringList{u"Main"_s, u"Backstage"_s, u"Green Room"_s}));
     QVERIFY(config.roles().last().talk.isEmpty());
 }
 
@@ -520,9 +521,9 @@ void ShowConfigTest::togglingWorksOnTheStoredRoleNotOnTheCopy()
     ShowConfig config(folder());
     Role copy = config.roles().first();
     copy.talk.clear();
-    config.toggleTalk(copy, u"Main"_qs);
+    config.toggleTalk(copy, u"Main"_s);
     QCOMPARE(
-        config.roles().first().talk, (QStringList{u"Tech"_qs, u"Backstage"_qs, u"Green Room"_qs}));
+        config.roles().first().talk, (QStringList{u"Tech"_s, u"Backstage"_s, u"Green Room"_s}));
 }
 
 void ShowConfigTest::togglingAStaleRoleDoesNothing()
@@ -533,8 +534,8 @@ void ShowConfigTest::togglingAStaleRoleDoesNothing()
     config.load();
     const QList<Role> before = config.roles();
     Spies spies(config);
-    config.toggleTalk(stale, u"Main"_qs);
-    config.toggleListen(stale, u"Main"_qs);
+    config.toggleTalk(stale, u"Main"_s);
+    config.toggleListen(stale, u"Main"_s);
     QCOMPARE(config.roles(), before);
     QVERIFY(!config.hasUnsavedChanges());
     QCOMPARE(spies.take(), (Counts{0, 0, 0, 0, 0}));
@@ -543,8 +544,8 @@ void ShowConfigTest::togglingAStaleRoleDoesNothing()
 void ShowConfigTest::aRoleMayBeGivenAChannelThatTheShowLacks()
 {
     ShowConfig config(folder());
-    config.toggleTalk(config.roles().last(), u"Nowhere"_qs);
-    QCOMPARE(config.roles().last().talk, QStringList{u"Nowhere"_qs});
+    config.toggleTalk(config.roles().last(), u"Nowhere"_s);
+    QCOMPARE(config.roles().last().talk, QStringList{u"Nowhere"_s});
     QCOMPARE(config.channels(), defaultShow().channels);
 }
 
@@ -552,8 +553,8 @@ void ShowConfigTest::renamingTakesTheTextAsTyped()
 {
     ShowConfig config(folder());
     Spies spies(config);
-    config.renameRole(config.roles().first(), u"  Caller "_qs);
-    QCOMPARE(config.roles().first().name, u"  Caller "_qs);
+    config.renameRole(config.roles().first(), u"  Caller "_s);
+    QCOMPARE(config.roles().first().name, u"  Caller "_s);
     QCOMPARE(config.roles().first().id, defaultShow().roles.first().id);
     config.renameRole(config.roles().first(), {});
     QCOMPARE(config.roles().first().name, QString());
@@ -567,7 +568,7 @@ void ShowConfigTest::renamingAStaleRoleDoesNothing()
     config.removeRole(stale);
     config.setHasUnsavedChanges(false);
     Spies spies(config);
-    config.renameRole(stale, u"Ghost"_qs);
+    config.renameRole(stale, u"Ghost"_s);
     QCOMPARE(spies.take(), (Counts{0, 0, 0, 0, 0}));
 }
 
@@ -581,23 +582,23 @@ void ShowConfigTest::aSaveMakesTheFolderAndClearsTheFlag()
     QCOMPARE(spies.take(), (Counts{0, 0, 0, 0, 1}));
     QCOMPARE(
         folder().entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-        QStringList{u"roles.json"_qs});
+        QStringList{u"roles.json"_s});
     QVERIFY(config.save());
 }
 
 void ShowConfigTest::aSavedShowIsLoadedAgain()
 {
     ShowConfig config(folder());
-    config.setShow(u"Fall Recital"_qs);
-    config.addChannel(u"A/B \u266B"_qs);
+    config.setShow(u"Fall Recital"_s);
+    config.addChannel(u"A/B \u266B"_s);
     config.addRole();
-    config.toggleListen(config.roles().last(), u"Nowhere"_qs);
+    config.toggleListen(config.roles().last(), u"Nowhere"_s);
     config.setOscPort(70000);
     const QList<Role> roles = config.roles();
     const QStringList channels = config.channels();
     QVERIFY(config.save());
     config.load();
-    QCOMPARE(config.show(), u"Fall Recital"_qs);
+    QCOMPARE(config.show(), u"Fall Recital"_s);
     QCOMPARE(config.channels(), channels);
     QCOMPARE(config.oscPort(), 70000);
     QCOMPARE(config.roles().size(), roles.size());
@@ -627,24 +628,24 @@ void ShowConfigTest::aSaveThatFailsReturnsFalseAndKeepsTheFlag()
     const auto makeFile = [](const QString& path) {
         return QFile(path).open(QIODevice::WriteOnly);
     };
-    const QString parent = m_root->filePath(u"Shared"_qs);
-    if (obstacle == u"a file in the place of its parent"_qs) {
+    const QString parent = m_root->filePath(u"Shared"_s);
+    if (obstacle == u"a file in the place of its parent"_s) {
         QVERIFY(makeFile(parent));
-    } else if (obstacle == u"a file in the place of the folder"_qs) {
+    } else if (obstacle == u"a file in the place of the folder"_s) {
         QVERIFY(QDir().mkpath(parent));
         QVERIFY(makeFile(folder().path()));
     } else {
         QVERIFY(QDir().mkpath(folder().path()));
-        if (obstacle.startsWith(u"a folder"_qs)) {
+        if (obstacle.startsWith(u"a folder"_s)) {
             QVERIFY(QDir().mkdir(documentPath()));
-        } else if (obstacle.startsWith(u"a pipe"_qs)) {
+        } else if (obstacle.startsWith(u"a pipe"_s)) {
             QCOMPARE(::mkfifo(QFile::encodeName(documentPath()).constData(), 0600), 0);
         } else {
-            QVERIFY(QFile::link(u"/dev/full"_qs, documentPath()));
+            QVERIFY(QFile::link(u"/dev/full"_s, documentPath()));
         }
     }
     ShowConfig config(folder());
-    config.addChannel(u"Fly"_qs);
+    config.addChannel(u"Fly"_s);
     const QStringList channels = config.channels();
     Spies spies(config);
     QVERIFY(!config.save());
@@ -685,13 +686,13 @@ void ShowConfigTest::aSaveReplacesALongerDocument()
     ShowConfig config(folder());
     QVERIFY(config.save());
     QVERIFY(document().size() < 1000);
-    QCOMPARE(decodeShow(document()).value().show, u"Recital"_qs);
+    QCOMPARE(decodeShow(document()).value().show, u"Recital"_s);
 }
 
 void ShowConfigTest::aSaveWritesThroughALink()
 {
     QVERIFY(QDir().mkpath(folder().path()));
-    const QString target = m_root->filePath(u"kept elsewhere.json"_qs);
+    const QString target = m_root->filePath(u"kept elsewhere.json"_s);
     QVERIFY(QFile::link(target, documentPath()));
     ShowConfig config(folder());
     QVERIFY(config.save());
@@ -717,37 +718,36 @@ void ShowConfigTest::aSaveNeverWritesThroughWhatAnotherUserMade()
     if (::geteuid() != 0) {
         QSKIP("only root can act as two users");
     }
-    const QString file = m_root->filePath(u"home/roles.json"_qs);
-    makeFolder(m_root->filePath(u"home"_qs), user, 0755);
-    makeFolder(
-        m_root->filePath(u"Shared"_qs), 0, 0777); // without the sticky bit nothing else helps
+    const QString file = m_root->filePath(u"home/roles.json"_s);
+    makeFolder(m_root->filePath(u"home"_s), user, 0755);
+    makeFolder(m_root->filePath(u"Shared"_s), 0, 0777); // without the sticky bit nothing else helps
     {
         const As owner(user);
         QFile kept(file);
         QVERIFY(kept.open(QIODevice::WriteOnly));
         kept.write("precious");
     }
-    const bool theirs = trap.endsWith(u"their folder"_qs);
-    if (trap.endsWith(u"place of the folder"_qs)) {
-        makeLink(m_root->filePath(u"home"_qs), folder().path(), stranger);
+    const bool theirs = trap.endsWith(u"their folder"_s);
+    if (trap.endsWith(u"place of the folder"_s)) {
+        makeLink(m_root->filePath(u"home"_s), folder().path(), stranger);
     } else {
         makeFolder(
             folder().path(), theirs ? stranger : user,
-            theirs || trap.endsWith(u"open to all"_qs) ? 0777 : 0755);
+            theirs || trap.endsWith(u"open to all"_s) ? 0777 : 0755);
     }
-    if (trap.startsWith(u"a further name"_qs)) {
+    if (trap.startsWith(u"a further name"_s)) {
         QCOMPARE(::link(QFile::encodeName(file), QFile::encodeName(documentPath())), 0);
-    } else if (trap.endsWith(u"their link"_qs)) {
-        const QString between = folder().filePath(u"between"_qs);
+    } else if (trap.endsWith(u"their link"_s)) {
+        const QString between = folder().filePath(u"between"_s);
         makeLink(file, between, stranger);
         makeLink(between, documentPath(), user);
-    } else if (trap.contains(u"link in"_qs) && !trap.endsWith(u"place of the folder"_qs)) {
-        makeLink(file, documentPath(), trap.startsWith(u"the user"_qs) ? user : stranger);
+    } else if (trap.contains(u"link in"_s) && !trap.endsWith(u"place of the folder"_s)) {
+        makeLink(file, documentPath(), trap.startsWith(u"the user"_s) ? user : stranger);
     }
 
     const As saving(user);
     ShowConfig config(folder());
-    config.addChannel(u"Fly"_qs);
+    config.addChannel(u"Fly"_s);
     QVERIFY(!config.save());
     QVERIFY(config.hasUnsavedChanges());
     QCOMPARE(document(), "precious");
@@ -759,10 +759,10 @@ void ShowConfigTest::aSaveWritesThroughTheUsersOwnLinks()
         QSKIP("only root can act as another user");
     }
     // The system's own link leads to the folder, the user's to the file, which is not there yet.
-    makeFolder(m_root->filePath(u"home"_qs), user, 0755);
-    QVERIFY(QDir().mkpath(m_root->filePath(u"Shared"_qs)));
-    makeLink(u"../home"_qs, folder().path(), 0);
-    const QString target = m_root->filePath(u"home/elsewhere.json"_qs);
+    makeFolder(m_root->filePath(u"home"_s), user, 0755);
+    QVERIFY(QDir().mkpath(m_root->filePath(u"Shared"_s)));
+    makeLink(u"../home"_s, folder().path(), 0);
+    const QString target = m_root->filePath(u"home/elsewhere.json"_s);
     makeLink(target, documentPath(), user);
     const As saving(user);
     ShowConfig config(folder());
@@ -775,7 +775,7 @@ void ShowConfigTest::aSaveWritesAnotherUsersFileWhereThatIsOpenToAll()
     if (::geteuid() != 0) {
         QSKIP("only root can act as another user");
     }
-    makeFolder(m_root->filePath(u"Shared"_qs), 0, 01777);
+    makeFolder(m_root->filePath(u"Shared"_s), 0, 01777);
     makeFolder(folder().path(), stranger, 01777);
     writeDocument(smallShow);
     const QByteArray path = QFile::encodeName(documentPath());
@@ -784,10 +784,10 @@ void ShowConfigTest::aSaveWritesAnotherUsersFileWhereThatIsOpenToAll()
     {
         const As saving(user);
         ShowConfig config(folder());
-        config.setShow(u"Ours"_qs);
+        config.setShow(u"Ours"_s);
         QVERIFY(config.save());
     }
-    QCOMPARE(readShow(documentPath()).value().show, u"Ours"_qs);
+    QCOMPARE(readShow(documentPath()).value().show, u"Ours"_s);
     QCOMPARE(QFileInfo(documentPath()).ownerId(), stranger);
 }
 

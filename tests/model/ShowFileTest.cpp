@@ -8,6 +8,7 @@
 
 #include <limits>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 namespace {
@@ -25,7 +26,7 @@ ShowFile decoded(const QByteArray& document)
 {
     const auto reading = decodeShow(document);
     if (!reading) {
-        QTest::qFail(qPrintable(u"not read: "_qs + reading.error().reason), __FILE__, __LINE__);
+        QTest::qFail(qPrintable(u"not read: "_s + reading.error().reason), __FILE__, __LINE__);
     }
     return reading.value_or(ShowFile());
 }
@@ -65,8 +66,8 @@ private Q_SLOTS:
 void ShowFileTest::theDefaultShowIsTheBuiltInOne()
 {
     const ShowFile& show = defaultShow();
-    const QStringList all = {u"Main"_qs, u"Tech"_qs, u"Backstage"_qs, u"Green Room"_qs};
-    QCOMPARE(show.show, u"Wingbell"_qs);
+    const QStringList all = {u"Main"_s, u"Tech"_s, u"Backstage"_s, u"Green Room"_s};
+    QCOMPARE(show.show, u"Wingbell"_s);
     QCOMPARE(show.channels, all);
     QCOMPARE(show.oscPort, 47000);
 
@@ -77,12 +78,12 @@ void ShowFileTest::theDefaultShowIsTheBuiltInOne()
         QStringList listen;
     };
     const QList<Expected> expected = {
-        {u"Stage Manager"_qs, all, all},
-        {u"Lighting"_qs, {u"Main"_qs, u"Tech"_qs}, {u"Main"_qs, u"Tech"_qs}},
-        {u"Sound"_qs, {u"Main"_qs, u"Tech"_qs}, {u"Main"_qs, u"Tech"_qs}},
-        {u"Backstage Crew"_qs, {u"Main"_qs, u"Backstage"_qs}, {u"Main"_qs, u"Backstage"_qs}},
-        {u"Green Room Parent"_qs, {u"Green Room"_qs}, {u"Main"_qs, u"Green Room"_qs}},
-        {u"Director (listen only)"_qs, {}, {u"Main"_qs, u"Tech"_qs, u"Backstage"_qs}},
+        {u"Stage Manager"_s, all, all},
+        {u"Lighting"_s, {u"Main"_s, u"Tech"_s}, {u"Main"_s, u"Tech"_s}},
+        {u"Sound"_s, {u"Main"_s, u"Tech"_s}, {u"Main"_s, u"Tech"_s}},
+        {u"Backstage Crew"_s, {u"Main"_s, u"Backstage"_s}, {u"Main"_s, u"Backstage"_s}},
+        {u"Green Room Parent"_s, {u"Green Room"_s}, {u"Main"_s, u"Green Room"_s}},
+        {u"Director (listen only)"_s, {}, {u"Main"_s, u"Tech"_s, u"Backstage"_s}},
     };
     QCOMPARE(show.roles.size(), expected.size());
     for (qsizetype index = 0; index < expected.size(); ++index) {
@@ -105,19 +106,19 @@ void ShowFileTest::theDefaultShowIsBuiltOnce()
 
 void ShowFileTest::rolesAreEqualMemberByMember()
 {
-    const Role role{QUuid::createUuid(), u"Fly"_qs, {u"A"_qs, u"B"_qs}, {u"A"_qs}};
+    const Role role{QUuid::createUuid(), u"Fly"_s, {u"A"_s, u"B"_s}, {u"A"_s}};
     Role other = role;
     QCOMPARE(other, role);
     other.id = QUuid::createUuid();
     QVERIFY(other != role);
     other = role;
-    other.name = u"fly"_qs;
+    other.name = u"fly"_s;
     QVERIFY(other != role);
     other = role;
-    other.talk = {u"B"_qs, u"A"_qs};
+    other.talk = {u"B"_s, u"A"_s};
     QVERIFY(other != role);
     other = role;
-    other.listen.append(u"B"_qs);
+    other.listen.append(u"B"_s);
     QVERIFY(other != role);
 }
 
@@ -145,8 +146,8 @@ void ShowFileTest::aWrittenDocumentHasItsMembersInOrder()
     // Another reader of JSON agrees on what was written.
     const QJsonObject object = QJsonDocument::fromJson(document).object();
     QCOMPARE(object.keys().size(), 4);
-    QCOMPARE(object.value(u"roles"_qs).toArray().size(), 6);
-    QCOMPARE(object.value(u"roles"_qs).toArray().at(0).toObject().keys().size(), 3);
+    QCOMPARE(object.value(u"roles"_s).toArray().size(), 6);
+    QCOMPARE(object.value(u"roles"_s).toArray().at(0).toObject().keys().size(), 3);
 }
 
 void ShowFileTest::aDocumentWithoutPortGetsTheDefaultPort()
@@ -322,11 +323,11 @@ void ShowFileTest::unknownMembersAreIgnoredWhateverTheyHold()
         R"({"x":)" + extra + R"(,"show":"S","y":[)" + extra +
         R"(],"channels":["Main"],"roles":[{"z":)" + extra +
         R"(,"name":"Fly","talk":["Main"],"w":[[],[{}]],"listen":[],"v":-1e5}],"":0})");
-    QCOMPARE(show.show, u"S"_qs);
-    QCOMPARE(show.channels, QStringList{u"Main"_qs});
+    QCOMPARE(show.show, u"S"_s);
+    QCOMPARE(show.channels, QStringList{u"Main"_s});
     QCOMPARE(show.roles.size(), 1);
-    QCOMPARE(show.roles.first().name, u"Fly"_qs);
-    QCOMPARE(show.roles.first().talk, QStringList{u"Main"_qs});
+    QCOMPARE(show.roles.first().name, u"Fly"_s);
+    QCOMPARE(show.roles.first().talk, QStringList{u"Main"_s});
     QCOMPARE(show.roles.first().listen, QStringList());
     QCOMPARE(show.oscPort, 47000);
 }
@@ -334,7 +335,7 @@ void ShowFileTest::unknownMembersAreIgnoredWhateverTheyHold()
 void ShowFileTest::slashesAreWrittenPlain()
 {
     ShowFile show;
-    show.channels = {u"Stage left/right"_qs};
+    show.channels = {u"Stage left/right"_s};
     const QByteArray document = encodeShow(show).value();
     QVERIFY(document.contains("\"Stage left/right\""));
     QVERIFY(!document.contains('\\'));
@@ -345,18 +346,18 @@ void ShowFileTest::emptyListsAndAnEmptyNameAreWritten()
     ShowFile show;
     show.roles = {Role{QUuid::createUuid(), {}, {}, {}}};
     const QJsonObject object = QJsonDocument::fromJson(encodeShow(show).value()).object();
-    QCOMPARE(object.value(u"show"_qs), QJsonValue(QString()));
-    QVERIFY(object.value(u"channels"_qs).isArray());
-    const QJsonObject role = object.value(u"roles"_qs).toArray().at(0).toObject();
-    QCOMPARE(role.value(u"name"_qs), QJsonValue(QString()));
-    QVERIFY(role.value(u"talk"_qs).isArray());
-    QVERIFY(role.value(u"listen"_qs).isArray());
+    QCOMPARE(object.value(u"show"_s), QJsonValue(QString()));
+    QVERIFY(object.value(u"channels"_s).isArray());
+    const QJsonObject role = object.value(u"roles"_s).toArray().at(0).toObject();
+    QCOMPARE(role.value(u"name"_s), QJsonValue(QString()));
+    QVERIFY(role.value(u"talk"_s).isArray());
+    QVERIFY(role.value(u"listen"_s).isArray());
 }
 
 void ShowFileTest::aChannelThatTheShowLacksStaysInARole()
 {
     const ShowFile show = decoded(documentWith(wholeRole));
-    QCOMPARE(show.roles.first().listen, (QStringList{u"Main"_qs, u"Other"_qs}));
+    QCOMPARE(show.roles.first().listen, (QStringList{u"Main"_s, u"Other"_s}));
     const ShowFile again = decoded(encodeShow(show).value());
     QCOMPARE(again.roles.first().listen, show.roles.first().listen);
 }
@@ -364,14 +365,14 @@ void ShowFileTest::aChannelThatTheShowLacksStaysInARole()
 void ShowFileTest::everyTextSurvivesWritingAndReading_data()
 {
     QTest::addColumn<QString>("text");
-    QTest::newRow("quotes and backslashes") << u"\"\\/\b\f\n\r\t"_qs;
+    QTest::newRow("quotes and backslashes") << u"\"\\/\b\f\n\r\t"_s;
     QTest::newRow("control characters") << QString(QChar(0)) + QChar(1) + QChar(0x1f) + QChar(0x7f);
-    QTest::newRow("emoji") << u"\U0001F514 \u25B6\uFE0E"_qs;
-    QTest::newRow("combining, not normalised") << u"e\u0301 \u00E9"_qs;
-    QTest::newRow("byte order mark") << u"\uFEFF\uFEFFx\uFEFF"_qs;
+    QTest::newRow("emoji") << u"\U0001F514 \u25B6\uFE0E"_s;
+    QTest::newRow("combining, not normalised") << u"e\u0301 \u00E9"_s;
+    QTest::newRow("byte order mark") << u"\uFEFF\uFEFFx\uFEFF"_s;
     QTest::newRow("noncharacters") << QString(QChar(0xFFFE)) + QChar(0xFFFF);
-    QTest::newRow("line separators") << u"a\u2028b\u2029c\u0085"_qs;
-    QTest::newRow("right to left") << u"\u05D1\u05DE\u05D4"_qs;
+    QTest::newRow("line separators") << u"a\u2028b\u2029c\u0085"_s;
+    QTest::newRow("right to left") << u"\u05D1\u05DE\u05D4"_s;
 }
 
 void ShowFileTest::everyTextSurvivesWritingAndReading()
@@ -393,8 +394,8 @@ void ShowFileTest::everyTextSurvivesWritingAndReading()
 void ShowFileTest::aLoneSurrogateIsWrittenAsAQuestionMark()
 {
     ShowFile show;
-    show.show = QString(QChar(0xD800)) + u"x"_qs;
-    QCOMPARE(decoded(encodeShow(show).value()).show, u"?x"_qs);
+    show.show = QString(QChar(0xD800)) + u"x"_s;
+    QCOMPARE(decoded(encodeShow(show).value()).show, u"?x"_s);
 }
 
 void ShowFileTest::thePortIsWrittenWith64Bits()

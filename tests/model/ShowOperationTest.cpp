@@ -8,6 +8,7 @@
 
 #include <functional>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 /// When the store tells that an operation is done.
@@ -29,15 +30,15 @@ void ShowOperationTest::anOperationIsDoneOnceAndLast()
     ShowConfig config(QDir(folder.path()));
     const Role role = config.roles().at(0);
     const QList<std::function<void()>> edits = {
-        [&] { config.addChannel(u"Pit"_qs); },
-        [&] { config.removeChannel(u"Main"_qs); },
+        [&] { config.addChannel(u"Pit"_s); },
+        [&] { config.removeChannel(u"Main"_s); },
         [&] { config.addRole(); },
-        [&] { config.toggleTalk(role, u"Pit"_qs); },
-        [&] { config.toggleListen(role, u"Pit"_qs); },
-        [&] { config.renameRole(role, u"Caller"_qs); },
+        [&] { config.toggleTalk(role, u"Pit"_s); },
+        [&] { config.toggleListen(role, u"Pit"_s); },
+        [&] { config.renameRole(role, u"Caller"_s); },
         [&] { config.removeRole(role); },
         [&] { config.restore(defaultShow()); },
-        [&] { config.setShow(u"Gala"_qs); },
+        [&] { config.setShow(u"Gala"_s); },
         [&] { config.setChannels({}); },
         [&] { config.setRoles({}); },
         [&] { config.setOscPort(1); },
@@ -66,7 +67,7 @@ void ShowOperationTest::anEditThatAnOperationCausesBelongsToIt()
     ShowConfig config(QDir(folder.path()));
     connect(&config, &ShowConfig::channelsChanged, this, [&] { config.addRole(); });
     QSignalSpy done(&config, &ShowConfig::operationDone);
-    config.removeChannel(u"Main"_qs);
+    config.removeChannel(u"Main"_s);
     QCOMPARE(done.size(), 1);
 }
 
@@ -74,7 +75,7 @@ void ShowOperationTest::aRestoredShowIsAnEdit()
 {
     const QTemporaryDir folder;
     ShowConfig config(QDir(folder.path()));
-    config.removeChannel(u"Main"_qs);
+    config.removeChannel(u"Main"_s);
     QVERIFY(config.save());
     config.restore(defaultShow());
     QCOMPARE(config.showFile(), defaultShow()); // the roles' ids too
@@ -90,16 +91,16 @@ void ShowOperationTest::aChannelsNameHasNoSpaceAtItsEnds_data()
         QTest::newRow(name) << given << trimmed;
     };
     row("nothing", {}, {});
-    row("plain", u"Tech"_qs, u"Tech"_qs);
-    row("spaces", u"  Tech  "_qs, u"Tech"_qs);
-    row("tabs", u"\tTech\t"_qs, u"Tech"_qs);
-    row("no-break and ideographic space", u"\u00A0\u3000Tech\u2003\u202F"_qs, u"Tech"_qs);
-    row("only spaces", u" \t\u2002 "_qs, {});
-    row("a line break stays", u" Tech\n"_qs, u"Tech\n"_qs);
-    row("a line break shields the space before it", u"Tech \n"_qs, u"Tech \n"_qs);
-    row("a line separator stays", u"Tech\u2028"_qs, u"Tech\u2028"_qs);
-    row("a carriage return stays", u"\rTech"_qs, u"\rTech"_qs);
-    row("inner space stays", u" Green  Room "_qs, u"Green  Room"_qs);
+    row("plain", u"Tech"_s, u"Tech"_s);
+    row("spaces", u"  Tech  "_s, u"Tech"_s);
+    row("tabs", u"\tTech\t"_s, u"Tech"_s);
+    row("no-break and ideographic space", u"\u00A0\u3000Tech\u2003\u202F"_s, u"Tech"_s);
+    row("only spaces", u" \t\u2002 "_s, {});
+    row("a line break stays", u" Tech\n"_s, u"Tech\n"_s);
+    row("a line break shields the space before it", u"Tech \n"_s, u"Tech \n"_s);
+    row("a line separator stays", u"Tech\u2028"_s, u"Tech\u2028"_s);
+    row("a carriage return stays", u"\rTech"_s, u"\rTech"_s);
+    row("inner space stays", u" Green  Room "_s, u"Green  Room"_s);
 }
 
 void ShowOperationTest::aChannelsNameHasNoSpaceAtItsEnds()

@@ -19,7 +19,7 @@ lintian "${as_root[@]}" --fail-on error,warning,info,pedantic --display-info --p
 
 # Dependencies that no tool detects are listed once, for the build and for the package.
 depends=$(dpkg-deb -f "$package" Depends)
-for needed in $(awk '$1 == "run" { print $2 }' "$root/packaging/debian-packages.txt") libqt6quick6 libssl3; do
+for needed in $(awk '$1 == "run" { print $2 }' "$root/packaging/debian-packages.txt") libqt6quick6 libc6; do
     [[ ", $depends," =~ ", $needed"[\ ,] ]] || {
         echo "The package does not depend on $needed: $depends"
         failed=1

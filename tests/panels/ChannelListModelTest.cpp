@@ -7,6 +7,7 @@
 
 #include <random>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 class ChannelListModelTest : public QObject
@@ -27,7 +28,7 @@ private:
             const QModelIndex index = chips.index(row);
             result.append(
                 index.data(ChannelListModel::NameRole).toString() +
-                (index.data(ChannelListModel::SelectedRole).toBool() ? u"*"_qs : QString()));
+                (index.data(ChannelListModel::SelectedRole).toBool() ? u"*"_s : QString()));
         }
         return result;
     }
@@ -37,28 +38,28 @@ void ChannelListModelTest::chipsFollowTheChannelsAndTheSelection()
 {
     ChannelListModel chips;
     const QAbstractItemModelTester tester(&chips);
-    chips.setChannels({u"A"_qs, u"B"_qs, u"C"_qs});
-    chips.setSelected({u"C"_qs, u"A"_qs});
-    QCOMPARE(names(chips), (QStringList{u"A*"_qs, u"B"_qs, u"C*"_qs}));
-    chips.setChannels({u"A"_qs, u"C"_qs});
-    QCOMPARE(names(chips), (QStringList{u"A*"_qs, u"C*"_qs}));
+    chips.setChannels({u"A"_s, u"B"_s, u"C"_s});
+    chips.setSelected({u"C"_s, u"A"_s});
+    QCOMPARE(names(chips), (QStringList{u"A*"_s, u"B"_s, u"C*"_s}));
+    chips.setChannels({u"A"_s, u"C"_s});
+    QCOMPARE(names(chips), (QStringList{u"A*"_s, u"C*"_s}));
 }
 
 void ChannelListModelTest::aSelectedNameThatIsNoChannelHasNoChip()
 {
     ChannelListModel chips;
-    chips.setChannels({u"A"_qs});
-    chips.setSelected({u"Nowhere"_qs});
-    QCOMPARE(names(chips), QStringList{u"A"_qs});
+    chips.setChannels({u"A"_s});
+    chips.setSelected({u"Nowhere"_s});
+    QCOMPARE(names(chips), QStringList{u"A"_s});
 }
 
 void ChannelListModelTest::aToggleChangesOneChipAlone()
 {
     ChannelListModel chips;
-    chips.setChannels({u"A"_qs, u"B"_qs, u"C"_qs});
+    chips.setChannels({u"A"_s, u"B"_s, u"C"_s});
     QSignalSpy changed(&chips, &ChannelListModel::dataChanged);
     QSignalSpy removed(&chips, &ChannelListModel::rowsRemoved);
-    chips.setSelected({u"B"_qs});
+    chips.setSelected({u"B"_s});
     QCOMPARE(changed.size(), 1);
     QCOMPARE(changed.first().first().toModelIndex().row(), 1);
     QCOMPARE(removed.size(), 0);

@@ -7,6 +7,7 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 class ConsoleModelTest : public QObject
@@ -73,8 +74,8 @@ void ConsoleModelTest::linesAreRowsInTheirOrder()
     ConsoleModel lines;
     const QAbstractItemModelTester tester(&lines);
     QSignalSpy counts(&lines, &ConsoleModel::countDiffers);
-    lines.setLines({u"a"_qs, u"b"_qs});
-    QCOMPARE(shown(lines), (QStringList{u"a"_qs, u"b"_qs}));
+    lines.setLines({u"a"_s, u"b"_s});
+    QCOMPARE(shown(lines), (QStringList{u"a"_s, u"b"_s}));
     QCOMPARE(counts.size(), 1);
     QCOMPARE(lines.roleNames().value(ConsoleModel::LineRole), "line");
 }
@@ -83,13 +84,13 @@ void ConsoleModelTest::aFallOfTheCountTakesRowsFromTheEnd()
 {
     ConsoleModel lines;
     const QAbstractItemModelTester tester(&lines);
-    lines.setLines({u"a"_qs, u"b"_qs, u"c"_qs});
+    lines.setLines({u"a"_s, u"b"_s, u"c"_s});
     QSignalSpy counts(&lines, &ConsoleModel::countDiffers);
     QSignalSpy removed(&lines, &ConsoleModel::rowsRemoved);
     QSignalSpy resets(&lines, &ConsoleModel::modelReset);
     QSignalSpy changed(&lines, &ConsoleModel::dataChanged);
-    lines.setLines({u"x"_qs});
-    QCOMPARE(shown(lines), QStringList{u"x"_qs});
+    lines.setLines({u"x"_s});
+    QCOMPARE(shown(lines), QStringList{u"x"_s});
     QCOMPARE(removed.size(), 1);
     QCOMPARE(removed.first().at(1).toInt(), 1);
     QCOMPARE(removed.first().at(2).toInt(), 2);
@@ -102,11 +103,11 @@ void ConsoleModelTest::aRiseOfTheCountAddsRowsAtTheEnd()
 {
     ConsoleModel lines;
     const QAbstractItemModelTester tester(&lines);
-    lines.setLines({u"a"_qs, u"b"_qs});
+    lines.setLines({u"a"_s, u"b"_s});
     QSignalSpy inserted(&lines, &ConsoleModel::rowsInserted);
     QSignalSpy changed(&lines, &ConsoleModel::dataChanged);
-    lines.setLines({u"a"_qs, u"x"_qs, u"c"_qs, u"d"_qs});
-    QCOMPARE(shown(lines), (QStringList{u"a"_qs, u"x"_qs, u"c"_qs, u"d"_qs}));
+    lines.setLines({u"a"_s, u"x"_s, u"c"_s, u"d"_s});
+    QCOMPARE(shown(lines), (QStringList{u"a"_s, u"x"_s, u"c"_s, u"d"_s}));
     QCOMPARE(inserted.size(), 1);
     QCOMPARE(inserted.first().at(1).toInt(), 2);
     QCOMPARE(inserted.first().at(2).toInt(), 3);
@@ -119,11 +120,11 @@ void ConsoleModelTest::otherTextsInAsManyRowsChangeDataAlone()
 {
     ConsoleModel lines;
     const QAbstractItemModelTester tester(&lines);
-    lines.setLines({u"a"_qs, u"b"_qs, u"c"_qs});
+    lines.setLines({u"a"_s, u"b"_s, u"c"_s});
     QSignalSpy counts(&lines, &ConsoleModel::countDiffers);
     QSignalSpy changed(&lines, &ConsoleModel::dataChanged);
-    lines.setLines({u"b"_qs, u"c"_qs, u"d"_qs});
-    QCOMPARE(shown(lines), (QStringList{u"b"_qs, u"c"_qs, u"d"_qs}));
+    lines.setLines({u"b"_s, u"c"_s, u"d"_s});
+    QCOMPARE(shown(lines), (QStringList{u"b"_s, u"c"_s, u"d"_s}));
     QCOMPARE(changed.size(), 1);
     QCOMPARE(counts.size(), 0);
 }
@@ -131,10 +132,10 @@ void ConsoleModelTest::otherTextsInAsManyRowsChangeDataAlone()
 void ConsoleModelTest::theSameLinesTellNothing()
 {
     ConsoleModel lines;
-    lines.setLines({u"a"_qs});
+    lines.setLines({u"a"_s});
     QSignalSpy counts(&lines, &ConsoleModel::countDiffers);
     QSignalSpy changed(&lines, &ConsoleModel::dataChanged);
-    lines.setLines({u"a"_qs});
+    lines.setLines({u"a"_s});
     QCOMPARE(counts.size(), 0);
     QCOMPARE(changed.size(), 0);
 }
@@ -142,8 +143,8 @@ void ConsoleModelTest::theSameLinesTellNothing()
 void ConsoleModelTest::equalLinesAreRowsOfTheirOwn()
 {
     ConsoleModel lines;
-    lines.setLines({u"a"_qs, u"a"_qs});
-    QCOMPARE(shown(lines), (QStringList{u"a"_qs, u"a"_qs}));
+    lines.setLines({u"a"_s, u"a"_s});
+    QCOMPARE(shown(lines), (QStringList{u"a"_s, u"a"_s}));
 }
 
 void ConsoleModelTest::aSelectionMovesWithItsLines()
@@ -153,27 +154,27 @@ void ConsoleModelTest::aSelectionMovesWithItsLines()
     showFrom(lines, 0, 6);
     lines.select(3, 0, ConsoleModel::Lines, false);
     lines.select(4, 0, ConsoleModel::Lines, true);
-    QCOMPARE(drawn(lines), u"...##."_qs);
+    QCOMPARE(drawn(lines), u"...##."_s);
     QCOMPARE(lines.currentRow(), 4);
     QSignalSpy told(&lines, &ConsoleModel::selectionChanged);
     showFrom(lines, 2, 6);
-    QCOMPARE(drawn(lines), u".##..."_qs);
+    QCOMPARE(drawn(lines), u".##..."_s);
     QCOMPARE(lines.currentRow(), 2);
-    QCOMPARE(lines.selectedText(), u"3\n4"_qs);
+    QCOMPARE(lines.selectedText(), u"3\n4"_s);
     QCOMPARE(told.size(), 1);
     showFrom(lines, 2, 9);
-    QCOMPARE(drawn(lines), u".##......"_qs);
+    QCOMPARE(drawn(lines), u".##......"_s);
 }
 
 void ConsoleModelTest::aSelectionOfEqualLinesMovesWithItsLines()
 {
     ConsoleModel lines;
-    const QStringList equal(4, u"again"_qs);
+    const QStringList equal(4, u"again"_s);
     lines.setLines(equal);
     lines.select(2, 0, ConsoleModel::Lines, false);
     QSignalSpy changed(&lines, &ConsoleModel::dataChanged);
     lines.setLines(equal, 1);
-    QCOMPARE(drawn(lines), u".#.."_qs);
+    QCOMPARE(drawn(lines), u".#.."_s);
     QVERIFY(changed.last().at(2).value<QList<int>>().contains(ConsoleModel::IsWholeRole));
 }
 
@@ -185,13 +186,13 @@ void ConsoleModelTest::aSelectionShrinksWithItsLinesAndGoesWithTheLast()
         lines.select(downwards ? 0 : 2, 0, ConsoleModel::Lines, false);
         lines.select(downwards ? 2 : 0, 0, ConsoleModel::Lines, true);
         showFrom(lines, 1, 4);
-        QCOMPARE(drawn(lines), u"##.."_qs);
+        QCOMPARE(drawn(lines), u"##.."_s);
         showFrom(lines, 2, 4);
-        QCOMPARE(drawn(lines), u"#..."_qs);
+        QCOMPARE(drawn(lines), u"#..."_s);
         QCOMPARE(lines.currentRow(), 0);
         QSignalSpy told(&lines, &ConsoleModel::selectionChanged);
         showFrom(lines, 3, 4);
-        QCOMPARE(drawn(lines), u"...."_qs);
+        QCOMPARE(drawn(lines), u"...."_s);
         QCOMPARE(lines.currentRow(), -1);
         QVERIFY(!lines.hasSelection());
         QCOMPARE(told.size(), 1);
@@ -201,22 +202,22 @@ void ConsoleModelTest::aSelectionShrinksWithItsLinesAndGoesWithTheLast()
 void ConsoleModelTest::aSelectionBySignsMovesWithItsLine()
 {
     ConsoleModel lines;
-    lines.setLines({u"old"_qs, u"a line"_qs, u"b line"_qs, u"c"_qs});
+    lines.setLines({u"old"_s, u"a line"_s, u"b line"_s, u"c"_s});
     lines.select(1, 2, ConsoleModel::Characters, false);
     lines.select(2, 1, ConsoleModel::Characters, true);
-    QCOMPARE(drawn(lines), u".++."_qs);
-    QCOMPARE(lines.selectedText(), u"line\nb"_qs);
-    lines.setLines({u"a line"_qs, u"b line"_qs, u"c"_qs, u"d"_qs}, 1);
+    QCOMPARE(drawn(lines), u".++."_s);
+    QCOMPARE(lines.selectedText(), u"line\nb"_s);
+    lines.setLines({u"a line"_s, u"b line"_s, u"c"_s, u"d"_s}, 1);
     QCOMPARE(lines.index(0).data(ConsoleModel::SelectionBeginRole).toInt(), 2);
     QCOMPARE(lines.index(0).data(ConsoleModel::SelectionEndRole).toInt(), 6);
-    QCOMPARE(lines.selectedText(), u"line\nb"_qs);
+    QCOMPARE(lines.selectedText(), u"line\nb"_s);
     // Drawn on, it goes on from where it was begun.
     lines.select(2, 1, ConsoleModel::Characters, true);
-    QCOMPARE(lines.selectedText(), u"line\nb line\nc"_qs);
-    lines.setLines({u"b line"_qs, u"c"_qs, u"d"_qs, u"e"_qs}, 2);
-    QCOMPARE(lines.selectedText(), u"b line\nc"_qs);
+    QCOMPARE(lines.selectedText(), u"line\nb line\nc"_s);
+    lines.setLines({u"b line"_s, u"c"_s, u"d"_s, u"e"_s}, 2);
+    QCOMPARE(lines.selectedText(), u"b line\nc"_s);
     lines.select(0, 1, ConsoleModel::Characters, true);
-    QCOMPARE(lines.selectedText(), u"b"_qs);
+    QCOMPARE(lines.selectedText(), u"b"_s);
 }
 
 void ConsoleModelTest::aSelectionGoesWithTheLog()
@@ -224,28 +225,28 @@ void ConsoleModelTest::aSelectionGoesWithTheLog()
     ConsoleModel lines;
     showFrom(lines, 0, 3);
     lines.selectAll();
-    QCOMPARE(drawn(lines), u"###"_qs);
+    QCOMPARE(drawn(lines), u"###"_s);
     showFrom(lines, 3, 3); // cleared, and filled again within a frame
-    QCOMPARE(drawn(lines), u"..."_qs);
+    QCOMPARE(drawn(lines), u"..."_s);
     lines.selectAll();
     lines.setLines({});
     QVERIFY(!lines.hasSelection());
-    lines.setLines({u"new"_qs});
-    QCOMPARE(drawn(lines), u"."_qs);
+    lines.setLines({u"new"_s});
+    QCOMPARE(drawn(lines), u"."_s);
 }
 
 void ConsoleModelTest::selectedPartsAreJoinedVerbatim()
 {
     ConsoleModel lines;
-    lines.setLines({u" <b>one</b> "_qs, QString(), u"\ttwo "_qs});
+    lines.setLines({u" <b>one</b> "_s, QString(), u"\ttwo "_s});
     QCOMPARE(lines.selectedText(), QString());
     lines.selectAll();
-    QCOMPARE(lines.selectedText(), u" <b>one</b> \n\n\ttwo "_qs);
+    QCOMPARE(lines.selectedText(), u" <b>one</b> \n\n\ttwo "_s);
     lines.select(0, 12, ConsoleModel::Characters, false);
     QVERIFY2(!lines.hasSelection(), "a press selects nothing");
     QCOMPARE(lines.currentRow(), 0);
     lines.select(2, 1, ConsoleModel::Characters, true);
-    QCOMPARE(lines.selectedText(), u"\n\t"_qs);
+    QCOMPARE(lines.selectedText(), u"\n\t"_s);
     lines.clearSelection();
     QVERIFY(!lines.hasSelection());
     QCOMPARE(lines.currentRow(), -1);
@@ -257,12 +258,12 @@ void ConsoleModelTest::wordsAndLinesAreSelectedWhole_data()
     QTest::addColumn<int>("from");
     QTest::addColumn<int>("to");
     QTest::addColumn<QString>("text");
-    QTest::newRow("a word") << ConsoleModel::Words << 5 << 5 << u"crew"_qs;
-    QTest::newRow("at its beginning") << ConsoleModel::Words << 4 << 4 << u"crew"_qs;
-    QTest::newRow("behind the last") << ConsoleModel::Words << 13 << 13 << u"join"_qs;
-    QTest::newRow("forwards") << ConsoleModel::Words << 5 << 10 << u"crew join"_qs;
-    QTest::newRow("backwards") << ConsoleModel::Words << 10 << 1 << u"The crew join"_qs;
-    QTest::newRow("a line") << ConsoleModel::Lines << 5 << 5 << u"The crew join"_qs;
+    QTest::newRow("a word") << ConsoleModel::Words << 5 << 5 << u"crew"_s;
+    QTest::newRow("at its beginning") << ConsoleModel::Words << 4 << 4 << u"crew"_s;
+    QTest::newRow("behind the last") << ConsoleModel::Words << 13 << 13 << u"join"_s;
+    QTest::newRow("forwards") << ConsoleModel::Words << 5 << 10 << u"crew join"_s;
+    QTest::newRow("backwards") << ConsoleModel::Words << 10 << 1 << u"The crew join"_s;
+    QTest::newRow("a line") << ConsoleModel::Lines << 5 << 5 << u"The crew join"_s;
 }
 
 void ConsoleModelTest::wordsAndLinesAreSelectedWhole()
@@ -271,7 +272,7 @@ void ConsoleModelTest::wordsAndLinesAreSelectedWhole()
     QFETCH(const int, from);
     QFETCH(const int, to);
     ConsoleModel lines;
-    lines.setLines({u"The crew join"_qs, u"next"_qs});
+    lines.setLines({u"The crew join"_s, u"next"_s});
     lines.select(0, from, unit, false);
     lines.select(0, to, unit, true);
     QTEST(lines.selectedText(), "text");
@@ -291,23 +292,23 @@ void ConsoleModelTest::theKeysMoveTheCurrentLine()
     QCOMPARE(rowAfter(Qt::Key_Up), 5);
     QCOMPARE(rowAfter(Qt::Key_PageDown), 9);
     QCOMPARE(rowAfter(Qt::Key_PageUp), 5);
-    QCOMPARE(lines.selectedText(), u"5"_qs);
+    QCOMPARE(lines.selectedText(), u"5"_s);
     QCOMPARE(rowAfter(Qt::Key_Down, true), 6);
     QCOMPARE(rowAfter(Qt::Key_Down, true), 7);
-    QCOMPARE(lines.selectedText(), u"5\n6\n7"_qs);
+    QCOMPARE(lines.selectedText(), u"5\n6\n7"_s);
     QCOMPARE(rowAfter(Qt::Key_PageUp, true), 3);
-    QCOMPARE(lines.selectedText(), u"3\n4\n5"_qs);
+    QCOMPARE(lines.selectedText(), u"3\n4\n5"_s);
     QCOMPARE(rowAfter(Qt::Key_Home, true), 0);
     QCOMPARE(rowAfter(Qt::Key_Up, true), 0);
-    QCOMPARE(lines.selectedText(), u"0\n1\n2\n3\n4\n5"_qs);
+    QCOMPARE(lines.selectedText(), u"0\n1\n2\n3\n4\n5"_s);
     QCOMPARE(rowAfter(Qt::Key_End), 19);
     QCOMPARE(rowAfter(Qt::Key_PageDown), 19);
-    QCOMPARE(lines.selectedText(), u"19"_qs);
+    QCOMPARE(lines.selectedText(), u"19"_s);
     QCOMPARE(rowAfter(Qt::Key_Home), 0);
     // After a click or a drag, the keys take whole lines.
     lines.select(8, 1, ConsoleModel::Characters, false);
     QCOMPARE(rowAfter(Qt::Key_Down, true), 9);
-    QCOMPARE(lines.selectedText(), u"8\n9"_qs);
+    QCOMPARE(lines.selectedText(), u"8\n9"_s);
 }
 
 void ConsoleModelTest::theKeysBeginAtWhatIsSeen()
@@ -329,11 +330,11 @@ void ConsoleModelTest::theKeysBeginAtWhatIsSeen()
 void ConsoleModelTest::anAddressIsFoundByItsRow()
 {
     ConsoleModel lines;
-    lines.setLines({u"plain"_qs, u"at http://one/ or http://two/"_qs});
+    lines.setLines({u"plain"_s, u"at http://one/ or http://two/"_s});
     QCOMPARE(lines.addressIn(-1), QString());
     QCOMPARE(lines.addressIn(0), QString());
-    QCOMPARE(lines.addressIn(1), u"http://one/"_qs);
-    QCOMPARE(lines.addressIn(1, 20), u"http://two/"_qs);
+    QCOMPARE(lines.addressIn(1), u"http://one/"_s);
+    QCOMPARE(lines.addressIn(1, 20), u"http://two/"_s);
 }
 
 void ConsoleModelTest::aWordIsLongBeyondAThousandCharacters_data()
@@ -343,9 +344,9 @@ void ConsoleModelTest::aWordIsLongBeyondAThousandCharacters_data()
     QTest::newRow("none") << QString() << false;
     QTest::newRow("as long as may be") << QString(1000, u'x') << false;
     QTest::newRow("longer") << QString(1001, u'x') << true;
-    QTest::newRow("words") << u"of many words "_qs.repeated(1000) << false;
+    QTest::newRow("words") << u"of many words "_s.repeated(1000) << false;
     QTest::newRow("a long word among others")
-        << u"one "_qs + QString(1001, u'x') + u" two"_qs << true;
+        << u"one "_s + QString(1001, u'x') + u" two"_s << true;
     QTest::newRow("two that are not") << QString(900, u'x') + u'\t' + QString(900, u'x') << false;
 }
 

@@ -4,6 +4,7 @@
 #include <QFontMetricsF>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
 using wingbell::DisplayText;
 
 class DisplayTextTest : public QObject
@@ -17,7 +18,7 @@ private Q_SLOTS:
 
 private:
     const QFont m_font{QStringLiteral("DejaVu Sans Mono"), 10};
-    const QString m_path = u"/Users/Shared/Wingbell/roles.json"_qs;
+    const QString m_path = u"/Users/Shared/Wingbell/roles.json"_s;
 };
 
 void DisplayTextTest::aPathThatFitsIsShownWhole()
@@ -34,11 +35,11 @@ void DisplayTextTest::aPathOfTwoLinesIsShownWhole()
 
 void DisplayTextTest::aPathTooLongLosesItsBeginning()
 {
-    const QString longPath = u"/a/very/long/way/down"_qs.repeated(10) + m_path;
+    const QString longPath = u"/a/very/long/way/down"_s.repeated(10) + m_path;
     const double width = QFontMetricsF(m_font).horizontalAdvance(m_path);
     const QString shown = DisplayText::elidedAtHead(longPath, m_font, width, 2);
     QVERIFY(shown.startsWith(u'\u2026'));
-    QVERIFY(shown.endsWith(u"roles.json"_qs));
+    QVERIFY(shown.endsWith(u"roles.json"_s));
     QVERIFY(longPath.endsWith(shown.sliced(1)));
     const double advance = QFontMetricsF(m_font).horizontalAdvance(shown);
     QVERIFY(advance <= 2 * width);

@@ -7,6 +7,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 class RoleListModelTest : public QObject
@@ -41,8 +42,8 @@ void RoleListModelTest::cardsKeepTheirIdentityWhenOthersComeAndGo()
     QVERIFY(!lighting.isValid());
     QVERIFY(sound.isValid());
     QCOMPARE(sound.row(), 1);
-    QCOMPARE(nameAt(cards, 1), u"Sound"_qs);
-    QCOMPARE(nameAt(cards, 5), u"New Role"_qs);
+    QCOMPARE(nameAt(cards, 1), u"Sound"_s);
+    QCOMPARE(nameAt(cards, 5), u"New Role"_s);
 }
 
 void RoleListModelTest::aRenameChangesOneCardAlone()
@@ -53,11 +54,11 @@ void RoleListModelTest::aRenameChangesOneCardAlone()
     cards.setConfig(&config);
     QSignalSpy changed(&cards, &RoleListModel::dataChanged);
     QSignalSpy removed(&cards, &RoleListModel::rowsRemoved);
-    config.renameRole(config.roles().at(3), u"Fly"_qs);
+    config.renameRole(config.roles().at(3), u"Fly"_s);
     QCOMPARE(changed.size(), 1);
     QCOMPARE(changed.first().first().toModelIndex().row(), 3);
     QCOMPARE(removed.size(), 0);
-    QCOMPARE(nameAt(cards, 3), u"Fly"_qs);
+    QCOMPARE(nameAt(cards, 3), u"Fly"_s);
 }
 
 void RoleListModelTest::aReloadKeepsTheCardsOfRolesWithTheSameNameAndPlace()
@@ -68,7 +69,7 @@ void RoleListModelTest::aReloadKeepsTheCardsOfRolesWithTheSameNameAndPlace()
     RoleListModel cards;
     const QAbstractItemModelTester tester(&cards);
     cards.setConfig(&config);
-    config.renameRole(config.roles().at(1), u"Fly"_qs); // not saved: the reload undoes it
+    config.renameRole(config.roles().at(1), u"Fly"_s); // not saved: the reload undoes it
     config.removeRole(config.roles().at(4));
     config.addRole(); // in the place of the last one
     config.toggleTalk(config.roles().at(0), config.channels().constLast());

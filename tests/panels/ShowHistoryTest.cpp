@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 class ShowHistoryTest : public QObject
@@ -60,14 +61,14 @@ void ShowHistoryTest::theStepsOfAShowGoBackInTheirOrderAndForthAgain()
 {
     const Role first = m_config->roles().at(0);
     const QList<std::function<void()>> edits = {
-        [&] { m_config->addChannel(u"Pit"_qs); },
-        [&] { m_config->removeChannel(u"Main"_qs); },
+        [&] { m_config->addChannel(u"Pit"_s); },
+        [&] { m_config->removeChannel(u"Main"_s); },
         [&] { m_config->addRole(); },
-        [&] { m_config->toggleTalk(first, u"Pit"_qs); },
-        [&] { m_config->toggleTalk(first, u"Pit"_qs); },
-        [&] { m_config->toggleListen(first, u"Pit"_qs); },
-        [&] { m_config->renameRole(first, u"Caller"_qs); },
-        [&] { m_config->setShow(u"Gala"_qs); },
+        [&] { m_config->toggleTalk(first, u"Pit"_s); },
+        [&] { m_config->toggleTalk(first, u"Pit"_s); },
+        [&] { m_config->toggleListen(first, u"Pit"_s); },
+        [&] { m_config->renameRole(first, u"Caller"_s); },
+        [&] { m_config->setShow(u"Gala"_s); },
         [&] { m_config->setOscPort(8000); },
         [&] { m_config->setOscPort(9000); },
         [&] { m_config->removeRole(first); },
@@ -109,7 +110,7 @@ void ShowHistoryTest::everyStepMarksAnEdit()
 
 void ShowHistoryTest::aStepTellsOfEachPropertyOnce()
 {
-    m_config->removeChannel(u"Main"_qs);
+    m_config->removeChannel(u"Main"_s);
     QSignalSpy show(m_config.get(), &ShowConfig::showChanged);
     QSignalSpy channels(m_config.get(), &ShowConfig::channelsChanged);
     QSignalSpy roles(m_config.get(), &ShowConfig::rolesChanged);
@@ -126,7 +127,7 @@ void ShowHistoryTest::aReloadIsTakenBackWithTheRolesIds()
     m_config->addRole();
     QVERIFY(m_config->save());
     m_config->load(); // roles of other ids
-    m_config->setShow(u"Gala"_qs);
+    m_config->setShow(u"Gala"_s);
     const ShowFile before = m_config->showFile();
     m_config->load();
     QVERIFY(!m_config->hasUnsavedChanges());
@@ -148,16 +149,16 @@ void ShowHistoryTest::aReloadThatBringsTheSameShowIsNoStep()
 void ShowHistoryTest::whatIsTypedIntoOneNameIsOneStep()
 {
     const ShowFile before = m_config->showFile();
-    rename(0, u"C"_qs);
-    rename(0, u"Ca"_qs);
-    rename(1, u"L"_qs);
-    m_config->setShow(u"G"_qs);
-    m_config->setShow(u"Ga"_qs);
+    rename(0, u"C"_s);
+    rename(0, u"Ca"_s);
+    rename(1, u"L"_s);
+    m_config->setShow(u"G"_s);
+    m_config->setShow(u"Ga"_s);
     m_history->undo();
     QCOMPARE(m_config->show(), before.show);
     m_history->undo();
     QCOMPARE(m_config->roles().at(1), before.roles.at(1));
-    QCOMPARE(m_config->roles().at(0).name, u"Ca"_qs);
+    QCOMPARE(m_config->roles().at(0).name, u"Ca"_s);
     m_history->undo();
     QCOMPARE(m_config->showFile(), before);
 }
@@ -166,25 +167,25 @@ void ShowHistoryTest::aNameTypedBackIsAStepTakenBack()
 {
     const QString name = m_config->show();
     m_config->addRole();
-    m_config->setShow(u"Gala"_qs);
+    m_config->setShow(u"Gala"_s);
     m_config->setShow(name);
     m_history->undo();
     QCOMPARE(m_config->showFile(), defaultShow());
     m_history->redo();
     QCOMPARE(m_config->show(), name);
     m_history->redo();
-    QCOMPARE(m_config->show(), u"Gala"_qs);
+    QCOMPARE(m_config->show(), u"Gala"_s);
 }
 
 void ShowHistoryTest::aStepTellsWhereItChangedTheShow()
 {
     using Place = ShowHistory::Place;
     QSignalSpy changed(m_history.get(), &ShowHistory::changedAt);
-    m_config->setShow(u"Gala"_qs);
+    m_config->setShow(u"Gala"_s);
     m_config->setOscPort(8000);
-    rename(2, u"Caller"_qs);
+    rename(2, u"Caller"_s);
     m_config->removeRole(m_config->roles().at(4));
-    m_config->removeChannel(u"Main"_qs);
+    m_config->removeChannel(u"Main"_s);
     for (int step = 0; step < 5; ++step) {
         m_history->undo();
     }
@@ -204,16 +205,16 @@ void ShowHistoryTest::aStepTellsWhereItChangedTheShow()
 void ShowHistoryTest::typingAfterAStepIsAnotherStep()
 {
     QSignalSpy stepped(m_history.get(), &ShowHistory::stepped);
-    m_config->setShow(u"A"_qs);
+    m_config->setShow(u"A"_s);
     QCOMPARE(stepped.size(), 0);
     m_config->addRole();
     QCOMPARE(stepped.size(), 1);
     m_history->undo();
     QCOMPARE(stepped.size(), 2);
-    m_config->setShow(u"AB"_qs);
+    m_config->setShow(u"AB"_s);
     m_history->endTyping();
-    m_config->setShow(u"ABC"_qs);
-    for (const QString& show : {u"AB"_qs, u"A"_qs, defaultShow().show}) {
+    m_config->setShow(u"ABC"_s);
+    for (const QString& show : {u"AB"_s, u"A"_s, defaultShow().show}) {
         m_history->undo();
         QCOMPARE(m_config->show(), show);
     }
@@ -223,7 +224,7 @@ void ShowHistoryTest::anEditAfterAnUndoEndsTheRedo()
 {
     m_config->addRole();
     m_history->undo();
-    m_config->addChannel(u"Pit"_qs);
+    m_config->addChannel(u"Pit"_s);
     const ShowFile show = m_config->showFile();
     m_history->redo();
     QCOMPARE(m_config->showFile(), show);
@@ -232,7 +233,7 @@ void ShowHistoryTest::anEditAfterAnUndoEndsTheRedo()
 void ShowHistoryTest::anEditThatChangesNothingIsNoStep()
 {
     m_config->addRole();
-    m_config->removeChannel(u"Nowhere"_qs);
+    m_config->removeChannel(u"Nowhere"_s);
     m_config->removeRole(Role());
     m_history->undo();
     QCOMPARE(m_config->showFile(), defaultShow());

@@ -8,6 +8,7 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 class ShowSetupTest : public QObject
@@ -49,14 +50,14 @@ private:
 
 void ShowSetupTest::aValidPortIsStoredAndMarksAnEdit()
 {
-    m_setup->setOscPortBinding(u"+8000"_qs);
+    m_setup->setOscPortBinding(u"+8000"_s);
     QCOMPARE(m_config->oscPort(), 8000);
     QVERIFY(m_config->hasUnsavedChanges());
 }
 
 void ShowSetupTest::anInvalidPortChangesNothing()
 {
-    for (const QString& text : {QString(), u"0"_qs, u"65536"_qs, u"47000 "_qs, u"port"_qs}) {
+    for (const QString& text : {QString(), u"0"_s, u"65536"_s, u"47000 "_s, u"port"_s}) {
         m_setup->setOscPortBinding(text);
     }
     QCOMPARE(m_config->oscPort(), 47000);
@@ -66,7 +67,7 @@ void ShowSetupTest::anInvalidPortChangesNothing()
 void ShowSetupTest::typingTheStoredPortMarksAnEdit()
 {
     QSignalSpy port(m_config.get(), &ShowConfig::oscPortChanged);
-    m_setup->setOscPortBinding(u"047000"_qs);
+    m_setup->setOscPortBinding(u"047000"_s);
     QVERIFY(m_config->hasUnsavedChanges());
     QCOMPARE(port.size(), 0);
 }
@@ -74,9 +75,9 @@ void ShowSetupTest::typingTheStoredPortMarksAnEdit()
 void ShowSetupTest::theFieldShowsTheStoredPort()
 {
     QSignalSpy text(m_setup.get(), &ShowSetup::rebuilt);
-    QCOMPARE(m_setup->oscPortBinding(), u"47000"_qs);
+    QCOMPARE(m_setup->oscPortBinding(), u"47000"_s);
     m_config->setOscPort(-12345678);
-    QCOMPARE(m_setup->oscPortBinding(), u"-12345678"_qs);
+    QCOMPARE(m_setup->oscPortBinding(), u"-12345678"_s);
     QCOMPARE(text.size(), 1);
 }
 
@@ -88,13 +89,13 @@ void ShowSetupTest::showingAShowIsNoEdit()
 
 void ShowSetupTest::anotherNameMarksAnEdit()
 {
-    m_config->setShow(u"Fall Recital"_qs);
+    m_config->setShow(u"Fall Recital"_s);
     QVERIFY(m_config->hasUnsavedChanges());
 }
 
 void ShowSetupTest::aReloadThatBringsAnotherNameEndsUnsaved()
 {
-    m_config->setShow(u"Fall Recital"_qs);
+    m_config->setShow(u"Fall Recital"_s);
     QSignalSpy unsaved(m_config.get(), &ShowConfig::hasUnsavedChangesChanged);
     m_config->load();
     QVERIFY(m_config->hasUnsavedChanges());
@@ -119,7 +120,7 @@ void ShowSetupTest::theRestartWarningNeedsARunningServerAndEdits()
     QVERIFY(m_setup->needsRestart());
     m_config->load();
     QVERIFY(!m_setup->needsRestart());
-    m_config->removeChannel(u"Main"_qs);
+    m_config->removeChannel(u"Main"_s);
     QVERIFY(m_setup->needsRestart());
     m_setup->setServerIsRunning(false);
     QVERIFY(!m_setup->needsRestart());
@@ -138,7 +139,7 @@ void ShowSetupTest::aSaveEndsTheRestartWarning()
 void ShowSetupTest::aSaveInTheSameBatchAsAnotherNameIsTheLastWord()
 {
     m_setup->setServerIsRunning(true);
-    m_config->setShow(u"Fall Recital"_qs);
+    m_config->setShow(u"Fall Recital"_s);
     QVERIFY(m_setup->needsRestart());
     QVERIFY(m_config->save());
     QCoreApplication::processEvents();

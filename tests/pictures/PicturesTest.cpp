@@ -28,6 +28,7 @@ Q_IMPORT_QML_PLUGIN(Wingbell_LookPlugin)
 Q_IMPORT_QML_PLUGIN(Wingbell_PanelsPlugin)
 Q_IMPORT_QML_PLUGIN(Wingbell_AppPlugin)
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 namespace {
@@ -52,7 +53,7 @@ public:
               config, [this] { return std::optional<QString>(m_server); }, m_sleep)
         , models(QDir(m_folder.path()))
     {
-        m_engine.addImportPath(u"qrc:/qt/qml"_qs);
+        m_engine.addImportPath(u"qrc:/qt/qml"_s);
         m_window.setColor(Theme::stage());
     }
     ~Scene() { endServer(); }
@@ -68,12 +69,12 @@ public:
     QQuickItem*
     fill(const QString& component, const QSizeF& size, double around, QVariantMap properties)
     {
-        QQmlComponent source(&m_engine, QUrl(u"qrc:/qt/qml/Wingbell/%1.qml"_qs.arg(component)));
-        properties.insert(u"x"_qs, around);
-        properties.insert(u"y"_qs, around);
-        properties.insert(u"width"_qs, size.width());
+        QQmlComponent source(&m_engine, QUrl(u"qrc:/qt/qml/Wingbell/%1.qml"_s.arg(component)));
+        properties.insert(u"x"_s, around);
+        properties.insert(u"y"_s, around);
+        properties.insert(u"width"_s, size.width());
         if (size.height() > 0.0) {
-            properties.insert(u"height"_qs, size.height());
+            properties.insert(u"height"_s, size.height());
         }
         m_item.reset(qobject_cast<QQuickItem*>(source.createWithInitialProperties(properties)));
         if (!m_item) {
@@ -97,7 +98,7 @@ public:
     {
         m_window.show();
         // What is loaded while the rest is shown already belongs to the picture.
-        for (const QString& name : {u"strip"_qs, u"setup"_qs}) {
+        for (const QString& name : {u"strip"_s, u"setup"_s}) {
             if (const auto* const part = m_item->findChild<QQuickItem*>(name)) {
                 constexpr int ready = 1;
                 (void)QTest::qWaitFor(
@@ -149,7 +150,7 @@ QVariant pointerTo(auto& object)
 
 void headerAlone(Scene& scene)
 {
-    scene.fill(u"Look/ControlHeader"_qs, QSizeF(780.0, 0.0), 0.0, {});
+    scene.fill(u"Look/ControlHeader"_s, QSizeF(780.0, 0.0), 0.0, {});
     constexpr int shadow = 12; // falls below the trim
     scene.window().resize(780, scene.window().height() + shadow);
 }
@@ -157,27 +158,27 @@ void headerAlone(Scene& scene)
 QQuickItem* powerPanel(Scene& scene)
 {
     return scene.put(
-        u"Panels/PowerPanel"_qs, QSizeF(230.0, 232.0),
-        {{u"server"_qs, pointerTo(scene.server)}, {u"showFile"_qs, ContentModels::showFile()}});
+        u"Panels/PowerPanel"_s, QSizeF(230.0, 232.0),
+        {{u"server"_s, pointerTo(scene.server)}, {u"showFile"_s, ContentModels::showFile()}});
 }
 
 void powerPanelStarting(Scene& scene)
 {
     powerPanel(scene);
-    scene.startServer(u"silent"_qs);
+    scene.startServer(u"silent"_s);
     QVERIFY(scene.server.isStarting());
 }
 
 void powerPanelOnAir(Scene& scene)
 {
     powerPanel(scene);
-    scene.startServer(u"hello"_qs);
+    scene.startServer(u"hello"_s);
     QTRY_VERIFY(scene.server.isRunning());
 }
 
 void powerPanelFocused(Scene& scene)
 {
-    auto* const rocker = powerPanel(scene)->findChild<QQuickItem*>(u"rocker"_qs);
+    auto* const rocker = powerPanel(scene)->findChild<QQuickItem*>(u"rocker"_s);
     QVERIFY(rocker != nullptr);
     scene.window().show();
     scene.window().requestActivate();
@@ -191,11 +192,11 @@ Build consoleWith(const QStringList& lines)
     return [lines](Scene& scene) {
         auto* const rows = new ConsoleModel(&scene.config);
         const QQuickItem* const panel = scene.put(
-            u"Panels/ConsolePanel"_qs, QSizeF(508.0, 232.0),
-            {{u"lines"_qs, QVariant::fromValue(rows)}});
+            u"Panels/ConsolePanel"_s, QSizeF(508.0, 232.0),
+            {{u"lines"_s, QVariant::fromValue(rows)}});
         scene.window().show();
         rows->setLines(lines);
-        const auto* const animation = panel->findChild<QObject*>(u"followAnimation"_qs);
+        const auto* const animation = panel->findChild<QObject*>(u"followAnimation"_s);
         QVERIFY(animation != nullptr);
         QTRY_VERIFY(!animation->property("running").toBool());
     };
@@ -205,7 +206,7 @@ QStringList manyLines()
 {
     QStringList lines;
     for (int number = 1; number <= 40; ++number) {
-        lines.append(u"Line %1 of forty: all quiet on stage left."_qs.arg(number));
+        lines.append(u"Line %1 of forty: all quiet on stage left."_s.arg(number));
     }
     return lines;
 }
@@ -213,8 +214,8 @@ QStringList manyLines()
 void setupPanel(Scene& scene, double height, bool running)
 {
     scene.fill(
-        u"Panels/ShowSetupPanel"_qs, QSizeF(780.0, height), 0.0,
-        {{u"config"_qs, pointerTo(scene.config)}, {u"serverIsRunning"_qs, running}});
+        u"Panels/ShowSetupPanel"_s, QSizeF(780.0, height), 0.0,
+        {{u"config"_s, pointerTo(scene.config)}, {u"serverIsRunning"_s, running}});
 }
 
 void setupPanelByDefault(Scene& scene)
@@ -244,8 +245,8 @@ void roleCard(Scene& scene, const QString& name)
     });
     QVERIFY(role != roles.cend());
     scene.put(
-        u"Panels/RoleCard"_qs, QSizeF(380.0, 0.0),
-        {{u"config"_qs, pointerTo(scene.config)}, {u"role"_qs, QVariant::fromValue(*role)}});
+        u"Panels/RoleCard"_s, QSizeF(380.0, 0.0),
+        {{u"config"_s, pointerTo(scene.config)}, {u"role"_s, QVariant::fromValue(*role)}});
 }
 
 void roleCardWithoutAName(Scene& scene)
@@ -254,8 +255,8 @@ void roleCardWithoutAName(Scene& scene)
     unnamed.name.clear();
     scene.config.setChannels({});
     scene.put(
-        u"Panels/RoleCard"_qs, QSizeF(380.0, 0.0),
-        {{u"config"_qs, pointerTo(scene.config)}, {u"role"_qs, QVariant::fromValue(unnamed)}});
+        u"Panels/RoleCard"_s, QSizeF(380.0, 0.0),
+        {{u"config"_s, pointerTo(scene.config)}, {u"role"_s, QVariant::fromValue(unnamed)}});
 }
 
 Build channelsEditorWith(const QStringList& channels, const QString& newName)
@@ -263,15 +264,15 @@ Build channelsEditorWith(const QStringList& channels, const QString& newName)
     return [channels, newName](Scene& scene) {
         scene.config.setChannels(channels);
         scene.put(
-            u"Panels/ChannelsEditor"_qs, QSizeF(360.0, 0.0),
-            {{u"config"_qs, pointerTo(scene.config)}, {u"newChannelName"_qs, newName}});
+            u"Panels/ChannelsEditor"_s, QSizeF(360.0, 0.0),
+            {{u"config"_s, pointerTo(scene.config)}, {u"newChannelName"_s, newName}});
     };
 }
 
 Build contentViewOf(const QSizeF& size)
 {
     return [size](Scene& scene) {
-        scene.fill(u"App/ContentView"_qs, size, 0.0, {{u"models"_qs, pointerTo(scene.models)}});
+        scene.fill(u"App/ContentView"_s, size, 0.0, {{u"models"_s, pointerTo(scene.models)}});
     };
 }
 
@@ -335,27 +336,27 @@ void PicturesTest::aPanelLooksAsItDid_data()
     add("console-empty", consoleWith({}));
     add("console-lines",
         consoleWith(
-            {u"\u25B6\uFE0E Starting server with /Users/Shared/Wingbell/roles.json\u2026"_qs,
-             u"Listening for OSC on port 47000."_qs, u"Places, please"_qs, u"Places, please"_qs,
-             u"\u26A0\uFE0F <b>Plain</b> text & nothing else"_qs, u"\u25A0 Stopping\u2026"_qs,
-             u"\u25A0 Server stopped."_qs}));
+            {u"\u25B6\uFE0E Starting server with /Users/Shared/Wingbell/roles.json\u2026"_s,
+             u"Listening for OSC on port 47000."_s, u"Places, please"_s, u"Places, please"_s,
+             u"\u26A0\uFE0F <b>Plain</b> text & nothing else"_s, u"\u25A0 Stopping\u2026"_s,
+             u"\u25A0 Server stopped."_s}));
     add("console-longLines",
         consoleWith(
-            {u"A line of many words wraps onto the next row of the console where one ends. "_qs
+            {u"A line of many words wraps onto the next row of the console where one ends. "_s
                  .repeated(3),
-             QString(200, u'x'), u"short"_qs}));
+             QString(200, u'x'), u"short"_s}));
     add("console-manyLines", consoleWith(manyLines()));
     add("setupPanel-default", setupPanelByDefault);
     add("setupPanel-warning", setupPanelWithWarning);
     add("setupPanel-emptyShow", setupPanelOfAnEmptyShow);
-    add("roleCard", [](Scene& scene) { roleCard(scene, u"Stage Manager"_qs); });
-    add("roleCard-listenOnly", [](Scene& scene) { roleCard(scene, u"Director (listen only)"_qs); });
+    add("roleCard", [](Scene& scene) { roleCard(scene, u"Stage Manager"_s); });
+    add("roleCard-listenOnly", [](Scene& scene) { roleCard(scene, u"Director (listen only)"_s); });
     add("roleCard-withoutAName", roleCardWithoutAName);
     add("channelsEditor", channelsEditorWith(
-                              {u"Main"_qs, u"Tech"_qs, u"Backstage"_qs, u"Green Room"_qs,
-                               u"Front of House"_qs, u"Fly Floor"_qs},
+                              {u"Main"_s, u"Tech"_s, u"Backstage"_s, u"Green Room"_s,
+                               u"Front of House"_s, u"Fly Floor"_s},
                               {}));
-    add("channelsEditor-typed", channelsEditorWith({u"Main"_qs}, u"Orchestra Pit"_qs));
+    add("channelsEditor-typed", channelsEditorWith({u"Main"_s}, u"Orchestra Pit"_s));
     add("window-smallest", contentViewOf(QSizeF(780.0, 680.0)));
     add("window-default", contentViewOf(QSizeF(820.0, 760.0)));
     add("window-large", contentViewOf(QSizeF(1600.0, 1000.0)));
@@ -374,7 +375,7 @@ void PicturesTest::aPanelLooksAsItDid()
 
     const double scale = scene.window().devicePixelRatio();
     const QString name = QString::fromLatin1(QTest::currentDataTag()) +
-                         (scale == 1.0 ? QString() : u"@%1x"_qs.arg(scale));
+                         (scale == 1.0 ? QString() : u"@%1x"_s.arg(scale));
     const QString reference = QStringLiteral(WINGBELL_REFERENCES "/%1.png").arg(name);
     if (qEnvironmentVariableIsSet("WINGBELL_WRITE_REFERENCES")) {
         QImage last;
@@ -395,9 +396,9 @@ void PicturesTest::aPanelLooksAsItDid()
     const QImage actual = scene.picture();
     const PictureComparison comparison = comparePictures(expected, actual);
     const QDir folder(QStringLiteral(WINGBELL_DIFFERENCES));
-    actual.save(folder.filePath(name + u"-actual.png"_qs));
-    comparison.difference.save(folder.filePath(name + u"-difference.png"_qs));
-    QFAIL(qPrintable(u"%1: %2 % of the pixels differ; look at %3"_qs.arg(name)
+    actual.save(folder.filePath(name + u"-actual.png"_s));
+    comparison.difference.save(folder.filePath(name + u"-difference.png"_s));
+    QFAIL(qPrintable(u"%1: %2 % of the pixels differ; look at %3"_s.arg(name)
                          .arg(comparison.differing * 100.0)
                          .arg(folder.path())));
 }

@@ -22,6 +22,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
 using namespace wingbell;
 
 namespace {
@@ -32,10 +33,10 @@ class RecordingSleepInhibitor final : public SleepInhibitor
 public:
     quint32 inhibit(const QString& reason) override
     {
-        calls.append(u"inhibit "_qs + reason);
+        calls.append(u"inhibit "_s + reason);
         return nextIdentifier;
     }
-    void release(quint32 identifier) override { calls.append(u"release %1"_qs.arg(identifier)); }
+    void release(quint32 identifier) override { calls.append(u"release %1"_s.arg(identifier)); }
 
     QStringList calls;
     quint32 nextIdentifier = 7;
@@ -43,20 +44,20 @@ public:
 
 const QString showPath = QStringLiteral("/Users/Shared/Wingbell/roles.json");
 const QString startLine =
-    u"\u25B6\uFE0E Starting server with /Users/Shared/Wingbell/roles.json\u2026"_qs;
-const QString stoppingLine = u"\u25A0 Stopping\u2026"_qs;
-const QString stoppedLine = u"\u25A0 Server stopped."_qs;
+    u"\u25B6\uFE0E Starting server with /Users/Shared/Wingbell/roles.json\u2026"_s;
+const QString stoppingLine = u"\u25A0 Stopping\u2026"_s;
+const QString stoppedLine = u"\u25A0 Server stopped."_s;
 const QString missingLine =
-    u"\u26A0\uFE0F This app is missing its embedded server binary \u2014 rebuild with build_app.sh."_qs;
+    u"\u26A0\uFE0F This app is missing its embedded server binary \u2014 rebuild with build_app.sh."_s;
 
 QString exitLine(int status)
 {
-    return u"\u25A0 Server exited (status %1)."_qs.arg(status);
+    return u"\u25A0 Server exited (status %1)."_s.arg(status);
 }
 
 qint64 openDescriptors()
 {
-    return QDir(u"/proc/self/fd"_qs)
+    return QDir(u"/proc/self/fd"_s)
         .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
         .size();
 }
@@ -225,7 +226,7 @@ void ServerControllerTest::aServerThatCannotBeRunIsToldAndTakesNoInhibition()
     QTRY_COMPARE(log().size(), 2);
     m_sleep->calls.clear();
 
-    QFile file(m_folder->filePath(u"server"_qs));
+    QFile file(m_folder->filePath(u"server"_s));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(content);
     file.close();
@@ -236,7 +237,7 @@ void ServerControllerTest::aServerThatCannotBeRunIsToldAndTakesNoInhibition()
     QSignalSpy starting(m_controller.get(), &ServerController::isStartingChanged);
     m_controller->start();
     QCOMPARE(log().size(), 1);
-    QVERIFY(log().first().startsWith(u"\u26A0\uFE0F Couldn't start the server: "_qs));
+    QVERIFY(log().first().startsWith(u"\u26A0\uFE0F Couldn't start the server: "_s));
     QVERIFY(log().first().size() > 40);
     QVERIFY(!m_controller->isStarting());
     QVERIFY(!m_controller->isRunning());
@@ -255,10 +256,10 @@ void ServerControllerTest::aLaunchIsStartingUntilTheFirstOutput()
     QVERIFY(m_controller->isStarting());
     QVERIFY(!m_controller->isRunning());
     QCOMPARE(log(), QStringList{startLine});
-    QCOMPARE(m_sleep->calls, QStringList{u"inhibit Wingbell show is running"_qs});
+    QCOMPARE(m_sleep->calls, QStringList{u"inhibit Wingbell show is running"_s});
     QTRY_VERIFY(m_controller->isRunning());
     QVERIFY(!m_controller->isStarting());
-    QCOMPARE(log(), (QStringList{startLine, u"hello"_qs}));
+    QCOMPARE(log(), (QStringList{startLine, u"hello"_s}));
 }
 
 void ServerControllerTest::theServerGetsTheShowsPathAndNothingElse()
@@ -266,12 +267,12 @@ void ServerControllerTest::theServerGetsTheShowsPathAndNothingElse()
     qputenv("WINGBELL_TEST_MARK", "handed on");
     startAndWaitUntilRunning("arguments");
     QTRY_COMPARE(log().size(), 7);
-    QCOMPARE(log().at(1), u"1 argument(s)"_qs);
-    QCOMPARE(log().at(2), u"["_qs + showPath + u"]"_qs);
-    QCOMPARE(log().at(3), u"folder "_qs + QDir::currentPath());
-    QCOMPARE(log().at(4), u"input is empty"_qs);
-    QCOMPARE(log().at(5), u"mark handed on"_qs);
-    QCOMPARE(log().at(6), u"%1 more descriptor(s)"_qs.arg(descriptorsHandedOn()));
+    QCOMPARE(log().at(1), u"1 argument(s)"_s);
+    QCOMPARE(log().at(2), u"["_s + showPath + u"]"_s);
+    QCOMPARE(log().at(3), u"folder "_s + QDir::currentPath());
+    QCOMPARE(log().at(4), u"input is empty"_s);
+    QCOMPARE(log().at(5), u"mark handed on"_s);
+    QCOMPARE(log().at(6), u"%1 more descriptor(s)"_s.arg(descriptorsHandedOn()));
     qunsetenv("WINGBELL_TEST_MARK");
 }
 
@@ -285,7 +286,7 @@ void ServerControllerTest::startingTwiceChangesNothing()
     m_controller->start();
     m_server.reset();
     m_controller->start();
-    QCOMPARE(log(), (QStringList{startLine, u"hello"_qs}));
+    QCOMPARE(log(), (QStringList{startLine, u"hello"_s}));
     QCOMPARE(childProcesses().size(), 1);
     QCOMPARE(m_sleep->calls.size(), 1);
 }
@@ -331,34 +332,34 @@ void ServerControllerTest::outputThatIsNoTextKeepsItStarting()
 void ServerControllerTest::aChunkThatIsNoTextIsLostAlone()
 {
     startAndWaitUntilRunning("garbage");
-    QCOMPARE(log(), (QStringList{startLine, u"sense"_qs}));
+    QCOMPARE(log(), (QStringList{startLine, u"sense"_s}));
 }
 
 void ServerControllerTest::aCharacterCutInHalfLosesItsChunks()
 {
     startAndWaitUntilRunning("half-a-character");
-    QCOMPARE(log(), (QStringList{startLine, u"caf\u00E9 whole"_qs}));
+    QCOMPARE(log(), (QStringList{startLine, u"caf\u00E9 whole"_s}));
 }
 
 void ServerControllerTest::aLineInTwoChunksIsTwoLines()
 {
     startAndWaitUntilRunning("half-a-line");
-    QTRY_COMPARE(log(), (QStringList{startLine, u"no line feed"_qs, u" yet"_qs}));
+    QTRY_COMPARE(log(), (QStringList{startLine, u"no line feed"_s, u" yet"_s}));
 }
 
 void ServerControllerTest::bothStreamsArriveInOrder()
 {
     startAndWaitUntilRunning("both-streams");
     QTRY_COMPARE(
-        log(), (QStringList{startLine, u"out 1"_qs, u"error 1"_qs, u"out 2"_qs, u"error 2"_qs}));
+        log(), (QStringList{startLine, u"out 1"_s, u"error 1"_s, u"out 2"_s, u"error 2"_s}));
 }
 
 void ServerControllerTest::theNewest500OutputLinesAreKept()
 {
     startAndWaitUntilRunning("520-lines");
-    QTRY_COMPARE(log().last(), u"line 520"_qs);
+    QTRY_COMPARE(log().last(), u"line 520"_s);
     QCOMPARE(log().size(), 500);
-    QCOMPARE(log().first(), u"line 21"_qs);
+    QCOMPARE(log().first(), u"line 21"_s);
     // The line that tells of the start went too.
     QCOMPARE(m_controller->droppedLines(), 21);
     m_controller->stop();
@@ -371,12 +372,12 @@ void ServerControllerTest::theNewest500OutputLinesAreKept()
 void ServerControllerTest::theControllersOwnLinesComeOnTopOf500()
 {
     startAndWaitUntilRunning("500-lines-graceful");
-    QTRY_COMPARE(log().last(), u"line 500"_qs);
+    QTRY_COMPARE(log().last(), u"line 500"_s);
     QCOMPARE(log().size(), 500);
     m_controller->stop();
     QTRY_VERIFY(!m_controller->isRunning());
     QCOMPARE(log().size(), 502);
-    QCOMPARE(log().first(), u"line 1"_qs);
+    QCOMPARE(log().first(), u"line 1"_s);
     QCOMPARE(log().at(500), stoppingLine);
     QCOMPARE(log().at(501), stoppedLine);
 }
@@ -384,13 +385,13 @@ void ServerControllerTest::theControllersOwnLinesComeOnTopOf500()
 void ServerControllerTest::outputWithoutALineTrimsTheLogToo()
 {
     startAndWaitUntilRunning("500-lines-blank-last-words");
-    QTRY_COMPARE(log().last(), u"line 500"_qs);
+    QTRY_COMPARE(log().last(), u"line 500"_s);
     QSignalSpy lines(m_controller.get(), &ServerController::logLinesChanged);
     m_controller->stop();
     QCOMPARE(log().size(), 501);
     QTRY_VERIFY(!m_controller->isRunning());
     QCOMPARE(log().size(), 501);
-    QCOMPARE(log().first(), u"line 2"_qs);
+    QCOMPARE(log().first(), u"line 2"_s);
     QCOMPARE(log().mid(499), (QStringList{stoppingLine, stoppedLine}));
     QCOMPARE(lines.size(), 3);
 }
@@ -410,7 +411,7 @@ void ServerControllerTest::theLogSurvivesAStop()
     startAndWaitUntilRunning("hello");
     m_controller->stop();
     QTRY_VERIFY(!m_controller->isRunning());
-    QCOMPARE(log(), (QStringList{startLine, u"hello"_qs, stoppingLine, exitLine(15)}));
+    QCOMPARE(log(), (QStringList{startLine, u"hello"_s, stoppingLine, exitLine(15)}));
 }
 
 void ServerControllerTest::everyExitIsTold_data()
@@ -421,8 +422,8 @@ void ServerControllerTest::everyExitIsTold_data()
     QTest::newRow("status 2") << QByteArray("exit-2") << QStringList{exitLine(2)};
     QTest::newRow("status 255") << QByteArray("exit-255") << QStringList{exitLine(255)};
     QTest::newRow("after output") << QByteArray("says-and-exits-3")
-                                  << QStringList{u"one"_qs, u"two"_qs, exitLine(3)};
-    QTest::newRow("abort") << QByteArray("crash") << QStringList{u"hello"_qs, exitLine(SIGABRT)};
+                                  << QStringList{u"one"_s, u"two"_s, exitLine(3)};
+    QTest::newRow("abort") << QByteArray("crash") << QStringList{u"hello"_s, exitLine(SIGABRT)};
     QTest::newRow("kill") << QByteArray("killed") << QStringList{exitLine(SIGKILL)};
 }
 
@@ -436,7 +437,7 @@ void ServerControllerTest::everyExitIsTold()
     m_controller->start();
     QTRY_VERIFY(!m_controller->isStarting() && !m_controller->isRunning());
     QCOMPARE(log(), QStringList{startLine} + lines);
-    QCOMPARE(m_sleep->calls.last(), u"release 7"_qs);
+    QCOMPARE(m_sleep->calls.last(), u"release 7"_s);
 }
 
 void ServerControllerTest::theTerminateSignalIsStatus15()
@@ -463,8 +464,7 @@ void ServerControllerTest::lastWordsComeBeforeTheExitLine()
     startAndWaitUntilRunning("last-words");
     m_controller->stop();
     QTRY_VERIFY(!m_controller->isRunning());
-    QCOMPARE(
-        log(), (QStringList{startLine, u"hello"_qs, stoppingLine, u"goodbye"_qs, stoppedLine}));
+    QCOMPARE(log(), (QStringList{startLine, u"hello"_s, stoppingLine, u"goodbye"_s, stoppedLine}));
 }
 
 void ServerControllerTest::aServerThatIgnoresTheSignalStaysRunning()
@@ -472,7 +472,7 @@ void ServerControllerTest::aServerThatIgnoresTheSignalStaysRunning()
     startAndWaitUntilRunning("stubborn");
     m_controller->stop();
     m_controller->stop();
-    QCOMPARE(log(), (QStringList{startLine, u"hello"_qs, stoppingLine, stoppingLine}));
+    QCOMPARE(log(), (QStringList{startLine, u"hello"_s, stoppingLine, stoppingLine}));
     QVERIFY(m_controller->isRunning());
     ::kill(childProcesses().constFirst(), SIGKILL);
     QTRY_VERIFY(!m_controller->isRunning());
@@ -488,7 +488,7 @@ void ServerControllerTest::stoppingAServerThatHasJustExitedLogsNothing()
     QCOMPARE(::waitid(P_PID, static_cast<id_t>(pid), &exit, WEXITED | WNOWAIT | __WALL), 0);
     // It is gone, and no event has been handled since.
     m_controller->stop();
-    QCOMPARE(log(), (QStringList{startLine, u"hello"_qs}));
+    QCOMPARE(log(), (QStringList{startLine, u"hello"_s}));
     QVERIFY(m_controller->isRunning());
     QTRY_VERIFY(!m_controller->isRunning());
     QCOMPARE(log().last(), exitLine(9));
@@ -498,12 +498,12 @@ void ServerControllerTest::aServerThatClosesItsOutputRunsOn()
 {
     startAndWaitUntilRunning("closes-its-output");
     const pid_t pid = childProcesses().constFirst();
-    QFile output(u"/proc/%1/fd/1"_qs.arg(pid));
+    QFile output(u"/proc/%1/fd/1"_s.arg(pid));
     QTRY_VERIFY(!QFileInfo(output.fileName()).isSymLink());
     QVERIFY(m_controller->isRunning());
     m_controller->stop();
     QTRY_VERIFY(!m_controller->isRunning());
-    QCOMPARE(log(), (QStringList{startLine, u"hello"_qs, stoppingLine, exitLine(15)}));
+    QCOMPARE(log(), (QStringList{startLine, u"hello"_s, stoppingLine, exitLine(15)}));
 }
 
 void ServerControllerTest::aGrandchildIsHeardAfterTheExit()
@@ -512,9 +512,9 @@ void ServerControllerTest::aGrandchildIsHeardAfterTheExit()
     m_controller->start();
     // Which of the two is noticed first, the exit or the grandchild's words, is chance.
     QTRY_COMPARE(log().size(), 4);
-    QCOMPARE(log().mid(0, 2), (QStringList{startLine, u"from the parent"_qs}));
+    QCOMPARE(log().mid(0, 2), (QStringList{startLine, u"from the parent"_s}));
     QVERIFY(log().contains(stoppedLine));
-    QVERIFY(log().contains(u"from the grandchild"_qs));
+    QVERIFY(log().contains(u"from the grandchild"_s));
     QVERIFY(!m_controller->isRunning());
     QVERIFY(!m_controller->isStarting());
     QCOMPARE(m_sleep->calls.size(), 2);
@@ -526,8 +526,8 @@ void ServerControllerTest::aChatteringGrandchildDoesNotDelayTheExit()
     QSignalSpy lines(m_controller.get(), &ServerController::logLinesChanged);
     m_controller->start();
     QTRY_VERIFY(!m_controller->isStarting() && !m_controller->isRunning());
-    QVERIFY(log().last() != u"from the grandchild"_qs);
-    QTRY_COMPARE_WITH_TIMEOUT(log().last(), u"from the grandchild"_qs, 60'000);
+    QVERIFY(log().last() != u"from the grandchild"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(log().last(), u"from the grandchild"_s, 60'000);
     QCOMPARE(log().size(), 500);
 }
 
@@ -571,7 +571,7 @@ void ServerControllerTest::aTerminalTakesNoServerAlong()
     // What the terminal sent it, if anything, is handled before this.
     QCOMPARE(::kill(orphan, SIGTERM), 0);
     QCOMPARE(::waitpid(orphan, &status, 0), orphan);
-    QVERIFY2(WIFEXITED(status), qPrintable(u"signal %1"_qs.arg(WTERMSIG(status))));
+    QVERIFY2(WIFEXITED(status), qPrintable(u"signal %1"_s.arg(WTERMSIG(status))));
     if (signal == SIGINT) {
         ::close(terminal);
     }
@@ -583,14 +583,14 @@ void ServerControllerTest::aRunTakesItsStepsInOrder_data()
     QTest::addColumn<QByteArray>("behaviour");
     QTest::addColumn<QStringList>("steps");
     const QStringList start = {
-        u"starting true"_qs, u"inhibit Wingbell show is running"_qs, startLine};
+        u"starting true"_s, u"inhibit Wingbell show is running"_s, startLine};
     const QStringList running = {
-        u"running true"_qs, u"starting false"_qs, u"one"_qs, exitLine(3), u"running false"_qs};
+        u"running true"_s, u"starting false"_s, u"one"_s, exitLine(3), u"running false"_s};
     QTest::newRow("silent") << QByteArray("exit-2")
-                            << start + QStringList{exitLine(2), u"starting false"_qs} +
-                                   QStringList{u"release 7"_qs};
+                            << start + QStringList{exitLine(2), u"starting false"_s} +
+                                   QStringList{u"release 7"_s};
     QTest::newRow("heard") << QByteArray("says-one-and-exits-3")
-                           << start + running + QStringList{u"release 7"_qs};
+                           << start + running + QStringList{u"release 7"_s};
 }
 
 void ServerControllerTest::aRunTakesItsStepsInOrder()
@@ -599,19 +599,19 @@ void ServerControllerTest::aRunTakesItsStepsInOrder()
     QFETCH(const QStringList, steps);
     QStringList& taken = m_sleep->calls;
     const auto flag = [&taken](const QString& name, bool value) {
-        taken.append(name + (value ? u" true"_qs : u" false"_qs));
+        taken.append(name + (value ? u" true"_s : u" false"_s));
     };
     ServerController* const server = m_controller.get();
     connect(server, &ServerController::logLinesChanged, this, [&] { taken.append(log().last()); });
     connect(server, &ServerController::isRunningChanged, this, [&] {
-        flag(u"running"_qs, server->isRunning());
+        flag(u"running"_s, server->isRunning());
     });
     connect(server, &ServerController::isStartingChanged, this, [&] {
-        flag(u"starting"_qs, server->isStarting());
+        flag(u"starting"_s, server->isStarting());
     });
     serverIs(behaviour.constData());
     m_controller->start();
-    QTRY_COMPARE(taken.last(), u"release 7"_qs);
+    QTRY_COMPARE(taken.last(), u"release 7"_s);
     QCOMPARE(taken, steps);
 }
 
@@ -623,8 +623,8 @@ void ServerControllerTest::eachRunTakesAndReleasesOneInhibition()
     m_sleep->nextIdentifier = 8;
     m_controller->start();
     QTRY_VERIFY(!m_controller->isStarting());
-    const QString taken = u"inhibit Wingbell show is running"_qs;
-    QCOMPARE(m_sleep->calls, (QStringList{taken, u"release 7"_qs, taken, u"release 8"_qs}));
+    const QString taken = u"inhibit Wingbell show is running"_s;
+    QCOMPARE(m_sleep->calls, (QStringList{taken, u"release 7"_s, taken, u"release 8"_s}));
 }
 
 void ServerControllerTest::withoutAnIdentifierNothingIsReleased()
@@ -633,7 +633,7 @@ void ServerControllerTest::withoutAnIdentifierNothingIsReleased()
     serverIs("exit-0");
     m_controller->start();
     QTRY_VERIFY(!m_controller->isStarting());
-    QCOMPARE(m_sleep->calls, QStringList{u"inhibit Wingbell show is running"_qs});
+    QCOMPARE(m_sleep->calls, QStringList{u"inhibit Wingbell show is running"_s});
 }
 
 void ServerControllerTest::destroyingTheControllerEndsNeitherServerNorInhibition()
@@ -710,7 +710,7 @@ void ServerControllerTest::randomBytesAreSurvived()
     serverIs("random-bytes");
     m_controller->start();
     QTRY_VERIFY_WITH_TIMEOUT(!m_controller->isStarting() && !m_controller->isRunning(), 60'000);
-    QCOMPARE(log().mid(log().size() - 2), (QStringList{u"end"_qs, stoppedLine}));
+    QCOMPARE(log().mid(log().size() - 2), (QStringList{u"end"_s, stoppedLine}));
 }
 
 void ServerControllerTest::runManyTimes(int times, const char* behaviour)
@@ -763,7 +763,7 @@ void ServerControllerTest::aThousandStopsLeaveNothingBehind()
 
 void ServerControllerTest::aServerThatWasReplacedRunsAtTheNextStart()
 {
-    const QString path = m_folder->filePath(u"IntercomServer"_qs);
+    const QString path = m_folder->filePath(u"IntercomServer"_s);
     const auto install = [&path](const QString& word) {
         QFile file(path + u".new");
         QVERIFY(file.open(QIODevice::WriteOnly));
@@ -776,16 +776,16 @@ void ServerControllerTest::aServerThatWasReplacedRunsAtTheNextStart()
                 QFile::encodeName(path).constData()),
             0);
     };
-    install(u"old"_qs);
+    install(u"old"_s);
     m_server = path;
     m_controller->start();
-    QTRY_COMPARE(log().value(1), u"old"_qs);
-    install(u"new"_qs);
+    QTRY_COMPARE(log().value(1), u"old"_s);
+    install(u"new"_s);
     QVERIFY(m_controller->isRunning());
     m_controller->stop();
     QTRY_VERIFY(!m_controller->isRunning());
     m_controller->start();
-    QTRY_COMPARE(log().value(1), u"new"_qs);
+    QTRY_COMPARE(log().value(1), u"new"_s);
 }
 
 WINGBELL_GUILESS_TEST(ServerControllerTest)

@@ -8,6 +8,7 @@
 
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
 using wingbell::ServerController;
 
 class ServerLookupTest : public QObject
@@ -18,8 +19,8 @@ private Q_SLOTS:
     void init()
     {
         m_root = std::make_unique<QTemporaryDir>();
-        QVERIFY(QDir(m_root->path()).mkpath(u"bin"_qs));
-        QVERIFY(QDir(m_root->path()).mkpath(u"libexec/wingbell-control"_qs));
+        QVERIFY(QDir(m_root->path()).mkpath(u"bin"_s));
+        QVERIFY(QDir(m_root->path()).mkpath(u"libexec/wingbell-control"_s));
     }
     void cleanup() { m_root.reset(); }
 
@@ -31,7 +32,7 @@ private Q_SLOTS:
 
     void aLinkToAFileIsFound()
     {
-        QVERIFY(QFile::link(u"/bin/true"_qs, serverPath()));
+        QVERIFY(QFile::link(u"/bin/true"_s, serverPath()));
         QCOMPARE(ServerController::embeddedServer(binFolder()), serverPath());
     }
 
@@ -51,21 +52,21 @@ private Q_SLOTS:
 
     void aDanglingLinkIsNoServer()
     {
-        QVERIFY(QFile::link(m_root->filePath(u"gone"_qs), serverPath()));
+        QVERIFY(QFile::link(m_root->filePath(u"gone"_s), serverPath()));
         QVERIFY(!ServerController::embeddedServer(binFolder()));
     }
 
     void aServerWithAnExtensionIsAnother()
     {
-        QVERIFY(QFile(serverPath() + u".bin"_qs).open(QIODevice::WriteOnly));
+        QVERIFY(QFile(serverPath() + u".bin"_s).open(QIODevice::WriteOnly));
         QVERIFY(!ServerController::embeddedServer(binFolder()));
     }
 
 private:
-    QString binFolder() const { return m_root->filePath(u"bin"_qs); }
+    QString binFolder() const { return m_root->filePath(u"bin"_s); }
     QString serverPath() const
     {
-        return m_root->filePath(u"libexec/wingbell-control/IntercomServer"_qs);
+        return m_root->filePath(u"libexec/wingbell-control/IntercomServer"_s);
     }
 
     std::unique_ptr<QTemporaryDir> m_root;

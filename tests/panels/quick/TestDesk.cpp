@@ -18,6 +18,8 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace wingbell {
 
 /// Notes what it is asked for.
@@ -26,17 +28,17 @@ class RecordingSleepInhibitor final : public SleepInhibitor
 public:
     quint32 inhibit(const QString& /*reason*/) override
     {
-        calls.append(u"inhibit"_qs);
+        calls.append(u"inhibit"_s);
         return 1;
     }
-    void release(quint32 /*identifier*/) override { calls.append(u"release"_qs); }
+    void release(quint32 /*identifier*/) override { calls.append(u"release"_s); }
 
     QStringList calls;
 };
 
 namespace {
 
-const QStringList webSchemes = {u"http"_qs, u"https"_qs};
+const QStringList webSchemes = {u"http"_s, u"https"_s};
 
 QList<QSizeF> sizesOf(const QVariantList& values)
 {
@@ -51,7 +53,7 @@ QList<QSizeF> sizesOf(const QVariantList& values)
 
 TestDesk::TestDesk(QObject* parent)
     : QObject(parent)
-    , m_config(QDir(m_folder.filePath(u"show"_qs)))
+    , m_config(QDir(m_folder.filePath(u"show"_s)))
     , m_sleep(std::make_unique<RecordingSleepInhibitor>())
     , m_server(std::make_unique<ServerController>(
           m_config, [this] { return m_serverPath; }, *m_sleep))
@@ -75,8 +77,8 @@ void TestDesk::noteAddress(const QUrl& address)
 
 void TestDesk::writeShow(const QString& document) const
 {
-    QDir(m_folder.path()).mkpath(u"show"_qs);
-    QFile file(m_folder.filePath(u"show/roles.json"_qs));
+    QDir(m_folder.path()).mkpath(u"show"_s);
+    QFile file(m_folder.filePath(u"show/roles.json"_s));
     if (!file.open(QIODevice::WriteOnly) || file.write(document.toUtf8()) < 0) {
         qFatal("The test's own show cannot be written");
     }
@@ -84,15 +86,15 @@ void TestDesk::writeShow(const QString& document) const
 
 QString TestDesk::savedShow() const
 {
-    QFile file(m_folder.filePath(u"show/roles.json"_qs));
+    QFile file(m_folder.filePath(u"show/roles.json"_s));
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
 void TestDesk::makeSavingFail() const
 {
     // A folder in the file's place stops every user, the administrator too.
-    QFile::remove(m_folder.filePath(u"show/roles.json"_qs));
-    QDir(m_folder.path()).mkpath(u"show/roles.json"_qs);
+    QFile::remove(m_folder.filePath(u"show/roles.json"_s));
+    QDir(m_folder.path()).mkpath(u"show/roles.json"_s);
 }
 
 int TestDesk::roleCount() const
@@ -118,11 +120,11 @@ void TestDesk::setLargeShow(int roles, int channels)
 {
     QStringList names;
     for (int number = 1; number <= channels; ++number) {
-        names.append(u"Channel %1"_qs.arg(number));
+        names.append(u"Channel %1"_s.arg(number));
     }
     QList<Role> everyone;
     for (int number = 1; number <= roles; ++number) {
-        everyone.append(Role{QUuid::createUuid(), u"Role %1"_qs.arg(number), names, names});
+        everyone.append(Role{QUuid::createUuid(), u"Role %1"_s.arg(number), names, names});
     }
     m_config.setChannels(names);
     m_config.setRoles(everyone);
