@@ -29,6 +29,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_INSTALL_PREFIX /usr)
 set(CPACK_SET_DESTDIR ON) # so that nothing that is installed names the folder in which it is packed
 set(CPACK_PROJECT_CONFIG_FILE ${control_files}/reproducible.cmake)
+set(CPACK_WINGBELL_BUILD ${PROJECT_BINARY_DIR})
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/debian/finish_tree.cmake)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS ${run_packages})

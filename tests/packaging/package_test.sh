@@ -34,6 +34,28 @@ for better in $(awk '$1 == "recommend" { print $2 }' "$root/packaging/debian-pac
     }
 done
 
+# The bill of materials names what the package depends on, and the libraries of which only headers were read.
+dpkg-deb --fsys-tarfile "$package" | tar -xO ./usr/share/doc/wingbell-control/wingbell-control.spdx.json |
+    python3 -c '
+import json, re, sys
+
+bill = json.load(sys.stdin)
+names = {package["SPDXID"]: package["name"] for package in bill["packages"]}
+assert len(names) == len(bill["packages"]), "an identifier is used twice"
+assert all(package["versionInfo"] for package in bill["packages"])
+
+
+def are(kind):
+    found = [entry for entry in bill["relationships"] if entry["relationshipType"] == kind]
+    assert all(names[entry["relatedSpdxElement"]] == "wingbell-control" for entry in found if kind != "DESCRIBES")
+    return {names[entry["spdxElementId"]] for entry in found if kind != "DESCRIBES"}
+
+
+needed = {re.match("[^ |]+", word).group() for word in sys.argv[1].split(", ")}
+assert needed == are("RUNTIME_DEPENDENCY_OF"), needed ^ are("RUNTIME_DEPENDENCY_OF")
+assert {"nlohmann-json3-dev", "libexpected-dev", "qt6-declarative-dev"} <= are("BUILD_DEPENDENCY_OF")
+' "$depends" || failed=1
+
 # The permissions of the files must not depend on the umask; those of the archive may.
 (umask 077 && pack again)
 for part in --ctrl-tarfile --fsys-tarfile; do

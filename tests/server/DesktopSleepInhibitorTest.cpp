@@ -532,8 +532,8 @@ private Q_SLOTS:
     {
         qputenv(
             "DBUS_SESSION_BUS_ADDRESS",
-            QByteArray("tcp:host=bus.invalid,port=1;unix:path=/nonexistent/bus;") +
-                m_session->address());
+            QByteArray("tcp:host=bus.invalid,port=1;unix:path=/nonexistent/bus;")
+                .append(m_session->address()));
         MockService sessionManager(*m_session, QStringLiteral("session-manager"));
         DesktopSleepInhibitor inhibitor;
         takeAndRelease(inhibitor, sessionManager, sessionInhibit);
