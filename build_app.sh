@@ -77,9 +77,11 @@ prepare_shared_folder() {
     as_root sh -e "$root/packaging/prepare_shared_folder.sh"
 }
 
-# build PRESET [TARGET...]: configures where needed and builds those targets, or everything.
+# build PRESET [TARGET...]: configures where needed and builds those targets, or everything. The same sources give the
+# same programs: Qt's tools would note when a file was changed, and go through their hashes in any order.
 build() {
-    local folder=build target options=()
+    local folder=build target options=() released
+    released=$(sed -n 's/^ -- .*>  //p' packaging/debian/changelog | head -n 1)
     for target in "${@:2}"; do
         options+=(--target "$target")
     done
@@ -91,7 +93,8 @@ build() {
             fail "the build could not be configured."
         }
     fi
-    cmake --build "$folder" "${options[@]}" || fail "the build failed; the first error above says where."
+    env QT_HASH_SEED=0 SOURCE_DATE_EPOCH="$(date --date="$released" +%s)" \
+        cmake --build "$folder" "${options[@]}" || fail "the build failed; the first error above says where."
 }
 
 run_window() {
