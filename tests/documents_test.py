@@ -12,7 +12,7 @@ LARGEST_PICTURE = 150_000  # bytes: a guide is also read over a slow network
 
 def documents():
     guide = sorted(f"docs/{name}" for name in os.listdir(f"{ROOT}/docs") if name.endswith(".md"))
-    return ["README.md", "CONTRIBUTING.md", *guide]
+    return ["README.md", "CONTRIBUTING.md", "tests/bad-nights.md", *guide]
 
 
 def text_of(document):
@@ -61,12 +61,12 @@ def faults_of_pictures():
 
 def faults_of_tests():
     """A row that says by which tests something was tried: each of them is in the file named before it."""
-    for file, names in re.findall(r"\[\w+\]\(\.\./(tests/[^)]+)\): ((?:`\w+`(?:, )?)+)", text_of("docs/bad-nights.md")):
-        with open(f"{ROOT}/{file}", encoding="utf-8") as tests:
+    for file, names in re.findall(r"\[\w+\]\(([^)]+)\): ((?:`\w+`(?:, )?)+)", text_of("tests/bad-nights.md")):
+        with open(f"{ROOT}/tests/{file}", encoding="utf-8") as tests:
             code = tests.read()
         for name in re.findall(r"\w+", names):
             if not re.search(rf"\b{name}\(", code):
-                yield f"docs/bad-nights.md: {file} has no test {name}"
+                yield f"tests/bad-nights.md: {file} has no test {name}"
 
 
 links = [(document, link) for document in documents() for link in links_of(document)]

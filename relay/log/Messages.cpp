@@ -105,7 +105,8 @@ constexpr auto messages = std::to_array<MessageRow>({
     {Message::SharedStateUnused, OnAir, always,
      "The shared folder %1 is not used, so the crew code and cards are this user's own: %2; ask "
      "the administrator.",
-     "The desk keeps one code [for all its users](#my-colleagues-login-has-another-code), but not "
+     "The desk keeps one code [for all its "
+     "users](questions.md#my-colleagues-login-has-another-code), but not "
      "for you. The reason is after the colon, in the next table."},
     {Message::TheatreCertificate, OnAir, always,
      "Using the theatre's own certificate, which is valid until %1.",
@@ -341,7 +342,7 @@ constexpr auto messages = std::to_array<MessageRow>({
      "It had been spoken for 20 seconds. Split it in two."},
     {Message::NotInstalled, Announcements, always, "%1 is not installed", ""},
     {Message::NotStarted, Announcements, always, "%1 cannot be started: %2",
-     "The speech program is missing. Run `./build_app.sh`."},
+     "The speech program is missing. [Install the desk again](questions.md#install-it-again)."},
     {Message::NothingToSay, Announcements, always, "there is nothing to say in it", ""},
     {Message::NoAudio, Announcements, always, "%1 produced no audio",
      "Only punctuation or signs that cannot be spoken. Write words."},
