@@ -2,6 +2,9 @@
 
 #include "desktop/DesktopSleepInhibitor.h"
 
+#include <QCoreApplication>
+#include <QDir>
+
 namespace wingbell {
 
 namespace {
@@ -24,6 +27,13 @@ ContentModels::ContentModels(const QDir& directory, QObject* parent)
     : QObject(parent)
     , m_config(directory)
 {
+}
+
+QUrl ContentModels::guide()
+{
+    const QDir programs(QCoreApplication::applicationDirPath());
+    return QUrl::fromLocalFile(QDir::cleanPath(
+        programs.filePath(QStringLiteral("../share/doc/wingbell-control/guide/guide.html"))));
 }
 
 void ContentModels::viewShown()

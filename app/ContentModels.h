@@ -5,6 +5,7 @@
 
 #include <QObject>
 #include <QQmlEngine>
+#include <QUrl>
 
 #include <memory>
 
@@ -20,6 +21,7 @@ class ContentModels : public QObject
     Q_PROPERTY(wingbell::ShowConfig* config READ config CONSTANT)
     Q_PROPERTY(wingbell::ServerController* server READ server NOTIFY serverChanged)
     Q_PROPERTY(QString showFile READ showFile CONSTANT)
+    Q_PROPERTY(QUrl guide READ guide CONSTANT)
 
 public:
     /// Models over the show of this machine.
@@ -32,6 +34,9 @@ public:
     [[nodiscard]] ServerController* server() const { return m_server.get(); }
     /// Path of the file that the server reads.
     [[nodiscard]] static QString showFile() { return ShowConfig::documentPath(); }
+
+    /// The guide's first page, which is installed with the program.
+    [[nodiscard]] static QUrl guide();
 
     /// To be called whenever the view is shown; only the first time makes a difference.
     Q_INVOKABLE void viewShown();

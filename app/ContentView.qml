@@ -40,6 +40,12 @@ Rectangle {
             models.viewShown();
     }
 
+    Shortcut {
+        autoRepeat: false
+        sequences: [StandardKey.HelpContents]
+
+        onActivated: Qt.openUrlExternally(view.models.guide)
+    }
     ControlHeader {
         id: header
 

@@ -5,6 +5,7 @@
 #include "tests/TestProgram.h"
 #include "tests/app/ContentStage.h"
 
+#include <QDesktopServices>
 #include <QQmlExtensionPlugin>
 #include <QQuickItem>
 #include <QQuickWindow>
@@ -118,6 +119,13 @@ private Q_SLOTS:
     void aRoleCardStacksItsRows();
     void aChipIsAsLargeAsItsTextAndItsPadding();
     void aStartStoresAPortThatIsBeingTyped();
+    void f1OpensTheGuideOnceForEachPress();
+
+public Q_SLOTS:
+    void noteAddress(const QUrl& address) { m_opened.append(address); }
+
+private:
+    QList<QUrl> m_opened;
 };
 
 void ContentViewTest::init()
@@ -363,6 +371,21 @@ void ContentViewTest::aStartStoresAPortThatIsBeingTyped()
     QVERIFY(QMetaObject::invokeMethod(find(u"powerPanel"_s), "aboutToStart"));
     QCOMPARE(m_models->config()->oscPort(), 8000);
     QVERIFY(m_models->config()->hasUnsavedChanges());
+}
+
+void ContentViewTest::f1OpensTheGuideOnceForEachPress()
+{
+    show();
+    QDesktopServices::setUrlHandler(u"file"_s, this, "noteAddress");
+    QTest::keyPress(m_view.get(), Qt::Key_F1);
+    for (int repeated = 0; repeated < 3; ++repeated) {
+        QTest::simulateEvent(m_view.get(), true, Qt::Key_F1, Qt::NoModifier, {}, true);
+    }
+    QTest::keyRelease(m_view.get(), Qt::Key_F1);
+    QDesktopServices::unsetUrlHandler(u"file"_s);
+    QCOMPARE(m_opened.size(), 1);
+    QVERIFY2(
+        QFile::exists(m_opened.front().toLocalFile()), qPrintable(m_opened.front().toString()));
 }
 
 WINGBELL_GUI_TEST(ContentViewTest)
