@@ -60,8 +60,6 @@ Item {
         objectName: "roleCards"
 
         delegate: RoleCardSlot {
-            readonly property RoleCardList list: parent as RoleCardList
-
             function measure() {
                 if (index === 0 && item)
                     list.cardHeight = implicitHeight;

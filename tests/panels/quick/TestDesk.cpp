@@ -38,7 +38,7 @@ public:
 
 namespace {
 
-const QStringList webSchemes = {u"http"_s, u"https"_s};
+const QStringList openedSchemes = {u"http"_s, u"https"_s, u"file"_s};
 
 QList<QSizeF> sizesOf(const QVariantList& values)
 {
@@ -58,14 +58,14 @@ TestDesk::TestDesk(QObject* parent)
     , m_server(std::make_unique<ServerController>(
           m_config, [this] { return m_serverPath; }, *m_sleep))
 {
-    for (const QString& scheme : webSchemes) {
+    for (const QString& scheme : openedSchemes) {
         QDesktopServices::setUrlHandler(scheme, this, "noteAddress");
     }
 }
 
 TestDesk::~TestDesk()
 {
-    for (const QString& scheme : webSchemes) {
+    for (const QString& scheme : openedSchemes) {
         QDesktopServices::unsetUrlHandler(scheme);
     }
 }
