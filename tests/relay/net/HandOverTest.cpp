@@ -244,7 +244,9 @@ void HandOverTest::aSocketThatWasLeftBehindIsReplaced()
 void HandOverTest::whatIsNoSocketIsNeitherReplacedNorAsked_data()
 {
     QTest::addColumn<Put>("put");
-    const auto row = [](const char* name, const Put& put) { QTest::newRow(name) << put; };
+    const auto row = [](const char* name, const Put& put) {
+        QTest::newRow(name) << put;
+    };
     row("a file", [](const QString& path) { return QFile(path).open(QIODevice::WriteOnly); });
     row("a folder", [](const QString& path) { return QDir().mkdir(path); });
     row("a link to a socket", [](const QString& path) {
