@@ -85,13 +85,12 @@ QString commonNameOf(const X509& certificate)
 
 bool isPermitted(const QHostAddress& address)
 {
-    return !address.isNull() &&
-           std::any_of(
-               permittedNetworks.begin(), permittedNetworks.end(),
-               [&address](const PermittedNetwork& permitted) {
-                   return address.isInSubnet(
-                       QHostAddress(QString::fromLatin1(permitted.network)), permitted.prefix);
-               });
+    return std::any_of(
+        permittedNetworks.begin(), permittedNetworks.end(),
+        [&address](const PermittedNetwork& permitted) {
+            return address.isInSubnet(
+                QHostAddress(QString::fromLatin1(permitted.network)), permitted.prefix);
+        });
 }
 
 /// In the words of OpenSSL's configuration: "DNS:localhost,IP:127.0.0.1".

@@ -165,6 +165,9 @@ void OpusReceiver::take(std::size_t underrunSamples)
 void OpusReceiver::decode(const JitterBuffer::Step& step)
 {
     const std::span<float> room = m_samples.subspan(m_length).first(step.samples);
+    if (m_concealedRun >= silentFrom) { // what was before the silence must not click into this
+        opus_decoder_ctl(m_decoder.get(), OPUS_RESET_STATE);
+    }
     const int decoded = opus_decode_float(
         m_decoder.get(), step.payload.data(), static_cast<opus_int32>(step.payload.size()),
         room.data(), static_cast<int>(room.size()), step.action == JitterBuffer::Action::Recover);
