@@ -255,6 +255,12 @@ def middle_of(node):
     return place.x + place.width // 2, place.y + place.height // 2
 
 
+def is_inside(node, outer):
+    """Whether all of an accessible lies within the height of another one."""
+    place, room = (Atspi.Component.get_extents(item, Atspi.CoordType.SCREEN) for item in (node, outer))
+    return room.y <= place.y and place.y + place.height <= room.y + room.height
+
+
 def click(node, button=1):
     xdotool("mousemove", *middle_of(node), "click", button)
 

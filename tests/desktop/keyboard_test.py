@@ -376,6 +376,8 @@ def a_line_of_the_console_is_copied_by_its_menu(window):
     desk.send_osc(47123, "/wingbell/say", "Places")
     line = window.see_line("Places")
     window.wait_for_input()
+    console = window.find("Console", Atspi.Role.LIST)
+    wait_until(lambda: desk.is_inside(window.find(line), console), "the console to scroll to the line")
     desk.click(window.find(line), button=3)
     desk.click(entry(window, "Copy"))
     wait_until(lambda: menu_closed(window), "the menu to close")
