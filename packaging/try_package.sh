@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Tests the Debian package in an empty Debian 12: installs it there with its dependencies, starts both programs as an
+# Tests the Debian package in an empty Debian: installs it there with its dependencies, starts both programs as an
 # ordinary user, looks at them, and removes it again. As root, after ./build_app.sh package:
 #
-#   packaging/try_package.sh [PACKAGE [PICTURE]]
+#   packaging/try_package.sh [SUITE [PACKAGE [PICTURE]]]      bookworm (Debian 12) where none is named
 #
 # The picture of the window lands in PICTURE, build/package/try.png where none is given. Needs debootstrap, xvfb, openbox,
 # xdotool, x11-utils, imagemagick and iproute2, about 900 MB below /tmp for a few minutes, and the archive of Debian or
@@ -85,16 +85,15 @@ inside() {
     apt_get install /tmp/wingbell-control.deb
     diff <(in_root dpkg-query -W -f '${Package}\n') "$work/packages" | grep '^[<>]' >"$work/new" || true
     [ "$(cat "$work/new")" = "< wingbell-control" ] || fail "more was installed than the package: $(cat "$work/new")"
-    [ "$(stat -c '%a %U' "$root/Users/Shared")" = "1777 root" ] || fail "the folder for the show is not open to all"
+    [ "$(stat -c '%a %U' "$root/Users/Shared" "$root/Users/Shared/Wingbell")" = $'1777 root\n777 root' ] ||
+        fail "the folder for the show is not open to all"
     in_root dpkg --audit
     ! in_root ldd /usr/bin/WingbellControl /usr/libexec/wingbell-control/IntercomServer | grep 'not found' || fail "libraries are missing"
 
     say "the server, on its own"
-    mkdir "$root/Users/Shared/Wingbell"
     cat >"$root/Users/Shared/Wingbell/roles.json" <<EOF
 { "show": "Recital", "channels": ["Main"], "roles": [{ "name": "Stage Manager", "talk": ["Main"], "listen": ["Main"] }], "oscPort": $port }
 EOF
-    in_root chown -R crew:crew /Users/Shared/Wingbell
     (become_crew /usr/libexec/wingbell-control/IntercomServer /Users/Shared/Wingbell/roles.json) >"$work/server" 2>&1 &
     server=$!
     until_true "the server says where the crew join" grep -q 'The crew join at https://.* with the code [0-9]' "$work/server"
@@ -132,6 +131,15 @@ EOF
     until_true "the server ends" [ ! -e "/proc/$server" ]
     [ ! -s "$work/window" ] || sed 's/^/    the window said: /' "$work/window"
 
+    say "upgrading with a show on air"
+    (become_crew /usr/libexec/wingbell-control/IntercomServer /Users/Shared/Wingbell/roles.json) >"$work/server" 2>&1 &
+    server=$!
+    until_true "the server says where the crew join" grep -q 'The crew join at' "$work/server"
+    apt_get install --reinstall /tmp/wingbell-control.deb
+    holds_port || fail "the upgrade ended the show: $(cat "$work/server")"
+    kill -TERM "$server"
+    wait "$server" || fail "the server ended with status $?: $(cat "$work/server")"
+
     say "removing the package"
     apt_get remove wingbell-control
     [ -f "$root/Users/Shared/Wingbell/roles.json" ] || fail "the show is gone"
@@ -139,8 +147,8 @@ EOF
     [ -f "$root/Users/Shared/Wingbell/roles.json" ] || fail "the show is gone"
     diff "$work/before" <(files | grep -vxE '\./Users(/Shared(/Wingbell(/roles\.json)?)?)?') || fail "the package left this behind"
     say "installing it again and removing it without a show"
+    rm -r "$root/Users"
     apt_get install /tmp/wingbell-control.deb
-    rm -r "$root/Users/Shared/Wingbell"
     apt_get purge wingbell-control
     diff "$work/before" <(files) || fail "the package left this behind"
     umount "$network"
@@ -155,14 +163,15 @@ fi
 
 [ "$(id -u)" -eq 0 ] || fail "only root may make another root; run this with sudo."
 top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-package=${1:-$(find "$top/build/package" -maxdepth 1 -name '*.deb' | LC_ALL=C sort | tail -n 1)}
+suite=${1:-bookworm}
+package=${2:-$(find "$top/build/package" -maxdepth 1 -name '*.deb' | LC_ALL=C sort | tail -n 1)}
 [ -f "$package" ] || fail "there is no package; make one with ./build_app.sh package."
 package=$(realpath "$package")
-picture=$(realpath "${2:-$top/build/package/try.png}")
+picture=$(realpath "${3:-$top/build/package/try.png}")
 work=$(mktemp -d /tmp/try-package.XXXXXX)
 trap 'rm -rf --one-file-system "$work"' EXIT
 
-say "making an empty Debian 12"
-debootstrap --variant=minbase bookworm "$work/root" ${WINGBELL_MIRROR:+"$WINGBELL_MIRROR"} >"$work/words" 2>&1 ||
+say "making an empty $suite"
+debootstrap --variant=minbase "$suite" "$work/root" ${WINGBELL_MIRROR:+"$WINGBELL_MIRROR"} >"$work/words" 2>&1 ||
     fail "debootstrap failed: $(tail -n 5 "$work/words")"
 unshare --mount --propagation private --pid --fork --kill-child "${BASH_SOURCE[0]}" --inside "$work" "$package" "$picture"
