@@ -42,7 +42,7 @@ Rectangle {
 
     Shortcut {
         autoRepeat: false
-        sequences: [StandardKey.HelpContents]
+        sequences: ["F1"]
 
         onActivated: Qt.openUrlExternally(view.models.guide)
     }

@@ -60,8 +60,11 @@ Item {
         objectName: "roleCards"
 
         delegate: RoleCardSlot {
+            // Not before the slot has its parent, which newer versions of the toolkit set after the first bindings.
+            readonly property RoleCardList list: (parent as RoleCardList) ?? null
+
             function measure() {
-                if (index === 0 && item)
+                if (list && index === 0 && item)
                     list.cardHeight = implicitHeight;
             }
             function noteFocus() {
@@ -84,6 +87,7 @@ Item {
                 noteFocus();
                 measure();
             }
+            onListChanged: measure()
         }
         model: RoleListModel {
             config: list.config
