@@ -26,8 +26,9 @@ struct MediaAnswer
 class MediaLink : public PacketSink
 {
 public:
-    /// Forged: the other end has another certificate than its answer promised.
-    enum class State { Waiting, Connected, Lost, Forged };
+    /// HungUp: the other end has closed the connection, as browsers do when a page is closed.
+    /// Forged: it has another certificate than its answer promised.
+    enum class State { Waiting, Connected, Lost, HungUp, Forged };
 
     /// The SDP offer, complete with all addresses.
     [[nodiscard]] virtual QByteArray offer() const = 0;

@@ -57,7 +57,7 @@ MediaLink::State WebRtcLink::state() const
     case DtlsConnection::State::Forged:
         return State::Forged;
     case DtlsConnection::State::Closed:
-        return State::Lost;
+        return State::HungUp;
     case DtlsConnection::State::Handshaking:
         return State::Waiting;
     case DtlsConnection::State::Connected:

@@ -567,11 +567,14 @@ std::optional<Departure> Crew::departureOf(const Member& member, Clock::time_poi
         return Departure::NeverCame;
     }
     // A page whose link broke joins again by itself, and replaces this session.
-    const bool isQuiet = now - member.lastMessage >= silenceTimeout;
-    if (member.link->state() == MediaLink::State::Lost && now - member.lastMessage >= keyTimeout) {
+    const auto silence = now - member.lastMessage;
+    if (member.link->state() == MediaLink::State::HungUp && silence >= hungUpTimeout) {
+        return Departure::Left;
+    }
+    if (member.link->state() == MediaLink::State::Lost && silence >= keyTimeout) {
         return Departure::LinkBroken;
     }
-    if (isQuiet && now - member.lastAudio >= silenceTimeout) {
+    if (silence >= silenceTimeout && now - member.lastAudio >= silenceTimeout) {
         return Departure::Vanished;
     }
     return std::nullopt;

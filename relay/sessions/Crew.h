@@ -56,6 +56,10 @@ public:
     static constexpr Clock::duration connectTimeout = std::chrono::seconds(15);
     /// Without a message from the page, the talk keys count as released.
     static constexpr Clock::duration keyTimeout = std::chrono::seconds(6);
+    /// Without a message from a page that has hung up, it has left. One that is there sends one
+    /// every two seconds, and says when it leaves; but browsers do not always let a page say so
+    /// that is being closed.
+    static constexpr Clock::duration hungUpTimeout = std::chrono::seconds(3);
     /// Without a message and without audio, a member is gone.
     static constexpr Clock::duration silenceTimeout = std::chrono::seconds(20);
     static constexpr Clock::duration heartbeatInterval = std::chrono::seconds(2);

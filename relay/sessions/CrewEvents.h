@@ -38,7 +38,7 @@ public:
 
 /// Why a crew member is gone.
 enum class Departure {
-    Left,       ///< said so
+    Left,       ///< said so, or hung up and said nothing more
     Vanished,   ///< no sign of life
     NeverCame,  ///< got an offer but did not connect
     LinkBroken, ///< the media connection broke and did not come back

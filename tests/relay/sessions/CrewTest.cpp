@@ -152,6 +152,7 @@ private Q_SLOTS:
     void aMemberThatNeverConnectsIsRemoved();
     void aMemberWithoutASignOfLifeIsRemoved();
     void aBrokenLinkIsGivenTimeToComeBack();
+    void aPageThatHangsUpAndSaysNothingMoreHasLeft();
     void aForgedCertificateEndsTheSessionAtOnce();
     void joiningAgainReplacesTheSessionBefore();
     void comingBackAtTheSecondTryIsComingBackToo();
@@ -467,6 +468,19 @@ void CrewTest::aBrokenLinkIsGivenTimeToComeBack()
     m_crew->checkTimeouts(m_now);
     QVERIFY(!m_crew->has(session));
     QCOMPARE(m_observer.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 3"));
+}
+
+void CrewTest::aPageThatHangsUpAndSaysNothingMoreHasLeft()
+{
+    const QString session = join(0);
+    m_links.back()->now = MediaLink::State::HungUp;
+    m_now += Crew::hungUpTimeout - 1ms;
+    m_crew->checkTimeouts(m_now);
+    QVERIFY(m_crew->has(session));
+    m_now += 1ms;
+    m_crew->checkTimeouts(m_now);
+    QVERIFY(!m_crew->has(session));
+    QCOMPARE(m_observer.lines.constLast(), QStringLiteral("left Caller 10.0.0.1 0"));
 }
 
 void CrewTest::aForgedCertificateEndsTheSessionAtOnce()
