@@ -42,7 +42,7 @@ Rectangle {
 
     Shortcut {
         autoRepeat: false
-        sequences: ["F1"]
+        sequence: "F1"
 
         onActivated: Qt.openUrlExternally(view.models.guide)
     }

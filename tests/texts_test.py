@@ -26,7 +26,7 @@ VERBATIM = {
 
 # Properties and functions whose strings are not shown: colours, symbols, internal names, files.
 UNREAD = {
-    "border.color", "color", "fill", "icon", "name", "objectName", "outline", "plateColor", "property",
+    "border.color", "color", "fill", "icon", "name", "objectName", "outline", "plateColor", "property", "sequence",
     "selectedTextColor", "source", "symbol", "textColor", "tint",
     "Qt.darker", "Qt.lighter", "Theme.faded", "setSource", "setup.setSource", "strip.setSource",
 }  # fmt: skip
