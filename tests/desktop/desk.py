@@ -255,6 +255,12 @@ def middle_of(node):
     return place.x + place.width // 2, place.y + place.height // 2
 
 
+def window_place(node):
+    """Where the window of an accessible is, as its program has been told."""
+    place, inside = (Atspi.Component.get_extents(node, kind) for kind in (Atspi.CoordType.SCREEN, Atspi.CoordType.WINDOW))
+    return place.x - inside.x, place.y - inside.y
+
+
 def is_inside(node, outer):
     """Whether all of an accessible lies within the height of another one."""
     place, room = (Atspi.Component.get_extents(item, Atspi.CoordType.SCREEN) for item in (node, outer))

@@ -79,6 +79,8 @@ def opened(window):
     identifier = window.wait_for_input()
     xdotool("windowmove", identifier, 150, 120)
     wait_until(lambda: place_of(window)[:2] == (150, 120), "the window in its place")
+    switch = wait_until(lambda: window.find("Intercom server"), "the switch")
+    wait_until(lambda: desk.window_place(switch) == (150, 120), "the window to know its place")
     return identifier
 
 
