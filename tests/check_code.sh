@@ -16,7 +16,12 @@ mapfile -t cpp < <(git ls-files '*.cpp' '*.h')
 mapfile -t qml < <(git ls-files '*.qml')
 failed=0
 
+# Each release of the two programs breaks some lines elsewhere: Debian 12's count.
 check_format() {
+    if ! grep -q '^VERSION_CODENAME=bookworm' /etc/os-release; then
+        echo "not checked: it is that of Debian 12's clang-format and qmlformat"
+        return
+    fi
     echo "clang-format"
     printf '%s\n' "${cpp[@]}" | xargs -P "$(nproc)" -n 50 clang-format --dry-run -Werror || failed=1
     echo "qmlformat"
