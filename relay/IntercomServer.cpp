@@ -6,8 +6,6 @@
 #include "relay/Sentences.h"
 #include "relay/StartCheck.h"
 #include "relay/access/CardKeys.h"
-#include "relay/access/Certificate.h"
-#include "relay/access/CertificateAuthority.h"
 #include "relay/access/CrewCode.h"
 #include "relay/access/StateDirectory.h"
 #include "relay/audio/AudioIo.h"
@@ -21,11 +19,8 @@
 #include "relay/net/Port.h"
 #include "relay/speech/SpeechSynthesizer.h"
 
-#include <QDateTime>
 #include <QFile>
 #include <QProcessEnvironment>
-#include <QSysInfo>
-#include <QTimeZone>
 
 #include <cerrno>
 #include <csignal>
@@ -79,36 +74,6 @@ struct Switches
         return shortCycles ? maxCycleSamples / 2 : maxCycleSamples;
     }
 };
-
-/// The addresses and names of this machine, for the crew's page and its certificate.
-struct Place
-{
-    CertificateNames names;
-    QStringList urls; ///< of the crew's page, best first; never empty
-};
-
-Place placeOf(quint16 port)
-{
-    Place place;
-    place.names.hostNames = hostNames(QSysInfo::machineHostName());
-    for (const InterfaceAddress& found : rankedAddresses(NetworkAddresses().read())) {
-        place.names.addresses.push_back(found.address);
-        // A link-local address means nothing without the name of the asking side's interface.
-        if (found.address.protocol() == QHostAddress::IPv4Protocol ||
-            !found.address.isLinkLocal()) {
-            place.urls.append(urlFor(found.address, port));
-        }
-    }
-    for (const QString& name : place.names.hostNames) {
-        if (name.endsWith(QLatin1String(".local"))) {
-            place.urls.append(urlFor(name, port));
-        }
-    }
-    if (place.urls.isEmpty()) {
-        place.urls.append(urlFor(QStringLiteral("localhost"), port));
-    }
-    return place;
-}
 
 HttpLimits httpLimits()
 {
@@ -240,58 +205,6 @@ std::vector<QHostAddress> loopbackAddress()
     return {QHostAddress(QHostAddress::LocalHost)};
 }
 
-/// By what browsers know this machine.
-struct Identity
-{
-    CertificateAuthority authority;
-    QByteArray pem; ///< what the server loads
-    QString fingerprint;
-    bool vouches = true;   ///< the authority for that certificate
-    QStringList hostNames; ///< further names of this machine, from the theatre's own certificate
-    QStringList remarks;
-};
-
-/// nullopt if OpenSSL fails.
-std::optional<Identity>
-loadIdentity(const StateDirectory& folder, const Place& place, CertificateTime now)
-{
-    const auto authority = loadOrCreateAuthority(folder, place.names.hostNames, now);
-    if (!authority) {
-        return std::nullopt;
-    }
-    Identity identity{authority->authority, {}, {}, true, {}, {}};
-    const auto remark = [&identity](Message message, const QString& argument) {
-        if (!argument.isEmpty()) {
-            identity.remarks.append(messageText(message, {argument}));
-        }
-    };
-    remark(Message::NewAuthority, authority->replacedBecause);
-    remark(Message::AuthorityNotSaved, authority->notStoredBecause);
-    const auto theatres = loadTheatreCertificate(folder, place.names, now);
-    if (theatres && *theatres) {
-        const TheatreCertificate& own = **theatres;
-        const auto until = std::chrono::system_clock::to_time_t(own.validUntil);
-        remark(
-            Message::TheatreCertificate, QDateTime::fromSecsSinceEpoch(until, QTimeZone::utc())
-                                             .toString(QStringLiteral("yyyy-MM-dd")));
-        identity.pem = own.pem;
-        identity.fingerprint = own.fingerprint;
-        identity.vouches = false;
-        identity.hostNames = own.hostNames;
-        return identity;
-    }
-    remark(Message::TheatreCertificateUnused, theatres ? QString() : theatres.error());
-    const auto made = loadOrCreateCertificate(folder, authority->authority, place.names, now);
-    if (!made) {
-        return std::nullopt;
-    }
-    remark(Message::CertificateNotSaved, made->notStoredBecause);
-    remark(Message::NewCertificate, made->newBecause);
-    identity.pem = made->certificate.pem();
-    identity.fingerprint = made->certificate.fingerprint();
-    return identity;
-}
-
 Result<Relay::Parts, StartError> openParts(
     const ShowFile& show, const StateDirectory& folder, const StateDirectory& sockets,
     const Switches& switches)
@@ -307,12 +220,11 @@ Result<Relay::Parts, StartError> openParts(
         return failure(startError(freePorts.error(), port));
     }
 
-    Place place = placeOf(port);
     // Two servers that start at once, perhaps of two users, have to end up with the same secrets.
     FileDescriptor lock = folder.lock();
     const StoredCrewCode code = loadOrCreateCrewCode(folder);
     const StoredCardSecret cards = loadOrCreateCardSecret(folder);
-    auto identity = loadIdentity(folder, place, std::chrono::system_clock::now());
+    auto identity = loadDeskIdentity(folder, port, std::chrono::system_clock::now());
     (void)lock.close();
     auto dtls = DtlsContext::make();
     if (!identity || !dtls) {
@@ -336,23 +248,7 @@ Result<Relay::Parts, StartError> openParts(
             handOver.emplace(std::move(*opened));
         }
     }
-    QStringList urls;
-    for (const QString& host : identity->hostNames) {
-        urls.append(urlFor(host, port));
-    }
-    place.urls = urls + place.urls;
     auto server = std::make_unique<HttpsServer>(std::move(ports->crew), *tls, httpLimits());
-    std::vector<QByteArray> names;
-    for (const QString& name : place.names.hostNames + identity->hostNames) {
-        names.push_back(name.toUtf8());
-    }
-    server->router().setHostNames(names);
-    server->router().addDownload(
-        "/authority.crt", "application/x-x509-ca-cert", identity->authority.der());
-    server->router().addDownload(
-        "/authority.mobileconfig", "application/x-apple-aspen-config",
-        identity->authority.appleProfile());
-
     QStringList remarks;
     if (tookOver) {
         remarks.append(messageText(Message::TookOver, {QString::number(earlier->process())}));
@@ -369,14 +265,15 @@ Result<Relay::Parts, StartError> openParts(
     if (!cards.notStoredBecause.isEmpty()) {
         remarks.append(messageText(Message::CardSecretNotSaved, {cards.notStoredBecause}));
     }
-    remarks.append(identity->remarks);
     return Relay::Parts{
         ShowPatch(show),
         port,
         std::move(ports->osc),
         std::move(server),
-        {code.code, CardKeys(cards.secret, show.show), place.urls, identity->fingerprint,
-         identity->vouches ? identity->authority.fingerprint() : QString()},
+        code.code,
+        CardKeys(cards.secret, show.show),
+        folder,
+        std::move(*identity),
         remarks,
         {},
         std::move(ports->media),

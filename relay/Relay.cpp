@@ -2,6 +2,7 @@
 
 #include "base/LineText.h"
 #include "relay/Sentences.h"
+#include "relay/access/X509.h"
 #include "relay/log/LineWriter.h"
 
 #include <algorithm>
@@ -17,6 +18,9 @@ constexpr std::chrono::milliseconds shutDownTimeout = 250ms;
 constexpr std::chrono::milliseconds lastLinesTimeout = 200ms;
 
 constexpr std::chrono::milliseconds crewCheckInterval = 500ms;
+
+/// A desk may stay on air until its certificate expires.
+constexpr std::chrono::system_clock::duration renewInterval = 12h;
 
 /// How many unknown channels are told one by one.
 constexpr std::size_t maxUnknownChannelsTold = 5;
@@ -67,11 +71,15 @@ Relay::Relay(Parts parts, int stopDescriptor, LineWriter& output)
     : m_show(std::move(parts.show))
     , m_port(parts.port)
     , m_takesIpv6(parts.osc.takesIpv6())
-    , m_door(parts.door)
+    , m_code(parts.code)
+    , m_keys(parts.keys)
+    , m_folder(std::move(parts.folder))
+    , m_identity(std::move(parts.identity))
     , m_remarks(parts.remarks)
     , m_problems(parts.problems)
     , m_output(output)
     , m_began(Clock::now())
+    , m_renewAt(std::chrono::system_clock::now() + renewInterval)
     , m_log(output, [this] { waitForOutput(); })
     , m_room(static_cast<std::size_t>(m_show.channels().size()), parts.media.samplesPerCycle)
     , m_media(
@@ -95,11 +103,11 @@ Relay::Relay(Parts parts, int stopDescriptor, LineWriter& output)
            }})
     , m_osc(m_show, std::move(parts.osc), m_announcer, m_crew, m_log)
     , m_service(
-          parts.server->router(), m_show, m_crew, m_door,
+          parts.server->router(), m_show, m_crew, {m_code, m_keys, address(*parts.server)},
           [this](CrewService::AccessError error, const QHostAddress& who) {
               m_log.rejectedRequest(messageOf(error), who);
           })
-    , m_desk(parts.server->router(), m_show, m_crew, m_announcer, m_log, m_door.keys)
+    , m_desk(parts.server->router(), m_show, m_crew, m_announcer, m_log, m_keys)
     , m_server(std::move(parts.server))
     , m_stopNotifier(stopDescriptor, QSocketNotifier::Read)
     , m_oscNotifier(m_osc.descriptor(), QSocketNotifier::Read)
@@ -131,6 +139,8 @@ Relay::Relay(Parts parts, int stopDescriptor, LineWriter& output)
             m_crewTimer.stop();
         }
     });
+    m_addressWatch.emplace([this] { checkAddresses(); });
+    showIdentity();
     m_mixer->waitUntilRunning();
 }
 
@@ -146,7 +156,7 @@ void Relay::tellOnAir()
 {
     m_began = Clock::now();
     m_log.tell(onAirSentence(m_show, m_port, m_takesIpv6));
-    for (const QString& remark : m_remarks) {
+    for (const QString& remark : m_remarks + m_identity.remarks) {
         m_log.tell(remark);
     }
     const std::vector<UnknownChannel>& unknown = m_show.unknownChannels();
@@ -159,21 +169,83 @@ void Relay::tellOnAir()
     if (unknown.size() > told) {
         m_log.tell(Message::MoreUnknownChannels, {QString::number(unknown.size() - told)});
     }
-    const QString& page = m_door.urls.constFirst();
-    QStringList howToJoin = {
-        joinSentence(m_door.urls, m_door.code.text()),
-        messageText(Message::Fingerprint, {m_door.fingerprint})};
-    if (!m_door.authority.isEmpty()) {
-        howToJoin.append(
-            messageText(Message::Authority, {page + QStringLiteral("help"), m_door.authority}));
-    }
-    howToJoin.append(
-        messageText(Message::JoinCard, {page + QStringLiteral("card#code=") + m_door.code.text()}));
-    howToJoin.append(messageText(
-        Message::DeskPage, {page + QStringLiteral("desk#key=") + m_door.keys.deskKey()}));
-    m_log.tellHowToJoin(howToJoin);
+    tellHowToJoin();
     for (const QString& problem : m_problems) {
         m_log.tell(problem);
+    }
+}
+
+void Relay::tellHowToJoin()
+{
+    const CrewService::Address here = address(*m_server);
+    const QString& page = here.urls.constFirst();
+    QStringList howToJoin = {
+        joinSentence(here.urls, m_code.text()),
+        messageText(Message::Fingerprint, {here.fingerprint})};
+    if (!here.authority.isEmpty()) {
+        howToJoin.append(
+            messageText(Message::Authority, {page + QStringLiteral("help"), here.authority}));
+    }
+    howToJoin.append(
+        messageText(Message::JoinCard, {page + QStringLiteral("card#code=") + m_code.text()}));
+    howToJoin.append(
+        messageText(Message::DeskPage, {page + QStringLiteral("desk#key=") + m_keys.deskKey()}));
+    m_log.tellHowToJoin(howToJoin);
+}
+
+CrewService::Address Relay::address(const HttpsServer& server) const
+{
+    const std::vector<QHostAddress>& addresses = m_identity.place.names.addresses;
+    const QSslCertificate shown =
+        server.certificateAt(addresses.empty() ? QHostAddress() : addresses.front());
+    return {m_identity.urls, fingerprintOf(shown.toDer()), m_identity.authorityFingerprint};
+}
+
+void Relay::showIdentity()
+{
+    Router& router = m_server->router();
+    std::vector<QByteArray> names;
+    for (const QString& name : m_identity.hostNames) {
+        names.push_back(name.toUtf8());
+    }
+    router.setHostNames(names);
+    router.addDownload("/authority.crt", "application/x-x509-ca-cert", m_identity.authority);
+    router.addDownload(
+        "/authority.mobileconfig", "application/x-apple-aspen-config", m_identity.appleProfile);
+    m_service.setAddress(address(*m_server));
+}
+
+void Relay::checkAddresses()
+{
+    const DeskPlace place = deskPlace(m_port);
+    // Without any address there is no page that could be opened by another one.
+    if (!place.names.addresses.empty() && place != m_identity.place) {
+        renewIdentity();
+    }
+}
+
+/// By the addresses and the time of now. If that fails, all stays as it is.
+void Relay::renewIdentity()
+{
+    const auto now = std::chrono::system_clock::now();
+    m_renewAt = now + renewInterval;
+    FileDescriptor lock = m_folder.lock();
+    auto identity = loadDeskIdentity(m_folder, m_port, now);
+    (void)lock.close();
+    const auto tls = identity ? tlsConfiguration(identity->pem) : std::nullopt;
+    if (!tls) {
+        return;
+    }
+    const bool moved = identity->urls != m_identity.urls;
+    m_identity = std::move(*identity);
+    m_server->renewTls(*tls, m_identity.place.names.addresses);
+    showIdentity();
+    if (moved) {
+        m_log.tell(Message::AddressesChanged, {});
+        for (const QString& remark : m_identity.remarks) {
+            m_log.tell(remark);
+        }
+        tellHowToJoin();
     }
 }
 
@@ -226,6 +298,7 @@ void Relay::closePorts()
         m_handOver->close();
     }
     m_crewTimer.stop();
+    m_addressWatch.reset();
     m_osc.stop();
     m_announcer.stop();
     m_desk.goOffAir();
@@ -277,6 +350,9 @@ void Relay::lookAfterCrew()
 {
     if (!m_crewTimer.isActive()) {
         m_crewTimer.start(crewCheckInterval);
+    }
+    if (std::chrono::system_clock::now() >= m_renewAt) {
+        renewIdentity();
     }
 }
 

@@ -1,13 +1,16 @@
 #pragma once
 
 #include "relay/Announcer.h"
+#include "relay/DeskIdentity.h"
 #include "relay/DeskService.h"
 #include "relay/EventLog.h"
 #include "relay/OscInput.h"
 #include "relay/RealtimeKit.h"
+#include "relay/access/StateDirectory.h"
 #include "relay/audio/MixerThread.h"
 #include "relay/http/HttpsServer.h"
 #include "relay/link/MediaTransport.h"
+#include "relay/net/AddressWatch.h"
 #include "relay/net/HandOver.h"
 #include "relay/sessions/CrewService.h"
 
@@ -35,9 +38,12 @@ public:
         quint16 port = 0;
         OscSocket osc;
         std::unique_ptr<HttpsServer> server;
-        CrewService::Door door;
-        QStringList remarks;  ///< lines to tell after the first one
-        QStringList problems; ///< lines to tell after those that say how to join
+        CrewCode code;
+        CardKeys keys;
+        StateDirectory folder; ///< of the certificates
+        DeskIdentity identity; ///< with the certificate that the server has
+        QStringList remarks;   ///< lines to tell after the first one
+        QStringList problems;  ///< lines to tell after those that say how to join
         DatagramSocket mediaSocket;
         std::unique_ptr<const DtlsContext> dtls;
         MediaTransport::Settings media;
@@ -57,6 +63,11 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void tellOnAir();
+    void tellHowToJoin();
+    [[nodiscard]] CrewService::Address address(const HttpsServer& server) const;
+    void showIdentity();
+    void checkAddresses();
+    void renewIdentity();
     void askForRealTime();
     void handOver();
     void stop();
@@ -68,11 +79,15 @@ private:
     ShowPatch m_show;
     quint16 m_port;
     bool m_takesIpv6;
-    CrewService::Door m_door;
+    CrewCode m_code;
+    CardKeys m_keys;
+    StateDirectory m_folder;
+    DeskIdentity m_identity;
     QStringList m_remarks;
     QStringList m_problems;
     LineWriter& m_output;
     Clock::time_point m_began;
+    Certificate::Time m_renewAt; ///< the identity, with the first who joins then
     QEventLoop m_loop;
     std::optional<QSocketNotifier> m_outputNotifier; ///< none until the output had to wait
     QTimer m_heldBackTimer;
@@ -89,7 +104,8 @@ private:
     QSocketNotifier m_stopNotifier;
     QSocketNotifier m_oscNotifier;
     QTimer m_crewTimer;
-    std::optional<RealtimeKit> m_realtimeKit; ///< while it is asked
+    std::optional<AddressWatch> m_addressWatch; ///< while on air
+    std::optional<RealtimeKit> m_realtimeKit;   ///< while it is asked
     std::optional<HandOver> m_handOver;
     std::optional<QSocketNotifier> m_handOverNotifier; ///< while requests are taken
 };

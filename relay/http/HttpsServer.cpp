@@ -2,6 +2,7 @@
 
 #include "relay/net/IpAddress.h"
 
+#include <QDateTime>
 #include <QHash>
 #include <QSslCertificate>
 #include <QSslDiffieHellmanParameters>
@@ -52,6 +53,33 @@ void setTcpOptions(int descriptor, const HttpLimits& limits)
     setTcpOption(descriptor, TCP_USER_TIMEOUT, static_cast<int>(limits.stalledTimeout.count()));
 }
 
+/// The address of this machine that a browser has connected to.
+QHostAddress ownAddress(int connection)
+{
+    sockaddr_storage own = {};
+    socklen_t size = sizeof own;
+    if (::getsockname(connection, reinterpret_cast<sockaddr*>(&own), &size) != 0) {
+        return {};
+    }
+    QHostAddress address = ipAddress(own);
+    address.setScopeId({});
+    return address;
+}
+
+bool expiresSoon(const QSslCertificate& certificate)
+{
+    return certificate.expiryDate() <= QDateTime::currentDateTimeUtc().addDays(1);
+}
+
+bool isGoodFor(const QSslCertificate& certificate, const QHostAddress& address)
+{
+    const QStringList named = certificate.subjectAlternativeNames().values(QSsl::IpAddressEntry);
+    return !expiresSoon(certificate) &&
+           std::any_of(named.begin(), named.end(), [&address](const QString& text) {
+               return QHostAddress(text) == address;
+           });
+}
+
 } // namespace
 
 std::optional<QSslConfiguration> tlsConfiguration(const QByteArray& pem)
@@ -99,6 +127,29 @@ HttpsServer::HttpsServer(
 HttpsServer::~HttpsServer()
 {
     m_notifier.setEnabled(false);
+}
+
+void HttpsServer::renewTls(const QSslConfiguration& tls, const std::vector<QHostAddress>& addresses)
+{
+    if (expiresSoon(m_tls.localCertificate())) {
+        m_tls = tls;
+    }
+    for (const QHostAddress& address : addresses) {
+        if (!isGoodFor(certificateAt(address), address)) {
+            m_laterTls.insert(address, tls);
+        }
+    }
+}
+
+QSslCertificate HttpsServer::certificateAt(const QHostAddress& address) const
+{
+    return tlsAt(address).localCertificate();
+}
+
+const QSslConfiguration& HttpsServer::tlsAt(const QHostAddress& address) const
+{
+    const auto later = m_laterTls.find(address);
+    return later != m_laterTls.end() ? *later : m_tls;
 }
 
 void HttpsServer::onRejected(Rejected rejected)
@@ -187,9 +238,9 @@ bool HttpsServer::acceptConnection()
         return true;
     }
     setTcpOptions(descriptor.get(), m_limits);
+    const QSslConfiguration& tls = tlsAt(ownAddress(descriptor.get()));
     auto connection = std::make_unique<HttpConnection>(
-        std::move(descriptor), address, m_tls, m_limits,
-        static_cast<HttpConnection::Owner&>(*this));
+        std::move(descriptor), address, tls, m_limits, static_cast<HttpConnection::Owner&>(*this));
     m_connections.emplace(connection.get(), std::move(connection));
     return true;
 }

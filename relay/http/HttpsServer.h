@@ -5,8 +5,10 @@
 #include "relay/http/Router.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QHostAddress>
 #include <QSocketNotifier>
+#include <QSslCertificate>
 #include <QSslConfiguration>
 #include <QTimer>
 
@@ -57,6 +59,14 @@ public:
     /// What is served.
     [[nodiscard]] Router& router() { return m_router; }
 
+    /// From now on new connections to `addresses` of this machine get the certificate in `tls`. An
+    /// address keeps the one before while that names it and is good for another day: a browser
+    /// that has accepted it would ask again.
+    void renewTls(const QSslConfiguration& tls, const std::vector<QHostAddress>& addresses);
+
+    /// What browsers are shown that connect to `address` of this machine.
+    [[nodiscard]] QSslCertificate certificateAt(const QHostAddress& address) const;
+
     /// Calls `rejected` each time a client or a request is rejected; not limited in rate.
     void onRejected(Rejected rejected);
 
@@ -74,6 +84,7 @@ private:
     void rejected(HttpError error, const QHostAddress& peer) override;
     void closed(HttpConnection& connection) override;
 
+    [[nodiscard]] const QSslConfiguration& tlsAt(const QHostAddress& address) const;
     void acceptConnections();
     [[nodiscard]] bool acceptConnection();
     [[nodiscard]] std::optional<HttpError> connectionError(const QHostAddress& peer);
@@ -84,6 +95,7 @@ private:
 
     FileDescriptor m_listener;
     QSslConfiguration m_tls;
+    QHash<QHostAddress, QSslConfiguration> m_laterTls; ///< at addresses that m_tls is not good for
     HttpLimits m_limits;
     RequestLimiter m_limiter;
     Router m_router;

@@ -88,6 +88,12 @@ constexpr auto messages = std::to_array<MessageRow>({
      "The secret of the join cards could not be saved, so the next start will make a new one: %1.",
      "Everything works tonight, but cards printed now are not valid after the next start. Same "
      "causes as for the code."},
+    {Message::AddressesChanged, OnAir, always,
+     "This computer's addresses have changed; if the one on the cards is not below, print new "
+     "ones.",
+     "The network gave the computer another address, or it has joined another network. The lines "
+     "below say where the page is now. Phones at an address that has gone lose the intercom; the "
+     "others notice nothing."},
     {Message::NewCertificate, OnAir, always,
      "Phones that do not trust this desk's authority will warn about its new certificate: %1.",
      "They show [the warning](phones.md#the-warning) again. Nothing to do. The reason is after the "
@@ -141,7 +147,7 @@ constexpr auto messages = std::to_array<MessageRow>({
      "This computer has only addresses that it made up itself (link-local); check the cable, the "
      "Wi-Fi and the router.",
      "The network gave it no address, so phones will hardly find it. Usually the router is off or "
-     "not connected. When that is solved, stop and start, then print a new card."},
+     "not connected. When that is solved, the console says where the page is; print a new card then."},
     {Message::BlockedByUfw, OnAir, always,
      "The firewall ufw has no rule that allows %1; allow it, or phones cannot join.",
      "[What a firewall must allow](phones.md#a-firewall-on-the-desk), with the commands."},

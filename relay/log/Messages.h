@@ -69,6 +69,7 @@ enum class Message : std::uint8_t {
     CodeNotSaved,
     NewCardSecret,
     CardSecretNotSaved,
+    AddressesChanged,
     NewCertificate,
     CertificateNotSaved,
     NewAuthority,

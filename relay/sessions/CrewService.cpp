@@ -257,7 +257,7 @@ void CrewService::sendRoles(PendingResponse response) const
 QString CrewService::cardUrl(const QString& role) const
 {
     const QString url =
-        m_door.urls.constFirst() + QStringLiteral("#key=") + m_door.keys.keyFor(role);
+        m_door.address.urls.constFirst() + QStringLiteral("#key=") + m_door.keys.keyFor(role);
     return role.isEmpty() ? url : url + QStringLiteral("&role=") + role;
 }
 
@@ -266,10 +266,10 @@ void CrewService::sendCard(PendingResponse response) const
     CardResponse body;
     body.show = m_show.name();
     body.code = m_door.code.text();
-    body.address = m_door.urls.constFirst();
-    body.others = m_door.urls.mid(1);
-    body.fingerprint = m_door.fingerprint;
-    body.authority = m_door.authority;
+    body.address = m_door.address.urls.constFirst();
+    body.others = m_door.address.urls.mid(1);
+    body.fingerprint = m_door.address.fingerprint;
+    body.authority = m_door.address.authority;
     body.pageUrl = cardUrl({});
     body.pageQr = qrCode(body.pageUrl.toUtf8()).value_or(QrCode());
     for (const PatchedRole& role : m_show.roles()) {

@@ -17,14 +17,20 @@ namespace wingbell {
 class CrewService
 {
 public:
+    /// Where the crew find the page.
+    struct Address
+    {
+        QStringList urls;    ///< best first; never empty
+        QString fingerprint; ///< SHA-256 of the certificate there, as browsers show it
+        QString authority;   ///< the same of the desk's authority; empty if it does not vouch
+    };
+
     /// How the crew get here.
     struct Door
     {
         CrewCode code;
         CardKeys keys;
-        QStringList urls;    ///< of the page, best first; never empty
-        QString fingerprint; ///< SHA-256 of the certificate, as browsers show it
-        QString authority;   ///< the same of the desk's authority; empty if it does not vouch
+        Address address;
     };
 
     enum class AccessError { WrongCode, SlowDown, WrongKey };
@@ -35,6 +41,9 @@ public:
     /// Borrows `show` and `crew`; they and this must outlive `router`, which it prepares.
     CrewService(Router& router, const ShowPatch& show, Crew& crew, Door door, Refused refused);
     Q_DISABLE_COPY_MOVE(CrewService)
+
+    /// Cards made from now on have this one.
+    void setAddress(const Address& address) { m_door.address = address; }
 
 private:
     using Clock = Crew::Clock;

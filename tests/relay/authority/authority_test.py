@@ -1,23 +1,31 @@
 """Chromium and Firefox warn of the desk's certificate unless they trust the desk's authority, and then never of the desk,
-whatever address and certificate that has, and always of a public name.
+whatever address and certificate that has and however long it is on air, and always of a public name.
 
-    authority_test.py SERVER
+    authority_test.py SERVER CLOCK
+
+CLOCK is tests/fixtures/moved_clock.cpp as a library: years pass within the test, for the server and the browsers.
 """
 
 import os
 import re
 import ssl
+import struct
 import subprocess
 import sys
 import urllib.request
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../fixtures"))
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path[:0] = [os.path.join(HERE, "../../fixtures"), os.path.join(HERE, "../page")]
 import own_network  # noqa: E402
+from browser import Browser  # noqa: E402
 from firefox import Firefox  # noqa: E402
 from on_air import Server, show_with  # noqa: E402
 
 PUBLIC_PORT = 44300
 PUBLIC_NAME = "www.example.org"
+DAY = 86400  # seconds
+MOVES = 100
+DAYS = 800
 
 
 def warning(url, *switches):
@@ -33,35 +41,61 @@ def warning(url, *switches):
     return failed.group(1) if failed else None
 
 
-def firefox_warning(url, trusting=False, **settings):
-    """The same of Firefox; if `trusting`, it trusts the authority."""
-
+def trusting_firefox(**settings):
     def trust_authority(profile):
-        authority = os.path.join(own_network.WORK, "authority.crt")
-        own_network.run("certutil", "-d", f"sql:{profile}", "-N", "--empty-password")
-        own_network.run("certutil", "-d", f"sql:{profile}", "-A", "-n", "desk", "-t", "C,,", "-i", authority)
+        add_to_store(profile)
 
-    prepare = trust_authority if trusting else None
-    with Firefox(accepts_every_certificate=False, prepare=prepare, **settings) as browser:
-        try:
-            browser.open(url)
-        except AssertionError as error:
-            return re.search(r"\bSEC_ERROR_\w+", str(error)).group(0)
-        assert "How to join" in browser.run("return document.body.innerText")
+    return Firefox(accepts_every_certificate=False, prepare=trust_authority, **settings)
+
+
+def firefox_warning(browser, url):
+    """The same of Firefox."""
+    try:
+        browser.open(url)
+    except AssertionError as error:
+        named = re.search(r"\b(SEC|SSL|MOZILLA_PKIX)_ERROR_\w+", str(error))
+        return named.group(0) if named else str(error)
+    assert "How to join" in browser.run("return document.body.innerText")
     return None
+
+
+def add_to_store(folder):
+    """The authority as one for web sites, in a certificate store of Mozilla's kind."""
+    authority = os.path.join(own_network.WORK, "authority.crt")
+    own_network.run("certutil", "-d", f"sql:{folder}", "-N", "--empty-password")
+    own_network.run("certutil", "-d", f"sql:{folder}", "-A", "-n", "desk", "-t", "C,,", "-i", authority)
+
+
+def start_clock(library):
+    """For all that is started from now on."""
+    os.environ["WINGBELL_MOVED_CLOCK"] = os.path.join(own_network.WORK, "clock")
+    with open(os.environ["WINGBELL_MOVED_CLOCK"], "wb") as file:
+        file.write(bytes(8))
+    os.environ["LD_PRELOAD"] = library
+
+
+def set_clock(seconds):
+    """So much after what it is."""
+    with open(os.environ["WINGBELL_MOVED_CLOCK"], "r+b") as file:
+        file.write(struct.pack("=q", seconds))
 
 
 def state(name):
     return os.path.join(os.environ["XDG_STATE_HOME"], "wingbell", name)
 
 
-def certificate_of(server):
-    return ssl.get_server_certificate((server.host, server.port))
+def certificate_at(host, server):
+    return ssl.get_server_certificate((host, server.port))
 
 
-def start_again(server):
-    server.stop()
-    server.start()
+def move(server, before, after):
+    """Another network gives the computer another address; returns when the console has said so."""
+    begin = server.lines.count()
+    own_network.run("ip", "address", "add", f"{after}/24", "dev", "lo")
+    if before:
+        own_network.run("ip", "address", "delete", f"{before}/24", "dev", "lo")
+    server.wait_for_line("print new ones", begin=begin)
+    server.wait_for_line("The crew join at", f"https://{after}:{server.port}/", begin=begin)
 
 
 def trust(server):
@@ -73,8 +107,7 @@ def trust(server):
             file.write(response.read())
     store = os.path.join(os.environ["HOME"], ".pki", "nssdb")
     os.makedirs(store)
-    own_network.run("certutil", "-d", f"sql:{store}", "-N", "--empty-password")
-    own_network.run("certutil", "-d", f"sql:{store}", "-A", "-n", "desk", "-t", "C,,", "-i", authority)
+    add_to_store(store)
 
 
 def impostor():
@@ -98,46 +131,66 @@ def impostor():
     )  # fmt: skip
 
 
+def through_moves_and_years(server):
+    """Neither browser warns while the desk gets one address after the other and stays on air for years."""
+    certificates = set()
+    first = certificate_at("127.0.0.1", server)
+    at_home = {first}
+    before = None
+    with Browser(microphone=False) as chromium, trusting_firefox() as firefox:
+        for number in range(MOVES):
+            set_clock(DAY * DAYS * (number + 1) // MOVES)
+            now = f"192.168.{number + 1}.5"
+            move(server, before, now)
+            certificates.add(certificate_at(now, server))
+            at_home.add(certificate_at("127.0.0.1", server))
+            if number == 0:
+                assert at_home == {first}  # a phone that has accepted it need not accept another one
+            for host in (now, "127.0.0.1"):
+                url = f"https://{host}:{server.port}/help"
+                chromium.open(url)
+                assert "How to join" in chromium.text("body"), (number, host, chromium.text("body"))
+                told = firefox_warning(firefox, url)
+            assert told is None, (number, host, told)
+            before = now
+        year = chromium.run("return new Date().getFullYear()"), firefox.run("return new Date().getFullYear()")
+    assert len(certificates) == MOVES
+    assert 3 <= len(at_home) <= 4, len(at_home)  # good for 397 days each
+    own_network.run("ip", "address", "delete", f"{before}/24", "dev", "lo")
+    return year
+
+
 def main():
     own_network.enter()
-    program = sys.argv[1]
+    program, library = sys.argv[1:]
+    start_clock(library)
     server = Server(program, show_with(["Main"], {"Caller": (["Main"], ["Main"])}))
     assert warning(f"{server.url}/help") == "ERR_CERT_AUTHORITY_INVALID"
-
-    assert firefox_warning(f"{server.url}/help") == "SEC_ERROR_UNKNOWN_ISSUER"
+    with Firefox(accepts_every_certificate=False) as firefox:
+        assert firefox_warning(firefox, f"{server.url}/help") == "SEC_ERROR_UNKNOWN_ISSUER"
 
     trust(server)
-    assert warning(f"{server.url}/help") is None
-    assert firefox_warning(f"{server.url}/help", trusting=True) is None
+    print("without a warning up to", *through_moves_and_years(server))
 
-    before = certificate_of(server)
-    own_network.run("ip", "address", "add", "192.168.7.5/24", "dev", "lo")
+    move(server, None, "192.168.7.5")
     own_network.run("ip", "address", "add", "fd00:7::5/64", "dev", "lo", "nodad")
-    start_again(server)
-    assert certificate_of(server) != before
-    for host in ("192.168.7.5", "[fd00:7::5]", "127.0.0.1", "localhost"):
-        assert warning(f"https://{host}:{server.port}/help") is None, host
-    assert firefox_warning(f"https://192.168.7.5:{server.port}/help", trusting=True) is None
+    server.wait_for_line("[fd00:7::5]")
     local = f"{os.uname().nodename.split('.')[0]}.local"
-    rules = f"--host-resolver-rules=MAP {local} 127.0.0.1"
-    assert warning(f"https://{local}:{server.port}/help", rules) is None
-    resolve = {"network__dns__forceResolve": "127.0.0.1"}
-    assert firefox_warning(f"https://{local}:{server.port}/help", trusting=True, **resolve) is None
-
-    before = certificate_of(server)
-    server.stop()
-    os.remove(state("certificate.pem"))  # as if it were renewed
-    server.start()
-    assert certificate_of(server) != before
-    assert warning(f"{server.url}/help") is None
+    rules = [f"--host-resolver-rules=MAP {name} 127.0.0.1" for name in (local, PUBLIC_NAME)]
+    for host in ("[fd00:7::5]", "localhost", local):
+        assert warning(f"https://{host}:{server.port}/help", rules[0]) is None, host
 
     thief = impostor()
-    rules = f"--host-resolver-rules=MAP {PUBLIC_NAME} 127.0.0.1"
-    assert warning(f"https://{PUBLIC_NAME}:{PUBLIC_PORT}/", rules) == "ERR_CERT_INVALID"
-    public = firefox_warning(f"https://{PUBLIC_NAME}:{PUBLIC_PORT}/", trusting=True, **resolve)
-    assert public == "SEC_ERROR_CERT_NOT_IN_NAME_SPACE", public
+    assert warning(f"https://{PUBLIC_NAME}:{PUBLIC_PORT}/", rules[1]) == "ERR_CERT_INVALID"
+    with trusting_firefox(network__dns__forceResolve="127.0.0.1") as firefox:
+        assert firefox_warning(firefox, f"https://{local}:{server.port}/help") is None
+        public = firefox_warning(firefox, f"https://{PUBLIC_NAME}:{PUBLIC_PORT}/")
+        assert public == "SEC_ERROR_CERT_NOT_IN_NAME_SPACE", public
     thief.kill()
 
+    server.stop()
+    server.start()
+    assert warning(f"{server.url}/help") is None
     server.stop()
     os.remove(state("authority.pem"))
     server.start()  # another desk

@@ -1,4 +1,6 @@
 #include "WebUnderTest.h"
+#include "relay/access/CertificateAuthority.h"
+#include "relay/net/Port.h"
 #include "tests/TestProgram.h"
 
 #include <QTest>
@@ -9,6 +11,22 @@
 
 using namespace wingbell;
 using namespace std::chrono_literals;
+
+namespace {
+
+const QHostAddress movedTo(QStringLiteral("192.168.7.5"));
+const QHostAddress movedAgainTo(QStringLiteral("192.168.8.5"));
+
+/// A certificate for these addresses and the loopback's that was made `age` ago.
+QSslConfiguration certificate(
+    const std::vector<QHostAddress>& addresses = {}, std::chrono::system_clock::duration age = 0s)
+{
+    const auto made = std::chrono::system_clock::now() - age;
+    const auto authority = CertificateAuthority::make({}, made).value();
+    return tlsConfiguration(authority.issue({addresses, {}}, made).value().pem()).value();
+}
+
+} // namespace
 
 class HttpsServerTest : public WebTest
 {
@@ -44,6 +62,8 @@ private Q_SLOTS:
     void onlyHttp11IsAgreedOnInside();
     void anOldTlsIsRefused();
     void aBrowserThatRefusesTheCertificateIsNotRejected();
+    void anAddressKeepsACertificateThatIsGoodForIt();
+    void aCertificateThatExpiresIsReplacedEverywhere();
 
     void eventsComeAsTheyAreSent();
     void aClosedStreamEndsAndTheConnectionGoesOn();
@@ -421,6 +441,34 @@ void HttpsServerTest::aBrowserThatRefusesTheCertificateIsNotRejected()
     browser.close();
     QTRY_COMPARE(web.connections(), std::size_t(0));
     QVERIFY(web.rejections.empty());
+}
+
+void HttpsServerTest::anAddressKeepsACertificateThatIsGoodForIt()
+{
+    const auto first = certificate();
+    const auto second = certificate({movedTo});
+    const auto third = certificate({movedTo, movedAgainTo});
+    HttpsServer server(openPort(PortType::Tcp, 0).value().descriptor, first);
+    server.renewTls(second, {QHostAddress::LocalHost, movedTo});
+    server.renewTls(third, {QHostAddress::LocalHost, movedAgainTo, movedTo});
+    const auto shown = [&server](const QHostAddress& address) {
+        return server.certificateAt(address);
+    };
+    QCOMPARE(shown(QHostAddress(QHostAddress::LocalHost)), first.localCertificate());
+    QCOMPARE(shown(movedTo), second.localCertificate());
+    QCOMPARE(shown(movedAgainTo), third.localCertificate());
+    QCOMPARE(shown(QHostAddress(QStringLiteral("10.0.0.1"))), first.localCertificate());
+}
+
+void HttpsServerTest::aCertificateThatExpiresIsReplacedEverywhere()
+{
+    const auto expiring = certificate({movedTo}, Certificate::validity - 36h);
+    const auto next = certificate({movedTo});
+    HttpsServer server(openPort(PortType::Tcp, 0).value().descriptor, expiring);
+    server.renewTls(next, {movedTo});
+    QCOMPARE(server.certificateAt(movedTo), next.localCertificate());
+    QCOMPARE(
+        server.certificateAt(QHostAddress(QStringLiteral("10.0.0.1"))), next.localCertificate());
 }
 
 void HttpsServerTest::eventsComeAsTheyAreSent()
