@@ -77,6 +77,14 @@ Item {
                 if (!isResizing)
                     showsEnd = animation.running || contentY + height >= originY + contentHeight - 11;
             }
+            // A list of Qt 6.8 leaves out, for screen readers, the rows that were out of view when it last placed rows,
+            // even if they have been scrolled into view since.
+            function showToReaders() {
+                for (let row = rowAt(0); row >= 0 && isInView(row); ++row) {
+                    const item = itemAtIndex(row) as ConsoleRow;
+                    item.Accessible.ignored = item.isBlank;
+                }
+            }
             function resize() {
                 if (!isComplete)
                     return;
@@ -190,7 +198,10 @@ Item {
             Component.onCompleted: isComplete = true
             Keys.onPressed: event => event.accepted = key(event)
             onContentHeightChanged: look()
-            onContentYChanged: look()
+            onContentYChanged: {
+                look();
+                showToReaders();
+            }
             onHeightChanged: resize()
             onWidthChanged: resize()
 

@@ -9,6 +9,7 @@ Item {
 
     required property bool hasLongWord
     readonly property color ink: Qt.rgba(0.55, 0.95, 0.6, 1)
+    readonly property bool isBlank: line.trim() === ""
     required property bool isCurrent
     readonly property bool isSelected: isWhole || selectionEnd > selectionBegin
     required property bool isWhole
@@ -20,7 +21,7 @@ Item {
 
     Accessible.focusable: true
     Accessible.focused: showsCurrent
-    Accessible.ignored: line.trim() === ""
+    Accessible.ignored: isBlank
     Accessible.name: line
     Accessible.role: Accessible.StaticText
     Accessible.selectable: true

@@ -30,11 +30,11 @@ T.Menu {
         outline: Theme.faded(Theme.steelMid, 0.6)
         outlineWidth: 1
     }
-    contentItem: ListView {
-        currentIndex: menu.currentIndex
-        implicitHeight: contentHeight
-        interactive: false // the arrow keys are the menu's
-        model: menu.contentModel
+    // No list: that of Qt 6.8 would read out the entries that are not shown.
+    contentItem: Column {
+        Repeater {
+            model: menu.contentModel
+        }
     }
 
     Component.onCompleted: {
@@ -50,7 +50,6 @@ T.Menu {
         id: cutEntry
 
         enabled: menu.canEdit && menu.canCut
-        height: menu.canEdit ? implicitHeight : 0
         //: Menu of a text field, as everywhere on the desktop.
         text: qsTr("Cut")
         visible: menu.canEdit
@@ -70,7 +69,6 @@ T.Menu {
         id: pasteEntry
 
         enabled: menu.canEdit && menu.canPaste
-        height: menu.canEdit ? implicitHeight : 0
         //: Menu of a text field, as everywhere on the desktop.
         text: qsTr("Paste")
         visible: menu.canEdit
@@ -90,7 +88,6 @@ T.Menu {
 
         Accessible.ignored: menu.address === ""
         enabled: visible
-        height: visible ? implicitHeight : 0
         //: Menu of a line of the console: opens that web address in the browser.
         text: qsTr("Open %1").arg(menu.address)
         visible: menu.address !== ""

@@ -82,6 +82,8 @@ Item {
             verify(row, "the newest row is built");
             fuzzyCompare(log.contentY, scrollOf(item).lowest - 10, 0.001);
             standsAtTheEnd(item);
+            for (const shown of rows(item).filter(row => log.isInView(log.indexAt(0, row.y))))
+                compare(shown.Accessible.ignored, shown.isBlank, shown.line);
         }
         function lineOf(number) {
             return `line ${number}: ${lengths[number % lengths.length]}`;
