@@ -30,10 +30,16 @@ T.Menu {
         outline: Theme.faded(Theme.steelMid, 0.6)
         outlineWidth: 1
     }
-    // No list: that of Qt 6.8 would read out the entries that are not shown.
-    contentItem: Column {
-        Repeater {
-            model: menu.contentModel
+    // No list: with that of Qt 6.8, screen readers read the entries that are not shown, too.
+    contentItem: FocusScope {
+        implicitHeight: entries.implicitHeight
+
+        Column {
+            id: entries
+
+            Repeater {
+                model: menu.contentModel
+            }
         }
     }
 
