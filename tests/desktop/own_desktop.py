@@ -1,5 +1,6 @@
 """A private desktop: its buses, and the real services that keep a computer awake."""
 
+import contextlib
 import ctypes
 import os
 import signal
@@ -22,6 +23,18 @@ SHOW = {
     "roles": [{"name": "Stage Manager", "talk": [], "listen": ["Main"]}],
     "oscPort": 47123,
 }
+
+
+@contextlib.contextmanager
+def x_server():
+    """Xlib and its connection to the X server of the tests."""
+    library = ctypes.CDLL("libX11.so.6")
+    library.XOpenDisplay.restype = ctypes.c_void_p
+    display = ctypes.c_void_p(library.XOpenDisplay(None))
+    try:
+        yield library, display
+    finally:
+        library.XCloseDisplay(display)
 
 
 class OwnDesktop:
@@ -52,13 +65,20 @@ class OwnDesktop:
         return self.run(self.bus, "org.gnome.SessionManager", "mate-session", "--disable-acceleration-check")
 
     def xfce(self):
+        # 4.20 takes what it finds for the user's setting, and the one of the test before may have been killed.
+        with x_server() as (library, display):
+            library.XSetScreenSaver(display, -1, -1, 2, 2)  # all of them the defaults
         return self.run(self.bus, "org.freedesktop.PowerManagement", "xfce4-power-manager", "--no-daemon")
 
     def xfce_is_to_suspend_when_idle_for_a_minute(self):
-        for setting, value in (("inactivity-on-ac", "1"), ("inactivity-sleep-mode-on-ac", "1")):
+        for setting, kind, value in (
+            ("inactivity-on-ac", "uint", "1"),
+            ("inactivity-sleep-mode-on-ac", "uint", "1"),
+            ("lock-screen-suspend-hibernate", "bool", "false"),  # 4.20 would ask what to do without a screen locker
+        ):
             subprocess.run(
                 ["xfconf-query", "--channel", "xfce4-power-manager", "--property", "/xfce4-power-manager/" + setting,
-                 "--create", "--type", "uint", "--set", value],
+                 "--create", "--type", kind, "--set", value],
                 env=self.environment, check=True,
             )  # fmt: skip
 
@@ -108,12 +128,9 @@ class OwnDesktop:
     @staticmethod
     def display_may_sleep():
         """Whether the X server will blank the screen. XFCE's power manager prevents it while it is inhibited."""
-        library = ctypes.CDLL("libX11.so.6")
-        library.XOpenDisplay.restype = ctypes.c_void_p
-        display = ctypes.c_void_p(library.XOpenDisplay(None))
         timeout, unused = ctypes.c_int(), [ctypes.c_int() for _ in range(3)]
-        library.XGetScreenSaver(display, *map(ctypes.byref, [timeout, *unused]))
-        library.XCloseDisplay(display)
+        with x_server() as (library, display):
+            library.XGetScreenSaver(display, *map(ctypes.byref, [timeout, *unused]))
         return timeout.value > 0
 
     def login_inhibitors(self):
