@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Tests the Debian package in an empty Debian: installs it there with its dependencies, starts both programs as an
-# ordinary user, looks at them, and removes it again. As root, after ./build_app.sh package:
+# ordinary user, looks at them, removes it again, and pastes what its guide tells to paste. As root, after
+# ./build_app.sh package:
 #
 #   packaging/try_package.sh [SUITE [PACKAGE [PICTURE]]]      bookworm (Debian 12) where none is named
 #
@@ -57,6 +58,93 @@ stands_still() {
     cmp -s "$work/before.png" "$work/after.png"
 }
 
+write_show() {
+    local channels='["Main", "Green Room"]'
+    printf '{"show": "Recital", "channels": %s, "roles": [{"name": "Stage Manager", "talk": %s, "listen": %s}], "oscPort": %s}\n' \
+        "$channels" "$channels" "$channels" "$port" >"$1"
+}
+
+# A show on air by the user, who is in the group of the desk's users once there is one.
+go_on_air() {
+    local groups=()
+    ! in_root getent group wingbell >/dev/null || groups=(--groups=wingbell)
+    (exec nsenter --net="$network" chroot --userspec=crew:crew "${groups[@]}" "$root" /usr/bin/env -i PATH=/usr/bin:/bin \
+        HOME=/home/crew LC_ALL=C.UTF-8 /usr/libexec/wingbell-control/IntercomServer /Users/Shared/Wingbell/roles.json) \
+        >"$work/server" 2>&1 &
+    server=$!
+    until_true "the server says how the crew join" grep -q "The desk's own page" "$work/server"
+}
+go_off_air() {
+    kill -TERM "$server"
+    wait "$server" || fail "the server ended with status $?: $(cat "$work/server")"
+}
+has_said() { until_true "the server says $1" grep -qF "$1" "$work/server"; }
+
+# paste NAME: what the guide's page of that name tells to paste, as the user, who may use sudo. Ends at the first error.
+paste() {
+    say "    $1: $(grep -v '^#' "$work/guide/$1" | tr '\n' ';')"
+    (become_crew /bin/bash -e -c "cd; $(cat "$work/guide/$1")") >"$work/pasted" 2>&1 </dev/null ||
+        fail "$1 failed: $(cat "$work/pasted")"
+}
+
+# Everything that the guide tells to paste, where it can be done without a desktop or the source, in the state that the
+# guide speaks of.
+try_guide() {
+    local block name code
+    # A user of a desktop may use sudo; both firewalls are there, and a show of the last season.
+    apt_get install sudo procps ufw firewalld dbus
+    echo 'crew ALL=(ALL) NOPASSWD: ALL' >"$root/etc/sudoers.d/crew"
+    echo 'APT::Get::Assume-Yes "true";' >"$root/etc/apt/apt.conf.d/assume-yes" # in place of the reader's answer
+    mkdir -p "$root/run/dbus"
+    nsenter --net="$network" chroot "$root" dbus-daemon --system --fork --nopidfile
+    nsenter --net="$network" chroot "$root" firewalld --nofork >"$work/firewalld" 2>&1 &
+    until_true "firewalld runs" nsenter --net="$network" chroot "$root" firewall-cmd --state --quiet
+    cp "$package" "$root/home/crew/"
+    write_show "$root/Users/Shared/Wingbell/roles.json"
+    cp "$root/Users/Shared/Wingbell/roles.json" "$root/Users/Shared/Wingbell/spring-play.json"
+    cp "$root/Users/Shared/Wingbell/roles.json" "$root/home/crew/"
+    python3 "$top/packaging/write_guide_commands.py" "$root/usr/share/doc/wingbell-control/guide" "$work/guide" crew
+    for block in "$work"/guide/*; do
+        name=${block##*/}
+        case $(cat "$block") in
+        *build_app.sh*) say "    $name: left out, it is for the source" ;;
+        oscdump*) say "    $name: left out, it has no end" ;;
+        *oscsend*reply*)
+            go_on_air
+            paste "$name"
+            has_said 'LX 12'
+            ;;
+        *oscsend*say*)
+            paste "$name"
+            has_said 'Hello crew'
+            has_said 'on "Green Room"'
+            go_off_air
+            ;;
+        *crew-code*echo* | *echo*crew-code*)
+            paste "$name"
+            code=$(cat "$root/home/crew/.local/state/wingbell/crew-code")
+            go_on_air
+            has_said "with the code $code"
+            go_off_air
+            ;;
+        *Wingbell.old/roles.json*)
+            (become_crew /bin/bash -c 'cd; sudo apt install --reinstall ./wingbell-control_*.deb') >"$work/pasted" 2>&1 ||
+                fail "installing again failed: $(cat "$work/pasted")"
+            paste "$name"
+            ;;
+        *'install -o root -g wingbell'*)
+            paste "$name"
+            go_on_air
+            has_said "with the code $code"
+            ! grep -F 'shared folder' "$work/server" || fail "the shared folder is not used"
+            (become_crew sudo pkill -TERM IntercomServer)
+            wait "$server" || fail "the server ended with status $?: $(cat "$work/server")"
+            ;;
+        *) paste "$name" ;;
+        esac
+    done
+}
+
 # Within namespaces of its own: what is mounted and what runs ends with it.
 inside() {
     root=$work/root
@@ -91,14 +179,9 @@ inside() {
     ! in_root ldd /usr/bin/WingbellControl /usr/libexec/wingbell-control/IntercomServer | grep 'not found' || fail "libraries are missing"
 
     say "the server, on its own"
-    cat >"$root/Users/Shared/Wingbell/roles.json" <<EOF
-{ "show": "Recital", "channels": ["Main"], "roles": [{ "name": "Stage Manager", "talk": ["Main"], "listen": ["Main"] }], "oscPort": $port }
-EOF
-    (become_crew /usr/libexec/wingbell-control/IntercomServer /Users/Shared/Wingbell/roles.json) >"$work/server" 2>&1 &
-    server=$!
-    until_true "the server says where the crew join" grep -q 'The crew join at https://.* with the code [0-9]' "$work/server"
-    kill -TERM "$server"
-    wait "$server" || fail "the server ended with status $?: $(cat "$work/server")"
+    write_show "$root/Users/Shared/Wingbell/roles.json"
+    go_on_air
+    go_off_air
     grep -q '^Off air after ' "$work/server" || fail "the server did not say that it ended: $(cat "$work/server")"
     sed 's/^/    /' "$work/server"
 
@@ -132,13 +215,10 @@ EOF
     [ ! -s "$work/window" ] || sed 's/^/    the window said: /' "$work/window"
 
     say "upgrading with a show on air"
-    (become_crew /usr/libexec/wingbell-control/IntercomServer /Users/Shared/Wingbell/roles.json) >"$work/server" 2>&1 &
-    server=$!
-    until_true "the server says where the crew join" grep -q 'The crew join at' "$work/server"
+    go_on_air
     apt_get install --reinstall /tmp/wingbell-control.deb
     holds_port || fail "the upgrade ended the show: $(cat "$work/server")"
-    kill -TERM "$server"
-    wait "$server" || fail "the server ended with status $?: $(cat "$work/server")"
+    go_off_air
 
     say "removing the package"
     apt_get remove wingbell-control
@@ -151,10 +231,15 @@ EOF
     apt_get install /tmp/wingbell-control.deb
     apt_get purge wingbell-control
     diff "$work/before" <(files) || fail "the package left this behind"
+
+    say "the commands of the guide, pasted"
+    apt_get install /tmp/wingbell-control.deb
+    try_guide
     umount "$network"
     say "all is well; the window's picture: $picture"
 }
 
+top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 if [ "${1:-}" = --inside ]; then
     work=$2 package=$3 picture=$4
     inside
@@ -162,7 +247,6 @@ if [ "${1:-}" = --inside ]; then
 fi
 
 [ "$(id -u)" -eq 0 ] || fail "only root may make another root; run this with sudo."
-top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 suite=${1:-bookworm}
 package=${2:-$(find "$top/build/package" -maxdepth 1 -name '*.deb' | LC_ALL=C sort | tail -n 1)}
 [ -f "$package" ] || fail "there is no package; make one with ./build_app.sh package."

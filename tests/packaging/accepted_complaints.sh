@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # To be sourced: what the program's description for software centres is allowed to lack.
 
 # The option for appstreamcli. "local" is not a domain: the project has none and must not claim another's, and so it has no
