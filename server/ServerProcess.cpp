@@ -86,10 +86,10 @@ QString ServerProcess::run(const QString& program, const QStringList& arguments)
     m_process.setArguments(arguments);
     m_process.setStandardInputFile(QProcess::nullDevice());
     m_process.setProcessChannelMode(QProcess::ForwardedChannels);
-    m_process.setChildProcessModifier([writingEnd = writingEnd] {
+    m_process.setChildProcessModifier([output = writingEnd] {
         (void)::setsid();
-        (void)::dup2(writingEnd, STDOUT_FILENO);
-        (void)::dup2(writingEnd, STDERR_FILENO);
+        (void)::dup2(output, STDOUT_FILENO);
+        (void)::dup2(output, STDERR_FILENO);
     });
     keepExitStatuses();
     m_process.start();
