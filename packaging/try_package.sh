@@ -93,13 +93,14 @@ try_guide() {
     local block name code
     # A user of a desktop may use sudo; both firewalls are there, and a show of the last season.
     apt_get install sudo procps ufw firewalld dbus
+    apt_get install --download-only liblo-tools # what is pasted has no internet
     echo 'crew ALL=(ALL) NOPASSWD: ALL' >"$root/etc/sudoers.d/crew"
     echo 'APT::Get::Assume-Yes "true";' >"$root/etc/apt/apt.conf.d/assume-yes" # in place of the reader's answer
     mkdir -p "$root/run/dbus"
     nsenter --net="$network" chroot "$root" dbus-daemon --system --fork --nopidfile
     nsenter --net="$network" chroot "$root" firewalld --nofork >"$work/firewalld" 2>&1 &
     until_true "firewalld runs" nsenter --net="$network" chroot "$root" firewall-cmd --state --quiet
-    cp "$package" "$root/home/crew/"
+    cp "$package" "$root/home/crew/wingbell-control_1_amd64.deb"
     write_show "$root/Users/Shared/Wingbell/roles.json"
     cp "$root/Users/Shared/Wingbell/roles.json" "$root/Users/Shared/Wingbell/spring-play.json"
     cp "$root/Users/Shared/Wingbell/roles.json" "$root/home/crew/"

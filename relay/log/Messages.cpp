@@ -147,7 +147,8 @@ constexpr auto messages = std::to_array<MessageRow>({
      "This computer has only addresses that it made up itself (link-local); check the cable, the "
      "Wi-Fi and the router.",
      "The network gave it no address, so phones will hardly find it. Usually the router is off or "
-     "not connected. When that is solved, the console says where the page is; print a new card then."},
+     "not connected. When that is solved, the console says where the page is; print a new card "
+     "then."},
     {Message::BlockedByUfw, OnAir, always,
      "The firewall ufw has no rule that allows %1; allow it, or phones cannot join.",
      "[What a firewall must allow](phones.md#a-firewall-on-the-desk), with the commands."},
