@@ -56,7 +56,8 @@ install_packages() {
     if ! has_the_packages; then
         say "this script installs on Debian 12 and 13 only. What is needed, by its names there:" >&2
         printf '  %s\n' "${wanted[@]}" >&2
-        fail "install what corresponds on your system and build with: cmake --preset release && cmake --build build"
+        fail "install what corresponds on your system, then: cmake --preset release && cmake --build build &&" \
+            "sudo sh -e packaging/prepare_shared_folder.sh"
     fi
     for package in "${wanted[@]}"; do
         [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")

@@ -33,8 +33,13 @@ until_true() {
 
 in_root() { chroot "$root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 "$@"; }
 # In its own network namespace, so that no port of this computer is used or found. Replaces this shell by the program.
-become_crew() { exec nsenter --net="$network" chroot --userspec=crew:crew "$root" \
-    /usr/bin/env -i PATH=/usr/bin:/bin HOME=/home/crew LC_ALL=C.UTF-8 DISPLAY="${DISPLAY:-}" "$@"; }
+# The user is in the group of the desk's users once there is one, as after the next login.
+become_crew() {
+    local groups=()
+    ! in_root getent group wingbell >/dev/null || groups=(--groups=wingbell)
+    exec nsenter --net="$network" chroot --userspec=crew:crew "${groups[@]}" "$root" \
+        /usr/bin/env -i PATH=/usr/bin:/bin HOME=/home/crew LC_ALL=C.UTF-8 DISPLAY="${DISPLAY:-}" "$@"
+}
 apt_get() {
     local words
     words=$(in_root apt-get -y -q --no-install-recommends "$@" 2>&1) || fail "apt-get $1 failed: $words"
@@ -64,13 +69,8 @@ write_show() {
         "$channels" "$channels" "$channels" "$port" >"$1"
 }
 
-# A show on air by the user, who is in the group of the desk's users once there is one.
 go_on_air() {
-    local groups=()
-    ! in_root getent group wingbell >/dev/null || groups=(--groups=wingbell)
-    (exec nsenter --net="$network" chroot --userspec=crew:crew "${groups[@]}" "$root" /usr/bin/env -i PATH=/usr/bin:/bin \
-        HOME=/home/crew LC_ALL=C.UTF-8 /usr/libexec/wingbell-control/IntercomServer /Users/Shared/Wingbell/roles.json) \
-        >"$work/server" 2>&1 &
+    (become_crew /usr/libexec/wingbell-control/IntercomServer /Users/Shared/Wingbell/roles.json) >"$work/server" 2>&1 &
     server=$!
     until_true "the server says how the crew join" grep -q "The desk's own page" "$work/server"
 }
@@ -91,7 +91,7 @@ paste() {
 # guide speaks of.
 try_guide() {
     local block name code
-    # A user of a desktop may use sudo; both firewalls are there, and a show of the last season.
+    # A user of a desktop may use sudo, and both firewalls are there.
     apt_get install sudo procps ufw firewalld dbus
     apt_get install --download-only liblo-tools # what is pasted has no internet
     echo 'crew ALL=(ALL) NOPASSWD: ALL' >"$root/etc/sudoers.d/crew"
@@ -102,7 +102,6 @@ try_guide() {
     until_true "firewalld runs" nsenter --net="$network" chroot "$root" firewall-cmd --state --quiet
     cp "$package" "$root/home/crew/wingbell-control_1_amd64.deb"
     write_show "$root/Users/Shared/Wingbell/roles.json"
-    cp "$root/Users/Shared/Wingbell/roles.json" "$root/Users/Shared/Wingbell/spring-play.json"
     cp "$root/Users/Shared/Wingbell/roles.json" "$root/home/crew/"
     python3 "$top/packaging/write_guide_commands.py" "$root/usr/share/doc/wingbell-control/guide" "$work/guide" crew
     for block in "$work"/guide/*; do
@@ -136,7 +135,7 @@ try_guide() {
                 fail "installing again failed: $(cat "$work/pasted")"
             paste "$name"
             ;;
-        *'install -o root -g wingbell'*)
+        'install -m 660'*)
             paste "$name"
             go_on_air
             has_said "with the code $code"

@@ -30,8 +30,8 @@ constexpr auto messages = std::to_array<MessageRow>({
      "Cannot go on air: %1 is in use by %2 (process %3); end that program or choose another port "
      "in the control window.",
      "If it is *IntercomServer*: an earlier server, which hangs; otherwise the new one would have "
-     "taken over from it. End it in a terminal with `kill -KILL` and the number of the process in "
-     "the line, then start. If it is another program: end it, or choose another port, save, start; "
+     "taken over from it. End it in a terminal: if the line says *process 1234*, with `kill -KILL "
+     "1234`; then start. If it is another program: end it, or choose another port, save, start; "
      "then print a new card."},
     {Message::PortInUse, NotOnAir, always,
      "Cannot go on air: %1 is in use by another program; end that program or choose another port "
@@ -147,8 +147,8 @@ constexpr auto messages = std::to_array<MessageRow>({
      "This computer has only addresses that it made up itself (link-local); check the cable, the "
      "Wi-Fi and the router.",
      "The network gave it no address, so phones will hardly find it. Usually the router is off or "
-     "not connected. When that is solved, the console says where the page is; print a new card "
-     "then."},
+     "not connected. When that is solved, the console says where the page is; nothing has to be "
+     "restarted."},
     {Message::BlockedByUfw, OnAir, always,
      "The firewall ufw has no rule that allows %1; allow it, or phones cannot join.",
      "[What a firewall must allow](phones.md#a-firewall-on-the-desk), with the commands."},
@@ -202,8 +202,8 @@ constexpr auto messages = std::to_array<MessageRow>({
     {Message::ForgottenKey, ComingAndGoing, LogEvent::ForgottenKey,
      "%1 has kept %2 open for %3 without speech.",
      "This role has a talk key on and says nothing; a minute ago its page reminded it. Everybody "
-     "on that channel hears the room of that phone. Ask them to switch the key off, or it was "
-     "left on somewhere."},
+     "on that channel hears the room of that phone. Ask them to switch it off, or close it "
+     "from [the desk's page](desk-page.md#what-it-does)."},
 
     {Message::DeskOpened, ComingAndGoing, LogEvent::DeskPage, "The desk's page was opened at %1.",
      "[The desk's page](desk-page.md), on this computer or on the one with that address. If that "
