@@ -10,6 +10,8 @@
 #include <QSysInfo>
 #include <QTimeZone>
 
+#include <algorithm>
+
 namespace wingbell {
 
 DeskPlace deskPlace(quint16 port)
@@ -33,6 +35,16 @@ DeskPlace deskPlace(quint16 port)
         place.urls.append(urlFor(QStringLiteral("localhost"), port));
     }
     return place;
+}
+
+bool hasMoved(const DeskPlace& before, const DeskPlace& now)
+{
+    const std::vector<QHostAddress>& addresses = now.names.addresses;
+    const bool hasNetwork =
+        std::any_of(addresses.begin(), addresses.end(), [](const QHostAddress& address) {
+            return !address.isLoopback();
+        });
+    return hasNetwork && now.urls != before.urls;
 }
 
 std::optional<DeskIdentity>

@@ -15,12 +15,14 @@ struct DeskPlace
 {
     CertificateNames names;
     QStringList urls; ///< of the crew's page, best first; never empty
-
-    friend bool operator==(const DeskPlace&, const DeskPlace&) = default;
 };
 
 /// As it is now, for a show on this port.
 [[nodiscard]] DeskPlace deskPlace(quint16 port);
+
+/// True when there are other addresses that the page can be opened by. A network that has only gone
+/// does not count: it usually comes back, and with the same address.
+[[nodiscard]] bool hasMoved(const DeskPlace& before, const DeskPlace& now);
 
 /// Where browsers find this computer, and how they know that it is the one.
 struct DeskIdentity

@@ -147,6 +147,7 @@ Relay::Relay(Parts parts, int stopDescriptor, LineWriter& output)
 void Relay::run()
 {
     tellOnAir();
+    checkAddresses(); // those that came before there was a watch
     askForRealTime();
     m_loop.exec();
     tellOffAir();
@@ -217,9 +218,7 @@ void Relay::showIdentity()
 
 void Relay::checkAddresses()
 {
-    const DeskPlace place = deskPlace(m_port);
-    // Without any address there is no page that could be opened by another one.
-    if (!place.names.addresses.empty() && place != m_identity.place) {
+    if (hasMoved(m_identity.place, deskPlace(m_port))) {
         renewIdentity();
     }
 }
