@@ -32,11 +32,9 @@ T.Menu {
     }
     // No list: with that of Qt 6.8, screen readers read the entries that are not shown, too.
     contentItem: FocusScope {
-        implicitHeight: entries.implicitHeight
+        implicitHeight: childrenRect.height
 
         Column {
-            id: entries
-
             Repeater {
                 model: menu.contentModel
             }
