@@ -30,7 +30,7 @@ inside() {
         ./build_app.sh package
         cp -a /home/wingbell/. /elsewhere
         cd /elsewhere
-        rm -r build*
+        rm -r build build-sanitizers
         umask 077
         ./build_app.sh package
         cmp /home/wingbell/build/package/*.deb /elsewhere/build/package/*.deb'
